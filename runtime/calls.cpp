@@ -1,0 +1,308 @@
+// The call engine: converts arguments, runs the native function inside the bridge, converts the results.
+#include "runtime/bridge.hpp"
+#include "runtime/entries.hpp"
+
+#include <cstdlib>
+#include <cstring>
+
+namespace vswitchpy {
+namespace {
+
+constexpr std::size_t longest_fixed_text = 256;
+
+// Everything that one call holds. Trivial on purpose: an abort leaves it without running a destructor.
+struct Frame {
+  Slot slots[most_arguments];
+  Slot result;
+  char *texts[most_arguments];  // private copies, in argument order
+  std::size_t text_count = 0;
+  struct Output {
+    std::uint64_t value;  // record pointer, integer or boolean
+    char *text;           // of a text output
+  } outputs[most_arguments];
+  std::size_t output_count = 0;
+  Deferred deferred;
+};
+
+void release_texts(const Frame &frame) {
+  for (std::size_t i = 0; i < frame.text_count; ++i) {
+    release_text(frame.texts[i]);
+  }
+}
+
+// A private, terminated block that lives until the call is over, and for ever if it is aborted.
+char *text_room(Frame &frame, const char *text, std::size_t size) {
+  char *copy = copy_text(text, size);
+  if (copy) {
+    frame.texts[frame.text_count++] = copy;
+  }
+  return copy;
+}
+
+Outcome convert_text(Frame &frame, PyObject *object, Slot &slot) {
+  const char *text = nullptr;
+  std::size_t size = 0;
+  const Outcome outcome = text_from(object, &text, &size);
+  if (outcome != Outcome::ok) {
+    return outcome;
+  }
+  if (text && PyUnicode_Check(object)) {
+    text = text_room(frame, text, size);
+    if (!text) {
+      return Outcome::memory_error;
+    }
+  }
+  slot.set(text);
+  return Outcome::ok;
+}
+
+Outcome convert_fixed_text(Frame &frame, PyObject *object, std::size_t capacity, Slot &slot) {
+  char room[longest_fixed_text];
+  const Outcome outcome = fixed_text_from(object, room, capacity);
+  if (outcome != Outcome::ok) {
+    return outcome;
+  }
+  char *copy = text_room(frame, room, capacity);
+  slot.set(copy);
+  return copy ? Outcome::ok : Outcome::memory_error;
+}
+
+Outcome convert_scalar(Frame &frame, PyObject *object, Scalar scalar, Slot &slot) {
+  std::uint64_t value = 0;
+  const Outcome outcome = scalar_from(object, scalar, &value, &frame.deferred);
+  slot.set(value);
+  return outcome;
+}
+
+Outcome convert_pointer(PyObject *object, TypeIndex pointee, Disown disown, Slot &slot) {
+  void *pointer = nullptr;
+  const bool found = pointer_from(object, descriptor(pointee), disown, &pointer);
+  slot.set(pointer);
+  return found ? Outcome::ok : Outcome::generic_failure;
+}
+
+void raise_not_bytes(PyObject *object) {
+  PyBytes_AsString(object);
+}
+void raise_not_utf8(PyObject *object) {
+  PyUnicode_AsUTF8(object);
+}
+
+// The object's own buffer, without a copy and without a check: scripts pass data of any kind here and rely
+// on the library being called, with a null pointer if there is no buffer.
+void convert_raw(Frame &frame, PyObject *object, Typemap typemap, Slot &slot) {
+  const char *data = nullptr;
+  if (PyBytes_Check(object)) {
+    data = PyBytes_AS_STRING(object);
+  } else if (typemap == Typemap::raw_bytes_or_text && PyUnicode_Check(object)) {
+    data = PyUnicode_AsUTF8(object);
+    if (!data) {
+      PyErr_Clear();
+      frame.deferred.set(object, raise_not_utf8);
+    }
+  } else {
+    frame.deferred.set(object, raise_not_bytes);
+  }
+  slot.set(data);
+}
+
+Outcome convert_six_bytes(PyObject *object, Slot &slot) {
+  Py_buffer view;
+  if (PyObject_GetBuffer(object, &view, PyBUF_SIMPLE) < 0) {
+    PyErr_Clear();
+    return Outcome::type_error;
+  }
+  // The address outlives the view: the argument tuple holds the object, and nothing runs that could
+  // resize it.
+  slot.set(static_cast<unsigned char *>(view.buf));
+  PyBuffer_Release(&view);
+  return Outcome::ok;
+}
+
+Outcome convert_input(Frame &frame, const ArgumentEntry &argument, PyObject *object, Slot &slot) {
+  switch (argument.typemap) {
+    case Typemap::text: return convert_text(frame, object, slot);
+    case Typemap::fixed_text: return convert_fixed_text(frame, object, argument.capacity, slot);
+    case Typemap::scalar: return convert_scalar(frame, object, argument.scalar, slot);
+    case Typemap::disowned_pointer: return convert_pointer(object, argument.pointee, Disown::yes, slot);
+    case Typemap::any_pointer: return convert_pointer(object, no_type, Disown::no, slot);
+    case Typemap::raw_bytes:
+    case Typemap::raw_bytes_or_text: convert_raw(frame, object, argument.typemap, slot); return Outcome::ok;
+    case Typemap::six_bytes: return convert_six_bytes(object, slot);
+    default: return convert_pointer(object, argument.pointee, Disown::no, slot);
+  }
+}
+
+bool must_not_be_null(Typemap typemap) {
+  return typemap == Typemap::self || typemap == Typemap::record_value;
+}
+
+// The room that an output is passed by address. `text_rooms` is storage of the calling frame.
+void prepare_output(Frame &frame, const ArgumentEntry &argument, char *text_storage, Slot &slot) {
+  Frame::Output &output = frame.outputs[frame.output_count++];
+  output.value = 0;
+  if (argument.typemap == Typemap::text_output) {
+    output.text = text_storage;
+    output.text[0] = 0;
+    slot.set(output.text);
+  } else {
+    slot.set(&output.value);
+  }
+}
+
+// Converts all arguments in native order; false with the error set and the copies released.
+bool convert_arguments(Frame &frame, const CallEntry &call, PyObject *arguments, char *text_storage) {
+  Py_ssize_t next = 0;
+  for (std::size_t i = 0; i < call.argument_count; ++i) {
+    const ArgumentEntry &argument = argument_entries[call.first_argument + i];
+    if (is_output(argument.typemap)) {
+      prepare_output(frame, argument, text_storage, frame.slots[i]);
+      continue;
+    }
+    const Outcome outcome = convert_input(frame, argument, PyTuple_GET_ITEM(arguments, next++), frame.slots[i]);
+    const int position = static_cast<int>(i) + 1;
+    if (outcome != Outcome::ok) [[unlikely]] {
+      argument_error(outcome, text_at(call.name), position, text_at(argument.type));
+      release_texts(frame);
+      return false;
+    }
+    if (must_not_be_null(argument.typemap) && !frame.slots[i].get<void *>()) [[unlikely]] {
+      null_reference_error(text_at(call.name), position, text_at(argument.type));
+      release_texts(frame);
+      return false;
+    }
+  }
+  return true;
+}
+
+PyObject *result_to_python(const CallEntry &call, const Slot &result) {
+  switch (call.result) {
+    case Result::none: return Py_NewRef(Py_None);
+    case Result::scalar: return scalar_to_python(result.address(), call.result_scalar);
+    case Result::text: return text_to_python(result.get<const char *>());
+    case Result::borrowed_pointer:
+      return new_proxy(result.get<void *>(), descriptor(call.result_pointee), Ownership::borrowed);
+    case Result::owned_pointer: {
+      PyObject *proxy = new_proxy(result.get<void *>(), descriptor(call.result_pointee), Ownership::owned);
+      if (!proxy) {
+        std::free(result.get<void *>());
+      }
+      return proxy;
+    }
+    case Result::object: return result.get<PyObject *>();
+  }
+  return nullptr;
+}
+
+PyObject *output_to_python(const ArgumentEntry &argument, Frame::Output &output) {
+  switch (argument.typemap) {
+    case Typemap::record_output:
+      return new_proxy(reinterpret_cast<void *>(output.value), descriptor(argument.pointee), Ownership::borrowed);
+    case Typemap::integer_output: return PyLong_FromLong(static_cast<std::int32_t>(output.value));
+    case Typemap::boolean_output: return PyLong_FromLong(static_cast<signed char>(output.value));
+    default: output.text[argument.capacity] = 0; return text_to_python(output.text);
+  }
+}
+
+// The status and the outputs in native order.
+PyObject *result_list(Frame &frame, const CallEntry &call, PyObject *status) {
+  PyObject *list = status ? PyList_New(static_cast<Py_ssize_t>(frame.output_count) + 1) : nullptr;
+  if (!list) {
+    Py_XDECREF(status);
+    return nullptr;
+  }
+  PyList_SET_ITEM(list, 0, status);
+  std::size_t next = 0;
+  for (std::size_t i = 0; i < call.argument_count; ++i) {
+    const ArgumentEntry &argument = argument_entries[call.first_argument + i];
+    if (!is_output(argument.typemap)) {
+      continue;
+    }
+    PyObject *value = output_to_python(argument, frame.outputs[next]);
+    if (!value) {
+      Py_DECREF(list);
+      return nullptr;
+    }
+    PyList_SET_ITEM(list, static_cast<Py_ssize_t>(++next), value);
+  }
+  return list;
+}
+
+}  // namespace
+
+PyObject *call_bridged(const CallEntry &call, PyObject *arguments) {
+  if (PyTuple_GET_SIZE(arguments) != call.input_count) [[unlikely]] {
+    return argument_count_error(arguments, call.input_count, text_at(call.name));
+  }
+  Frame frame;
+  char text_storage[longest_fixed_text];  // no function has more than one text output
+  if (!convert_arguments(frame, call, arguments, text_storage)) {
+    return nullptr;
+  }
+  if (!VSWITCHPY_BRIDGE_ARMED()) {
+    // The text copies stay: the library may have kept their addresses.
+    return raise_aborted_call();
+  }
+  call.invoke(frame.slots, &frame.result);
+  PyObject *result = result_to_python(call, frame.result);
+  if (frame.output_count) {
+    result = result_list(frame, call, result);
+  }
+  release_texts(frame);
+  if (result) {
+    frame.deferred.raise();
+  }
+  return result;
+}
+
+namespace {
+
+// Whether every argument would convert. Tried aside: nothing is kept.
+bool form_fits(const CallEntry &form, PyObject *arguments) {
+  if (PyTuple_GET_SIZE(arguments) != form.input_count) {
+    return false;
+  }
+  Frame frame;
+  bool fits = true;
+  Py_ssize_t next = 0;
+  for (std::size_t i = 0; fits && i < form.argument_count; ++i) {
+    const ArgumentEntry &argument = argument_entries[form.first_argument + i];
+    if (!is_output(argument.typemap)) {
+      fits = convert_input(frame, argument, PyTuple_GET_ITEM(arguments, next++), frame.slots[i]) == Outcome::ok;
+    }
+  }
+  release_texts(frame);
+  return fits;
+}
+
+PyObject *no_form_error(const CallEntry *forms, std::size_t count) {
+  PyObject *text = PyUnicode_FromFormat(
+      "Wrong number or type of arguments for overloaded function '%s'.\n  Possible C/C++ prototypes are:\n",
+      text_at(forms[0].name));
+  for (std::size_t form = 0; text && form < count; ++form) {
+    PyUnicode_AppendAndDel(&text, PyUnicode_FromFormat("    %s(", text_at(forms[form].name)));
+    for (std::size_t i = 0; text && i < forms[form].argument_count; ++i) {
+      const ArgumentEntry &argument = argument_entries[forms[form].first_argument + i];
+      PyUnicode_AppendAndDel(&text, PyUnicode_FromFormat(i ? ",%s" : "%s", text_at(argument.type)));
+    }
+    PyUnicode_AppendAndDel(&text, PyUnicode_FromString(")\n"));
+  }
+  if (text) {
+    PyErr_SetObject(PyExc_NotImplementedError, text);
+    Py_DECREF(text);
+  }
+  return nullptr;
+}
+
+}  // namespace
+
+PyObject *call_overloaded(const CallEntry *forms, std::size_t count, PyObject *arguments) {
+  for (std::size_t form = 0; form < count; ++form) {
+    if (form_fits(forms[form], arguments)) {
+      return call_bridged(forms[form], arguments);
+    }
+  }
+  return no_form_error(forms, count);
+}
+
+}  // namespace vswitchpy

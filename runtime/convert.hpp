@@ -1,0 +1,102 @@
+// Conversion between Python values and native scalars and texts, and the argument errors.
+#pragma once
+
+#include "runtime/proxy.hpp"
+
+#include <cstddef>
+#include <cstdint>
+
+namespace vswitchpy {
+
+// What a conversion reports; the negative kinds are the runtime's own numbers.
+enum class Outcome : int {
+  ok = 0,
+  generic_failure = -1,
+  io_error = -2,
+  runtime_error = -3,
+  index_error = -4,
+  type_error = -5,
+  division_by_zero = -6,
+  overflow = -7,
+  syntax_error = -8,
+  value_error = -9,
+  system_error = -10,
+  attribute_error = -11,
+  memory_error = -12,
+};
+
+// The exception class of a kind (borrowed); RuntimeError for an unknown one.
+PyObject *exception_class(Outcome outcome);
+
+// How a scalar converts. Width and C++ type follow from it.
+enum class Scalar : std::uint8_t {
+  unsigned_8,
+  unsigned_16,
+  unsigned_32,
+  unsigned_64,        // negative: TypeError
+  size,               // as wide, but negative: OverflowError
+  signed_32,          // int and the enumerations
+  signed_32_in_byte,  // the one-byte enumeration: the range of int, of which the low byte is kept
+  character,          // qel_Bool: one character or a signed byte
+};
+
+// An int conversion that the interpreter must still complain about. A number beyond 64 bits is passed on
+// as -1, and data that is no buffer as null; the interpreter's own error is raised only once the call is
+// over, so that everything between runs as if nothing were pending. Scripts rely on the call being made.
+class Deferred {
+ public:
+  void set(PyObject *offender, void (*raise_error)(PyObject *)) {
+    offender_ = offender;
+    raise_error_ = raise_error;
+  }
+  // Sets the error if there is one; the result stays as it is.
+  void raise() const {
+    if (offender_) [[unlikely]] {
+      raise_error_(offender_);
+    }
+  }
+
+ private:
+  PyObject *offender_ = nullptr;  // borrowed from the argument tuple
+  void (*raise_error_)(PyObject *) = nullptr;
+};
+
+// Converts to the scalar's native value, widened to 64 bits. On failure no error is set.
+Outcome scalar_from(PyObject *object, Scalar scalar, std::uint64_t *value, Deferred *deferred);
+
+// A scalar of `width` bytes at an address that need not be aligned.
+PyObject *scalar_to_python(const void *address, Scalar scalar);
+void store_scalar(void *address, Scalar scalar, std::uint64_t value);
+std::size_t scalar_width(Scalar scalar);
+
+// UTF-8 of a str, or the text that a `char *` proxy points at, or null for None. Borrowed: valid while the
+// object lives. `size` counts the terminator and is 0 for a null text.
+Outcome text_from(PyObject *object, const char **text, std::size_t *size);
+
+// Fills all `capacity` bytes: the text, then zeros. At most capacity - 1 bytes of text fit; a single byte
+// of capacity takes one character without its terminator. None gives zeros.
+Outcome fixed_text_from(PyObject *object, char *destination, std::size_t capacity);
+
+// A text decoded from UTF-8 with "surrogateescape"; None for null. New reference.
+PyObject *text_to_python(const char *text);
+PyObject *text_to_python(const char *text, std::size_t size);
+
+// Length of the text in at most `size` bytes.
+extern "C" __attribute__((visibility("default"))) std::size_t SWIG_strnlen(const char *text, std::size_t size);
+
+// Private, terminated copies of the texts of one call. They are released by the frame that made them, and
+// not at all when the host aborts the call: the host may still point at them then.
+char *copy_text(const char *text, std::size_t size);
+void release_text(char *copy);
+
+// "in method 'NAME', argument N of type 'TYPE'" and its null-reference forms. All return null with the
+// error set. `method` and `type` end at their terminators.
+PyObject *argument_error(Outcome outcome, const char *method, int position, const char *type);
+PyObject *null_reference_error(const char *method, int position, const char *type);
+PyObject *null_variable_error(const char *field, const char *type);
+
+// Raises the interpreter's own error for a wrong argument count: as PyArg_ParseTuple with one "O" for each
+// argument, a colon and the name.
+PyObject *argument_count_error(PyObject *arguments, int expected, const char *name);
+
+}  // namespace vswitchpy

@@ -1,0 +1,111 @@
+// Module initialisation, in the order that scripts and other wrapper modules rely on.
+#include "runtime/module.hpp"
+
+#include "runtime/convert.hpp"
+
+#include <cstring>
+
+extern "C" {
+// The host's log. `format` is the script's own text.
+void Panic(const char *format, ...);
+
+__attribute__((visibility("default"))) PyObject *PyInit__libvswitch();
+}
+
+namespace vswitchpy {
+
+PyObject *new_instance_method(PyObject * /*module*/, PyObject *function) {
+  return PyInstanceMethod_New(function);
+}
+
+PyObject *panic(PyObject * /*module*/, PyObject *arguments) {
+  if (PyTuple_GET_SIZE(arguments) == 0) {
+    return argument_count_error(arguments, 1, "Panic");
+  }
+  PyObject *object = PyTuple_GET_ITEM(arguments, 0);
+  const char *text = nullptr;
+  std::size_t size = 0;
+  const Outcome outcome = text_from(object, &text, &size);
+  if (outcome != Outcome::ok) {
+    return argument_error(outcome, "Panic", 1, "char const *");
+  }
+  char *copy = text ? copy_text(text, size) : nullptr;
+  if (text && !copy) {
+    return argument_error(Outcome::memory_error, "Panic", 1, "char const *");
+  }
+  Panic(copy, static_cast<void *>(nullptr));
+  release_text(copy);
+  Py_RETURN_NONE;
+}
+
+namespace {
+
+// An item that cannot be made is left out; the next one is installed regardless.
+void install(PyObject *dictionary, const char *name, PyObject *value) {
+  if (!value || PyDict_SetItemString(dictionary, name, value) < 0) {
+    PyErr_Clear();
+  }
+  Py_XDECREF(value);
+}
+
+// The link object is made and installed as `cvar` just before its first variable is linked.
+void link(PyObject *dictionary, PyObject **variable_link, const LinkedVariable &variable) {
+  if (!*variable_link) {
+    *variable_link = new_variable_link();
+    install(dictionary, "cvar", Py_XNewRef(*variable_link));
+  }
+  if (!*variable_link || !link_variable(*variable_link, variable)) {
+    PyErr_Clear();
+  }
+}
+
+void install_constants_and_variables(PyObject *dictionary) {
+  const char *text = constant_texts;
+  const long long *integer = constant_integers;
+  const LinkedVariable *variable = linked_variables;
+  PyObject *variable_link = nullptr;
+  const auto next_text = [&text] {
+    const char *current = text;
+    text += std::strlen(text) + 1;
+    return current;
+  };
+  while (*text) {
+    const auto kind = static_cast<ItemKind>(*text++);
+    const char *name = next_text();
+    switch (kind) {
+      case ItemKind::integer: install(dictionary, name, PyLong_FromLongLong(*integer++)); break;
+      case ItemKind::text: install(dictionary, name, text_to_python(next_text())); break;
+      case ItemKind::variable: link(dictionary, &variable_link, *variable++); break;
+    }
+  }
+  Py_XDECREF(variable_link);
+}
+
+PyModuleDef definition = [] {
+  PyModuleDef module = {};
+  module.m_base = PyModuleDef_HEAD_INIT;
+  module.m_name = "_libvswitch";
+  module.m_size = -1;
+  return module;
+}();
+
+}  // namespace
+}  // namespace vswitchpy
+
+PyObject *PyInit__libvswitch() {
+  using namespace vswitchpy;
+  // 1. Method documentation that names pointer constants would be rewritten here; no method has any.
+  // 2. The module and its dictionary.
+  definition.m_methods = module_methods;
+  PyObject *module = PyModule_Create2(&definition, PYTHON_API_VERSION);
+  if (!module) {
+    return nullptr;
+  }
+  PyObject *dictionary = PyModule_GetDict(module);
+  // 3. The type descriptors.
+  register_types(module_types);
+  // 4. Pointer and binary constants: there are none.
+  // 5. The named constants, and 6. between them the variables at the places where they are declared.
+  install_constants_and_variables(dictionary);
+  return module;
+}

@@ -1,0 +1,30 @@
+// The module frame: what the interface hands to it, and the ready-made functions it offers.
+#pragma once
+
+#include "runtime/type_registry.hpp"
+#include "runtime/variable_link.hpp"
+
+namespace vswitchpy {
+
+// Defined by the interface's tables.
+extern PyMethodDef *const module_methods;
+extern const TypeTable module_types;
+
+// What the module dictionary gets, in declaration order: for each item a kind character, the name, and for a
+// text its value, all terminated, with an empty text at the end. The values of the integers stand in an array
+// of their own.
+enum class ItemKind : char { integer = 'i', text = 's', variable = 'v' };
+extern const char *const constant_texts;
+extern const long long *const constant_integers;
+
+// The native global variables, in the order of their items.
+extern const LinkedVariable linked_variables[];
+
+// SWIG_PyInstanceMethod_New(func): an instance method object around `func`.
+PyObject *new_instance_method(PyObject *module, PyObject *function);
+
+// Panic(fmt, ...): hands the first argument to the host's log; the others are dropped unread. Outside the
+// bridge.
+PyObject *panic(PyObject *module, PyObject *arguments);
+
+}  // namespace vswitchpy

@@ -1,0 +1,91 @@
+// Constructor, destructor and class registration of every record.
+#include "runtime/bridge.hpp"
+#include "runtime/entries.hpp"
+
+#include <malloc.h>
+
+#include <cstdlib>
+#include <cstring>
+
+namespace vswitchpy {
+namespace {
+
+// Constructors return the bare proxy, also once a class is registered: the class stores it in `this`.
+PyObject *owning_proxy(void *memory, const RecordEntry &record) {
+  if (!memory) {
+    // A failed allocation is a null pointer like any other.
+    Py_RETURN_NONE;
+  }
+  PyObject *proxy = new_bare_proxy(memory, descriptor(record.self), Ownership::owned);
+  if (!proxy) {
+    std::free(memory);
+  }
+  return proxy;
+}
+
+void store_count(void *block, const Counted &count, int entries) {
+  // A block smaller than its count field is made as asked, and the count is left out.
+  if (block && malloc_usable_size(block) >= count.count_offset + sizeof entries) {
+    std::memcpy(static_cast<char *>(block) + count.count_offset, &entries, sizeof entries);
+  }
+}
+
+}  // namespace
+
+PyObject *construct(const RecordEntry &record, PyObject *arguments) {
+  if (PyTuple_GET_SIZE(arguments) != 0) [[unlikely]] {
+    return argument_count_error(arguments, 0, text_at(record.constructor_name));
+  }
+  if (!VSWITCHPY_BRIDGE_ARMED()) {
+    return raise_aborted_call();
+  }
+  return owning_proxy(std::calloc(1, record.size), record);
+}
+
+PyObject *construct_counted(const RecordEntry &record, PyObject *arguments) {
+  if (PyTuple_GET_SIZE(arguments) != 1) [[unlikely]] {
+    return argument_count_error(arguments, 1, text_at(record.constructor_name));
+  }
+  std::uint64_t value = 0;
+  Deferred deferred;
+  const Outcome outcome = scalar_from(PyTuple_GET_ITEM(arguments, 0), Scalar::signed_32, &value, &deferred);
+  if (outcome != Outcome::ok) [[unlikely]] {
+    return argument_error(outcome, text_at(record.constructor_name), 1, "int");
+  }
+  if (!VSWITCHPY_BRIDGE_ARMED()) {
+    return raise_aborted_call();
+  }
+  // `value` is sign-extended: a negative count asks for a block that no allocator has, and gives None.
+  void *block = std::malloc(record.count.bytes_per_entry * value + record.count.fixed_bytes);
+  store_count(block, record.count, static_cast<int>(value));
+  PyObject *result = owning_proxy(block, record);
+  deferred.raise();
+  return result;
+}
+
+PyObject *destruct(const RecordEntry &record, PyObject *arguments) {
+  if (PyTuple_GET_SIZE(arguments) != 1) [[unlikely]] {
+    return argument_count_error(arguments, 1, text_at(record.destructor_name));
+  }
+  void *memory = nullptr;
+  if (!pointer_from(PyTuple_GET_ITEM(arguments, 0), descriptor(record.self), Disown::yes, &memory)) [[unlikely]] {
+    return argument_error(Outcome::type_error, text_at(record.destructor_name), 1, text_at(record.self_type));
+  }
+  if (!VSWITCHPY_BRIDGE_ARMED()) {
+    return raise_aborted_call();
+  }
+  std::free(memory);
+  Py_RETURN_NONE;
+}
+
+PyObject *register_shadow_class(const RecordEntry &record, PyObject *arguments) {
+  if (PyTuple_GET_SIZE(arguments) != 1) [[unlikely]] {
+    return argument_count_error(arguments, 1, "swigregister");
+  }
+  if (!register_class(descriptor(record.self), PyTuple_GET_ITEM(arguments, 0))) {
+    return nullptr;
+  }
+  Py_RETURN_NONE;
+}
+
+}  // namespace vswitchpy

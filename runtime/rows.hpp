@@ -1,0 +1,592 @@
+// The rows in which the interface is written: one line for each record, field, method and call.
+#pragma once
+
+#include "runtime/convert.hpp"
+#include "runtime/type_names.hpp"
+
+#include <algorithm>
+#include <tuple>
+#include <utility>
+
+// A row carries what cannot be derived: the name, the native member or function, the type as the interface
+// spells it, and the documentation. Everything else follows from the native declaration, against which the
+// row is checked when it compiles. Rows exist at compile time only; tables.hpp turns them into what the
+// module carries.
+
+namespace vswitchpy {
+
+// Never defined: a row that reaches one of these while compiling does not compile.
+void row_without_documentation();
+void row_with_wrong_offset();
+void mac_text_that_is_not_six_bytes();
+
+// What a field, record or call means. Kept only in the tool that prints the interface (VSWITCHPY_KEEP_DOCS),
+// never in the module.
+class Doc {
+ public:
+  template <std::size_t N>
+  consteval Doc(const char (&text)[N]) {  // NOLINT(google-explicit-constructor): rows pass plain texts
+#ifndef VSWITCHPY_DOCS_INCOMPLETE
+    if (N == 1) {
+      row_without_documentation();
+    }
+#endif
+#ifdef VSWITCHPY_KEEP_DOCS
+    text_ = std::string_view(text, N - 1);
+#else
+    static_cast<void>(text);
+#endif
+  }
+  constexpr Doc() = default;
+
+#ifdef VSWITCHPY_KEEP_DOCS
+  constexpr std::string_view text() const {
+    return text_;
+  }
+
+ private:
+  std::string_view text_;
+#endif
+};
+
+// ---- native types to conversions -------------------------------------------------------------------
+
+template <class T>
+consteval Scalar scalar_of() {
+  if constexpr (std::is_enum_v<T>) {
+    return sizeof(T) == 1 ? Scalar::signed_32_in_byte : Scalar::signed_32;
+  } else if constexpr (std::is_same_v<T, char>) {
+    return Scalar::character;
+  } else if constexpr (std::is_same_v<T, unsigned char>) {
+    return Scalar::unsigned_8;
+  } else if constexpr (std::is_same_v<T, unsigned short>) {
+    return Scalar::unsigned_16;
+  } else if constexpr (std::is_same_v<T, unsigned int>) {
+    return Scalar::unsigned_32;
+  } else if constexpr (std::is_same_v<T, unsigned long long>) {
+    return Scalar::unsigned_64;
+  } else if constexpr (std::is_same_v<T, std::size_t>) {
+    return Scalar::size;
+  } else {
+    static_assert(std::is_same_v<T, int>, "no scalar conversion for this type");
+    return Scalar::signed_32;
+  }
+}
+
+// Element type and length of an array. The standard traits do not see arrays of no elements.
+template <class T>
+struct ArrayTraits {
+  static constexpr bool is_array = false;
+};
+template <class T, std::size_t N>
+struct ArrayTraits<T[N]> {
+  static constexpr bool is_array = true;
+  using Element = T;
+  static constexpr std::size_t length = N;
+};
+template <class T>
+struct ArrayTraits<T[0]> {
+  static constexpr bool is_array = true;
+  using Element = T;
+  static constexpr std::size_t length = 0;
+};
+
+// The type of a native parameter that is declared as T: arrays are passed as pointers.
+template <class T>
+struct ParameterType {
+  using Type = T;
+};
+template <class T, std::size_t N>
+struct ParameterType<T[N]> {
+  using Type = T *;
+};
+
+// ---- fields ----------------------------------------------------------------------------------------
+
+enum class FieldKind : std::uint8_t {
+  scalar,
+  bits,
+  character_array,
+  array,     // of bytes, scalars, records or rows; of no elements for a flexible array
+  mac_text,  // read as text, written as an array
+  embedded_record,
+  pointer,
+  any_pointer,  // void *: takes a proxy of any type
+  owned_text,   // the one `char *` that its record owns
+};
+
+struct FieldRow {
+  std::string_view name;
+  std::string_view type;     // as the interface spells it, for messages
+  std::string_view pointee;  // descriptor of what the getter's proxy points at; empty without one
+  FieldKind kind{};
+  Scalar scalar{};
+  bool read_only = false;
+  std::uint8_t first_bit = 0;
+  std::uint8_t bit_count = 0;
+  std::uint32_t offset = 0;
+  std::uint32_t size = 0;  // bytes that the field covers
+  Doc doc;
+};
+
+// What a stated type must be for a member of type Member: itself, or for an embedded record the pointer
+// that its setter takes.
+template <class Stated, class Member>
+inline constexpr bool states_member = std::is_same_v<Stated, Member> || std::is_same_v<Stated, Member *>;
+
+template <class Member>
+consteval FieldRow classify(FieldRow row) {
+  if constexpr (ArrayTraits<Member>::is_array) {
+    using Element = typename ArrayTraits<Member>::Element;
+    row.kind = std::is_same_v<Element, char> ? FieldKind::character_array : FieldKind::array;
+    row.pointee = mangled_pointer<Element>;
+  } else if constexpr (std::is_same_v<Member, char *>) {
+    row.kind = FieldKind::owned_text;
+  } else if constexpr (std::is_pointer_v<Member>) {
+    row.kind = std::is_same_v<Member, void *> ? FieldKind::any_pointer : FieldKind::pointer;
+    row.pointee = mangled_pointer<std::remove_pointer_t<Member>>;
+  } else if constexpr (std::is_class_v<Member> || std::is_union_v<Member>) {
+    row.kind = FieldKind::embedded_record;
+    row.pointee = mangled_pointer<Member>;
+  } else {
+    row.kind = FieldKind::scalar;
+    row.scalar = scalar_of<Member>();
+  }
+  return row;
+}
+
+template <class Stated, class Member>
+consteval FieldRow field(std::string_view name, std::string_view type, std::size_t stated_offset, std::size_t offset,
+                         Doc doc) {
+  static_assert(states_member<Stated, Member>, "the row's type is not the member's");
+  if (stated_offset != offset) {
+    row_with_wrong_offset();
+  }
+  FieldRow row;
+  row.name = name;
+  row.type = type;
+  row.offset = static_cast<std::uint32_t>(offset);
+  row.size = static_cast<std::uint32_t>(sizeof(Member));
+  row.doc = doc;
+  return classify<Member>(row);
+}
+
+consteval FieldRow read_only(FieldRow row) {
+  row.read_only = true;
+  return row;
+}
+
+consteval FieldRow read_as_mac(FieldRow row) {
+  if (row.kind != FieldKind::array || row.size != 6) {
+    mac_text_that_is_not_six_bytes();
+  }
+  row.kind = FieldKind::mac_text;
+  return row;
+}
+
+// Bit-fields have no address: the row says where they lie and a unit test compares it with the struct.
+template <class Stated>
+consteval FieldRow bit_field(std::string_view name, std::string_view type, std::size_t byte, unsigned first_bit,
+                             unsigned bit_count, Doc doc) {
+  FieldRow row;
+  row.name = name;
+  row.type = type;
+  row.kind = FieldKind::bits;
+  row.scalar = scalar_of<Stated>();
+  row.first_bit = static_cast<std::uint8_t>(first_bit);
+  row.bit_count = static_cast<std::uint8_t>(bit_count);
+  row.offset = static_cast<std::uint32_t>(byte);
+  row.size = (first_bit + bit_count + 7) / 8;
+  row.doc = doc;
+  return row;
+}
+
+// ---- calls -----------------------------------------------------------------------------------------
+
+enum class Typemap : std::uint8_t {
+  self,  // record pointer that must not be null
+  text,
+  fixed_text,
+  scalar,
+  pointer,           // of exactly one descriptor
+  disowned_pointer,  // likewise; the proxy gives up its memory
+  record_value,      // a record passed by reference: null is an error
+  any_pointer,
+  raw_bytes,          // the buffer of a bytes object, unchecked
+  raw_bytes_or_text,  // likewise, or the UTF-8 of a str
+  six_bytes,          // start of any readable buffer, its length unchecked
+  record_output,
+  integer_output,
+  boolean_output,
+  text_output,
+};
+
+constexpr bool is_output(Typemap typemap) {
+  return typemap >= Typemap::record_output;
+}
+
+struct ArgumentRow {
+  std::string_view name;
+  std::string_view type;     // as the interface spells it, for messages
+  std::string_view pointee;  // descriptor accepted, or of the proxy returned
+  Typemap typemap{};
+  Scalar scalar{};
+  std::uint16_t capacity = 0;  // of texts in fixed room, without the terminator that outputs add
+};
+
+// An argument row with the native type that it stands for.
+template <class Native>
+struct Argument {
+  ArgumentRow row;
+};
+
+template <class Stated>
+consteval ArgumentRow classify_input(ArgumentRow row) {
+  using Native = typename ParameterType<Stated>::Type;
+  if constexpr (std::is_array_v<Stated>) {
+    row.typemap = Typemap::fixed_text;
+    row.capacity = static_cast<std::uint16_t>(std::extent_v<Stated>);
+  } else if constexpr (std::is_same_v<Native, char const *> || std::is_same_v<Native, char *>) {
+    row.typemap = Typemap::text;
+  } else if constexpr (std::is_same_v<Native, void *>) {
+    row.typemap = Typemap::any_pointer;
+  } else if constexpr (std::is_pointer_v<Native>) {
+    row.typemap = Typemap::pointer;
+    row.pointee = mangled_pointer<std::remove_pointer_t<Native>>;
+  } else {
+    row.typemap = Typemap::scalar;
+    row.scalar = scalar_of<Native>();
+  }
+  return row;
+}
+
+template <class Stated>
+consteval auto input(std::string_view name, std::string_view type) {
+  ArgumentRow row;
+  row.name = name;
+  row.type = type;
+  return Argument<typename ParameterType<Stated>::Type>{classify_input<Stated>(row)};
+}
+
+template <class Record>
+consteval auto disowned_input(std::string_view name, std::string_view type) {
+  auto argument = input<Record *>(name, type);
+  argument.row.typemap = Typemap::disowned_pointer;
+  return argument;
+}
+
+template <class Record>
+consteval auto value_input(std::string_view name, std::string_view type) {
+  auto argument = input<Record *>(name, type);
+  argument.row.typemap = Typemap::record_value;
+  return argument;
+}
+
+template <class Native>
+consteval auto untyped_input(std::string_view name, Typemap typemap) {
+  ArgumentRow row;
+  row.name = name;
+  row.typemap = typemap;
+  if (typemap == Typemap::six_bytes) {
+    row.type = "(unsigned char *mac_str, SIZE)";
+  }
+  return Argument<Native>{row};
+}
+
+// `Wrapped` is the pointer type of the proxy returned, for the one call whose output is wrapped as
+// something else than it is.
+template <class Native, class Wrapped>
+consteval auto output(std::string_view name, std::string_view type) {
+  using Value = std::remove_pointer_t<Native>;
+  ArgumentRow row;
+  row.name = name;
+  row.type = type;
+  if constexpr (std::is_pointer_v<Value>) {
+    row.typemap = Typemap::record_output;
+    row.pointee = mangled_pointer<std::remove_pointer_t<Wrapped>>;
+  } else if constexpr (std::is_same_v<Value, char>) {
+    row.typemap = Typemap::boolean_output;
+  } else {
+    static_assert(sizeof(Value) == 4);
+    row.typemap = Typemap::integer_output;
+  }
+  return Argument<Native>{row};
+}
+
+consteval auto text_output(std::string_view name, std::size_t capacity) {
+  ArgumentRow row;
+  row.name = name;
+  row.type = "char *";
+  row.typemap = Typemap::text_output;
+  row.capacity = static_cast<std::uint16_t>(capacity);
+  return Argument<char *>{row};
+}
+
+enum class Result : std::uint8_t { none, scalar, text, borrowed_pointer, owned_pointer, object };
+
+// What an extension returns when the proxy is to own it.
+template <class T>
+struct Owned {
+  T *pointer;
+};
+
+// What an extension returns when it makes the Python object itself: a new reference, or null with an error
+// set. The annotation says in Python's terms what it can be.
+struct TextObject {
+  PyObject *object;
+  static constexpr std::string_view annotation = "str | None";
+};
+struct BytesObject {
+  PyObject *object;
+  static constexpr std::string_view annotation = "bytes";
+};
+struct IntegerOrBytesObject {
+  PyObject *object;
+  static constexpr std::string_view annotation = "int | bytes";
+};
+
+// One native argument or result, whatever its type.
+class Slot {
+ public:
+  template <class T>
+  T get() const {
+    if constexpr (std::is_pointer_v<T>) {
+      return reinterpret_cast<T>(bits_);
+    } else if constexpr (std::is_enum_v<T>) {
+      // By way of the integer of its width: the byte-wide enumeration keeps the low byte.
+      return static_cast<T>(static_cast<std::underlying_type_t<T>>(bits_));
+    } else {
+      return static_cast<T>(bits_);
+    }
+  }
+  template <class T>
+  void set(T value) {
+    if constexpr (std::is_pointer_v<T>) {
+      bits_ = reinterpret_cast<std::uint64_t>(value);
+    } else {
+      bits_ = static_cast<std::uint64_t>(value);
+    }
+  }
+  const void *address() const { return &bits_; }
+
+ private:
+  std::uint64_t bits_;
+};
+
+inline constexpr std::size_t most_arguments = 8;
+
+// Calls the native function with its arguments from `slots` and leaves its result in `result`.
+using Invoke = void (*)(const Slot *slots, Slot *result);
+
+template <auto Function, class ResultType, class... Parameters, std::size_t... I>
+constexpr Invoke make_invoke(ResultType (*)(Parameters...), std::index_sequence<I...>) {
+  return +[]([[maybe_unused]] const Slot *slots, [[maybe_unused]] Slot *result) {
+    if constexpr (std::is_void_v<ResultType>) {
+      Function(slots[I].template get<Parameters>()...);
+    } else if constexpr (requires(ResultType owned) { owned.pointer; }) {
+      result->set(Function(slots[I].template get<Parameters>()...).pointer);
+    } else if constexpr (requires(ResultType made) { made.object; }) {
+      result->set(Function(slots[I].template get<Parameters>()...).object);
+    } else {
+      result->set(Function(slots[I].template get<Parameters>()...));
+    }
+  };
+}
+
+struct CallRow {
+  std::string_view name;  // of the library function, or of the method within its record
+  std::string_view result_pointee;
+  std::string_view result_annotation;  // of a ready-made object
+  Result result{};
+  Scalar result_scalar{};
+  bool overload = false;  // a further form of the function in the row before it
+  std::uint8_t argument_count = 0;
+  std::array<ArgumentRow, most_arguments> arguments{};
+  Invoke invoke = nullptr;
+  Doc doc;
+};
+
+template <class ResultType>
+consteval void classify_result(CallRow &row) {
+  if constexpr (std::is_void_v<ResultType>) {
+    row.result = Result::none;
+  } else if constexpr (requires(ResultType made) { made.object; }) {
+    row.result = Result::object;
+    row.result_annotation = ResultType::annotation;
+  } else if constexpr (std::is_same_v<ResultType, char const *>) {
+    row.result = Result::text;
+  } else if constexpr (requires(ResultType owned) { owned.pointer; }) {
+    row.result = Result::owned_pointer;
+    row.result_pointee = mangled_pointer<std::remove_pointer_t<decltype(ResultType::pointer)>>;
+  } else if constexpr (std::is_pointer_v<ResultType>) {
+    row.result = Result::borrowed_pointer;
+    row.result_pointee = mangled_pointer<std::remove_pointer_t<ResultType>>;
+  } else {
+    row.result = Result::scalar;
+    row.result_scalar = scalar_of<ResultType>();
+  }
+}
+
+template <auto Function, class ResultType, class... Parameters, class... Natives>
+consteval CallRow call_row(ResultType (*function)(Parameters...), std::string_view name, Doc doc,
+                           Argument<Natives>... arguments) {
+  static_assert(sizeof...(Natives) == sizeof...(Parameters), "one argument row for each native parameter");
+  static_assert(sizeof...(Natives) <= most_arguments);
+  static_assert(std::is_same_v<std::tuple<Natives...>, std::tuple<Parameters...>>,
+                "an argument row's type is not the native parameter's");
+  CallRow row;
+  row.name = name;
+  row.doc = doc;
+  row.argument_count = sizeof...(Natives);
+  row.arguments = {arguments.row...};
+  row.invoke = make_invoke<Function>(function, std::index_sequence_for<Parameters...>());
+  classify_result<ResultType>(row);
+  return row;
+}
+
+template <auto Function, class... Arguments>
+consteval CallRow call(std::string_view name, Doc doc, Arguments... arguments) {
+  return call_row<Function>(Function, name, doc, arguments...);
+}
+
+consteval CallRow owned_result(CallRow row) {
+  row.result = Result::owned_pointer;
+  return row;
+}
+
+template <auto Function, class... Arguments>
+consteval CallRow overload(std::string_view name, Doc doc, Arguments... arguments) {
+  CallRow row = call_row<Function>(Function, name, doc, arguments...);
+  row.overload = true;
+  return row;
+}
+
+// A method's first native parameter is its record, which must not be null.
+template <auto Function, class Record, class... Arguments>
+consteval CallRow method(std::string_view name, std::string_view self_type, Doc doc, Arguments... arguments) {
+  auto self = input<Record *>("self", self_type);
+  self.row.typemap = Typemap::self;
+  return call_row<Function>(Function, name, doc, self, arguments...);
+}
+
+// ---- records ---------------------------------------------------------------------------------------
+
+// How the constructor of a variable-length record sizes its block and where it leaves the count.
+struct Counted {
+  std::uint32_t bytes_per_entry = 0;
+  std::uint32_t fixed_bytes = 0;
+  std::uint32_t count_offset = 0;
+};
+
+template <std::size_t Fields, std::size_t Methods>
+struct RecordRow {
+  std::string_view name;
+  std::string_view mangled;
+  bool tagged = true;      // declared with a structure tag, which messages then show
+  std::uint32_t size = 0;  // of the fixed part
+  bool counted = false;
+  Counted count{};
+  Doc doc;
+  std::array<FieldRow, Fields> fields{};
+  std::array<CallRow, Methods> methods{};
+};
+
+template <class Wanted, class... Items>
+inline constexpr std::size_t count_of = (std::size_t{std::is_same_v<Wanted, Items>} + ... + 0);
+
+template <class Record, class... Items>
+consteval auto record(std::string_view name, bool tagged, Doc doc, Items... items) {
+  RecordRow<count_of<FieldRow, Items...>, count_of<CallRow, Items...>> row;
+  row.name = name;
+  row.mangled = mangled_pointer<Record>;
+  row.tagged = tagged;
+  row.size = sizeof(Record);
+  row.doc = doc;
+  std::size_t fields = 0;
+  std::size_t methods = 0;
+  const auto place = [&](auto item) {
+    if constexpr (std::is_same_v<decltype(item), FieldRow>) {
+      row.fields[fields++] = item;
+    } else if constexpr (std::is_same_v<decltype(item), CallRow>) {
+      row.methods[methods++] = item;
+    } else {
+      static_assert(std::is_same_v<decltype(item), Counted>);
+      row.counted = true;
+      row.count = item;
+    }
+  };
+  (place(items), ...);
+  return row;
+}
+
+template <class... Rows>
+consteval auto records(Rows... rows) {
+  return std::tuple<Rows...>(rows...);
+}
+
+template <class... Rows>
+consteval auto calls(Rows... rows) {
+  return std::array<CallRow, sizeof...(Rows)>{rows...};
+}
+
+// ---- descriptors beside those of the records ---------------------------------------------------------
+
+struct TypeRow {
+  std::string_view mangled;
+  std::string_view display;
+};
+
+}  // namespace vswitchpy
+
+// Each record is written RECORD(name, "what it is", fields and methods ...). Within it the record's type is
+// known as `Self`, so that a row names only the member. The leading number of a field is its offset, stated
+// so that a slip in the native declaration does not compile.
+#define RECORD(name, doc, ...)                                               \
+  [] {                                                                       \
+    using Self = ::name;                                                     \
+    [[maybe_unused]] constexpr const char *self_type = "struct " #name " *"; \
+    return ::vswitchpy::record<Self>(#name, true, doc, __VA_ARGS__);         \
+  }()
+// A record declared by typedef alone: messages name it without "struct".
+#define RECORD_UNTAGGED(name, doc, ...)                               \
+  [] {                                                                \
+    using Self = ::name;                                              \
+    [[maybe_unused]] constexpr const char *self_type = #name " *";    \
+    return ::vswitchpy::record<Self>(#name, false, doc, __VA_ARGS__); \
+  }()
+#define FIELD(at, member, type, doc) \
+  ::vswitchpy::field<type, decltype(Self::member)>(#member, #type, at, offsetof(Self, member), doc)
+#define FIELD_READ_ONLY(at, member, type, doc) ::vswitchpy::read_only(FIELD(at, member, type, doc))
+#define FIELD_MAC(at, member, type, doc) ::vswitchpy::read_as_mac(FIELD(at, member, type, doc))
+#define FIELD_BITS(byte, first_bit, bit_count, member, type, doc) \
+  ::vswitchpy::bit_field<type>(#member, #type, byte, first_bit, bit_count, doc)
+// The constructor takes a count n, allocates bytes_per_entry * n + fixed bytes and stores n in `member`.
+#define COUNTED(bytes_per_entry, fixed, member)    \
+  ::vswitchpy::Counted {                           \
+    bytes_per_entry, fixed, offsetof(Self, member) \
+  }
+#define METHOD(name, function, ...) ::vswitchpy::method<&function, Self>(#name, self_type, __VA_ARGS__)
+
+// Each call is written CALL(function, "what it does", arguments ...), the arguments in native order.
+#define CALL(function, ...) ::vswitchpy::call<&::function>(#function, __VA_ARGS__)
+// Likewise for a function of this module that is not exported under the script's name.
+#define HELPER(name, function, ...) ::vswitchpy::call<&function>(#name, __VA_ARGS__)
+// The proxy of the result owns it.
+#define OWNED_RESULT(row) ::vswitchpy::owned_result(row)
+#define OVERLOAD(function, ...) ::vswitchpy::overload<&::function>(#function, __VA_ARGS__)
+#define IN(name, type) ::vswitchpy::input<type>(#name, #type)
+// A pointer that must not be null.
+#define IN_PRESENT(name, type) ::vswitchpy::value_input<std::remove_pointer_t<type>>(#name, #type)
+#define IN_DISOWNED(name, record) ::vswitchpy::disowned_input<record>(#name, #record " *")
+#define IN_VALUE(name, record) ::vswitchpy::value_input<record>(#name, #record)
+#define RAW(name) ::vswitchpy::untyped_input<void const *>(#name, ::vswitchpy::Typemap::raw_bytes)
+#define RAW_OR_TEXT(name) ::vswitchpy::untyped_input<void const *>(#name, ::vswitchpy::Typemap::raw_bytes_or_text)
+#define SIX_BYTES(name) ::vswitchpy::untyped_input<unsigned char const *>(#name, ::vswitchpy::Typemap::six_bytes)
+#define OUT(name, type) ::vswitchpy::output<type, std::remove_pointer_t<type>>(#name, #type)
+#define OUT_AS(name, type, wrapped) ::vswitchpy::output<type, wrapped>(#name, #type)
+#define OUT_TEXT(name, capacity) ::vswitchpy::text_output(#name, capacity)
+
+#define TYPE(pointee, display)                     \
+  ::vswitchpy::TypeRow {                           \
+    ::vswitchpy::mangled_pointer<pointee>, display \
+  }
