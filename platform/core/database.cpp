@@ -1,0 +1,149 @@
+// One connection to a state file: opening, waiting for other processes, errors.
+#include "platform/core/database.hpp"
+
+#include <sched.h>
+#include <unistd.h>
+
+#include <chrono>
+
+namespace host {
+
+namespace {
+
+using Clock = std::chrono::steady_clock;
+
+constexpr std::chrono::seconds longest_wait{10};
+// Other processes' transactions take microseconds, so it pays to give up the processor a few times before
+// sleeping; SQLite's own handler would sleep for milliseconds.
+constexpr int yields_before_sleeping = 20;
+constexpr useconds_t sleep_microseconds = 100;
+
+int wait_for_lock(void *, int attempt) {
+  thread_local Clock::time_point deadline;
+  if (attempt == 0)
+    deadline = Clock::now() + longest_wait;
+  if (attempt < yields_before_sleeping) {
+    sched_yield();
+    return 1;
+  }
+  if (Clock::now() >= deadline)
+    return 0;
+  usleep(sleep_microseconds);
+  return 1;
+}
+
+}  // namespace
+
+Database::Database(std::string name, Mode mode) : name_(std::move(name)) {
+  // NOMUTEX: calls into the host are serialised already.
+  constexpr int flags = SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE | SQLITE_OPEN_NOMUTEX | SQLITE_OPEN_EXRESCODE;
+  int const code = sqlite3_open_v2(mode == Mode::memory ? ":memory:" : name_.c_str(), &connection_, flags, nullptr);
+  if (code != SQLITE_OK) {
+    std::string const reason = connection_ ? sqlite3_errmsg(connection_) : sqlite3_errstr(code);
+    sqlite3_close(connection_);
+    if ((code & 0xff) == SQLITE_NOMEM)
+      throw std::bad_alloc();
+    throw Fault(ExceptionClass::os_error, QEL_READ_ERROR, name_ + ": cannot open the state file: " + reason);
+  }
+  sqlite3_busy_handler(connection_, wait_for_lock, nullptr);
+}
+
+Database::~Database() {
+  kept_.clear();
+  sqlite3_close(connection_);
+}
+
+void Database::fail(int code) {
+  std::string const reason = sqlite3_errmsg(connection_);
+  switch (code & 0xff) {
+    case SQLITE_NOMEM: throw std::bad_alloc();
+    case SQLITE_BUSY:
+    case SQLITE_LOCKED: refuse(QEL_BUSY);
+    case SQLITE_FULL: refuse(QEL_NO_SPACE_ON_DEVICE);
+    case SQLITE_READONLY: refuse(QEL_READ_ONLY);
+    case SQLITE_CORRUPT:
+    case SQLITE_NOTADB: damage_ = name_ + ": the state file is damaged: " + reason; throw_damage();
+    case SQLITE_CANTOPEN:
+    case SQLITE_PERM:
+    case SQLITE_AUTH:
+      throw Fault(ExceptionClass::os_error, QEL_READ_ERROR, name_ + ": cannot open the state file: " + reason);
+    case SQLITE_IOERR:
+      throw Fault(ExceptionClass::os_error, QEL_READ_ERROR, name_ + ": cannot read or write the state file: " + reason);
+    default: throw Fault(ExceptionClass::runtime_error, QEL_FAILURE, name_ + ": " + reason);
+  }
+}
+
+void Database::throw_damage() const {
+  throw Fault(ExceptionClass::os_error, QEL_METADATA_READ_ERROR, damage_);
+}
+
+OwnedStatement Database::prepare(char const *sql) {
+  sqlite3_stmt *statement = nullptr;
+  int const code = sqlite3_prepare_v3(connection_, sql, -1, SQLITE_PREPARE_PERSISTENT, &statement, nullptr);
+  if (code != SQLITE_OK)
+    fail(code);
+  return OwnedStatement(statement);
+}
+
+Database::Kept &Database::keep(char const *sql) {
+  Kept &kept = kept_[sql];
+  if (!kept.statement)
+    kept.statement = prepare(sql);
+  return kept;
+}
+
+void Database::execute_script(char const *sql) {
+  int const code = sqlite3_exec(connection_, sql, nullptr, nullptr, nullptr);
+  if (code != SQLITE_OK)
+    fail(code);
+}
+
+Rows::Rows(Database &database, sqlite3_stmt *statement, bool *busy, OwnedStatement owned)
+    : database_(database), owned_(std::move(owned)), statement_(statement), busy_(busy) {
+  if (busy_)
+    *busy_ = true;
+}
+
+Rows::~Rows() {
+  sqlite3_reset(statement_);
+  if (busy_)
+    *busy_ = false;
+}
+
+bool Rows::next() {
+  int const code = sqlite3_step(statement_);
+  if (code == SQLITE_ROW)
+    return true;
+  if (code != SQLITE_DONE)
+    database_.fail(code);
+  return false;
+}
+
+std::string_view Rows::bytes(int column) const {
+  auto const *data = static_cast<char const *>(sqlite3_column_blob(statement_, column));
+  auto const size = static_cast<std::size_t>(sqlite3_column_bytes(statement_, column));
+  return data ? std::string_view(data, size) : std::string_view();
+}
+
+Transaction::Transaction(Database &database, bool writing) : database_(database) {
+  if (database.is_damaged())
+    database.throw_damage();
+  database.execute(writing ? "BEGIN IMMEDIATE" : "BEGIN");
+}
+
+Transaction::~Transaction() {
+  if (!open_)
+    return;
+  try {
+    database_.execute("ROLLBACK");
+  } catch (...) {
+    // SQLite has rolled back by itself, which is what was wanted.
+  }
+}
+
+void Transaction::commit() {
+  database_.execute("COMMIT");
+  open_ = false;
+}
+
+}  // namespace host

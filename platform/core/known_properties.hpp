@@ -1,0 +1,31 @@
+// The property names that the host knows: where they belong, what values they take, what a change does.
+#pragma once
+
+#include <cstdint>
+#include <string>
+#include <string_view>
+
+#include "platform/core/properties.hpp"
+
+namespace host {
+
+struct KnownProperty {
+  std::string_view name;
+  Scope home;
+  bool read_only;
+  // Refuses a value that the property cannot have now; else gives the value as it is to be stored.
+  std::string (*admit)(Database &, PropertyPlace const &, std::string_view value);
+  // The value where none is stored; for read-only properties, the value.
+  std::string (*default_value)(Database &, PropertyPlace const &);
+  // Makes the rest of the state follow the value in effect. Refuses nothing. May be null.
+  void (*apply)(Database &, PropertyPlace const &, std::string_view value);
+};
+
+// Null for a name without rules.
+KnownProperty const *known_property(std::string_view name);
+
+// Numbers in properties are little-endian.
+HOST_API std::string property_bytes(std::uint32_t number);
+HOST_API std::uint32_t property_number(std::string_view bytes);
+
+}  // namespace host

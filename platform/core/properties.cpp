@@ -1,0 +1,171 @@
+// The property store: two values for each property, owners, and the rules of the names that the host knows.
+#include "platform/core/properties.hpp"
+
+#include <vector>
+
+#include "platform/core/known_properties.hpp"
+
+namespace host {
+
+namespace {
+
+constexpr std::size_t largest_value = 1048576;
+
+int number(Scope scope) {
+  return static_cast<int>(scope);
+}
+int number(Lifetime lifetime) {
+  return static_cast<int>(lifetime);
+}
+
+// A switch's property is reached from both scopes of the switch, but stands at one.
+PropertyPlace home(PropertyPlace place, KnownProperty const *known) {
+  if (!known)
+    return place;
+  refuse_if((known->home == Scope::port) != (place.scope == Scope::port), QEL_BAD_PARAM);
+  place.scope = known->home;
+  return place;
+}
+
+std::optional<std::string> stored_value(Database &database, PropertyPlace place, std::string_view name,
+                                        Lifetime lifetime) {
+  Rows row = database.rows(
+      "SELECT value FROM property WHERE vswitch = ? AND scope = ? AND port = ? AND name = ? AND lifetime <= ?"
+      " ORDER BY lifetime DESC LIMIT 1",
+      place.vswitch, number(place.scope), place.port, name, number(lifetime));
+  if (!row.next())
+    return std::nullopt;
+  return row.text(0);
+}
+
+// None where the property has no value at all.
+std::optional<std::string> stored_owner(Database &database, PropertyPlace place, std::string_view name) {
+  Rows row =
+      database.rows("SELECT owner FROM property WHERE vswitch = ? AND scope = ? AND port = ? AND name = ? LIMIT 1",
+                    place.vswitch, number(place.scope), place.port, name);
+  if (!row.next())
+    return std::nullopt;
+  return row.text(0);
+}
+
+bool is_other_owner(std::string_view asked, std::string_view owner) {
+  return !asked.empty() && asked != owner;
+}
+
+std::string value_or_default(Database &database, PropertyPlace place, std::string_view name, Lifetime lifetime,
+                             KnownProperty const *known) {
+  std::optional<std::string> value = stored_value(database, place, name, lifetime);
+  if (value)
+    return *std::move(value);
+  refuse_if(!known, QEL_NOT_FOUND);
+  return known->default_value(database, place);
+}
+
+PropertyPlace switch_place(RowId vswitch, std::string_view name) {
+  return {vswitch, known_property(name)->home};
+}
+
+}  // namespace
+
+void set_property(Database &database, PropertyPlace place, std::string_view name, PropertyWrite const &write) {
+  KnownProperty const *const known = known_property(name);
+  place = home(place, known);
+  refuse_if(write.value.size() > largest_value, QEL_LIMIT_EXCEEDED);
+  refuse_if(known && known->read_only, QEL_READ_ONLY);
+
+  std::optional<std::string> const former_owner = stored_owner(database, place, name);
+  std::string_view owner = write.owner;
+  if (former_owner && !former_owner->empty()) {
+    refuse_if(is_other_owner(owner, *former_owner), QEL_NO_PERMISSION);
+    owner = *former_owner;
+  }
+  std::string const value = known ? known->admit(database, place, write.value) : std::string(write.value);
+
+  if (write.lifetime == Lifetime::persistent) {
+    database.execute("DELETE FROM property WHERE vswitch = ? AND scope = ? AND port = ? AND name = ? AND lifetime = 1",
+                     place.vswitch, number(place.scope), place.port, name);
+  } else if (former_owner && *former_owner != owner) {
+    database.execute("UPDATE property SET owner = ? WHERE vswitch = ? AND scope = ? AND port = ? AND name = ?", owner,
+                     place.vswitch, number(place.scope), place.port, name);
+  }
+  database.execute(
+      "INSERT INTO property (vswitch, scope, port, name, lifetime, owner, type, value) VALUES (?, ?, ?, ?, ?, ?, ?, ?)"
+      " ON CONFLICT DO UPDATE SET owner = excluded.owner, type = excluded.type, value = excluded.value",
+      place.vswitch, number(place.scope), place.port, name, number(write.lifetime), owner, write.type, Blob{value});
+  if (known && known->apply)
+    known->apply(database, place, value);
+}
+
+std::string get_property(Database &database, PropertyPlace place, std::string_view name, Lifetime lifetime,
+                         std::string_view owner) {
+  KnownProperty const *const known = known_property(name);
+  place = home(place, known);
+  if (!owner.empty()) {
+    std::optional<std::string> const actual = stored_owner(database, place, name);
+    refuse_if(!actual || *actual != owner, QEL_NOT_FOUND);
+  }
+  return value_or_default(database, place, name, lifetime, known);
+}
+
+void clear_property(Database &database, PropertyPlace place, std::string_view name, Lifetime lifetime,
+                    std::string_view owner) {
+  KnownProperty const *const known = known_property(name);
+  place = home(place, known);
+  refuse_if(known && known->read_only, QEL_READ_ONLY);
+  std::optional<std::string> const actual_owner = stored_owner(database, place, name);
+  if (actual_owner)
+    refuse_if(is_other_owner(owner, *actual_owner), QEL_NO_PERMISSION);
+
+  int const cleared = database.execute(
+      "DELETE FROM property WHERE vswitch = ? AND scope = ? AND port = ? AND name = ? AND lifetime >= ?", place.vswitch,
+      number(place.scope), place.port, name, number(lifetime));
+  if (cleared == 0) {
+    refuse_if(!known, QEL_NOT_FOUND);
+    return;
+  }
+  if (known && known->apply) {
+    std::string const value = value_or_default(database, place, name, Lifetime::until_boot, known);
+    known->apply(database, place, known->admit(database, place, value));
+  }
+}
+
+void set_switch_property(Database &database, RowId vswitch, std::string_view name, std::string_view value) {
+  set_property(database, switch_place(vswitch, name), name, {.value = value});
+}
+
+std::string get_switch_property(Database &database, RowId vswitch, std::string_view name) {
+  return get_property(database, switch_place(vswitch, name), name);
+}
+
+void clear_switch_property(Database &database, RowId vswitch, std::string_view name) {
+  clear_property(database, switch_place(vswitch, name), name);
+}
+
+std::optional<std::string> stored_property(Database &database, PropertyPlace place, std::string_view name) {
+  return stored_value(database, home(place, known_property(name)), name, Lifetime::until_boot);
+}
+
+void forget_volatile_properties(Database &database) {
+  struct Lost {
+    PropertyPlace place;
+    std::string name;
+  };
+  std::vector<Lost> lost;
+  {
+    Rows rows = database.rows("SELECT vswitch, scope, port, name FROM property WHERE lifetime = 1");
+    while (rows.next()) {
+      lost.push_back({{rows.integer(0), static_cast<Scope>(rows.integer(1)), rows.integer(2)}, rows.text(3)});
+    }
+  }
+  // All are gone before any property takes effect again: what one lost may be what another needs.
+  database.execute("DELETE FROM property WHERE lifetime = 1");
+  for (Lost const &property : lost) {
+    KnownProperty const *const known = known_property(property.name);
+    if (!known || !known->apply)
+      continue;
+    known->apply(database, property.place,
+                 value_or_default(database, property.place, property.name, Lifetime::persistent, known));
+  }
+}
+
+}  // namespace host

@@ -1,0 +1,26 @@
+// Where the host's state is: finds, checks and opens the state file; one connection per process.
+#pragma once
+
+#include <string>
+
+#include "platform/core/database.hpp"
+#include "platform/core/export.hpp"
+
+namespace host {
+
+// Calls into the host are serialised within a process. A fork waits for the running call to end.
+class HOST_API HostLock {
+ public:
+  HostLock();
+  HostLock(HostLock const &) = delete;
+  HostLock &operator=(HostLock const &) = delete;
+  ~HostLock();
+};
+
+// This process's connection, opened and the host booted if need be. Needs the lock.
+HOST_API Database &open_host();
+
+// Ends this process's use of the host: the next call reads the environment again and opens anew.
+HOST_API void close_host();
+
+}  // namespace host

@@ -1,0 +1,60 @@
+// The uplink ports of the switches and the physical NICs behind them.
+#pragma once
+
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "interface/policy_records.h"
+#include "platform/core/ports.hpp"
+#include "platform/core/properties.hpp"
+
+namespace host {
+
+struct UplinkPortName {
+  std::string name;
+  std::string dvport_id;  // empty where the host is to give one
+};
+
+struct PhysicalNic {
+  std::string name;
+  MacAddress mac;
+  std::string driver;
+  std::int64_t speed;   // Mbit/s
+  std::int64_t duplex;  // a QEL_LINK_DUPLEX_* value
+  bool carrier;
+  std::int64_t numa_node;
+};
+
+struct Uplink {
+  std::string name;  // of the uplink port
+  RowId port;
+  std::optional<RowId> nic;
+  std::string nic_name;  // empty without a NIC
+  bool link_up;
+};
+
+void add_physical_nic(Database &database, PhysicalNic const &nic);
+// Puts a NIC behind an uplink port, in place of the one that its name gave. Refuses with QEL_NOT_FOUND or QEL_BUSY.
+void bind_nic(Database &database, RowId vswitch, std::string_view uplink, std::string_view nic);
+void set_all_nics_up(Database &database);
+
+// In order. A change of the list is a write of its property.
+HOST_API std::vector<UplinkPortName> uplink_port_names(Database &database, RowId vswitch);
+HOST_API void set_uplink_ports(Database &database, RowId vswitch, std::vector<UplinkPortName> const &list);
+HOST_API void add_uplink_port(Database &database, RowId vswitch, UplinkPortName const &uplink);
+HOST_API void remove_uplink_port(Database &database, RowId vswitch, std::string_view name);
+
+HOST_API std::vector<Uplink> load_uplinks(Database &database, RowId vswitch);
+// By the name of the uplink port or else of its NIC. Refuses with QEL_NOT_FOUND.
+HOST_API Uplink find_uplink(Database &database, RowId vswitch, std::string_view name);
+// Refuses with QEL_NO_SUCH_DEVICE.
+HOST_API void set_admin_link_state(Database &database, Uplink const &uplink, bool up);
+
+// The rules of QEL_HNQPROP_HOST_UPLINKPORTS.
+std::string admit_uplink_ports(Database &database, PropertyPlace const &place, std::string_view value);
+std::string no_uplink_ports(Database &database, PropertyPlace const &place);
+void apply_uplink_ports(Database &database, PropertyPlace const &place, std::string_view value);
+
+}  // namespace host

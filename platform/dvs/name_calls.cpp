@@ -1,0 +1,47 @@
+// Calls that translate names: of switches, ports and statuses.
+#include "platform/core/call.hpp"
+#include "platform/core/ports.hpp"
+#include "platform/core/status_names.hpp"
+#include "platform/core/text.hpp"
+#include "platform/dvs/exports.hpp"
+
+using namespace host;
+
+int DVSQEL_PortFind(char const *alias, char const *dvport_id) {
+  return query([&](Database &database) {
+    RowId const vswitch = switch_by_alias(database, alias_argument(alias));
+    port_by_id(database, vswitch, dvport_id_argument(dvport_id));
+  });
+}
+
+qel_Bool DVPortExist(char const *alias, char const *dvport_id) {
+  return DVSQEL_PortFind(alias, dvport_id) == QEL_OK;
+}
+
+int DVSPortsetNameToAlias(char const *portset, char *alias) {
+  preset(alias);
+  return query([&](Database &database) {
+    refuse_if(!alias, QEL_BAD_PARAM);
+    store_text(alias, load_switch(database, switch_by_portset(database, portset_argument(portset))).alias);
+  });
+}
+
+int DVSAliasToSwitchId(char const *alias, char *switch_id) {
+  preset(switch_id);
+  return query([&](Database &database) {
+    refuse_if(!switch_id, QEL_BAD_PARAM);
+    store_text(switch_id, load_switch(database, switch_by_alias(database, alias_argument(alias))).switch_id);
+  });
+}
+
+int DVSAliasToPortsetName(char const *alias, char *portset) {
+  preset(portset);
+  return query([&](Database &database) {
+    refuse_if(!portset, QEL_BAD_PARAM);
+    store_text(portset, load_switch(database, switch_by_alias(database, alias_argument(alias))).portset);
+  });
+}
+
+char const *QEL_ReturnStatusToString(QEL_ReturnStatus status) {
+  return status_name(status);
+}
