@@ -1,0 +1,43 @@
+# Everyday commands. `make help` lists them.
+PYTHON ?= /usr/bin/python3
+BUILD_JOBS ?= $(shell nproc)
+STATE := $(CURDIR)/build/demo-host.db
+
+.PHONY: help packages build build-debug build-sanitize demo test test-sanitize format lint clean
+
+help: ## print this list
+	@grep -E '^[a-z-]+:.*## ' $(MAKEFILE_LIST) | sed -E 's/^([a-z-]+):.*## (.*)/  make \1\t\2/' | expand -t 24
+
+packages: ## install the Debian packages that are missing (the list is the README's)
+	@tools/install_packages README.md
+
+build: packages ## build the module and the simulated host (build/python, build/host)
+	@cmake --preset release -DPYTHON=$(PYTHON) > build.log 2>&1 || { cat build.log; exit 1; }
+	@cmake --build --preset release -j $(BUILD_JOBS)
+
+build-debug: packages ## the same, not optimised (build-debug/)
+	@cmake --preset debug -DPYTHON=$(PYTHON)
+	@cmake --build --preset debug -j $(BUILD_JOBS)
+
+build-sanitize: packages ## the same, with sanitizers (build-sanitize/)
+	@cmake --preset sanitize -DPYTHON=$(PYTHON)
+	@cmake --build --preset sanitize -j $(BUILD_JOBS)
+
+demo: build ## build, then run an administration script on the simulated host
+	@PYTHONPATH=build/python VSWITCH_HOST=$(STATE) $(PYTHON) examples/set_up_switch.py
+
+test: build ## build, then run the whole test suite
+	@PYTHON=$(PYTHON) tools/run_tests build
+
+test-sanitize: build-sanitize ## the whole test suite under address and undefined behaviour sanitizers
+	@PYTHON=$(PYTHON) tools/run_tests build-sanitize
+
+format: ## format all C and C++ sources
+	@git ls-files '*.cpp' '*.hpp' '*.h' | xargs clang-format -i
+
+lint: build ## check formatting and run clang-tidy
+	@git ls-files '*.cpp' '*.hpp' '*.h' | xargs clang-format --dry-run --Werror
+	@git ls-files '*.cpp' | xargs -P $(BUILD_JOBS) -n 4 clang-tidy --quiet -p build
+
+clean: ## remove everything that was built
+	@rm -rf build build-debug build-sanitize build.log

@@ -1,0 +1,42 @@
+"""What all Python tests share."""
+
+import os
+import pathlib
+import sys
+import textwrap
+
+import pytest
+
+sys.path.insert(0, str(pathlib.Path(__file__).parent / "support"))
+import workspace  # noqa: E402 - found by the line above
+
+sys.path[:0] = workspace.SEARCH
+# Each test process has a host of its own unless the test names one.
+os.environ["VSWITCH_HOST"] = ":memory:"
+
+
+@pytest.fixture
+def script():
+    """Runs Python source in a fresh interpreter and returns what it printed. The assertions in the source are the
+    test's, so it must end with exit code 0."""
+
+    def run(source: str, *arguments: str, **options: str) -> str:
+        outcome = workspace.run_script(source, *arguments, **options)
+        assert outcome.code == 0, outcome
+        return outcome.out
+
+    return run
+
+
+@pytest.fixture
+def recording(script):
+    """Runs a script against the recording stand-ins; `rec`, `calls`, `m` and `raises` are there, see
+    support/recording.py."""
+
+    def run(source: str, *arguments: str) -> str:
+        prelude = "from recording import rec, calls, m, raises\n"
+        return script(
+            prelude + textwrap.dedent(source), *arguments, library_path=str(workspace.SUPPORT / "recording")
+        )
+
+    return run

@@ -1,0 +1,41 @@
+"""Where the sources and the build are, and how to run a script in a process of its own."""
+
+import os
+import pathlib
+import subprocess
+import sys
+import textwrap
+
+SOURCE = pathlib.Path(__file__).resolve().parents[2]
+BUILD = pathlib.Path(os.environ.get("VSWITCHPY_BUILD", SOURCE / "build"))
+SUPPORT = BUILD / "tests" / "support"
+SEARCH = [str(BUILD / "python"), str(SUPPORT), str(SOURCE / "tests" / "support")]
+
+
+class Outcome:
+    """Of a script: its exit code and what it printed."""
+
+    def __init__(self, process: subprocess.CompletedProcess):
+        self.code = process.returncode
+        self.out = process.stdout
+        self.err = process.stderr
+
+    def __repr__(self) -> str:
+        return f"<exit {self.code}\n{self.out}\n{self.err}>"
+
+
+def run_script(source: str, *arguments: str, library_path: str | None = None, **environment: str) -> Outcome:
+    """Runs Python source in a fresh interpreter; a crash there fails one test and not the run."""
+    variables = dict(os.environ, PYTHONPATH=os.pathsep.join(SEARCH), **environment)
+    if library_path:
+        variables["LD_LIBRARY_PATH"] = library_path
+    return Outcome(
+        subprocess.run(
+            [sys.executable, "-c", textwrap.dedent(source), *arguments],
+            capture_output=True,
+            text=True,
+            env=variables,
+            timeout=120,
+            check=False,
+        )
+    )
