@@ -9,7 +9,7 @@ import libvswitch as vs
 from libvswitch import VSwitchError, check
 
 SWITCH = "production"
-UPLINKS = ["nic2", "nic3"]
+UPLINKS = ["nic4", "nic5"]
 PORTS = {"web-1": 101, "web-2": 102, "database": 201}
 
 

@@ -15,7 +15,7 @@ int DVSQEL_PortFind(char const *alias, char const *dvport_id) {
 }
 
 qel_Bool DVPortExist(char const *alias, char const *dvport_id) {
-  return DVSQEL_PortFind(alias, dvport_id) == QEL_OK;
+  return DVSQEL_PortFind(alias, dvport_id) == QEL_OK ? 1 : 0;
 }
 
 int DVSPortsetNameToAlias(char const *portset, char *alias) {

@@ -49,7 +49,7 @@ int get(PropertyArguments const &arguments, HNQQuery *query_record) {
     std::string const value = get_property(database, place_argument(database, arguments), name,
                                            lifetime_argument(arguments), owner_argument(arguments));
     refuse_if(value.size() > static_cast<std::size_t>(query_record->propLen), QEL_BUF_TOO_SMALL);
-    if (!value.empty())
+    if (query_record->propValue)
       std::memcpy(query_record->propValue, value.data(), value.size());
     query_record->propLen = static_cast<int>(value.size());
   });

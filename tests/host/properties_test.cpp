@@ -25,15 +25,15 @@ Read read(Get &&get, std::size_t room = 64) {
 }
 
 Read get_global(char const *name, bool persistent = false, char const *vendor = "", char const *alias = "workload") {
-  return read([&](HNQQuery *query) { return VSDVS_GetGlobProp(alias, name, query, vendor, persistent); });
+  return read([&](HNQQuery *query) { return VSDVS_GetGlobProp(alias, name, query, vendor, persistent ? 1 : 0); });
 }
 
 int set_global(char const *name, std::string const &value, bool persistent = true, char const *vendor = "") {
-  return VSDVS_SetGlobProp("workload", name, value.data(), static_cast<int>(value.size()), vendor, persistent);
+  return VSDVS_SetGlobProp("workload", name, value.data(), static_cast<int>(value.size()), vendor, persistent ? 1 : 0);
 }
 
 int clear_global(char const *name, bool persistent = true, char const *vendor = "") {
-  return VSDVS_ClearGlobProp("workload", name, vendor, persistent);
+  return VSDVS_ClearGlobProp("workload", name, vendor, persistent ? 1 : 0);
 }
 
 #define EXPECT_VALUE(expected, expression)          \

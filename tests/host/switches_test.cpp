@@ -31,29 +31,29 @@ TEST_F(Switches, defaults) {
 TEST_F(Switches, refused_arguments) {
   struct Case {
     char const *what;
-    int status;
     char const *alias, *switch_id, *class_name;
+    int status;
     qel_uint32 max_ports, mtu, version;
   };
   std::string const alias_81(81, 'a');
   std::string const id_64(64, 'i');
   std::string const class_128(128, 'c');
   Case const cases[] = {
-      {"null alias", QEL_BAD_PARAM, nullptr, "id", "", 0, 0, 0},
-      {"null identifier", QEL_BAD_PARAM, "edge", nullptr, "", 0, 0, 0},
-      {"empty alias", QEL_INVALID_NAME, "", "id", "", 0, 0, 0},
-      {"empty identifier", QEL_INVALID_NAME, "edge", "", "", 0, 0, 0},
-      {"long alias", QEL_NAME_TOO_LONG, alias_81.c_str(), "id", "", 0, 0, 0},
-      {"long identifier", QEL_NAME_TOO_LONG, "edge", id_64.c_str(), "", 0, 0, 0},
-      {"long class", QEL_NAME_TOO_LONG, "edge", "id", class_128.c_str(), 0, 0, 0},
-      {"unknown class", QEL_MODULE_NOT_FOUND, "edge", "id", "other", 0, 0, 0},
-      {"too many ports", QEL_LIMIT_EXCEEDED, "edge", "id", "", 8193, 0, 0},
-      {"small MTU", QEL_BAD_PARAM, "edge", "id", "", 0, 1279, 0},
-      {"large MTU", QEL_BAD_PARAM, "edge", "id", "", 0, 9001, 0},
-      {"old version", QEL_NOT_SUPPORTED, "edge", "id", "", 0, 0, 3},
-      {"between versions", QEL_NOT_SUPPORTED, "edge", "id", "", 0, 0, 99},
-      {"new version", QEL_NOT_SUPPORTED, "edge", "id", "", 0, 0, 108},
-      {"alias in use", QEL_EXISTS, "management", "id", "", 0, 0, 0},
+      {"null alias", nullptr, "id", "", QEL_BAD_PARAM, 0, 0, 0},
+      {"null identifier", "edge", nullptr, "", QEL_BAD_PARAM, 0, 0, 0},
+      {"empty alias", "", "id", "", QEL_INVALID_NAME, 0, 0, 0},
+      {"empty identifier", "edge", "", "", QEL_INVALID_NAME, 0, 0, 0},
+      {"long alias", alias_81.c_str(), "id", "", QEL_NAME_TOO_LONG, 0, 0, 0},
+      {"long identifier", "edge", id_64.c_str(), "", QEL_NAME_TOO_LONG, 0, 0, 0},
+      {"long class", "edge", "id", class_128.c_str(), QEL_NAME_TOO_LONG, 0, 0, 0},
+      {"unknown class", "edge", "id", "other", QEL_MODULE_NOT_FOUND, 0, 0, 0},
+      {"too many ports", "edge", "id", "", QEL_LIMIT_EXCEEDED, 8193, 0, 0},
+      {"small MTU", "edge", "id", "", QEL_BAD_PARAM, 0, 1279, 0},
+      {"large MTU", "edge", "id", "", QEL_BAD_PARAM, 0, 9001, 0},
+      {"old version", "edge", "id", "", QEL_NOT_SUPPORTED, 0, 0, 3},
+      {"between versions", "edge", "id", "", QEL_NOT_SUPPORTED, 0, 0, 99},
+      {"new version", "edge", "id", "", QEL_NOT_SUPPORTED, 0, 0, 108},
+      {"alias in use", "management", "id", "", QEL_EXISTS, 0, 0, 0},
   };
   for (Case const &c : cases) {
     SCOPED_TRACE(c.what);

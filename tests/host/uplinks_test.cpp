@@ -45,7 +45,7 @@ std::vector<UplinkPort> uplink_ports(char const *alias) {
   EXPECT_STATUS(QEL_OK, VSDVS_GetSwitchUplinkPorts(alias, &names, &ids));
   std::vector<UplinkPort> list;
   EXPECT_EQ(names->nUplinkPorts, ids->nUplinkPorts);
-  for (qel_uint32 i = 0; i < names->nUplinkPorts; ++i) {
+  for (std::size_t i = 0; i < names->nUplinkPorts; ++i) {
     list.push_back({reinterpret_cast<char const *>(names.record + 1) + 81 * i,
                     reinterpret_cast<char const *>(ids.record + 1) + 48 * i});
   }

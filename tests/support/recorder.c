@@ -11,7 +11,7 @@ extern jmp_buf exception_buffer __attribute__((weak));
 extern void *exceptionType __attribute__((weak));
 extern const char *exceptionMsg __attribute__((weak));
 
-enum { log_size = 1 << 16, most_positions = 16, most_text = 4096 };
+enum { log_size = 1 << 16, most_positions = 16, most_text = 4096, most_kept_texts = 64 };
 
 static char log_text[log_size];
 static size_t log_used;
@@ -22,6 +22,10 @@ static struct {
   int text_size;
   char text[most_text];
 } stores[most_positions];
+/* First texts of the aborted calls, as a library might keep them. */
+static char *first_text;
+static char *kept_texts[most_kept_texts];
+static int kept_count;
 static void *abort_class;
 static const char *abort_message;
 static int abort_value;
@@ -47,6 +51,7 @@ static void store_through(int position, void *pointer) {
 }
 
 void record_call(const char *name) {
+  first_text = NULL;
   note("%s%s", log_used ? "\n" : "", name);
 }
 void record_signed(int position, long long value) {
@@ -67,6 +72,9 @@ void record_text(int position, char *text) {
   } else {
     note("\tnull");
   }
+  if (!first_text) {
+    first_text = text;
+  }
   store_through(position, text);
 }
 
@@ -75,6 +83,9 @@ long long recorded_result(void) {
     exceptionType = abort_class;
     exceptionMsg = abort_message;
     abort_class = NULL;
+    if (kept_count < most_kept_texts) {
+      kept_texts[kept_count++] = first_text;
+    }
     longjmp(exception_buffer, abort_value);
   }
   return result;
@@ -106,6 +117,8 @@ void recorder_abort(void *exception_class, const char *message, int jump_value) 
   abort_message = strdup(message); /* stays for good, as a library's would */
   abort_value = jump_value;
 }
+
+const char *recorder_kept_text(int index) { return kept_texts[index]; }
 
 /* The one variadic function of the interface. */
 void Panic(const char *format, ...);

@@ -12,6 +12,7 @@ rec.recorder_store.argtypes = [ctypes.c_int, ctypes.c_longlong, ctypes.c_int]
 rec.recorder_store_text.argtypes = [ctypes.c_int, ctypes.c_char_p, ctypes.c_int]
 rec.recorder_abort.argtypes = [ctypes.py_object, ctypes.c_char_p, ctypes.c_int]
 rec.recorder_abort.restype = None
+rec.recorder_kept_text.restype = ctypes.c_char_p
 
 
 def calls() -> list[list[str]]:
