@@ -35,9 +35,11 @@ test-sanitize: build-sanitize ## the whole test suite under address and undefine
 format: ## format all C and C++ sources
 	@git ls-files '*.cpp' '*.hpp' '*.h' | xargs clang-format -i
 
+# clang-tidy 14 itself crashes on the two files that compute tables from all rows at compile time.
 lint: build ## check formatting and run clang-tidy
 	@git ls-files '*.cpp' '*.hpp' '*.h' | xargs clang-format --dry-run --Werror
-	@git ls-files '*.cpp' | xargs -P $(BUILD_JOBS) -n 4 clang-tidy --quiet -p build
+	@git ls-files '*.cpp' | grep -v -e interface/binding.cpp -e tests/runtime/layout_test.cpp \
+	  | xargs -P $(BUILD_JOBS) -n 4 clang-tidy --quiet -p build
 
 clean: ## remove everything that was built
 	@rm -rf build build-debug build-sanitize build.log

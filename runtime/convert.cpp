@@ -70,7 +70,7 @@ Outcome character_from(PyObject *object, std::uint64_t *value, Deferred *deferre
   if (PyUnicode_Check(object)) {
     char character = 0;
     const Outcome outcome = fixed_text_from(object, &character, 1);
-    *value = static_cast<std::uint64_t>(static_cast<signed char>(character));
+    *value = static_cast<std::uint64_t>(static_cast<std::int64_t>(character));
     return outcome;
   }
   return signed_from(object, SCHAR_MIN, SCHAR_MAX, value, deferred);
