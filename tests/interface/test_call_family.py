@@ -326,3 +326,39 @@ assert m.VSDVS_CreateVSwitch("alias", "id", "class", 128, "1", 1500, 7, 42949672
 assert calls() == [["VSDVS_CreateVSwitch", '"alias"', '"id"', '"class"', "128", "49", "1500", "7", "4294967295"]]
 """
     )
+
+
+def test_calls_leave_no_memory_behind(recording):
+    """Text copies, in calls that succeed and in calls whose later argument fails."""
+    recording(
+        """
+import ctypes, sys
+class Mallinfo(ctypes.Structure):
+    _fields_ = [(name, ctypes.c_size_t) for name in
+                "arena ordblks smblks hblks hblkhd usmblks fsmblks uordblks fordblks keepcost".split()]
+mallinfo = ctypes.CDLL(None).mallinfo2
+mallinfo.restype = Mallinfo
+def used(): return mallinfo().uordblks
+if used() == 0:
+    sys.exit(0)     # another allocator is in place, which looks for leaks by itself
+text = "x" * 2000
+def calls_of_each_kind():
+    for _ in range(200):
+        m.VSDVS_SetMTU(text, 1500)
+        m.VSDVS_RemoveDVMirrorSession(text, text, "sid")
+        m.VSQEL_GetSwitchInfo(text)
+        m.DVSAliasToPortsetName(text)
+        m.DVSAliasToPortsetName(text, "x")
+        m.Panic(text)
+        for function, *arguments in [(m.VSDVS_SetMTU, text, -1), (m.VSDVS_RemoveDVMirrorSession, text, text, 5), (m.DVSAliasToPortsetName, text, 5)]:
+            try:
+                function(*arguments)
+            except Exception:
+                pass
+        rec.recorder_reset()
+calls_of_each_kind()
+before = used()
+calls_of_each_kind()
+assert used() - before < 20000, used() - before
+"""
+    )
