@@ -1,37 +1,20 @@
-// The whole interface: all rows, compiled into the tables that the module carries.
-#include "extensions/helpers.rows.hpp"
-#include "interface/distributed_switch_configuration.rows.hpp"
-#include "interface/distributed_switch_state.rows.hpp"
-#include "interface/kernel_records.rows.hpp"
-#include "interface/mirror_records.rows.hpp"
-#include "interface/option_records.rows.hpp"
-#include "interface/packet_headers.rows.hpp"
-#include "interface/policy_records.rows.hpp"
-#include "interface/status_records.rows.hpp"
-#include "interface/switch_queries.rows.hpp"
-#include "interface/types.rows.hpp"
-#include "runtime/tables.hpp"
+// Compiles the interface into the tables that the module carries.
+#include "interface/interface.hpp"
 
 namespace vswitchpy {
 namespace {
 
-// The order is that of the method table.
-struct Interface {
+// With the functions that no row describes.
+struct BoundInterface : Interface {
   static constexpr std::array<PyMethodDef, 1> first_methods = {{
       {"SWIG_PyInstanceMethod_New", new_instance_method, METH_O, nullptr},
   }};
-  static constexpr auto records =
-      flatten_records<packet_headers, kernel_records, mirror_records, policy_records, status_records, option_records>();
-  static constexpr auto calls =
-      concatenate<switch_queries, distributed_switch_configuration, distributed_switch_state, helper_calls>();
-  static constexpr auto types =
-      concatenate<scalar_types, opaque_types, enumeration_types, function_types, pointer_types>();
   static constexpr std::array<PyMethodDef, 1> last_methods = {{
       {"Panic", panic, METH_VARARGS, nullptr},
   }};
 };
 
-using Module = Tables<Interface>;
+using Module = Tables<BoundInterface>;
 
 // The closed sets of the interface.
 static_assert(Module::record_count == 117);

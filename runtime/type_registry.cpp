@@ -254,7 +254,9 @@ bool register_class(swig_type_info *type, PyObject *shadow_class) {
   return true;
 }
 
-bool classes_released() { return released_a_class; }
+bool classes_released() {
+  return released_a_class;
+}
 
 PyObject *this_name() {
   if (!interned_this) {

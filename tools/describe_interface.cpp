@@ -1,0 +1,180 @@
+// Prints the whole interface as JSON: records, calls and constants with their documentation. Stubs and the
+// manual are made from it. Built with VSWITCHPY_KEEP_DOCS, which keeps the texts that the module leaves out.
+#include <iostream>
+#include <nlohmann/json.hpp>
+
+#include "interface/interface.hpp"
+
+namespace vswitchpy {
+namespace {
+
+using Json = nlohmann::ordered_json;
+
+const char *name_of(FieldKind kind) {
+  switch (kind) {
+    case FieldKind::scalar: return "scalar";
+    case FieldKind::bits: return "bits";
+    case FieldKind::character_array: return "characters";
+    case FieldKind::array: return "array";
+    case FieldKind::mac_text: return "mac";
+    case FieldKind::embedded_record: return "record";
+    case FieldKind::pointer: return "pointer";
+    case FieldKind::any_pointer: return "any pointer";
+    case FieldKind::owned_text: return "owned text";
+  }
+  return "";
+}
+
+const char *name_of(Typemap typemap) {
+  switch (typemap) {
+    case Typemap::self: return "self";
+    case Typemap::text: return "text";
+    case Typemap::fixed_text: return "fixed text";
+    case Typemap::scalar: return "scalar";
+    case Typemap::pointer: return "pointer";
+    case Typemap::disowned_pointer: return "disowned pointer";
+    case Typemap::record_value: return "record value";
+    case Typemap::any_pointer: return "any pointer";
+    case Typemap::raw_bytes: return "raw bytes";
+    case Typemap::raw_bytes_or_text: return "raw bytes or text";
+    case Typemap::six_bytes: return "six bytes";
+    case Typemap::record_output: return "record output";
+    case Typemap::integer_output: return "integer output";
+    case Typemap::boolean_output: return "boolean output";
+    case Typemap::text_output: return "text output";
+  }
+  return "";
+}
+
+const char *name_of(Scalar scalar) {
+  switch (scalar) {
+    case Scalar::unsigned_8: return "unsigned 8";
+    case Scalar::unsigned_16: return "unsigned 16";
+    case Scalar::unsigned_32: return "unsigned 32";
+    case Scalar::unsigned_64: return "unsigned 64";
+    case Scalar::size: return "size";
+    case Scalar::signed_32: return "signed 32";
+    case Scalar::signed_32_in_byte: return "signed 32 in byte";
+    case Scalar::character: return "character";
+  }
+  return "";
+}
+
+const char *name_of(Result result) {
+  switch (result) {
+    case Result::none: return "none";
+    case Result::scalar: return "scalar";
+    case Result::text: return "text";
+    case Result::borrowed_pointer: return "borrowed pointer";
+    case Result::owned_pointer: return "owned pointer";
+    case Result::object: return "object";
+  }
+  return "";
+}
+
+// Without the prefix of the registry's keys.
+std::string_view target(std::string_view mangled) {
+  return mangled.substr(std::min(mangled.size(), std::string_view("_p_").size()));
+}
+
+Json describe(const FieldRow &row) {
+  Json json = {{"name", row.name}, {"type", row.type},           {"kind", name_of(row.kind)}, {"offset", row.offset},
+               {"size", row.size}, {"read_only", row.read_only}, {"doc", row.doc.text()}};
+  if (row.kind == FieldKind::scalar || row.kind == FieldKind::bits) {
+    json["scalar"] = name_of(row.scalar);
+  }
+  if (row.kind == FieldKind::bits) {
+    json["first_bit"] = row.first_bit;
+    json["bit_count"] = row.bit_count;
+  }
+  if (!row.pointee.empty()) {
+    json["target"] = target(row.pointee);
+  }
+  return json;
+}
+
+Json describe(const ArgumentRow &row) {
+  Json json = {
+      {"name", row.name}, {"type", row.type}, {"typemap", name_of(row.typemap)}, {"output", is_output(row.typemap)}};
+  if (row.typemap == Typemap::scalar) {
+    json["scalar"] = name_of(row.scalar);
+  }
+  if (row.capacity) {
+    json["capacity"] = row.capacity;
+  }
+  if (!row.pointee.empty()) {
+    json["target"] = target(row.pointee);
+  }
+  return json;
+}
+
+Json describe(const CallRow &row) {
+  Json json = {{"name", row.name},
+               {"result", name_of(row.result)},
+               {"overload", row.overload},
+               {"arguments", Json::array()},
+               {"doc", row.doc.text()}};
+  if (row.result == Result::scalar) {
+    json["scalar"] = name_of(row.result_scalar);
+  }
+  if (!row.result_pointee.empty()) {
+    json["target"] = target(row.result_pointee);
+  }
+  if (!row.result_annotation.empty()) {
+    json["annotation"] = row.result_annotation;
+  }
+  for (std::size_t i = 0; i < row.argument_count; ++i) {
+    json["arguments"].push_back(describe(row.arguments[i]));
+  }
+  return json;
+}
+
+Json describe_records() {
+  Json list = Json::array();
+  std::size_t field = 0;
+  std::size_t method = 0;
+  for (const FlatRecord &record : Interface::records.records) {
+    Json json = {{"name", record.name},      {"size", record.size},     {"counted", record.counted},
+                 {"doc", record.doc.text()}, {"fields", Json::array()}, {"methods", Json::array()}};
+    for (std::size_t i = 0; i < record.field_count; ++i) {
+      json["fields"].push_back(describe(Interface::records.fields[field++]));
+    }
+    for (std::size_t i = 0; i < record.method_count; ++i) {
+      json["methods"].push_back(describe(Interface::records.methods[method++]));
+    }
+    list.push_back(std::move(json));
+  }
+  return list;
+}
+
+Json describe_calls() {
+  Json list = Json::array();
+  for (const CallRow &row : Interface::calls) {
+    list.push_back(describe(row));
+  }
+  return list;
+}
+
+Json describe_constants() {
+  Json list = Json::array();
+#define FAMILY(name, doc) list.push_back({{"family", #name}, {"doc", doc}, {"items", Json::array()}});
+#define INTEGER(name, value) list.back()["items"].push_back({#name, value});
+#define TEXT(name, value) list.back()["items"].push_back({#name, value});
+#define VARIABLE(name)
+#include "constants/all.def"
+#undef VARIABLE
+#undef TEXT
+#undef INTEGER
+#undef FAMILY
+  return list;
+}
+
+}  // namespace
+}  // namespace vswitchpy
+
+int main() {
+  using namespace vswitchpy;
+  const Json interface = {
+      {"records", describe_records()}, {"calls", describe_calls()}, {"constants", describe_constants()}};
+  std::cout << interface.dump(1) << '\n';
+}
