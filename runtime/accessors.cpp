@@ -195,24 +195,18 @@ PyObject *get_view(const FieldEntry &field, PyObject *arguments) {
   return record ? new_proxy(field_address(record, field), descriptor(field.pointee), Ownership::borrowed) : nullptr;
 }
 
-PyObject *set_array(const FieldEntry &field, PyObject *arguments) {
-  void *record = nullptr;
-  PyObject *object = nullptr;
-  void *elements = nullptr;
-  if (!record_to_write(field, arguments, &record, &object) ||
-      !pointer_value(field, object, descriptor(field.pointee), Disown::no, &elements)) {
-    return nullptr;
-  }
-  if (!elements) {
-    return null_variable_error(text_at(field.name), text_at(field.type));
-  }
-  if (record) {
-    std::memmove(field_address(record, field), elements, field.size);
-  }
-  return none();
+namespace {
+
+PyObject *null_array(const FieldEntry &field) {
+  return null_variable_error(text_at(field.name), text_at(field.type));
 }
 
-PyObject *set_embedded_record(const FieldEntry &field, PyObject *arguments) {
+PyObject *null_record(const FieldEntry &field) {
+  return value_error(field, Outcome::type_error);
+}
+
+// Copies as many bytes as the field has from where the value points.
+PyObject *copy_into_field(const FieldEntry &field, PyObject *arguments, PyObject *(*null_error)(const FieldEntry &)) {
   void *record = nullptr;
   PyObject *object = nullptr;
   void *source = nullptr;
@@ -221,12 +215,23 @@ PyObject *set_embedded_record(const FieldEntry &field, PyObject *arguments) {
     return nullptr;
   }
   if (!source) {
-    return value_error(field, Outcome::type_error);
+    return null_error(field);
   }
   if (record) {
+    // The source may be this very field.
     std::memmove(field_address(record, field), source, field.size);
   }
   return none();
+}
+
+}  // namespace
+
+PyObject *set_array(const FieldEntry &field, PyObject *arguments) {
+  return copy_into_field(field, arguments, null_array);
+}
+
+PyObject *set_embedded_record(const FieldEntry &field, PyObject *arguments) {
+  return copy_into_field(field, arguments, null_record);
 }
 
 PyObject *get_pointer(const FieldEntry &field, PyObject *arguments) {

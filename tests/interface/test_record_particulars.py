@@ -7,20 +7,6 @@ import pytest
 from exact import raises
 
 
-@pytest.fixture
-def make():
-    made = []
-
-    def new(name, *arguments):
-        record = getattr(m, f"new_{name}")(*arguments)
-        made.append((name, record))
-        return record
-
-    yield new
-    for name, record in made:
-        getattr(m, f"delete_{name}")(record)
-
-
 def memory(record, size, offset=0):
     return ctypes.string_at(int(record) + offset, size)
 
