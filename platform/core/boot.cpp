@@ -8,8 +8,17 @@
 
 #include "platform/core/boot_description.hpp"
 #include "platform/core/call.hpp"
+#include "platform/core/clock.hpp"
+#include "platform/core/counters.hpp"
+#include "platform/core/host_settings.hpp"
 #include "platform/core/known_properties.hpp"
+#include "platform/core/mac_table.hpp"
+#include "platform/core/port_policies.hpp"
+#include "platform/core/rtm.hpp"
 #include "platform/core/status_names.hpp"
+#include "platform/core/switch_state.hpp"
+#include "platform/core/text.hpp"
+#include "platform/core/uplink_choice.hpp"
 #include "platform/core/uplinks.hpp"
 
 namespace host {
@@ -34,6 +43,89 @@ void step(std::string const &where, Step &&run) {
   }
 }
 
+void set_counters(Database &database, RowId vswitch, RowId port, DescribedCounters const &counters) {
+  for (auto const &[name, value] : counters)
+    set_counter(database, vswitch, port, name, value);
+}
+
+void learn(Database &database, RowId vswitch, Port const &port, std::vector<DescribedAddress> const &addresses) {
+  for (DescribedAddress const &seen : addresses) {
+    step(seen.where, [&] {
+      Learning const result = learn_address(database, vswitch, port, seen.address);
+      refuse_if(result == Learning::ignored, QEL_IS_DISABLED);
+      refuse_if(result == Learning::allowed_unlearned || result == Learning::dropped, QEL_LIMIT_EXCEEDED);
+    });
+  }
+}
+
+// One more session of ports in the table that it belongs to.
+void add_mirror_session(Database &database, RowId vswitch, DescribedMirrorSession const &wanted) {
+  MirrorSession session{};
+  DVMirrorSession &record = session.record;
+  fill_text(record.sid, wanted.session_id);
+  fill_text(record.dname, wanted.name);
+  record.type = static_cast<DVMirrorSessionType>(VS_DVMIRROR_SESSIONTYPE_DVPORT);
+  record.snapLen = static_cast<qel_uint32>(VS_DVMIRROR_SNAPLEN_COMPLETE);
+  record.flags = static_cast<qel_uint32>(wanted.enabled ? 0 : VS_DVMIRROR_FLAG_DISABLED);
+  auto const add = [&](std::vector<std::string> const &ports) {
+    for (std::string const &dvport_id : ports) {
+      DVMirrorEntity entity{};
+      fill_text(entity.dvPortId, port_by_id(database, vswitch, dvport_id).dvport_id);
+      session.entities.push_back(entity);
+    }
+    return static_cast<qel_uint32>(ports.size());
+  };
+  record.numDstEntities = add(wanted.destinations);
+  record.numSrcInEntities = add(wanted.sources_in);
+  record.numSrcOutEntities = add(wanted.sources_out);
+
+  bool const is_of_port = !wanted.port.empty();
+  PropertyPlace place{vswitch, is_of_port ? Scope::port : Scope::global};
+  if (is_of_port)
+    place.port = port_by_id(database, vswitch, wanted.port).row;
+  char const *const name = is_of_port ? VSPROP_PORT_MIRROR_SESSIONS : VSPROP_SWITCH_UPLINK_MIRROR_SESSIONS;
+  MirrorTable table = parse_mirror_table(get_property(database, place, name));
+  table.sessions.push_back(std::move(session));
+  set_property(database, place, name, {.value = mirror_table_value(table)});
+  set_mirror_statistics(database, vswitch, wanted.session_id, wanted.counters);
+}
+
+// What the switch has learned and counted so far: it needs the ports, their policies and the uplinks.
+void describe_running_state(Database &database, RowId vswitch, DescribedSwitch const &wanted) {
+  for (DescribedLag const &lag : wanted.lags) {
+    step(lag.where, [&] { add_lag(database, vswitch, lag.name, lag.members); });
+  }
+  for (DescribedPort const &port : wanted.ports) {
+    if (port.mac_learning) {
+      step(port.where, [&] {
+        set_port_learning_policy(database, vswitch, port_by_id(database, vswitch, port.dvport_id).row,
+                                 *port.mac_learning);
+      });
+    }
+  }
+  for (DescribedPort const &port : wanted.ports) {
+    Port const row = port_by_id(database, vswitch, port.dvport_id);
+    learn(database, vswitch, row, port.learned);
+    set_counters(database, vswitch, row.row, port.counters);
+  }
+  for (DescribedUplink const &uplink : wanted.uplinks) {
+    Port const row{find_uplink(database, vswitch, uplink.name).port, "", VS_PORT_CLIENT_UPLINK};
+    learn(database, vswitch, row, uplink.learned);
+    set_counters(database, vswitch, row.row, uplink.counters);
+  }
+  set_counters(database, vswitch, no_port, wanted.counters);
+  for (DescribedPort const &port : wanted.ports) {
+    for (DescribedGroup const &joined : port.groups) {
+      step(joined.where, [&] {
+        refuse_if(!port.client, QEL_BAD_PARAM);
+        join_multicast_group(database, port_by_id(database, vswitch, port.dvport_id).row, joined.group);
+      });
+    }
+  }
+  for (DescribedMirrorSession const &session : wanted.mirror_sessions)
+    step(session.where, [&] { add_mirror_session(database, vswitch, session); });
+}
+
 void make_switch(Database &database, DescribedSwitch const &wanted) {
   RowId vswitch = 0;
   step(wanted.where, [&] {
@@ -54,37 +146,61 @@ void make_switch(Database &database, DescribedSwitch const &wanted) {
                    {.value = property_bytes(port.connect_id)});
       if (port.client) {
         connect_client(database, row, port.client->type, port.client->name, port.client->mac);
+        describe_client(database, row, port.client->numa_node, port.client->router);
+        set_promiscuous_client(database, row, port.client->promiscuous);
       }
     });
   }
+  describe_running_state(database, vswitch, wanted);
 }
 
 }  // namespace
 
+void boot_from_text(Database &database, std::string const &text) {
+  BootDescription const description = parse_description(text);
+  for (DescribedNic const &nic : description.nics) {
+    step(nic.where, [&] { add_physical_nic(database, nic.nic); });
+  }
+  if (description.stopped_clock)
+    stop_clock(database, static_cast<std::int64_t>(*description.stopped_clock));
+  for (DescribedSwitch const &wanted : description.switches)
+    make_switch(database, wanted);
+  refresh_all_numa_nodes(database);
+  database.execute("UPDATE host SET description = ?", text);
+}
+
 void boot_fresh_host(Database &database, std::string const &description_path) {
   bool const built_in = description_path.empty();
   try {
-    std::string const text = built_in ? std::string(default_description()) : read_file(description_path);
-    BootDescription const description = parse_description(text);
-    for (DescribedNic const &nic : description.nics) {
-      step(nic.where, [&] { add_physical_nic(database, nic.nic); });
-    }
-    for (DescribedSwitch const &wanted : description.switches)
-      make_switch(database, wanted);
+    boot_from_text(database, built_in ? std::string(default_description()) : read_file(description_path));
   } catch (DescriptionError const &error) {
     throw Fault(ExceptionClass::runtime_error, QEL_INVALID_METADATA,
                 "boot description " + (built_in ? "of the host" : description_path) + ": " + error.what());
   }
 }
 
+void boot_again(Database &database) {
+  // Switches go first: a NIC that they free may belong to an uplink port that comes back.
+  database.execute("DELETE FROM vswitch WHERE NOT persistent");
+  drop_zombie_ports(database);
+  forget_volatile_properties(database);
+  forget_volatile_settings(database);
+  forget_rtm(database);
+  forget_all_mac_entries(database);
+  forget_all_counters(database);
+  forget_mirror_statistics(database);
+  set_all_nics_up(database);
+  refresh_all_numa_nodes(database);
+  database.execute("UPDATE host SET boot_count = boot_count + 1");
+}
+
 Status boot() {
-  return update([](Database &database) {
-    // Switches go first: a NIC that they free may belong to an uplink port that comes back.
-    database.execute("DELETE FROM vswitch WHERE NOT persistent");
-    forget_volatile_properties(database);
-    set_all_nics_up(database);
-    database.execute("UPDATE host SET boot_count = boot_count + 1");
-  });
+  return update([](Database &database) { boot_again(database); }, not_an_exported_call);
+}
+
+std::string host_description(Database &database) {
+  Rows row = database.rows("SELECT description FROM host");
+  return row.next() ? row.text(0) : std::string();
 }
 
 std::int64_t boot_count(Database &database) {

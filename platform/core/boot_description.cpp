@@ -1,11 +1,15 @@
 // Reads a boot description from JSON; every mistake is reported with its place.
 #include "platform/core/boot_description.hpp"
 
+#include <arpa/inet.h>
+
+#include <algorithm>
 #include <cstdio>
 #include <nlohmann/json.hpp>
 #include <set>
 
 #include "platform/core/constants.hpp"
+#include "platform/core/counters.hpp"
 
 namespace host {
 
@@ -75,6 +79,24 @@ class Object {
     return value->get<std::uint32_t>();
   }
 
+  std::uint64_t large_number(char const *member, std::uint64_t fallback) {
+    Json const *value = find(member);
+    if (!value)
+      return fallback;
+    if (!value->is_number_unsigned() || value->get<std::uint64_t>() > INT64_MAX) {
+      wrong(place(member), "must be a number from 0 to 9223372036854775807");
+    }
+    return value->get<std::uint64_t>();
+  }
+
+  // A number that has a limit.
+  std::uint32_t number_up_to(char const *member, std::uint32_t fallback, std::uint32_t highest) {
+    std::uint32_t const number = this->number(member, fallback);
+    if (number > highest)
+      wrong(place(member), "must be a number from 0 to " + std::to_string(highest));
+    return number;
+  }
+
   bool truth(char const *member, bool fallback) {
     Json const *value = find(member);
     if (!value)
@@ -103,6 +125,47 @@ class Object {
       wrong(place(member), "must be a MAC address such as \"02:00:00:00:00:01\"");
     }
     return mac;
+  }
+
+  // The bytes of an IPv4 or IPv6 address, in network order.
+  std::string ip_address(char const *member) {
+    std::string const text = name(member, INET6_ADDRSTRLEN);
+    unsigned char bytes[sizeof(in6_addr)];
+    if (inet_pton(AF_INET, text.c_str(), bytes) == 1)
+      return {reinterpret_cast<char const *>(bytes), sizeof(in_addr)};
+    if (inet_pton(AF_INET6, text.c_str(), bytes) == 1)
+      return {reinterpret_cast<char const *>(bytes), sizeof(in6_addr)};
+    wrong(place(member), "must be an IPv4 or IPv6 address");
+  }
+
+  // A list of addresses of one family.
+  std::vector<std::string> ip_addresses(char const *member, std::size_t size) {
+    std::vector<std::string> addresses;
+    for (std::string const &text : names(member, INET6_ADDRSTRLEN)) {
+      std::string address(size, '\0');
+      if (inet_pton(size == sizeof(in_addr) ? AF_INET : AF_INET6, text.c_str(), address.data()) != 1)
+        wrong(place(member), "must hold addresses of the same family");
+      addresses.push_back(std::move(address));
+    }
+    return addresses;
+  }
+
+  // A list of names, none if it is left out.
+  std::vector<std::string> names(char const *member, std::size_t room) {
+    std::vector<std::string> names;
+    Json const *values = find(member);
+    if (!values)
+      return names;
+    bool const usable =
+        values->is_array() && std::all_of(values->begin(), values->end(), [&](Json const &value) {
+          if (!value.is_string())
+            return false;
+          names.push_back(value.get<std::string>());
+          return !names.back().empty() && names.back().size() < room && names.back().find('\0') == std::string::npos;
+        });
+    if (!usable)
+      wrong(place(member), "must be a list of texts of 1 to " + std::to_string(room - 1) + " bytes");
+    return names;
   }
 
   // Calls read(object) for each element of a list.
@@ -142,7 +205,133 @@ DescribedNic read_nic(Object &object) {
            .speed = object.number("speed", QEL_LINK_SPEED_10000_MBPS),
            .duplex = object.choice("duplex", "full", "half") ? QEL_LINK_DUPLEX_FULL : QEL_LINK_DUPLEX_HALF,
            .carrier = object.choice("link", "up", "down"),
-           .numa_node = object.number("numa_node", 0)}};
+           .numa_node = object.number("numa_node", 0),
+           .smartnic = object.truth("smartnic", false)}};
+}
+
+struct CounterName {
+  char const *member;
+  std::string_view counter;
+};
+
+constexpr CounterName port_counters[] = {{"not_learned_allowed", counter::not_learned_allowed},
+                                         {"not_learned_dropped", counter::not_learned_dropped},
+                                         {"macs_moved", counter::macs_moved}};
+
+constexpr CounterName switch_counters[] = {
+    {"team_allowed_at_port_limit", counter::team_allowed_at_port_limit},
+    {"rarp_packets", counter::rarp_packets},
+    {"rarp_longest", counter::rarp_longest},
+    {"rarp_time", counter::rarp_time},
+    {"service_port_tx", counter::service_port_tx},
+    {"service_port_tx_own_policy", counter::service_port_tx_own_policy},
+    {"service_port_tx_source_policy", counter::service_port_tx_source_policy},
+    {"service_port_tx_errors", counter::service_port_tx_errors},
+    {"service_port_rx", counter::service_port_rx},
+    {"service_port_rx_override", counter::service_port_rx_override},
+};
+
+template <std::size_t size>
+DescribedCounters read_counters(Object &owner, CounterName const (&names)[size]) {
+  DescribedCounters counters;
+  Json const *json = owner.find("counters");
+  if (!json)
+    return counters;
+  Object object(*json, owner.place("counters"));
+  for (CounterName const &name : names) {
+    if (std::uint64_t const value = object.large_number(name.member, 0))
+      counters[name.counter] = value;
+  }
+  object.finish();
+  return counters;
+}
+
+std::vector<DescribedAddress> read_learned(Object &owner) {
+  std::vector<DescribedAddress> addresses;
+  owner.list("learned", [&](Object &object) {
+    constexpr std::uint32_t most_vid = 4094;
+    MacKey const key{object.mac("mac"), object.number_up_to("vlan", 0, most_vid),
+                     object.number_up_to("vni", 0, QEL_VIRTUAL_NETWORK_ID_MAX)};
+    addresses.push_back({object.where(), {key, object.truth("aging", true), object.number("age", 0)}});
+  });
+  return addresses;
+}
+
+std::optional<VSPMACLearning> read_mac_learning(Object &port) {
+  Json const *json = port.find("mac_learning");
+  if (!json)
+    return std::nullopt;
+  Object object(*json, port.place("mac_learning"));
+  VSPMACLearning policy{};
+  policy.learning = object.truth("learning", true);
+  policy.flooding = object.truth("flooding", true);
+  policy.macLimit =
+      object.number_up_to("limit", VSPORT_MAC_LEARNING_LIMIT_ENTRIES_DEFAULT, VSPORT_MAC_LEARNING_LIMIT_ENTRIES_MAX);
+  policy.macLimitPolicy = static_cast<VSPortMACLearningLimitPolicy>(object.choice("at_limit", "allow", "drop")
+                                                                        ? VSPORT_MAC_LEARNING_LIMIT_POLICY_ALLOW
+                                                                        : VSPORT_MAC_LEARNING_LIMIT_POLICY_DROP);
+  object.finish();
+  return policy;
+}
+
+DescribedLag read_lag(Object &object) {
+  DescribedLag lag{object.where(), object.name("name", VS_LACP_LAG_NAME_LENGTH), {}};
+  object.list("members", [&](Object &member) {
+    lag.members.push_back({member.name("uplink", QEL_HNQ_NAME_MAX_LEN), member.choice("lacp", "up", "down")});
+  });
+  return lag;
+}
+
+MulticastGroup read_group(Object &object) {
+  MulticastGroup group{object.ip_address("address"),
+                       0,
+                       VS_MCAST_SRC_IP_FILTER_MODE_NONE,
+                       object.number_up_to("vni", 0, QEL_VIRTUAL_NETWORK_ID_MAX),
+                       {}};
+  constexpr std::uint32_t igmp_version = 3;
+  constexpr std::uint32_t mld_version = 2;
+  group.version = object.number("version", group.address.size() == 4 ? igmp_version : mld_version);
+  if (object.find("sources")) {
+    group.source_mode =
+        static_cast<std::uint32_t>(object.choice("mode", "include", "exclude") ? VS_MCAST_SRC_IP_FILTER_MODE_INCLUDE
+                                                                               : VS_MCAST_SRC_IP_FILTER_MODE_EXCLUDE);
+    group.sources = object.ip_addresses("sources", group.address.size());
+  }
+  return group;
+}
+
+std::vector<DescribedGroup> read_groups(Object &port) {
+  std::vector<DescribedGroup> groups;
+  port.list("multicast_groups", [&](Object &group) { groups.push_back({group.where(), read_group(group)}); });
+  return groups;
+}
+
+MirrorStatistics read_mirror_counters(Object &session) {
+  MirrorStatistics counters;
+  Json const *json = session.find("counters");
+  if (!json)
+    return counters;
+  Object object(*json, session.place("counters"));
+  counters.copies = object.large_number("copies", 0);
+  counters.copies_failed = object.large_number("copies_failed", 0);
+  counters.mirrored = object.large_number("mirrored", 0);
+  counters.discarded = object.large_number("discarded", 0);
+  counters.failed = object.large_number("failed", 0);
+  object.finish();
+  return counters;
+}
+
+DescribedMirrorSession read_mirror_session(Object &object) {
+  DescribedMirrorSession session{.where = object.where(),
+                                 .session_id = object.name("session_id", sizeof(DVMirrorSession::sid)),
+                                 .name = object.text("name", sizeof(DVMirrorSession::dname), ""),
+                                 .port = object.text("port", QEL_HNQ_PORT_ID_MAX_LEN, ""),
+                                 .enabled = object.truth("enabled", true),
+                                 .destinations = object.names("destinations", QEL_HNQ_PORT_ID_MAX_LEN),
+                                 .sources_in = object.names("sources_in", QEL_HNQ_PORT_ID_MAX_LEN),
+                                 .sources_out = object.names("sources_out", QEL_HNQ_PORT_ID_MAX_LEN),
+                                 .counters = read_mirror_counters(object)};
+  return session;
 }
 
 DescribedClient read_client(Json const &json, std::string where) {
@@ -151,22 +340,36 @@ DescribedClient read_client(Json const &json, std::string where) {
   if (type != "tcpip" && type != "vnic")
     wrong(object.place("type"), "must be \"tcpip\" or \"vnic\"");
   DescribedClient client{object.name("name", QEL_PORT_CLIENT_NAME_MAX),
-                         type == "tcpip" ? VS_PORT_CLIENT_TCPIP : VS_PORT_CLIENT_VNIC, object.mac("mac")};
+                         type == "tcpip" ? VS_PORT_CLIENT_TCPIP : VS_PORT_CLIENT_VNIC,
+                         object.mac("mac"),
+                         object.number("numa_node", 0),
+                         object.truth("router", false),
+                         object.truth("promiscuous", false)};
   object.finish();
   return client;
 }
 
 DescribedPort read_port(Object &object) {
-  DescribedPort port{object.where(), object.name("dvport_id", QEL_HNQ_PORT_ID_MAX_LEN), object.number("connect_id", 0),
-                     std::nullopt};
+  DescribedPort port{object.where(),
+                     object.name("dvport_id", QEL_HNQ_PORT_ID_MAX_LEN),
+                     object.number("connect_id", 0),
+                     std::nullopt,
+                     read_mac_learning(object),
+                     read_learned(object),
+                     read_counters(object, port_counters),
+                     read_groups(object)};
   if (Json const *client = object.find("client"))
     port.client = read_client(*client, object.place("client"));
   return port;
 }
 
 DescribedUplink read_uplink(Object &object) {
-  return {object.where(), object.name("name", QEL_HNQ_NAME_MAX_LEN), object.text("nic", QEL_DEVICE_NAME_MAX_LENGTH, ""),
-          object.text("dvport_id", QEL_HNQ_PORT_ID_MAX_LEN, "")};
+  return {object.where(),
+          object.name("name", QEL_HNQ_NAME_MAX_LEN),
+          object.text("nic", QEL_DEVICE_NAME_MAX_LENGTH, ""),
+          object.text("dvport_id", QEL_HNQ_PORT_ID_MAX_LEN, ""),
+          read_learned(object),
+          read_counters(object, port_counters)};
 }
 
 DescribedSwitch read_switch(Object &object) {
@@ -180,9 +383,15 @@ DescribedSwitch read_switch(Object &object) {
                          .version = object.number("version", 0),
                          .flags = object.number("flags", 0),
                          .uplinks = {},
-                         .ports = {}};
+                         .ports = {},
+                         .lags = {},
+                         .mirror_sessions = {},
+                         .counters = read_counters(object, switch_counters)};
   object.list("uplinks", [&](Object &uplink) { result.uplinks.push_back(read_uplink(uplink)); });
   object.list("ports", [&](Object &port) { result.ports.push_back(read_port(port)); });
+  object.list("lags", [&](Object &lag) { result.lags.push_back(read_lag(lag)); });
+  object.list("mirror_sessions",
+              [&](Object &session) { result.mirror_sessions.push_back(read_mirror_session(session)); });
   return result;
 }
 
@@ -200,6 +409,8 @@ BootDescription parse_description(std::string_view text) {
   if (format != supported_format)
     wrong("format", "must be " + std::to_string(supported_format));
   BootDescription description;
+  if (object.find("stopped_clock"))
+    description.stopped_clock = object.large_number("stopped_clock", 0);
   object.list("physical_nics", [&](Object &nic) { description.nics.push_back(read_nic(nic)); });
   object.list("switches", [&](Object &vswitch) { description.switches.push_back(read_switch(vswitch)); });
   object.finish();

@@ -4,13 +4,19 @@
 #include <dlfcn.h>
 
 #include <algorithm>
+#include <chrono>
 #include <csetjmp>
 #include <cstdio>
 #include <exception>
 #include <new>
+#include <stdexcept>
+#include <thread>
 
 #include "platform/core/database.hpp"
+#include "platform/core/faults.hpp"
+#include "platform/core/handed_out.hpp"
 #include "platform/core/state_file.hpp"
+#include "platform/core/trace.hpp"
 
 // The module exports the first three, the interpreter the rest. All are absent in a plain C program.
 extern "C" {
@@ -20,6 +26,7 @@ extern char const *exceptionMsg __attribute__((weak));
 extern void *PyExc_MemoryError __attribute__((weak));
 extern void *PyExc_OSError __attribute__((weak));
 extern void *PyExc_RuntimeError __attribute__((weak));
+extern void *PyExc_ValueError __attribute__((weak));
 }
 
 namespace host {
@@ -47,14 +54,93 @@ Outcome faulted(ExceptionClass exception_class, Status status, char const *messa
   return {status, true, exception_class};
 }
 
-Outcome run(Access access, CallBody body) {
+Outcome const done{QEL_OK, false, {}};
+
+// What happens to one call beside its body.
+struct Course {
+  std::chrono::milliseconds delay{0};
+};
+
+void run_regardless(Database &database, Access access, CallBody body) {
+  Transaction transaction(database, access == Access::write);
+  body.run(body.body, database);
+  transaction.commit();
+}
+
+// Ends a body at its first statement.
+struct FaultsExist {};
+
+void stop_if_faults(Database &database) {
+  if (has_faults(database))
+    throw FaultsExist();
+}
+
+void write_without_faults(Database &database, CallBody body) {
+  Transaction transaction(database, true);
+  stop_if_faults(database);
+  body.run(body.body, database);
+  transaction.commit();
+  keep_knowing_faults(database);
+}
+
+// A transaction that reads is current from its first statement on, which is the body's: to look for rules with a
+// statement of our own would cost more than many a body. Nothing is handed out by then.
+void read_without_faults(Database &database, CallBody body) {
+  Transaction transaction(database, false);
+  database.after_next_step(stop_if_faults);
+  try {
+    body.run(body.body, database);
+  } catch (Refusal const &) {
+    // Wrong arguments are refused without a statement.
+    if (database.withdraw_after_next_step() && !load_faults(database).empty())
+      throw FaultsExist();
+    throw;
+  }
+  database.withdraw_after_next_step();
+  transaction.commit();
+}
+
+// 1. Count the call in the rules, whatever becomes of it. 2. Fail before the work, or 3. do the work, and 4. report
+// the failure nevertheless.
+Outcome run_with_faults(Database &database, Access access, char const *function, CallBody body, Course &course) {
+  Injection injection;
+  {
+    Transaction transaction(database, true);
+    injection = next_injection(database, function);
+    transaction.commit();
+  }
+  course.delay = std::chrono::milliseconds(injection.milliseconds);
+  if (!injection.rule) {
+    run_regardless(database, access, body);
+    return done;
+  }
+  FaultRule const &rule = *injection.rule;
+  if (rule.kind == FaultKind::abort)
+    throw Fault(rule.exception_class, rule.status, rule.message);
+  // A call that only reads has no work that could stay done, but outputs that a failing call leaves alone.
+  if (rule.kind == FaultKind::fail_after && access == Access::write)
+    run_regardless(database, access, body);
+  return {rule.status, false, {}};
+}
+
+Outcome run(Access access, char const *function, CallBody body, Course &course) {
   try {
     HostLock lock;
     Database &database = open_host();
-    Transaction transaction(database, access == Access::write);
-    body.run(body.body, database);
-    transaction.commit();
-    return {QEL_OK, false, {}};
+    if (function == not_an_exported_call) {
+      run_regardless(database, access, body);
+      return done;
+    }
+    try {
+      if (access == Access::write) {
+        write_without_faults(database, body);
+      } else {
+        read_without_faults(database, body);
+      }
+      return done;
+    } catch (FaultsExist const &) {
+      return run_with_faults(database, access, function, body, course);
+    }
   } catch (Refusal const &refusal) {
     return {refusal.status(), false, {}};
   } catch (Fault const &fault) {
@@ -66,6 +152,34 @@ Outcome run(Access access, CallBody body) {
   }
 }
 
+char const *exception_name(ExceptionClass exception_class) {
+  switch (exception_class) {
+    case ExceptionClass::memory_error: return "MemoryError";
+    case ExceptionClass::os_error: return "OSError";
+    case ExceptionClass::value_error: return "ValueError";
+    default: return "RuntimeError";
+  }
+}
+
+// A late answer keeps nobody else waiting: neither the lock nor a transaction is held any more.
+Outcome run_in_time(Access access, char const *function, CallBody body) {
+  Course course;
+  Outcome const outcome = run(access, function, body, course);
+  if (course.delay.count() > 0)
+    std::this_thread::sleep_for(course.delay);
+  return outcome;
+}
+
+Outcome run_traced(Access access, char const *function, CallBody body) {
+  auto const start = std::chrono::steady_clock::now();
+  Outcome const outcome = run_in_time(access, function, body);
+  auto const taken = std::chrono::steady_clock::now() - start;
+  trace_call({function, outcome.status, outcome.faulted ? exception_name(outcome.exception_class) : nullptr,
+              outcome.faulted ? fault_message : nullptr,
+              std::chrono::duration_cast<std::chrono::microseconds>(taken).count(), bytes_handed_out()});
+  return outcome;
+}
+
 void *exception_object(ExceptionClass exception_class) {
   void **symbol = nullptr;
   char const *name = nullptr;
@@ -73,6 +187,7 @@ void *exception_object(ExceptionClass exception_class) {
     case ExceptionClass::memory_error: symbol = &PyExc_MemoryError, name = "PyExc_MemoryError"; break;
     case ExceptionClass::os_error: symbol = &PyExc_OSError, name = "PyExc_OSError"; break;
     case ExceptionClass::runtime_error: symbol = &PyExc_RuntimeError, name = "PyExc_RuntimeError"; break;
+    case ExceptionClass::value_error: symbol = &PyExc_ValueError, name = "PyExc_ValueError"; break;
   }
   if (!symbol)
     symbol = static_cast<void **>(dlsym(RTLD_DEFAULT, name));
@@ -114,9 +229,13 @@ Status abort_call(Outcome const &outcome) {
 
 }  // namespace
 
-Status run_call(Access access, CallBody body) {
-  // All objects of the call live and die inside run(): the jump skips no destructor.
-  Outcome const outcome = run(access, body);
+Status run_call(Access access, char const *function, CallBody body) {
+  if (trace_state.load(std::memory_order_relaxed) == TraceState::unknown)
+    start_trace();
+  begin_handing_out(function);
+  // All objects of the call live and die inside: the jump skips no destructor.
+  Outcome const outcome =
+      function && may_trace() ? run_traced(access, function, body) : run_in_time(access, function, body);
   return outcome.faulted ? abort_call(outcome) : outcome.status;
 }
 

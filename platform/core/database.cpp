@@ -92,6 +92,23 @@ Database::Kept &Database::keep(char const *sql) {
   return kept;
 }
 
+void Database::copy_to(Database &target) {
+  sqlite3_backup *backup = sqlite3_backup_init(target.connection_, "main", connection_, "main");
+  if (!backup)
+    target.fail(sqlite3_errcode(target.connection_));
+  // All pages in one step, so that nobody sees half of it; the busy handler of the target has waited by then.
+  int const code = sqlite3_backup_step(backup, -1);
+  int const finished = sqlite3_backup_finish(backup);
+  if (code != SQLITE_DONE)
+    target.fail(finished == SQLITE_OK ? code : finished);
+}
+
+std::uint32_t Database::data_version() {
+  std::uint32_t version = 0;
+  sqlite3_file_control(connection_, nullptr, SQLITE_FCNTL_DATA_VERSION, &version);
+  return version;
+}
+
 void Database::execute_script(char const *sql) {
   int const code = sqlite3_exec(connection_, sql, nullptr, nullptr, nullptr);
   if (code != SQLITE_OK)
@@ -112,11 +129,11 @@ Rows::~Rows() {
 
 bool Rows::next() {
   int const code = sqlite3_step(statement_);
-  if (code == SQLITE_ROW)
-    return true;
-  if (code != SQLITE_DONE)
+  if (code != SQLITE_ROW && code != SQLITE_DONE)
     database_.fail(code);
-  return false;
+  if (database_.after_step_)
+    std::exchange(database_.after_step_, nullptr)(database_);
+  return code == SQLITE_ROW;
 }
 
 std::string_view Rows::bytes(int column) const {

@@ -5,9 +5,11 @@
 
 #include <cstdint>
 #include <memory>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <unordered_map>
+#include <utility>
 
 #include "platform/core/export.hpp"
 #include "platform/core/failure.hpp"
@@ -85,7 +87,22 @@ class HOST_API Database {
   // Runs statements that are not worth keeping.
   void execute_script(char const *sql);
 
+  // Another number after every change of the content, whoever made it. Up to date once a transaction has read
+  // something.
+  std::uint32_t data_version();
+
+  // Calls the function when the next statement has made its first step, unless it is withdrawn before.
+  void after_next_step(void (*function)(Database &)) { after_step_ = function; }
+  // Whether it was still to come.
+  bool withdraw_after_next_step() { return std::exchange(after_step_, nullptr) != nullptr; }
+
+  // For faults.cpp: the content that is known to have no rules.
+  std::optional<std::uint32_t> version_without_faults;
+
   std::int64_t last_row_id() const { return sqlite3_last_insert_rowid(connection_); }
+
+  // Puts the whole content in the place of another database's. Neither may have a transaction.
+  void copy_to(Database &target);
 
   // Throws what an SQLite result code means: a refusal for what a status can say, else a fault.
   [[noreturn]] void fail(int code);
@@ -125,6 +142,9 @@ class HOST_API Database {
   sqlite3 *connection_ = nullptr;
   std::unordered_map<char const *, Kept> kept_;
   std::string damage_;
+  void (*after_step_)(Database &) = nullptr;
+
+  friend class Rows;
 };
 
 // A transaction; rolled back unless committed. A writing one takes the write lock at once, so that it can

@@ -21,7 +21,8 @@ class HOST_API Refusal {
 };
 
 // The Python exception that an aborted call raises.
-enum class ExceptionClass { runtime_error, os_error, memory_error };
+// The numbers stand in the state file.
+enum class ExceptionClass { runtime_error = 0, os_error = 1, memory_error = 2, value_error = 3 };
 
 // What no status can say. `status` is for callers that have no exceptions to raise.
 class HOST_API Fault {

@@ -15,7 +15,7 @@ struct KnownProperty {
   bool read_only;
   // Refuses a value that the property cannot have now; else gives the value as it is to be stored.
   std::string (*admit)(Database &, PropertyPlace const &, std::string_view value);
-  // The value where none is stored; for read-only properties, the value.
+  // The value where none is stored; for read-only properties, the value. Null for a property that then is not there.
   std::string (*default_value)(Database &, PropertyPlace const &);
   // Makes the rest of the state follow the value in effect. Refuses nothing. May be null.
   void (*apply)(Database &, PropertyPlace const &, std::string_view value);

@@ -5,14 +5,29 @@
 #include <memory>
 #include <new>
 
+#include "platform/core/handed_out.hpp"
+
 namespace host {
 
 struct ReleaseMemory {
+  std::size_t size = 0;
   void operator()(void *memory) const { std::free(memory); }
 };
 
+// A record on its way to the caller.
 template <typename Record>
-using OwnedRecord = std::unique_ptr<Record, ReleaseMemory>;
+class OwnedRecord : public std::unique_ptr<Record, ReleaseMemory> {
+  using Base = std::unique_ptr<Record, ReleaseMemory>;
+
+ public:
+  using Base::Base;
+
+  // To the caller, who has to release it.
+  [[nodiscard]] Record *release() {
+    hand_out(this->get(), this->get_deleter().size);
+    return Base::release();
+  }
+};
 
 // A zeroed record with `extra` bytes behind it.
 template <typename Record>
@@ -20,7 +35,7 @@ OwnedRecord<Record> allocate_record(std::size_t extra = 0) {
   void *memory = std::calloc(1, sizeof(Record) + extra);
   if (!memory)
     throw std::bad_alloc();
-  return OwnedRecord<Record>(static_cast<Record *>(memory));
+  return OwnedRecord<Record>(static_cast<Record *>(memory), ReleaseMemory{sizeof(Record) + extra});
 }
 
 // The elements that follow a record's fixed part. Records declare them as arrays of no elements, which the

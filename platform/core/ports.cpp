@@ -30,14 +30,29 @@ Port port_by_id(Database &database, RowId vswitch, std::string_view dvport_id) {
   return *std::move(port);
 }
 
+NumberedPort port_by_number(Database &database, RowId number) {
+  Rows row = database.rows("SELECT vswitch, client_type FROM port WHERE id = ?", number);
+  refuse_if(!row.next(), QEL_NOT_FOUND);
+  return {row.integer(0), number, row.integer(1)};
+}
+
 void connect_client(Database &database, RowId port, std::int64_t client_type, std::string_view name,
                     std::optional<MacAddress> mac) {
-  database.execute("UPDATE port SET client_type = ?, client_name = ?, client_mac = NULL WHERE id = ?", client_type,
-                   name, port);
+  database.execute(
+      "UPDATE port SET client_type = ?, client_name = ?, client_mac = NULL, client_numa_node = 0,"
+      " client_is_promiscuous = 0, client_is_router = 0 WHERE id = ?",
+      client_type, name, port);
+  // What was learned there was behind the former client.
+  database.execute("DELETE FROM mac_entry WHERE port = ? AND type = ?", port, VS_MAC_ADDR_TYPE_LEARNED);
   if (mac) {
     std::string_view const bytes(reinterpret_cast<char const *>(mac->data()), mac->size());
     database.execute("UPDATE port SET client_mac = ? WHERE id = ?", Blob{bytes}, port);
   }
+}
+
+void describe_client(Database &database, RowId port, std::int64_t numa_node, bool is_router) {
+  database.execute("UPDATE port SET client_numa_node = ?, client_is_router = ? WHERE id = ?", numa_node, is_router,
+                   port);
 }
 
 void disconnect_client(Database &database, RowId port) {
@@ -46,6 +61,7 @@ void disconnect_client(Database &database, RowId port) {
 
 void drop_port(Database &database, RowId vswitch, RowId port) {
   database.execute("DELETE FROM property WHERE vswitch = ? AND scope = 2 AND port = ?", vswitch, port);
+  database.execute("DELETE FROM counter WHERE vswitch = ? AND port = ?", vswitch, port);
   database.execute("DELETE FROM port WHERE id = ?", port);
 }
 

@@ -27,12 +27,23 @@ HOST_API void remove_port(Database &database, RowId vswitch, std::string_view dv
 
 HOST_API std::optional<Port> find_port(Database &database, RowId vswitch, std::string_view dvport_id);
 
+struct NumberedPort {
+  RowId vswitch;
+  RowId row;
+  std::int64_t client_type;
+};
+
+// Refuses with QEL_NOT_FOUND.
+HOST_API NumberedPort port_by_number(Database &database, RowId number);
+
 // Refuses with QEL_NOT_FOUND.
 HOST_API Port port_by_id(Database &database, RowId vswitch, std::string_view dvport_id);
 
-void connect_client(Database &database, RowId port, std::int64_t client_type, std::string_view name,
-                    std::optional<MacAddress> mac);
-void disconnect_client(Database &database, RowId port);
+HOST_API void connect_client(Database &database, RowId port, std::int64_t client_type, std::string_view name,
+                             std::optional<MacAddress> mac);
+// What only a boot description says of a client.
+void describe_client(Database &database, RowId port, std::int64_t numa_node, bool is_router);
+HOST_API void disconnect_client(Database &database, RowId port);
 
 // Removes a port whatever its client is, with its properties.
 void drop_port(Database &database, RowId vswitch, RowId port);

@@ -38,6 +38,10 @@ std::optional<std::string> stored_value(Database &database, PropertyPlace place,
   return row.text(0);
 }
 
+bool has_default(KnownProperty const *known) {
+  return known && known->default_value;
+}
+
 // None where the property has no value at all.
 std::optional<std::string> stored_owner(Database &database, PropertyPlace place, std::string_view name) {
   Rows row =
@@ -57,7 +61,7 @@ std::string value_or_default(Database &database, PropertyPlace place, std::strin
   std::optional<std::string> value = stored_value(database, place, name, lifetime);
   if (value)
     return *std::move(value);
-  refuse_if(!known, QEL_NOT_FOUND);
+  refuse_if(!has_default(known), QEL_NOT_FOUND);
   return known->default_value(database, place);
 }
 
@@ -120,7 +124,7 @@ void clear_property(Database &database, PropertyPlace place, std::string_view na
       "DELETE FROM property WHERE vswitch = ? AND scope = ? AND port = ? AND name = ? AND lifetime >= ?", place.vswitch,
       number(place.scope), place.port, name, number(lifetime));
   if (cleared == 0) {
-    refuse_if(!known, QEL_NOT_FOUND);
+    refuse_if(!has_default(known), QEL_NOT_FOUND);
     return;
   }
   if (known && known->apply) {
@@ -145,20 +149,22 @@ std::optional<std::string> stored_property(Database &database, PropertyPlace pla
   return stored_value(database, home(place, known_property(name)), name, Lifetime::until_boot);
 }
 
-void forget_volatile_properties(Database &database) {
+void forget_volatile_properties(Database &database, RowId vswitch) {
   struct Lost {
     PropertyPlace place;
     std::string name;
   };
   std::vector<Lost> lost;
   {
-    Rows rows = database.rows("SELECT vswitch, scope, port, name FROM property WHERE lifetime = 1");
+    Rows rows =
+        database.rows("SELECT vswitch, scope, port, name FROM property WHERE lifetime = 1 AND ?1 IN (vswitch, ?2)",
+                      vswitch, all_switches);
     while (rows.next()) {
       lost.push_back({{rows.integer(0), static_cast<Scope>(rows.integer(1)), rows.integer(2)}, rows.text(3)});
     }
   }
   // All are gone before any property takes effect again: what one lost may be what another needs.
-  database.execute("DELETE FROM property WHERE lifetime = 1");
+  database.execute("DELETE FROM property WHERE lifetime = 1 AND ?1 IN (vswitch, ?2)", vswitch, all_switches);
   for (Lost const &property : lost) {
     KnownProperty const *const known = known_property(property.name);
     if (!known || !known->apply)

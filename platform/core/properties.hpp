@@ -50,7 +50,8 @@ HOST_API void clear_switch_property(Database &database, RowId vswitch, std::stri
 // The value in effect as somebody wrote it, without the default of the name.
 std::optional<std::string> stored_property(Database &database, PropertyPlace place, std::string_view name);
 
-// Drops every volatile value of the host, as a boot does.
-void forget_volatile_properties(Database &database);
+// Drops every volatile value of the host, as a boot does; or only those of one switch.
+inline constexpr RowId all_switches = 0;
+void forget_volatile_properties(Database &database, RowId vswitch = all_switches);
 
 }  // namespace host

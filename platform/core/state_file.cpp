@@ -17,6 +17,7 @@
 
 #include "platform/core/boot.hpp"
 #include "platform/core/schema.hpp"
+#include "platform/core/trace.hpp"
 
 namespace host {
 
@@ -59,20 +60,6 @@ void after_fork() {
 std::string environment(char const *name) {
   char const *value = std::getenv(name);
   return value ? value : "";
-}
-
-std::string state_file_path() {
-  std::string path = environment("VSWITCH_HOST");
-  if (path == memory_host)
-    return path;
-  if (path.empty()) {
-    std::string folder = environment("XDG_STATE_HOME");
-    if (folder.empty())
-      folder = environment("HOME") + "/.local/state";
-    path = folder + "/vswitchpy/host.db";
-  }
-  // A later change of the working folder must not lead to another host.
-  return std::filesystem::absolute(path).string();
 }
 
 [[noreturn]] void cannot_make(std::string const &path, int error) {
@@ -132,8 +119,10 @@ void prepare_connection(Database &database, bool in_file) {
   bool const fresh = identify_at_once(database) == Identity::fresh;
   if (in_file)
     use_write_ahead_log(database);
+  // NORMAL is safe against the end of any process; FULL waits for the disk with each change.
+  database.execute_script(environment("VSWITCH_HOST_SYNC") == "power" ? "PRAGMA synchronous = FULL;"
+                                                                      : "PRAGMA synchronous = NORMAL;");
   database.execute_script(
-      "PRAGMA synchronous = NORMAL;"
       "PRAGMA foreign_keys = ON;"
       "PRAGMA cell_size_check = ON;");
   if (!fresh)
@@ -166,6 +155,20 @@ HostLock::~HostLock() {
   call_mutex.unlock();
 }
 
+std::string state_file_path() {
+  std::string path = environment("VSWITCH_HOST");
+  if (path == memory_host)
+    return path;
+  if (path.empty()) {
+    std::string folder = environment("XDG_STATE_HOME");
+    if (folder.empty())
+      folder = environment("HOME") + "/.local/state";
+    path = folder + "/vswitchpy/host.db";
+  }
+  // A later change of the working folder must not lead to another host.
+  return std::filesystem::absolute(path).string();
+}
+
 Database &open_host() {
   if (connection.database) {
     if (connection.is_inherited()) {
@@ -188,6 +191,7 @@ void close_host() {
   HostLock lock;
   connection.database.reset();
   connection.path.reset();
+  end_trace();
 }
 
 }  // namespace host

@@ -17,6 +17,9 @@ class HOST_API HostLock {
   ~HostLock();
 };
 
+// Where the environment says that the state file is: a full path, or ":memory:".
+HOST_API std::string state_file_path();
+
 // This process's connection, opened and the host booted if need be. Needs the lock.
 HOST_API Database &open_host();
 

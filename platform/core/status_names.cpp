@@ -20,4 +20,19 @@ char const *status_name(Status status) {
   }
 }
 
+std::optional<Status> status_by_name(std::string_view name) {
+#define FAMILY(name, documentation)
+#define TEXT(name, text)
+#define INTEGER(constant, value) \
+  if (name == #constant)         \
+    return value;
+#include "constants/status_codes.def"
+#undef INTEGER
+#undef TEXT
+#undef FAMILY
+  if (name == "QEL_GENERIC_LINUX_ERROR")
+    return QEL_GENERIC_LINUX_ERROR;
+  return std::nullopt;
+}
+
 }  // namespace host

@@ -9,7 +9,6 @@ namespace host {
 namespace {
 
 constexpr std::int64_t most_switches = 128;
-constexpr std::uint32_t most_ports = 8192;
 constexpr std::uint32_t default_ports = 128;
 
 #define SWITCH_COLUMNS "id, alias, switch_id, portset, class_name, max_ports, version, flags, persistent"
@@ -24,22 +23,20 @@ RowId only_row(Rows rows) {
   return rows.integer(0);
 }
 
-std::uint32_t checked_version(std::uint32_t version) {
-  if (version == 0)
-    return DVS_VERSION_70;
+}  // namespace
+
+void refuse_unknown_version(std::uint32_t version) {
   bool const known = (version >= DVS_VERSION_60 && version <= DVS_VERSION_70) ||
                      (version >= VS_QBR_HNQ_VERSION_10 && version <= VS_QBRT_ON_DVS70_VERSION);
   refuse_if(!known, QEL_NOT_SUPPORTED);
-  return version;
 }
-
-}  // namespace
 
 RowId create_switch(Database &database, NewSwitch const &wanted) {
   std::string_view const class_name = wanted.class_name.empty() ? PS_CLASS_NAME : wanted.class_name;
   refuse_if(class_name != PS_CLASS_NAME, QEL_MODULE_NOT_FOUND);
   refuse_if(wanted.max_ports > most_ports, QEL_LIMIT_EXCEEDED);
-  std::uint32_t const version = checked_version(wanted.version);
+  std::uint32_t const version = wanted.version ? wanted.version : DVS_VERSION_70;
+  refuse_unknown_version(version);
   {
     Rows taken =
         database.rows("SELECT 1 FROM vswitch WHERE alias = ? OR switch_id = ?", wanted.alias, wanted.switch_id);
@@ -85,9 +82,10 @@ RowId switch_by_portset(Database &database, std::string_view portset) {
 
 RowId switch_by_any_name(Database &database, std::string_view name) {
   return only_row(
-      database.rows("SELECT id FROM (SELECT id, 1 AS rank FROM vswitch WHERE alias = ?1"
+      database.rows("SELECT id FROM (SELECT id, 1 AS rank FROM vswitch WHERE alias = ?1 AND portset IS NOT NULL"
                     " UNION ALL SELECT id, 2 FROM vswitch WHERE portset = ?1"
-                    " UNION ALL SELECT id, 3 FROM vswitch WHERE switch_id = ?1) ORDER BY rank LIMIT 1",
+                    " UNION ALL SELECT id, 3 FROM vswitch WHERE switch_id = ?1 AND portset IS NOT NULL)"
+                    " ORDER BY rank LIMIT 1",
                     name));
 }
 

@@ -18,7 +18,7 @@ struct Switch {
   RowId row;
   std::string alias;
   std::string switch_id;
-  std::string portset;
+  std::string portset;  // empty for a switch without a port set on this host
   std::string class_name;
   std::int64_t max_ports;
   std::int64_t version;
@@ -37,6 +37,12 @@ struct NewSwitch {
   std::uint32_t flags;
 };
 
+// The greatest number of ports that a switch can be given.
+constexpr std::uint32_t most_ports = 8192;
+
+// Refuses with QEL_NOT_SUPPORTED.
+HOST_API void refuse_unknown_version(std::uint32_t version);
+
 HOST_API RowId create_switch(Database &database, NewSwitch const &wanted);
 HOST_API void destroy_switch(Database &database, RowId vswitch);
 
@@ -44,6 +50,7 @@ HOST_API void destroy_switch(Database &database, RowId vswitch);
 HOST_API RowId switch_by_alias(Database &database, std::string_view alias);
 HOST_API RowId switch_by_id(Database &database, std::string_view switch_id);
 HOST_API RowId switch_by_portset(Database &database, std::string_view portset);
+// Only a switch with a port set on this host.
 HOST_API RowId switch_by_any_name(Database &database, std::string_view name);
 
 HOST_API Switch load_switch(Database &database, RowId vswitch);

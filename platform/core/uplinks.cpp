@@ -145,8 +145,9 @@ void add_physical_nic(Database &database, PhysicalNic const &nic) {
   refuse_if(nic_by_name(database, nic.name).has_value(), QEL_EXISTS);
   std::string_view const mac(reinterpret_cast<char const *>(nic.mac.data()), nic.mac.size());
   database.execute(
-      "INSERT INTO physical_nic (name, mac, driver, speed, duplex, carrier, numa_node) VALUES (?, ?, ?, ?, ?, ?, ?)",
-      nic.name, Blob{mac}, nic.driver, nic.speed, nic.duplex, nic.carrier, nic.numa_node);
+      "INSERT INTO physical_nic (name, mac, driver, speed, duplex, carrier, numa_node, smartnic)"
+      " VALUES (?, ?, ?, ?, ?, ?, ?, ?)",
+      nic.name, Blob{mac}, nic.driver, nic.speed, nic.duplex, nic.carrier, nic.numa_node, nic.smartnic);
 }
 
 void bind_nic(Database &database, RowId vswitch, std::string_view uplink, std::string_view nic) {
@@ -156,11 +157,15 @@ void bind_nic(Database &database, RowId vswitch, std::string_view uplink, std::s
   if (target.nic == row)
     return;
   refuse_if(bound_uplink(database, *row).has_value(), QEL_BUSY);
-  database.execute("UPDATE uplink_port SET nic = ? WHERE port = ?", *row, target.port);
+  database.execute("UPDATE uplink_port SET nic = ?, numa_node = NULL WHERE port = ?", *row, target.port);
+}
+
+void set_carrier(Database &database, std::string_view nic, bool up) {
+  refuse_if(database.execute("UPDATE physical_nic SET carrier = ? WHERE name = ?", up, nic) == 0, QEL_NOT_FOUND);
 }
 
 void set_all_nics_up(Database &database) {
-  database.execute("UPDATE physical_nic SET admin_up = 1");
+  database.execute("UPDATE physical_nic SET admin_up = 1, recovery = 0");
 }
 
 std::vector<UplinkPortName> uplink_port_names(Database &database, RowId vswitch) {
@@ -224,7 +229,10 @@ Uplink find_uplink(Database &database, RowId vswitch, std::string_view name) {
 
 void set_admin_link_state(Database &database, Uplink const &uplink, bool up) {
   refuse_if(!uplink.nic, QEL_NO_SUCH_DEVICE);
-  database.execute("UPDATE physical_nic SET admin_up = ? WHERE id = ?", up, *uplink.nic);
+  database.execute(
+      "UPDATE physical_nic SET admin_up = ?1, recovery = CASE WHEN ?1 AND NOT admin_up"
+      " THEN (SELECT max(recovery) + 1 FROM physical_nic) ELSE recovery END WHERE id = ?2",
+      up, *uplink.nic);
 }
 
 std::string admit_uplink_ports(Database &database, PropertyPlace const &place, std::string_view value) {

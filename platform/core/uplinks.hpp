@@ -25,6 +25,7 @@ struct PhysicalNic {
   std::int64_t duplex;  // a QEL_LINK_DUPLEX_* value
   bool carrier;
   std::int64_t numa_node;
+  bool smartnic;  // a NIC that switches by itself
 };
 
 struct Uplink {
@@ -38,6 +39,8 @@ struct Uplink {
 void add_physical_nic(Database &database, PhysicalNic const &nic);
 // Puts a NIC behind an uplink port, in place of the one that its name gave. Refuses with QEL_NOT_FOUND or QEL_BUSY.
 void bind_nic(Database &database, RowId vswitch, std::string_view uplink, std::string_view nic);
+// Refuses with QEL_NOT_FOUND.
+HOST_API void set_carrier(Database &database, std::string_view nic, bool up);
 void set_all_nics_up(Database &database);
 
 // In order. A change of the list is a write of its property.

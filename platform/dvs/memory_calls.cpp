@@ -1,8 +1,7 @@
 // Releasing the memory that calls have returned.
-#include <cstdlib>
-
+#include "platform/core/handed_out.hpp"
 #include "platform/dvs/exports.hpp"
 
 void DVSQEL_DataFree(void *data) {
-  std::free(data);
+  host::release_memory(data);
 }

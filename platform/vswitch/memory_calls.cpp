@@ -1,12 +1,11 @@
 // Releasing the memory that calls have returned.
-#include <cstdlib>
-
+#include "platform/core/handed_out.hpp"
 #include "platform/vswitch/exports.hpp"
 
 void VSQEL_FreeMemory(void *memory) {
-  std::free(memory);
+  host::release_memory(memory);
 }
 
 void VSDVS_FreeMemory(void *memory) {
-  std::free(memory);
+  host::release_memory(memory);
 }

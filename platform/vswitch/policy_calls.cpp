@@ -24,6 +24,7 @@ VSMcastFilterMode filter_mode(Database &database, RowId vswitch) {
 }  // namespace
 
 int VSDVS_SetTeamingPolicy(char const *alias, VSTeamPolicy const *policy) {
+  NOTE_ARGUMENTS(alias, policy);
   return update([&](Database &database) {
     refuse_if(!policy, QEL_BAD_PARAM);
     RowId const vswitch = switch_by_alias(database, alias_argument(alias));
@@ -32,6 +33,7 @@ int VSDVS_SetTeamingPolicy(char const *alias, VSTeamPolicy const *policy) {
 }
 
 int VSDVS_GetTeamingPolicy(char const *alias, VSTeamPolicy *policy) {
+  NOTE_ARGUMENTS(alias, policy);
   return query([&](Database &database) {
     refuse_if(!policy, QEL_BAD_PARAM);
     RowId const vswitch = switch_by_alias(database, alias_argument(alias));
@@ -41,12 +43,14 @@ int VSDVS_GetTeamingPolicy(char const *alias, VSTeamPolicy *policy) {
 }
 
 int VSDVS_ClearTeamingPolicy(char const *alias) {
+  NOTE_ARGUMENTS(alias);
   return update([&](Database &database) {
     clear_switch_property(database, switch_by_alias(database, alias_argument(alias)), VSPROP_SWITCH_TEAMING);
   });
 }
 
 int VSDVS_SetMcastFilterMode(char const *alias, VSMcastFilterMode mode) {
+  NOTE_ARGUMENTS(alias, mode);
   return update([&](Database &database) {
     RowId const vswitch = switch_by_alias(database, alias_argument(alias));
     // A negative mode becomes a large number, which the property refuses.
@@ -55,6 +59,7 @@ int VSDVS_SetMcastFilterMode(char const *alias, VSMcastFilterMode mode) {
 }
 
 int VSDVS_GetMcastFilterMode(char const *alias, VSMcastFilterMode *mode) {
+  NOTE_ARGUMENTS(alias, mode);
   preset(mode);
   return query([&](Database &database) {
     refuse_if(!mode, QEL_BAD_PARAM);
@@ -63,6 +68,7 @@ int VSDVS_GetMcastFilterMode(char const *alias, VSMcastFilterMode *mode) {
 }
 
 int VSQEL_GetMcastFilterMode(char const *switch_name, VSMcastFilterMode *mode) {
+  NOTE_ARGUMENTS(switch_name, mode);
   preset(mode);
   return query([&](Database &database) {
     refuse_if(!mode, QEL_BAD_PARAM);

@@ -4,6 +4,7 @@
 #include "platform/core/call.hpp"
 #include "platform/core/known_properties.hpp"
 #include "platform/core/memory.hpp"
+#include "platform/core/port_policies.hpp"
 #include "platform/core/ports.hpp"
 #include "platform/core/properties.hpp"
 #include "platform/core/switches.hpp"
@@ -32,6 +33,7 @@ VSInfo switch_info(Database &database, RowId row) {
   info.maxPorts = static_cast<qel_uint32>(vswitch.max_ports);
   fill_text(info.dvsName, vswitch.alias);
   fill_text(info.hnqID, vswitch.switch_id);
+  info.numSinkPorts = static_cast<qel_uint16>(count_sink_ports(database, row));
   info.flags = static_cast<qel_uint64>(vswitch.flags);
   return info;
 }
@@ -52,6 +54,7 @@ OwnedRecord<VSList> name_list(VSListType type, std::vector<Switch> const &switch
 
 int VSDVS_CreateVSwitch(char const *alias, char const *switch_id, char const *class_name, qel_uint32 max_ports,
                         qel_Bool persistent, qel_uint32 mtu, qel_uint32 version, qel_uint32 flags) {
+  NOTE_ARGUMENTS(alias, switch_id, class_name, max_ports, persistent, mtu, version, flags);
   return update([&](Database &database) {
     NewSwitch const wanted{.alias = new_name_argument(alias, QEL_HNQ_NAME_MAX_LEN),
                            .switch_id = new_name_argument(switch_id, QEL_HNQ_ID_MAX_LEN),
@@ -66,11 +69,13 @@ int VSDVS_CreateVSwitch(char const *alias, char const *switch_id, char const *cl
 }
 
 int VSDVS_DestroyVSwitch(char const *alias) {
+  NOTE_ARGUMENTS(alias);
   return update(
       [&](Database &database) { destroy_switch(database, switch_by_alias(database, alias_argument(alias))); });
 }
 
 int VSDVS_SetMTU(char const *alias, qel_uint32 mtu) {
+  NOTE_ARGUMENTS(alias, mtu);
   return update([&](Database &database) {
     RowId const vswitch = switch_by_alias(database, alias_argument(alias));
     set_switch_property(database, vswitch, VSPROP_MTU, property_bytes(mtu));
@@ -78,6 +83,7 @@ int VSDVS_SetMTU(char const *alias, qel_uint32 mtu) {
 }
 
 int VSDVS_GetMTU(char const *alias, qel_uint32 *mtu) {
+  NOTE_ARGUMENTS(alias, mtu);
   preset(mtu);
   return query([&](Database &database) {
     refuse_if(!mtu, QEL_BAD_PARAM);
@@ -86,11 +92,13 @@ int VSDVS_GetMTU(char const *alias, qel_uint32 *mtu) {
 }
 
 int VSQEL_GetSwitches(VSListType list_type, VSList **list) {
+  NOTE_ARGUMENTS(list_type, list);
   preset(list);
   return query([&](Database &database) {
     refuse_if(!list, QEL_BAD_PARAM);
     refuse_if(list_type != VS_LIST_PS && list_type != VS_LIST_DVS_ALIAS, QEL_BAD_PARAM);
-    std::vector<Switch> const switches = load_switches(database);
+    std::vector<Switch> switches = load_switches(database);
+    std::erase_if(switches, [](Switch const &vswitch) { return vswitch.portset.empty(); });
     OwnedRecord<VSList> result = list_type == VS_LIST_PS
                                      ? name_list<QEL_PORTSET_NAME_MAX>(list_type, switches, &Switch::portset)
                                      : name_list<QEL_HNQ_NAME_MAX_LEN>(list_type, switches, &Switch::alias);
@@ -99,6 +107,7 @@ int VSQEL_GetSwitches(VSListType list_type, VSList **list) {
 }
 
 int VSQEL_GetSwitchInfo(char const *switch_name, VSInfo **info) {
+  NOTE_ARGUMENTS(switch_name, info);
   preset(info);
   return query([&](Database &database) {
     refuse_if(!info, QEL_BAD_PARAM);
@@ -110,6 +119,7 @@ int VSQEL_GetSwitchInfo(char const *switch_name, VSInfo **info) {
 }
 
 int VSQEL_GetVSInfo(char const *switch_name, VSInfo *info) {
+  NOTE_ARGUMENTS(switch_name, info);
   return query([&](Database &database) {
     refuse_if(!info, QEL_BAD_PARAM);
     *info = switch_info(database, switch_by_any_name(database, switch_name_argument(switch_name)));
@@ -117,6 +127,7 @@ int VSQEL_GetVSInfo(char const *switch_name, VSInfo *info) {
 }
 
 int VSDVS_GetAliasFromPortset(char const *portset, char *alias) {
+  NOTE_ARGUMENTS(portset, alias);
   preset(alias);
   return query([&](Database &database) {
     refuse_if(!alias, QEL_BAD_PARAM);
@@ -127,6 +138,7 @@ int VSDVS_GetAliasFromPortset(char const *portset, char *alias) {
 // The module passes a copy of a script's text as `switch_id`, and nothing says how large it is: only what the
 // text in it covers can be written.
 int VSQEL_DVSAliasToSwitchId(char const *alias, char *switch_id) {
+  NOTE_ARGUMENTS(alias, switch_id);
   return query([&](Database &database) {
     refuse_if(!switch_id, QEL_BAD_PARAM);
     std::string const result = load_switch(database, switch_by_alias(database, alias_argument(alias))).switch_id;

@@ -4,6 +4,7 @@
 #include "platform/core/call.hpp"
 #include "platform/core/memory.hpp"
 #include "platform/core/text.hpp"
+#include "platform/core/uplink_choice.hpp"
 #include "platform/vswitch/exports.hpp"
 
 using namespace host;
@@ -36,6 +37,7 @@ std::vector<UplinkPortName> uplink_port_arguments(VSUplinkPorts const *names, VS
 }  // namespace
 
 int VSDVS_AddSwitchUplinkPort(char const *alias, char const *uplink) {
+  NOTE_ARGUMENTS(alias, uplink);
   return update([&](Database &database) {
     RowId const vswitch = switch_by_alias(database, alias_argument(alias));
     add_uplink_port(database, vswitch, {std::string(new_name_argument(uplink, QEL_HNQ_NAME_MAX_LEN)), ""});
@@ -43,6 +45,7 @@ int VSDVS_AddSwitchUplinkPort(char const *alias, char const *uplink) {
 }
 
 int VSDVS_RemoveSwitchUplinkPort(char const *alias, char const *uplink) {
+  NOTE_ARGUMENTS(alias, uplink);
   return update([&](Database &database) {
     RowId const vswitch = switch_by_alias(database, alias_argument(alias));
     remove_uplink_port(database, vswitch, uplink_argument(uplink));
@@ -50,6 +53,7 @@ int VSDVS_RemoveSwitchUplinkPort(char const *alias, char const *uplink) {
 }
 
 int VSDVS_ClearSwitchUplinkPorts(char const *alias) {
+  NOTE_ARGUMENTS(alias);
   return update([&](Database &database) {
     RowId const vswitch = switch_by_alias(database, alias_argument(alias));
     clear_switch_property(database, vswitch, QEL_HNQPROP_HOST_UPLINKPORTS);
@@ -57,6 +61,7 @@ int VSDVS_ClearSwitchUplinkPorts(char const *alias) {
 }
 
 int VSDVS_SetSwitchUplinkPorts(char const *alias, VSUplinkPorts const *names, VSUplinkPortIds const *dvport_ids) {
+  NOTE_ARGUMENTS(alias, names, dvport_ids);
   return update([&](Database &database) {
     RowId const vswitch = switch_by_alias(database, alias_argument(alias));
     set_uplink_ports(database, vswitch, uplink_port_arguments(names, dvport_ids));
@@ -64,6 +69,7 @@ int VSDVS_SetSwitchUplinkPorts(char const *alias, VSUplinkPorts const *names, VS
 }
 
 int VSDVS_GetSwitchUplinkPorts(char const *alias, VSUplinkPorts **names, VSUplinkPortIds **dvport_ids) {
+  NOTE_ARGUMENTS(alias, names, dvport_ids);
   preset(names);
   preset(dvport_ids);
   return query([&](Database &database) {
@@ -82,6 +88,7 @@ int VSDVS_GetSwitchUplinkPorts(char const *alias, VSUplinkPorts **names, VSUplin
 }
 
 int VSQEL_GetUplinks(char const *switch_name, VSUplinks **uplinks) {
+  NOTE_ARGUMENTS(switch_name, uplinks);
   preset(uplinks);
   return query([&](Database &database) {
     refuse_if(!uplinks, QEL_BAD_PARAM);
@@ -101,6 +108,7 @@ int VSQEL_GetUplinks(char const *switch_name, VSUplinks **uplinks) {
 }
 
 int VSQEL_GetUplinkLinkState(char const *switch_name, char const *uplink, qel_LinkState *state) {
+  NOTE_ARGUMENTS(switch_name, uplink, state);
   preset(state);
   return query([&](Database &database) {
     refuse_if(!state, QEL_BAD_PARAM);
@@ -111,10 +119,11 @@ int VSQEL_GetUplinkLinkState(char const *switch_name, char const *uplink, qel_Li
 }
 
 int VSQEL_SetUplinkAdminLinkState(char const *switch_name, char const *uplink, qel_LinkState state) {
+  NOTE_ARGUMENTS(switch_name, uplink, state);
   return update([&](Database &database) {
     RowId const vswitch = switch_by_any_name(database, switch_name_argument(switch_name));
     Uplink const target = find_uplink(database, vswitch, uplink_argument(uplink));
     refuse_if(state != QEL_LINK_STATE_UP && state != QEL_LINK_STATE_DOWN, QEL_BAD_PARAM);
-    set_admin_link_state(database, target, state == QEL_LINK_STATE_UP);
+    change_admin_link_state(database, vswitch, target, state == QEL_LINK_STATE_UP);
   });
 }

@@ -1,0 +1,54 @@
+// The MAC tables of the switches: addresses of clients, set by hand, and learned.
+#pragma once
+
+#include <cstdint>
+#include <string>
+#include <vector>
+
+#include "platform/core/mac_learning.hpp"
+
+namespace host {
+
+// The two tables of a switch: behind its ports, and behind its uplinks.
+enum class TableSide { ports, team };
+
+struct MacEntry {
+  MacKey key;
+  std::int64_t type;  // a VS_MAC_ADDR_TYPE_* value
+  RowId port;
+  bool aging;
+  std::int64_t elapsed;  // seconds
+  std::int64_t moves;
+};
+
+// What is there now, by type, address, VLAN and overlay network.
+HOST_API std::vector<MacEntry> load_mac_table(Database &database, RowId vswitch, TableSide side);
+HOST_API std::vector<MacEntry> load_port_mac_table(Database &database, RowId vswitch, RowId port);
+
+// An entry by hand. Refuses with QEL_EXISTS, QEL_NO_PERMISSION or QEL_LIMIT_EXCEEDED.
+HOST_API void add_mac_entry(Database &database, RowId vswitch, Port const &port, MacKey const &key);
+// `type` may be VS_MAC_ADDR_TYPE_ALL. Refuses with QEL_NOT_FOUND.
+HOST_API void remove_mac_entry(Database &database, RowId vswitch, RowId port, MacKey const &key, std::int64_t type);
+void forget_mac_entries(Database &database, RowId vswitch);
+void forget_all_mac_entries(Database &database);
+
+// Addresses at a port, learned and by hand; those that have aged do not count.
+HOST_API std::int64_t count_mac_entries(Database &database, RowId vswitch, RowId port);
+HOST_API std::int64_t count_learned(Database &database, RowId vswitch, RowId port);
+HOST_API std::int64_t count_learned(Database &database, RowId vswitch, TableSide side);
+
+struct StaticEntry {
+  MacAddress mac;
+  std::int64_t vni;
+  std::int64_t type;
+  RowId port;
+  bool is_trunk;
+  bool is_router;
+  std::vector<std::uint64_t> vlans;  // VS_VLAN_BITMAP_ARRAY_SIZE words
+};
+
+// The addresses that are bound to a port without being learned: one entry for all VLANs of an address. `port` is
+// the port asked for, or `no_port` for all.
+HOST_API std::vector<StaticEntry> load_static_entries(Database &database, RowId vswitch, RowId port);
+
+}  // namespace host

@@ -1,0 +1,90 @@
+// Whole states of the host: saved to a file, brought back from one, made anew from a description.
+#include "platform/core/snapshot.hpp"
+
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+
+#include "platform/core/boot.hpp"
+#include "platform/core/schema.hpp"
+
+namespace host {
+
+namespace {
+
+[[noreturn]] void cannot_write(std::string const &path) {
+  throw Fault(ExceptionClass::os_error, QEL_WRITE_ERROR, path + ": cannot write the snapshot: " + std::strerror(errno));
+}
+
+// A file beside the wanted one, which takes its name when it is complete.
+class NewFile {
+ public:
+  explicit NewFile(std::string wanted) : wanted_(std::move(wanted)), path_(wanted_ + ".XXXXXX") {
+    int const file = mkstemp(path_.data());  // readable for its owner only
+    if (file < 0)
+      cannot_write(wanted_);
+    close(file);
+  }
+  NewFile(NewFile const &) = delete;
+  NewFile &operator=(NewFile const &) = delete;
+  ~NewFile() {
+    if (!complete_)
+      unlink(path_.c_str());
+  }
+
+  std::string const &path() const { return path_; }
+
+  void complete() {
+    if (std::rename(path_.c_str(), wanted_.c_str()) != 0)
+      cannot_write(wanted_);
+    complete_ = true;
+  }
+
+ private:
+  std::string wanted_;
+  std::string path_;
+  bool complete_ = false;
+};
+
+}  // namespace
+
+void save_snapshot(Database &database, std::string const &path) {
+  NewFile file(path);
+  {
+    Database copy(file.path(), Database::Mode::file);
+    database.copy_to(copy);
+    // One file, without a log beside it.
+    copy.execute_script("PRAGMA journal_mode = DELETE");
+  }
+  file.complete();
+}
+
+void restore_snapshot(Database &database, std::string const &path) {
+  if (access(path.c_str(), R_OK) != 0) {
+    throw Fault(ExceptionClass::os_error, QEL_READ_ERROR, path + ": cannot read the snapshot: " + std::strerror(errno));
+  }
+  Database snapshot(path, Database::Mode::file);
+  {
+    Transaction transaction(snapshot, false);
+    if (identify(snapshot) == Identity::fresh) {
+      throw Fault(ExceptionClass::os_error, QEL_METADATA_READ_ERROR, path + ": is not a state file of the host");
+    }
+    transaction.commit();
+  }
+  snapshot.copy_to(database);
+}
+
+void reset_host(Database &database, std::string const &description) {
+  Database fresh(":memory:", Database::Mode::memory);
+  fresh.execute_script("PRAGMA foreign_keys = ON");
+  Transaction transaction(fresh, true);
+  create_schema(fresh);
+  boot_from_text(fresh, description);
+  transaction.commit();
+  fresh.copy_to(database);
+}
+
+}  // namespace host

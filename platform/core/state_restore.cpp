@@ -1,0 +1,385 @@
+// Makes the state of the switches, or of a port, what an image says.
+#include <algorithm>
+#include <map>
+#include <optional>
+#include <set>
+
+#include "interface/mirror_records.h"
+#include "platform/core/image.hpp"
+#include "platform/core/known_properties.hpp"
+#include "platform/core/state_image.hpp"
+#include "platform/core/switch_state.hpp"
+#include "platform/core/uplinks.hpp"
+
+namespace host {
+
+namespace {
+
+struct WantedProperty {
+  PropertyPlace place;
+  StoredProperty property;
+};
+
+bool are_same(WantedProperty const &one, WantedProperty const &other) {
+  return one.place.port == other.place.port && one.place.scope == other.place.scope &&
+         one.property.name == other.property.name;
+}
+
+StoredProperty read_property(Document const &document) {
+  StoredProperty property{name_member(document, "name", property_name_room),
+                          text_member(document, "owner", property_owner_room), number_member(document, "type"),
+                          truth_member(document, "volatile"), bytes_member(document, "value")};
+  property.type = property_type_for_write(property.type);
+  return property;
+}
+
+void read_properties(std::vector<WantedProperty> &wanted, PropertyPlace place, Document const &object, char const *name,
+                     Extent extent) {
+  for (Document const &document : list_member(object, name)) {
+    WantedProperty property{place, read_property(document)};
+    if (!property.property.is_volatile || extent == Extent::all)
+      wanted.push_back(std::move(property));
+  }
+}
+
+// Rules tie properties to each other (a teaming policy needs its uplink ports), so what is refused is tried again
+// after the others. Where nothing gets further the rule's own status is the answer.
+void set_properties(Database &database, std::vector<WantedProperty> pending) {
+  while (!pending.empty()) {
+    std::vector<WantedProperty> refused;
+    std::optional<Status> reason;
+    for (WantedProperty &wanted : pending) {
+      // A persistent write would remove the volatile value: that one comes second.
+      bool const too_early =
+          wanted.property.is_volatile &&
+          std::any_of(refused.begin(), refused.end(), [&](auto const &other) { return are_same(other, wanted); });
+      if (!too_early) {
+        try {
+          set_property(database, wanted.place, wanted.property.name,
+                       {.value = wanted.property.value,
+                        .owner = wanted.property.owner,
+                        .lifetime = wanted.property.is_volatile ? Lifetime::until_boot : Lifetime::persistent,
+                        .type = wanted.property.type});
+          continue;
+        } catch (Refusal const &refusal) {
+          if (!reason)
+            reason = refusal.status();
+        }
+      }
+      refused.push_back(std::move(wanted));
+    }
+    if (refused.size() == pending.size())
+      refuse(reason.value_or(QEL_INVALID_METADATA));
+    pending = std::move(refused);
+  }
+}
+
+struct WantedPort {
+  std::string dvport_id;
+  std::string external_id;
+  bool made_for_uplink;
+  Document const *document;
+};
+
+struct WantedSwitch {
+  std::string alias;
+  std::string switch_id;
+  std::string class_name;
+  std::uint32_t max_ports;
+  std::uint32_t version;
+  std::uint32_t flags;
+  bool persistent;
+  bool portset;
+  std::map<std::string, WantedPort, std::less<>> ports;
+  Document const *document;
+};
+
+WantedSwitch read_switch(Document const &document) {
+  WantedSwitch wanted{name_member(document, "alias", QEL_HNQ_NAME_MAX_LEN),
+                      name_member(document, "switch_id", QEL_HNQ_ID_MAX_LEN),
+                      name_member(document, "class", QEL_HNQ_CLASS_NAME_MAX_LEN),
+                      number_member(document, "max_ports"),
+                      number_member(document, "version"),
+                      number_member(document, "flags"),
+                      truth_member(document, "persistent"),
+                      truth_member(document, "portset"),
+                      {},
+                      &document};
+  refuse_unknown_version(wanted.version);
+  refuse_if(wanted.class_name != PS_CLASS_NAME, QEL_MODULE_NOT_FOUND);
+  refuse_if(wanted.max_ports == 0 || wanted.max_ports > most_ports, QEL_LIMIT_EXCEEDED);
+  for (Document const &port : list_member(document, "ports")) {
+    WantedPort const read{name_member(port, "dvport_id", QEL_HNQ_PORT_ID_MAX_LEN),
+                          text_member(port, "external_id", sizeof(OpaqueDVPortData::externalId)),
+                          truth_member(port, "made_for_uplink"), &port};
+    refuse_if(!wanted.ports.emplace(read.dvport_id, read).second, QEL_INVALID_METADATA);
+  }
+  return wanted;
+}
+
+std::vector<WantedSwitch> read_switches(Document const &document) {
+  refuse_if(text_member(document, "content", SIZE_MAX) != "state", QEL_INVALID_METADATA);
+  std::vector<WantedSwitch> switches;
+  std::set<std::string> ids;
+  for (Document const &entry : list_member(document, "switches")) {
+    switches.push_back(read_switch(entry));
+    refuse_if(!ids.insert(switches.back().switch_id).second, QEL_INVALID_METADATA);
+  }
+  return switches;
+}
+
+std::optional<RowId> find_switch(Database &database, std::string_view switch_id) {
+  Rows row = database.rows("SELECT id FROM vswitch WHERE switch_id = ?", switch_id);
+  if (!row.next())
+    return std::nullopt;
+  return row.integer(0);
+}
+
+void update_switch(Database &database, RowId vswitch, WantedSwitch const &wanted) {
+  {
+    Rows taken = database.rows("SELECT 1 FROM vswitch WHERE alias = ? AND id <> ?", wanted.alias, vswitch);
+    refuse_if(taken.next(), QEL_EXISTS);
+  }
+  database.execute("UPDATE vswitch SET alias = ?, max_ports = ?, version = ?, flags = ?, persistent = ? WHERE id = ?",
+                   wanted.alias, wanted.max_ports, wanted.version, wanted.flags, wanted.persistent, vswitch);
+}
+
+RowId make_or_update_switch(Database &database, WantedSwitch const &wanted) {
+  std::optional<RowId> const existing = find_switch(database, wanted.switch_id);
+  if (existing) {
+    update_switch(database, *existing, wanted);
+    return *existing;
+  }
+  return create_switch(database, {wanted.alias, wanted.switch_id, wanted.class_name, wanted.max_ports,
+                                  wanted.persistent, 0, wanted.version, wanted.flags});
+}
+
+// Ports that the image does not have. Those of uplinks follow the list of uplink ports.
+template <typename Keep>
+void drop_ports(Database &database, RowId vswitch, Keep &&is_kept, Status if_connected) {
+  std::vector<std::pair<RowId, std::int64_t>> ports;
+  {
+    Rows rows = database.rows("SELECT id, client_type, dvport_id FROM port WHERE vswitch = ? AND kind <> ?", vswitch,
+                              DVSPORT_TYPE_ZOMBIE);
+    while (rows.next()) {
+      if (!is_kept(rows.text(2)))
+        ports.emplace_back(rows.integer(0), rows.integer(1));
+    }
+  }
+  for (auto const &[port, client] : ports) {
+    if (client == VS_PORT_CLIENT_UNKNOWN) {
+      drop_port(database, vswitch, port);
+    } else if (client != VS_PORT_CLIENT_UPLINK) {
+      refuse_if(if_connected != QEL_OK, if_connected);
+    }
+  }
+}
+
+// Takes all values away at once, because rules tie them to each other. A property that does not come back takes effect
+// with its default.
+void drop_properties(Database &database, RowId vswitch, std::vector<WantedProperty> const &coming) {
+  std::set<std::pair<Scope, std::string>> gone;
+  {
+    Rows rows = database.rows("SELECT scope, name FROM property WHERE vswitch = ? AND port = 0", vswitch);
+    while (rows.next())
+      gone.emplace(static_cast<Scope>(rows.integer(0)), rows.text(1));
+  }
+  database.execute("DELETE FROM property WHERE vswitch = ?", vswitch);
+  database.execute("DELETE FROM mirror_session WHERE vswitch = ?", vswitch);
+  for (WantedProperty const &wanted : coming)
+    gone.erase({wanted.place.scope, wanted.property.name});
+  for (auto const &[scope, name] : gone) {
+    KnownProperty const *const known = known_property(name);
+    PropertyPlace const place{vswitch, scope};
+    if (known && known->apply)
+      known->apply(database, place, known->default_value(database, place));
+  }
+}
+
+void restore_ports(Database &database, RowId vswitch, WantedSwitch const &wanted) {
+  database.execute("UPDATE port SET external_id = NULL WHERE vswitch = ?", vswitch);
+  for (auto const &[dvport_id, port] : wanted.ports) {
+    std::optional<Port> const existing = find_port(database, vswitch, dvport_id);
+    if (port.made_for_uplink && !existing)
+      continue;
+    if (!existing) {
+      set_port_kind(database, add_port(database, vswitch, dvport_id), DVSPORT_TYPE_LOCALCACHE);
+    } else if (database.rows("SELECT 1 FROM port WHERE id = ? AND kind = ?", existing->row, DVSPORT_TYPE_ZOMBIE)
+                   .next()) {
+      set_port_kind(database, existing->row, DVSPORT_TYPE_SHADOW);
+    }
+  }
+}
+
+void restore_port_settings(Database &database, RowId vswitch, WantedSwitch const &wanted, bool made_for_uplink,
+                           Extent extent, std::vector<WantedProperty> &properties) {
+  for (auto const &[dvport_id, port] : wanted.ports) {
+    std::optional<Port> const existing = find_port(database, vswitch, dvport_id);
+    if (port.made_for_uplink != made_for_uplink || !existing)
+      continue;
+    set_external_id(database, vswitch, existing->row, port.external_id);
+    read_properties(properties, {vswitch, Scope::port, existing->row}, *port.document, "properties", extent);
+  }
+}
+
+// NICs that this host does not have, or that others use, stay out.
+void restore_nics(Database &database, RowId vswitch, Document const &document) {
+  for (Document const &entry : list_member(document, "nics")) {
+    std::string const uplink = name_member(entry, "uplink", QEL_HNQ_NAME_MAX_LEN);
+    std::string const nic = name_member(entry, "nic", QEL_DEVICE_NAME_MAX_LENGTH);
+    try {
+      bind_nic(database, vswitch, uplink, nic);
+    } catch (Refusal const &refusal) {
+      if (refusal.status() != QEL_NOT_FOUND && refusal.status() != QEL_BUSY)
+        throw;
+    }
+  }
+}
+
+void restore_switch(Database &database, WantedSwitch const &wanted, Extent extent) {
+  RowId const vswitch = make_or_update_switch(database, wanted);
+  auto const is_wanted = [&](std::string const &dvport_id) { return wanted.ports.count(dvport_id) != 0; };
+  std::vector<WantedProperty> properties;
+  read_properties(properties, {vswitch, Scope::global}, *wanted.document, "global", extent);
+  read_properties(properties, {vswitch, Scope::host}, *wanted.document, "host", extent);
+
+  // What goes, goes first, so that what comes finds room. Ports that uplinks used become free in between.
+  drop_properties(database, vswitch, properties);
+  drop_ports(database, vswitch, is_wanted, QEL_BUSY);
+  restore_ports(database, vswitch, wanted);
+  restore_port_settings(database, vswitch, wanted, false, extent, properties);
+  set_properties(database, std::move(properties));
+  drop_ports(database, vswitch, is_wanted, QEL_BUSY);
+  restore_nics(database, vswitch, *wanted.document);
+
+  std::vector<WantedProperty> of_uplinks;
+  restore_port_settings(database, vswitch, wanted, true, extent, of_uplinks);
+  set_properties(database, std::move(of_uplinks));
+  refuse_if(count_ports(database, vswitch) > wanted.max_ports, QEL_LIMIT_EXCEEDED);
+
+  bool const has_portset = !load_switch(database, vswitch).portset.empty();
+  if (wanted.portset && !has_portset)
+    give_portset(database, vswitch);
+  if (!wanted.portset && has_portset)
+    take_portset(database, vswitch);
+}
+
+bool is_admitted(Database &database, KnownProperty const &known, PropertyPlace const &place, std::string_view value) {
+  try {
+    known.admit(database, place, value);
+    return true;
+  } catch (Refusal const &) {
+    return false;
+  }
+}
+
+// Another property may need the value, such as a teaming policy its uplink ports.
+void clear_unless_needed(Database &database, PropertyPlace const &place, std::string_view name) {
+  try {
+    clear_property(database, place, name);
+  } catch (Refusal const &refusal) {
+    if (refusal.status() != QEL_BUSY)
+      throw;
+  }
+}
+
+void restore_switches(Database &database, std::vector<WantedSwitch> const &switches, Extent extent) {
+  // Switches may exchange their aliases. No alias begins with this character for longer than this call.
+  for (WantedSwitch const &wanted : switches)
+    database.execute("UPDATE vswitch SET alias = char(1) || id WHERE switch_id = ?", wanted.switch_id);
+  for (WantedSwitch const &wanted : switches)
+    restore_switch(database, wanted, extent);
+}
+
+void destroy_switches_except(Database &database, std::vector<WantedSwitch> const &kept) {
+  for (Switch const &vswitch : load_switches(database)) {
+    bool const is_kept = std::any_of(kept.begin(), kept.end(),
+                                     [&](WantedSwitch const &wanted) { return wanted.switch_id == vswitch.switch_id; });
+    if (!is_kept)
+      destroy_switch(database, vswitch.row);
+  }
+}
+
+}  // namespace
+
+void replace_state(Database &database, std::string_view image) {
+  Document const document = open_image(image);
+  std::vector<WantedSwitch> const switches = read_switches(document);
+  destroy_switches_except(database, switches);
+  restore_switches(database, switches, Extent::all);
+}
+
+void merge_configuration(Database &database, std::string_view image) {
+  Document const document = open_image(image);
+  std::vector<WantedSwitch> switches = read_switches(document);
+  std::erase_if(switches, [](WantedSwitch const &wanted) { return !wanted.persistent; });
+  restore_switches(database, switches, Extent::persistent);
+}
+
+void start_port_from_image(Database &database, RowId vswitch, RowId port, std::string_view image) {
+  Document const document = open_image(image);
+  std::string const content = text_member(document, "content", SIZE_MAX);
+  refuse_if(content != "port" && content != "properties", QEL_INVALID_METADATA);
+  std::uint32_t const version = number_member(document, "version");
+  refuse_unknown_version(version);
+  refuse_if(version > load_switch(database, vswitch).version, QEL_VERSION_MISMATCH_MAJOR);
+  if (content == "port")
+    set_external_id(database, vswitch, port,
+                    text_member(document, "external_id", sizeof(OpaqueDVPortData::externalId)));
+  std::vector<WantedProperty> properties;
+  read_properties(properties, {vswitch, Scope::port, port}, document, "properties", Extent::all);
+  set_properties(database, std::move(properties));
+  set_port_kind(database, port, DVSPORT_TYPE_LOCALCACHE);
+}
+
+void reset_configuration(Database &database) {
+  for (Switch const &vswitch : load_switches(database)) {
+    bool const is_used = database
+                             .rows("SELECT 1 FROM port WHERE vswitch = ? AND client_type NOT IN (?, ?)", vswitch.row,
+                                   VS_PORT_CLIENT_UNKNOWN, VS_PORT_CLIENT_UPLINK)
+                             .next();
+    if (!is_used) {
+      destroy_switch(database, vswitch.row);
+      continue;
+    }
+    drop_properties(database, vswitch.row, {});
+    database.execute("UPDATE port SET external_id = NULL WHERE vswitch = ?", vswitch.row);
+    drop_ports(
+        database, vswitch.row, [](std::string const &) { return false; }, QEL_OK);
+  }
+}
+
+void load_stored_configuration(Database &database) {
+  for (Switch const &vswitch : load_switches(database)) {
+    if (!vswitch.persistent)
+      destroy_switch(database, vswitch.row);
+  }
+  forget_volatile_properties(database);
+}
+
+void sanitize_state(Database &database) {
+  database.execute("DELETE FROM property WHERE scope = 2 AND port NOT IN (SELECT id FROM port)");
+  struct Suspect {
+    PropertyPlace place;
+    std::string name;
+    std::string value;
+  };
+  std::vector<Suspect> suspects;
+  {
+    Rows rows = database.rows("SELECT vswitch, scope, port, name, value FROM property ORDER BY vswitch, port, name");
+    while (rows.next()) {
+      if (known_property(rows.text(3)))
+        suspects.push_back(
+            {{rows.integer(0), static_cast<Scope>(rows.integer(1)), rows.integer(2)}, rows.text(3), rows.text(4)});
+    }
+  }
+  for (Suspect const &suspect : suspects) {
+    KnownProperty const *const known = known_property(suspect.name);
+    if (known->read_only)
+      continue;
+    if (!is_admitted(database, *known, suspect.place, suspect.value))
+      clear_unless_needed(database, suspect.place, suspect.name);
+  }
+}
+
+}  // namespace host

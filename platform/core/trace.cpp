@@ -1,0 +1,188 @@
+// The trace: one line of JSON for each call, in the file that VSWITCH_HOST_TRACE names.
+#include "platform/core/trace.hpp"
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <mutex>
+#include <nlohmann/json.hpp>
+#include <string>
+#include <string_view>
+
+#include "platform/core/handed_out.hpp"
+#include "platform/core/status_names.hpp"
+
+namespace host {
+
+std::atomic<TraceState> trace_state{TraceState::unknown};
+
+namespace {
+
+using Json = nlohmann::ordered_json;
+
+constexpr std::size_t most_arguments = 16;
+constexpr std::size_t longest_text = 256;
+
+struct Note {
+  char const *function;
+  char const *names;
+  std::size_t count;
+  NotedArgument arguments[most_arguments];
+};
+
+thread_local Note latest_note;
+
+std::mutex start_mutex;
+std::atomic<int> trace_file{-1};
+
+void write_line(Json const &line) {
+  // Bytes of scripts need not be UTF-8.
+  std::string const text = line.dump(-1, ' ', false, Json::error_handler_t::replace) + "\n";
+  // One write, so that the lines of several processes never mix. Where it fails, the call matters more.
+  static_cast<void>(!write(trace_file.load(), text.data(), text.size()));
+}
+
+// A trace that cannot be written must not change what a call does.
+template <typename Body>
+void without_failing(Body &&body) {
+  try {
+    body();
+  } catch (std::exception const &) {
+  }
+}
+
+std::string address_text(void const *address) {
+  char text[32];
+  std::snprintf(text, sizeof text, "%p", address);
+  return text;
+}
+
+Json argument_value(NotedArgument const &argument) {
+  switch (argument.kind) {
+    case NotedArgument::Kind::signed_number: return argument.signed_number;
+    case NotedArgument::Kind::unsigned_number: return argument.unsigned_number;
+    default: break;
+  }
+  if (!argument.address)
+    return nullptr;
+  if (argument.kind == NotedArgument::Kind::address)
+    return address_text(argument.address);
+  auto const *text = static_cast<char const *>(argument.address);
+  std::size_t const length = strnlen(text, longest_text + 1);
+  return length > longest_text ? std::string(text, longest_text) + "..." : std::string(text, length);
+}
+
+// The next of the names in "alias, mtu".
+std::string_view next_name(std::string_view &names) {
+  std::size_t const end = std::min(names.find(", "), names.size());
+  std::string_view const name = names.substr(0, end);
+  names.remove_prefix(std::min(end + 2, names.size()));
+  return name;
+}
+
+// None where the note is another call's: not every function has arguments to note.
+Json noted_arguments(char const *function) {
+  Json arguments = Json::object();
+  if (!latest_note.function || std::strcmp(latest_note.function, function) != 0)
+    return arguments;
+  std::string_view names = latest_note.names;
+  for (std::size_t i = 0; i < latest_note.count; ++i)
+    arguments[std::string(next_name(names))] = argument_value(latest_note.arguments[i]);
+  latest_note.function = nullptr;
+  return arguments;
+}
+
+Json new_line() {
+  Json line;
+  line["pid"] = getpid();
+  return line;
+}
+
+void trace_unreleased(char const *function, std::size_t bytes) {
+  without_failing([&] {
+    Json line = new_line();
+    line["never_released"] = function;
+    line["bytes"] = bytes;
+    write_line(line);
+  });
+}
+
+struct ReportAtExit {
+  ~ReportAtExit() {
+    if (trace_state == TraceState::on)
+      for_each_unreleased(trace_unreleased);
+    // What still runs at exit finds no trace any more.
+    trace_state = TraceState::off;
+  }
+};
+
+ReportAtExit report_at_exit;
+
+}  // namespace
+
+void start_trace() {
+  std::lock_guard const lock(start_mutex);
+  if (trace_state != TraceState::unknown)
+    return;
+  char const *path = std::getenv("VSWITCH_HOST_TRACE");
+  if (path && *path) {
+    trace_file = open(path, O_WRONLY | O_APPEND | O_CREAT | O_NOFOLLOW | O_CLOEXEC, S_IRUSR | S_IWUSR);
+    if (trace_file < 0)
+      std::fprintf(stderr, "vswitch host: %s: cannot open the trace: %s\n", path, std::strerror(errno));
+  }
+  trace_state = trace_file < 0 ? TraceState::off : TraceState::on;
+}
+
+void end_trace() {
+  std::lock_guard const lock(start_mutex);
+  trace_state = TraceState::unknown;
+  int const file = trace_file.exchange(-1);
+  if (file >= 0)
+    close(file);
+}
+
+void note_argument_list(char const *function, char const *names, NotedArgument const *arguments, std::size_t count) {
+  latest_note.function = function;
+  latest_note.names = names;
+  latest_note.count = std::min(count, most_arguments);
+  std::copy_n(arguments, latest_note.count, latest_note.arguments);
+}
+
+void trace_call(TracedCall const &call) {
+  without_failing([&] {
+    Json line = new_line();
+    line["call"] = call.function;
+    line["arguments"] = noted_arguments(call.function);
+    char const *name = status_name(call.status);
+    line["status"] = name ? Json(name) : Json(nullptr);
+    line["number"] = call.status;
+    if (call.exception) {
+      line["exception"] = call.exception;
+      line["message"] = call.message;
+    }
+    line["microseconds"] = call.microseconds;
+    line["bytes"] = call.bytes;
+    write_line(line);
+  });
+}
+
+void trace_release(char const *function, void const *record, bool known, std::size_t bytes) {
+  if (trace_state != TraceState::on)
+    return;
+  without_failing([&] {
+    Json line = new_line();
+    line["call"] = function;
+    line["arguments"] = {{"memory", address_text(record)}};
+    line["released"] = known;
+    line["bytes"] = bytes;
+    write_line(line);
+  });
+}
+
+}  // namespace host

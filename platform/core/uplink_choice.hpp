@@ -1,0 +1,23 @@
+// Which uplink teaming chooses for a port, and what follows from a change of links.
+#pragma once
+
+#include "platform/core/uplinks.hpp"
+
+namespace host {
+
+// Refuses with QEL_NOT_FOUND (no such port), QEL_BAD_PARAM (an uplink) or QEL_ENETDOWN (no uplink is fit).
+HOST_API Uplink choose_uplink(Database &database, std::uint32_t port_number);
+
+// The identifier of the port of an uplink that is named without its switch: by its NIC, or else by the uplink port,
+// of the oldest switch that has one of that name. Refuses with QEL_NOT_FOUND.
+HOST_API std::string dvport_of_uplink(Database &database, std::string_view uplink);
+
+// Teaming looks up on which NUMA node the NIC of each uplink port is: of one switch, or of all.
+HOST_API void refresh_numa_nodes(Database &database, RowId vswitch);
+void refresh_all_numa_nodes(Database &database);
+
+// Sets the NIC of an uplink up or down. A switch whose teaming notifies the physical network announces the
+// addresses of its clients when an uplink of its team changes. Refuses with QEL_NO_SUCH_DEVICE.
+HOST_API void change_admin_link_state(Database &database, RowId vswitch, Uplink const &uplink, bool up);
+
+}  // namespace host

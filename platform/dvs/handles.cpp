@@ -1,0 +1,189 @@
+// The handles that the library has handed out.
+#include "platform/dvs/handles.hpp"
+
+#include <memory>
+#include <optional>
+#include <set>
+#include <tuple>
+#include <unordered_map>
+
+namespace host {
+
+namespace {
+
+using HandleNumber = std::uintptr_t;
+using ItemKey = std::tuple<RowId, Scope, RowId, std::string>;
+
+struct StateHandle {
+  std::optional<PortKey> port;  // of a switch: port 0
+  bool is_switch = false;
+  std::optional<StoredProperty> property;
+  std::set<std::string, std::less<>> texts;  // their nodes stay where they are
+};
+
+struct Walk {
+  std::vector<void *> elements;
+  std::size_t next = 0;
+  bool owns_items = false;
+};
+
+struct HandleTable {
+  // Odd, so that no address of a record is taken for one.
+  HandleNumber last = 0x5157001;
+  WalkNumber last_walk = 0;
+  std::unordered_map<HandleNumber, StateHandle> state;
+  std::unordered_map<RowId, HandleNumber> switches;
+  std::unordered_map<RowId, HandleNumber> ports;
+  std::map<ItemKey, HandleNumber> items;
+  std::unordered_map<HandleNumber, std::unique_ptr<PropertyList>> lists;
+  std::unordered_map<WalkNumber, Walk> walks;
+};
+
+// Never destroyed: a script's last calls may come while the process ends.
+HandleTable &table() {
+  static auto *const handles = new HandleTable;
+  return *handles;
+}
+
+HandleNumber next_number() {
+  return table().last += 2;
+}
+
+void *as_handle(HandleNumber number) {
+  return reinterpret_cast<void *>(number);
+}
+
+HandleNumber as_number(void *handle) {
+  return reinterpret_cast<HandleNumber>(handle);
+}
+
+StateHandle &state_handle(void *handle) {
+  auto const found = table().state.find(as_number(handle));
+  refuse_if(found == table().state.end(), QEL_INVALID_HANDLE);
+  return found->second;
+}
+
+}  // namespace
+
+DVSwitchHandle switch_handle(RowId vswitch) {
+  HandleNumber &number = table().switches[vswitch];
+  if (number == 0) {
+    number = next_number();
+    StateHandle &handle = table().state[number];
+    handle.port = PortKey{vswitch, 0};
+    handle.is_switch = true;
+  }
+  return as_handle(number);
+}
+
+DVSPortHandle port_handle(PortKey port) {
+  HandleNumber &number = table().ports[port.port];
+  if (number == 0) {
+    number = next_number();
+    table().state[number].port = port;
+  }
+  return as_handle(number);
+}
+
+RowId switch_of(DVSwitchHandle handle) {
+  StateHandle const &found = state_handle(handle);
+  refuse_if(!found.is_switch, QEL_INVALID_HANDLE);
+  return found.port->vswitch;
+}
+
+PortKey port_of(DVSPortHandle handle) {
+  StateHandle const &found = state_handle(handle);
+  refuse_if(!found.port || found.is_switch, QEL_INVALID_HANDLE);
+  return *found.port;
+}
+
+StoredProperty const &property_of(DVSDataItem handle) {
+  StateHandle const &found = state_handle(handle);
+  refuse_if(!found.property, QEL_INVALID_HANDLE);
+  return *found.property;
+}
+
+char const *text_of_handle(void *handle, std::string_view text) {
+  return state_handle(handle).texts.emplace(text).first->c_str();
+}
+
+DVSDataItem item_handle(PropertyPlace const &place, StoredProperty property) {
+  HandleNumber &number = table().items[{place.vswitch, place.scope, place.port, property.name}];
+  if (number == 0)
+    number = next_number();
+  std::optional<StoredProperty> &kept = table().state[number].property;
+  // A value that is still the same stays where it is.
+  if (kept && kept->value == property.value) {
+    kept->type = property.type;
+  } else {
+    kept = std::move(property);
+  }
+  return as_handle(number);
+}
+
+void forget_state_handles() {
+  table().state.clear();
+  table().switches.clear();
+  table().ports.clear();
+  table().items.clear();
+  table().walks.clear();
+}
+
+DVSDataHandle list_handle(DVSData_MemAlloc allocate, DVSData_MemFree release) {
+  HandleNumber const number = next_number();
+  table().lists.emplace(number, std::make_unique<PropertyList>(PropertyList{allocate, release, {}}));
+  return as_handle(number);
+}
+
+PropertyList &list_of(DVSDataHandle handle) {
+  auto const found = table().lists.find(as_number(handle));
+  refuse_if(found == table().lists.end(), QEL_INVALID_HANDLE);
+  return *found->second;
+}
+
+PropertyList *take_list(DVSDataHandle handle) {
+  auto const found = table().lists.find(as_number(handle));
+  if (found == table().lists.end())
+    return nullptr;
+  PropertyList *const list = found->second.release();
+  table().lists.erase(found);
+  return list;
+}
+
+WalkNumber begin_walk(std::vector<void *> elements) {
+  WalkNumber const walk = ++table().last_walk;
+  table().walks[walk].elements = std::move(elements);
+  return walk;
+}
+
+WalkNumber begin_item_walk(std::vector<StoredProperty> properties) {
+  std::vector<void *> elements;
+  for (StoredProperty &property : properties) {
+    HandleNumber const number = next_number();
+    table().state[number].property = std::move(property);
+    elements.push_back(as_handle(number));
+  }
+  WalkNumber const walk = begin_walk(std::move(elements));
+  table().walks[walk].owns_items = true;
+  return walk;
+}
+
+void *next_of_walk(WalkNumber walk) {
+  auto const found = table().walks.find(walk);
+  if (found == table().walks.end() || found->second.next == found->second.elements.size())
+    return nullptr;
+  return found->second.elements[found->second.next++];
+}
+
+void end_walk(WalkNumber walk) {
+  auto const found = table().walks.find(walk);
+  if (found == table().walks.end())
+    return;
+  if (found->second.owns_items) {
+    for (void *item : found->second.elements)
+      table().state.erase(as_number(item));
+  }
+  table().walks.erase(found);
+}
+
+}  // namespace host

@@ -1,0 +1,63 @@
+// What all commands share: the options before them, work on the host, and how they answer.
+#include "platform/tool/session.hpp"
+
+#include <filesystem>
+#include <fstream>
+#include <iostream>
+#include <sstream>
+
+#include "platform/core/state_file.hpp"
+
+namespace tool {
+
+void Session::answer(std::string const &text, Json const &data) const {
+  if (json) {
+    std::cout << data.dump(2, ' ', false, Json::error_handler_t::replace) << "\n";
+  } else {
+    std::cout << text;
+  }
+}
+
+bool host_exists() {
+  std::string const path = host::state_file_path();
+  std::error_code error;
+  std::uintmax_t const size = std::filesystem::file_size(path, error);
+  return path == ":memory:" || (!error && size > 0);
+}
+
+void use_host(std::function<void(host::Database &)> const &work) {
+  if (!host_exists())
+    throw Refused(host::state_file_path() + ": there is no host; `vswitch-host init` makes one");
+  host::HostLock lock;
+  work(host::open_host());
+}
+
+namespace {
+
+void in_transaction(bool writing, std::function<void(host::Database &)> const &work) {
+  use_host([&](host::Database &database) {
+    host::Transaction transaction(database, writing);
+    work(database);
+    transaction.commit();
+  });
+}
+
+}  // namespace
+
+void read_host(std::function<void(host::Database &)> const &work) {
+  in_transaction(false, work);
+}
+
+void change_host(std::function<void(host::Database &)> const &work) {
+  in_transaction(true, work);
+}
+
+std::string read_text_file(std::string const &path) {
+  std::ifstream file(path, std::ios::binary);
+  std::ostringstream text;
+  if (!file || !(text << file.rdbuf()))
+    throw Refused(path + ": cannot read it");
+  return text.str();
+}
+
+}  // namespace tool
