@@ -26,9 +26,13 @@ TextObject mac_text(const unsigned char *mac) {
   return {text_to_python(text)};
 }
 
-TextObject ipv4_text(const unsigned char *address) { return ip_text<AF_INET, INET_ADDRSTRLEN>(address); }
+TextObject ipv4_text(const unsigned char *address) {
+  return ip_text<AF_INET, INET_ADDRSTRLEN>(address);
+}
 
-TextObject ipv6_text(const unsigned char *address) { return ip_text<AF_INET6, INET6_ADDRSTRLEN>(address); }
+TextObject ipv6_text(const unsigned char *address) {
+  return ip_text<AF_INET6, INET6_ADDRSTRLEN>(address);
+}
 
 void set_entry_mac(VSMACEntry *self, unsigned char const *mac) {
   write_mac(self, offsetof(VSMACEntry, macAddress), mac);

@@ -10,7 +10,7 @@ namespace vswitchpy {
 inline constexpr std::size_t mac_size = 6;
 
 TextObject mac_text(const unsigned char *mac);       // "00:1a:2b:3c:4d:5e": lower case, two digits a byte
-TextObject ipv4_text(const unsigned char *address);   // in network order
+TextObject ipv4_text(const unsigned char *address);  // in network order
 TextObject ipv6_text(const unsigned char *address);
 
 // Address `index` of those that start `first` bytes into a record, as text. Nothing tests the index: scripts

@@ -42,7 +42,9 @@ Record *allocate_counted(int count, std::size_t entry_size) {
 }
 
 // Without a line end: scripts that read the platform's output look for exactly these texts.
-void report(const char *text) { std::fputs(text, stdout); }
+void report(const char *text) {
+  std::fputs(text, stdout);
+}
 
 }  // namespace
 
@@ -59,7 +61,9 @@ DVMirrorSessionTable *alloc_dvmirror_session_table(int session_count, int entity
   return table;
 }
 
-void free_dvmirror_session_table(DVMirrorSessionTable *table) { std::free(table); }
+void free_dvmirror_session_table(DVMirrorSessionTable *table) {
+  std::free(table);
+}
 
 LSTeamTable *alloc_ls_team_table(int policy_count) {
   auto *table = allocate_counted<LSTeamTable>(policy_count, sizeof(LSTeamPolicy));
@@ -69,7 +73,9 @@ LSTeamTable *alloc_ls_team_table(int policy_count) {
   return table;
 }
 
-void free_ls_team_table(LSTeamTable *table) { std::free(table); }
+void free_ls_team_table(LSTeamTable *table) {
+  std::free(table);
+}
 
 RTMIOCtlQuery *alloc_rtm_query(int switch_count) {
   auto *query = allocate_counted<RTMIOCtlQuery>(switch_count, sizeof(RTM_Portset));
@@ -81,7 +87,9 @@ RTMIOCtlQuery *alloc_rtm_query(int switch_count) {
   return query;
 }
 
-void free_rtm_query(RTMIOCtlQuery *query) { std::free(query); }
+void free_rtm_query(RTMIOCtlQuery *query) {
+  std::free(query);
+}
 
 RTMModIOCtlQuery *alloc_rtm_mod_query(int module_count) {
   auto *query = allocate_counted<RTMModIOCtlQuery>(module_count, sizeof(RTM_ModInfo));
@@ -93,7 +101,9 @@ RTMModIOCtlQuery *alloc_rtm_mod_query(int module_count) {
   return query;
 }
 
-void free_rtm_mod_query(RTMModIOCtlQuery *query) { std::free(query); }
+void free_rtm_mod_query(RTMModIOCtlQuery *query) {
+  std::free(query);
+}
 
 HNQQuery *alloc_hnq_query(int value_size) {
   auto *query = static_cast<HNQQuery *>(std::calloc(1, sizeof(HNQQuery)));
@@ -128,7 +138,9 @@ VSInfo *alloc_vs_info() {
   return info;
 }
 
-void free_vs_info(VSInfo *info) { std::free(info); }
+void free_vs_info(VSInfo *info) {
+  std::free(info);
+}
 
 VSList *VSQEL_GetSwitchesPy(VSListType list_type) {
   VSList *list = nullptr;
@@ -140,4 +152,6 @@ VSList *VSQEL_GetSwitchesPy(VSListType list_type) {
   return list;
 }
 
-void free_switches(VSList *list) { std::free(list); }
+void free_switches(VSList *list) {
+  std::free(list);
+}

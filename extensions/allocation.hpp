@@ -22,9 +22,9 @@ RTMIOCtlQuery *alloc_rtm_query(int switch_count);
 void free_rtm_query(RTMIOCtlQuery *query);
 RTMModIOCtlQuery *alloc_rtm_mod_query(int module_count);
 void free_rtm_mod_query(RTMModIOCtlQuery *query);
-HNQQuery *alloc_hnq_query(int value_size);   // a negative size is kept, without a value buffer
-void free_hnq_query(HNQQuery *query);        // the value buffer too
-VSInfo *alloc_vs_info();                     // not zero-filled
+HNQQuery *alloc_hnq_query(int value_size);  // a negative size is kept, without a value buffer
+void free_hnq_query(HNQQuery *query);       // the value buffer too
+VSInfo *alloc_vs_info();                    // not zero-filled
 void free_vs_info(VSInfo *info);
 
 // The host's list of switches; null after a failure, whose status goes to standard output.

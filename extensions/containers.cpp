@@ -8,7 +8,9 @@
 namespace vswitchpy {
 
 // Without a line end: scripts that read the platform's output look for exactly this text.
-void report_invalid_index() { std::fputs("Invalid array index.", stdout); }
+void report_invalid_index() {
+  std::fputs("Invalid array index.", stdout);
+}
 
 TextObject switch_name(VSList *self, int index) {
   constexpr std::size_t switch_width = 128;
@@ -63,6 +65,8 @@ BytesObject property_value_bytes(HNQQuery *self) {
   return {PyBytes_FromStringAndSize(text ? text : "", text && length > 0 ? length : 0)};
 }
 
-TextObject name_text(qel_Name *self) { return self ? slot_text(self, sizeof(qel_Name)) : no_text(); }
+TextObject name_text(qel_Name *self) {
+  return self ? slot_text(self, sizeof(qel_Name)) : no_text();
+}
 
 }  // namespace vswitchpy

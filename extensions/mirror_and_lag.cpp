@@ -19,7 +19,9 @@ constexpr std::int64_t address_offset = offsetof(DVMirrorEntity, ip) + offsetof(
 constexpr std::size_t dvport_id_width = sizeof(DVMirrorEntity::dvPortId);
 constexpr std::size_t uplink_width = sizeof(DVMirrorEntity::uplink);
 
-int type_of(const DVMirrorEntity *entity) { return load<int>(entity, offsetof(DVMirrorEntity, type)); }
+int type_of(const DVMirrorEntity *entity) {
+  return load<int>(entity, offsetof(DVMirrorEntity, type));
+}
 
 void format_ip(const DVMirrorEntity *entity, char *text, std::size_t room) {
   const int family = load<qel_Bool>(entity, is_ipv6_offset) ? AF_INET6 : AF_INET;
@@ -63,7 +65,9 @@ DVMirrorEntity *session_entity(DVMirrorSessionTable *self, int index) {
   return record_at<DVMirrorEntity>(self, element_offset(pool, sizeof(DVMirrorEntity), index));
 }
 
-DVMirrorEntity *next_entity(DVMirrorEntity *self) { return record_at<DVMirrorEntity>(self, sizeof(DVMirrorEntity)); }
+DVMirrorEntity *next_entity(DVMirrorEntity *self) {
+  return record_at<DVMirrorEntity>(self, sizeof(DVMirrorEntity));
+}
 
 TextObject entity_text(DVMirrorEntity *self) {
   char text[sizeof(DVMirrorEntity)] = {};
@@ -114,7 +118,9 @@ void assertion() {}
 
 namespace lag {
 
-VSLAGStatus *first(VSLAGTable *self) { return record_at<VSLAGStatus>(self, sizeof(VSLAGTable)); }
+VSLAGStatus *first(VSLAGTable *self) {
+  return record_at<VSLAGStatus>(self, sizeof(VSLAGTable));
+}
 
 VSLAGStatus *next(VSLAGStatus *self) {
   const auto uplinks = load<qel_uint32>(self, offsetof(VSLAGStatus, numUplinks));

@@ -8,7 +8,9 @@ TextObject slot_text(const void *slot, std::size_t width) {
   return {text_to_python(text, SWIG_strnlen(text, width))};
 }
 
-TextObject no_text() { return {Py_NewRef(Py_None)}; }
+TextObject no_text() {
+  return {Py_NewRef(Py_None)};
+}
 
 void write_slot(void *slot, const char *text, std::size_t width) {
   // As strncpy, but the text may lie in the slot itself.

@@ -5,6 +5,7 @@
 #include <csetjmp>
 
 #include "host_test.hpp"
+#include "platform/core/faults.hpp"
 
 namespace {
 
@@ -90,6 +91,26 @@ TEST_F(Aborts, a_bad_description_raises_runtime_error) {
   EXPECT_TRUE(bridged(set_mtu).aborted);
   EXPECT_STREQ("RuntimeError", type());
   EXPECT_NE(nullptr, std::strstr(*module().message, "init.json: format: is missing"));
+}
+
+TEST_F(Aborts, a_fault_on_demand_raises_what_its_rule_says) {
+  for (auto const &[exception_class, name] :
+       {std::pair{ExceptionClass::value_error, "ValueError"}, std::pair{ExceptionClass::memory_error, "MemoryError"}}) {
+    {
+      HostLock lock;
+      FaultRule rule;
+      rule.kind = FaultKind::abort;
+      rule.call = "VSDVS_SetMTU";
+      rule.times = 1;
+      rule.exception_class = exception_class;
+      rule.message = "gone";
+      add_fault(open_host(), rule);
+    }
+    EXPECT_TRUE(bridged(set_mtu).aborted);
+    EXPECT_STREQ(name, type());
+    EXPECT_STREQ("gone", *module().message);
+    EXPECT_FALSE(bridged(set_mtu).aborted);
+  }
 }
 
 TEST_F(Aborts, calls_of_both_libraries_abort) {

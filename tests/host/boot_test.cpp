@@ -36,6 +36,16 @@ TEST_F(Boot, the_built_in_host) {
   EXPECT_EQ(2u, uplinks->numEntries);
   EXPECT_EQ(9000u, mtu_of("workload"));
   EXPECT_EQ(1, DVPortExist("management", "1"));
+  // It has something to show of what runs: a LAG, and addresses behind ports and uplinks.
+  Returned<VSLAGTable> lags;
+  ASSERT_STATUS(QEL_OK, VSQEL_GetLAGTable("workload", &lags));
+  EXPECT_EQ(1u, lags->numLAGs);
+  Returned<VSMACTable> table;
+  ASSERT_STATUS(QEL_OK, VSQEL_GetMACTable("workload", static_cast<VSMACAddrType>(VS_MAC_ADDR_TYPE_ALL), &table));
+  EXPECT_EQ(5u, table->numEntries);
+  Returned<VSMACTable> team;
+  ASSERT_STATUS(QEL_OK, VSQEL_GetTeamMACTable("workload", static_cast<VSMACAddrType>(VS_MAC_ADDR_TYPE_ALL), &team));
+  EXPECT_EQ(2u, team->numEntries);
   // The fourth NIC is there, and free.
   ASSERT_STATUS(QEL_OK, VSDVS_AddSwitchUplinkPort("management", "nic3"));
   Returned<VSUplinks> more;
@@ -134,6 +144,37 @@ TEST_F(Boot, bad_descriptions_are_refused_with_their_place) {
   expect_refused(nic_with(R"("name": "")"), "physical_nics[0].name: is empty");
   expect_refused(nic_with(R"("mac": "02:00:00:00:00:01x")"), "physical_nics[0].mac: ");
   expect_refused(nic_with(R"("x": 1)"), "physical_nics[0].x: is not a member");
+}
+
+TEST_F(Boot, bad_running_state_is_refused_with_its_place) {
+  std::string const learns = R"("ports": [{"dvport_id": "p", "mac_learning": {"limit": 1}, "learned": )";
+  expect_refused(R"({"format": 1, "stopped_clock": -1})", "stopped_clock: must be a number");
+  expect_refused(switch_with(R"("ports": [{"dvport_id": "p", "learned": [{"mac": "02:00:00:00:00:01"}]}])"),
+                 "switches[0].ports[0].learned[0]: the host refuses it with QEL_IS_DISABLED");
+  expect_refused(switch_with(learns + R"([{"mac": "02:00:00:00:00:01"}, {"mac": "02:00:00:00:00:02"}]}])"),
+                 "switches[0].ports[0].learned[1]: the host refuses it with QEL_LIMIT_EXCEEDED");
+  expect_refused(switch_with(learns + R"([{"mac": "02:00:00:00:00:01", "vlan": 4095}]}])"),
+                 "switches[0].ports[0].learned[0].vlan: must be a number from 0 to 4094");
+  expect_refused(switch_with(learns + R"([{"mac": "02:00:00:00:00:01", "vni": 16777216}]}])"),
+                 "switches[0].ports[0].learned[0].vni: must be a number from 0 to 16777215");
+  expect_refused(switch_with(R"("ports": [{"dvport_id": "p", "mac_learning": {"limit": 4097}}])"),
+                 "switches[0].ports[0].mac_learning.limit: must be a number from 0 to 4096");
+  expect_refused(switch_with(R"("ports": [{"dvport_id": "p", "mac_learning": {"at_limit": "stop"}}])"),
+                 "switches[0].ports[0].mac_learning.at_limit: must be");
+  expect_refused(switch_with(R"("counters": {"rarp": 1})"), "switches[0].counters.rarp: is not a member");
+  expect_refused(switch_with(R"("lags": [{"name": "l", "members": [{"uplink": "u"}]}])"),
+                 "switches[0].lags[0]: the host refuses it with QEL_NOT_FOUND");
+  expect_refused(switch_with(R"("lags": [{"name": "l"}, {"name": "l"}])"),
+                 "switches[0].lags[1]: the host refuses it with QEL_EXISTS");
+  expect_refused(
+      switch_with(
+          R"("uplinks": [{"name": "u"}], "lags": [{"name": "l", "members": [{"uplink": "u"}, {"uplink": "u"}]}])"),
+      "switches[0].lags[0]: the host refuses it with QEL_EXISTS");
+  std::string lags = R"({"name": "0"})";
+  for (int i = 1; i <= 32; ++i)
+    lags += R"(, {"name": ")" + std::to_string(i) + R"("})";
+  expect_refused(switch_with(R"("lags": [)" + lags + "]"),
+                 "switches[0].lags[32]: the host refuses it with QEL_LIMIT_EXCEEDED");
 }
 
 TEST_F(Boot, a_missing_description_is_refused) {

@@ -1,4 +1,4 @@
-// What the libraries export, that they find each other, and the calls that are not there yet.
+// What the libraries export, and that they find each other.
 #include <dlfcn.h>
 #include <elf.h>
 
@@ -83,21 +83,4 @@ TEST_F(Exports, released_memory_may_be_null) {
   VSList *list = nullptr;
   ASSERT_STATUS(QEL_OK, VSQEL_GetSwitches(static_cast<VSListType>(VS_LIST_PS), &list));
   std::free(list);
-}
-
-TEST_F(Exports, calls_that_are_not_there_yet_say_so) {
-  VSLAGTable *table = reinterpret_cast<VSLAGTable *>(this);
-  EXPECT_STATUS(QEL_NOT_IMPLEMENTED, VSQEL_GetLAGTable("management", &table));
-  EXPECT_EQ(nullptr, table);
-  EXPECT_STATUS(QEL_NOT_IMPLEMENTED, VSQEL_GetLAGTable(nullptr, nullptr));
-  char text[] = "before";
-  EXPECT_STATUS(QEL_NOT_IMPLEMENTED, VSDVS_GetPortTeamingOverride("management", "1", text));
-  EXPECT_STREQ("", text);
-  void *image = this;
-  int length = 5;
-  EXPECT_STATUS(QEL_NOT_IMPLEMENTED, DVSQEL_StateGet(&image, &length));
-  EXPECT_EQ(nullptr, image);
-  EXPECT_EQ(0, length);
-  EXPECT_EQ(nullptr, DVSState_SwitchFindByAlias("management"));
-  EXPECT_EQ(0, DVS_GetMaxPorts(this));
 }

@@ -12,7 +12,9 @@ EXPORTED char const *exceptionMsg;
 EXPORTED char memory_error[] = "MemoryError";
 EXPORTED char os_error[] = "OSError";
 EXPORTED char runtime_error[] = "RuntimeError";
+EXPORTED char value_error[] = "ValueError";
 EXPORTED void *PyExc_MemoryError = memory_error;
 EXPORTED void *PyExc_OSError = os_error;
 EXPORTED void *PyExc_RuntimeError = runtime_error;
+EXPORTED void *PyExc_ValueError = value_error;
 }

@@ -3,7 +3,6 @@
 import ctypes
 
 import _libvswitch as m
-import pytest
 from exact import raises
 
 

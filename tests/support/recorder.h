@@ -17,6 +17,6 @@ void recorder_return(long long result); /* of the calls that follow */
 void recorder_store(int position, long long value, int width); /* through the pointer at that position */
 void recorder_store_text(int position, const char *text, int size);
 void recorder_abort(void *exception_class, const char *message, int jump_value); /* the next call */
-const char *recorder_kept_text(int index);              /* first text argument of that aborted call */
+const char *recorder_kept_text(int index); /* first text argument of that aborted call */
 
 #endif

@@ -1,0 +1,182 @@
+// The properties that every switch, host and port has: reports, and settings without typed calls.
+#include "property_test.hpp"
+
+namespace {
+
+std::string host_property(char const *alias, char const *name) {
+  char value[256];
+  HNQQuery query{sizeof value, value};
+  EXPECT_STATUS(QEL_OK, VSDVS_GetHostProp(alias, name, &query, nullptr, 0));
+  return {value, static_cast<std::size_t>(query.propLen)};
+}
+
+std::string number(int value) {
+  return bytes_of(value);
+}
+
+qel_HNQPortStatus status_of(char const *dvport_id) {
+  qel_HNQPortStatus status{};
+  std::string const value = raw_property("workload", dvport_id, QEL_HNQPROP_PORT_STATUS);
+  EXPECT_EQ(sizeof status, value.size());
+  std::memcpy(&status, value.data(), std::min(sizeof status, value.size()));
+  return status;
+}
+
+int set_link(char const *uplink, int state) {
+  return VSQEL_SetUplinkAdminLinkState("workload", uplink, static_cast<qel_LinkState>(state));
+}
+
+// With zeros in the record's padding, which is compared, too.
+qel_PortsetResPoolCfg pool_settings(qel_uint32 shares, int limit, int reservation, qel_uint8 tag, int depth) {
+  qel_PortsetResPoolCfg settings;
+  std::memset(&settings, 0, sizeof settings);
+  settings.shares = shares;
+  settings.limit = limit;
+  settings.reservation = reservation;
+  settings.pTag = tag;
+  settings.queueDepth = depth;
+  return settings;
+}
+
+}  // namespace
+
+class CommonProperties : public HostTest {};
+
+TEST_F(CommonProperties, the_status_of_a_switch_follows_its_uplinks) {
+  EXPECT_EQ(number(QEL_HNQ_STATUS_OK), host_property("workload", QEL_HNQPROP_HOST_STATUS));
+  ASSERT_STATUS(QEL_OK, set_link("uplink-a", QEL_LINK_STATE_DOWN));
+  EXPECT_EQ(number(QEL_HNQ_STATUS_DEGRADED), host_property("workload", QEL_HNQPROP_HOST_STATUS));
+  ASSERT_STATUS(QEL_OK, set_link("uplink-b", QEL_LINK_STATE_DOWN));
+  EXPECT_EQ(number(QEL_HNQ_STATUS_DOWN), host_property("workload", QEL_HNQPROP_HOST_STATUS));
+  EXPECT_STATUS(QEL_READ_ONLY, VSDVS_SetHostProp("workload", QEL_HNQPROP_HOST_STATUS, "\0\0\0\0", 4, "", 1));
+  EXPECT_EQ("portset-2", host_property("workload", QEL_HNQPROP_HOST_PROXY));
+}
+
+TEST_F(CommonProperties, the_uplink_ports_of_a_switch_are_reported) {
+  ASSERT_STATUS(QEL_OK, VSDVS_RemoveSwitchUplinkPort("workload", "uplink-a"));
+  std::string const expected = number(1) + std::string("uplink-b").append(73, '\0');
+  EXPECT_EQ(expected, raw_property("workload", nullptr, QEL_HNQPROP_SWITCH_UPLINKPORTS));
+}
+
+TEST_F(CommonProperties, the_status_of_a_port_follows_its_client_and_its_block) {
+  qel_HNQPortStatus status = status_of("100");
+  EXPECT_EQ(3u, qel_uint64{status.flags});
+  EXPECT_EQ(port_number("workload", "100"), qel_uint32{status.portID});
+  EXPECT_STREQ("web0.eth0", status.displayStr);
+  EXPECT_EQ(0u, qel_uint64{status_of("103").flags});
+  ASSERT_STATUS(QEL_OK, set_raw_property("workload", "100", QEL_HNQPROP_PORT_BLOCK, "\1"));
+  status = status_of("100");
+  EXPECT_EQ(static_cast<qel_uint64>(QEL_HNQPORT_STATUS_INUSE | QEL_HNQPORT_STATUS_BLOCKED), qel_uint64{status.flags});
+  EXPECT_EQ("web0.eth0", raw_property("workload", "100", QEL_HNQPROP_PORT_VNIC_CONNECTEE));
+  EXPECT_EQ("", raw_property("workload", "103", QEL_HNQPROP_PORT_VNIC_CONNECTEE));
+  EXPECT_EQ("\1", raw_property("workload", "103", QEL_HNQPROP_PORT_PERSIST));
+  EXPECT_EQ(number(DVSPORT_TYPE_ACTIVE), raw_property("workload", "100", QEL_HNQPROP_PORT_TYPE));
+  EXPECT_EQ(number(DVSPORT_TYPE_SHADOW), raw_property("workload", "103", QEL_HNQPROP_PORT_TYPE));
+}
+
+TEST_F(CommonProperties, the_link_of_a_port_follows_its_nic) {
+  qel_LinkStatus const down{static_cast<qel_LinkState>(QEL_LINK_STATE_DOWN), 0, static_cast<qel_LinkDuplex>(0)};
+  qel_LinkStatus const of_client{static_cast<qel_LinkState>(QEL_LINK_STATE_UP), 10000,
+                                 static_cast<qel_LinkDuplex>(QEL_LINK_DUPLEX_FULL)};
+  qel_LinkStatus of_nic = of_client;
+  of_nic.speed = 25000;
+  EXPECT_EQ(bytes_of(of_client), raw_property("workload", "100", QEL_HNQPROP_PORT_LINK_STATUS));
+  EXPECT_EQ(bytes_of(down), raw_property("workload", "103", QEL_HNQPROP_PORT_LINK_STATUS));
+  EXPECT_EQ(bytes_of(of_nic), raw_property("workload", "uplink-2", QEL_HNQPROP_PORT_LINK_STATUS));
+  ASSERT_STATUS(QEL_OK, set_link("uplink-b", QEL_LINK_STATE_DOWN));
+  EXPECT_EQ(bytes_of(down), raw_property("workload", "uplink-2", QEL_HNQPROP_PORT_LINK_STATUS));
+}
+
+TEST_F(CommonProperties, the_vlan_report_follows_the_vlan_policy) {
+  qel_HNQPortVIDRange ranges[] = {{1, 10}, {20, 20}};
+  ASSERT_STATUS(QEL_OK, VSDVS_SetPortVLANPolicy("workload", "100", 4095, 255, 1, 0, ranges, 2));
+  EXPECT_EQ(bytes_of(qel_HNQPortVlanInfo{4095, 2, {}}) + bytes_of(ranges),
+            raw_property("workload", "100", QEL_HNQPROP_PORT_VLAN));
+}
+
+TEST_F(CommonProperties, settings_have_rules_and_defaults) {
+  struct Case {
+    char const *name;
+    bool of_port;
+    std::string fallback;
+    std::string good;
+    int status;  // of the bad one
+    std::string bad;
+  };
+  qel_PortsetResPoolCfg const pool = pool_settings(100, -1, 0, 0, -1);
+  OrvPRPTunablesData tunables{{0x01, 0x15, 0x4e, 0, 1, 0}, 2000, 60000, 400, 500};
+  qel_PortsetResPoolCfg const other_pool = pool_settings(50, 1000, 1000, 7, 0);
+  qel_PortsetResPoolCfg const bad_pool = pool_settings(50, 1000, 1001, 7, 0);
+  OrvPRPTunablesData other_tunables = tunables;
+  other_tunables.lifeCheckInterval = 1;
+  OrvPRPTunablesData bad_tunables = tunables;
+  bad_tunables.supMcastAddr[0] = 2;
+  std::string const off(1, '\0');
+  Case const cases[] = {
+      {QEL_HNQPROP_PORT_RESPOOLS_CFG, true, bytes_of(pool), bytes_of(other_pool), QEL_BAD_PARAM, bytes_of(bad_pool)},
+      {QBR_ORV_PRP_TUNABLE_PROP, false, bytes_of(tunables), bytes_of(other_tunables), QEL_BAD_PARAM,
+       bytes_of(bad_tunables)},
+      {VSPROP_PORT_PRIORITY, true, number(0), number(7), QEL_BAD_PARAM, number(8)},
+      {QEL_HNQPROP_PORT_QELNIC_VLANID, true, number(0), number(4095), QEL_BAD_PARAM, number(4096)},
+      {VSPROP_PORT_PRIORITY_RETAIN, true, off, "\1", QEL_BAD_PARAM, "\1\1"},
+      {VSPROP_PORT_USER_MCAST_ADDRESSES_OVERRIDE, true, off, "\1", QEL_BAD_PARAM, ""},
+      {QEL_HNQPORT_FORWARD_NOT_READY_BLOCK, true, off, "\1", QEL_BAD_PARAM, ""},
+      {QEL_HNQPROP_PORT_PTALLOWED, true, off, "\1", QEL_BAD_PARAM, ""},
+      {QEL_HNQPROP_PORT_PTALLOWEDRT, true, off, "\1", QEL_BAD_PARAM, ""},
+      {QEL_HNQPROP_PORT_BLOCK, true, off, "\1", QEL_BAD_PARAM, ""},
+      {QEL_HNQPROP_PORT_ALIAS, true, "", "front door", QEL_NAME_TOO_LONG, std::string(81, 'a')},
+      {QEL_HNQPROP_PORT_PORTGROUP, true, "", "group", QEL_INVALID_NAME, ""},
+      {QEL_HNQPROP_PORT_RESPOOL_ASSOC, true, "", "pool", QEL_NAME_TOO_LONG, std::string(128, 'a')},
+      {VSPROP_SWITCH_FORWARDING_DISABLED, false, off, "\1", QEL_BAD_PARAM, ""},
+      {VSPROP_SWITCH_LLSPAN_RX_DISPATCHER, false, off, "\1", QEL_BAD_PARAM, ""},
+      {VSPROP_SWITCH_STATUS, false, number(0), number(2), QEL_BAD_PARAM, number(3)},
+      {QEL_HNQPROP_HOST_PROXY_STATE, false, number(0), number(2), QEL_BAD_PARAM, number(3)},
+  };
+  for (Case const &c : cases) {
+    SCOPED_TRACE(c.name);
+    char const *port = c.of_port ? "100" : nullptr;
+    EXPECT_EQ(c.fallback, raw_property("workload", port, c.name));
+    EXPECT_STATUS(c.status, set_raw_property("workload", port, c.name, c.bad));
+    EXPECT_OK_ELSEWHERE(set_raw_property("workload", port, c.name, c.good));
+    EXPECT_EQ(c.good, raw_property("workload", port, c.name));
+    EXPECT_STATUS(QEL_BAD_PARAM, set_raw_property("workload", c.of_port ? nullptr : "100", c.name, c.good));
+    EXPECT_STATUS(QEL_OK, c.of_port ? VSDVS_ClearPortProp("workload", "100", c.name, "", 1)
+                                    : VSDVS_ClearGlobProp("workload", c.name, "", 1));
+    EXPECT_EQ(c.fallback, raw_property("workload", port, c.name));
+  }
+}
+
+TEST_F(CommonProperties, settings_without_a_default_are_there_once_they_are_written) {
+  char value[8];
+  for (char const *name : {QEL_HNQPROP_PORT_SHAPER_INPUT, QEL_HNQPROP_PORT_SHAPER_BROADCAST,
+                           QEL_HNQPROP_PORT_SHAPER_OUTPUT, QEL_HNQPROP_PORT_OVERLAY, QEL_HNQPROP_PORT_DVFILTER}) {
+    SCOPED_TRACE(name);
+    HNQQuery query{sizeof value, value};
+    EXPECT_STATUS(QEL_NOT_FOUND, VSDVS_GetPortProp("workload", "100", name, &query, "", 0));
+    EXPECT_STATUS(QEL_NOT_FOUND, VSDVS_ClearPortProp("workload", "100", name, "", 1));
+    EXPECT_STATUS(QEL_BAD_PARAM, set_raw_property("workload", nullptr, name, "x"));
+    ASSERT_STATUS(QEL_OK, set_raw_property("workload", "100", name, "value"));
+    EXPECT_EQ("value", raw_property("workload", "100", name));
+    EXPECT_STATUS(QEL_OK, VSDVS_ClearPortProp("workload", "100", name, "", 1));
+  }
+  for (char const *name : {QEL_HNQPROP_SWITCH_OVERLAY, QEL_HNQPROP_SWITCH_RESPOOLS_LIST,
+                           QEL_HNQPROP_SWITCH_RESPOOLS_SCHED, QBR_ORV_PRP_CONFIG_PROP, QBR_ORV_PRP_STATUS}) {
+    SCOPED_TRACE(name);
+    EXPECT_STATUS(QEL_BAD_PARAM, set_raw_property("workload", "100", name, "x"));
+    ASSERT_STATUS(QEL_OK, set_raw_property("workload", nullptr, name, "value"));
+    EXPECT_EQ("value", raw_property("workload", nullptr, name));
+    EXPECT_STATUS(QEL_OK, VSDVS_ClearGlobProp("workload", name, "", 1));
+    EXPECT_STATUS(QEL_NOT_FOUND, VSDVS_ClearGlobProp("workload", name, "", 1));
+  }
+}
+
+TEST_F(CommonProperties, the_teaming_of_the_redundancy_protocol_is_a_teaming_policy) {
+  VSTeamPolicy policy{};
+  policy.numActive = 1;
+  std::strcpy(policy.uplinkPortName[0], "none");
+  EXPECT_STATUS(QEL_NOT_FOUND, set_raw_property("workload", nullptr, QBR_PRP_LAN_TEAMING_POLICY, bytes_of(policy)));
+  std::strcpy(policy.uplinkPortName[0], "uplink-a");
+  ASSERT_STATUS(QEL_OK, set_raw_property("workload", nullptr, QBR_PRP_LAN_TEAMING_POLICY, bytes_of(policy)));
+  EXPECT_EQ(bytes_of(policy), raw_property("workload", nullptr, QBR_PRP_LAN_TEAMING_POLICY));
+  EXPECT_STATUS(QEL_BUSY, VSDVS_RemoveSwitchUplinkPort("workload", "uplink-a"));
+}
