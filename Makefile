@@ -3,7 +3,7 @@ PYTHON ?= /usr/bin/python3
 BUILD_JOBS ?= $(shell nproc)
 STATE := $(CURDIR)/build/demo-host.db
 
-.PHONY: help packages build build-debug build-sanitize demo test test-sanitize format lint clean
+.PHONY: bench-host soak help packages build build-debug build-sanitize demo test test-sanitize format lint clean
 
 help: ## print this list
 	@grep -E '^[a-z-]+:.*## ' $(MAKEFILE_LIST) | sed -E 's/^([a-z-]+):.*## (.*)/  make \1\t\2/' | expand -t 24
@@ -31,6 +31,13 @@ test: build ## build, then run the whole test suite
 
 test-sanitize: build-sanitize ## the whole test suite under address and undefined behaviour sanitizers
 	@PYTHON=$(PYTHON) tools/run_tests build-sanitize
+
+bench-host: build ## measure the simulated host (build/bench-host.json)
+	@cmake --build --preset release --target measure_host
+	@build/bench/host/measure_host build/bench-host.json
+
+soak: build ## kill writers of the simulated host 200 times
+	@VSWITCHPY_CRASH_KILLS=200 $(PYTHON) -m pytest -q tests/simulated_host/test_crashes.py
 
 format: ## format all C and C++ sources
 	@git ls-files '*.cpp' '*.hpp' '*.h' | xargs clang-format -i
