@@ -222,6 +222,12 @@ void measure_processes() {
   report("writes, one process", one, one);
   report("writes, " + std::to_string(writers) + " processes together",
          rate_of_processes(writers, write_property, wait_out), one);
+  // The connection is opened anew, and the processes inherit the setting.
+  host::close_host();
+  setenv("VSWITCH_HOST_SYNC", "power", 1);
+  report("writes that survive a power failure, one process", rate_of_processes(1, write_property, wait_out), one);
+  host::close_host();
+  unsetenv("VSWITCH_HOST_SYNC");
 }
 
 void measure_switches() {

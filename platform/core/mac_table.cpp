@@ -126,6 +126,20 @@ std::vector<MacEntry> load_port_mac_table(Database &database, RowId vswitch, Row
   return entries;
 }
 
+namespace {
+
+// Counting the entries one by one is left for ports that may be full.
+bool is_full(Database &database, RowId vswitch, RowId port, std::int64_t limit) {
+  {
+    Rows all = database.rows("SELECT 1 FROM mac_entry_count WHERE port = ? AND entries >= ?", port, limit);
+    if (limit > 0 && !all.next())
+      return false;
+  }
+  return count_mac_entries(database, vswitch, port) >= limit;
+}
+
+}  // namespace
+
 void add_mac_entry(Database &database, RowId vswitch, Port const &port, MacKey const &key) {
   LearningSettings const settings = learning_settings(database, vswitch);
   refuse_if(!settings.static_allowed, QEL_NO_PERMISSION);
@@ -144,7 +158,7 @@ void add_mac_entry(Database &database, RowId vswitch, Port const &port, MacKey c
   std::int64_t const limit = port.client_type == VS_PORT_CLIENT_UPLINK
                                  ? team_learning_policy(database, vswitch).macLimit
                                  : port_learning_policy(database, vswitch, port.row).macLimit;
-  refuse_if(count_mac_entries(database, vswitch, port.row) >= limit, QEL_LIMIT_EXCEEDED);
+  refuse_if(is_full(database, vswitch, port.row, limit), QEL_LIMIT_EXCEEDED);
   database.execute(
       "INSERT INTO mac_entry (vswitch, mac, vid, vni, type, port, aging, seen, moves) VALUES (?, ?, ?, ?, ?, ?, 0, ?, "
       "0)",

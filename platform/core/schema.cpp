@@ -120,6 +120,18 @@ constexpr char tables[] = R"sql(
   ) WITHOUT ROWID;
   CREATE INDEX mac_entry_port ON mac_entry (port, type);
 
+  -- How many entries a port has, aged ones included: says at once that a port is below its limit.
+  CREATE TABLE mac_entry_count (
+    port INTEGER PRIMARY KEY,
+    entries INTEGER NOT NULL
+  );
+  CREATE TRIGGER mac_entry_added AFTER INSERT ON mac_entry BEGIN
+    INSERT INTO mac_entry_count VALUES (new.port, 1) ON CONFLICT (port) DO UPDATE SET entries = entries + 1;
+  END;
+  CREATE TRIGGER mac_entry_removed AFTER DELETE ON mac_entry BEGIN
+    UPDATE mac_entry_count SET entries = entries - 1 WHERE port = old.port;
+  END;
+
   -- port is 0 for the counters of a switch.
   CREATE TABLE counter (
     vswitch INTEGER NOT NULL REFERENCES vswitch ON DELETE CASCADE,
