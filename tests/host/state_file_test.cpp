@@ -168,6 +168,22 @@ TEST_F(StateFile, cut_off) {
   }
 }
 
+TEST_F(StateFile, that_cannot_grow_refuses_what_does_not_fit) {
+  ASSERT_STATUS(QEL_OK, VSDVS_SetMTU("management", 3000));
+  {
+    // No lower than what the file has already.
+    HostLock lock;
+    Rows limit = open_host().rows("PRAGMA max_page_count = 1");
+    ASSERT_TRUE(limit.next());
+  }
+  std::string const large(500000, 'x');
+  EXPECT_STATUS(QEL_NO_SPACE_ON_DEVICE, VSDVS_SetGlobProp("management", "large", large.data(),
+                                                          static_cast<int>(large.size()), nullptr, 1));
+  EXPECT_STATUS(QEL_NOT_FOUND, VSDVS_ClearGlobProp("management", "large", nullptr, 1));
+  // What needs no more room goes on.
+  EXPECT_STATUS(QEL_OK, VSDVS_SetMTU("management", 4000));
+}
+
 // Another process changes the state, so that this one must read it again, and then breaks the table of the
 // ports. It is forked first, because a fork ends this process's use of the file.
 TEST_F(StateFile, damage_that_shows_later_ends_all_calls) {

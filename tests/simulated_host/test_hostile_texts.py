@@ -1,0 +1,53 @@
+"""Texts that no name can be, in the place of every text of every function: no crash, and a text that is longer than
+any name is refused and changes nothing."""
+
+import json
+import os
+import subprocess
+import sys
+
+import pytest
+import workspace
+from host_calls import prototypes
+
+PROGRAM = workspace.SOURCE / "tests" / "simulated_host" / "hostile_text_calls.py"
+FUNCTIONS = [name for name, prototype in prototypes().items() if any(p.is_text for p in prototype.parameters)]
+
+
+@pytest.fixture(scope="module")
+def outcomes() -> list[dict]:
+    ended = subprocess.run(
+        [sys.executable, str(PROGRAM), *FUNCTIONS],
+        capture_output=True,
+        text=True,
+        env=dict(os.environ, PYTHONPATH=os.pathsep.join(workspace.SEARCH), VSWITCH_HOST=":memory:"),
+        timeout=300,
+        check=False,
+    )
+    assert ended.returncode == 0, ended.stderr
+    return [json.loads(line) for line in ended.stdout.splitlines()]
+
+
+def test_every_function_with_texts_was_called(outcomes):
+    assert {call["function"] for call in outcomes} == set(FUNCTIONS)
+
+
+def test_no_text_ends_the_process(outcomes):
+    assert [call for call in outcomes if call["signal"]] == []
+
+
+def test_a_text_longer_than_any_name_is_refused_and_changes_nothing(outcomes):
+    for call in outcomes:
+        if call["kind"] == "too long":
+            assert call["unchanged"], call
+            if prototypes()[call["function"]].has_status:
+                assert call["result"] in ("QEL_NAME_TOO_LONG", "QEL_NOT_FOUND", "QEL_BAD_PARAM"), call
+            else:
+                assert call["result"] == "nothing", call
+
+
+def test_a_text_that_is_no_utf8_gives_a_status(outcomes):
+    for call in outcomes:
+        assert not call["result"].startswith("no status"), call
+        if call["result"].startswith("QEL_") and call["result"] != "QEL_OK":
+            assert call["unchanged"], call
