@@ -112,3 +112,4 @@ def test_inspecting_tables_on_the_simulated_host(tmp_path):
     assert process.returncode == 0, process.stderr
     assert "  session capture (web traffic)\n    to nic1\n    to 2001:db8::9\n" in process.stdout
     assert "  IGMPRouterIP = 192.0.2.1\n" in process.stdout
+    assert "LAG table: 1 LAGs\n  lag-1 is up: nic1 up, nic2 up\n" in process.stdout

@@ -9,13 +9,15 @@ import pytest
 import workspace
 from host_calls import prototypes
 
-# Without a status, and answered without the host's state: not in a trace.
+# Answered without the host's state: not in a trace.
 UNTRACED = {"QEL_ReturnStatusToString"}
+# What a defect of the host itself would give.
+DEFECT = {"QEL_FAILURE"}
 
 
 @pytest.fixture(scope="module")
 def reached(tmp_path_factory) -> dict[str, set[str]]:
-    """Call to the statuses that it returned."""
+    """Call to the statuses that it returned; none for the calls without one."""
     trace = tmp_path_factory.mktemp("trace") / "calls.jsonl"
     # The tests of the trace itself end the tracing of the process.
     subprocess.run(
@@ -28,13 +30,13 @@ def reached(tmp_path_factory) -> dict[str, set[str]]:
     statuses: dict[str, set[str]] = {}
     for line in trace.read_text().splitlines():
         entry = json.loads(line)
-        if "call" in entry and "status" in entry:
-            statuses.setdefault(entry["call"], set()).add(str(entry["status"]))
+        if "call" in entry:
+            statuses.setdefault(entry["call"], set()).add(str(entry.get("status")))
     return statuses
 
 
 def test_every_call_succeeds_somewhere(reached):
-    successful = {name for name, statuses in reached.items() if "QEL_OK" in statuses}
+    successful = {name for name, statuses in reached.items() if statuses & {"QEL_OK", "None"}}
     assert set(prototypes()) - UNTRACED - successful == set()
 
 
@@ -43,4 +45,4 @@ def test_every_documented_status_is_reached(reached):
     codes = (workspace.SOURCE / "constants" / "status_codes.def").read_text()
     statuses = documented & set(re.findall(r"INTEGER\((\w+),", codes))
     assert len(statuses) > 30
-    assert statuses - set().union(*reached.values()) == set()
+    assert statuses - DEFECT - set().union(*reached.values()) == set()
