@@ -4,6 +4,7 @@
 
 #include <set>
 
+#include "declared_functions.hpp"
 #include "host_test.hpp"
 
 namespace {
@@ -22,22 +23,6 @@ std::set<std::string> exported_symbols(std::string const &library) {
     for (std::size_t s = 0; s < sections[i].sh_size / sizeof(Elf64_Sym); ++s) {
       if (symbols[s].st_shndx != SHN_UNDEF)
         names.insert(texts + symbols[s].st_name);
-    }
-  }
-  return names;
-}
-
-// The functions that a header declares: the names before the first parenthesis of a line that begins a declaration.
-std::set<std::string> declared_functions(std::initializer_list<char const *> headers) {
-  std::set<std::string> names;
-  for (char const *header : headers) {
-    std::istringstream lines(read_file(std::string(INTERFACE_FOLDER) + "/" + header));
-    for (std::string line; std::getline(lines, line);) {
-      std::size_t const parenthesis = line.find('(');
-      if (parenthesis == std::string::npos || line.find_first_of(" #/*}") == 0 || line.find("typedef") == 0)
-        continue;
-      std::size_t const start = line.find_last_of(" *", parenthesis) + 1;
-      names.insert(line.substr(start, parenthesis - start));
     }
   }
   return names;

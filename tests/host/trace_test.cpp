@@ -9,28 +9,13 @@
 #include <set>
 #include <vector>
 
+#include "declared_functions.hpp"
 #include "host_test.hpp"
 #include "platform/core/faults.hpp"
 
 namespace {
 
 using Json = nlohmann::json;
-
-// The names of the functions that a library's header declares.
-std::vector<std::string> declared_functions() {
-  std::vector<std::string> names;
-  for (char const *header : {"switch_queries.h", "distributed_switch_configuration.h", "distributed_switch_state.h"}) {
-    std::istringstream lines(read_file(std::string(INTERFACE_FOLDER) + "/" + header));
-    for (std::string line; std::getline(lines, line);) {
-      std::size_t const parenthesis = line.find('(');
-      if (parenthesis == std::string::npos || line.find_first_of(" #/*}") == 0 || line.find("typedef") == 0)
-        continue;
-      std::size_t const start = line.find_last_of(" *", parenthesis) + 1;
-      names.push_back(line.substr(start, parenthesis - start));
-    }
-  }
-  return names;
-}
 
 }  // namespace
 
@@ -186,7 +171,8 @@ TEST_F(Trace, every_call_has_its_own_name) {
       "VSQEL_FreeMemory",         "VSDVS_FreeMemory",           "DVSQEL_DataFree",
       "QEL_ReturnStatusToString", "DVSState_SwitchForEach",     "DVSState_PortForEach",
       "DVSState_HostPropForEach", "DVSState_GlobalPropForEach", "DVSState_PortDataForEach"};
-  for (std::string const &name : declared_functions()) {
+  for (std::string const &name :
+       declared_functions({"switch_queries.h", "distributed_switch_configuration.h", "distributed_switch_state.h"})) {
     auto *function = reinterpret_cast<long (*)(long, long, long, long, long, long, long, long, long, long)>(
         dlsym(RTLD_DEFAULT, name.c_str()));
     ASSERT_NE(nullptr, function) << name;
