@@ -1,5 +1,6 @@
 // Compiles the interface into the tables that the module carries.
 #include "interface/interface.hpp"
+#include "runtime/engine.hpp"
 
 namespace vswitchpy {
 namespace {
@@ -27,5 +28,23 @@ const ArgumentEntry *const argument_entries = Module::arguments.data();
 PyMethodDef *const module_methods = Module::methods.data();
 const TypeTable module_types = {Module::types.data(),     Module::casts.data(),     Module::registered.data(),
                                 Module::type_list.data(), Module::cast_list.data(), Module::type_count};
+const Engine module_engine = {
+    Module::fields.data(),
+    Module::records.data(),
+    Module::method_entries.data(),
+    Module::methods.data() + BoundInterface::first_methods.size(),
+    Module::record_count,
+    Module::derived_method_count,
+    Module::texts.data(),
+    &record_classes,
+    descriptor,
+    find_descriptor,
+    read_field,
+    write_field,
+    Module::call,
+    new_bare_proxy,
+    new_proxy,
+    pointer_from,
+};
 
 }  // namespace vswitchpy

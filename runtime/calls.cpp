@@ -151,7 +151,7 @@ void prepare_output(Frame &frame, const ArgumentEntry &argument, char *text_stor
 }
 
 // Converts all arguments in native order; false with the error set and the copies released.
-bool convert_arguments(Frame &frame, const CallEntry &call, PyObject *arguments, char *text_storage) {
+bool convert_arguments(Frame &frame, const CallEntry &call, Arguments arguments, char *text_storage) {
   Py_ssize_t next = 0;
   for (std::size_t i = 0; i < call.argument_count; ++i) {
     const ArgumentEntry &argument = argument_entries[call.first_argument + i];
@@ -159,7 +159,7 @@ bool convert_arguments(Frame &frame, const CallEntry &call, PyObject *arguments,
       prepare_output(frame, argument, text_storage, frame.slots[i]);
       continue;
     }
-    const Outcome outcome = convert_input(frame, argument, PyTuple_GET_ITEM(arguments, next++), frame.slots[i]);
+    const Outcome outcome = convert_input(frame, argument, arguments.items[next++], frame.slots[i]);
     const int position = static_cast<int>(i) + 1;
     if (outcome != Outcome::ok) [[unlikely]] {
       argument_error(outcome, text_at(call.name), position, text_at(argument.type));
@@ -230,8 +230,8 @@ PyObject *result_list(Frame &frame, const CallEntry &call, PyObject *status) {
 
 }  // namespace
 
-PyObject *call_bridged(const CallEntry &call, PyObject *arguments) {
-  if (PyTuple_GET_SIZE(arguments) != call.input_count) [[unlikely]] {
+PyObject *call_bridged(const CallEntry &call, Arguments arguments) {
+  if (arguments.count != call.input_count) [[unlikely]] {
     return argument_count_error(arguments, call.input_count, text_at(call.name));
   }
   Frame frame;
@@ -258,8 +258,8 @@ PyObject *call_bridged(const CallEntry &call, PyObject *arguments) {
 namespace {
 
 // Whether every argument would convert. Tried aside: nothing is kept.
-bool form_fits(const CallEntry &form, PyObject *arguments) {
-  if (PyTuple_GET_SIZE(arguments) != form.input_count) {
+bool form_fits(const CallEntry &form, Arguments arguments) {
+  if (arguments.count != form.input_count) {
     return false;
   }
   Frame frame;
@@ -268,7 +268,7 @@ bool form_fits(const CallEntry &form, PyObject *arguments) {
   for (std::size_t i = 0; fits && i < form.argument_count; ++i) {
     const ArgumentEntry &argument = argument_entries[form.first_argument + i];
     if (!is_output(argument.typemap)) {
-      fits = convert_input(frame, argument, PyTuple_GET_ITEM(arguments, next++), frame.slots[i]) == Outcome::ok;
+      fits = convert_input(frame, argument, arguments.items[next++], frame.slots[i]) == Outcome::ok;
     }
   }
   release_texts(frame);
@@ -296,7 +296,8 @@ PyObject *no_form_error(const CallEntry *forms, std::size_t count) {
 
 }  // namespace
 
-PyObject *call_overloaded(const CallEntry *forms, std::size_t count, PyObject *arguments) {
+PyObject *call_overloaded(const CallEntry *forms, Arguments arguments) {
+  constexpr std::size_t count = 2;
   for (std::size_t form = 0; form < count; ++form) {
     if (form_fits(forms[form], arguments)) {
       return call_bridged(forms[form], arguments);

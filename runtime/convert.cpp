@@ -245,14 +245,21 @@ PyObject *null_variable_error(const char *field, const char *type) {
   return PyErr_Format(PyExc_ValueError, "invalid null reference in variable '%s' of type '%s'", field, type);
 }
 
-PyObject *argument_count_error(PyObject *arguments, int expected, const char *name) {
+PyObject *argument_count_error(Arguments arguments, int expected, const char *name) {
   constexpr int most_arguments = 8;
   static_assert(sizeof("OOOOOOOO") - 1 == most_arguments);
   char format[128];
   std::snprintf(format, sizeof format, "%.*s:%s", expected, "OOOOOOOO", name);
+  PyObject *tuple = PyTuple_New(arguments.count);
+  for (Py_ssize_t i = 0; tuple && i < arguments.count; ++i) {
+    PyTuple_SET_ITEM(tuple, i, Py_NewRef(arguments.items[i]));
+  }
   PyObject *ignored[most_arguments];
-  PyArg_ParseTuple(arguments, format, &ignored[0], &ignored[1], &ignored[2], &ignored[3], &ignored[4], &ignored[5],
-                   &ignored[6], &ignored[7]);
+  if (tuple) {
+    PyArg_ParseTuple(tuple, format, &ignored[0], &ignored[1], &ignored[2], &ignored[3], &ignored[4], &ignored[5],
+                     &ignored[6], &ignored[7]);
+    Py_DECREF(tuple);
+  }
   return nullptr;
 }
 

@@ -95,8 +95,18 @@ PyObject *argument_error(Outcome outcome, const char *method, int position, cons
 PyObject *null_reference_error(const char *method, int position, const char *type);
 PyObject *null_variable_error(const char *field, const char *type);
 
+// The positional arguments that the interpreter passes, borrowed.
+struct Arguments {
+  PyObject *const *items;
+  Py_ssize_t count;
+};
+
+inline Arguments arguments_in(PyObject *tuple) {
+  return {reinterpret_cast<PyTupleObject *>(tuple)->ob_item, PyTuple_GET_SIZE(tuple)};
+}
+
 // Raises the interpreter's own error for a wrong argument count: as PyArg_ParseTuple with one "O" for each
 // argument, a colon and the name.
-PyObject *argument_count_error(PyObject *arguments, int expected, const char *name);
+PyObject *argument_count_error(Arguments arguments, int expected, const char *name);
 
 }  // namespace vswitchpy

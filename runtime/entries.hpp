@@ -61,35 +61,33 @@ extern const ArgumentEntry *const argument_entries;
 
 // ---- engines: one function for each rule ---------------------------------------------------------------
 
-// Accessors. `arguments` is the tuple that the interpreter passes.
-template <Scalar S>
-PyObject *get_scalar(const FieldEntry &field, PyObject *arguments);
-PyObject *get_bits(const FieldEntry &field, PyObject *arguments);
-PyObject *get_character_array(const FieldEntry &field, PyObject *arguments);
-PyObject *get_mac_text(const FieldEntry &field, PyObject *arguments);
-PyObject *get_view(const FieldEntry &field, PyObject *arguments);  // arrays and embedded records
-PyObject *get_pointer(const FieldEntry &field, PyObject *arguments);
-PyObject *get_owned_text(const FieldEntry &field, PyObject *arguments);
+// Fields of a record at a given address. Writing converts and checks `value` also where `record` is null, and
+// stores nothing then; returns None. Both return null with the error set.
+PyObject *read_field(const FieldEntry &field, void *record);
+PyObject *write_field(const FieldEntry &field, void *record, PyObject *value);
 
-template <Scalar S>
-PyObject *set_scalar(const FieldEntry &field, PyObject *arguments);
-PyObject *set_bits(const FieldEntry &field, PyObject *arguments);
-PyObject *set_character_array(const FieldEntry &field, PyObject *arguments);
-PyObject *set_array(const FieldEntry &field, PyObject *arguments);  // MAC text fields too
-PyObject *set_embedded_record(const FieldEntry &field, PyObject *arguments);
-PyObject *set_pointer(const FieldEntry &field, PyObject *arguments);
-PyObject *set_any_pointer(const FieldEntry &field, PyObject *arguments);
-PyObject *set_owned_text(const FieldEntry &field, PyObject *arguments);
+// Their accessor functions.
+PyObject *get_field(const FieldEntry &field, Arguments arguments);
+PyObject *set_field(const FieldEntry &field, Arguments arguments);
 
 // The three functions that every record has.
-PyObject *construct(const RecordEntry &record, PyObject *arguments);
-PyObject *construct_counted(const RecordEntry &record, PyObject *arguments);
-PyObject *destruct(const RecordEntry &record, PyObject *arguments);
-PyObject *register_shadow_class(const RecordEntry &record, PyObject *arguments);
+PyObject *construct(const RecordEntry &record, Arguments arguments);
+PyObject *destruct(const RecordEntry &record, Arguments arguments);
+PyObject *register_shadow_class(const RecordEntry &record, Arguments arguments);
 
 // Library calls, helpers and methods.
-PyObject *call_bridged(const CallEntry &call, PyObject *arguments);
-// `forms` are the overloads of one function, in the order in which they are tried.
-PyObject *call_overloaded(const CallEntry *forms, std::size_t count, PyObject *arguments);
+PyObject *call_bridged(const CallEntry &call, Arguments arguments);
+// `forms` are the two overloads of one function, in the order in which they are tried.
+PyObject *call_overloaded(const CallEntry *forms, Arguments arguments);
+
+// ---- functions of the module ---------------------------------------------------------------------------
+
+enum class MethodKind : std::uint8_t { setter, getter, call, overloaded_call, constructor, destructor, registration };
+
+struct MethodEntry {
+  TextOffset name = 0;
+  std::uint16_t index = 0;  // of the field, call or record
+  MethodKind kind{};
+};
 
 }  // namespace vswitchpy

@@ -1,7 +1,7 @@
 // Module initialisation, in the order that scripts and other wrapper modules rely on.
 #include "runtime/module.hpp"
 
-#include "runtime/convert.hpp"
+#include "runtime/engine.hpp"
 
 #include <cstring>
 
@@ -18,11 +18,12 @@ PyObject *new_instance_method(PyObject * /*module*/, PyObject *function) {
   return PyInstanceMethod_New(function);
 }
 
-PyObject *panic(PyObject * /*module*/, PyObject *arguments) {
-  if (PyTuple_GET_SIZE(arguments) == 0) {
+PyObject *panic(PyObject * /*module*/, PyObject *tuple) {
+  const Arguments arguments = arguments_in(tuple);
+  if (arguments.count == 0) {
     return argument_count_error(arguments, 1, "Panic");
   }
-  PyObject *object = PyTuple_GET_ITEM(arguments, 0);
+  PyObject *object = arguments.items[0];
   const char *text = nullptr;
   std::size_t size = 0;
   const Outcome outcome = text_from(object, &text, &size);
@@ -81,12 +82,12 @@ void install_constants_and_variables(PyObject *dictionary) {
   Py_XDECREF(variable_link);
 }
 
-PyModuleDef definition = [] {
+ModuleDefinition definition = [] {
   PyModuleDef module = {};
   module.m_base = PyModuleDef_HEAD_INIT;
   module.m_name = "_libvswitch";
   module.m_size = -1;
-  return module;
+  return ModuleDefinition{module, &module_engine};
 }();
 
 }  // namespace
@@ -96,8 +97,8 @@ PyObject *PyInit__libvswitch() {
   using namespace vswitchpy;
   // 1. Method documentation that names pointer constants would be rewritten here; no method has any.
   // 2. The module and its dictionary.
-  definition.m_methods = module_methods;
-  PyObject *module = PyModule_Create2(&definition, PYTHON_API_VERSION);
+  definition.interpreter.m_methods = module_methods;
+  PyObject *module = PyModule_Create2(&definition.interpreter, PYTHON_API_VERSION);
   if (!module) {
     return nullptr;
   }

@@ -6,9 +6,12 @@
 
 namespace vswitchpy {
 
+struct Engine;
+
 // Defined by the interface's tables.
 extern PyMethodDef *const module_methods;
 extern const TypeTable module_types;
+extern const Engine module_engine;
 
 // What the module dictionary gets, in declaration order: for each item a kind character, the name, and for a
 // text its value, all terminated, with an empty text at the end. The values of the integers stand in an array

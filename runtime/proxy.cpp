@@ -1,5 +1,5 @@
 // Proxy objects: Python objects that carry a native pointer, its descriptor and an ownership flag.
-#include "runtime/proxy.hpp"
+#include "runtime/record_object.hpp"
 
 #include <cstdio>
 #include <cstdlib>
@@ -280,6 +280,19 @@ PyObject *new_native_instance(PyTypeObject *type, void *pointer, swig_type_info 
   return instance;
 }
 
+// A record without a proxy of its own stands for one.
+bool pointer_from_record(RecordObject *record, swig_type_info *type, Disown disown, void **pointer) {
+  void *candidate = live_pointer(record);
+  if (!candidate || (type && !cast_pointer(record->type, type, &candidate))) {
+    return false;
+  }
+  if (disown == Disown::yes) {
+    record->owned = false;
+  }
+  *pointer = candidate;
+  return true;
+}
+
 // The proxy in `object` or in its `this`, a new reference; null without an error if there is none.
 SwigPyObject *find_proxy(PyObject *object) {
   Py_INCREF(object);
@@ -313,6 +326,8 @@ bool pointer_from_chain(SwigPyObject *proxy, swig_type_info *type, Disown disown
 
 }  // namespace
 
+RecordClasses record_classes = {};
+
 PyObject *new_bare_proxy(void *pointer, swig_type_info *type, Ownership ownership) {
   if (!ready(&proxy_type)) {
     return nullptr;
@@ -334,6 +349,12 @@ PyObject *new_proxy(void *pointer, swig_type_info *type, Ownership ownership) {
   const auto *data = type ? static_cast<SwigPyClientData *>(type->clientdata) : nullptr;
   if (data && data->pytype) {
     return new_native_instance(data->pytype, pointer, type, ownership);
+  }
+  if (data && record_classes.base && PyType_Check(data->klass)) {
+    auto *shadow = reinterpret_cast<PyTypeObject *>(data->klass);
+    if (shadow->tp_base == record_classes.base) {
+      return record_classes.make(shadow, pointer, type, ownership);
+    }
   }
   PyObject *proxy = new_bare_proxy(pointer, type, ownership);
   if (!proxy || !data) {
@@ -366,6 +387,9 @@ bool pointer_from(PyObject *object, swig_type_info *type, Disown disown, void **
   if (Py_TYPE(object) == &proxy_type && as_proxy(object)->ty == type && disown == Disown::no) {
     *pointer = as_proxy(object)->ptr;
     return true;
+  }
+  if (is_record(object) && (!as_record(object)->proxy || is_released(as_record(object)))) {
+    return pointer_from_record(as_record(object), type, disown, pointer);
   }
   SwigPyObject *proxy = find_proxy(object);
   const bool found = proxy && pointer_from_chain(proxy, type, disown, pointer);

@@ -1,6 +1,7 @@
 // Constructor, destructor and class registration of every record.
 #include "runtime/bridge.hpp"
 #include "runtime/entries.hpp"
+#include "runtime/record_object.hpp"
 
 #include <malloc.h>
 
@@ -32,57 +33,58 @@ void store_count(void *block, const Counted &count, int entries) {
 
 }  // namespace
 
-PyObject *construct(const RecordEntry &record, PyObject *arguments) {
-  if (PyTuple_GET_SIZE(arguments) != 0) [[unlikely]] {
-    return argument_count_error(arguments, 0, text_at(record.constructor_name));
+PyObject *construct(const RecordEntry &record, Arguments arguments) {
+  const int expected = record.counted ? 1 : 0;
+  if (arguments.count != expected) [[unlikely]] {
+    return argument_count_error(arguments, expected, text_at(record.constructor_name));
   }
-  if (!VSWITCHPY_BRIDGE_ARMED()) {
-    return raise_aborted_call();
-  }
-  return owning_proxy(std::calloc(1, record.size), record);
-}
-
-PyObject *construct_counted(const RecordEntry &record, PyObject *arguments) {
-  if (PyTuple_GET_SIZE(arguments) != 1) [[unlikely]] {
-    return argument_count_error(arguments, 1, text_at(record.constructor_name));
-  }
-  std::uint64_t value = 0;
+  std::uint64_t count = 0;
   Deferred deferred;
-  const Outcome outcome = scalar_from(PyTuple_GET_ITEM(arguments, 0), Scalar::signed_32, &value, &deferred);
-  if (outcome != Outcome::ok) [[unlikely]] {
-    return argument_error(outcome, text_at(record.constructor_name), 1, "int");
+  if (record.counted) {
+    const Outcome outcome = scalar_from(arguments.items[0], Scalar::signed_32, &count, &deferred);
+    if (outcome != Outcome::ok) [[unlikely]] {
+      return argument_error(outcome, text_at(record.constructor_name), 1, "int");
+    }
   }
   if (!VSWITCHPY_BRIDGE_ARMED()) {
     return raise_aborted_call();
   }
-  // `value` is sign-extended: a negative count asks for a block that no allocator has, and gives None.
-  void *block = std::malloc(record.count.bytes_per_entry * value + record.count.fixed_bytes);
-  store_count(block, record.count, static_cast<int>(value));
-  PyObject *result = owning_proxy(block, record);
+  void *memory = nullptr;
+  if (record.counted) {
+    // `count` is sign-extended: a negative one asks for a block that no allocator has, and gives None.
+    memory = std::malloc(record.count.bytes_per_entry * count + record.count.fixed_bytes);
+    store_count(memory, record.count, static_cast<int>(count));
+  } else {
+    memory = std::calloc(1, record.size);
+  }
+  PyObject *result = owning_proxy(memory, record);
   deferred.raise();
   return result;
 }
 
-PyObject *destruct(const RecordEntry &record, PyObject *arguments) {
-  if (PyTuple_GET_SIZE(arguments) != 1) [[unlikely]] {
+PyObject *destruct(const RecordEntry &record, Arguments arguments) {
+  if (arguments.count != 1) [[unlikely]] {
     return argument_count_error(arguments, 1, text_at(record.destructor_name));
   }
   void *memory = nullptr;
-  if (!pointer_from(PyTuple_GET_ITEM(arguments, 0), descriptor(record.self), Disown::yes, &memory)) [[unlikely]] {
+  if (!pointer_from(arguments.items[0], descriptor(record.self), Disown::yes, &memory)) [[unlikely]] {
     return argument_error(Outcome::type_error, text_at(record.destructor_name), 1, text_at(record.self_type));
   }
   if (!VSWITCHPY_BRIDGE_ARMED()) {
     return raise_aborted_call();
   }
   std::free(memory);
+  if (is_record(arguments.items[0])) {
+    as_record(arguments.items[0])->released = true;
+  }
   Py_RETURN_NONE;
 }
 
-PyObject *register_shadow_class(const RecordEntry &record, PyObject *arguments) {
-  if (PyTuple_GET_SIZE(arguments) != 1) [[unlikely]] {
+PyObject *register_shadow_class(const RecordEntry &record, Arguments arguments) {
+  if (arguments.count != 1) [[unlikely]] {
     return argument_count_error(arguments, 1, "swigregister");
   }
-  if (!register_class(descriptor(record.self), PyTuple_GET_ITEM(arguments, 0))) {
+  if (!register_class(descriptor(record.self), arguments.items[0])) {
     return nullptr;
   }
   Py_RETURN_NONE;

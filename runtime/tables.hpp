@@ -112,40 +112,6 @@ struct TextPool {
   }
 };
 
-// ---- methods -----------------------------------------------------------------------------------------
-
-enum class MethodKind : std::uint8_t { setter, getter, call, overloaded_call, constructor, destructor, registration };
-
-struct MethodPlan {
-  MethodKind kind{};
-  std::uint32_t index = 0;  // of the field, call or record
-  TextOffset name = 0;
-};
-
-template <MethodKind Kind, FieldKind Field, Scalar S>
-constexpr auto accessor_engine() {
-  constexpr bool reads = Kind == MethodKind::getter;
-  if constexpr (Field == FieldKind::scalar) {
-    return reads ? get_scalar<S> : set_scalar<S>;
-  } else if constexpr (Field == FieldKind::bits) {
-    return reads ? get_bits : set_bits;
-  } else if constexpr (Field == FieldKind::character_array) {
-    return reads ? get_character_array : set_character_array;
-  } else if constexpr (Field == FieldKind::array) {
-    return reads ? get_view : set_array;
-  } else if constexpr (Field == FieldKind::mac_text) {
-    return reads ? get_mac_text : set_array;
-  } else if constexpr (Field == FieldKind::embedded_record) {
-    return reads ? get_view : set_embedded_record;
-  } else if constexpr (Field == FieldKind::pointer) {
-    return reads ? get_pointer : set_pointer;
-  } else if constexpr (Field == FieldKind::any_pointer) {
-    return reads ? get_pointer : set_any_pointer;
-  } else {
-    return reads ? get_owned_text : set_owned_text;
-  }
-}
-
 // ---- the tables --------------------------------------------------------------------------------------
 
 // Interface supplies `records` (FlatRecords), `calls` (an array of call rows), `types` (descriptors beside
@@ -228,13 +194,13 @@ struct Tables {
     std::array<RecordEntry, record_count> records{};
     std::array<ArgumentEntry, argument_count> arguments{};
     std::array<CallEntry, call_count> calls{};
-    std::array<MethodPlan, derived_method_count> methods{};
+    std::array<MethodEntry, derived_method_count> methods{};
     std::array<std::pair<TextOffset, TextOffset>, type_count> types{};
     std::size_t next_argument = 0;
     std::size_t next_method = 0;
 
     constexpr void add_method(MethodKind kind, std::size_t index, TextOffset name) {
-      methods[next_method++] = {kind, static_cast<std::uint32_t>(index), name};
+      methods[next_method++] = {name, static_cast<std::uint16_t>(index), kind};
     }
 
     constexpr void add_field(std::size_t index, const FlatRecord &record, TextOffset self_type) {
@@ -343,23 +309,32 @@ struct Tables {
   static constexpr auto arguments = built.arguments;
   static constexpr auto calls = built.calls;
 
+  static constexpr auto method_entries = built.methods;
+
+  static PyObject *call(std::size_t method, Arguments arguments) {
+    const MethodEntry &entry = method_entries[method];
+    switch (entry.kind) {
+      case MethodKind::setter: return set_field(fields[entry.index], arguments);
+      case MethodKind::getter: return get_field(fields[entry.index], arguments);
+      case MethodKind::call: return call_bridged(calls[entry.index], arguments);
+      case MethodKind::overloaded_call: return call_overloaded(&calls[entry.index], arguments);
+      case MethodKind::constructor: return construct(records[entry.index], arguments);
+      case MethodKind::destructor: return destruct(records[entry.index], arguments);
+      case MethodKind::registration: return register_shadow_class(records[entry.index], arguments);
+    }
+    return nullptr;
+  }
+
   // One thin function for each method: it only names its entry.
   template <std::size_t I>
-  static PyObject *thunk(PyObject * /*module*/, PyObject *arguments_tuple) {
-    constexpr MethodPlan plan = built.methods[I];
-    if constexpr (plan.kind == MethodKind::setter || plan.kind == MethodKind::getter) {
-      return accessor_engine<plan.kind, fields[plan.index].kind, fields[plan.index].scalar>()(fields[plan.index],
-                                                                                              arguments_tuple);
-    } else if constexpr (plan.kind == MethodKind::call) {
-      return call_bridged(calls[plan.index], arguments_tuple);
-    } else if constexpr (plan.kind == MethodKind::overloaded_call) {
-      return call_overloaded(&calls[plan.index], 2, arguments_tuple);
-    } else if constexpr (plan.kind == MethodKind::constructor) {
-      return (records[plan.index].counted ? construct_counted : construct)(records[plan.index], arguments_tuple);
-    } else if constexpr (plan.kind == MethodKind::destructor) {
-      return destruct(records[plan.index], arguments_tuple);
+  static PyObject *thunk(PyObject * /*module*/, PyObject *tuple) {
+    constexpr MethodEntry entry = built.methods[I];
+    if constexpr (entry.kind == MethodKind::setter) {
+      return set_field(fields[entry.index], arguments_in(tuple));
+    } else if constexpr (entry.kind == MethodKind::getter) {
+      return get_field(fields[entry.index], arguments_in(tuple));
     } else {
-      return register_shadow_class(records[plan.index], arguments_tuple);
+      return call(I, arguments_in(tuple));
     }
   }
 

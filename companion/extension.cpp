@@ -1,0 +1,177 @@
+// The native part of the companion layer: makes the record classes, and finds the other names when they are used.
+#include "companion/record_class.hpp"
+
+#include <cstring>
+
+extern "C" __attribute__((visibility("default"))) PyObject *PyInit__records();
+
+namespace vswitchpy {
+namespace {
+
+PyObject *native_module = nullptr;  // `_libvswitch`
+PyObject *layer = nullptr;          // `libvswitch`
+PyObject *layer_name = nullptr;
+
+bool find_engine(PyObject *module) {
+  auto *definition = reinterpret_cast<ModuleDefinition *>(PyModule_GetDef(module));
+  if (!definition || std::strcmp(definition->interpreter.m_name, "_libvswitch") != 0) {
+    PyErr_SetString(PyExc_ImportError, "the companion layer belongs to the module _libvswitch");
+    return false;
+  }
+  engine = definition->engine;
+  return true;
+}
+
+// install(module): fills the dictionary of the companion layer with its classes.
+PyObject *install(PyObject * /*self*/, PyObject *module) {
+  if (engine) {
+    PyErr_SetString(PyExc_ImportError, "the companion layer can be imported once in a process");
+    return nullptr;
+  }
+  native_module = PyImport_ImportModule("_libvswitch");
+  layer_name = PyUnicode_InternFromString("libvswitch");
+  layer = Py_NewRef(module);
+  if (!native_module || !layer_name || !find_engine(native_module) || !prepare_functions() ||
+      !make_record_classes(PyModule_GetDict(layer))) {
+    return nullptr;
+  }
+  Py_RETURN_NONE;
+}
+
+// Position of a function of the native module; no_method for one that no row describes, and for anything else.
+MethodIndex method_of(PyObject *value) {
+  if (!PyCFunction_Check(value)) {
+    return no_method;
+  }
+  const PyMethodDef *definition = reinterpret_cast<PyCFunctionObject *>(value)->m_ml;
+  const auto position = definition - engine->definitions;
+  return position >= 0 && position < static_cast<std::ptrdiff_t>(engine->method_count)
+             ? static_cast<MethodIndex>(position)
+             : no_method;
+}
+
+// What a name of the native module is in the companion layer, or null; no error is set if there is no such name.
+PyObject *native_value(PyObject *name) {
+  PyObject *value = PyDict_GetItemWithError(PyModule_GetDict(native_module), name);
+  if (!value) {
+    return nullptr;
+  }
+  const MethodIndex method = method_of(value);
+  return method == no_method ? Py_NewRef(value) : new_function(method, layer, layer_name);
+}
+
+// find(name): the value of a name of the native module, kept in the companion layer from then on. Raises KeyError
+// for one that is not there.
+PyObject *find(PyObject * /*self*/, PyObject *name) {
+  PyObject *value = native_value(name);
+  if (!value) {
+    if (!PyErr_Occurred()) {
+      PyErr_SetObject(PyExc_KeyError, name);
+    }
+    return nullptr;
+  }
+  if (PyDict_SetItem(PyModule_GetDict(layer), name, value) < 0) {
+    Py_CLEAR(value);
+  }
+  return value;
+}
+
+// pointer(address, type_name): what the native module returns for a pointer of a type of its registry: a record, a bare
+// proxy, or None for 0.
+PyObject *pointer(PyObject * /*self*/, PyObject *arguments) {
+  PyObject *address = nullptr;
+  const char *type_name = nullptr;
+  if (!PyArg_ParseTuple(arguments, "Os", &address, &type_name)) {
+    return nullptr;
+  }
+  void *target = PyLong_AsVoidPtr(address);
+  if (PyErr_Occurred()) {
+    return nullptr;
+  }
+  swig_type_info *type = engine->find_descriptor(type_name);
+  return type ? engine->new_proxy(target, type, Ownership::borrowed)
+              : PyErr_Format(PyExc_TypeError, "the native module knows no type '%s'", type_name);
+}
+
+// Where a record or proxy points; false with the error set.
+bool target_of(PyObject *object, void **target) {
+  if (engine->pointer_from(object, nullptr, Disown::no, target)) {
+    return true;
+  }
+  PyErr_Format(PyExc_TypeError, "a record or a pointer is needed, not '%s'", Py_TYPE(object)->tp_name);
+  return false;
+}
+
+// address(pointer): where a record, a proxy or None points, as a number.
+PyObject *address(PyObject * /*self*/, PyObject *object) {
+  void *target = nullptr;
+  return target_of(object, &target) ? PyLong_FromVoidPtr(target) : nullptr;
+}
+
+// read(pointer, size): a copy of the bytes there. The caller knows that there are as many.
+PyObject *read(PyObject * /*self*/, PyObject *arguments) {
+  PyObject *object = nullptr;
+  Py_ssize_t size = 0;
+  void *target = nullptr;
+  if (!PyArg_ParseTuple(arguments, "On", &object, &size) || !target_of(object, &target)) {
+    return nullptr;
+  }
+  if (!target || size < 0) {
+    PyErr_SetString(PyExc_ValueError, target ? "a negative number of bytes" : "a null pointer has no bytes");
+    return nullptr;
+  }
+  return PyBytes_FromStringAndSize(static_cast<const char *>(target), size);
+}
+
+// released(record): whether its memory was given back.
+PyObject *released(PyObject * /*self*/, PyObject *record) {
+  return PyBool_FromLong(is_record(record) && is_released(as_record(record)));
+}
+
+// source(record): the name of the library call that handed the record out, or None.
+PyObject *source(PyObject * /*self*/, PyObject *record) {
+  if (!is_record(record) || !as_record(record)->source) {
+    Py_RETURN_NONE;
+  }
+  return PyUnicode_FromString(engine_text(engine->methods[as_record(record)->source - 1].name));
+}
+
+PyMethodDef functions[] = {
+    {"install", install, METH_O, nullptr},       {"find", find, METH_O, nullptr},
+    {"pointer", pointer, METH_VARARGS, nullptr}, {"address", address, METH_O, nullptr},
+    {"read", read, METH_VARARGS, nullptr},       {"released", released, METH_O, nullptr},
+    {"source", source, METH_O, nullptr},         {nullptr, nullptr, 0, nullptr},
+};
+
+PyModuleDef definition = [] {
+  PyModuleDef module = {};
+  module.m_base = PyModuleDef_HEAD_INIT;
+  module.m_name = "libvswitch._records";
+  module.m_size = -1;
+  module.m_methods = functions;
+  return module;
+}();
+
+}  // namespace
+
+PyObject *python_part(const char *module, const char *name) {
+  PyObject *part = PyImport_ImportModule(module);
+  PyObject *function = part ? PyObject_GetAttrString(part, name) : nullptr;
+  Py_XDECREF(part);
+  return function;
+}
+
+PyObject *python_name(const char *name) {
+  return PyObject_GetAttrString(layer, name);
+}
+
+}  // namespace vswitchpy
+
+PyObject *PyInit__records() {
+  using namespace vswitchpy;
+  PyObject *module = ready_member_types() ? PyModule_Create(&definition) : nullptr;
+  if (module && PyModule_AddObjectRef(module, "field", reinterpret_cast<PyObject *>(&field_type)) < 0) {
+    Py_CLEAR(module);
+  }
+  return module;
+}

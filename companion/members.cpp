@@ -1,0 +1,272 @@
+// The members of record classes: fields as attributes, and methods.
+#include "companion/record_class.hpp"
+
+#include <cstring>
+
+namespace vswitchpy {
+namespace {
+
+struct FieldObject {
+  PyObject_HEAD RecordClass *owner;
+  const FieldEntry *field;
+  MethodIndex getter;
+  MethodIndex setter;
+};
+
+struct MethodObject {
+  PyObject_HEAD vectorcallfunc call;
+  RecordClass *owner;
+  MethodIndex method;
+};
+
+const FieldObject &as_field(PyObject *object) {
+  return *reinterpret_cast<FieldObject *>(object);
+}
+
+const MethodObject &as_method(PyObject *object) {
+  return *reinterpret_cast<MethodObject *>(object);
+}
+
+bool is_instance(PyObject *object, RecordClass *kind) {
+  return Py_TYPE(object) == &kind->type || PyType_IsSubtype(Py_TYPE(object), &kind->type);
+}
+
+// The memory to work on directly; null where the accessor function has to judge.
+void *direct_pointer(PyObject *object, RecordClass *kind) {
+  return is_instance(object, kind) ? live_pointer(as_record(object)) : nullptr;
+}
+
+bool refuse_released(PyObject *object) {
+  if (!is_record(object) || !is_released(as_record(object))) {
+    return false;
+  }
+  PyErr_Format(PyExc_ValueError, "the memory of this %s was released", Py_TYPE(object)->tp_name);
+  return true;
+}
+
+PyObject *member_name(MethodIndex method, const RecordClass &owner, std::size_t suffix) {
+  const char *name = engine_text(engine->methods[method].name) + std::strlen(record_name(owner)) + 1;
+  return PyUnicode_FromStringAndSize(name, static_cast<Py_ssize_t>(std::strlen(name) - suffix));
+}
+
+PyObject *field_name(PyObject *self, void * /*closure*/) {
+  return member_name(as_field(self).getter, *as_field(self).owner, std::strlen("_get"));
+}
+
+PyObject *field_get(PyObject *self, PyObject *object, PyObject * /*type*/) {
+  if (!object || object == Py_None) {
+    return Py_NewRef(self);
+  }
+  const FieldObject &attribute = as_field(self);
+  if (void *record = direct_pointer(object, attribute.owner)) [[likely]] {
+    PyObject *value = engine->read_field(*attribute.field, record);
+    return attribute.field->kind < FieldKind::array ? value : keep_owner(value, object);
+  }
+  return refuse_released(object) ? nullptr : call_function(attribute.getter, {&object, 1});
+}
+
+int field_set(PyObject *self, PyObject *object, PyObject *value) {
+  const FieldObject &attribute = as_field(self);
+  if (!value || attribute.setter == no_method) {
+    PyObject *name = field_name(self, nullptr);
+    if (name) {
+      PyErr_Format(PyExc_AttributeError, "the field '%U' of '%s' records cannot be %s", name,
+                   attribute.owner->type.tp_name, value ? "assigned" : "deleted");
+      Py_DECREF(name);
+    }
+    return -1;
+  }
+  if (refuse_released(object)) {
+    return -1;
+  }
+  PyObject *done = nullptr;
+  void *record = direct_pointer(object, attribute.owner);
+  if (record) [[likely]] {
+    done = engine->write_field(*attribute.field, record, value);
+    if (done && PyErr_Occurred()) [[unlikely]] {
+      done = checked_result(attribute.setter, done);
+    }
+  } else {
+    PyObject *items[] = {object, value};
+    done = call_function(attribute.setter, {items, 2});
+  }
+  Py_XDECREF(done);
+  return done ? 0 : -1;
+}
+
+PyObject *field_doc_text(PyObject *self, void * /*closure*/) {
+  return PyUnicode_FromString(field_doc(static_cast<std::size_t>(as_field(self).field - engine->fields)));
+}
+
+PyObject *field_owner(PyObject *self, void * /*closure*/) {
+  return Py_NewRef(reinterpret_cast<PyObject *>(&as_field(self).owner->type));
+}
+
+PyObject *accessor(MethodIndex method) {
+  return method == no_method ? Py_NewRef(Py_None) : python_name(engine_text(engine->methods[method].name));
+}
+
+PyObject *field_getter(PyObject *self, void * /*closure*/) {
+  return accessor(as_field(self).getter);
+}
+
+PyObject *field_setter(PyObject *self, void * /*closure*/) {
+  return accessor(as_field(self).setter);
+}
+
+PyObject *field_repr(PyObject *self) {
+  PyObject *name = field_name(self, nullptr);
+  PyObject *text =
+      name ? PyUnicode_FromFormat("<field '%U' of '%s' records>", name, as_field(self).owner->type.tp_name) : nullptr;
+  Py_XDECREF(name);
+  return text;
+}
+
+PyObject *field_kind(PyObject *self, void * /*closure*/) {
+  switch (as_field(self).field->kind) {
+    case FieldKind::scalar: return PyUnicode_FromString("scalar");
+    case FieldKind::bits: return PyUnicode_FromString("bits");
+    case FieldKind::character_array: return PyUnicode_FromString("text");
+    case FieldKind::mac_text: return PyUnicode_FromString("mac");
+    case FieldKind::embedded_record: return PyUnicode_FromString("record");
+    case FieldKind::array: return PyUnicode_FromString("array");
+    default: return PyUnicode_FromString("pointer");
+  }
+}
+
+PyGetSetDef field_attributes[] = {
+    {"__name__", field_name, nullptr, nullptr, nullptr},
+    {"__doc__", field_doc_text, nullptr, nullptr, nullptr},
+    {"__objclass__", field_owner, nullptr, nullptr, nullptr},
+    {"kind", field_kind, nullptr, "scalar, bits, text, mac, record, array or pointer.", nullptr},
+    {"fget", field_getter, nullptr, "The accessor function that reads the field.", nullptr},
+    {"fset", field_setter, nullptr, "The accessor function that writes it, or None.", nullptr},
+    {nullptr, nullptr, nullptr, nullptr, nullptr},
+};
+
+}  // namespace
+
+constinit PyTypeObject field_type = [] {
+  PyTypeObject type = {};
+  type.ob_base = {PyObject_HEAD_INIT(nullptr) 0};
+  type.tp_name = "libvswitch.field";
+  type.tp_basicsize = sizeof(FieldObject);
+  type.tp_flags = Py_TPFLAGS_DEFAULT | Py_TPFLAGS_DISALLOW_INSTANTIATION;
+  type.tp_descr_get = field_get;
+  type.tp_descr_set = field_set;
+  type.tp_repr = field_repr;
+  type.tp_getset = field_attributes;
+  return type;
+}();
+
+namespace {
+
+// ---- methods -------------------------------------------------------------------------------------------------
+
+PyObject *method_call(PyObject *self, PyObject *const *items, std::size_t flagged_count, PyObject *keywords) {
+  const MethodObject &method = as_method(self);
+  if (keywords && PyTuple_GET_SIZE(keywords)) {
+    PyErr_Format(PyExc_TypeError, "%s() takes no keyword arguments", engine_text(engine->methods[method.method].name));
+    return nullptr;
+  }
+  const Py_ssize_t count = PyVectorcall_NARGS(flagged_count);
+  if (count > 0 && refuse_released(items[0])) {
+    return nullptr;
+  }
+  return call_method(method.method, {items, count});
+}
+
+PyObject *method_bind(PyObject *self, PyObject *object, PyObject * /*type*/) {
+  return object && object != Py_None ? PyMethod_New(self, object) : Py_NewRef(self);
+}
+
+PyObject *method_name(PyObject *self, void * /*closure*/) {
+  return member_name(as_method(self).method, *as_method(self).owner, 0);
+}
+
+PyObject *method_qualified_name(PyObject *self, void * /*closure*/) {
+  PyObject *name = method_name(self, nullptr);
+  PyObject *text = name ? PyUnicode_FromFormat("%s.%U", record_name(*as_method(self).owner), name) : nullptr;
+  Py_XDECREF(name);
+  return text;
+}
+
+constexpr char signature_end[] = "\n--\n\n";
+
+PyObject *method_doc_text(PyObject *self, void * /*closure*/) {
+  const char *text = method_doc(as_method(self).method);
+  const char *end = std::strstr(text, signature_end);
+  return PyUnicode_FromString(end ? end + std::strlen(signature_end) : text);
+}
+
+PyObject *method_signature(PyObject *self, void * /*closure*/) {
+  const char *text = method_doc(as_method(self).method);
+  const char *start = std::strchr(text, '(');
+  const char *end = std::strstr(text, signature_end);
+  return start && end && start < end ? PyUnicode_FromStringAndSize(start, end - start) : Py_NewRef(Py_None);
+}
+
+PyObject *method_owner(PyObject *self, void * /*closure*/) {
+  return Py_NewRef(reinterpret_cast<PyObject *>(&as_method(self).owner->type));
+}
+
+PyObject *method_repr(PyObject *self) {
+  PyObject *name = method_name(self, nullptr);
+  PyObject *text =
+      name ? PyUnicode_FromFormat("<method '%U' of '%s' records>", name, as_method(self).owner->type.tp_name) : nullptr;
+  Py_XDECREF(name);
+  return text;
+}
+
+PyGetSetDef method_attributes[] = {
+    {"__name__", method_name, nullptr, nullptr, nullptr},
+    {"__qualname__", method_qualified_name, nullptr, nullptr, nullptr},
+    {"__doc__", method_doc_text, nullptr, nullptr, nullptr},
+    {"__text_signature__", method_signature, nullptr, nullptr, nullptr},
+    {"__objclass__", method_owner, nullptr, nullptr, nullptr},
+    {nullptr, nullptr, nullptr, nullptr, nullptr},
+};
+
+constinit PyTypeObject method_type = [] {
+  PyTypeObject type = {};
+  type.ob_base = {PyObject_HEAD_INIT(nullptr) 0};
+  type.tp_name = "libvswitch.method";
+  type.tp_basicsize = sizeof(MethodObject);
+  type.tp_vectorcall_offset = offsetof(MethodObject, call);
+  type.tp_call = PyVectorcall_Call;
+  type.tp_flags = Py_TPFLAGS_DEFAULT | Py_TPFLAGS_DISALLOW_INSTANTIATION | Py_TPFLAGS_HAVE_VECTORCALL |
+                  Py_TPFLAGS_METHOD_DESCRIPTOR;
+  type.tp_descr_get = method_bind;
+  type.tp_repr = method_repr;
+  type.tp_getset = method_attributes;
+  return type;
+}();
+
+}  // namespace
+
+bool ready_member_types() {
+  return PyType_Ready(&field_type) == 0 && PyType_Ready(&method_type) == 0;
+}
+
+PyObject *new_field(RecordClass *owner, const FieldEntry *field, MethodIndex getter, MethodIndex setter) {
+  auto *attribute = PyObject_New(FieldObject, &field_type);
+  if (attribute) {
+    attribute->owner = owner;
+    attribute->field = field;
+    attribute->getter = getter;
+    attribute->setter = setter;
+  }
+  return reinterpret_cast<PyObject *>(attribute);
+}
+
+PyObject *new_method(RecordClass *owner, MethodIndex method) {
+  auto *object = PyObject_New(MethodObject, &method_type);
+  if (object) {
+    object->call = method_call;
+    object->owner = owner;
+    object->method = method;
+  }
+  return reinterpret_cast<PyObject *>(object);
+}
+
+}  // namespace vswitchpy

@@ -1,0 +1,78 @@
+// The record classes: native types built from the module's tables when the companion layer is imported.
+#pragma once
+
+#include "runtime/engine.hpp"
+
+namespace vswitchpy {
+
+extern const Engine *engine;
+
+inline const char *engine_text(TextOffset offset) {
+  return engine->texts + offset;
+}
+
+// Positions in the module's method table; `none` where a record has no such method.
+using MethodIndex = std::uint16_t;
+inline constexpr MethodIndex no_method = 0xffff;
+
+struct RecordClass {
+  PyTypeObject type;  // first: a type is found back from its address
+  PyMappingMethods mapping;
+  const RecordEntry *entry;
+  swig_type_info *descriptor;
+  MethodIndex constructor;
+  MethodIndex destructor;
+  MethodIndex get_item;
+  MethodIndex set_item;
+  MethodIndex length;
+  MethodIndex representation;
+  MethodIndex next;
+};
+
+// Makes all classes, registers each with the module and adds it to the dictionary of the companion layer. False with
+// the error set.
+bool make_record_classes(PyObject *dictionary);
+
+// The class of a record instance, also of one whose class a script derived.
+RecordClass *class_of(PyObject *record);
+
+const char *record_name(const RecordClass &kind);
+
+// The documentation of a record, field or function by its position in the tables. That of a function begins with
+// its signature: "name(alias, mtu, /)\n--\n\n".
+const char *record_doc(std::size_t index);
+const char *field_doc(std::size_t index);
+const char *method_doc(MethodIndex method);
+bool documentation_fits();
+
+// Sets up what the functions below need. False with the error set.
+bool prepare_functions();
+
+// Calls a function of the module as the interpreter would: a result with an error pending becomes the
+// interpreter's SystemError (checked_result). Notes what is handed out and what is taken back.
+PyObject *call_function(MethodIndex method, Arguments arguments);
+PyObject *checked_result(MethodIndex method, PyObject *result);
+
+// As call_function for a function of a record: a view in the result keeps the record alive.
+PyObject *call_method(MethodIndex method, Arguments arguments);
+
+// Makes `view`, if it is a view, keep alive the record in which it lies. Passes the view through.
+PyObject *keep_owner(PyObject *view, PyObject *record);
+
+extern PyTypeObject field_type;
+
+// A field as an attribute, and a method of a record; new references.
+PyObject *new_field(RecordClass *owner, const FieldEntry *field, MethodIndex getter, MethodIndex setter);
+PyObject *new_method(RecordClass *owner, MethodIndex method);
+bool ready_member_types();
+
+// A function of the module with its documentation, for the companion layer's dictionary.
+PyObject *new_function(MethodIndex method, PyObject *module, PyObject *module_name);
+
+// A function of the companion layer's Python part, imported when first needed. New reference.
+PyObject *python_part(const char *module, const char *name);
+
+// A name of the companion layer. New reference.
+PyObject *python_name(const char *name);
+
+}  // namespace vswitchpy

@@ -1,0 +1,93 @@
+"""Iteration over records that hold others: as many elements as the record's count says.
+
+Walks read the counts when they begin and trust them, as the library does.
+"""
+
+from __future__ import annotations
+
+from collections.abc import Callable, Iterator
+from typing import Any
+
+import libvswitch as vs
+
+RUNTIME_OPTIONS_HEADER = 4
+
+
+def _counted(field: str) -> Callable[[Any], Iterator[Any]]:
+    """Elements by index, as many as a field of the record says."""
+
+    def walk(record: Any) -> Iterator[Any]:
+        for index in range(getattr(record, field)):
+            yield record[index]
+
+    return walk
+
+
+def _teaming_uplinks(policy: vs.VSTeamPolicy) -> Iterator[str | None]:
+    """The uplinks in failover order: the active ones, then the standby ones."""
+    for index in range(policy.numActive + policy.numStandby):
+        yield policy[index]
+
+
+def _lags(table: vs.VSLAGTable) -> Iterator[vs.VSLAGStatus]:
+    lag = table.vs_lag_table_first_lag()
+    for remaining in range(table.numLAGs, 0, -1):
+        assert lag is not None
+        yield lag
+        if remaining > 1:
+            lag = lag.vs_lag_table_next_lag()
+
+
+def _options(options: vs.VSRuntimeOptions) -> Iterator[vs.VSRuntimeOptionHeader]:
+    option = options.get_first_option() if options.totalLength > RUNTIME_OPTIONS_HEADER else None
+    while option is not None:
+        if option.length == 0:
+            raise ValueError("a runtime option of length 0: the buffer is not complete")
+        yield option
+        option = options.get_next_option(option)
+
+
+def entities(table: vs.DVMirrorSessionTable, session: vs.DVMirrorSession) -> Iterator[vs.DVMirrorEntity]:
+    """The entities of one session of a mirror table: its destinations, then the sources received from, then those sent
+    from, as many as its three counts say."""
+    count = session.numDstEntities + session.numSrcInEntities + session.numSrcOutEntities
+    entity = table.get_first_session_entity(session.startIdx) if count else None
+    for remaining in range(count, 0, -1):
+        assert entity is not None
+        yield entity
+        if remaining > 1:
+            entity = entity.__next__()
+
+
+_WALKS: dict[str, Callable[[Any], Iterator[Any]]] = {
+    "DVMirrorSessionTable": _counted("numSessions"),
+    "LSTeamPolicy": lambda policy: _teaming_uplinks(policy.policy),
+    "LSTeamTable": _counted("numLSTeam"),
+    "RTMIOCtlQuery": _counted("numPortsets"),
+    "RTMModIOCtlQuery": _counted("numMod"),
+    "VSDVMirrorSessionIDs": _counted("numEntries"),
+    "VSLAGStatus": _counted("numUplinks"),
+    "VSLAGTable": _lags,
+    "VSList": _counted("count"),
+    "VSPromiscSessionActiveDsts": _counted("numEntries"),
+    "VSRuntimeOptions": _options,
+    "VSTeamPolicy": _teaming_uplinks,
+    "VSUplinkPortIds": _counted("nUplinkPorts"),
+    "VSUplinkPorts": _counted("nUplinkPorts"),
+    "VSUplinks": _counted("numEntries"),
+}
+
+
+def iterate(record: vs.Record) -> Iterator[Any]:
+    """What `iter(record)` gives. TypeError for a record that holds nothing or that does not know how much."""
+    for kind in type(record).__mro__:
+        walk = _WALKS.get(kind.__name__)
+        if walk is not None:
+            return walk(record)
+    name = type(record).__name__
+    if hasattr(record, "__getitem__"):
+        raise TypeError(
+            f"'{name}' object is not iterable: it does not know how many elements follow; "
+            f"write (record[index] for index in range(count))"
+        )
+    raise TypeError(f"'{name}' object is not iterable")

@@ -1,0 +1,66 @@
+"""Memory that the library or a helper hands out, released at the end of a block."""
+
+from __future__ import annotations
+
+from collections.abc import Callable, Iterator
+from contextlib import AbstractContextManager, contextmanager
+from typing import TYPE_CHECKING, Any, TypeVar, overload
+
+import libvswitch as vs
+from libvswitch import Record, _records, check
+
+if TYPE_CHECKING:
+    from libvswitch import Outputs
+
+T = TypeVar("T")
+
+
+def releasing_function(source: str) -> Callable[[Any], object] | None:
+    """The function that takes back what the function named `source` hands out; None if its proxies own it."""
+    if source.startswith("alloc_"):
+        return getattr(vs, f"free_{source.removeprefix('alloc_')}")  # type: ignore[no-any-return]
+    if source.startswith("new_") and source.endswith("Array"):
+        return getattr(vs, f"delete_{source.removeprefix('new_')}")  # type: ignore[no-any-return]
+    for prefix, function in (
+        ("VSQEL_", vs.VSQEL_FreeMemory),
+        ("VSDVS_", vs.VSDVS_FreeMemory),
+        ("DVS", vs.DVSQEL_DataFree),
+    ):
+        if source.startswith(prefix):
+            return function
+    return None
+
+
+def release(record: Any, source: str | None = None) -> None:
+    """Gives a record back to what handed it out, `source` unless the record knows; frees it if it owns its memory."""
+    source = _records.source(record) or source
+    function = releasing_function(source) if source else None
+    if function is not None and not _records.released(record) and not record.thisown:
+        function(record)
+    record.release()
+
+
+@overload
+def allocated(function: Callable[..., Outputs[T]], *arguments: Any) -> AbstractContextManager[T]: ...
+@overload
+def allocated(function: Callable[..., T | None], *arguments: Any) -> AbstractContextManager[T]: ...
+@contextmanager
+def allocated(function: Callable[..., Any], *arguments: Any) -> Iterator[Any]:
+    """Calls `function(*arguments)` and releases at the end of the `with` block what it has handed out.
+
+    For library calls (a failing status raises VSwitchError, the block gets the output or the tuple of outputs) and for
+    the allocation helpers (`alloc_...`, `new_...Array`; None raises MemoryError)::
+
+        with allocated(VSQEL_GetSwitchInfo, "production") as info:
+            print(info.mtu)
+    """
+    result = function(*arguments)
+    outputs = check(result) if isinstance(result, list) else result
+    if outputs is None:
+        raise MemoryError(f"{function.__name__} has handed out nothing")
+    try:
+        yield outputs
+    finally:
+        for record in outputs if isinstance(outputs, tuple) else (outputs,):
+            if isinstance(record, Record):
+                release(record, function.__name__)

@@ -1,0 +1,52 @@
+// Instances of the companion layer's record classes, as far as the engine knows them.
+#pragma once
+
+#include "runtime/proxy.hpp"
+
+namespace vswitchpy {
+
+// An instance carries its native pointer itself. A proxy for it is made only when a script asks for `this`; from
+// then on the proxy owns the memory, and the pointer here is a copy of its own (null if the proxy is of
+// another type: then only the slow paths work).
+struct RecordObject {
+  PyObject_HEAD void *pointer;
+  swig_type_info *type;
+  PyObject *proxy;      // `this` once it was asked for or assigned, or null
+  RecordObject *owner;  // of a view: the instance whose memory it lies in, kept alive by it; or null
+  PyObject *weak_references;
+  std::uint16_t source;  // 1 + position of the library call that handed the record out; 0: none did
+  bool owned;            // while there is no proxy: whether the memory is freed with the instance
+  bool released;         // the memory was given back before the instance went
+};
+
+// What the companion layer hands to the engine when it is imported. Without it no instance exists.
+struct RecordClasses {
+  PyTypeObject *base;  // of every record class
+  // An instance of a class whose direct base is `base`. New reference, or null with the error set.
+  PyObject *(*make)(PyTypeObject *type, void *pointer, swig_type_info *descriptor, Ownership ownership);
+};
+extern RecordClasses record_classes;
+
+// Whether an object is an instance of one of the record classes or of a class derived from one.
+inline bool is_record(PyObject *object) {
+  if (!record_classes.base) {
+    return false;
+  }
+  return Py_TYPE(object)->tp_base == record_classes.base || PyType_IsSubtype(Py_TYPE(object), record_classes.base);
+}
+
+inline RecordObject *as_record(PyObject *object) {
+  return reinterpret_cast<RecordObject *>(object);
+}
+
+// Whether the memory was given back: its own, or that of the record in which it lies.
+inline bool is_released(const RecordObject *record) {
+  return (record->owner ? record->owner : record)->released;
+}
+
+// Where the record is; null if it was never set or is released.
+inline void *live_pointer(const RecordObject *record) {
+  return is_released(record) ? nullptr : record->pointer;
+}
+
+}  // namespace vswitchpy

@@ -1,0 +1,213 @@
+"""What stubs, docstrings and manual say of the interface: types, ranges and errors, derived from the rows as JSON."""
+
+import keyword
+
+INTEGER_RANGES = {
+    "unsigned 8": (0, 2**8 - 1),
+    "unsigned 16": (0, 2**16 - 1),
+    "unsigned 32": (0, 2**32 - 1),
+    "unsigned 64": (0, 2**64 - 1),
+    "size": (0, 2**64 - 1),
+    "signed 32": (-(2**31), 2**31 - 1),
+    "signed 32 in byte": (-(2**31), 2**31 - 1),
+}
+HOST_MANUAL = "docs/host.md"
+
+
+def range_sentence(scalar):
+    if scalar == "character":
+        return "One character or an int from -128 to 127; TypeError or OverflowError otherwise."
+    low, high = INTEGER_RANGES[scalar]
+    return f"An int from {low} to {high}; OverflowError outside, TypeError for anything else."
+
+
+class Interface:
+    """The rows, with what follows from them."""
+
+    def __init__(self, rows):
+        self.records = rows["records"]
+        self.calls = rows["calls"]
+        self.constants = rows["constants"]
+        self.record_names = {record["name"] for record in self.records}
+
+    # ---- types ---------------------------------------------------------------------------------------------
+
+    def proxy(self, target):
+        """What a pointer to `target` is read as: its record's class, or a bare proxy."""
+        return target if target in self.record_names else "SwigPyObject"
+
+    def accepted(self, target):
+        return f"{target} | SwigPyObject" if target in self.record_names else "SwigPyObject"
+
+    def read_type(self, field):
+        kind = field["kind"]
+        if kind in ("scalar", "bits"):
+            return "str" if field.get("scalar") == "character" else "int"
+        if kind in ("characters", "mac"):
+            return "str"
+        if kind == "owned text":
+            return "str | None"
+        view = self.proxy(field.get("target"))
+        return view if kind in ("array", "record") else f"{view} | None"
+
+    def written_type(self, field):
+        kind = field["kind"]
+        if kind in ("scalar", "bits"):
+            return "str | int" if field.get("scalar") == "character" else "int"
+        if kind in ("characters", "owned text"):
+            return "str | None"
+        if kind == "mac":
+            return "SwigPyObject"
+        if kind == "any pointer":
+            return "Record | SwigPyObject | None"
+        accepted = self.accepted(field.get("target"))
+        return accepted if kind in ("array", "record") else f"{accepted} | None"
+
+    def argument_type(self, argument):
+        typemap = argument["typemap"]
+        if typemap in ("text", "fixed text"):
+            return "str | None"
+        if typemap == "scalar":
+            return "str | int" if argument["scalar"] == "character" else "int"
+        if typemap == "any pointer":
+            return "Record | SwigPyObject | None"
+        if typemap == "raw bytes":
+            return "bytes"
+        if typemap == "raw bytes or text":
+            return "bytes | str"
+        if typemap == "six bytes":
+            return "bytes | bytearray | memoryview"
+        accepted = self.accepted(argument["target"])
+        return accepted if typemap in ("self", "record value") else f"{accepted} | None"
+
+    def output_type(self, argument):
+        """Of an output when the call has succeeded."""
+        return {"record output": self.proxy(argument.get("target")), "text output": "str"}.get(argument["typemap"], "int")
+
+    def value_type(self, call):
+        """Of what the native function itself returns."""
+        result = call["result"]
+        if result == "none":
+            return "None"
+        if result == "scalar":
+            return "str" if call["scalar"] == "character" else "int"
+        if result == "text":
+            return "str | None"
+        if result == "object":
+            return call["annotation"]
+        return f"{self.proxy(call['target'])} | None"
+
+    def result_type(self, call):
+        outputs = [self.output_type(argument) for argument in call["arguments"] if argument["output"]]
+        if not outputs:
+            return self.value_type(call)
+        return f"Outputs[{outputs[0] if len(outputs) == 1 else 'tuple[' + ', '.join(outputs) + ']'}]"
+
+    def inputs(self, call):
+        """Name and type of each argument that scripts pass."""
+        for argument in call["arguments"]:
+            if not argument["output"]:
+                name = argument["name"] + ("_" if keyword.iskeyword(argument["name"]) else "")
+                yield name, self.argument_type(argument)
+
+    # ---- documentation -------------------------------------------------------------------------------------
+
+    def assignment_text(self, field):
+        """What may be assigned and what a bad value raises."""
+        if field["read_only"]:
+            return "Read-only."
+        kind = field["kind"]
+        if kind in ("scalar", "bits"):
+            return range_sentence(field["scalar"])
+        if kind == "characters":
+            return f"A text of at most {field['size'] - 1} bytes, or None for an empty one; TypeError otherwise."
+        if kind == "owned text":
+            return "A text or None; TypeError otherwise."
+        if kind == "mac":
+            return "Read as text such as 02:00:00:00:00:01 and a closing NUL; assigned from a proxy of six bytes."
+        if kind == "any pointer":
+            return "A record, a proxy of any type or None, which gives up its memory; TypeError otherwise."
+        if kind == "pointer":
+            return f"A {self.accepted(field.get('target'))} or None, which gives up its memory; TypeError otherwise."
+        if kind == "record":
+            return f"A view. Assigned by copying a {self.accepted(field.get('target'))}; TypeError otherwise."
+        return "A proxy of the first element. Assigned by copying; TypeError for another type, ValueError for None."
+
+    def field_text(self, field):
+        return f"{field['doc']} {self.assignment_text(field)}"
+
+    def error_text(self, call):
+        """Which exceptions arguments raise."""
+        errors = set()
+        for argument in call["arguments"]:
+            typemap = argument["typemap"]
+            if argument["output"] or typemap.startswith("raw bytes"):
+                continue
+            errors.add("TypeError for an argument of another type")
+            if typemap == "scalar":
+                errors.add("OverflowError for a number out of range")
+            if typemap in ("self", "record value"):
+                errors.add("ValueError for a null record")
+            if typemap == "fixed text":
+                errors.add("TypeError for a text that is too long")
+        return f"Raises {', '.join(sorted(errors, key=lambda text: (text[0] != 'T', text)))}." if errors else ""
+
+    def call_text(self, call):
+        parts = [call["doc"], self.error_text(call)]
+        if call["result"] == "scalar" and call["name"].startswith(("VSQEL_", "VSDVS_", "DVS")):
+            parts.append(f"All statuses of the simulated host: {HOST_MANUAL}.")
+        return " ".join(part for part in parts if part)
+
+    def getter_text(self, record, field):
+        return f"Reads {record['name']}.{field['name']}: {field['doc']} ValueError for a null record."
+
+    def setter_text(self, record, field):
+        return f"Writes {record['name']}.{field['name']}: {field['doc']} {self.assignment_text(field)}"
+
+    def constructor_text(self, record):
+        name = record["name"]
+        if record["counted"]:
+            return (
+                f"Makes a {name} with room for count entries; its contents are undefined but for the count. Gives the "
+                f"bare proxy, which owns the memory; None if there is none. Scripts rather write {name}(count)."
+            )
+        return (
+            f"Makes a {name} of zero bytes and gives the bare proxy, which owns the memory; None if there is none. "
+            f"Scripts rather write {name}()."
+        )
+
+    def destructor_text(self, record):
+        return (
+            f"Frees the memory of a {record['name']}, which is unusable afterwards. Only for memory that new_"
+            f"{record['name']} has made; instances that own theirs free it themselves."
+        )
+
+    def registration_text(self, record):
+        return (
+            f"Makes the module return {record['name']} records as instances of shadow_class. The companion layer has "
+            f"registered its own class."
+        )
+
+    def record_functions(self, record):
+        """Name, arguments (name, type), result type and documentation of each function of a record, in the order of
+        the module's method table; for an extension method its row as well, else None."""
+        name = record["name"]
+        owner = ("record", f"{name} | SwigPyObject")
+        for field in record["fields"]:
+            if not field["read_only"]:
+                arguments = [("record", f"{name} | SwigPyObject | None"), ("value", self.written_type(field))]
+                yield f"{name}_{field['name']}_set", arguments, "None", self.setter_text(record, field), None
+            yield f"{name}_{field['name']}_get", [owner], self.read_type(field), self.getter_text(record, field), None
+        for method in record["methods"]:
+            arguments = list(self.inputs(method))
+            yield f"{name}_{method['name']}", arguments, self.result_type(method), self.call_text(method), method
+        count = [("count", "int")] if record["counted"] else []
+        yield f"new_{name}", count, "SwigPyObject | None", self.constructor_text(record), None
+        nullable = [("record", f"{name} | SwigPyObject | None")]
+        yield f"delete_{name}", nullable, "None", self.destructor_text(record), None
+        yield f"{name}_swigregister", [("shadow_class", "Any")], "None", self.registration_text(record), None
+
+    def library_functions(self):
+        """The same of the library calls and helpers. Overloads of one function follow each other."""
+        for call in self.calls:
+            yield call["name"], list(self.inputs(call)), self.result_type(call), self.call_text(call), call
