@@ -1,10 +1,13 @@
 // Booting the host: a fresh one from its description, a known one back to its persistent state.
 #include "platform/core/boot.hpp"
 
+#include <algorithm>
 #include <cerrno>
 #include <cstring>
 #include <fstream>
+#include <map>
 #include <sstream>
+#include <tuple>
 
 #include "platform/core/boot_description.hpp"
 #include "platform/core/call.hpp"
@@ -90,6 +93,127 @@ void add_mirror_session(Database &database, RowId vswitch, DescribedMirrorSessio
   set_mirror_statistics(database, vswitch, wanted.session_id, wanted.counters);
 }
 
+// A switch with its uplink ports and ports. NICs come later: no uplink port may take one that another is to have.
+RowId make_switch(Database &database, DescribedSwitch const &wanted) {
+  RowId vswitch = 0;
+  step(wanted.where, [&] {
+    vswitch = create_switch(database, {wanted.alias, wanted.switch_id, wanted.class_name, wanted.max_ports,
+                                       wanted.persistent, wanted.mtu, wanted.version, wanted.flags});
+  });
+  for (DescribedUplink const &uplink : wanted.uplinks) {
+    step(uplink.where, [&] {
+      if (!uplink.made_port)
+        add_port(database, vswitch, uplink.dvport_id);
+      add_uplink_port(database, vswitch, {uplink.name, uplink.dvport_id});
+    });
+  }
+  for (DescribedPort const &port : wanted.ports) {
+    step(port.where, [&] {
+      RowId const row = add_port(database, vswitch, port.dvport_id);
+      if (port.connect_id) {
+        set_property(database, {vswitch, Scope::port, row}, QEL_HNQPROP_PORT_CONNECTID,
+                     {.value = property_bytes(*port.connect_id)});
+      }
+      if (port.client) {
+        connect_client(database, row, port.client->type, port.client->name, port.client->mac);
+        describe_client(database, row, port.client->numa_node, port.client->router);
+        set_promiscuous_client(database, row, port.client->promiscuous);
+      }
+    });
+  }
+  return vswitch;
+}
+
+struct DescribedState {
+  std::string const &where;
+  DescribedPortState const &state;
+  Port port;
+};
+
+// Of all ports of a switch, those of uplinks included.
+std::vector<DescribedState> port_states(Database &database, RowId vswitch, DescribedSwitch const &wanted) {
+  std::vector<DescribedState> states;
+  for (DescribedPort const &port : wanted.ports)
+    states.push_back({port.where, port.state, port_by_id(database, vswitch, port.dvport_id)});
+  for (DescribedUplink const &uplink : wanted.uplinks) {
+    step(uplink.where, [&] {
+      RowId const port = find_uplink(database, vswitch, uplink.name).port;
+      states.push_back({uplink.where, uplink.state, {port, dvport_id_of(database, port), VS_PORT_CLIENT_UPLINK}});
+    });
+  }
+  return states;
+}
+
+// The properties of a place, with where they are described.
+struct DescribedProperties {
+  std::vector<PlacedProperty> properties;
+  std::map<std::tuple<Scope, RowId, std::string>, std::string> places;
+
+  void add(PropertyPlace const &place, std::vector<DescribedProperty> const &described) {
+    for (DescribedProperty const &wanted : described) {
+      properties.push_back({place, wanted.property});
+      places.emplace(std::tuple(place.scope, place.port, wanted.property.name), wanted.where);
+    }
+  }
+
+  void set(Database &database) {
+    std::optional<RefusedProperty> const refused = set_properties(database, std::move(properties));
+    if (!refused)
+      return;
+    PlacedProperty const &property = refused->property;
+    step(places[{property.place.scope, property.place.port, property.property.name}], [&] { refuse(refused->status); });
+  }
+};
+
+// The list of uplink ports goes first: their ports come and go with it.
+void set_described_properties(Database &database, RowId vswitch, DescribedSwitch const &wanted) {
+  auto const is_list = [](DescribedProperty const &property) {
+    return property.property.name == QEL_HNQPROP_HOST_UPLINKPORTS;
+  };
+  std::vector<DescribedProperty> lists;
+  std::vector<DescribedProperty> others;
+  std::partition_copy(wanted.host_properties.begin(), wanted.host_properties.end(), std::back_inserter(lists),
+                      std::back_inserter(others), is_list);
+  DescribedProperties first;
+  first.add({vswitch, Scope::host}, lists);
+  first.set(database);
+
+  DescribedProperties then;
+  then.add({vswitch, Scope::global}, wanted.global_properties);
+  then.add({vswitch, Scope::host}, others);
+  for (DescribedState const &port : port_states(database, vswitch, wanted)) {
+    step(port.where, [&] { set_external_id(database, vswitch, port.port.row, port.state.external_id); });
+    if (port.state.is_local_cache)
+      set_port_kind(database, port.port.row, DVSPORT_TYPE_LOCALCACHE);
+    // No limit and no setting that comes with the properties applies to them.
+    for (DescribedAddress const &address : port.state.by_hand) {
+      step(address.where,
+           [&] { add_mac_entry(database, vswitch, port.port, address.address.key, address.address.age); });
+    }
+    then.add({vswitch, Scope::port, port.port.row}, port.state.properties);
+  }
+  then.set(database);
+}
+
+// Uplink ports that name their NIC go before those that take the one of their own name.
+void bind_nics(Database &database, BootDescription const &description, std::vector<RowId> const &switches) {
+  auto const exists = [&](std::string const &name) {
+    return std::any_of(description.nics.begin(), description.nics.end(),
+                       [&](DescribedNic const &described) { return described.nic.name == name; });
+  };
+  for (NicChoice const choice : {NicChoice::named, NicChoice::by_name}) {
+    for (std::size_t i = 0; i < switches.size(); ++i) {
+      for (DescribedUplink const &uplink : description.switches[i].uplinks) {
+        if (uplink.nic_choice == choice && (choice == NicChoice::named || exists(uplink.name))) {
+          step(uplink.where, [&] {
+            bind_nic(database, switches[i], uplink.name, choice == NicChoice::named ? uplink.nic : uplink.name);
+          });
+        }
+      }
+    }
+  }
+}
+
 // What the switch has learned and counted so far: it needs the ports, their policies and the uplinks.
 void describe_running_state(Database &database, RowId vswitch, DescribedSwitch const &wanted) {
   for (DescribedLag const &lag : wanted.lags) {
@@ -103,68 +227,46 @@ void describe_running_state(Database &database, RowId vswitch, DescribedSwitch c
       });
     }
   }
-  for (DescribedPort const &port : wanted.ports) {
-    Port const row = port_by_id(database, vswitch, port.dvport_id);
-    learn(database, vswitch, row, port.learned);
-    set_counters(database, vswitch, row.row, port.counters);
-  }
-  for (DescribedUplink const &uplink : wanted.uplinks) {
-    Port const row{find_uplink(database, vswitch, uplink.name).port, "", VS_PORT_CLIENT_UPLINK};
-    learn(database, vswitch, row, uplink.learned);
-    set_counters(database, vswitch, row.row, uplink.counters);
+  for (DescribedState const &port : port_states(database, vswitch, wanted)) {
+    learn(database, vswitch, port.port, port.state.learned);
+    set_counters(database, vswitch, port.port.row, port.state.counters);
   }
   set_counters(database, vswitch, no_port, wanted.counters);
   for (DescribedPort const &port : wanted.ports) {
     for (DescribedGroup const &joined : port.groups) {
       step(joined.where, [&] {
         refuse_if(!port.client, QEL_BAD_PARAM);
-        join_multicast_group(database, port_by_id(database, vswitch, port.dvport_id).row, joined.group);
+        std::int64_t const updated = joined.updated ? static_cast<std::int64_t>(*joined.updated) : clock_now(database);
+        join_multicast_group(database, port_by_id(database, vswitch, port.dvport_id).row, joined.group, updated);
       });
     }
   }
   for (DescribedMirrorSession const &session : wanted.mirror_sessions)
     step(session.where, [&] { add_mirror_session(database, vswitch, session); });
-}
-
-void make_switch(Database &database, DescribedSwitch const &wanted) {
-  RowId vswitch = 0;
-  step(wanted.where, [&] {
-    vswitch = create_switch(database, {wanted.alias, wanted.switch_id, wanted.class_name, wanted.max_ports,
-                                       wanted.persistent, wanted.mtu, wanted.version, wanted.flags});
-  });
-  for (DescribedUplink const &uplink : wanted.uplinks) {
-    step(uplink.where, [&] {
-      add_uplink_port(database, vswitch, {uplink.name, uplink.dvport_id});
-      if (!uplink.nic.empty())
-        bind_nic(database, vswitch, uplink.name, uplink.nic);
-    });
-  }
-  for (DescribedPort const &port : wanted.ports) {
-    step(port.where, [&] {
-      RowId const row = add_port(database, vswitch, port.dvport_id);
-      set_property(database, {vswitch, Scope::port, row}, QEL_HNQPROP_PORT_CONNECTID,
-                   {.value = property_bytes(port.connect_id)});
-      if (port.client) {
-        connect_client(database, row, port.client->type, port.client->name, port.client->mac);
-        describe_client(database, row, port.client->numa_node, port.client->router);
-        set_promiscuous_client(database, row, port.client->promiscuous);
-      }
-    });
-  }
-  describe_running_state(database, vswitch, wanted);
+  if (!wanted.portset)
+    step(wanted.where, [&] { take_portset(database, vswitch); });
 }
 
 }  // namespace
 
 void boot_from_text(Database &database, std::string const &text) {
   BootDescription const description = parse_description(text);
+  if (description.stopped_clock)
+    stop_clock(database, static_cast<std::int64_t>(*description.stopped_clock));
+  std::vector<RowId> switches;
+  for (DescribedSwitch const &wanted : description.switches)
+    switches.push_back(make_switch(database, wanted));
+  for (std::size_t i = 0; i < switches.size(); ++i)
+    set_described_properties(database, switches[i], description.switches[i]);
+  if (description.mac_learning)
+    step("mac_learning", [&] { set_global_learning_settings(database, *description.mac_learning); });
+  step("runtime_options", [&] { set_runtime_options(database, description.runtime_options); });
   for (DescribedNic const &nic : description.nics) {
     step(nic.where, [&] { add_physical_nic(database, nic.nic); });
   }
-  if (description.stopped_clock)
-    stop_clock(database, static_cast<std::int64_t>(*description.stopped_clock));
-  for (DescribedSwitch const &wanted : description.switches)
-    make_switch(database, wanted);
+  bind_nics(database, description, switches);
+  for (std::size_t i = 0; i < switches.size(); ++i)
+    describe_running_state(database, switches[i], description.switches[i]);
   refresh_all_numa_nodes(database);
   database.execute("UPDATE host SET description = ?", text);
 }
@@ -200,6 +302,11 @@ Status boot() {
 
 std::string host_description(Database &database) {
   Rows row = database.rows("SELECT description FROM host");
+  return row.next() ? row.text(0) : std::string();
+}
+
+std::string state_id(Database &database) {
+  Rows row = database.rows("SELECT state_id FROM host");
   return row.next() ? row.text(0) : std::string();
 }
 

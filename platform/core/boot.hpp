@@ -25,6 +25,9 @@ HOST_API void boot_again(Database &database);
 // The built-in description, as JSON.
 HOST_API std::string_view default_description();
 
+// Another text whenever the whole state was replaced. Needs a transaction.
+HOST_API std::string state_id(Database &database);
+
 // Boots this process's host again: everything volatile is lost.
 HOST_API Status boot();
 

@@ -4,6 +4,7 @@
 #include <arpa/inet.h>
 
 #include <algorithm>
+#include <charconv>
 #include <cstdio>
 #include <nlohmann/json.hpp>
 #include <set>
@@ -127,6 +128,20 @@ class Object {
     return mac;
   }
 
+  // Bytes, each as two hexadecimal digits.
+  std::string hexadecimal(char const *member) {
+    std::string const digits = text(member, SIZE_MAX);
+    std::string bytes;
+    for (std::size_t at = 0; at < digits.size(); at += 2) {
+      unsigned char byte = 0;
+      auto const [end, error] = std::from_chars(&digits[at], digits.data() + std::min(at + 2, digits.size()), byte, 16);
+      if (error != std::errc() || end - &digits[at] != 2)
+        wrong(place(member), "must be bytes of two hexadecimal digits each");
+      bytes += static_cast<char>(byte);
+    }
+    return bytes;
+  }
+
   // The bytes of an IPv4 or IPv6 address, in network order.
   std::string ip_address(char const *member) {
     std::string const text = name(member, INET6_ADDRSTRLEN);
@@ -214,9 +229,19 @@ struct CounterName {
   std::string_view counter;
 };
 
-constexpr CounterName port_counters[] = {{"not_learned_allowed", counter::not_learned_allowed},
-                                         {"not_learned_dropped", counter::not_learned_dropped},
-                                         {"macs_moved", counter::macs_moved}};
+constexpr CounterName learning_counters[] = {{"not_learned_allowed", counter::not_learned_allowed},
+                                             {"not_learned_dropped", counter::not_learned_dropped},
+                                             {"macs_moved", counter::macs_moved}};
+
+std::vector<CounterName> const &port_counters() {
+  static std::vector<CounterName> const names = [] {
+    std::vector<CounterName> list(std::begin(learning_counters), std::end(learning_counters));
+    for (PacketCounter const &packets : packet_counters)
+      list.push_back({packets.name, packets.name});
+    return list;
+  }();
+  return names;
+}
 
 constexpr CounterName switch_counters[] = {
     {"team_allowed_at_port_limit", counter::team_allowed_at_port_limit},
@@ -231,8 +256,8 @@ constexpr CounterName switch_counters[] = {
     {"service_port_rx_override", counter::service_port_rx_override},
 };
 
-template <std::size_t size>
-DescribedCounters read_counters(Object &owner, CounterName const (&names)[size]) {
+template <typename Names>
+DescribedCounters read_counters(Object &owner, Names const &names) {
   DescribedCounters counters;
   Json const *json = owner.find("counters");
   if (!json)
@@ -246,15 +271,36 @@ DescribedCounters read_counters(Object &owner, CounterName const (&names)[size])
   return counters;
 }
 
-std::vector<DescribedAddress> read_learned(Object &owner) {
+// Addresses by hand do not age.
+std::vector<DescribedAddress> read_addresses(Object &owner, char const *member, bool may_age) {
   std::vector<DescribedAddress> addresses;
-  owner.list("learned", [&](Object &object) {
+  owner.list(member, [&](Object &object) {
     constexpr std::uint32_t most_vid = 4094;
     MacKey const key{object.mac("mac"), object.number_up_to("vlan", 0, most_vid),
                      object.number_up_to("vni", 0, QEL_VIRTUAL_NETWORK_ID_MAX)};
-    addresses.push_back({object.where(), {key, object.truth("aging", true), object.number("age", 0)}});
+    addresses.push_back({object.where(), {key, may_age && object.truth("aging", true), object.number("age", 0)}});
   });
   return addresses;
+}
+
+std::vector<DescribedProperty> read_properties(Object &owner, char const *member) {
+  std::vector<DescribedProperty> properties;
+  owner.list(member, [&](Object &object) {
+    StoredProperty property{object.name("name", property_name_room), object.text("owner", property_owner_room, ""),
+                            object.number("type", CONFIG_PROP_TYPE), object.truth("volatile", false),
+                            object.hexadecimal("value")};
+    properties.push_back({object.where(), std::move(property)});
+  });
+  return properties;
+}
+
+DescribedPortState read_port_state(Object &port) {
+  return {port.text("external_id", sizeof(OpaqueDVPortData::externalId), ""),
+          port.truth("local_cache", false),
+          read_properties(port, "properties"),
+          read_addresses(port, "user_macs", false),
+          read_addresses(port, "learned", true),
+          read_counters(port, port_counters())};
 }
 
 std::optional<VSPMACLearning> read_mac_learning(Object &port) {
@@ -263,8 +309,8 @@ std::optional<VSPMACLearning> read_mac_learning(Object &port) {
     return std::nullopt;
   Object object(*json, port.place("mac_learning"));
   VSPMACLearning policy{};
-  policy.learning = object.truth("learning", true);
-  policy.flooding = object.truth("flooding", true);
+  policy.learning = static_cast<qel_Bool>(object.truth("learning", true));
+  policy.flooding = static_cast<qel_Bool>(object.truth("flooding", true));
   policy.macLimit =
       object.number_up_to("limit", VSPORT_MAC_LEARNING_LIMIT_ENTRIES_DEFAULT, VSPORT_MAC_LEARNING_LIMIT_ENTRIES_MAX);
   policy.macLimitPolicy = static_cast<VSPortMACLearningLimitPolicy>(object.choice("at_limit", "allow", "drop")
@@ -302,7 +348,12 @@ MulticastGroup read_group(Object &object) {
 
 std::vector<DescribedGroup> read_groups(Object &port) {
   std::vector<DescribedGroup> groups;
-  port.list("multicast_groups", [&](Object &group) { groups.push_back({group.where(), read_group(group)}); });
+  port.list("multicast_groups", [&](Object &group) {
+    std::optional<std::uint64_t> updated;
+    if (group.find("updated"))
+      updated = group.large_number("updated", 0);
+    groups.push_back({group.where(), read_group(group), updated});
+  });
   return groups;
 }
 
@@ -341,7 +392,7 @@ DescribedClient read_client(Json const &json, std::string where) {
     wrong(object.place("type"), "must be \"tcpip\" or \"vnic\"");
   DescribedClient client{object.name("name", QEL_PORT_CLIENT_NAME_MAX),
                          type == "tcpip" ? VS_PORT_CLIENT_TCPIP : VS_PORT_CLIENT_VNIC,
-                         object.mac("mac"),
+                         object.find("mac") ? std::optional(object.mac("mac")) : std::nullopt,
                          object.number("numa_node", 0),
                          object.truth("router", false),
                          object.truth("promiscuous", false)};
@@ -352,24 +403,31 @@ DescribedClient read_client(Json const &json, std::string where) {
 DescribedPort read_port(Object &object) {
   DescribedPort port{object.where(),
                      object.name("dvport_id", QEL_HNQ_PORT_ID_MAX_LEN),
-                     object.number("connect_id", 0),
+                     std::nullopt,
                      std::nullopt,
                      read_mac_learning(object),
-                     read_learned(object),
-                     read_counters(object, port_counters),
+                     read_port_state(object),
                      read_groups(object)};
+  if (object.find("connect_id"))
+    port.connect_id = object.number("connect_id", 0);
   if (Json const *client = object.find("client"))
     port.client = read_client(*client, object.place("client"));
   return port;
 }
 
 DescribedUplink read_uplink(Object &object) {
+  Json const *nic = object.find("nic");
+  bool const has_none = nic && nic->is_null();
+  std::string const nic_name = has_none ? "" : object.text("nic", QEL_DEVICE_NAME_MAX_LENGTH, "");
   return {object.where(),
           object.name("name", QEL_HNQ_NAME_MAX_LEN),
-          object.text("nic", QEL_DEVICE_NAME_MAX_LENGTH, ""),
+          has_none           ? NicChoice::none
+          : nic_name.empty() ? NicChoice::by_name
+                             : NicChoice::named,
+          nic_name,
           object.text("dvport_id", QEL_HNQ_PORT_ID_MAX_LEN, ""),
-          read_learned(object),
-          read_counters(object, port_counters)};
+          object.truth("made_port", true),
+          read_port_state(object)};
 }
 
 DescribedSwitch read_switch(Object &object) {
@@ -379,9 +437,12 @@ DescribedSwitch read_switch(Object &object) {
                          .class_name = object.text("class", QEL_HNQ_CLASS_NAME_MAX_LEN, ""),
                          .max_ports = object.number("max_ports", 0),
                          .persistent = object.truth("persistent", true),
+                         .portset = object.truth("portset", true),
                          .mtu = object.number("mtu", 0),
                          .version = object.number("version", 0),
                          .flags = object.number("flags", 0),
+                         .global_properties = read_properties(object, "global_properties"),
+                         .host_properties = read_properties(object, "host_properties"),
                          .uplinks = {},
                          .ports = {},
                          .lags = {},
@@ -393,6 +454,41 @@ DescribedSwitch read_switch(Object &object) {
   object.list("mirror_sessions",
               [&](Object &session) { result.mirror_sessions.push_back(read_mirror_session(session)); });
   return result;
+}
+
+std::optional<VSMACLearningGlobalProps> read_global_learning(Object &host) {
+  Json const *json = host.find("mac_learning");
+  if (!json)
+    return std::nullopt;
+  Object object(*json, host.place("mac_learning"));
+  VSMACLearningGlobalProps settings{};
+  settings.agingTime = object.number("aging_time", VS_MAC_LEARNING_AGING_TIME_DEFAULT);
+  settings.macLimit = object.number("limit", VS_MAC_LEARNING_LIMIT_ENTRIES_DEFAULT);
+  settings.learnStatic = static_cast<qel_Bool>(object.truth("learn_static", VS_MAC_LEARNING_LEARN_STATIC_DEFAULT != 0));
+  settings.staticMACAllow =
+      static_cast<qel_Bool>(object.truth("allow_static", VS_MAC_LEARNING_ALLOW_STATIC_DEFAULT != 0));
+  object.finish();
+  return settings;
+}
+
+std::vector<RuntimeOption> read_runtime_options(Object &host) {
+  std::vector<RuntimeOption> options;
+  Json const *json = host.find("runtime_options");
+  if (!json)
+    return options;
+  Object object(*json, host.place("runtime_options"));
+  for (std::uint16_t type = 0; type < VS_NUM_RT_OPT; ++type) {
+    char const *const name = runtime_option_name(type);
+    if (!object.find(name))
+      continue;
+    if (is_text_option(type)) {
+      options.push_back({type, 0, object.text(name, SIZE_MAX)});
+    } else {
+      options.push_back({type, object.number(name, 0), {}});
+    }
+  }
+  object.finish();
+  return options;
 }
 
 }  // namespace
@@ -411,6 +507,8 @@ BootDescription parse_description(std::string_view text) {
   BootDescription description;
   if (object.find("stopped_clock"))
     description.stopped_clock = object.large_number("stopped_clock", 0);
+  description.mac_learning = read_global_learning(object);
+  description.runtime_options = read_runtime_options(object);
   object.list("physical_nics", [&](Object &nic) { description.nics.push_back(read_nic(nic)); });
   object.list("switches", [&](Object &vswitch) { description.switches.push_back(read_switch(vswitch)); });
   object.finish();

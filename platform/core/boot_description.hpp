@@ -13,6 +13,8 @@
 #include "platform/core/mac_learning.hpp"
 #include "platform/core/mirroring.hpp"
 #include "platform/core/multicast.hpp"
+#include "platform/core/runtime_options.hpp"
+#include "platform/core/typed_properties.hpp"
 #include "platform/core/uplinks.hpp"
 
 namespace host {
@@ -37,13 +39,32 @@ struct DescribedAddress {
   SeenAddress address;
 };
 
+struct DescribedProperty {
+  std::string where;
+  StoredProperty property;
+};
+
+// What the ports of uplinks and all others have.
+struct DescribedPortState {
+  std::string external_id;
+  bool is_local_cache;
+  std::vector<DescribedProperty> properties;
+  std::vector<DescribedAddress> by_hand;
+  std::vector<DescribedAddress> learned;
+  DescribedCounters counters;
+};
+
+// The NIC behind an uplink port: the one of its name (if there is one), a certain one, or none.
+enum class NicChoice { by_name, named, none };
+
 struct DescribedUplink {
   std::string where;
   std::string name;
+  NicChoice nic_choice;
   std::string nic;
   std::string dvport_id;
-  std::vector<DescribedAddress> learned;
-  DescribedCounters counters;
+  bool made_port;
+  DescribedPortState state;
 };
 
 struct DescribedLag {
@@ -55,7 +76,7 @@ struct DescribedLag {
 struct DescribedClient {
   std::string name;
   std::int64_t type;
-  MacAddress mac;
+  std::optional<MacAddress> mac;
   std::uint32_t numa_node;
   bool router;
   bool promiscuous;
@@ -64,16 +85,16 @@ struct DescribedClient {
 struct DescribedGroup {
   std::string where;
   MulticastGroup group;
+  std::optional<std::uint64_t> updated;  // microseconds of the host's clock
 };
 
 struct DescribedPort {
   std::string where;
   std::string dvport_id;
-  std::uint32_t connect_id;
+  std::optional<std::uint32_t> connect_id;
   std::optional<DescribedClient> client;
   std::optional<VSPMACLearning> mac_learning;
-  std::vector<DescribedAddress> learned;
-  DescribedCounters counters;
+  DescribedPortState state;
   std::vector<DescribedGroup> groups;
 };
 
@@ -97,9 +118,12 @@ struct DescribedSwitch {
   std::string class_name;
   std::uint32_t max_ports;
   bool persistent;
+  bool portset;
   std::uint32_t mtu;
   std::uint32_t version;
   std::uint32_t flags;
+  std::vector<DescribedProperty> global_properties;
+  std::vector<DescribedProperty> host_properties;
   std::vector<DescribedUplink> uplinks;
   std::vector<DescribedPort> ports;
   std::vector<DescribedLag> lags;
@@ -109,6 +133,8 @@ struct DescribedSwitch {
 
 struct BootDescription {
   std::optional<std::uint64_t> stopped_clock;  // microseconds since the epoch
+  std::optional<VSMACLearningGlobalProps> mac_learning;
+  std::vector<RuntimeOption> runtime_options;
   std::vector<DescribedNic> nics;
   std::vector<DescribedSwitch> switches;
 };

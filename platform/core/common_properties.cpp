@@ -3,6 +3,8 @@
 #include "platform/core/common_properties.hpp"
 
 #include "interface/kernel_records.h"
+#include "platform/core/counters.hpp"
+#include "platform/core/mac_table.hpp"
 #include "platform/core/port_policies.hpp"
 #include "platform/core/ports.hpp"
 #include "platform/core/property_values.hpp"
@@ -133,6 +135,18 @@ std::string port_link_status_value(Database &database, PropertyPlace const &port
 std::string port_connectee_value(Database &database, PropertyPlace const &port) {
   Connection const client = connection(database, port);
   return client.client_type == VS_PORT_CLIENT_VNIC ? client.client_name : std::string();
+}
+
+std::string port_statistics_value(Database &database, PropertyPlace const &port) {
+  qel_HNQPortStatistics statistics{};
+  for (PacketCounter const &counter : packet_counters)
+    statistics.*counter.field = read_counter(database, port.vswitch, port.port, counter.name);
+  statistics.pktsInDropped += read_counter(database, port.vswitch, port.port, counter::not_learned_dropped);
+  return record_value(statistics);
+}
+
+std::string port_learning_stats_value(Database &database, PropertyPlace const &port) {
+  return record_value(port_learning_stats(database, port.vswitch, port.port));
 }
 
 std::string admit_pool_settings(Database &, PropertyPlace const &, std::string_view value) {

@@ -21,6 +21,8 @@ std::string port_vlan_value(Database &database, PropertyPlace const &port);
 std::string port_persist_value(Database &database, PropertyPlace const &port);
 std::string port_link_status_value(Database &database, PropertyPlace const &port);
 std::string port_connectee_value(Database &database, PropertyPlace const &port);
+std::string port_statistics_value(Database &database, PropertyPlace const &port);
+std::string port_learning_stats_value(Database &database, PropertyPlace const &port);
 
 // QEL_HNQPROP_PORT_RESPOOLS_CFG: a qel_PortsetResPoolCfg.
 std::string admit_pool_settings(Database &database, PropertyPlace const &port, std::string_view value);

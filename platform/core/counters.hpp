@@ -4,6 +4,7 @@
 #include <cstdint>
 #include <string_view>
 
+#include "interface/kernel_records.h"
 #include "platform/core/switches.hpp"
 
 namespace host {
@@ -25,6 +26,30 @@ inline constexpr std::string_view service_port_rx = "service port, received";
 inline constexpr std::string_view service_port_rx_override = "service port, reverse-path check overridden";
 
 }  // namespace counter
+
+// The packets of a port, by the names that boot descriptions have for them.
+struct PacketCounter {
+  char const *name;
+  qel_uint64 qel_HNQPortStatistics::*field;
+};
+inline constexpr PacketCounter packet_counters[] = {
+    {"packets_in_unicast", &qel_HNQPortStatistics::pktsInUnicast},
+    {"bytes_in_unicast", &qel_HNQPortStatistics::bytesInUnicast},
+    {"packets_in_multicast", &qel_HNQPortStatistics::pktsInMulticast},
+    {"bytes_in_multicast", &qel_HNQPortStatistics::bytesInMulticast},
+    {"packets_in_broadcast", &qel_HNQPortStatistics::pktsInBroadcast},
+    {"bytes_in_broadcast", &qel_HNQPortStatistics::bytesInBroadcast},
+    {"packets_out_unicast", &qel_HNQPortStatistics::pktsOutUnicast},
+    {"bytes_out_unicast", &qel_HNQPortStatistics::bytesOutUnicast},
+    {"packets_out_multicast", &qel_HNQPortStatistics::pktsOutMulticast},
+    {"bytes_out_multicast", &qel_HNQPortStatistics::bytesOutMulticast},
+    {"packets_out_broadcast", &qel_HNQPortStatistics::pktsOutBroadcast},
+    {"bytes_out_broadcast", &qel_HNQPortStatistics::bytesOutBroadcast},
+    {"packets_in_dropped", &qel_HNQPortStatistics::pktsInDropped},
+    {"packets_out_dropped", &qel_HNQPortStatistics::pktsOutDropped},
+    {"packets_in_exception", &qel_HNQPortStatistics::pktsInException},
+    {"packets_out_exception", &qel_HNQPortStatistics::pktsOutException},
+};
 
 // The switch itself, in place of one of its ports.
 inline constexpr RowId no_port = 0;

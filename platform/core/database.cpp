@@ -5,6 +5,7 @@
 #include <unistd.h>
 
 #include <chrono>
+#include <cstdio>
 
 namespace host {
 
@@ -32,12 +33,38 @@ int wait_for_lock(void *, int attempt) {
   return 1;
 }
 
+// The name by which SQLite opens a file that does not change.
+std::string frozen_uri(std::string_view path) {
+  std::string uri = "file:";
+  for (char const character : path) {
+    if (character == '%' || character == '?' || character == '#') {
+      char escaped[4];
+      std::snprintf(escaped, sizeof escaped, "%%%02X", static_cast<unsigned>(character));
+      uri += escaped;
+    } else {
+      uri += character;
+    }
+  }
+  return uri + "?immutable=1";
+}
+
+int open_sqlite(std::string const &name, Database::Mode mode, sqlite3 **connection) {
+  // NOMUTEX: calls into the host are serialised already.
+  constexpr int flags = SQLITE_OPEN_NOMUTEX | SQLITE_OPEN_EXRESCODE;
+  constexpr int writing = flags | SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE;
+  switch (mode) {
+    case Database::Mode::frozen:
+      return sqlite3_open_v2(frozen_uri(name).c_str(), connection, flags | SQLITE_OPEN_READONLY | SQLITE_OPEN_URI,
+                             nullptr);
+    case Database::Mode::memory: return sqlite3_open_v2(":memory:", connection, writing, nullptr);
+    default: return sqlite3_open_v2(name.c_str(), connection, writing, nullptr);
+  }
+}
+
 }  // namespace
 
 Database::Database(std::string name, Mode mode) : name_(std::move(name)) {
-  // NOMUTEX: calls into the host are serialised already.
-  constexpr int flags = SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE | SQLITE_OPEN_NOMUTEX | SQLITE_OPEN_EXRESCODE;
-  int const code = sqlite3_open_v2(mode == Mode::memory ? ":memory:" : name_.c_str(), &connection_, flags, nullptr);
+  int const code = open_sqlite(name_, mode, &connection_);
   if (code != SQLITE_OK) {
     std::string const reason = connection_ ? sqlite3_errmsg(connection_) : sqlite3_errstr(code);
     sqlite3_close(connection_);
@@ -145,6 +172,8 @@ std::string_view Rows::bytes(int column) const {
 Transaction::Transaction(Database &database, bool writing) : database_(database) {
   if (database.is_damaged())
     database.throw_damage();
+  // SQLite would find out with the first change only.
+  refuse_if(writing && database.is_read_only(), QEL_READ_ONLY);
   database.execute(writing ? "BEGIN IMMEDIATE" : "BEGIN");
 }
 

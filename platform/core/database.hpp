@@ -51,7 +51,8 @@ class HOST_API Rows {
 
 class HOST_API Database {
  public:
-  enum class Mode { memory, file };
+  // `frozen`: a file that nobody writes while it is open. It is read without locks and without a log beside it.
+  enum class Mode { memory, file, frozen };
 
   // `name` is what messages call the database.
   Database(std::string name, Mode mode);
@@ -60,6 +61,8 @@ class HOST_API Database {
   ~Database();
 
   std::string const &name() const { return name_; }
+
+  bool is_read_only() const { return sqlite3_db_readonly(connection_, "main") == 1; }
 
   // Runs one statement. `sql` must be a literal: the prepared statement is kept under its address.
   template <typename... Values>

@@ -125,6 +125,8 @@ constexpr KnownProperty known_properties[] = {
     report(QEL_HNQPROP_PORT_PERSIST, Scope::port, port_persist_value),
     report(QEL_HNQPROP_PORT_LINK_STATUS, Scope::port, port_link_status_value),
     report(QEL_HNQPROP_PORT_VNIC_CONNECTEE, Scope::port, port_connectee_value),
+    report(QEL_HNQPROP_PORT_STATISTICS, Scope::port, port_statistics_value),
+    report(VSPROP_PORT_MAC_LEARNING_STATS, Scope::port, port_learning_stats_value),
 };
 
 }  // namespace

@@ -62,8 +62,7 @@ Limit limit_at(Database &database, RowId vswitch, Port const &port, bool is_new_
       return {true, true};
     return {is_new_to_switch && count_learned(database, vswitch, TableSide::ports) >= settings.mac_limit, false};
   }
-  // An uplink has a limit of its own only where one is set.
-  if (stored_property(database, {vswitch, Scope::port, port.row}, VSPROP_PORT_MAC_MANAGEMENT) &&
+  if (has_learning_policy(database, vswitch, port.row) &&
       at_port >= port_learning_policy(database, vswitch, port.row).macLimit)
     return {true, true};
   return {is_new_to_switch && count_learned(database, vswitch, TableSide::team) >= policy.macLimit, false};
@@ -79,11 +78,15 @@ VSMACLearningGlobalProps global_learning_settings(Database &database) {
   return settings;
 }
 
+bool has_global_learning_settings(Database &database) {
+  return host_setting(database, global_settings_name).has_value();
+}
+
 void set_global_learning_settings(Database &database, VSMACLearningGlobalProps settings) {
   refuse_if(settings.agingTime > VS_MAC_LEARNING_AGING_TIME_MAX, QEL_BAD_PARAM);
   refuse_if(settings.macLimit > VS_MAC_LEARNING_LIMIT_ENTRIES_DEFAULT, QEL_LIMIT_EXCEEDED);
-  settings.learnStatic = settings.learnStatic != 0;
-  settings.staticMACAllow = settings.staticMACAllow != 0;
+  settings.learnStatic = static_cast<qel_Bool>(settings.learnStatic != 0);
+  settings.staticMACAllow = static_cast<qel_Bool>(settings.staticMACAllow != 0);
   set_host_setting(database, global_settings_name, record_bytes(settings), Lifetime::persistent);
 }
 
@@ -101,6 +104,10 @@ LearningSettings learning_settings(Database &database, RowId vswitch) {
   settings.learn_static = switch_flag(database, vswitch, VSPROP_SWITCH_MAC_LEARN_STATIC, settings.learn_static);
   settings.static_allowed = switch_flag(database, vswitch, VSPROP_SWITCH_STATIC_MAC_ALLOW, settings.static_allowed);
   return settings;
+}
+
+bool has_learning_policy(Database &database, RowId vswitch, RowId port) {
+  return stored_property(database, {vswitch, Scope::port, port}, VSPROP_PORT_MAC_MANAGEMENT).has_value();
 }
 
 VSPMACLearning port_learning_policy(Database &database, RowId vswitch, RowId port) {

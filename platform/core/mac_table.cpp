@@ -140,7 +140,7 @@ bool is_full(Database &database, RowId vswitch, RowId port, std::int64_t limit) 
 
 }  // namespace
 
-void add_mac_entry(Database &database, RowId vswitch, Port const &port, MacKey const &key) {
+void add_mac_entry(Database &database, RowId vswitch, Port const &port, MacKey const &key, std::int64_t age) {
   LearningSettings const settings = learning_settings(database, vswitch);
   refuse_if(!settings.static_allowed, QEL_NO_PERMISSION);
   std::string_view const mac = mac_bytes(key.mac);
@@ -155,14 +155,16 @@ void add_mac_entry(Database &database, RowId vswitch, Port const &port, MacKey c
     database.execute("DELETE FROM mac_entry WHERE vswitch = ? AND mac = ? AND vid = ? AND vni = ? AND type = ?",
                      vswitch, Blob{mac}, key.vid, key.vni, VS_MAC_ADDR_TYPE_LEARNED);
   }
-  std::int64_t const limit = port.client_type == VS_PORT_CLIENT_UPLINK
-                                 ? team_learning_policy(database, vswitch).macLimit
-                                 : port_learning_policy(database, vswitch, port.row).macLimit;
+  bool const has_own_limit =
+      port.client_type != VS_PORT_CLIENT_UPLINK || has_learning_policy(database, vswitch, port.row);
+  std::int64_t const limit = has_own_limit ? port_learning_policy(database, vswitch, port.row).macLimit
+                                           : team_learning_policy(database, vswitch).macLimit;
   refuse_if(is_full(database, vswitch, port.row, limit), QEL_LIMIT_EXCEEDED);
   database.execute(
       "INSERT INTO mac_entry (vswitch, mac, vid, vni, type, port, aging, seen, moves) VALUES (?, ?, ?, ?, ?, ?, 0, ?, "
       "0)",
-      vswitch, Blob{mac}, key.vid, key.vni, VS_MAC_ADDR_TYPE_USER, port.row, clock_now(database));
+      vswitch, Blob{mac}, key.vid, key.vni, VS_MAC_ADDR_TYPE_USER, port.row,
+      clock_now(database) - age * microseconds_per_second);
 }
 
 void remove_mac_entry(Database &database, RowId vswitch, RowId port, MacKey const &key, std::int64_t type) {
@@ -203,6 +205,15 @@ std::int64_t count_learned(Database &database, RowId vswitch, TableSide side) {
   return count.next() ? count.integer(0) : 0;
 }
 
+VSPMACLearningStats port_learning_stats(Database &database, RowId vswitch, RowId port) {
+  VSPMACLearningStats stats{};
+  stats.numMACsLearned = static_cast<qel_uint32>(count_learned(database, vswitch, port));
+  stats.noLearningAllowedPkts = read_counter(database, vswitch, port, counter::not_learned_allowed);
+  stats.noLearningDroppedPkts = read_counter(database, vswitch, port, counter::not_learned_dropped);
+  stats.numMACsMoved = read_counter(database, vswitch, port, counter::macs_moved);
+  return stats;
+}
+
 std::vector<StaticEntry> load_static_entries(Database &database, RowId vswitch, RowId port) {
   std::vector<MacEntry> table;
   if (port != no_port) {
@@ -231,8 +242,8 @@ std::vector<StaticEntry> load_static_entries(Database &database, RowId vswitch, 
                          is_client && router.next() && router.integer(0) != 0,
                          std::vector<std::uint64_t>(VS_VLAN_BITMAP_ARRAY_SIZE)});
     }
-    auto const set = [&](std::size_t vid) {
-      entries[place->second].vlans[vid / vlans_in_word] |= std::uint64_t{1} << (vid % vlans_in_word);
+    auto const set = [&vlans_of = entries[place->second].vlans](std::size_t vid) {
+      vlans_of[vid / vlans_in_word] |= std::uint64_t{1} << (vid % vlans_in_word);
     };
     if (found.type == VS_MAC_ADDR_TYPE_USER || !is_trunk(vlans)) {
       set(static_cast<std::size_t>(found.key.vid) & most_vid);

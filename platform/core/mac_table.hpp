@@ -25,8 +25,9 @@ struct MacEntry {
 HOST_API std::vector<MacEntry> load_mac_table(Database &database, RowId vswitch, TableSide side);
 HOST_API std::vector<MacEntry> load_port_mac_table(Database &database, RowId vswitch, RowId port);
 
-// An entry by hand. Refuses with QEL_EXISTS, QEL_NO_PERMISSION or QEL_LIMIT_EXCEEDED.
-HOST_API void add_mac_entry(Database &database, RowId vswitch, Port const &port, MacKey const &key);
+// An entry by hand, made so many seconds ago. Refuses with QEL_EXISTS, QEL_NO_PERMISSION or QEL_LIMIT_EXCEEDED.
+HOST_API void add_mac_entry(Database &database, RowId vswitch, Port const &port, MacKey const &key,
+                            std::int64_t age = 0);
 // `type` may be VS_MAC_ADDR_TYPE_ALL. Refuses with QEL_NOT_FOUND.
 HOST_API void remove_mac_entry(Database &database, RowId vswitch, RowId port, MacKey const &key, std::int64_t type);
 void forget_mac_entries(Database &database, RowId vswitch);
@@ -36,6 +37,9 @@ void forget_all_mac_entries(Database &database);
 HOST_API std::int64_t count_mac_entries(Database &database, RowId vswitch, RowId port);
 HOST_API std::int64_t count_learned(Database &database, RowId vswitch, RowId port);
 HOST_API std::int64_t count_learned(Database &database, RowId vswitch, TableSide side);
+
+// The counters of one port, which may be an uplink.
+HOST_API VSPMACLearningStats port_learning_stats(Database &database, RowId vswitch, RowId port);
 
 struct StaticEntry {
   MacAddress mac;

@@ -109,7 +109,7 @@ std::string user_addresses_value(int count, VSMACEntries const *entries) {
   return value;
 }
 
-void join_multicast_group(Database &database, RowId port, MulticastGroup const &group) {
+void join_multicast_group(Database &database, RowId port, MulticastGroup const &group, std::int64_t updated) {
   refuse_if(!is_group(group.address), QEL_BAD_PARAM);
   bool const is_ipv4 = group.address.size() == ipv4_size;
   refuse_if(group.version < 1 || group.version > (is_ipv4 ? newest_igmp : newest_mld), QEL_BAD_PARAM);
@@ -122,7 +122,7 @@ void join_multicast_group(Database &database, RowId port, MulticastGroup const &
   }
   database.execute(
       "INSERT INTO multicast_group (port, address, version, source_mode, updated, vni) VALUES (?, ?, ?, ?, ?, ?)", port,
-      Blob{group.address}, group.version, group.source_mode, clock_now(database), group.vni);
+      Blob{group.address}, group.version, group.source_mode, updated, group.vni);
   for (std::string const &source : group.sources) {
     refuse_if(source.size() != group.address.size(), QEL_BAD_PARAM);
     database.execute("INSERT OR IGNORE INTO multicast_source (port, group_address, address) VALUES (?, ?, ?)", port,

@@ -28,7 +28,7 @@ struct MulticastGroup {
 };
 
 // Refuses with QEL_EXISTS for a group that was joined before, and QEL_BAD_PARAM for one that cannot be joined.
-HOST_API void join_multicast_group(Database &database, RowId port, MulticastGroup const &group);
+HOST_API void join_multicast_group(Database &database, RowId port, MulticastGroup const &group, std::int64_t updated);
 
 // The multicast addresses by which the switch delivers to the port: hardware addresses (VS_MCAST_FILTER_MODE_LEGACY),
 // IPv4 groups (..._IGMP) or IPv6 groups (..._MLD); none where the switch does not filter by this kind. Refuses

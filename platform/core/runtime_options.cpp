@@ -12,6 +12,7 @@ namespace host {
 namespace {
 
 struct NumberRule {
+  char const *name;
   std::uint32_t lowest;
   std::uint32_t highest;
   std::uint32_t normal;
@@ -19,22 +20,22 @@ struct NumberRule {
 
 // In the order of the VS_RT_OPT_* values.
 constexpr NumberRule number_rules[] = {
-    {1, 65535, 125},   // IGMP_QUERY_INTERVAL, seconds
-    {1, 64, 10},       // IGMP_V3_MAX_SRC_IP_NUM
-    {1, 16, 2},        // IGMP_QUERIES
-    {1, 3, 3},         // IGMP_VERSION
-    {1, 2, 2},         // MLD_VERSION
-    {1, 64, 10},       // MLD_V2_MAX_SRC_IP_NUM
-    {1, 65535, 128},   // MAX_RARPS_PER_INTERVAL
-    {1, 3600, 60},     // RARP_ADVERTISEMENT_DURATION, seconds
-    {0, 1, 1},         // REVERSE_PATH_FWD_CHECK
-    {0, 1, 0},         // REVERSE_PATH_FWD_CHECK_PROMISC
-    {0, 1, 1},         // ALLOW_FAST_PATH
-    {0, 300000, 100},  // TEAM_POLICY_UP_DELAY, milliseconds
-    {0, 1, 1},         // ALLOW_MIRROR_STATS
-    {0, 1, 0},         // TEAMING_NUMA_AWARE
-    {0, 1, 0},         // SEND_IGMP_REPORT_TO_UPLINK
-    {0, 1, 0},         // TEAMING_IGNORE_SHOTGUN
+    {"IGMPQueryInterval", 1, 65535, 125},  // seconds
+    {"IGMPV3MaxSrcIPNum", 1, 64, 10},
+    {"IGMPQueries", 1, 16, 2},
+    {"IGMPVersion", 1, 3, 3},
+    {"MLDVersion", 1, 2, 2},
+    {"MLDV2MaxSrcIPNum", 1, 64, 10},
+    {"MaxRARPsPerInterval", 1, 65535, 128},
+    {"RARPAdvertisementDuration", 1, 3600, 60},  // seconds
+    {"ReversePathFwdCheck", 0, 1, 1},
+    {"ReversePathFwdCheckPromisc", 0, 1, 0},
+    {"AllowFastPath", 0, 1, 1},
+    {"TeamPolicyUpDelay", 0, 300000, 100},  // milliseconds
+    {"AllowMirrorStats", 0, 1, 1},
+    {"TeamingNUMAAware", 0, 1, 0},
+    {"SendIGMPReportToUplink", 0, 1, 0},
+    {"TeamingIgnoreShotgun", 0, 1, 0},
 };
 static_assert(std::size(number_rules) == NUM_RUNTIME_INT_OPTIONS);
 
@@ -63,6 +64,16 @@ void refuse_option(RuntimeOption const &option) {
 
 bool is_text_option(std::uint16_t type) {
   return type >= NUM_RUNTIME_INT_OPTIONS;
+}
+
+char const *runtime_option_name(std::uint16_t type) {
+  if (is_text_option(type))
+    return type == VS_RT_OPT_IGMP_ROUTER_IP ? "IGMPRouterIP" : "MLDRouterIP";
+  return number_rules[type].name;
+}
+
+bool is_set(Database &database, std::uint16_t type) {
+  return host_setting(database, setting_name(type)).has_value();
 }
 
 RuntimeOption runtime_option(Database &database, std::uint16_t type) {

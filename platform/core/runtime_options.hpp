@@ -19,6 +19,12 @@ struct RuntimeOption {
 
 HOST_API bool is_text_option(std::uint16_t type);
 
+// Its name in a boot description.
+HOST_API char const *runtime_option_name(std::uint16_t type);
+
+// Whether the option has a value of its own, not just its default.
+HOST_API bool is_set(Database &database, std::uint16_t type);
+
 // The value in effect. Refuses a type that there is not with QEL_BAD_PARAM.
 HOST_API RuntimeOption runtime_option(Database &database, std::uint16_t type);
 HOST_API std::uint32_t runtime_option_number(Database &database, std::uint16_t type);

@@ -6,18 +6,20 @@ namespace host {
 namespace {
 
 constexpr std::int64_t application_id = 0x76737768;
-constexpr std::int64_t format_version = 1;
+constexpr std::int64_t format_version = 2;
 
 // AUTOINCREMENT where a number is never used twice: port-set names and port numbers come from it.
 constexpr char tables[] = R"sql(
   PRAGMA application_id = 0x76737768;
-  PRAGMA user_version = 1;
+  PRAGMA user_version = 2;
 
   CREATE TABLE host (
     boot_count INTEGER NOT NULL,
     stopped_clock INTEGER,
     -- What the host first booted from.
-    description TEXT NOT NULL DEFAULT ''
+    description TEXT NOT NULL DEFAULT '',
+    -- Another one whenever the whole state is replaced: handles into the former state are told by it.
+    state_id TEXT NOT NULL DEFAULT (hex(randomblob(16)))
   );
 
   -- What holds for all switches: runtime options and the like. Volatile ones are gone at the next boot.
@@ -56,7 +58,9 @@ constexpr char tables[] = R"sql(
     smartnic INTEGER NOT NULL DEFAULT 0,
     numa_node INTEGER NOT NULL,
     -- Grows each time that the NIC is set up again: the order in which failed links came back.
-    recovery INTEGER NOT NULL DEFAULT 0
+    recovery INTEGER NOT NULL DEFAULT 0,
+    -- When its link last came back, in microseconds of the host's clock; null while it has been up since the boot.
+    link_back INTEGER
   );
 
   -- portset is null for a switch that has none on this host.
@@ -295,10 +299,10 @@ Identity identify(Database &database) {
   if (owner != application_id)
     not_a_state_file(database, "is not a state file of the host");
   std::int64_t const version = integer(database, "PRAGMA user_version");
-  if (version > format_version) {
+  if (version != format_version) {
     throw Fault(ExceptionClass::runtime_error, QEL_VERSION_MISMATCH_MAJOR,
-                database.name() + ": the state file has format " + std::to_string(version) +
-                    ", this host reads formats up to " + std::to_string(format_version));
+                database.name() + ": the state file has format " + std::to_string(version) + ", this host has format " +
+                    std::to_string(format_version));
   }
   Rows check = database.rows("PRAGMA quick_check(1)");
   std::string const result = check.next() ? check.text(0) : "the check gave no result";

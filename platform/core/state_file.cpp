@@ -27,10 +27,20 @@ constexpr char memory_host[] = ":memory:";
 
 std::mutex call_mutex;
 
+// What shows that a file has changed.
+struct FileMark {
+  ino_t inode;
+  off_t size;
+  std::int64_t seconds;
+  std::int64_t nanoseconds;
+  bool operator==(FileMark const &) const = default;
+};
+
 struct Connection {
   std::optional<std::string> path;
   std::unique_ptr<Database> database;
   pid_t opener = 0;
+  std::optional<FileMark> frozen;
 
   bool is_memory() const { return path && *path == memory_host; }
   bool is_inherited() const { return database && opener != getpid() && !is_memory(); }
@@ -90,6 +100,23 @@ void make_file(std::string const &path) {
   close(file);
 }
 
+bool may_write(std::string const &path) {
+  return faccessat(AT_FDCWD, path.c_str(), W_OK, AT_EACCESS) == 0;
+}
+
+// A state file that this process can only read and that no process has open. SQLite has to make a log beside it even
+// to read it, unless it knows that the file does not change. None for any other file.
+std::optional<FileMark> frozen_mark(std::string const &path) {
+  struct stat file {};
+  if (stat(path.c_str(), &file) != 0 || !S_ISREG(file.st_mode))
+    return std::nullopt;
+  if (may_write(path) && may_write(std::filesystem::path(path).parent_path()))
+    return std::nullopt;
+  if (access((path + "-wal").c_str(), F_OK) == 0 || access((path + "-journal").c_str(), F_OK) == 0)
+    return std::nullopt;
+  return FileMark{file.st_ino, file.st_size, file.st_mtim.tv_sec, file.st_mtim.tv_nsec};
+}
+
 // Switching to the write-ahead log needs the file for itself, and SQLite does not wait for that.
 void use_write_ahead_log(Database &database) {
   auto const deadline = std::chrono::steady_clock::now() + std::chrono::seconds(10);
@@ -117,12 +144,15 @@ Identity identify_at_once(Database &database) {
 
 void prepare_connection(Database &database, bool in_file) {
   bool const fresh = identify_at_once(database) == Identity::fresh;
-  if (in_file)
+  if (in_file && !database.is_read_only())
     use_write_ahead_log(database);
   // NORMAL is safe against the end of any process; FULL waits for the disk with each change.
   database.execute_script(environment("VSWITCH_HOST_SYNC") == "power" ? "PRAGMA synchronous = FULL;"
                                                                       : "PRAGMA synchronous = NORMAL;");
+  // A checkpoint copies each page once that the log has, so a longer log (16 MiB) spares large tables, whose changes
+  // are spread over many pages, most of the copying.
   database.execute_script(
+      "PRAGMA wal_autocheckpoint = 4000;"
       "PRAGMA foreign_keys = ON;"
       "PRAGMA cell_size_check = ON;");
   if (!fresh)
@@ -136,11 +166,14 @@ void prepare_connection(Database &database, bool in_file) {
   transaction.commit();
 }
 
-std::unique_ptr<Database> open_connection(std::string const &path) {
+std::unique_ptr<Database> open_connection(std::string const &path, bool is_frozen) {
   bool const in_file = path != memory_host;
   if (in_file)
     make_file(path);
-  auto database = std::make_unique<Database>(path, in_file ? Database::Mode::file : Database::Mode::memory);
+  Database::Mode const mode = is_frozen ? Database::Mode::frozen
+                              : in_file ? Database::Mode::file
+                                        : Database::Mode::memory;
+  auto database = std::make_unique<Database>(path, mode);
   prepare_connection(*database, in_file);
   return database;
 }
@@ -175,14 +208,18 @@ Database &open_host() {
       throw Fault(ExceptionClass::runtime_error, QEL_INVALID_STATE,
                   *connection.path + ": this process is a copy that was not made by fork()");
     }
-    return *connection.database;
+    // Whoever may write the file may have done so.
+    if (!connection.frozen || connection.frozen == frozen_mark(*connection.path))
+      return *connection.database;
+    connection.database.reset();
   }
   static int const registered = pthread_atfork(before_fork, after_fork, after_fork);
   if (registered != 0)
     throw std::bad_alloc();
   if (!connection.path)
     connection.path = state_file_path();
-  connection.database = open_connection(*connection.path);
+  connection.frozen = connection.is_memory() ? std::nullopt : frozen_mark(*connection.path);
+  connection.database = open_connection(*connection.path, connection.frozen.has_value());
   connection.opener = getpid();
   return *connection.database;
 }

@@ -15,16 +15,6 @@ namespace host {
 
 namespace {
 
-struct WantedProperty {
-  PropertyPlace place;
-  StoredProperty property;
-};
-
-bool are_same(WantedProperty const &one, WantedProperty const &other) {
-  return one.place.port == other.place.port && one.place.scope == other.place.scope &&
-         one.property.name == other.property.name;
-}
-
 StoredProperty read_property(Document const &document) {
   StoredProperty property{name_member(document, "name", property_name_room),
                           text_member(document, "owner", property_owner_room), number_member(document, "type"),
@@ -33,45 +23,18 @@ StoredProperty read_property(Document const &document) {
   return property;
 }
 
-void read_properties(std::vector<WantedProperty> &wanted, PropertyPlace place, Document const &object, char const *name,
+void read_properties(std::vector<PlacedProperty> &wanted, PropertyPlace place, Document const &object, char const *name,
                      Extent extent) {
   for (Document const &document : list_member(object, name)) {
-    WantedProperty property{place, read_property(document)};
+    PlacedProperty property{place, read_property(document)};
     if (!property.property.is_volatile || extent == Extent::all)
       wanted.push_back(std::move(property));
   }
 }
 
-// Rules tie properties to each other (a teaming policy needs its uplink ports), so what is refused is tried again
-// after the others. Where nothing gets further the rule's own status is the answer.
-void set_properties(Database &database, std::vector<WantedProperty> pending) {
-  while (!pending.empty()) {
-    std::vector<WantedProperty> refused;
-    std::optional<Status> reason;
-    for (WantedProperty &wanted : pending) {
-      // A persistent write would remove the volatile value: that one comes second.
-      bool const too_early =
-          wanted.property.is_volatile &&
-          std::any_of(refused.begin(), refused.end(), [&](auto const &other) { return are_same(other, wanted); });
-      if (!too_early) {
-        try {
-          set_property(database, wanted.place, wanted.property.name,
-                       {.value = wanted.property.value,
-                        .owner = wanted.property.owner,
-                        .lifetime = wanted.property.is_volatile ? Lifetime::until_boot : Lifetime::persistent,
-                        .type = wanted.property.type});
-          continue;
-        } catch (Refusal const &refusal) {
-          if (!reason)
-            reason = refusal.status();
-        }
-      }
-      refused.push_back(std::move(wanted));
-    }
-    if (refused.size() == pending.size())
-      refuse(reason.value_or(QEL_INVALID_METADATA));
-    pending = std::move(refused);
-  }
+void set_all(Database &database, std::vector<PlacedProperty> properties) {
+  if (std::optional<RefusedProperty> const refused = set_properties(database, std::move(properties)))
+    refuse(refused->status);
 }
 
 struct WantedPort {
@@ -177,7 +140,7 @@ void drop_ports(Database &database, RowId vswitch, Keep &&is_kept, Status if_con
 
 // Takes all values away at once, because rules tie them to each other. A property that does not come back takes effect
 // with its default.
-void drop_properties(Database &database, RowId vswitch, std::vector<WantedProperty> const &coming) {
+void drop_properties(Database &database, RowId vswitch, std::vector<PlacedProperty> const &coming) {
   std::set<std::pair<Scope, std::string>> gone;
   {
     Rows rows = database.rows("SELECT scope, name FROM property WHERE vswitch = ? AND port = 0", vswitch);
@@ -186,7 +149,7 @@ void drop_properties(Database &database, RowId vswitch, std::vector<WantedProper
   }
   database.execute("DELETE FROM property WHERE vswitch = ?", vswitch);
   database.execute("DELETE FROM mirror_session WHERE vswitch = ?", vswitch);
-  for (WantedProperty const &wanted : coming)
+  for (PlacedProperty const &wanted : coming)
     gone.erase({wanted.place.scope, wanted.property.name});
   for (auto const &[scope, name] : gone) {
     KnownProperty const *const known = known_property(name);
@@ -212,7 +175,7 @@ void restore_ports(Database &database, RowId vswitch, WantedSwitch const &wanted
 }
 
 void restore_port_settings(Database &database, RowId vswitch, WantedSwitch const &wanted, bool made_for_uplink,
-                           Extent extent, std::vector<WantedProperty> &properties) {
+                           Extent extent, std::vector<PlacedProperty> &properties) {
   for (auto const &[dvport_id, port] : wanted.ports) {
     std::optional<Port> const existing = find_port(database, vswitch, dvport_id);
     if (port.made_for_uplink != made_for_uplink || !existing)
@@ -239,7 +202,7 @@ void restore_nics(Database &database, RowId vswitch, Document const &document) {
 void restore_switch(Database &database, WantedSwitch const &wanted, Extent extent) {
   RowId const vswitch = make_or_update_switch(database, wanted);
   auto const is_wanted = [&](std::string const &dvport_id) { return wanted.ports.count(dvport_id) != 0; };
-  std::vector<WantedProperty> properties;
+  std::vector<PlacedProperty> properties;
   read_properties(properties, {vswitch, Scope::global}, *wanted.document, "global", extent);
   read_properties(properties, {vswitch, Scope::host}, *wanted.document, "host", extent);
 
@@ -248,13 +211,13 @@ void restore_switch(Database &database, WantedSwitch const &wanted, Extent exten
   drop_ports(database, vswitch, is_wanted, QEL_BUSY);
   restore_ports(database, vswitch, wanted);
   restore_port_settings(database, vswitch, wanted, false, extent, properties);
-  set_properties(database, std::move(properties));
+  set_all(database, std::move(properties));
   drop_ports(database, vswitch, is_wanted, QEL_BUSY);
   restore_nics(database, vswitch, *wanted.document);
 
-  std::vector<WantedProperty> of_uplinks;
+  std::vector<PlacedProperty> of_uplinks;
   restore_port_settings(database, vswitch, wanted, true, extent, of_uplinks);
-  set_properties(database, std::move(of_uplinks));
+  set_all(database, std::move(of_uplinks));
   refuse_if(count_ports(database, vswitch) > wanted.max_ports, QEL_LIMIT_EXCEEDED);
 
   bool const has_portset = !load_switch(database, vswitch).portset.empty();
@@ -262,15 +225,6 @@ void restore_switch(Database &database, WantedSwitch const &wanted, Extent exten
     give_portset(database, vswitch);
   if (!wanted.portset && has_portset)
     take_portset(database, vswitch);
-}
-
-bool is_admitted(Database &database, KnownProperty const &known, PropertyPlace const &place, std::string_view value) {
-  try {
-    known.admit(database, place, value);
-    return true;
-  } catch (Refusal const &) {
-    return false;
-  }
 }
 
 // Another property may need the value, such as a teaming policy its uplink ports.
@@ -326,9 +280,9 @@ void start_port_from_image(Database &database, RowId vswitch, RowId port, std::s
   if (content == "port")
     set_external_id(database, vswitch, port,
                     text_member(document, "external_id", sizeof(OpaqueDVPortData::externalId)));
-  std::vector<WantedProperty> properties;
+  std::vector<PlacedProperty> properties;
   read_properties(properties, {vswitch, Scope::port, port}, document, "properties", Extent::all);
-  set_properties(database, std::move(properties));
+  set_all(database, std::move(properties));
   set_port_kind(database, port, DVSPORT_TYPE_LOCALCACHE);
 }
 
@@ -374,10 +328,7 @@ void sanitize_state(Database &database) {
     }
   }
   for (Suspect const &suspect : suspects) {
-    KnownProperty const *const known = known_property(suspect.name);
-    if (known->read_only)
-      continue;
-    if (!is_admitted(database, *known, suspect.place, suspect.value))
+    if (!is_admitted(database, suspect.place, suspect.name, suspect.value))
       clear_unless_needed(database, suspect.place, suspect.name);
   }
 }

@@ -43,7 +43,8 @@ NotedArgument noted(Value value) {
     return noted(static_cast<std::underlying_type_t<Value>>(value));
   } else if constexpr (std::is_signed_v<Value>) {
     result.kind = Kind::signed_number;
-    result.signed_number = value;
+    // A byte is shown as the number that it holds.
+    result.signed_number = static_cast<std::int64_t>(value);  // NOLINT(bugprone-signed-char-misuse)
   } else {
     result.kind = Kind::unsigned_number;
     result.unsigned_number = value;

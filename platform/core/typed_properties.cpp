@@ -20,6 +20,11 @@ bool is_wanted(StoredProperty const &property, std::uint32_t wanted) {
   return (property.type & wanted) != 0 && (is_public || (wanted & no_sync) != 0);
 }
 
+bool are_same(PlacedProperty const &one, PlacedProperty const &other) {
+  return one.place.port == other.place.port && one.place.scope == other.place.scope &&
+         one.property.name == other.property.name;
+}
+
 // The latest value that NICs are told of.
 std::optional<std::string> synchronised_value(Database &database, PropertyPlace place, std::string_view name) {
   Rows row = database.rows(
@@ -51,6 +56,51 @@ void set_typed_property(Database &database, PropertyPlace place, std::string_vie
                 .owner = {},
                 .lifetime = is_volatile ? Lifetime::until_boot : Lifetime::persistent,
                 .type = property_type_for_write(type)});
+}
+
+// Rules tie properties to each other (a teaming policy needs its uplink ports), so what is refused is tried again
+// after the others.
+std::optional<RefusedProperty> set_properties(Database &database, std::vector<PlacedProperty> pending) {
+  while (!pending.empty()) {
+    std::vector<PlacedProperty> refused;
+    std::optional<RefusedProperty> first;
+    for (PlacedProperty &wanted : pending) {
+      // A persistent write would remove the volatile value: that one comes second.
+      bool const too_early =
+          wanted.property.is_volatile &&
+          std::any_of(refused.begin(), refused.end(), [&](auto const &other) { return are_same(other, wanted); });
+      if (!too_early) {
+        try {
+          set_property(database, wanted.place, wanted.property.name,
+                       {.value = wanted.property.value,
+                        .owner = wanted.property.owner,
+                        .lifetime = wanted.property.is_volatile ? Lifetime::until_boot : Lifetime::persistent,
+                        .type = wanted.property.type});
+          continue;
+        } catch (Refusal const &refusal) {
+          if (!first)
+            first = RefusedProperty{wanted, refusal.status()};
+        }
+      }
+      refused.push_back(std::move(wanted));
+    }
+    if (refused.size() == pending.size())
+      return first;
+    pending = std::move(refused);
+  }
+  return std::nullopt;
+}
+
+bool is_admitted(Database &database, PropertyPlace const &place, std::string_view name, std::string_view value) {
+  KnownProperty const *const known = known_property(name);
+  if (!known || known->read_only)
+    return true;
+  try {
+    known->admit(database, place, value);
+    return true;
+  } catch (Refusal const &) {
+    return false;
+  }
 }
 
 PropertyPlace home_of(PropertyPlace place, std::string_view name) {
@@ -99,6 +149,7 @@ std::vector<StoredProperty> extra_switch_properties(Database &database, RowId vs
       by_name[property.name] = std::move(property);
   }
   std::vector<StoredProperty> list;
+  list.reserve(by_name.size());
   for (auto &[name, property] : by_name)
     list.push_back(std::move(property));
   return list;

@@ -32,6 +32,25 @@ HOST_API std::uint32_t property_types_wanted(std::uint32_t types);
 HOST_API void set_typed_property(Database &database, PropertyPlace place, std::string_view name, std::string_view value,
                                  std::uint32_t type);
 
+// A value that is to be at a place.
+struct PlacedProperty {
+  PropertyPlace place;
+  StoredProperty property;
+};
+
+struct RefusedProperty {
+  PlacedProperty property;
+  Status status;
+};
+
+// Sets all in an order that the rules which tie them to each other allow. Where there is none, the result is the first
+// one that stays refused.
+std::optional<RefusedProperty> set_properties(Database &database, std::vector<PlacedProperty> pending);
+
+// Whether the rules of the name, if it has any, allow the value now.
+HOST_API bool is_admitted(Database &database, PropertyPlace const &place, std::string_view name,
+                          std::string_view value);
+
 // Where a property is that is asked for at a place: a known one of a switch is reached from both scopes.
 PropertyPlace home_of(PropertyPlace place, std::string_view name);
 

@@ -4,6 +4,7 @@
 #include <algorithm>
 #include <cstring>
 
+#include "platform/core/clock.hpp"
 #include "platform/core/counters.hpp"
 #include "platform/core/lags.hpp"
 #include "platform/core/property_values.hpp"
@@ -17,6 +18,7 @@ namespace {
 
 constexpr std::uint64_t announcement_interval = 100;  // milliseconds
 constexpr std::uint64_t milliseconds_per_second = 1000;
+constexpr std::int64_t microseconds_per_millisecond = 1000;
 
 // An uplink with what the failure criteria look at.
 struct TeamMember {
@@ -24,6 +26,7 @@ struct TeamMember {
   std::int64_t speed;
   std::int64_t duplex;
   std::int64_t recovery;
+  std::optional<std::int64_t> link_back;
   std::optional<std::int64_t> numa_node;
 };
 
@@ -72,9 +75,9 @@ Team port_team(Database &database, RowId vswitch, RowId port) {
 }
 
 TeamMember load_member(Database &database, Uplink const &uplink) {
-  TeamMember member{uplink, 0, 0, 0, std::nullopt};
+  TeamMember member{uplink, 0, 0, 0, std::nullopt, std::nullopt};
   Rows row = database.rows(
-      "SELECT speed, duplex, recovery, uplink_port.numa_node FROM uplink_port"
+      "SELECT speed, duplex, recovery, uplink_port.numa_node, link_back FROM uplink_port"
       " JOIN physical_nic ON physical_nic.id = uplink_port.nic WHERE uplink_port.port = ?",
       uplink.port);
   if (!row.next())
@@ -84,6 +87,8 @@ TeamMember load_member(Database &database, Uplink const &uplink) {
   member.recovery = row.integer(2);
   if (!row.is_null(3))
     member.numa_node = row.integer(3);
+  if (!row.is_null(4))
+    member.link_back = row.integer(4);
   return member;
 }
 
@@ -98,9 +103,18 @@ bool is_as_wanted(Team const &team, TeamMember const &member) {
          member.duplex == (team.full_duplex ? QEL_LINK_DUPLEX_FULL : QEL_LINK_DUPLEX_HALF);
 }
 
+// A link that came back must have stayed for a while. A clock that was set back leaves nothing to wait for.
+bool is_waiting(Database &database, TeamMember const &member) {
+  if (!member.link_back)
+    return false;
+  std::int64_t const since = clock_now(database) - *member.link_back;
+  std::int64_t const delay = runtime_option_number(database, VS_RT_OPT_TEAM_POLICY_UP_DELAY);
+  return since >= 0 && since < delay * microseconds_per_millisecond;
+}
+
 bool works(Database &database, RowId vswitch, Team const &team, TeamMember const &member) {
   auto const asks = [&](std::int64_t criterion) { return (team.criteria & criterion) != 0; };
-  if (asks(TEAM_FRP_CRIT_LINK_STATE) && !member.uplink.link_up)
+  if (asks(TEAM_FRP_CRIT_LINK_STATE) && (!member.uplink.link_up || is_waiting(database, member)))
     return false;
   if (asks(TEAM_FRP_CRIT_DRV_PRESENT) && !member.uplink.nic)
     return false;
@@ -199,7 +213,7 @@ Uplink choose_uplink(Database &database, std::uint32_t port_number) {
   std::optional<std::string> const tied =
       stored_property(database, {port.vswitch, Scope::port, port_number}, VSPROP_PORT_TEAMING_OVERRIDE);
   if (tied && !tied->empty()) {
-    Uplink const uplink = find_uplink(database, port.vswitch, *tied);
+    Uplink uplink = find_uplink(database, port.vswitch, *tied);
     refuse_if(!uplink.link_up, QEL_ENETDOWN);
     return uplink;
   }

@@ -6,6 +6,7 @@
 #include <map>
 #include <set>
 
+#include "platform/core/clock.hpp"
 #include "platform/core/known_properties.hpp"
 #include "platform/core/teaming.hpp"
 #include "platform/core/text.hpp"
@@ -22,32 +23,6 @@ std::string slot_text(std::string_view slot) {
   std::size_t const length = strnlen(slot.data(), slot.size());
   refuse_if(length == slot.size(), QEL_NAME_TOO_LONG);
   return std::string(slot.substr(0, length));
-}
-
-// The value: a VSUplinkPorts block, then a VSUplinkPortIds block.
-std::vector<UplinkPortName> parse_uplink_ports(std::string_view value) {
-  refuse_if(value.size() < count_size, QEL_BAD_PARAM);
-  std::size_t const count = property_number(value);
-  refuse_if(count > QEL_TEAM_MAX_UPLINKS, QEL_LIMIT_EXCEEDED);
-  std::size_t const ids_start = count_size + count * sizeof(NameSlot);
-  refuse_if(value.size() != ids_start + count_size + count * sizeof(IdSlot), QEL_BAD_PARAM);
-  refuse_if(property_number(value.substr(ids_start)) != count, QEL_BAD_PARAM);
-  std::vector<UplinkPortName> list;
-  for (std::size_t i = 0; i < count; ++i) {
-    list.push_back({slot_text(value.substr(count_size + i * sizeof(NameSlot), sizeof(NameSlot))),
-                    slot_text(value.substr(ids_start + count_size + i * sizeof(IdSlot), sizeof(IdSlot)))});
-  }
-  return list;
-}
-
-std::string serialize_uplink_ports(std::vector<UplinkPortName> const &list) {
-  std::string names = property_bytes(static_cast<std::uint32_t>(list.size()));
-  std::string ids = names;
-  for (UplinkPortName const &uplink : list) {
-    names.append(uplink.name).append(sizeof(NameSlot) - uplink.name.size(), '\0');
-    ids.append(uplink.dvport_id).append(sizeof(IdSlot) - uplink.dvport_id.size(), '\0');
-  }
-  return names + ids;
 }
 
 struct CurrentUplink {
@@ -141,6 +116,32 @@ PortForUplink take_port(Database &database, RowId vswitch, std::string const &dv
 
 }  // namespace
 
+// The value: a VSUplinkPorts block, then a VSUplinkPortIds block.
+std::vector<UplinkPortName> parse_uplink_ports(std::string_view value) {
+  refuse_if(value.size() < count_size, QEL_BAD_PARAM);
+  std::size_t const count = property_number(value);
+  refuse_if(count > QEL_TEAM_MAX_UPLINKS, QEL_LIMIT_EXCEEDED);
+  std::size_t const ids_start = count_size + count * sizeof(NameSlot);
+  refuse_if(value.size() != ids_start + count_size + count * sizeof(IdSlot), QEL_BAD_PARAM);
+  refuse_if(property_number(value.substr(ids_start)) != count, QEL_BAD_PARAM);
+  std::vector<UplinkPortName> list;
+  for (std::size_t i = 0; i < count; ++i) {
+    list.push_back({slot_text(value.substr(count_size + i * sizeof(NameSlot), sizeof(NameSlot))),
+                    slot_text(value.substr(ids_start + count_size + i * sizeof(IdSlot), sizeof(IdSlot)))});
+  }
+  return list;
+}
+
+std::string uplink_ports_value(std::vector<UplinkPortName> const &list) {
+  std::string names = property_bytes(static_cast<std::uint32_t>(list.size()));
+  std::string ids = names;
+  for (UplinkPortName const &uplink : list) {
+    names.append(uplink.name).append(sizeof(NameSlot) - uplink.name.size(), '\0');
+    ids.append(uplink.dvport_id).append(sizeof(IdSlot) - uplink.dvport_id.size(), '\0');
+  }
+  return names + ids;
+}
+
 void add_physical_nic(Database &database, PhysicalNic const &nic) {
   refuse_if(nic_by_name(database, nic.name).has_value(), QEL_EXISTS);
   std::string_view const mac(reinterpret_cast<char const *>(nic.mac.data()), nic.mac.size());
@@ -160,12 +161,57 @@ void bind_nic(Database &database, RowId vswitch, std::string_view uplink, std::s
   database.execute("UPDATE uplink_port SET nic = ?, numa_node = NULL WHERE port = ?", *row, target.port);
 }
 
+std::vector<NicBinding> release_nics(Database &database) {
+  std::vector<NicBinding> released;
+  {
+    Rows rows = database.rows("SELECT port, nic, numa_node FROM uplink_port WHERE nic IS NOT NULL");
+    while (rows.next()) {
+      released.push_back({rows.integer(0), rows.integer(1), std::nullopt});
+      if (!rows.is_null(2))
+        released.back().numa_node = rows.integer(2);
+    }
+  }
+  database.execute("UPDATE uplink_port SET nic = NULL, numa_node = NULL");
+  return released;
+}
+
+void release_nics(Database &database, RowId vswitch) {
+  database.execute("UPDATE uplink_port SET nic = NULL, numa_node = NULL WHERE vswitch = ?", vswitch);
+}
+
+void bind_nic_again(Database &database, NicBinding const &binding) {
+  if (bound_uplink(database, binding.nic))
+    return;
+  database.execute("UPDATE uplink_port SET nic = ? WHERE port = ? AND nic IS NULL", binding.nic, binding.port);
+  if (binding.numa_node)
+    database.execute("UPDATE uplink_port SET numa_node = ? WHERE nic = ?", *binding.numa_node, binding.nic);
+}
+
+void release_uplink_ports(Database &database, RowId vswitch, std::vector<UplinkPortName> const &kept) {
+  database.execute("UPDATE uplink_port SET made_port = 0 WHERE vswitch = ?", vswitch);
+  for (auto const &[name, uplink] : current_uplinks(database, vswitch)) {
+    bool const stays = std::any_of(kept.begin(), kept.end(), [&, &own_name = name, &own_port = uplink](auto const &other) {
+      return other.name == own_name && other.dvport_id == own_port.dvport_id;
+    });
+    if (!stays)
+      remove_uplink(database, vswitch, uplink);
+  }
+}
+
+void set_made_for_uplink(Database &database, RowId port, bool made) {
+  database.execute("UPDATE uplink_port SET made_port = ? WHERE port = ?", made, port);
+}
+
 void set_carrier(Database &database, std::string_view nic, bool up) {
-  refuse_if(database.execute("UPDATE physical_nic SET carrier = ? WHERE name = ?", up, nic) == 0, QEL_NOT_FOUND);
+  int const changed = database.execute(
+      "UPDATE physical_nic SET carrier = ?1, link_back = CASE WHEN ?1 AND admin_up AND NOT carrier THEN ?2"
+      " ELSE link_back END WHERE name = ?3",
+      up, clock_now(database), nic);
+  refuse_if(changed == 0, QEL_NOT_FOUND);
 }
 
 void set_all_nics_up(Database &database) {
-  database.execute("UPDATE physical_nic SET admin_up = 1, recovery = 0");
+  database.execute("UPDATE physical_nic SET admin_up = 1, recovery = 0, link_back = NULL");
 }
 
 std::vector<UplinkPortName> uplink_port_names(Database &database, RowId vswitch) {
@@ -180,7 +226,7 @@ std::vector<UplinkPortName> uplink_port_names(Database &database, RowId vswitch)
 }
 
 void set_uplink_ports(Database &database, RowId vswitch, std::vector<UplinkPortName> const &list) {
-  set_switch_property(database, vswitch, QEL_HNQPROP_HOST_UPLINKPORTS, serialize_uplink_ports(list));
+  set_switch_property(database, vswitch, QEL_HNQPROP_HOST_UPLINKPORTS, uplink_ports_value(list));
 }
 
 void add_uplink_port(Database &database, RowId vswitch, UplinkPortName const &uplink) {
@@ -231,8 +277,9 @@ void set_admin_link_state(Database &database, Uplink const &uplink, bool up) {
   refuse_if(!uplink.nic, QEL_NO_SUCH_DEVICE);
   database.execute(
       "UPDATE physical_nic SET admin_up = ?1, recovery = CASE WHEN ?1 AND NOT admin_up"
-      " THEN (SELECT max(recovery) + 1 FROM physical_nic) ELSE recovery END WHERE id = ?2",
-      up, *uplink.nic);
+      " THEN (SELECT max(recovery) + 1 FROM physical_nic) ELSE recovery END,"
+      " link_back = CASE WHEN ?1 AND carrier AND NOT admin_up THEN ?2 ELSE link_back END WHERE id = ?3",
+      up, clock_now(database), *uplink.nic);
 }
 
 std::string admit_uplink_ports(Database &database, PropertyPlace const &place, std::string_view value) {
@@ -281,11 +328,11 @@ std::string admit_uplink_ports(Database &database, PropertyPlace const &place, s
   for (std::string const &name : configured_team_members(database, vswitch)) {
     refuse_if(current.count(name) && !has_name(list, name), QEL_BUSY);
   }
-  return serialize_uplink_ports(list);
+  return uplink_ports_value(list);
 }
 
 std::string no_uplink_ports(Database &, PropertyPlace const &) {
-  return serialize_uplink_ports({});
+  return uplink_ports_value({});
 }
 
 void apply_uplink_ports(Database &database, PropertyPlace const &place, std::string_view value) {

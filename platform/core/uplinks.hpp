@@ -43,8 +43,30 @@ void bind_nic(Database &database, RowId vswitch, std::string_view uplink, std::s
 HOST_API void set_carrier(Database &database, std::string_view nic, bool up);
 void set_all_nics_up(Database &database);
 
+// Who has which NIC, and what teaming knows of it.
+struct NicBinding {
+  RowId port;  // of the uplink
+  RowId nic;
+  std::optional<std::int64_t> numa_node;
+};
+// Takes all NICs away from their uplink ports.
+std::vector<NicBinding> release_nics(Database &database);
+void release_nics(Database &database, RowId vswitch);
+// Gives a NIC back to its uplink port if both are still free.
+void bind_nic_again(Database &database, NicBinding const &binding);
+
+// Takes away the uplink ports of a switch that are not in the list with the same port. Their ports become free, and so do
+// those of the others as soon as these go: none is removed.
+void release_uplink_ports(Database &database, RowId vswitch, std::vector<UplinkPortName> const &kept);
+// Whether the port of an uplink goes with it; a port of no uplink is left alone.
+void set_made_for_uplink(Database &database, RowId port, bool made);
+
 // In order. A change of the list is a write of its property.
 HOST_API std::vector<UplinkPortName> uplink_port_names(Database &database, RowId vswitch);
+// The value of the property QEL_HNQPROP_HOST_UPLINKPORTS.
+HOST_API std::string uplink_ports_value(std::vector<UplinkPortName> const &list);
+// Refuses with QEL_BAD_PARAM, QEL_LIMIT_EXCEEDED or QEL_NAME_TOO_LONG.
+std::vector<UplinkPortName> parse_uplink_ports(std::string_view value);
 HOST_API void set_uplink_ports(Database &database, RowId vswitch, std::vector<UplinkPortName> const &list);
 HOST_API void add_uplink_port(Database &database, RowId vswitch, UplinkPortName const &uplink);
 HOST_API void remove_uplink_port(Database &database, RowId vswitch, std::string_view name);

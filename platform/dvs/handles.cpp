@@ -7,6 +7,8 @@
 #include <tuple>
 #include <unordered_map>
 
+#include "platform/core/boot.hpp"
+
 namespace host {
 
 namespace {
@@ -31,6 +33,8 @@ struct HandleTable {
   // Odd, so that no address of a record is taken for one.
   HandleNumber last = 0x5157001;
   WalkNumber last_walk = 0;
+  // The state that the handles are into.
+  std::string state_id;
   std::unordered_map<HandleNumber, StateHandle> state;
   std::unordered_map<RowId, HandleNumber> switches;
   std::unordered_map<RowId, HandleNumber> ports;
@@ -127,6 +131,14 @@ void forget_state_handles() {
   table().ports.clear();
   table().items.clear();
   table().walks.clear();
+}
+
+void forget_handles_of_former_state(Database &database) {
+  std::string present = state_id(database);
+  if (table().state_id == present)
+    return;
+  forget_state_handles();
+  table().state_id = std::move(present);
 }
 
 DVSDataHandle list_handle(DVSData_MemAlloc allocate, DVSData_MemFree release) {

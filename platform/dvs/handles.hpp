@@ -37,6 +37,10 @@ DVSDataItem item_handle(PropertyPlace const &place, StoredProperty property);
 // Forgets every handle into the state, so that all of them are stale. Property lists are not part of the state.
 void forget_state_handles();
 
+// Does so where the whole state was replaced since the last time, in whatever process. For the beginning of each call
+// that gives or takes a handle.
+void forget_handles_of_former_state(Database &database);
+
 // A property list: values in memory of its maker's choice.
 struct ListedValue {
   void *memory;

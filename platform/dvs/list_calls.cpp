@@ -20,7 +20,7 @@ constexpr std::size_t most_values = 65536;
 
 // Lists of the library itself use the system's allocator, which needs no call outside of the transaction.
 DVSDataHandle make_list(std::vector<StoredProperty> const &properties) {
-  DVSDataHandle const handle = list_handle(std::malloc, std::free);
+  DVSDataHandle handle = list_handle(std::malloc, std::free);
   PropertyList &list = list_of(handle);
   for (StoredProperty const &property : properties) {
     ListedValue &listed = list.values[property.name];

@@ -9,6 +9,17 @@ using namespace host;
 
 namespace {
 
+// A query that gives or takes handles.
+template <typename Body>
+Status query_handles(Body &&body, char const *function = __builtin_FUNCTION()) {
+  return query(
+      [&](Database &database) {
+        forget_handles_of_former_state(database);
+        body(database);
+      },
+      function);
+}
+
 // Whether what a handle is for is still there; elements that went during a walk are passed over.
 bool is_switch_there(Database &database, void *handle) {
   return has_switch(database, switch_of(handle));
@@ -26,7 +37,7 @@ using IsThere = bool (*)(Database &, void *);
 
 void *next_element(WalkNumber walk, IsThere is_element_there) {
   void *element = nullptr;
-  Status const status = query(
+  Status const status = query_handles(
       [&](Database &database) {
         do {
           element = next_of_walk(walk);
@@ -43,7 +54,7 @@ void for_each(Callback callback, void *context, IsThere is_element_there, Begin 
   if (!callback)
     return;
   WalkNumber walk = 0;
-  if (query([&](Database &database) { walk = begin(database); }, function) != QEL_OK)
+  if (query_handles([&](Database &database) { walk = begin(database); }, function) != QEL_OK)
     return;
   while (void *const element = next_element(walk, is_element_there)) {
     if (callback(element, context) != 0)
@@ -74,7 +85,7 @@ void for_each_property(DVSwitchHandle vswitch, Scope scope, DVSPortDataCallback 
 int look_up(char const *alias, Scope scope, char const *name, DVSDataItem *item,
             char const *function = __builtin_FUNCTION()) {
   preset(item);
-  return query(
+  return query_handles(
       [&](Database &database) {
         refuse_if(!item, QEL_BAD_PARAM);
         std::string_view const key = text_argument(name, property_name_room);
@@ -86,7 +97,7 @@ int look_up(char const *alias, Scope scope, char const *name, DVSDataItem *item,
 
 char const *switch_text(DVSwitchHandle handle, std::string Switch::*text, char const *function = __builtin_FUNCTION()) {
   char const *result = nullptr;
-  query([&](Database &database) { result = text_of_handle(handle, switch_at(database, handle).*text); }, function);
+  query_handles([&](Database &database) { result = text_of_handle(handle, switch_at(database, handle).*text); }, function);
   return result;
 }
 
@@ -134,14 +145,14 @@ void DVSState_PortDataForEach(DVSPortHandle port, DVSPortDataCallback callback, 
 DVSwitchHandle DVSState_SwitchFindByAlias(char const *alias) {
   NOTE_ARGUMENTS(alias);
   DVSwitchHandle handle = nullptr;
-  query([&](Database &database) { handle = switch_handle(switch_by_alias(database, alias_argument(alias))); });
+  query_handles([&](Database &database) { handle = switch_handle(switch_by_alias(database, alias_argument(alias))); });
   return handle;
 }
 
 DVSPortHandle DVSState_PortFind(char const *alias, char const *dvport_id) {
   NOTE_ARGUMENTS(alias, dvport_id);
   DVSPortHandle handle = nullptr;
-  query([&](Database &database) {
+  query_handles([&](Database &database) {
     RowId const vswitch = switch_by_alias(database, alias_argument(alias));
     handle = port_handle({vswitch, port_by_id(database, vswitch, dvport_id_argument(dvport_id)).row});
   });
@@ -176,14 +187,14 @@ char const *DVS_ClassName(DVSwitchHandle vswitch) {
 unsigned int DVS_Version(DVSwitchHandle vswitch) {
   NOTE_ARGUMENTS(vswitch);
   unsigned int version = 0;
-  query([&](Database &database) { version = static_cast<unsigned int>(switch_at(database, vswitch).version); });
+  query_handles([&](Database &database) { version = static_cast<unsigned int>(switch_at(database, vswitch).version); });
   return version;
 }
 
 int DVS_GetMaxPorts(DVSwitchHandle vswitch) {
   NOTE_ARGUMENTS(vswitch);
   int most = 0;
-  query([&](Database &database) { most = static_cast<int>(switch_at(database, vswitch).max_ports); });
+  query_handles([&](Database &database) { most = static_cast<int>(switch_at(database, vswitch).max_ports); });
   return most;
 }
 
@@ -191,7 +202,7 @@ int DVS_GetMaxPorts(DVSwitchHandle vswitch) {
 char const *DVS_PortAlias(DVSPortHandle port) {
   NOTE_ARGUMENTS(port);
   char const *result = nullptr;
-  query([&](Database &database) {
+  query_handles([&](Database &database) {
     PortKey const key = port_at(database, port);
     std::string alias = get_property(database, {key.vswitch, Scope::port, key.port}, QEL_HNQPROP_PORT_ALIAS);
     alias.resize(strnlen(alias.data(), std::min<std::size_t>(alias.size(), QEL_HNQ_PORT_ALIAS_MAX_LEN - 1)));
@@ -204,7 +215,7 @@ char const *DVS_PortAlias(DVSPortHandle port) {
 char const *DVS_PortId(DVSPortHandle port) {
   NOTE_ARGUMENTS(port);
   char const *result = nullptr;
-  query([&](Database &database) {
+  query_handles([&](Database &database) {
     PortKey const key = port_at(database, port);
     result = text_of_handle(port, dvport_id_of(database, key.port));
   });
@@ -215,7 +226,7 @@ unsigned int DVSData_Data(DVSDataItem item, void **value) {
   NOTE_ARGUMENTS(item, value);
   preset(value);
   unsigned int length = 0;
-  query([&](Database &) {
+  query_handles([&](Database &) {
     refuse_if(!value, QEL_BAD_PARAM);
     std::string const &bytes = property_of(item).value;
     // The place is the caller's, the bytes stay the library's.
@@ -228,20 +239,20 @@ unsigned int DVSData_Data(DVSDataItem item, void **value) {
 char const *DVSData_Name(DVSDataItem item) {
   NOTE_ARGUMENTS(item);
   char const *name = nullptr;
-  query([&](Database &) { name = property_of(item).name.c_str(); });
+  query_handles([&](Database &) { name = property_of(item).name.c_str(); });
   return name;
 }
 
 unsigned int DVSData_PropType(DVSDataItem item) {
   NOTE_ARGUMENTS(item);
   unsigned int type = 0;
-  query([&](Database &) { type = property_of(item).type; });
+  query_handles([&](Database &) { type = property_of(item).type; });
   return type;
 }
 
 qel_Bool DVSData_IsSamePropType(DVSDataItem item, qel_uint32 property_type) {
   NOTE_ARGUMENTS(item, property_type);
   unsigned int type = 0;
-  query([&](Database &) { type = property_of(item).type; });
+  query_handles([&](Database &) { type = property_of(item).type; });
   return property_type != 0 && (type & property_type) == property_type ? 1 : 0;
 }

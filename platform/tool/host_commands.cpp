@@ -8,6 +8,7 @@
 #include "platform/core/clock.hpp"
 #include "platform/core/snapshot.hpp"
 #include "platform/core/state_file.hpp"
+#include "platform/tool/description.hpp"
 #include "platform/tool/inventory.hpp"
 #include "platform/tool/session.hpp"
 #include "platform/tool/supported_calls.hpp"

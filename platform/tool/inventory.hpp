@@ -1,4 +1,4 @@
-// What a host has, as JSON: all of it to be shown, or the description that boots it.
+// What a host has, as JSON.
 #pragma once
 
 #include <nlohmann/json.hpp>
@@ -10,9 +10,8 @@ namespace tool {
 
 using Json = nlohmann::ordered_json;
 
-// Both need a transaction.
+// Needs a transaction.
 Json inventory(host::Database &database);
-Json boot_description(host::Database &database);
 
 Json fault_json(host::FaultRule const &rule);
 

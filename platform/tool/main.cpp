@@ -1,4 +1,5 @@
 // vswitch-host: looks after a simulated host from the command line.
+#include <cstdio>
 #include <cstdlib>
 #include <exception>
 #include <iostream>
@@ -22,9 +23,7 @@ std::string status_text(host::Status status) {
   return name ? name : "status " + std::to_string(status);
 }
 
-}  // namespace
-
-int main(int count, char **arguments) {
+int run(int count, char **arguments) {
   CLI::App app("Looks after a simulated host of virtual switches.", "vswitch-host");
   app.require_subcommand(1);
   app.fallthrough();
@@ -50,4 +49,15 @@ int main(int count, char **arguments) {
     return refuse_with(error.what());
   }
   return 0;
+}
+
+}  // namespace
+
+int main(int count, char **arguments) {
+  try {
+    return run(count, arguments);
+  } catch (...) {
+    std::fputs("vswitch-host: there is no memory left\n", stderr);
+    return refused;
+  }
 }

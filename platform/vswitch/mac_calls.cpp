@@ -37,7 +37,7 @@ VSMACTable *mac_table_record(std::vector<MacEntry> const &entries, VSMACAddrType
     std::memcpy(record.macAddress, entry.key.mac.data(), sizeof record.macAddress);
     record.macAddrType = static_cast<VSMACAddrType>(entry.type);
     record.portID = static_cast<qel_SwitchPortID>(entry.port);
-    record.aging = entry.aging;
+    record.aging = static_cast<qel_Bool>(entry.aging);
     record.vid = static_cast<qel_VlanID>(entry.key.vid);
     record.vni = static_cast<qel_uint32>(entry.key.vni);
     record.elapsed = static_cast<qel_uint32>(entry.elapsed);
@@ -57,15 +57,6 @@ MacKey key_argument(VSMACEntry const *entry) {
   refuse_if(key.vid >= most_vid, QEL_BAD_VLANID);
   refuse_if(key.vni > QEL_VIRTUAL_NETWORK_ID_MAX, QEL_BAD_PARAM);
   return key;
-}
-
-VSPMACLearningStats port_stats(Database &database, RowId vswitch, RowId port) {
-  VSPMACLearningStats stats{};
-  stats.numMACsLearned = static_cast<qel_uint32>(count_learned(database, vswitch, port));
-  stats.noLearningAllowedPkts = read_counter(database, vswitch, port, counter::not_learned_allowed);
-  stats.noLearningDroppedPkts = read_counter(database, vswitch, port, counter::not_learned_dropped);
-  stats.numMACsMoved = read_counter(database, vswitch, port, counter::macs_moved);
-  return stats;
 }
 
 void add_up(VSPMACLearningStats &sum, VSPMACLearningStats const &stats) {
@@ -97,8 +88,8 @@ VSStaticLeCtxEntries *static_entries_record(std::vector<StaticEntry> const &entr
   for (StaticEntry const &entry : entries) {
     VSStaticLEEntry record{};
     std::memcpy(record.vlanBitmap.bits, entry.vlans.data(), sizeof record.vlanBitmap.bits);
-    record.isTrunkVNI = entry.is_trunk;
-    record.isVdrMac = entry.is_router;
+    record.isTrunkVNI = static_cast<qel_Bool>(entry.is_trunk);
+    record.isVdrMac = static_cast<qel_Bool>(entry.is_router);
     record.vni = static_cast<qel_uint32>(entry.vni);
     std::memcpy(record.macAddress, entry.mac.data(), sizeof record.macAddress);
     record.macAddrType = static_cast<VSMACAddrType>(entry.type);
@@ -141,7 +132,7 @@ int VSQEL_GetSwitchMACLearningInfo(char const *switch_name, VSMACLearningSwitchI
     result.teamAllowedPktsWithPortLimit = read_counter(database, vswitch, no_port, counter::team_allowed_at_port_limit);
     for (LearningPort const &port : learning_ports(database, vswitch)) {
       if (port.is_uplink) {
-        add_up(result.teamMACLearningStats, port_stats(database, vswitch, port.row));
+        add_up(result.teamMACLearningStats, port_learning_stats(database, vswitch, port.row));
         continue;
       }
       VSPMACLearning const policy = port_learning_policy(database, vswitch, port.row);
@@ -178,8 +169,9 @@ int VSQEL_GetSwitchMACLearningStats(char const *switch_name, VSMACLearningStats 
     refuse_if(!stats, QEL_BAD_PARAM);
     RowId const vswitch = switch_argument(database, switch_name);
     *stats = port_list<VSMACLearningStats, VSPMACLearningStatsPortInfo>(
-        database, vswitch,
-        [&](VSPMACLearningStatsPortInfo &entry, RowId port) { entry.portStats = port_stats(database, vswitch, port); });
+        database, vswitch, [&](VSPMACLearningStatsPortInfo &entry, RowId port) {
+          entry.portStats = port_learning_stats(database, vswitch, port);
+        });
   });
 }
 
@@ -188,7 +180,7 @@ int VSQEL_GetPortMACLearningStats(char const *switch_name, char const *dvport_id
   return query([&](Database &database) {
     refuse_if(!stats, QEL_BAD_PARAM);
     RowId const vswitch = switch_argument(database, switch_name);
-    *stats = port_stats(database, vswitch, port_argument(database, vswitch, dvport_id).row);
+    *stats = port_learning_stats(database, vswitch, port_argument(database, vswitch, dvport_id).row);
   });
 }
 

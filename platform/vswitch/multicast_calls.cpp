@@ -1,6 +1,8 @@
 // Calls on multicast: the addresses that users set, and what ports receive.
 #include "platform/core/multicast.hpp"
 
+#include <algorithm>
+
 #include "platform/vswitch/property_views.hpp"
 
 using namespace host;
@@ -22,8 +24,7 @@ OwnedRecord<Record> record_with_addresses(std::vector<std::string> const &addres
   auto record = allocate_record<Record>(addresses.size() * size);
   char *target = elements_behind<char>(record.get());
   for (std::string const &address : addresses) {
-    std::memcpy(target, address.data(), size);
-    target += size;
+    target = std::copy_n(address.data(), size, target);
   }
   record->numEntries = static_cast<qel_uint32>(addresses.size());
   record->totalEntries = record->numEntries;

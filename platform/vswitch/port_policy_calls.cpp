@@ -16,7 +16,7 @@ int VSDVS_IsSinkPortEnabled(char const *alias, char const *dvport_id, qel_Bool *
   preset(enabled);
   return query([&](Database &database) {
     refuse_if(!enabled, QEL_BAD_PARAM);
-    *enabled = is_sink_port(database, port_argument(database, alias, dvport_id));
+    *enabled = static_cast<qel_Bool>(is_sink_port(database, port_argument(database, alias, dvport_id)));
   });
 }
 

@@ -94,79 +94,67 @@ TEST_F(CommonProperties, the_vlan_report_follows_the_vlan_policy) {
             raw_property("workload", "100", QEL_HNQPROP_PORT_VLAN));
 }
 
-TEST_F(CommonProperties, settings_have_rules_and_defaults) {
+TEST_F(CommonProperties, what_a_port_has_counted_and_learned_is_reported) {
+  boot_from(R"({"format": 1, "switches": [{"alias": "workload", "switch_id": "i", "ports": [
+    {"dvport_id": "p", "mac_learning": {"limit": 1, "at_limit": "drop"}, "learned": [{"mac": "02:00:00:00:00:01"}],
+     "counters": {"not_learned_allowed": 18, "not_learned_dropped": 19, "macs_moved": 20,
+       "packets_in_unicast": 1, "bytes_in_unicast": 2, "packets_in_multicast": 3, "bytes_in_multicast": 4,
+       "packets_in_broadcast": 5, "bytes_in_broadcast": 6, "packets_out_unicast": 7, "bytes_out_unicast": 8,
+       "packets_out_multicast": 9, "bytes_out_multicast": 10, "packets_out_broadcast": 11, "bytes_out_broadcast": 12,
+       "packets_in_dropped": 13, "packets_out_dropped": 14, "packets_in_exception": 15, "packets_out_exception": 16}},
+    {"dvport_id": "q"}]}]})");
+  // Packets that were dropped unlearned count among those that were dropped.
+  qel_HNQPortStatistics const expected{1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 12, 13 + 19, 14, 15, 16};
+  EXPECT_EQ(bytes_of(expected), raw_property("workload", "p", QEL_HNQPROP_PORT_STATISTICS));
+  EXPECT_EQ(bytes_of(qel_HNQPortStatistics{}), raw_property("workload", "q", QEL_HNQPROP_PORT_STATISTICS));
+
+  VSPMACLearningStats typed{};
+  ASSERT_STATUS(QEL_OK, VSQEL_GetPortMACLearningStats("workload", "p", &typed));
+  VSPMACLearningStats const learned{1, 18, 19, 20};
+  EXPECT_EQ(bytes_of(learned), bytes_of(typed));
+  EXPECT_EQ(bytes_of(learned), raw_property("workload", "p", VSPROP_PORT_MAC_LEARNING_STATS));
+  EXPECT_EQ(bytes_of(VSPMACLearningStats{}), raw_property("workload", "q", VSPROP_PORT_MAC_LEARNING_STATS));
+
+  for (char const *name : {QEL_HNQPROP_PORT_STATISTICS, VSPROP_PORT_MAC_LEARNING_STATS}) {
+    EXPECT_STATUS(QEL_READ_ONLY, set_raw_property("workload", "p", name, bytes_of(expected)));
+    EXPECT_STATUS(QEL_READ_ONLY, VSDVS_ClearPortProp("workload", "p", name, nullptr, 1));
+    EXPECT_STATUS(QEL_BAD_PARAM, set_raw_property("workload", nullptr, name, bytes_of(expected)));
+  }
+  ASSERT_STATUS(QEL_OK, boot());
+  EXPECT_EQ(bytes_of(qel_HNQPortStatistics{}), raw_property("workload", "p", QEL_HNQPROP_PORT_STATISTICS));
+  EXPECT_EQ(bytes_of(VSPMACLearningStats{}), raw_property("workload", "p", VSPROP_PORT_MAC_LEARNING_STATS));
+}
+
+TEST_F(CommonProperties, settings_have_rules) {
   struct Case {
     char const *name;
-    bool of_port;
-    std::string fallback;
-    std::string good;
-    int status;  // of the bad one
+    char const *port;
+    int status;
     std::string bad;
   };
-  qel_PortsetResPoolCfg const pool = pool_settings(100, -1, 0, 0, -1);
-  OrvPRPTunablesData tunables{{0x01, 0x15, 0x4e, 0, 1, 0}, 2000, 60000, 400, 500};
-  qel_PortsetResPoolCfg const other_pool = pool_settings(50, 1000, 1000, 7, 0);
-  qel_PortsetResPoolCfg const bad_pool = pool_settings(50, 1000, 1001, 7, 0);
-  OrvPRPTunablesData other_tunables = tunables;
-  other_tunables.lifeCheckInterval = 1;
-  OrvPRPTunablesData bad_tunables = tunables;
-  bad_tunables.supMcastAddr[0] = 2;
-  std::string const off(1, '\0');
+  OrvPRPTunablesData tunables{{0x02, 0x15, 0x4e, 0, 1, 0}, 2000, 60000, 400, 500};
   Case const cases[] = {
-      {QEL_HNQPROP_PORT_RESPOOLS_CFG, true, bytes_of(pool), bytes_of(other_pool), QEL_BAD_PARAM, bytes_of(bad_pool)},
-      {QBR_ORV_PRP_TUNABLE_PROP, false, bytes_of(tunables), bytes_of(other_tunables), QEL_BAD_PARAM,
-       bytes_of(bad_tunables)},
-      {VSPROP_PORT_PRIORITY, true, number(0), number(7), QEL_BAD_PARAM, number(8)},
-      {QEL_HNQPROP_PORT_QELNIC_VLANID, true, number(0), number(4095), QEL_BAD_PARAM, number(4096)},
-      {VSPROP_PORT_PRIORITY_RETAIN, true, off, "\1", QEL_BAD_PARAM, "\1\1"},
-      {VSPROP_PORT_USER_MCAST_ADDRESSES_OVERRIDE, true, off, "\1", QEL_BAD_PARAM, ""},
-      {QEL_HNQPORT_FORWARD_NOT_READY_BLOCK, true, off, "\1", QEL_BAD_PARAM, ""},
-      {QEL_HNQPROP_PORT_PTALLOWED, true, off, "\1", QEL_BAD_PARAM, ""},
-      {QEL_HNQPROP_PORT_PTALLOWEDRT, true, off, "\1", QEL_BAD_PARAM, ""},
-      {QEL_HNQPROP_PORT_BLOCK, true, off, "\1", QEL_BAD_PARAM, ""},
-      {QEL_HNQPROP_PORT_ALIAS, true, "", "front door", QEL_NAME_TOO_LONG, std::string(81, 'a')},
-      {QEL_HNQPROP_PORT_PORTGROUP, true, "", "group", QEL_INVALID_NAME, ""},
-      {QEL_HNQPROP_PORT_RESPOOL_ASSOC, true, "", "pool", QEL_NAME_TOO_LONG, std::string(128, 'a')},
-      {VSPROP_SWITCH_FORWARDING_DISABLED, false, off, "\1", QEL_BAD_PARAM, ""},
-      {VSPROP_SWITCH_LLSPAN_RX_DISPATCHER, false, off, "\1", QEL_BAD_PARAM, ""},
-      {VSPROP_SWITCH_STATUS, false, number(0), number(2), QEL_BAD_PARAM, number(3)},
-      {QEL_HNQPROP_HOST_PROXY_STATE, false, number(0), number(2), QEL_BAD_PARAM, number(3)},
+      {QEL_HNQPROP_PORT_RESPOOLS_CFG, "100", QEL_BAD_PARAM, bytes_of(pool_settings(50, 1000, 1001, 7, 0))},
+      {QBR_ORV_PRP_TUNABLE_PROP, nullptr, QEL_BAD_PARAM, bytes_of(tunables)},
+      {VSPROP_PORT_PRIORITY, "100", QEL_BAD_PARAM, number(8)},
+      {QEL_HNQPROP_PORT_QELNIC_VLANID, "100", QEL_BAD_PARAM, number(4096)},
+      {VSPROP_PORT_PRIORITY_RETAIN, "100", QEL_BAD_PARAM, "\1\1"},
+      {VSPROP_PORT_USER_MCAST_ADDRESSES_OVERRIDE, "100", QEL_BAD_PARAM, ""},
+      {QEL_HNQPORT_FORWARD_NOT_READY_BLOCK, "100", QEL_BAD_PARAM, ""},
+      {QEL_HNQPROP_PORT_PTALLOWED, "100", QEL_BAD_PARAM, ""},
+      {QEL_HNQPROP_PORT_PTALLOWEDRT, "100", QEL_BAD_PARAM, ""},
+      {QEL_HNQPROP_PORT_BLOCK, "100", QEL_BAD_PARAM, ""},
+      {QEL_HNQPROP_PORT_ALIAS, "100", QEL_NAME_TOO_LONG, std::string(81, 'a')},
+      {QEL_HNQPROP_PORT_PORTGROUP, "100", QEL_INVALID_NAME, ""},
+      {QEL_HNQPROP_PORT_RESPOOL_ASSOC, "100", QEL_NAME_TOO_LONG, std::string(128, 'a')},
+      {VSPROP_SWITCH_FORWARDING_DISABLED, nullptr, QEL_BAD_PARAM, ""},
+      {VSPROP_SWITCH_LLSPAN_RX_DISPATCHER, nullptr, QEL_BAD_PARAM, ""},
+      {VSPROP_SWITCH_STATUS, nullptr, QEL_BAD_PARAM, number(3)},
+      {QEL_HNQPROP_HOST_PROXY_STATE, nullptr, QEL_BAD_PARAM, number(3)},
   };
   for (Case const &c : cases) {
     SCOPED_TRACE(c.name);
-    char const *port = c.of_port ? "100" : nullptr;
-    EXPECT_EQ(c.fallback, raw_property("workload", port, c.name));
-    EXPECT_STATUS(c.status, set_raw_property("workload", port, c.name, c.bad));
-    EXPECT_OK_ELSEWHERE(set_raw_property("workload", port, c.name, c.good));
-    EXPECT_EQ(c.good, raw_property("workload", port, c.name));
-    EXPECT_STATUS(QEL_BAD_PARAM, set_raw_property("workload", c.of_port ? nullptr : "100", c.name, c.good));
-    EXPECT_STATUS(QEL_OK, c.of_port ? VSDVS_ClearPortProp("workload", "100", c.name, "", 1)
-                                    : VSDVS_ClearGlobProp("workload", c.name, "", 1));
-    EXPECT_EQ(c.fallback, raw_property("workload", port, c.name));
-  }
-}
-
-TEST_F(CommonProperties, settings_without_a_default_are_there_once_they_are_written) {
-  char value[8];
-  for (char const *name : {QEL_HNQPROP_PORT_SHAPER_INPUT, QEL_HNQPROP_PORT_SHAPER_BROADCAST,
-                           QEL_HNQPROP_PORT_SHAPER_OUTPUT, QEL_HNQPROP_PORT_OVERLAY, QEL_HNQPROP_PORT_DVFILTER}) {
-    SCOPED_TRACE(name);
-    HNQQuery query{sizeof value, value};
-    EXPECT_STATUS(QEL_NOT_FOUND, VSDVS_GetPortProp("workload", "100", name, &query, "", 0));
-    EXPECT_STATUS(QEL_NOT_FOUND, VSDVS_ClearPortProp("workload", "100", name, "", 1));
-    EXPECT_STATUS(QEL_BAD_PARAM, set_raw_property("workload", nullptr, name, "x"));
-    ASSERT_STATUS(QEL_OK, set_raw_property("workload", "100", name, "value"));
-    EXPECT_EQ("value", raw_property("workload", "100", name));
-    EXPECT_STATUS(QEL_OK, VSDVS_ClearPortProp("workload", "100", name, "", 1));
-  }
-  for (char const *name : {QEL_HNQPROP_SWITCH_OVERLAY, QEL_HNQPROP_SWITCH_RESPOOLS_LIST,
-                           QEL_HNQPROP_SWITCH_RESPOOLS_SCHED, QBR_ORV_PRP_CONFIG_PROP, QBR_ORV_PRP_STATUS}) {
-    SCOPED_TRACE(name);
-    EXPECT_STATUS(QEL_BAD_PARAM, set_raw_property("workload", "100", name, "x"));
-    ASSERT_STATUS(QEL_OK, set_raw_property("workload", nullptr, name, "value"));
-    EXPECT_EQ("value", raw_property("workload", nullptr, name));
-    EXPECT_STATUS(QEL_OK, VSDVS_ClearGlobProp("workload", name, "", 1));
-    EXPECT_STATUS(QEL_NOT_FOUND, VSDVS_ClearGlobProp("workload", name, "", 1));
+    EXPECT_STATUS(c.status, set_raw_property("workload", c.port, c.name, c.bad));
   }
 }
 

@@ -13,16 +13,6 @@ VSMACEntries sample_entries() {
   return entries;
 }
 
-// The property for the first `count` addresses.
-std::string keys_of(int count, VSMACEntries const &entries) {
-  return std::string(1, static_cast<char>(count)) +
-         bytes_of(entries).substr(0, static_cast<std::size_t>(count) * sizeof entries.macEntry[0]);
-}
-
-std::string bytes_of_keys(VSUserMcastLegacyKeys const *keys) {
-  return {reinterpret_cast<char const *>(keys), 1 + 6 * std::size_t{keys->numEntries}};
-}
-
 std::vector<std::string> filters(char const *dvport_id, int mode, std::size_t size) {
   qel_SwitchPortID port = 0;
   EXPECT_STATUS(QEL_OK, VSDVS_DvPortIDToPortID("s", dvport_id, &port));
@@ -64,29 +54,6 @@ class Multicast : public HostTest {
     return VSQEL_GetMcastFilterStats("s", port, static_cast<VSMcastFilterMode>(mode), group.data(), result);
   }
 };
-
-TEST_F(Multicast, user_addresses_come_back_byte_for_byte) {
-  VSMACEntries entries = sample_entries();
-  Returned<VSUserMcastLegacyKeys> keys;
-  ASSERT_STATUS(QEL_OK, VSDVS_GetMcastUserLegacyEntries("workload", &keys));
-  EXPECT_EQ(0, keys->numEntries);
-  EXPECT_OK_ELSEWHERE(VSDVS_SetMcastUserLegacyEntries("workload", 25, &entries));
-  ASSERT_STATUS(QEL_OK, VSDVS_GetMcastUserLegacyEntries("workload", &keys));
-  EXPECT_EQ(keys_of(25, entries), bytes_of_keys(keys.record));
-  EXPECT_EQ(keys_of(25, entries), raw_property("workload", nullptr, VSPROP_USER_MCAST_ADDRESSES));
-  EXPECT_OK_ELSEWHERE(VSDVS_SetPortMcastUserLegacyEntries("workload", "100", 2, &entries));
-  ASSERT_STATUS(QEL_OK, VSDVS_GetPortMcastUserLegacyEntries("workload", "100", &keys));
-  EXPECT_EQ(keys_of(2, entries), bytes_of_keys(keys.record));
-  EXPECT_EQ(keys_of(2, entries), raw_property("workload", "100", VSPROP_PORT_USER_MCAST_ADDRESSES));
-  ASSERT_STATUS(QEL_OK, VSDVS_ClearMcastUserLegacyEntries("workload"));
-  EXPECT_STATUS(QEL_OK, VSDVS_ClearMcastUserLegacyEntries("workload"));
-  EXPECT_EQ(std::string(1, '\0'), raw_property("workload", nullptr, VSPROP_USER_MCAST_ADDRESSES));
-  EXPECT_EQ(keys_of(2, entries), raw_property("workload", "100", VSPROP_PORT_USER_MCAST_ADDRESSES));
-  ASSERT_STATUS(QEL_OK, VSDVS_ClearPortMcastUserLegacyEntries("workload", "100"));
-  EXPECT_STATUS(QEL_OK, VSDVS_ClearPortMcastUserLegacyEntries("workload", "100"));
-  ASSERT_STATUS(QEL_OK, VSDVS_GetPortMcastUserLegacyEntries("workload", "100", &keys));
-  EXPECT_EQ(0, keys->numEntries);
-}
 
 TEST_F(Multicast, refused_user_addresses) {
   VSMACEntries entries = sample_entries();

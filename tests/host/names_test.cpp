@@ -5,18 +5,6 @@
 
 class Names : public HostTest {};
 
-TEST_F(Names, translations_of_a_switch) {
-  char text[128];
-  ASSERT_STATUS(QEL_OK, DVSAliasToPortsetName("workload", text));
-  EXPECT_STREQ("portset-2", text);
-  ASSERT_STATUS(QEL_OK, DVSPortsetNameToAlias("portset-2", text));
-  EXPECT_STREQ("workload", text);
-  ASSERT_STATUS(QEL_OK, VSDVS_GetAliasFromPortset("portset-1", text));
-  EXPECT_STREQ("management", text);
-  ASSERT_STATUS(QEL_OK, DVSAliasToSwitchId("workload", text));
-  EXPECT_STREQ("776f726b-6c6f-6164-0000-000000000002", text);
-}
-
 TEST_F(Names, failures_leave_an_empty_text) {
   char text[128] = "before";
   EXPECT_STATUS(QEL_NOT_FOUND, DVSAliasToPortsetName("portset-1", text));

@@ -82,28 +82,6 @@ using Options = std::vector<Option>;
 
 class RuntimeOptions : public HostTest {};
 
-TEST_F(RuntimeOptions, defaults) {
-  EXPECT_EQ((Options{{0, "125"},
-                     {1, "10"},
-                     {2, "2"},
-                     {3, "3"},
-                     {4, "2"},
-                     {5, "10"},
-                     {6, "128"},
-                     {7, "60"},
-                     {8, "1"},
-                     {9, "0"},
-                     {10, "1"},
-                     {11, "100"},
-                     {12, "1"},
-                     {13, "0"},
-                     {14, "0"},
-                     {15, "0"},
-                     {16, "0.0.0.0"},
-                     {17, "::"}}),
-            get({0, 1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 12, 13, 14, 15, 16, 17}));
-}
-
 TEST_F(RuntimeOptions, are_set_for_all_processes_until_the_next_boot) {
   ASSERT_EQ(0, in_child([] {
               return Buffer()

@@ -2,6 +2,8 @@
 #include <vector>
 
 #include "host_test.hpp"
+#include "platform/core/clock.hpp"
+#include "platform/core/uplinks.hpp"
 
 namespace {
 
@@ -108,6 +110,8 @@ class UplinkState : public HostTest {
     boot_from(description);
     p = port_number("s", "p");
     q = port_number("s", "q");
+    // A link that comes back is used at once, except where a test asks for more.
+    ASSERT_STATUS(QEL_OK, set_option(VS_RT_OPT_TEAM_POLICY_UP_DELAY, 0));
   }
 
   static std::string hint(qel_SwitchPortID port) {
@@ -202,6 +206,119 @@ TEST_F(UplinkState, failover_keeps_the_order) {
   EXPECT_STATUS(QEL_ENETDOWN, VSQEL_PortGetTeamUplinkHint(p, &name));
   ASSERT_STATUS(QEL_OK, set_link("b", QEL_LINK_STATE_UP));
   EXPECT_EQ("n1", hint(p));
+}
+
+// The host's clock stands, and goes on by hand.
+class UplinkDelay : public UplinkState {
+ protected:
+  void SetUp() override {
+    UplinkState::SetUp();
+    ASSERT_STATUS(QEL_OK, set_option(VS_RT_OPT_TEAM_POLICY_UP_DELAY, 500));
+    move_clock(0);
+  }
+
+  void move_clock(std::int64_t milliseconds) {
+    now_ += milliseconds * 1000;
+    set_clock(now_);
+  }
+
+  static void set_clock(std::int64_t now) {
+    HostLock lock;
+    Database &database = open_host();
+    Transaction transaction(database, true);
+    stop_clock(database, now);
+    transaction.commit();
+  }
+
+  static void expect_no_uplink(qel_SwitchPortID port) {
+    qel_Name name{};
+    EXPECT_STATUS(QEL_ENETDOWN, VSQEL_PortGetTeamUplinkHint(port, &name));
+  }
+
+ private:
+  std::int64_t now_ = 1'000'000'000'000'000;
+};
+
+TEST_F(UplinkDelay, a_link_that_came_back_is_used_only_after_the_delay) {
+  use(policy(TEAM_FRP_TYPE_FO_EXPLICIT, {"a", "b"}));
+  EXPECT_EQ("n0", hint(p));  // up since the boot
+  ASSERT_STATUS(QEL_OK, set_link("a", QEL_LINK_STATE_DOWN));
+  EXPECT_EQ("n1", hint(p));
+  move_clock(10000);
+  ASSERT_STATUS(QEL_OK, set_link("a", QEL_LINK_STATE_UP));
+  EXPECT_EQ("n1", hint(p));
+  qel_LinkState state{};
+  ASSERT_STATUS(QEL_OK, VSQEL_GetUplinkLinkState("s", "a", &state));
+  EXPECT_EQ(QEL_LINK_STATE_UP, state);  // only teaming waits
+  move_clock(499);
+  EXPECT_EQ("n1", hint(p));
+  move_clock(1);
+  EXPECT_EQ("n0", hint(p));
+}
+
+TEST_F(UplinkDelay, begins_anew_with_each_failure_only) {
+  use(policy(TEAM_FRP_TYPE_FO_EXPLICIT, {"a", "b"}));
+  ASSERT_STATUS(QEL_OK, set_link("a", QEL_LINK_STATE_DOWN));
+  ASSERT_STATUS(QEL_OK, set_link("a", QEL_LINK_STATE_UP));
+  move_clock(300);
+  ASSERT_STATUS(QEL_OK, set_link("a", QEL_LINK_STATE_DOWN));
+  ASSERT_STATUS(QEL_OK, set_link("a", QEL_LINK_STATE_UP));
+  move_clock(300);
+  EXPECT_EQ("n1", hint(p));
+  ASSERT_STATUS(QEL_OK, set_link("a", QEL_LINK_STATE_UP));  // was up
+  move_clock(200);
+  EXPECT_EQ("n0", hint(p));
+}
+
+TEST_F(UplinkDelay, holds_for_carriers_too) {
+  auto const plug = [](bool in) {
+    HostLock lock;
+    Database &database = open_host();
+    Transaction transaction(database, true);
+    set_carrier(database, "n0", in);
+    transaction.commit();
+  };
+  use(policy(TEAM_FRP_TYPE_FO_EXPLICIT, {"a", "b"}));
+  plug(false);
+  ASSERT_STATUS(QEL_OK, set_link("a", QEL_LINK_STATE_DOWN));
+  ASSERT_STATUS(QEL_OK, set_link("a", QEL_LINK_STATE_UP));  // no link without a carrier
+  move_clock(1000);
+  plug(true);
+  EXPECT_EQ("n1", hint(p));
+  move_clock(500);
+  EXPECT_EQ("n0", hint(p));
+}
+
+TEST_F(UplinkDelay, leaves_no_uplink_where_there_is_no_other) {
+  use(policy(TEAM_FRP_TYPE_FO_EXPLICIT, {"a"}));
+  ASSERT_STATUS(QEL_OK, set_link("a", QEL_LINK_STATE_DOWN));
+  ASSERT_STATUS(QEL_OK, set_link("a", QEL_LINK_STATE_UP));
+  expect_no_uplink(p);
+  // A port that is tied to the uplink does not ask teaming, and a policy may not look at links.
+  ASSERT_STATUS(QEL_OK, VSDVS_SetPortTeamingOverride("s", "q", "a"));
+  EXPECT_EQ("n0", hint(q));
+  VSTeamPolicy careless = policy(TEAM_FRP_TYPE_FO_EXPLICIT, {"a"});
+  careless.linkCriteria = 0;
+  use(careless);
+  EXPECT_EQ("n0", hint(p));
+}
+
+TEST_F(UplinkDelay, follows_the_option_and_ends_with_a_boot) {
+  use(policy(TEAM_FRP_TYPE_FO_EXPLICIT, {"a", "b"}));
+  ASSERT_STATUS(QEL_OK, set_link("a", QEL_LINK_STATE_DOWN));
+  ASSERT_STATUS(QEL_OK, set_link("a", QEL_LINK_STATE_UP));
+  ASSERT_STATUS(QEL_OK, set_option(VS_RT_OPT_TEAM_POLICY_UP_DELAY, 100));
+  move_clock(99);
+  EXPECT_EQ("n1", hint(p));
+  move_clock(1);
+  EXPECT_EQ("n0", hint(p));
+  ASSERT_STATUS(QEL_OK, set_option(VS_RT_OPT_TEAM_POLICY_UP_DELAY, 300000));
+  EXPECT_EQ("n1", hint(p));
+  set_clock(0);  // set back: there is nothing to wait for
+  EXPECT_EQ("n0", hint(p));
+  move_clock(0);
+  ASSERT_STATUS(QEL_OK, boot());
+  EXPECT_EQ("n0", hint(p));
 }
 
 TEST_F(UplinkState, reverse_reads_the_order_from_its_end) {

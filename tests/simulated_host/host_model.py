@@ -1,22 +1,24 @@
-"""A small model of the documented rules of the host, for test_model.py: switches, ports, uplink ports, the property
-store. Each call on it gives the set of statuses that the rules allow (no rule says which of several refusals comes
-first), and changes the model only where that is QEL_OK alone."""
+"""A small model of the documented rules of the host, for test_model.py: switches, ports, uplink ports and teaming, put
+together with the other parts of the model. Each call on it gives the set of statuses that the rules allow (no rule says
+which of several refusals comes first), and changes the model only where that is QEL_OK alone."""
 
 import dataclasses
-import struct
 
 import _libvswitch as m
+import mac_model
+import mirror_model
+import vlan_model
+from image_model import ImageModel
+from lag_model import Lag, LagModel
+from mac_model import GlobalLearning, MacEntry, MacKey, MacModel
+from mirror_model import MirrorModel
+from property_model import NOT_FOUND, OK, Known, Property, PropertyModel, limited, number, outside, refused
+from vlan_model import VlanModel
 
-OK = {"QEL_OK"}
-NOT_FOUND = {"QEL_NOT_FOUND"}
 MOST_SWITCHES, MOST_PORTS, MOST_UPLINKS = 128, 8192, 32
 DEFAULT_PORTS = 128
-# The physical NICs of the built-in description that no switch has, and whether their carrier is up.
-NICS = {"nic3": False, "nic4": True, "nic5": True}
-
-
-def number(value: int) -> bytes:
-    return struct.pack("<I", value)
+# The physical NICs, and whether their carrier is up.
+NICS = {"nic0": True, "nic1": True, "nic2": False, "nic3": False, "nic4": True, "nic5": True}
 
 
 def is_version(version: int) -> bool:
@@ -27,33 +29,17 @@ def is_version(version: int) -> bool:
     )
 
 
-def is_number_in(lowest: int, highest: int):
-    return lambda data: len(data) == 4 and lowest <= struct.unpack("<I", data)[0] <= highest
-
-
-@dataclasses.dataclass
-class Known:
-    """A property that the host has rules for."""
-
-    scope: str
-    default: object
-    admits: object = None  # read only without one
-
-
-KNOWN = {
-    m.VSPROP_MTU: Known("global", lambda switch: number(1500), is_number_in(1280, 9000)),
-    m.VSPROP_MULTICAST_FILTER: Known("global", lambda switch: number(0), is_number_in(m.VS_MCAST_FILTER_MODE_LEGACY, m.VS_MCAST_FILTER_MODE_MLD)),
-    m.QEL_HNQPROP_SWITCH_ALIAS: Known("global", lambda switch: switch.alias.encode()),
-    m.QEL_HNQPROP_SWITCH_VERSION: Known("global", lambda switch: number(switch.version)),
-    m.QEL_HNQPROP_PORT_CONNECTID: Known("port", lambda switch: number(0), is_number_in(0, 2**32 - 1)),
+CORE = {
+    m.VSPROP_MTU: Known("global", lambda model, switch: number(1500), limited(outside(1280, 9000))),
+    m.VSPROP_MULTICAST_FILTER: Known(
+        "global",
+        lambda model, switch: number(0),
+        limited(outside(m.VS_MCAST_FILTER_MODE_LEGACY, m.VS_MCAST_FILTER_MODE_MLD)),
+    ),
+    m.QEL_HNQPROP_SWITCH_ALIAS: Known("global", lambda model, switch: switch.alias.encode()),
+    m.QEL_HNQPROP_SWITCH_VERSION: Known("global", lambda model, switch: number(switch.version)),
+    m.QEL_HNQPROP_PORT_CONNECTID: Known("port", lambda model, switch: number(0), limited(outside(0, 2**32 - 1))),
 }
-
-
-@dataclasses.dataclass
-class Property:
-    owner: str
-    persistent: bytes | None = None
-    volatile: bytes | None = None
 
 
 @dataclasses.dataclass
@@ -62,7 +48,16 @@ class Port:
     external_id: str | None = None
     uplink: str | None = None
     made_for_uplink: bool = False
+    client_mac: bytes | None = None  # of a client that is no uplink
+    is_local_copy: bool = False  # made from an image
     number: int | None = None  # learnt from the host
+
+    def is_active(self) -> bool:
+        return self.uplink is not None or self.client_mac is not None
+
+    def become_new(self) -> None:
+        """Of an image's port that the switch did not have."""
+        self.number, self.client_mac, self.is_local_copy = None, None, True
 
 
 @dataclasses.dataclass
@@ -74,23 +69,34 @@ class Switch:
     version: int
     flags: int
     has_portset: bool = True
+    portset_name: str | None = None  # learnt from the host; a switch without a port set gets the same one again
     ports: dict[str, Port] = dataclasses.field(default_factory=dict)
     uplinks: list[str] = dataclasses.field(default_factory=list)
     properties: dict[tuple[str, str], Property] = dataclasses.field(default_factory=dict)
     team: tuple[list[str], list[str]] | None = None  # the active and standby ones of a policy that was set
+    lags: list[Lag] = dataclasses.field(default_factory=list)
+    macs: dict[tuple[MacKey, int], MacEntry] = dataclasses.field(default_factory=dict)  # by hand, and learned
 
     def port_of(self, uplink: str) -> str:
         return next(name for name, port in self.ports.items() if port.uplink == uplink)
 
     def active_ports(self) -> int:
-        return sum(port.uplink is not None for port in self.ports.values())
+        return sum(port.is_active() for port in self.ports.values())
+
+    def has_clients(self) -> bool:
+        return any(port.client_mac is not None for port in self.ports.values())
 
 
-class Model:
-    def __init__(self):
-        self.switches: dict[str, Switch] = {}
+class Model(PropertyModel, MacModel, VlanModel, MirrorModel, LagModel, ImageModel):
+    known = {**CORE, **mac_model.KNOWN, **vlan_model.KNOWN, **mirror_model.KNOWN}
+
+    def __init__(self, home: Switch):
+        self.switches: dict[str, Switch] = {home.alias: home}
+        self.learning = GlobalLearning()
         self.bound: dict[str, tuple[str, str]] = {}  # NIC to alias and uplink port
         self.admin_up = dict.fromkeys(NICS, True)
+        for uplink in home.uplinks:
+            self.bind(home.alias, uplink)
 
     # ---- switches ----
 
@@ -117,6 +123,8 @@ class Model:
     def destroy(self, alias) -> set[str]:
         if alias not in self.switches:
             return NOT_FOUND
+        if self.switches[alias].has_clients():
+            return {"QEL_BUSY"}
         for uplink in self.switches[alias].uplinks:
             self.unbind(alias, uplink)
         del self.switches[alias]
@@ -139,6 +147,8 @@ class Model:
         switch = self.switches[alias]
         if switch.has_portset == wanted:
             return {"QEL_EXISTS"} if wanted else {"QEL_IS_DISCONNECTED"}
+        if switch.has_clients():
+            return {"QEL_BUSY"}
         switch.has_portset = wanted
         return OK
 
@@ -166,25 +176,26 @@ class Model:
             switch.max_ports = max_ports
         return statuses
 
-    def running(self, name: str, portsets: dict[str, str]) -> Switch | None:
-        """The switch that a name stands for, of those with a port set; `portsets` gives the names of these."""
+    def running(self, name: str) -> Switch | None:
+        """The switch that a name stands for, of those with a port set."""
         running = [switch for switch in self.switches.values() if switch.has_portset]
-        for key in (lambda s: s.alias, lambda s: portsets.get(s.alias), lambda s: s.switch_id):
+        for key in (lambda s: s.alias, lambda s: s.portset_name, lambda s: s.switch_id):
             for switch in running:
                 if key(switch) == name:
                     return switch
         return None
 
-    def boot(self) -> None:
-        self.admin_up = dict.fromkeys(NICS, True)
+    def load_config(self) -> set[str]:
         for alias in [alias for alias, switch in self.switches.items() if not switch.persistent]:
             self.destroy(alias)
+        self.forget_volatile()
+        return OK
+
+    def boot(self) -> None:
+        self.load_config()
+        self.admin_up = dict.fromkeys(NICS, True)
         for switch in self.switches.values():
-            for properties in [switch.properties, *(port.properties for port in switch.ports.values())]:
-                for key in list(properties):
-                    properties[key].volatile = None
-                    if properties[key].persistent is None:
-                        del properties[key]
+            switch.macs.clear()
 
     # ---- ports ----
 
@@ -207,10 +218,15 @@ class Model:
     def remove_port(self, alias, dvport_id) -> set[str]:
         if alias not in self.switches or dvport_id not in self.switches[alias].ports:
             return NOT_FOUND
-        if self.switches[alias].ports[dvport_id].uplink is not None:
+        switch = self.switches[alias]
+        if switch.ports[dvport_id].is_active():
             return {"QEL_BUSY"}
-        del self.switches[alias].ports[dvport_id]
+        self.drop_port(switch, dvport_id)
         return OK
+
+    def drop_port(self, switch: Switch, dvport_id: str) -> None:
+        del switch.ports[dvport_id]
+        self.forget_macs(switch, {dvport_id})
 
     # ---- uplink ports ----
 
@@ -246,6 +262,7 @@ class Model:
             QEL_EXISTS=len(set(names)) < len(names) or len(set(explicit)) < len(explicit),
             QEL_LIMIT_EXCEEDED=len(names) > MOST_UPLINKS or len(others) + len(made) > switch.max_ports,
             QEL_BUSY=bool(members & set(going))
+            or any(switch.ports[port].client_mac is not None for port in explicit if port in switch.ports)
             or any(self.bound.get(name, (alias, name)) != (alias, name) for name in names),
         )
         if statuses == OK:
@@ -259,7 +276,7 @@ class Model:
             if wanted_of.get(uplink) == dvport_id:
                 continue
             if switch.ports[dvport_id].made_for_uplink:
-                del switch.ports[dvport_id]
+                self.drop_port(switch, dvport_id)
             else:
                 switch.ports[dvport_id].uplink = None
             if uplink not in names:
@@ -307,76 +324,3 @@ class Model:
         if statuses == OK:
             switch.team = (active, standby)
         return statuses
-
-    # ---- properties ----
-
-    def _place(self, alias, scope, dvport_id, name):
-        """The statuses that the place of a property is refused with, the properties there, and its key."""
-        if alias not in self.switches:
-            return NOT_FOUND, {}, None
-        switch = self.switches[alias]
-        if scope == "port" and dvport_id not in switch.ports:
-            return NOT_FOUND, {}, None
-        known = KNOWN.get(name)
-        if known and (known.scope == "port") != (scope == "port"):
-            return {"QEL_BAD_PARAM"}, {}, None
-        if scope == "port":
-            return OK, switch.ports[dvport_id].properties, name
-        return OK, switch.properties, (known.scope if known else scope, name)
-
-    def set_property(self, alias, scope, dvport_id, name, data, owner, persistent) -> set[str]:
-        statuses, properties, key = self._place(alias, scope, dvport_id, name)
-        if statuses != OK:
-            return statuses
-        known = KNOWN.get(name)
-        stored = properties.get(key)
-        statuses = refused(
-            QEL_READ_ONLY=known is not None and known.admits is None,
-            QEL_NO_PERMISSION=stored is not None and bool(stored.owner) and bool(owner) and stored.owner != owner,
-            QEL_BAD_PARAM=known is not None and known.admits is not None and not known.admits(data),
-        )
-        if statuses == OK:
-            stored = properties.setdefault(key, Property(owner))
-            stored.owner = stored.owner or owner
-            if persistent:
-                stored.persistent, stored.volatile = data, None
-            else:
-                stored.volatile = data
-        return statuses
-
-    def get_property(self, alias, scope, dvport_id, name, owner, persistent) -> tuple[set[str], bytes | None]:
-        statuses, properties, key = self._place(alias, scope, dvport_id, name)
-        if statuses != OK:
-            return statuses, None
-        stored = properties.get(key)
-        if owner and (stored is None or stored.owner != owner):
-            return NOT_FOUND, None
-        value = None
-        if stored is not None:
-            value = stored.persistent if persistent or stored.volatile is None else stored.volatile
-        if value is None and name in KNOWN:
-            value = KNOWN[name].default(self.switches[alias])
-        return (OK, value) if value is not None else (NOT_FOUND, None)
-
-    def clear_property(self, alias, scope, dvport_id, name, owner, persistent) -> set[str]:
-        statuses, properties, key = self._place(alias, scope, dvport_id, name)
-        if statuses != OK:
-            return statuses
-        known = KNOWN.get(name)
-        stored = properties.get(key)
-        nothing = stored is None or (not persistent and stored.volatile is None)
-        statuses = refused(
-            QEL_READ_ONLY=known is not None and known.admits is None,
-            QEL_NO_PERMISSION=stored is not None and bool(owner) and stored.owner != owner,
-            QEL_NOT_FOUND=nothing and known is None,
-        )
-        if statuses == OK and stored is not None:
-            stored.volatile = None
-            if persistent or stored.persistent is None:
-                del properties[key]
-        return statuses
-
-
-def refused(**conditions: bool) -> set[str]:
-    """The statuses whose condition holds, or QEL_OK."""
-    return {status for status, holds in conditions.items() if holds} or OK

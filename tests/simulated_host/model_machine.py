@@ -10,22 +10,23 @@ import struct
 import sys
 
 import _libvswitch as m
-from host_calls import Host
-from host_model import NICS, Model
+import home_model
+from base_machine import ALIASES, ANY, FREE, Machine, aliases, boot, counts, host, memory, picks, ports, uplinks
 from hypothesis import HealthCheck, settings
 from hypothesis import strategies as st
-from hypothesis.stateful import RuleBasedStateMachine, initialize, invariant, precondition, rule, run_state_machine_as_test
+from hypothesis.stateful import initialize, invariant, precondition, rule, run_state_machine_as_test
+from image_machine import ImageMachine
+from lag_machine import LagMachine
+from mac_machine import MacMachine
+from mirror_machine import MirrorMachine
 from ready_arguments import HNQQuery
+from vlan_machine import VlanMachine
 
-ALIASES = ["a", "b", "c", "d"]
 # One of them is the alias of another switch: a name may mean several.
 SWITCH_IDS = ["i", "j", "k", "a"]
-PORTS = ["p", "q", "r", "s", "t", "port", "uplink-1", "uplink-2"]
 EXTERNAL_IDS = ["x", "y", "z", "external"]
-UPLINKS = ["u", "v", "w", *NICS]
 OWNERS = ["", "red", "", "blue", ""]
 SCOPES = ["global", "host", "port"]
-FREE = ["free", "other"]
 PROPERTIES = [
     *FREE,
     m.VSPROP_MTU,
@@ -38,16 +39,10 @@ PROPERTIES = [
 VALUES = [*(struct.pack("<I", n) for n in (1500, 1280, 9000, 0, 1, 2, 3, 4, 1279, 9001)), b"text", b"", b"\0\1\2"]
 ROOM = 4096
 
-aliases = st.sampled_from(ALIASES)
-ports = st.sampled_from(PORTS)
-uplinks = st.sampled_from(UPLINKS)
 owners = st.sampled_from(OWNERS)
 versions = st.sampled_from([0, m.DVS_VERSION_60, m.DVS_VERSION_65, m.DVS_VERSION_66, m.DVS_VERSION_70, 100, 107, 1000])
 max_ports = st.sampled_from([8, 0, 1, 4, 6, 8192, 8193])
 mtus = st.sampled_from([1500, 1280, 2000, 9000, 3000, 8999, 1279, 9001, 0])
-# Which of the existing ones, or for the last one whatever comes.
-ANY = 15
-picks = st.integers(0, ANY)
 
 
 def places(*choices: tuple[str, str]):
@@ -65,67 +60,19 @@ known_places = places(
 )
 all_places = places(*itertools.product(SCOPES, PROPERTIES))
 
-host = Host()
-boot = getattr(host.libraries[0], "_ZN4host4bootEv")
-counts = {"calls": 0, "successes": 0}
 
-
-class HostMachine(RuleBasedStateMachine):
-    def __init__(self):
-        super().__init__()
-        self.model = Model()
-        self.portsets = {}
-        self.numbers = set()
-        self.turn = 0
-
-    def teardown(self):
-        for alias, switch in self.model.switches.items():
-            if switch.has_portset:
-                assert host.status(host.VSDVS_DestroyVSwitch(alias.encode())) == "QEL_OK"
-            else:
-                assert host.status(host.DVSQEL_SwitchRemove(alias.encode())) == "QEL_OK"
-        assert boot() == 0
-
-    # ---- helpers ----
-
-    def expect(self, allowed: set[str], status: int) -> bool:
-        counts["calls"] += 1
-        counts["successes"] += status == 0
-        assert host.status(status) in allowed, f"{host.status(status)} instead of {allowed}"
-        return status == 0
-
-    def existing(self, pick: int, alias: str, is_wanted=lambda switch: True) -> str:
-        """Mostly a switch that exists (a wanted one, if there is one), else the alias."""
-        wanted = [name for name, switch in self.model.switches.items() if is_wanted(switch)]
-        switches = wanted or list(self.model.switches)
-        return switches[pick % len(switches)] if switches and pick != ANY else alias
-
+class HostMachine(MacMachine, VlanMachine, MirrorMachine, LagMachine, ImageMachine, Machine):
     def unused(self, pick: int, alias: str, switch_id: str) -> tuple[str, str]:
         """Mostly an alias and an identifier that no switch has."""
         taken = [switch.switch_id for switch in self.model.switches.values()]
         free = ([a for a in ALIASES if a not in self.model.switches], [i for i in SWITCH_IDS if i not in taken])
         return (free[0][0], free[1][0]) if free[0] and free[1] and pick != ANY else (alias, switch_id)
 
-    def existing_port(self, pick: int, alias: str, dvport_id: str) -> str:
-        switch = self.model.switches.get(alias)
-        found = list(switch.ports) if switch else []
-        return found[pick % len(found)] if found and pick != ANY else dvport_id
-
-    def existing_uplink(self, pick: int, alias: str, uplink: str) -> str:
-        switch = self.model.switches.get(alias)
-        found = switch.uplinks if switch else []
-        return found[pick % len(found)] if found and pick != ANY else uplink
-
-    def learn_portset(self, alias: str) -> None:
-        room = ctypes.create_string_buffer(128)
-        assert host.status(host.DVSAliasToPortsetName(alias.encode(), ctypes.addressof(room))) == "QEL_OK"
-        assert room.value.decode() not in [name for other, name in self.portsets.items() if other != alias]
-        self.portsets[alias] = room.value.decode()
-
     # ---- switches ----
 
     @initialize()
     def start(self):
+        self.learn_portset(home_model.ALIAS)
         for alias, switch_id in (("a", "i"), ("b", "j")):
             status = host.VSDVS_CreateVSwitch(alias.encode(), switch_id.encode(), None, 8, 1, 0, 0, 0)
             self.expect(self.model.create(alias, switch_id, 8, True, 0, 0, 0), status)
@@ -149,23 +96,20 @@ class HostMachine(RuleBasedStateMachine):
         )
         allowed = self.model.create(alias, switch_id, ports_at_most, persistent, mtu, version, flags, class_name)
         if self.expect(allowed, status):
-            former = self.portsets.pop(alias, None)
             self.learn_portset(alias)
-            assert self.portsets[alias] != former, "a port-set name was used twice"
 
     # Without enough switches little can happen to them.
     @precondition(lambda self: len(self.model.switches) >= 3)
     @rule(pick=picks, alias=aliases)
     def destroy(self, pick, alias):
-        alias = self.existing(pick, alias)
+        alias = self.existing(pick, alias, lambda switch: not switch.has_clients())
         self.expect(self.model.destroy(alias), host.VSDVS_DestroyVSwitch(alias.encode()))
 
     @rule(pick=picks, alias=aliases, switch_id=st.sampled_from(SWITCH_IDS), ports_at_most=max_ports, version=versions)
     def add_state(self, pick, alias, switch_id, ports_at_most, version):
         alias, switch_id = self.unused(pick, alias, switch_id)
         status = host.DVSQEL_SwitchAdd(alias.encode(), switch_id.encode(), ports_at_most, version)
-        if self.expect(self.model.add_state(alias, switch_id, ports_at_most, version), status):
-            self.portsets.pop(alias, None)
+        self.expect(self.model.add_state(alias, switch_id, ports_at_most, version), status)
 
     @precondition(lambda self: not all(switch.has_portset for switch in self.model.switches.values()))
     @rule(pick=picks, alias=aliases)
@@ -176,14 +120,12 @@ class HostMachine(RuleBasedStateMachine):
     @rule(pick=picks, alias=aliases)
     def associate(self, pick, alias):
         alias = self.existing(pick, alias, lambda switch: not switch.has_portset)
-        former = self.portsets.get(alias)
         if self.expect(self.model.set_portset(alias, True), host.DVSQEL_SwitchAssociate(alias.encode())):
             self.learn_portset(alias)
-            assert former in (None, self.portsets[alias]), "it gets the same name again"
 
     @rule(pick=picks, alias=aliases)
     def dissociate(self, pick, alias):
-        alias = self.existing(pick, alias, lambda switch: switch.has_portset)
+        alias = self.existing(pick, alias, lambda switch: switch.has_portset and not switch.has_clients())
         self.expect(self.model.set_portset(alias, False), host.DVSQEL_SwitchDissociate(alias.encode()))
 
     @rule(pick=picks, alias=aliases, version=st.sampled_from([m.DVS_VERSION_70, 107, m.DVS_VERSION_66, 1000]))
@@ -219,8 +161,9 @@ class HostMachine(RuleBasedStateMachine):
 
     @rule(pick=picks, alias=aliases, port=picks, dvport_id=ports, of_the_state=st.booleans())
     def remove_port(self, pick, alias, port, dvport_id, of_the_state):
-        alias = self.existing(pick, alias, lambda switch: switch.ports)
-        dvport_id = self.existing_port(port, alias, dvport_id)
+        alias, dvport_id = self.port_of_a_switch(pick, alias, port, dvport_id)
+        # The model has no zombies.
+        of_the_state = of_the_state and dvport_id not in home_model.CLIENTS
         call = host.DVSQEL_PortRemove if of_the_state else host.VSDVS_RemoveDVPort
         self.expect(self.model.remove_port(alias, dvport_id), call(alias.encode(), dvport_id.encode()))
 
@@ -251,7 +194,11 @@ class HostMachine(RuleBasedStateMachine):
         pick=picks,
         alias=aliases,
         # The generated identifiers depend on the order in which ports come and go: the plain ones do not.
-        wanted=st.lists(st.tuples(uplinks, st.sampled_from(["p", "q", "r", "s"])), max_size=4, unique_by=lambda t: t[1]),
+        wanted=st.lists(
+            st.tuples(uplinks, st.sampled_from(["p", "q", "r", "s", *home_model.CLIENTS])),
+            max_size=4,
+            unique_by=lambda t: t[1],
+        ),
         missing=st.booleans(),
     )
     def set_uplinks(self, pick, alias, wanted, missing):
@@ -264,9 +211,7 @@ class HostMachine(RuleBasedStateMachine):
         ids = [port for _, port in wanted][: -1 if missing else None]
         name_block = struct.pack("<I", len(chosen)) + b"".join(name.encode().ljust(81, b"\0") for name in chosen)
         id_block = struct.pack("<I", len(ids)) + b"".join(port.encode().ljust(48, b"\0") for port in ids)
-        name_memory = ctypes.create_string_buffer(name_block, len(name_block))
-        id_memory = ctypes.create_string_buffer(id_block, len(id_block))
-        status = host.VSDVS_SetSwitchUplinkPorts(alias.encode(), name_memory, id_memory)
+        status = host.VSDVS_SetSwitchUplinkPorts(alias.encode(), memory(name_block), memory(id_block))
         self.expect(self.model.set_uplinks(alias, chosen, ids), status)
 
     @precondition(lambda self: any(switch.uplinks for switch in self.model.switches.values()))
@@ -276,7 +221,7 @@ class HostMachine(RuleBasedStateMachine):
         uplink = self.existing_uplink(which, alias, uplink)
         state = m.QEL_LINK_STATE_UP if up else m.QEL_LINK_STATE_DOWN
         status = host.VSQEL_SetUplinkAdminLinkState(alias.encode(), uplink.encode(), state)
-        running = self.model.running(alias, self.portsets)
+        running = self.model.running(alias)
         self.expect(self.model.set_admin_state(running, uplink, up), status)
 
     # ---- policies ----
@@ -304,8 +249,7 @@ class HostMachine(RuleBasedStateMachine):
         active, rest = members[:count], members[count:]
         policy = struct.pack("<IIBBHIII", 0, 0, 0, 0, 0, 0, len(active), len(rest))
         policy += b"".join(name.encode().ljust(81, b"\0") for name in members)
-        memory = ctypes.create_string_buffer(policy, 2616)
-        status = host.VSDVS_SetTeamingPolicy(alias.encode(), memory)
+        status = host.VSDVS_SetTeamingPolicy(alias.encode(), memory(policy.ljust(2616, b"\0")))
         self.expect(self.model.set_team(alias, active, rest), status)
 
     @rule(pick=picks, alias=aliases)
@@ -327,17 +271,16 @@ class HostMachine(RuleBasedStateMachine):
     def set_property(self, pick, alias, place, data, owner, persistent):
         scope, name, dvport_id = self.placed(pick, alias, place)
         alias = self.existing(pick, alias)
-        memory = ctypes.create_string_buffer(data, max(len(data), 1))
         status = self.property_call(
-            "Set", scope, alias, dvport_id, name.encode(), memory, len(data), owner.encode(), persistent
+            "Set", scope, alias, dvport_id, name.encode(), memory(data), len(data), owner.encode(), persistent
         )
         self.expect(self.model.set_property(alias, scope, dvport_id, name, data, owner, persistent), status)
 
     def get_property(self, pick, alias, place, owner, persistent, room):
         scope, name, dvport_id = self.placed(pick, alias, place)
         alias = self.existing(pick, alias)
-        memory = ctypes.create_string_buffer(b"\xaa" * ROOM, ROOM)
-        query = HNQQuery(room, ctypes.addressof(memory))
+        storage = ctypes.create_string_buffer(b"\xaa" * ROOM, ROOM)
+        query = HNQQuery(room, ctypes.addressof(storage))
         status = self.property_call(
             "Get", scope, alias, dvport_id, name.encode(), ctypes.addressof(query), owner.encode(), persistent
         )
@@ -345,11 +288,11 @@ class HostMachine(RuleBasedStateMachine):
         if value is not None and len(value) > room:
             allowed = {"QEL_BUF_TOO_SMALL"}
         if self.expect(allowed, status):
-            assert memory.raw[: query.propLen] == value
+            assert storage.raw[: query.propLen] == value
         else:
             assert query.propLen == room
         written = len(value) if status == 0 else 0
-        assert memory.raw[written:] == b"\xaa" * (ROOM - written)
+        assert storage.raw[written:] == b"\xaa" * (ROOM - written)
 
     def clear_property(self, pick, alias, place, owner, persistent):
         scope, name, dvport_id = self.placed(pick, alias, place)
@@ -386,6 +329,10 @@ class HostMachine(RuleBasedStateMachine):
         scope, name, dvport_id = found[which % len(found)]
         place = (scope, name, ANY, dvport_id)
         pick = list(self.model.switches).index(alias)
+        known = self.model.known.get(name)
+        if known:
+            data = [*known.samples, *VALUES][which % (len(known.samples) + len(VALUES))]
+            persistent = persistent or known.is_tied
         if change == "get":
             self.get_property(pick, alias, place, owner, persistent, ROOM)
         elif change == "set":
@@ -422,13 +369,17 @@ class HostMachine(RuleBasedStateMachine):
     def same_state(self):
         switches = list(self.model.switches.values())
         running = [switch for switch in switches if switch.has_portset]
-        assert self.listed() == ["management", "workload", *(switch.alias for switch in running)]
+        assert self.listed() == [switch.alias for switch in running]
         if not switches:
             return
         self.turn += 1
         switch = switches[self.turn % len(switches)]
         self.same_switch(switch)
         self.same_ports(switch)
+        self.same_macs(switch)
+        self.same_vlans(switch)
+        self.same_mirrors(switch)
+        self.same_lags(switch)
 
     def listed(self) -> list[str]:
         result = ctypes.c_void_p()
@@ -440,10 +391,10 @@ class HostMachine(RuleBasedStateMachine):
 
     def same_switch(self, switch):
         room = ctypes.create_string_buffer(218)
-        name = [switch.alias, switch.switch_id, self.portsets.get(switch.alias, "none")][self.turn // 4 % 3]
+        name = [switch.alias, switch.switch_id, switch.portset_name or "none"][self.turn // 4 % 3]
         status = host.VSQEL_GetVSInfo(name.encode(), ctypes.addressof(room))
         # The name may be another switch's, or that of none that runs.
-        meant = self.model.running(name, self.portsets)
+        meant = self.model.running(name)
         if meant is None:
             assert host.status(status) == "QEL_NOT_FOUND"
             return
@@ -458,25 +409,24 @@ class HostMachine(RuleBasedStateMachine):
 
     def same_ports(self, switch):
         alias = switch.alias.encode()
-        for dvport_id, port in switch.ports.items():
-            result = ctypes.c_uint32()
-            status = host.VSDVS_DvPortIDToPortID(alias, dvport_id.encode(), ctypes.addressof(result))
-            assert host.status(status) == "QEL_OK", dvport_id
-            if port.number is None:
-                assert result.value not in self.numbers | {0}, "a number was used twice"
-                port.number = result.value
-                self.numbers.add(port.number)
-            assert result.value == port.number
+        self.learn_numbers(switch)
         by_number = sorted(switch.ports.items(), key=lambda item: item[1].number)
-        for kind, is_active in ((m.DVSPORT_TYPE_ACTIVE, True), (m.DVSPORT_TYPE_SHADOW, False)):
+        kinds = {name: self.port_type(port) for name, port in by_number}
+        for kind in (m.DVSPORT_TYPE_ACTIVE, m.DVSPORT_TYPE_SHADOW, m.DVSPORT_TYPE_LOCALCACHE):
             result = ctypes.c_void_p()
             assert host.DVSQEL_SwitchPortList(alias, ctypes.addressof(result), kind) == 0
             count = ctypes.c_int.from_address(result.value).value
             entries = [ctypes.string_at(result.value + 8 + 52 * i, 52) for i in range(count)]
             host.VSQEL_FreeMemory(result)
-            expected = [(name, self.connect_id(switch, name)) for name, p in by_number if (p.uplink is not None) == is_active]
+            expected = [(name, self.connect_id(switch, name)) for name in kinds if kinds[name] == kind]
             assert [(entry[:48].rstrip(b"\0").decode(), entry[48:]) for entry in entries] == expected
         self.same_uplinks(switch)
+
+    @staticmethod
+    def port_type(port) -> int:
+        if port.is_active():
+            return m.DVSPORT_TYPE_ACTIVE
+        return m.DVSPORT_TYPE_LOCALCACHE if port.is_local_copy else m.DVSPORT_TYPE_SHADOW
 
     def connect_id(self, switch, dvport_id) -> bytes:
         return self.model.get_property(switch.alias, "port", dvport_id, m.QEL_HNQPROP_PORT_CONNECTID, "", False)[1]
@@ -518,4 +468,5 @@ def main(examples: int, steps: int) -> None:
     print(json.dumps(counts))
 
 
-main(int(sys.argv[1]), int(sys.argv[2]))
+if __name__ == "__main__":
+    main(int(sys.argv[1]), int(sys.argv[2]))

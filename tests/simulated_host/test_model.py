@@ -18,7 +18,7 @@ def test_the_host_behaves_as_the_model():
         capture_output=True,
         text=True,
         env=dict(os.environ, PYTHONPATH=os.pathsep.join(workspace.SEARCH), VSWITCH_HOST=":memory:"),
-        timeout=300,
+        timeout=900,
         check=False,
     )
     assert ended.returncode == 0, ended.stderr

@@ -1,0 +1,213 @@
+"""MAC tables and learning settings in the model. Nothing is learned here (no traffic): what was learned comes from the
+boot description, at a clock that stands."""
+
+import dataclasses
+import struct
+
+import _libvswitch as m
+from property_model import NOT_FOUND, OK, Known, limited, refused
+
+STATIC, USER, LEARNED, ALL = (
+    m.VS_MAC_ADDR_TYPE_STATIC,
+    m.VS_MAC_ADDR_TYPE_USER,
+    m.VS_MAC_ADDR_TYPE_LEARNED,
+    m.VS_MAC_ADDR_TYPE_ALL,
+)
+LONGEST_AGING, MOST_OF_SWITCH, MOST_OF_PORT, MOST_OF_TEAM = 1000000, 65536, 4096, 16384
+LAST_VLAN, LAST_VNI = 4094, 16777215
+MULTICAST_BIT = 1
+ALLOW, DROP = m.VSPORT_MAC_LEARNING_LIMIT_POLICY_ALLOW, m.VSPORT_MAC_LEARNING_LIMIT_POLICY_DROP
+
+
+@dataclasses.dataclass(frozen=True)
+class MacKey:
+    mac: bytes
+    vlan: int
+    vni: int = 0
+
+
+@dataclasses.dataclass
+class MacEntry:
+    kind: int
+    dvport_id: str
+    age: int = 0  # seconds since the address was seen
+    ages: bool = False
+
+
+@dataclasses.dataclass
+class GlobalLearning:
+    """What holds for every switch without a setting of its own."""
+
+    aging: int = 600
+    limit: int = MOST_OF_SWITCH
+    learn_static: bool = False
+    static_allowed: bool = True
+
+
+def learning_bytes(aging: int, limit: int, reserved: int = 0) -> bytes:
+    return struct.pack("<II", aging | reserved << 24, limit)
+
+
+def policy_bytes(learning: bool, flooding: bool, limit: int, at_limit: int) -> bytes:
+    return struct.pack("<BBII", learning, flooding, limit, at_limit)
+
+
+def learning_refusals(model, switch, dvport_id, data: bytes) -> set[str]:
+    if len(data) != 8:
+        return {"QEL_BAD_PARAM"}
+    aging, limit = struct.unpack("<II", data)
+    return refused(QEL_BAD_PARAM=aging > LONGEST_AGING, QEL_LIMIT_EXCEEDED=limit > MOST_OF_SWITCH)
+
+
+def management_refusals(model, switch, dvport_id, data: bytes) -> set[str]:
+    if len(data) != 11:
+        return {"QEL_BAD_PARAM"}
+    limit, at_limit = struct.unpack_from("<II", data, 3)
+    return refused(QEL_LIMIT_EXCEEDED=limit > MOST_OF_PORT, QEL_BAD_PARAM=at_limit not in (ALLOW, DROP))
+
+
+not_a_byte = limited(lambda data: len(data) != 1)
+BYTES = [b"\0", b"\1", b"\7", b"\0\0"]
+KNOWN = {
+    m.VSPROP_SWITCH_MAC_LEARNING: Known(
+        "global",
+        lambda model, switch: learning_bytes(model.learning.aging, model.learning.limit),
+        learning_refusals,
+        [learning_bytes(0, 1), learning_bytes(600, 65537), learning_bytes(5000, 9)],
+    ),
+    m.VSPROP_SWITCH_MAC_LEARN_STATIC: Known(
+        "global", lambda model, switch: bytes([model.learning.learn_static]), not_a_byte, BYTES
+    ),
+    m.VSPROP_SWITCH_STATIC_MAC_ALLOW: Known(
+        "global", lambda model, switch: bytes([model.learning.static_allowed]), not_a_byte, BYTES
+    ),
+    m.VSPROP_PORT_MAC_MANAGEMENT: Known(
+        "port",
+        lambda model, switch: b"\1" + policy_bytes(False, False, MOST_OF_PORT, ALLOW),
+        management_refusals,
+        [b"\0" + policy_bytes(True, True, 2, DROP), b"\1" + policy_bytes(True, False, 4097, ALLOW)],
+    ),
+}
+
+
+class MacModel:
+    """Of a switch that is None no call finds anything: see running()."""
+
+    def set_global_learning(self, aging, limit, learn_static, static_allowed) -> set[str]:
+        statuses = refused(QEL_BAD_PARAM=aging > LONGEST_AGING, QEL_LIMIT_EXCEEDED=limit > MOST_OF_SWITCH)
+        if statuses == OK:
+            self.learning = GlobalLearning(aging, limit, bool(learn_static), bool(static_allowed))
+        return statuses
+
+    def set_port_learning(self, alias, dvport_id, policy: bytes) -> set[str]:
+        statuses, _, _ = self.place(alias, "port", dvport_id, m.VSPROP_PORT_MAC_MANAGEMENT)
+        if statuses != OK:
+            return statuses
+        former = self.in_effect(self.switches[alias], m.VSPROP_PORT_MAC_MANAGEMENT, dvport_id)
+        return self.set_port_value(alias, dvport_id, m.VSPROP_PORT_MAC_MANAGEMENT, former[:1] + policy)
+
+    def static_allowed(self, switch) -> bool:
+        return self.in_effect(switch, m.VSPROP_SWITCH_STATIC_MAC_ALLOW) != b"\0"
+
+    def learns_static(self, switch) -> bool:
+        return self.in_effect(switch, m.VSPROP_SWITCH_MAC_LEARN_STATIC) != b"\0"
+
+    def learning_policy(self, switch, dvport_id) -> bytes:
+        return self.in_effect(switch, m.VSPROP_PORT_MAC_MANAGEMENT, dvport_id)[1:]
+
+    def port_limit(self, switch, dvport_id) -> int:
+        return struct.unpack_from("<I", self.learning_policy(switch, dvport_id), 2)[0]
+
+    def aging_time(self, switch) -> int:
+        return struct.unpack("<I", self.in_effect(switch, m.VSPROP_SWITCH_MAC_LEARNING)[:4])[0]
+
+    def is_forgotten(self, switch, entry: MacEntry) -> bool:
+        return entry.ages and 0 < self.aging_time(switch) <= entry.age
+
+    def entries_at(self, switch, dvport_id) -> list[tuple[MacKey, MacEntry]]:
+        """Those by hand and the learned ones, which count toward the limit of a port."""
+        return [
+            (key, entry)
+            for (key, _), entry in switch.macs.items()
+            if entry.dvport_id == dvport_id and not self.is_forgotten(switch, entry)
+        ]
+
+    def mac_table(self, switch, wanted_port) -> list[tuple[MacKey, MacEntry]]:
+        """The entries at the ports for which the predicate holds, in the order of the tables."""
+        found = []
+        for name, port in switch.ports.items():
+            if not wanted_port(name, port):
+                continue
+            found += self.entries_at(switch, name)
+            if port.client_mac is not None:
+                found.append((MacKey(port.client_mac, self.access_vlan(switch, name)), MacEntry(STATIC, name)))
+        shown = [pair for pair in found if pair[1].kind == LEARNED or self.static_allowed(switch)]
+        return sorted(shown, key=lambda pair: (pair[1].kind, pair[0].mac, pair[0].vlan, pair[0].vni))
+
+    @staticmethod
+    def key_refusals(key: MacKey, kind: int, kinds: tuple[int, ...]) -> set[str]:
+        return (
+            refused(
+                QEL_INVALID_ADDRESS=bool(key.mac[0] & MULTICAST_BIT) or key.mac == bytes(6),
+                QEL_BAD_VLANID=key.vlan > LAST_VLAN,
+                QEL_BAD_PARAM=key.vni > LAST_VNI or kind not in kinds,
+            )
+            - OK
+        )
+
+    def add_mac(self, switch, dvport_id, key: MacKey, kind: int) -> set[str]:
+        if switch is None or dvport_id not in switch.ports:
+            return NOT_FOUND | self.key_refusals(key, kind, (0, USER))
+        port = switch.ports[dvport_id]
+        limit = self.port_limit(switch, dvport_id)
+        if port.uplink is not None and m.VSPROP_PORT_MAC_MANAGEMENT not in port.properties:
+            limit = MOST_OF_TEAM
+        makes_way = (key, LEARNED) if not self.learns_static(switch) else None
+        there = [pair for pair in self.entries_at(switch, dvport_id) if (pair[0], pair[1].kind) != makes_way]
+        statuses = self.key_refusals(key, kind, (0, USER)) | refused(
+            QEL_EXISTS=(key, USER) in switch.macs,
+            QEL_NO_PERMISSION=not self.static_allowed(switch),
+            QEL_LIMIT_EXCEEDED=len(there) >= limit,
+        )
+        if statuses == OK:
+            switch.macs.pop(makes_way, None)
+            switch.macs[key, USER] = MacEntry(USER, dvport_id)
+            return OK
+        return statuses - OK
+
+    def remove_mac(self, switch, dvport_id, key: MacKey, kind: int) -> set[str]:
+        refusals = self.key_refusals(key, kind, (0, USER, LEARNED, ALL))
+        if switch is None or dvport_id not in switch.ports:
+            return NOT_FOUND | refusals
+        kinds = (USER, LEARNED) if kind == ALL else (kind or USER,)
+        going = [(other, e.kind) for other, e in self.entries_at(switch, dvport_id) if other == key and e.kind in kinds]
+        if not going:
+            refusals |= NOT_FOUND
+        if refusals:
+            return refusals
+        for known in going:
+            del switch.macs[known]
+        return OK
+
+    @staticmethod
+    def forget_macs(switch, gone: set[str]) -> None:
+        """What is at ports that are gone."""
+        for known in [known for known, entry in switch.macs.items() if entry.dvport_id in gone]:
+            del switch.macs[known]
+
+    def learning_info(self, switch) -> dict[str, object]:
+        own = [name for name, port in switch.ports.items() if port.uplink is None]
+        policies = {name: struct.unpack("<BBII", self.learning_policy(switch, name)) for name in own}
+        learning = [name for name, policy in policies.items() if policy[0]]
+        learned = {n: sum(e.kind == LEARNED for _, e in self.entries_at(switch, n)) for n in switch.ports}
+        aging, limit = struct.unpack("<II", self.in_effect(switch, m.VSPROP_SWITCH_MAC_LEARNING))
+        return {
+            "aging": aging,
+            "limit": limit,
+            "learning ports": len(learning),
+            "learned": sum(learned[name] for name in own),
+            "learned by the team": sum(learned.values()) - sum(learned[name] for name in own),
+            "team": (bool(learning), bool(learning), MOST_OF_TEAM),
+            "at their limit": sum(len(self.entries_at(switch, name)) >= policies[name][2] for name in learning),
+            "flooded": sum(bool(policy[1]) for policy in policies.values()),
+        }
