@@ -161,6 +161,11 @@ PyObject *python_part(const char *module, const char *name) {
   return function;
 }
 
+PyObject *native_function(MethodIndex method) {
+  const char *name = engine_text(engine->methods[method].name);
+  return Py_XNewRef(PyDict_GetItemString(PyModule_GetDict(native_module), name));
+}
+
 PyObject *python_name(const char *name) {
   return PyObject_GetAttrString(layer, name);
 }

@@ -60,6 +60,7 @@ bool prepare_functions() {
 }
 
 PyObject *checked_result(MethodIndex method, PyObject *result) {
+  *engine->error_left = false;
   char where[160];
   PyOS_snprintf(where, sizeof where, "<built-in function %s>", engine_text(engine->methods[method].name));
   return _Py_CheckFunctionResult(PyThreadState_Get(), nullptr, result, where);
@@ -70,7 +71,7 @@ PyObject *call_function(MethodIndex method, Arguments arguments) {
   if (!result) {
     return nullptr;
   }
-  if (PyErr_Occurred()) [[unlikely]] {
+  if (*engine->error_left) [[unlikely]] {
     return checked_result(method, result);
   }
   if (PyList_CheckExact(result)) {

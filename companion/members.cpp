@@ -59,8 +59,17 @@ PyObject *field_get(PyObject *self, PyObject *object, PyObject * /*type*/) {
   }
   const FieldObject &attribute = as_field(self);
   if (void *record = direct_pointer(object, attribute.owner)) [[likely]] {
-    PyObject *value = engine->read_field(*attribute.field, record);
-    return attribute.field->kind < FieldKind::array ? value : keep_owner(value, object);
+    const FieldEntry &field = *attribute.field;
+    const char *address = static_cast<char *>(record) + field.offset;
+    if (field.kind == FieldKind::scalar && field.scalar != Scalar::character) {
+      return number_to_python(address, field.scalar);
+    }
+    std::size_t size = 0;
+    if (field.kind == FieldKind::character_array && plain_text_size(address, field.size, &size)) {
+      return plain_text_to_python(address, size);
+    }
+    PyObject *value = engine->read_field(field, record);
+    return field.kind < FieldKind::array ? value : keep_owner(value, object);
   }
   return refuse_released(object) ? nullptr : call_function(attribute.getter, {&object, 1});
 }
@@ -76,14 +85,20 @@ int field_set(PyObject *self, PyObject *object, PyObject *value) {
     }
     return -1;
   }
+  void *record = direct_pointer(object, attribute.owner);
+  const FieldEntry &field = *attribute.field;
+  std::uint64_t number = 0;
+  if (record && field.kind == FieldKind::scalar && short_number(value, &number) && number <= highest(field.scalar)) {
+    store_scalar(static_cast<char *>(record) + field.offset, field.scalar, number);
+    return 0;
+  }
   if (refuse_released(object)) {
     return -1;
   }
   PyObject *done = nullptr;
-  void *record = direct_pointer(object, attribute.owner);
   if (record) [[likely]] {
-    done = engine->write_field(*attribute.field, record, value);
-    if (done && PyErr_Occurred()) [[unlikely]] {
+    done = engine->write_field(field, record, value);
+    if (done && *engine->error_left) [[unlikely]] {
       done = checked_result(attribute.setter, done);
     }
   } else {

@@ -92,6 +92,13 @@ bool adopt_proxy(RecordObject *record, PyObject *proxy) {
 }
 
 PyObject *record_new(PyTypeObject *type, PyObject * /*arguments*/, PyObject * /*keywords*/) {
+  PyTypeObject *kind = type;
+  while (kind && kind->tp_base != &base_type) {
+    kind = kind->tp_base;
+  }
+  if (!kind) {
+    return PyErr_Format(PyExc_TypeError, "cannot create '%s' instances", type->tp_name);
+  }
   PyObject *self = type->tp_alloc(type, 0);
   if (self) {
     as_record(self)->type = class_of(self)->descriptor;
@@ -361,9 +368,13 @@ constinit PyTypeObject base_type = [] {
   type.tp_doc = "Base of all record classes. Two records are equal when they stand for the same native memory.";
   type.tp_basicsize = sizeof(RecordObject);
   type.tp_weaklistoffset = offsetof(RecordObject, weak_references);
-  type.tp_flags = Py_TPFLAGS_DEFAULT | Py_TPFLAGS_BASETYPE | Py_TPFLAGS_DISALLOW_INSTANTIATION;
+  // Only the record classes derive from it, so that each of their instances has a record's description.
+  type.tp_flags = Py_TPFLAGS_DEFAULT;
+  type.tp_new = record_new;
+  type.tp_init = record_init;
   type.tp_dealloc = record_dealloc;
   type.tp_repr = record_repr;
+  type.tp_iter = record_iter;
   type.tp_hash = PyObject_HashNotImplemented;
   type.tp_richcompare = record_richcompare;
   type.tp_getattro = PyObject_GenericGetAttr;
@@ -513,7 +524,6 @@ void set_slots(RecordClass &kind) {
     kind.mapping.mp_length = record_length;
   }
   type.tp_as_mapping = &kind.mapping;
-  type.tp_iter = record_iter;
   if (kind.next != no_method) {
     type.tp_iternext = record_next;
   }
@@ -550,8 +560,6 @@ std::size_t make_class(RecordClass &kind, const RecordEntry &entry, std::size_t 
   type.tp_base = &base_type;
   type.tp_basicsize = sizeof(RecordObject);
   type.tp_flags = Py_TPFLAGS_DEFAULT | Py_TPFLAGS_BASETYPE;
-  type.tp_new = record_new;
-  type.tp_init = record_init;
   type.tp_vectorcall = record_vectorcall;
   type.tp_dict = PyDict_New();
   if (!type.tp_name || !type.tp_dict) {
@@ -564,7 +572,7 @@ std::size_t make_class(RecordClass &kind, const RecordEntry &entry, std::size_t 
     return 0;
   }
   // The built-in function itself: wrapper modules read its flags.
-  PyObject *destroy = new_function(kind.destructor, nullptr, nullptr);
+  PyObject *destroy = native_function(kind.destructor);
   if (!add_member(type, "__swig_destroy__", std::strlen("__swig_destroy__"), destroy)) {
     return 0;
   }

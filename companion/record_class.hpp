@@ -69,6 +69,9 @@ bool ready_member_types();
 // A function of the module with its documentation, for the companion layer's dictionary.
 PyObject *new_function(MethodIndex method, PyObject *module, PyObject *module_name);
 
+// The native module's own function. New reference.
+PyObject *native_function(MethodIndex method);
+
 // A function of the companion layer's Python part, imported when first needed. New reference.
 PyObject *python_part(const char *module, const char *name);
 

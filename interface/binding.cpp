@@ -37,6 +37,7 @@ const Engine module_engine = {
     Module::derived_method_count,
     Module::texts.data(),
     &record_classes,
+    &Deferred::error_left,
     descriptor,
     find_descriptor,
     read_field,

@@ -34,6 +34,12 @@ PyObject *read_bits(const FieldEntry &field, const std::uint8_t *address) {
   return PyLong_FromUnsignedLong((load_bytes(address, field.size) & bit_mask(field)) >> field.first_bit);
 }
 
+PyObject *read_text(const char *text, std::size_t capacity) {
+  std::size_t size = 0;
+  return plain_text_size(text, capacity, &size) ? plain_text_to_python(text, size)
+                                                : text_to_python(text, SWIG_strnlen(text, capacity));
+}
+
 PyObject *read_mac_text(const std::uint8_t *bytes) {
   constexpr char digits[] = "0123456789abcdef";
   PyObject *text = PyUnicode_New(17, 127);
@@ -102,16 +108,10 @@ PyObject *write_bits(const FieldEntry &field, void *record, PyObject *object) {
 
 PyObject *write_character_array(const FieldEntry &field, void *record, PyObject *object) {
   constexpr std::size_t longest = 2048;
-  // Converted aside first: a text that does not fit must leave the field as it is.
-  char room[longest];
-  const Outcome outcome = fixed_text_from(object, room, field.size);
-  if (outcome != Outcome::ok) [[unlikely]] {
-    return value_error(field, outcome);
-  }
-  if (record) {
-    std::memcpy(field_address(record, field), room, field.size);
-  }
-  return none();
+  char nowhere[longest];
+  char *destination = record ? reinterpret_cast<char *>(field_address(record, field)) : nowhere;
+  const Outcome outcome = fixed_text_from(object, destination, field.size);
+  return outcome == Outcome::ok ? none() : value_error(field, outcome);
 }
 
 // Copies as many bytes as the field has from where the value points.
@@ -175,10 +175,8 @@ PyObject *read_field(const FieldEntry &field, void *record) {
   switch (field.kind) {
     case FieldKind::scalar: return scalar_to_python(address, field.scalar);
     case FieldKind::bits: return read_bits(field, address);
-    case FieldKind::character_array: {
-      const auto *text = reinterpret_cast<const char *>(address);
-      return text_to_python(text, SWIG_strnlen(text, field.size));
-    }
+    case FieldKind::character_array:
+      return read_text(reinterpret_cast<const char *>(address), field.size);
     case FieldKind::mac_text: return read_mac_text(address);
     case FieldKind::array:
     case FieldKind::embedded_record: return new_proxy(address, descriptor(field.pointee), Ownership::borrowed);

@@ -14,6 +14,8 @@ EXPORTED const char *exceptionMsg;
 
 namespace vswitchpy {
 
+int calls_in_progress = 0;
+
 PyObject *raise_aborted_call() {
   if (!exceptionType) {
     PyErr_SetString(PyExc_SystemError, "a host library aborted the call without an exception class");

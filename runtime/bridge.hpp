@@ -5,6 +5,7 @@
 
 #include <csetjmp>
 #include <cstddef>
+#include <cstring>
 
 // A library that cannot go on stores an exception class and a message here and jumps to
 // `exception_buffer` with a non-zero value. Names, types and sizes are part of the binary interface with
@@ -25,6 +26,29 @@ static_assert(sizeof(jmp_buf) == 200, "the closed libraries jump into this buffe
 #define VSWITCHPY_BRIDGE_ARMED() ((exception_status = _setjmp(exception_buffer)) == 0)
 
 namespace vswitchpy {
+
+// The call that is interrupted when a library calls back and the script calls the module from there: it gets its jump
+// target back afterwards. Trivial on purpose, see above; filled only when there is such a call.
+struct OuterCall {
+  int depth;
+  jmp_buf target;
+};
+extern int calls_in_progress;
+
+inline void enter_call(OuterCall &outer) {
+  outer.depth = calls_in_progress++;
+  if (outer.depth) [[unlikely]] {
+    std::memcpy(&outer.target, &exception_buffer, sizeof outer.target);
+  }
+}
+
+// However the call ended.
+inline void leave_call(const OuterCall &outer) {
+  calls_in_progress = outer.depth;
+  if (outer.depth) [[unlikely]] {
+    std::memcpy(&exception_buffer, &outer.target, sizeof outer.target);
+  }
+}
 
 // Raises what the library left. Returns null.
 PyObject *raise_aborted_call();

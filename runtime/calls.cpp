@@ -14,7 +14,10 @@ constexpr std::size_t longest_fixed_text = 256;
 struct Frame {
   Slot slots[most_arguments];
   Slot result;
-  char *texts[most_arguments];  // private copies, in argument order
+  struct Text {
+    char *copy;
+    std::size_t size;
+  } texts[most_arguments];  // private copies, in argument order
   std::size_t text_count = 0;
   struct Output {
     std::uint64_t value;  // record pointer, integer or boolean
@@ -22,11 +25,12 @@ struct Frame {
   } outputs[most_arguments];
   std::size_t output_count = 0;
   Deferred deferred;
+  OuterCall outer;
 };
 
 void release_texts(const Frame &frame) {
   for (std::size_t i = 0; i < frame.text_count; ++i) {
-    release_text(frame.texts[i]);
+    release_text(frame.texts[i].copy, frame.texts[i].size);
   }
 }
 
@@ -34,7 +38,7 @@ void release_texts(const Frame &frame) {
 char *text_room(Frame &frame, const char *text, std::size_t size) {
   char *copy = copy_text(text, size);
   if (copy) {
-    frame.texts[frame.text_count++] = copy;
+    frame.texts[frame.text_count++] = {copy, size};
   }
   return copy;
 }
@@ -239,11 +243,14 @@ PyObject *call_bridged(const CallEntry &call, Arguments arguments) {
   if (!convert_arguments(frame, call, arguments, text_storage)) {
     return nullptr;
   }
+  enter_call(frame.outer);
   if (!VSWITCHPY_BRIDGE_ARMED()) {
+    leave_call(frame.outer);
     // The text copies stay: the library may have kept their addresses.
     return raise_aborted_call();
   }
   call.invoke(frame.slots, &frame.result);
+  leave_call(frame.outer);
   PyObject *result = result_to_python(call, frame.result);
   if (frame.output_count) {
     result = result_list(frame, call, result);

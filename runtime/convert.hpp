@@ -3,8 +3,11 @@
 
 #include "runtime/proxy.hpp"
 
+#include <bit>
+#include <climits>
 #include <cstddef>
 #include <cstdint>
+#include <cstring>
 
 namespace vswitchpy {
 
@@ -53,33 +56,152 @@ class Deferred {
   void raise() const {
     if (offender_) [[unlikely]] {
       raise_error_(offender_);
+      error_left = true;
     }
   }
+
+  // A function has returned a result with an error pending; whoever calls functions without the interpreter's own check
+  // looks here and resets it.
+  static bool error_left;
 
  private:
   PyObject *offender_ = nullptr;  // borrowed from the argument tuple
   void (*raise_error_)(PyObject *) = nullptr;
 };
 
-// Converts to the scalar's native value, widened to 64 bits. On failure no error is set.
-Outcome scalar_from(PyObject *object, Scalar scalar, std::uint64_t *value, Deferred *deferred);
+// The largest number that the scalar takes.
+constexpr std::uint64_t highest(Scalar scalar) {
+  switch (scalar) {
+    case Scalar::unsigned_8: return UINT8_MAX;
+    case Scalar::unsigned_16: return UINT16_MAX;
+    case Scalar::unsigned_32: return UINT32_MAX;
+    case Scalar::unsigned_64:
+    case Scalar::size: return UINT64_MAX;
+    case Scalar::signed_32:
+    case Scalar::signed_32_in_byte: return INT32_MAX;
+    case Scalar::character: return SCHAR_MAX;
+  }
+  return 0;
+}
 
-// A scalar of `width` bytes at an address that need not be aligned.
+// The value of a plain int from 0 to 2**60 - 1; false for anything else. A number has 30 bits in each of its digits.
+inline bool short_number(PyObject *object, std::uint64_t *value) {
+  if (!PyLong_CheckExact(object)) {
+    return false;
+  }
+  static_assert(PyLong_SHIFT == 30);
+  const auto *digits = reinterpret_cast<PyLongObject *>(object)->ob_digit;
+  const Py_ssize_t count = Py_SIZE(object);
+  if (count == 1) {
+    *value = digits[0];
+  } else if (count == 2) {
+    *value = digits[0] | static_cast<std::uint64_t>(digits[1]) << PyLong_SHIFT;
+  } else {
+    *value = 0;
+    return count == 0;
+  }
+  return true;
+}
+
+// Converts to the scalar's native value, widened to 64 bits. On failure no error is set.
+Outcome any_scalar_from(PyObject *object, Scalar scalar, std::uint64_t *value, Deferred *deferred);
+inline Outcome scalar_from(PyObject *object, Scalar scalar, std::uint64_t *value, Deferred *deferred) {
+  std::uint64_t number = 0;
+  if (short_number(object, &number) && number <= highest(scalar)) [[likely]] {
+    *value = number;
+    return Outcome::ok;
+  }
+  return any_scalar_from(object, scalar, value, deferred);
+}
+
+// Reading and storing at an address that need not be aligned.
+template <class T>
+T load(const void *address) {
+  T value;
+  std::memcpy(&value, address, sizeof value);
+  return value;
+}
+
+constexpr std::size_t scalar_width(Scalar scalar) {
+  switch (scalar) {
+    case Scalar::unsigned_16: return 2;
+    case Scalar::unsigned_32:
+    case Scalar::signed_32: return 4;
+    case Scalar::unsigned_64:
+    case Scalar::size: return 8;
+    default: return 1;
+  }
+}
+
+inline void store_scalar(void *address, Scalar scalar, std::uint64_t value) {
+  // Little-endian: the low bytes come first.
+  switch (scalar_width(scalar)) {
+    case 1: std::memcpy(address, &value, 1); break;
+    case 2: std::memcpy(address, &value, 2); break;
+    case 4: std::memcpy(address, &value, 4); break;
+    default: std::memcpy(address, &value, 8);
+  }
+}
+
+// Of any scalar but a character.
+inline PyObject *number_to_python(const void *address, Scalar scalar) {
+  switch (scalar) {
+    case Scalar::unsigned_16: return PyLong_FromLong(load<std::uint16_t>(address));
+    case Scalar::unsigned_32: return PyLong_FromLong(load<std::uint32_t>(address));
+    case Scalar::unsigned_64:
+    case Scalar::size: return PyLong_FromUnsignedLong(load<std::uint64_t>(address));
+    case Scalar::signed_32: return PyLong_FromLong(load<std::int32_t>(address));
+    default: return PyLong_FromLong(load<std::uint8_t>(address));
+  }
+}
 PyObject *scalar_to_python(const void *address, Scalar scalar);
-void store_scalar(void *address, Scalar scalar, std::uint64_t value);
-std::size_t scalar_width(Scalar scalar);
 
 // UTF-8 of a str, or the text that a `char *` proxy points at, or null for None. Borrowed: valid while the
 // object lives. `size` counts the terminator and is 0 for a null text.
-Outcome text_from(PyObject *object, const char **text, std::size_t *size);
+Outcome any_text_from(PyObject *object, const char **text, std::size_t *size);
+inline Outcome text_from(PyObject *object, const char **text, std::size_t *size) {
+  if (PyUnicode_Check(object) && PyUnicode_IS_COMPACT_ASCII(object)) [[likely]] {
+    *text = static_cast<const char *>(PyUnicode_DATA(object));
+    *size = static_cast<std::size_t>(PyUnicode_GET_LENGTH(object)) + 1;
+    return Outcome::ok;
+  }
+  return any_text_from(object, text, size);
+}
 
 // Fills all `capacity` bytes: the text, then zeros. At most capacity - 1 bytes of text fit; a single byte
-// of capacity takes one character without its terminator. None gives zeros.
+// of capacity takes one character without its terminator. None gives zeros. The destination is written only once the
+// text is known to fit, and may be where it came from.
 Outcome fixed_text_from(PyObject *object, char *destination, std::size_t capacity);
 
 // A text decoded from UTF-8 with "surrogateescape"; None for null. New reference.
 PyObject *text_to_python(const char *text);
 PyObject *text_to_python(const char *text, std::size_t size);
+
+// Whether a field of `capacity` bytes holds a terminated plain ASCII text of two characters or more, and how long it is:
+// names are, and eight bytes at a time are looked at.
+inline bool plain_text_size(const char *text, std::size_t capacity, std::size_t *size) {
+  constexpr std::uint64_t high_bits = 0x8080808080808080;
+  constexpr std::uint64_t low_bits = 0x0101010101010101;
+  for (std::size_t start = 0; start + sizeof(std::uint64_t) <= capacity; start += sizeof(std::uint64_t)) {
+    const auto word = load<std::uint64_t>(text + start);
+    if (word & high_bits) {
+      return false;
+    }
+    if (const std::uint64_t ends = (word - low_bits) & high_bits) {
+      *size = start + static_cast<std::size_t>(std::countr_zero(ends)) / 8;
+      return *size >= 2;
+    }
+  }
+  return false;
+}
+
+inline PyObject *plain_text_to_python(const char *text, std::size_t size) {
+  PyObject *object = PyUnicode_New(static_cast<Py_ssize_t>(size), 127);
+  if (object) {
+    std::memcpy(PyUnicode_DATA(object), text, size);
+  }
+  return object;
+}
 
 // Length of the text in at most `size` bytes.
 extern "C" __attribute__((visibility("default"))) std::size_t SWIG_strnlen(const char *text, std::size_t size);
@@ -87,7 +209,7 @@ extern "C" __attribute__((visibility("default"))) std::size_t SWIG_strnlen(const
 // Private, terminated copies of the texts of one call. They are released by the frame that made them, and
 // not at all when the host aborts the call: the host may still point at them then.
 char *copy_text(const char *text, std::size_t size);
-void release_text(char *copy);
+void release_text(char *copy, std::size_t size);
 
 // "in method 'NAME', argument N of type 'TYPE'" and its null-reference forms. All return null with the
 // error set. `method` and `type` end at their terminators.

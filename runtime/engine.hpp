@@ -16,6 +16,7 @@ struct Engine {
   std::size_t method_count;
   const char *texts;
   RecordClasses *record_classes;
+  bool *error_left;  // see Deferred
   swig_type_info *(*descriptor)(TypeIndex index);
   swig_type_info *(*find_descriptor)(const char *mangled_name);
   PyObject *(*read_field)(const FieldEntry &field, void *record);

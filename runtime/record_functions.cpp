@@ -46,7 +46,10 @@ PyObject *construct(const RecordEntry &record, Arguments arguments) {
       return argument_error(outcome, text_at(record.constructor_name), 1, "int");
     }
   }
+  OuterCall outer;
+  enter_call(outer);
   if (!VSWITCHPY_BRIDGE_ARMED()) {
+    leave_call(outer);
     return raise_aborted_call();
   }
   void *memory = nullptr;
@@ -57,6 +60,7 @@ PyObject *construct(const RecordEntry &record, Arguments arguments) {
   } else {
     memory = std::calloc(1, record.size);
   }
+  leave_call(outer);
   PyObject *result = owning_proxy(memory, record);
   deferred.raise();
   return result;
@@ -70,10 +74,14 @@ PyObject *destruct(const RecordEntry &record, Arguments arguments) {
   if (!pointer_from(arguments.items[0], descriptor(record.self), Disown::yes, &memory)) [[unlikely]] {
     return argument_error(Outcome::type_error, text_at(record.destructor_name), 1, text_at(record.self_type));
   }
+  OuterCall outer;
+  enter_call(outer);
   if (!VSWITCHPY_BRIDGE_ARMED()) {
+    leave_call(outer);
     return raise_aborted_call();
   }
   std::free(memory);
+  leave_call(outer);
   if (is_record(arguments.items[0])) {
     as_record(arguments.items[0])->released = true;
   }

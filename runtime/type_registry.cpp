@@ -113,7 +113,13 @@ bool fill_own_module(const TypeTable &table) {
 
 // Joins the ring found, or publishes a new one; false if this module is in the ring already.
 bool join_ring() {
-  auto *found = static_cast<swig_module_info *>(PyCapsule_Import(capsule_name, 0));
+  // Looked for among the loaded modules first: no file provides the record, and searching the path for one would be a
+  // good part of the import.
+  PyObject *name = PyUnicode_FromString(runtime_module_name);
+  PyObject *loaded = name ? PyImport_GetModule(name) : nullptr;
+  auto *found = loaded ? static_cast<swig_module_info *>(PyCapsule_Import(capsule_name, 0)) : nullptr;
+  Py_XDECREF(name);
+  Py_XDECREF(loaded);
   if (!found) {
     PyErr_Clear();
     publish(&own_module);
