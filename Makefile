@@ -3,7 +3,7 @@ PYTHON ?= /usr/bin/python3
 BUILD_JOBS ?= $(shell nproc)
 STATE := $(CURDIR)/build/demo-host.db
 
-.PHONY: bench-host soak help packages build build-debug build-sanitize demo test test-sanitize format lint clean
+.PHONY: bench bench-host clean deb demo docs build build-debug build-sanitize format help lint packages soak test test-sanitize
 
 help: ## print this list
 	@grep -E '^[a-z-]+:.*## ' $(MAKEFILE_LIST) | sed -E 's/^([a-z-]+):.*## (.*)/  make \1\t\2/' | expand -t 24
@@ -31,6 +31,16 @@ test: build ## build, then run the whole test suite
 
 test-sanitize: build-sanitize ## the whole test suite under address and undefined behaviour sanitizers
 	@PYTHON=$(PYTHON) tools/run_tests build-sanitize
+
+docs: build ## build the manual (build/manual)
+	@$(PYTHON) tools/make_manual.py build
+
+deb: build ## make the Debian packages (build/packages)
+	@cpack --config build/CPackConfig.cmake
+
+bench: build ## measure the module beside SWIG-generated peers (build/bench-module.json)
+	@cmake --build --preset release --target bench_module
+	@$(PYTHON) bench/module/measure_module.py build/bench/module --json build/bench-module.json
 
 bench-host: build ## measure the simulated host (build/bench-host.json)
 	@cmake --build --preset release --target measure_host

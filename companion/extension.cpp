@@ -33,6 +33,11 @@ PyObject *install(PyObject * /*self*/, PyObject *module) {
   layer = Py_NewRef(module);
   if (!native_module || !layer_name || !find_engine(native_module) || !prepare_functions() ||
       !make_record_classes(PyModule_GetDict(layer))) {
+    // Can be tried again: with memory, for instance.
+    engine = nullptr;
+    Py_CLEAR(native_module);
+    Py_CLEAR(layer_name);
+    Py_CLEAR(layer);
     return nullptr;
   }
   Py_RETURN_NONE;
@@ -50,6 +55,29 @@ MethodIndex method_of(PyObject *value) {
              : no_method;
 }
 
+// The two functions that no row describes.
+PyMethodDef other_functions[] = {
+    {"SWIG_PyInstanceMethod_New", nullptr, METH_O,
+     "SWIG_PyInstanceMethod_New($module, function, /)\n--\n\nAn instance method object around a function."},
+    {"Panic", nullptr, METH_VARARGS,
+     "Panic($module, format, /, *ignored)\n--\n\nWrites a text to the host's log. Further arguments are not read. "
+     "Raises TypeError for what is no text."},
+};
+
+// The function with its documentation; what is no such function is passed through. New reference.
+PyObject *documented(PyObject *value) {
+  if (PyCFunction_Check(value)) {
+    const PyMethodDef *definition = reinterpret_cast<PyCFunctionObject *>(value)->m_ml;
+    for (PyMethodDef &function : other_functions) {
+      if (std::strcmp(function.ml_name, definition->ml_name) == 0) {
+        function.ml_meth = definition->ml_meth;
+        return PyCFunction_NewEx(&function, layer, layer_name);
+      }
+    }
+  }
+  return Py_NewRef(value);
+}
+
 // What a name of the native module is in the companion layer, or null; no error is set if there is no such name.
 PyObject *native_value(PyObject *name) {
   PyObject *value = PyDict_GetItemWithError(PyModule_GetDict(native_module), name);
@@ -57,7 +85,7 @@ PyObject *native_value(PyObject *name) {
     return nullptr;
   }
   const MethodIndex method = method_of(value);
-  return method == no_method ? Py_NewRef(value) : new_function(method, layer, layer_name);
+  return method == no_method ? documented(value) : new_function(method, layer, layer_name);
 }
 
 // find(name): the value of a name of the native module, kept in the companion layer from then on. Raises KeyError
@@ -136,11 +164,29 @@ PyObject *source(PyObject * /*self*/, PyObject *record) {
   return PyUnicode_FromString(engine_text(engine->methods[as_record(record)->source - 1].name));
 }
 
+PyObject *call_function_back(PyObject *function, PyObject *const *items, Py_ssize_t count) {
+  return engine->call_back(function, items, static_cast<std::size_t>(count));
+}
+
+PyMethodDef called_back_definition = {"called_back",
+                                      reinterpret_cast<PyCFunction>(reinterpret_cast<void (*)()>(call_function_back)),
+                                      METH_FASTCALL, nullptr};
+
+// called_back(function): the same function, for a library to call in the middle of a call.
+PyObject *called_back(PyObject * /*self*/, PyObject *function) {
+  return PyCFunction_New(&called_back_definition, function);
+}
+
 PyMethodDef functions[] = {
-    {"install", install, METH_O, nullptr},       {"find", find, METH_O, nullptr},
-    {"pointer", pointer, METH_VARARGS, nullptr}, {"address", address, METH_O, nullptr},
-    {"read", read, METH_VARARGS, nullptr},       {"released", released, METH_O, nullptr},
-    {"source", source, METH_O, nullptr},         {nullptr, nullptr, 0, nullptr},
+    {"install", install, METH_O, nullptr},
+    {"find", find, METH_O, nullptr},
+    {"pointer", pointer, METH_VARARGS, nullptr},
+    {"address", address, METH_O, nullptr},
+    {"read", read, METH_VARARGS, nullptr},
+    {"released", released, METH_O, nullptr},
+    {"source", source, METH_O, nullptr},
+    {"called_back", called_back, METH_O, nullptr},
+    {nullptr, nullptr, 0, nullptr},
 };
 
 PyModuleDef definition = [] {
@@ -163,7 +209,11 @@ PyObject *python_part(const char *module, const char *name) {
 
 PyObject *native_function(MethodIndex method) {
   const char *name = engine_text(engine->methods[method].name);
-  return Py_XNewRef(PyDict_GetItemString(PyModule_GetDict(native_module), name));
+  PyObject *function = PyDict_GetItemString(PyModule_GetDict(native_module), name);
+  if (!function) {
+    PyErr_Format(PyExc_ImportError, "the native module has no function '%s'", name);
+  }
+  return Py_XNewRef(function);
 }
 
 PyObject *python_name(const char *name) {

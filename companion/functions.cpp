@@ -11,7 +11,10 @@ namespace {
 // Enough for the module; checked when the layer is imported.
 constexpr std::size_t most_methods = 1792;
 PyMethodDef definitions[most_methods];
-bool releasing[most_methods];  // functions that take back what the library or a helper has handed out
+
+// What a function does with records that are not the script's.
+enum class Role : std::uint8_t { other, hands_out, takes_back };
+Role roles[most_methods];
 
 template <std::size_t I>
 PyObject *function(PyObject * /*module*/, PyObject *const *items, Py_ssize_t count) {
@@ -25,25 +28,53 @@ constexpr auto functions = []<std::size_t... I>(std::index_sequence<I...>) {
 }
 (std::make_index_sequence<most_methods>());
 
-// Records in a result list remember the call that handed them out: it tells which library takes them back.
-void remember_source(PyObject *list, MethodIndex method) {
-  for (Py_ssize_t i = 1; i < PyList_GET_SIZE(list); ++i) {
-    PyObject *item = PyList_GET_ITEM(list, i);
-    if (is_record(item)) {
-      as_record(item)->source = static_cast<std::uint16_t>(method + 1);
-    }
+// A record that was handed out remembers by what: that tells what takes it back.
+void remember_source(PyObject *item, MethodIndex method) {
+  if (is_record(item)) {
+    as_record(item)->source = static_cast<std::uint16_t>(method + 1);
   }
 }
 
+// A view has no memory of its own to give back. False with the error set.
+bool may_be_given_back(PyObject *argument, MethodIndex method) {
+  if (is_record(argument) && as_record(argument)->owner) {
+    PyErr_Format(PyExc_ValueError, "in method '%s', a view cannot be freed without the record it lies in",
+                 engine_text(engine->methods[method].name));
+    return false;
+  }
+  return true;
+}
+
+// Neither the record nor its proxy is to free the memory, or to be used, again.
 void remember_release(PyObject *argument) {
+  void *ignored = nullptr;
+  engine->pointer_from(argument, nullptr, Disown::yes, &ignored);
   if (is_record(argument)) {
     as_record(argument)->released = true;
+  } else if (Py_TYPE(argument) == engine->proxy_type) {
+    reinterpret_cast<SwigPyObject *>(argument)->ptr = nullptr;
   }
 }
 
-bool takes_back(const char *name) {
-  return std::strncmp(name, "free_", std::strlen("free_")) == 0 || std::strstr(name, "_FreeMemory") ||
-         std::strcmp(name, "DVSQEL_DataFree") == 0;
+bool starts_with(const char *name, const char *start) {
+  return std::strncmp(name, start, std::strlen(start)) == 0;
+}
+
+Role role_of(const MethodEntry &entry) {
+  const char *name = engine_text(entry.name);
+  if (entry.kind == MethodKind::destructor) {
+    return Role::takes_back;
+  }
+  if (entry.kind != MethodKind::call) {
+    return Role::other;
+  }
+  if (starts_with(name, "alloc_") || starts_with(name, "new_")) {
+    return Role::hands_out;
+  }
+  return starts_with(name, "free_") || starts_with(name, "delete_") || std::strstr(name, "_FreeMemory") ||
+                 std::strcmp(name, "DVSQEL_DataFree") == 0
+             ? Role::takes_back
+             : Role::other;
 }
 
 }  // namespace
@@ -54,7 +85,7 @@ bool prepare_functions() {
     return false;
   }
   for (std::size_t i = 0; i < engine->method_count; ++i) {
-    releasing[i] = engine->methods[i].kind == MethodKind::call && takes_back(engine_text(engine->methods[i].name));
+    roles[i] = role_of(engine->methods[i]);
   }
   return true;
 }
@@ -66,7 +97,34 @@ PyObject *checked_result(MethodIndex method, PyObject *result) {
   return _Py_CheckFunctionResult(PyThreadState_Get(), nullptr, result, where);
 }
 
+namespace {
+
+// The memory of a record or of one of the module's own proxies, if it is of exactly this type; else null.
+void *quick_pointer(PyObject *object, const swig_type_info *type) {
+  if (Py_TYPE(object) == engine->proxy_type) {
+    const auto *proxy = reinterpret_cast<SwigPyObject *>(object);
+    return proxy->ty == type ? proxy->ptr : nullptr;
+  }
+  if (is_record_class(Py_TYPE(object))) {
+    return as_record(object)->type == type ? live_pointer(as_record(object)) : nullptr;
+  }
+  return nullptr;
+}
+
+}  // namespace
+
 PyObject *call_function(MethodIndex method, Arguments arguments) {
+  const MethodEntry &entry = engine->methods[method];
+  if (entry.kind == MethodKind::getter && arguments.count == 1) {
+    const FieldEntry &field = engine->fields[entry.index];
+    if (void *record = quick_pointer(arguments.items[0], engine->types[field.self])) {
+      return read_directly(field, record);
+    }
+  }
+  const Role role = roles[method];
+  if (role == Role::takes_back && arguments.count == 1 && !may_be_given_back(arguments.items[0], method)) {
+    return nullptr;
+  }
   PyObject *result = engine->call(method, arguments);
   if (!result) {
     return nullptr;
@@ -75,14 +133,21 @@ PyObject *call_function(MethodIndex method, Arguments arguments) {
     return checked_result(method, result);
   }
   if (PyList_CheckExact(result)) {
+    for (Py_ssize_t i = 1; i < PyList_GET_SIZE(result); ++i) {
+      remember_source(PyList_GET_ITEM(result, i), method);
+    }
+  } else if (role == Role::hands_out) {
     remember_source(result, method);
-  } else if (releasing[method]) {
+  } else if (role == Role::takes_back) {
     remember_release(arguments.items[0]);
   }
   return result;
 }
 
 PyObject *call_method(MethodIndex method, Arguments arguments) {
+  if (arguments.count && refuse_released(arguments.items[0])) {
+    return nullptr;
+  }
   PyObject *result = call_function(method, arguments);
   return arguments.count ? keep_owner(result, arguments.items[0]) : result;
 }

@@ -36,14 +36,6 @@ void *direct_pointer(PyObject *object, RecordClass *kind) {
   return is_instance(object, kind) ? live_pointer(as_record(object)) : nullptr;
 }
 
-bool refuse_released(PyObject *object) {
-  if (!is_record(object) || !is_released(as_record(object))) {
-    return false;
-  }
-  PyErr_Format(PyExc_ValueError, "the memory of this %s was released", Py_TYPE(object)->tp_name);
-  return true;
-}
-
 PyObject *member_name(MethodIndex method, const RecordClass &owner, std::size_t suffix) {
   const char *name = engine_text(engine->methods[method].name) + std::strlen(record_name(owner)) + 1;
   return PyUnicode_FromStringAndSize(name, static_cast<Py_ssize_t>(std::strlen(name) - suffix));
@@ -60,15 +52,7 @@ PyObject *field_get(PyObject *self, PyObject *object, PyObject * /*type*/) {
   const FieldObject &attribute = as_field(self);
   if (void *record = direct_pointer(object, attribute.owner)) [[likely]] {
     const FieldEntry &field = *attribute.field;
-    const char *address = static_cast<char *>(record) + field.offset;
-    if (field.kind == FieldKind::scalar && field.scalar != Scalar::character) {
-      return number_to_python(address, field.scalar);
-    }
-    std::size_t size = 0;
-    if (field.kind == FieldKind::character_array && plain_text_size(address, field.size, &size)) {
-      return plain_text_to_python(address, size);
-    }
-    PyObject *value = engine->read_field(field, record);
+    PyObject *value = read_directly(field, record);
     return field.kind < FieldKind::array ? value : keep_owner(value, object);
   }
   return refuse_released(object) ? nullptr : call_function(attribute.getter, {&object, 1});
@@ -149,10 +133,15 @@ PyObject *field_kind(PyObject *self, void * /*closure*/) {
   }
 }
 
+PyObject *field_size(PyObject *self, void * /*closure*/) {
+  return PyLong_FromUnsignedLong(as_field(self).field->size);
+}
+
 PyGetSetDef field_attributes[] = {
     {"__name__", field_name, nullptr, nullptr, nullptr},
     {"__doc__", field_doc_text, nullptr, nullptr, nullptr},
     {"__objclass__", field_owner, nullptr, nullptr, nullptr},
+    {"size", field_size, nullptr, "Bytes that the field takes in the record.", nullptr},
     {"kind", field_kind, nullptr, "scalar, bits, text, mac, record, array or pointer.", nullptr},
     {"fget", field_getter, nullptr, "The accessor function that reads the field.", nullptr},
     {"fset", field_setter, nullptr, "The accessor function that writes it, or None.", nullptr},
@@ -184,11 +173,7 @@ PyObject *method_call(PyObject *self, PyObject *const *items, std::size_t flagge
     PyErr_Format(PyExc_TypeError, "%s() takes no keyword arguments", engine_text(engine->methods[method.method].name));
     return nullptr;
   }
-  const Py_ssize_t count = PyVectorcall_NARGS(flagged_count);
-  if (count > 0 && refuse_released(items[0])) {
-    return nullptr;
-  }
-  return call_method(method.method, {items, count});
+  return call_method(method.method, {items, PyVectorcall_NARGS(flagged_count)});
 }
 
 PyObject *method_bind(PyObject *self, PyObject *object, PyObject * /*type*/) {
@@ -258,6 +243,14 @@ constinit PyTypeObject method_type = [] {
 }();
 
 }  // namespace
+
+bool refuse_released(PyObject *object) {
+  if (!is_record(object) || !is_released(as_record(object))) {
+    return false;
+  }
+  PyErr_Format(PyExc_ValueError, "the memory of this %s was released", Py_TYPE(object)->tp_name);
+  return true;
+}
 
 bool ready_member_types() {
   return PyType_Ready(&field_type) == 0 && PyType_Ready(&method_type) == 0;

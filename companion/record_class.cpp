@@ -15,7 +15,19 @@ constexpr std::size_t most_unused = 256;
 RecordObject *unused[most_unused];
 std::size_t unused_count = 0;
 
+// The record class that a type is or derives from; null for the base of all.
+RecordClass *class_behind(PyTypeObject *type) {
+  while (type && type->tp_base != &base_type) {
+    type = type->tp_base;
+  }
+  return reinterpret_cast<RecordClass *>(type);
+}
+
 PyObject *make_instance(PyTypeObject *type, void *pointer, swig_type_info *descriptor, Ownership ownership) {
+  auto &kind = *reinterpret_cast<RecordClass *>(type);
+  if (!kind.complete && !complete_class(kind)) [[unlikely]] {
+    return nullptr;
+  }
   RecordObject *record = nullptr;
   if (unused_count) {
     record = unused[--unused_count];
@@ -32,6 +44,7 @@ PyObject *make_instance(PyTypeObject *type, void *pointer, swig_type_info *descr
   record->owner = nullptr;
   record->weak_references = nullptr;
   record->source = 0;
+  record->follows_proxy = false;
   record->owned = ownership == Ownership::owned;
   record->released = false;
   return reinterpret_cast<PyObject *>(record);
@@ -63,8 +76,11 @@ void record_dealloc(PyObject *self) {
 // ---- construction ----------------------------------------------------------------------------------------
 
 // Views may lie in memory that a record owns, so that it is never exchanged for another.
-bool refuse_second_memory(const RecordObject *record) {
-  if (record->pointer && (record->owned || record->proxy) && !record->released) {
+bool refuse_second_memory(RecordObject *record) {
+  if (refuse_released(reinterpret_cast<PyObject *>(record))) {
+    return true;
+  }
+  if (record->pointer && (record->owned || record->proxy)) {
     PyErr_SetString(PyExc_ValueError, "the record has its memory already");
     return true;
   }
@@ -84,6 +100,7 @@ bool adopt_proxy(RecordObject *record, PyObject *proxy) {
   Py_INCREF(proxy);
   record->pointer = pointer;
   record->type = own_type;
+  record->follows_proxy = pointer && Py_TYPE(proxy) == engine->proxy_type;
   record->owned = false;
   record->released = false;
   Py_CLEAR(record->owner);
@@ -92,16 +109,16 @@ bool adopt_proxy(RecordObject *record, PyObject *proxy) {
 }
 
 PyObject *record_new(PyTypeObject *type, PyObject * /*arguments*/, PyObject * /*keywords*/) {
-  PyTypeObject *kind = type;
-  while (kind && kind->tp_base != &base_type) {
-    kind = kind->tp_base;
-  }
+  RecordClass *kind = class_behind(type);
   if (!kind) {
     return PyErr_Format(PyExc_TypeError, "cannot create '%s' instances", type->tp_name);
   }
+  if (!kind->complete && !complete_class(*kind)) {
+    return nullptr;
+  }
   PyObject *self = type->tp_alloc(type, 0);
   if (self) {
-    as_record(self)->type = class_of(self)->descriptor;
+    as_record(self)->type = kind->descriptor;
   }
   return self;
 }
@@ -125,6 +142,7 @@ bool construct_into(RecordObject *record, const RecordClass &kind, Arguments arg
     record->pointer = memory;
     record->owned = true;
     record->released = false;
+    record->follows_proxy = false;
     Py_CLEAR(record->proxy);
     Py_CLEAR(record->owner);
     return true;
@@ -175,6 +193,7 @@ PyObject *record_get_this(PyObject *self, void * /*closure*/) {
     if (!record->proxy) {
       return nullptr;
     }
+    record->follows_proxy = true;
     record->owned = false;
   }
   return Py_NewRef(record->proxy);
@@ -202,15 +221,15 @@ int record_set_thisown(PyObject *self, PyObject *value, void * /*closure*/) {
     }
     return -1;
   }
+  if ((owned && (record->owner || is_released(record))) || (!record->proxy && !live_pointer(record))) {
+    PyErr_SetString(PyExc_ValueError, record->owner ? "a view cannot own the memory of the record it lies in"
+                                                    : "the record has no memory to own");
+    return -1;
+  }
   if (record->proxy) {
     PyObject *before = PyObject_CallMethod(record->proxy, "own", "i", owned);
     Py_XDECREF(before);
     return before ? 0 : -1;
-  }
-  if (!live_pointer(record) || (owned && record->owner)) {
-    PyErr_SetString(PyExc_ValueError, record->owner ? "a view cannot own the memory of the record it lies in"
-                                                    : "the record has no memory to own");
-    return -1;
   }
   record->owned = owned;
   return 0;
@@ -224,12 +243,15 @@ PyObject *record_richcompare(PyObject *left, PyObject *right, int operation) {
   return PyBool_FromLong(equal == (operation == Py_EQ));
 }
 
-// Memory of a record that a script is done with; what is not its own stays.
-PyObject *record_release(PyObject *self, PyObject * /*unused*/) {
-  RecordObject *record = as_record(self);
-  if (record->owner) {
-    Py_RETURN_NONE;
-  }
+PyObject *call_python_part(const char *module, const char *name, PyObject *self) {
+  PyObject *function = python_part(module, name);
+  PyObject *result = function ? PyObject_CallOneArg(function, self) : nullptr;
+  Py_XDECREF(function);
+  return result;
+}
+
+// Frees what is the record's own.
+PyObject *free_own_memory(RecordObject *record) {
   if (record->proxy) {
     PyObject *before = PyObject_CallMethod(record->proxy, "own", "i", 0);
     if (!before) {
@@ -244,6 +266,25 @@ PyObject *record_release(PyObject *self, PyObject * /*unused*/) {
   record->owned = false;
   record->released = true;
   Py_RETURN_NONE;
+}
+
+// Whether the record has memory that somebody else has to take back.
+bool is_handed_out(PyObject *self) {
+  PyObject *owned = record_get_thisown(self, nullptr);
+  const bool own = owned == Py_True;
+  Py_XDECREF(owned);
+  PyErr_Clear();
+  return !own && live_pointer(as_record(self)) && !as_record(self)->owner;
+}
+
+// A script is done with a record: what it owns is freed, what a call has handed out goes back. A view stays.
+PyObject *record_release(PyObject *self, PyObject * /*unused*/) {
+  RecordObject *record = as_record(self);
+  if (record->owner) {
+    Py_RETURN_NONE;
+  }
+  return record->source && is_handed_out(self) ? call_python_part("libvswitch._ownership", "give_back", self)
+                                               : free_own_memory(record);
 }
 
 // How many bytes the record has by its declaration; none that a count field says.
@@ -284,20 +325,14 @@ PyObject *record_from_bytes(PyObject *type, PyObject *data) {
 }
 
 PyObject *record_enter(PyObject *self, PyObject * /*unused*/) {
+  if (!as_record(self)->source && is_handed_out(self)) {
+    return PyErr_Format(PyExc_ValueError, "this %s does not know who takes its memory back", Py_TYPE(self)->tp_name);
+  }
   return Py_NewRef(self);
 }
 
-PyObject *call_python_part(const char *module, const char *name, PyObject *self) {
-  PyObject *function = python_part(module, name);
-  PyObject *result = function ? PyObject_CallOneArg(function, self) : nullptr;
-  Py_XDECREF(function);
-  return result;
-}
-
-// What a library call has handed out goes back to the library.
 PyObject *record_exit(PyObject *self, PyObject * /*details*/) {
-  return as_record(self)->source ? call_python_part("libvswitch._ownership", "release", self)
-                                 : record_release(self, nullptr);
+  return record_release(self, nullptr);
 }
 
 PyObject *record_repr(PyObject *self) {
@@ -340,6 +375,11 @@ int record_set_item(PyObject *self, PyObject *index, PyObject *value) {
   return result ? 0 : -1;
 }
 
+PyObject *record_reduce(PyObject *self, PyObject * /*protocol*/) {
+  return PyErr_Format(PyExc_TypeError, "cannot copy or pickle '%s' object: bytes() and from_bytes() carry its contents",
+                      Py_TYPE(self)->tp_name);
+}
+
 PyGetSetDef base_attributes[] = {
     {"this", record_get_this, record_set_this, "The native pointer: a proxy object.", nullptr},
     {"thisown", record_get_thisown, record_set_thisown, "Whether the native memory is freed with this object.",
@@ -354,9 +394,13 @@ PyMethodDef base_methods[] = {
     {"from_bytes", record_from_bytes, METH_O | METH_CLASS,
      "from_bytes($type, data, /)\n--\n\nA new record with these bytes. ValueError unless they are as many as it has."},
     {"release", record_release, METH_NOARGS,
-     "release($self, /)\n--\n\nFrees the memory now if the record owns it. The record and its views are unusable\n"
-     "afterwards: using one raises an exception. Releasing twice does nothing."},
-    {"__enter__", record_enter, METH_NOARGS, "__enter__($self, /)\n--\n\nThe record, which is released at the end."},
+     "release($self, /)\n--\n\nFrees the memory now if the record owns it, and gives it back if a call has handed it\n"
+     "out. The record and its views are unusable afterwards: using one raises an exception. Releasing twice does\n"
+     "nothing."},
+    {"__reduce_ex__", record_reduce, METH_O,
+     "__reduce_ex__($self, protocol, /)\n--\n\nTypeError: native memory is neither copied nor pickled."},
+    {"__enter__", record_enter, METH_NOARGS,
+     "__enter__($self, /)\n--\n\nThe record, which is released at the end. ValueError for memory of unknown origin."},
     {"__exit__", record_exit, METH_VARARGS, "__exit__($self, /, *details)\n--\n\nReleases the record."},
     {nullptr, nullptr, 0, nullptr},
 };
@@ -388,13 +432,8 @@ constinit PyTypeObject base_type = [] {
 
 // `__doc__` of a class, read when it is asked for.
 PyObject *class_doc(PyObject * /*self*/, PyObject * /*instance*/, PyObject *type) {
-  while (type && reinterpret_cast<PyTypeObject *>(type)->tp_base != &base_type) {
-    type = reinterpret_cast<PyObject *>(reinterpret_cast<PyTypeObject *>(type)->tp_base);
-  }
-  if (!type) {
-    Py_RETURN_NONE;
-  }
-  return PyUnicode_FromString(record_doc(static_cast<std::size_t>(reinterpret_cast<RecordClass *>(type) - classes)));
+  const RecordClass *kind = class_behind(reinterpret_cast<PyTypeObject *>(type));
+  return kind ? PyUnicode_FromString(record_doc(static_cast<std::size_t>(kind - classes))) : Py_NewRef(Py_None);
 }
 
 constinit PyTypeObject class_doc_type = [] {
@@ -461,38 +500,30 @@ bool add_member(PyTypeObject &type, const char *name, std::size_t size, PyObject
   return added;
 }
 
-// Puts what rows describe of a record into its class; returns the position behind the record's functions, or 0
-// with the error set.
-std::size_t add_members(RecordClass &kind, std::size_t method, std::size_t prefix) {
-  for (const char *name = nullptr;; ++method) {
-    const MethodEntry &entry = engine->methods[method];
-    const auto index = static_cast<MethodIndex>(method);
-    name = engine_text(entry.name) + prefix;
-    switch (entry.kind) {
-      case MethodKind::setter: break;  // its getter follows
-      case MethodKind::getter: {
-        const FieldEntry &field = engine->fields[entry.index];
-        const auto setter = field.setter_name ? static_cast<MethodIndex>(method - 1) : no_method;
-        if (!add_member(kind.type, name, std::strlen(name) - std::strlen("_get"),
-                        new_field(&kind, &field, index, setter))) {
-          return 0;
-        }
-        break;
-      }
-      case MethodKind::constructor: kind.constructor = index; break;
-      case MethodKind::destructor: kind.destructor = index; break;
-      case MethodKind::registration: return method + 1;
-      default:
-        for (const SpecialMethod &special : special_methods) {
-          if (std::strcmp(name, special.name) == 0) {
-            kind.*special.index = index;
-          }
-        }
-        if (!add_member(kind.type, name, std::strlen(name), new_method(&kind, index))) {
-          return 0;
-        }
+// Puts what rows describe of a record into its class.
+bool add_members(RecordClass &kind) {
+  const std::size_t prefix = std::strlen(record_name(kind)) + 1;
+  for (MethodIndex index = kind.first; index < kind.constructor; ++index) {
+    const MethodEntry &entry = engine->methods[index];
+    if (entry.kind == MethodKind::setter) {
+      continue;  // its getter follows
+    }
+    const char *name = engine_text(entry.name) + prefix;
+    std::size_t size = std::strlen(name);
+    PyObject *member = nullptr;
+    if (entry.kind == MethodKind::getter) {
+      const FieldEntry &field = engine->fields[entry.index];
+      const auto setter = field.setter_name ? static_cast<MethodIndex>(index - 1) : no_method;
+      member = new_field(&kind, &field, index, setter);
+      size -= std::strlen("_get");
+    } else {
+      member = new_method(&kind, index);
+    }
+    if (!add_member(kind.type, name, size, member)) {
+      return false;
     }
   }
+  return true;
 }
 
 bool add_python_methods(RecordClass &kind) {
@@ -512,8 +543,17 @@ bool add_python_methods(RecordClass &kind) {
   return true;
 }
 
+// The methods behind the interpreter's own operations.
 void set_slots(RecordClass &kind) {
-  PyTypeObject &type = kind.type;
+  const std::size_t prefix = std::strlen(record_name(kind)) + 1;
+  for (MethodIndex index = kind.first; index < kind.constructor; ++index) {
+    const MethodEntry &entry = engine->methods[index];
+    for (const SpecialMethod &special : special_methods) {
+      if (entry.kind == MethodKind::call && std::strcmp(engine_text(entry.name) + prefix, special.name) == 0) {
+        kind.*special.index = index;
+      }
+    }
+  }
   if (kind.get_item != no_method) {
     kind.mapping.mp_subscript = record_get_item;
   }
@@ -523,9 +563,9 @@ void set_slots(RecordClass &kind) {
   if (kind.length != no_method) {
     kind.mapping.mp_length = record_length;
   }
-  type.tp_as_mapping = &kind.mapping;
+  kind.type.tp_as_mapping = &kind.mapping;
   if (kind.next != no_method) {
-    type.tp_iternext = record_next;
+    kind.type.tp_iternext = record_next;
   }
 }
 
@@ -547,41 +587,71 @@ bool register_class(RecordClass &kind, std::size_t registration) {
   return done != nullptr;
 }
 
-// Returns the position behind the record's functions, or 0 with the error set.
-std::size_t make_class(RecordClass &kind, const RecordEntry &entry, std::size_t method, PyObject *documentation,
-                       PyObject *dictionary) {
-  kind.entry = &entry;
-  const char *name = record_name(kind);
-  kind.descriptor = engine->descriptor(entry.self);
-  kind.get_item = kind.set_item = kind.length = kind.representation = kind.next = no_method;
-  PyTypeObject &type = kind.type;
+// ---- the class of the classes: makes the members of one when it is first looked at ---------------------------------
+
+PyObject *class_getattro(PyObject *self, PyObject *name) {
+  RecordClass *kind = class_behind(reinterpret_cast<PyTypeObject *>(self));
+  return kind && !kind->complete && !complete_class(*kind) ? nullptr : PyType_Type.tp_getattro(self, name);
+}
+
+// A class that a script derives may ask its base for members without an instance.
+PyObject *class_new(PyTypeObject *type, PyObject *arguments, PyObject *keywords) {
+  PyObject *bases = PyTuple_GET_SIZE(arguments) == 3 ? PyTuple_GET_ITEM(arguments, 1) : nullptr;
+  for (Py_ssize_t i = 0; bases && PyTuple_Check(bases) && i < PyTuple_GET_SIZE(bases); ++i) {
+    PyObject *base = PyTuple_GET_ITEM(bases, i);
+    RecordClass *kind = PyType_Check(base) ? class_behind(reinterpret_cast<PyTypeObject *>(base)) : nullptr;
+    if (kind && !kind->complete && !complete_class(*kind)) {
+      return nullptr;
+    }
+  }
+  return PyType_Type.tp_new(type, arguments, keywords);
+}
+
+constinit PyTypeObject class_type = [] {
+  PyTypeObject type = {};
   type.ob_base = {PyObject_HEAD_INIT(nullptr) 0};
+  type.tp_name = "libvswitch.RecordClass";
+  type.tp_doc = "The class of the record classes.";
+  type.tp_flags = Py_TPFLAGS_DEFAULT | Py_TPFLAGS_BASETYPE | Py_TPFLAGS_TYPE_SUBCLASS;
+  type.tp_getattro = class_getattro;
+  type.tp_new = class_new;
+  return type;
+}();
+
+// Everything of a class but its members. Returns the position behind the record's functions, or 0 with the error set.
+std::size_t make_class(RecordClass &kind, const RecordEntry &entry, std::size_t method, PyObject *dictionary) {
+  kind.entry = &entry;
+  kind.descriptor = engine->types[entry.self];
+  kind.get_item = kind.set_item = kind.length = kind.representation = kind.next = no_method;
+  kind.first = static_cast<MethodIndex>(method);
+  while (engine->methods[method].kind != MethodKind::constructor) {
+    ++method;
+  }
+  kind.constructor = static_cast<MethodIndex>(method++);
+  kind.destructor = static_cast<MethodIndex>(method++);
+  const char *name = record_name(kind);
+  PyTypeObject &type = kind.type;
+  type.ob_base = {PyObject_HEAD_INIT(&class_type) 0};
   type.tp_name = qualified_name(name);
   type.tp_base = &base_type;
   type.tp_basicsize = sizeof(RecordObject);
   type.tp_flags = Py_TPFLAGS_DEFAULT | Py_TPFLAGS_BASETYPE;
   type.tp_vectorcall = record_vectorcall;
-  type.tp_dict = PyDict_New();
-  if (!type.tp_name || !type.tp_dict) {
+  set_slots(kind);
+  if (!type.tp_name) {
     PyErr_NoMemory();
     return 0;
   }
-  const std::size_t end = add_members(kind, method, std::strlen(name) + 1);
-  if (!end || !add_python_methods(kind) ||
-      !add_member(type, "__doc__", std::strlen("__doc__"), Py_NewRef(documentation))) {
-    return 0;
-  }
+  // Registration asks the class for its destructor, and for nothing else.
+  kind.complete = true;
   // The built-in function itself: wrapper modules read its flags.
-  PyObject *destroy = native_function(kind.destructor);
-  if (!add_member(type, "__swig_destroy__", std::strlen("__swig_destroy__"), destroy)) {
-    return 0;
-  }
-  set_slots(kind);
-  if (PyType_Ready(&type) < 0 || PyDict_SetItemString(dictionary, name, reinterpret_cast<PyObject *>(&type)) < 0 ||
-      !register_class(kind, end - 1)) {
-    return 0;
-  }
-  return end;
+  PyObject *destroy = PyType_Ready(&type) == 0 ? native_function(kind.destructor) : nullptr;
+  const bool made = destroy && PyDict_SetItemString(type.tp_dict, "__swig_destroy__", destroy) == 0 &&
+                    PyDict_SetItemString(dictionary, name, reinterpret_cast<PyObject *>(&type)) == 0 &&
+                    register_class(kind, method);
+  Py_XDECREF(destroy);
+  kind.complete = false;
+  return made ? method + 1 : 0;
 }
 
 }  // namespace
@@ -603,6 +673,16 @@ const char *record_name(const RecordClass &kind) {
   return engine_text(kind.entry->constructor_name) + std::strlen("new_");
 }
 
+bool complete_class(RecordClass &kind) {
+  PyObject *documentation = PyObject_New(PyObject, &class_doc_type);
+  const bool added = documentation && PyDict_SetItemString(kind.type.tp_dict, "__doc__", documentation) == 0 &&
+                     add_members(kind) && add_python_methods(kind);
+  Py_XDECREF(documentation);
+  PyType_Modified(&kind.type);
+  kind.complete = added;
+  return added;
+}
+
 bool make_record_classes(PyObject *dictionary) {
   // Types are never taken down, as the module is not.
   classes = static_cast<RecordClass *>(PyMem_Calloc(engine->record_count, sizeof(RecordClass)));
@@ -610,22 +690,21 @@ bool make_record_classes(PyObject *dictionary) {
     PyErr_NoMemory();
     return false;
   }
-  if (PyType_Ready(&base_type) < 0 || PyType_Ready(&class_doc_type) < 0 || PyType_Ready(&python_method_type) < 0 ||
+  class_type.tp_base = &PyType_Type;
+  if (PyType_Ready(&class_type) < 0 || PyType_Ready(&base_type) < 0 || PyType_Ready(&class_doc_type) < 0 ||
+      PyType_Ready(&python_method_type) < 0 ||
       PyDict_SetItemString(dictionary, "Record", reinterpret_cast<PyObject *>(&base_type)) < 0) {
     return false;
   }
-  PyObject *documentation = PyObject_New(PyObject, &class_doc_type);
   std::size_t method = 0;
-  bool made = documentation != nullptr;
-  for (std::size_t i = 0; made && i < engine->record_count; ++i) {
-    method = make_class(classes[i], engine->records[i], method, documentation, dictionary);
-    made = method != 0;
+  for (std::size_t i = 0; i < engine->record_count; ++i) {
+    method = make_class(classes[i], engine->records[i], method, dictionary);
+    if (!method) {
+      return false;
+    }
   }
-  Py_XDECREF(documentation);
-  if (made) {
-    record_classes = *engine->record_classes = {&base_type, make_instance};
-  }
-  return made;
+  record_classes = *engine->record_classes = {&base_type, make_instance};
+  return true;
 }
 
 PyObject *keep_owner(PyObject *view, PyObject *record) {

@@ -27,11 +27,33 @@ struct RecordClass {
   MethodIndex length;
   MethodIndex representation;
   MethodIndex next;
+  MethodIndex first;  // of the record's functions
+  bool complete;      // whether its members are there: they are made when the class is first used
 };
 
 // Makes all classes, registers each with the module and adds it to the dictionary of the companion layer. False with
 // the error set.
 bool make_record_classes(PyObject *dictionary);
+
+inline bool is_record_class(const PyTypeObject *type) {
+  return type->tp_base == record_classes.base;
+}
+
+// Reads a field, the frequent kinds without a call into the module.
+inline PyObject *read_directly(const FieldEntry &field, void *record) {
+  const char *address = static_cast<char *>(record) + field.offset;
+  std::size_t size = 0;
+  if (field.kind == FieldKind::scalar && field.scalar != Scalar::character) {
+    return number_to_python(address, field.scalar);
+  }
+  if (field.kind == FieldKind::character_array && plain_text_size(address, field.size, &size)) {
+    return plain_text_to_python(address, size);
+  }
+  return engine->read_field(field, record);
+}
+
+// Makes the members of a class. False with the error set.
+bool complete_class(RecordClass &kind);
 
 // The class of a record instance, also of one whose class a script derived.
 RecordClass *class_of(PyObject *record);
@@ -52,6 +74,9 @@ bool prepare_functions();
 // interpreter's SystemError (checked_result). Notes what is handed out and what is taken back.
 PyObject *call_function(MethodIndex method, Arguments arguments);
 PyObject *checked_result(MethodIndex method, PyObject *result);
+
+// Whether an object is a record whose memory was given back; the error is set then.
+bool refuse_released(PyObject *object);
 
 // As call_function for a function of a record: a view in the result keeps the record alive.
 PyObject *call_method(MethodIndex method, Arguments arguments);

@@ -1,124 +1,95 @@
-"""Walks the tables that have no fixed shape: mirror sessions, LAGs, runtime options, multicast filters.
+"""Shows what a switch is configured with and does: mirror sessions, LAGs, MAC addresses, multicast filters; and the
+host's runtime options.
 
-In the raw style: only what the native module itself offers. Takes the alias of a switch and a port's number.
+Usage: inspect_tables.py [SWITCH [PORT]]     the alias of a switch, and the identifier of one of its ports
 """
 
-import ipaddress
 import sys
 
 import libvswitch as vs
+from libvswitch import VSwitchError, allocated, cell, check
 
-OPTIONS_CAPACITY = 64
-
-
-def build_mirror_table():
-    """One session that mirrors what a port receives to an uplink and to a collector; the caller frees it."""
-    table = vs.alloc_dvmirror_session_table(1, 3)
-    table.version = vs.VS_DVMIRROR_VERSION_V4
-    session = table[0]
-    session.sid, session.dname = "capture", "web traffic"
-    session.type = vs.VS_DVMIRROR_SESSIONTYPE_MIXDST
-    session.numDstEntities, session.numSrcInEntities = 2, 1
-    entity = table.get_first_session_entity(0)
-    for kind, value in (
-        (vs.MIRROR_ENTTYPE_UPLINK, "nic1"),
-        (vs.MIRROR_ENTTYPE_IP, "2001:db8::9"),
-        (vs.MIRROR_ENTTYPE_DVPORT, "100"),
-    ):
-        entity.type = kind
-        entity.set_entity(value)
-        entity = entity.__next__()
-    return table
+NUMBER_OPTIONS = ("IGMPQueryInterval", "MaxRARPsPerInterval")
+TEXT_OPTIONS = ("IGMPRouterIP",)
+MAC_KINDS = {
+    vs.VS_MAC_ADDR_TYPE_STATIC: "static",
+    vs.VS_MAC_ADDR_TYPE_USER: "set by hand",
+    vs.VS_MAC_ADDR_TYPE_LEARNED: "learned",
+}
 
 
-def show_mirror_table(table) -> None:
-    print(f"mirror table: {table.numSessions} sessions, {table.numEntities} entities")
-    for index in range(table.numSessions):
-        session = table[index]
-        print(f"  session {session.sid} ({session.dname})")
-        entity = table.get_first_session_entity(session.startIdx)
-        for role, count in (
-            ("to", session.numDstEntities),
-            ("received by", session.numSrcInEntities),
-            ("sent by", session.numSrcOutEntities),
-        ):
-            for _ in range(count):
+def show_mirror_sessions(switch: str, port: str | None) -> None:
+    """The sessions of a port, or of the switch itself."""
+    with allocated(vs.VSDVS_GetDVMirrorSessions, switch, port) as table:
+        print(f"mirror sessions of {port or 'the switch'}: {table.numSessions}")
+        for session in table:
+            print(f"  {session.sid} ({session.dname or 'no description'})")
+            roles = (
+                ["to"] * session.numDstEntities
+                + ["received by"] * session.numSrcInEntities
+                + ["sent by"] * session.numSrcOutEntities
+            )
+            for role, entity in zip(roles, table.entities(session)):
                 print(f"    {role} {entity.get_entity()}")
-                entity = entity.__next__()
 
 
-def show_lag_table(table) -> None:
-    print(f"LAG table: {table.numLAGs} LAGs")
-    lag = table.vs_lag_table_first_lag()
-    for _ in range(table.numLAGs):
-        state = "up" if lag.state == vs.QEL_LINK_STATE_UP else "down"
-        members = []
-        for index in range(lag.numUplinks):
-            link = "up" if lag.uplinkLinkupBitmap >> index & 1 else "down"
-            members.append(f"{lag.get_uplink_name(index)} {link}")
-        print(f"  {lag.get_name()} is {state}: {', '.join(members) or 'no uplinks'}")
-        lag = lag.vs_lag_table_next_lag()
+def show_lags(switch: str) -> None:
+    with allocated(vs.VSQEL_GetLAGTable, switch) as table:
+        print(f"LAGs: {table.numLAGs}")
+        for lag in table:
+            links = [lag.uplinkLinkupBitmap >> index & 1 for index in range(lag.numUplinks)]
+            members = [f"{name} {'up' if link else 'down'}" for name, link in zip(lag, links)]
+            state = "up" if lag.state == vs.QEL_LINK_STATE_UP else "down"
+            print(f"  {lag.get_name()} is {state}: {', '.join(members) or 'no uplinks'}")
 
 
-def build_options():
-    """A buffer of runtime options: numbers and a text."""
-    options = vs.VSRuntimeOptions(OPTIONS_CAPACITY)
-    options.set_options_length(OPTIONS_CAPACITY - 4)
-    position = options.get_first_option()
-    used = 0
-    for name, value in (("IGMPQueryInterval", 125), ("MaxRARPsPerInterval", 128)):
-        kind = vs.get_runtime_option_type_from_name(name)
-        position = options.add_int_option(position, name, kind, value)
-        used += 8
-    address = "192.0.2.1"
-    kind = vs.get_runtime_option_type_from_name("IGMPRouterIP")
-    options.add_str_option(position, "IGMPRouterIP", kind, address)
-    used += 4 + len(address) + 1
-    options.set_options_length(used)
-    return options
+def show_mac_addresses(switch: str) -> None:
+    with allocated(vs.VSQEL_GetMACTable, switch, vs.VS_MAC_ADDR_TYPE_ALL) as table:
+        print(f"MAC addresses: {table.numEntries}")
+        for index in range(table.numEntries):
+            entry = table.macEntries[index]
+            print(f"  {entry.macAddress} in VLAN {entry.vid} at port {entry.portID}: {MAC_KINDS[entry.macAddrType]}")
 
 
-def show_options(options) -> None:
-    print(f"runtime options: {options.totalLength} bytes")
-    option = options.get_first_option() if options.totalLength > 4 else None
-    while option is not None:
-        value = option.get_option_value()
-        print(f"  {option.get_option_name()} = {value.decode() if isinstance(value, bytes) else value}")
-        option = options.get_next_option(option)
+def show_filters(switch: str, port: str) -> None:
+    """The multicast addresses that a port receives; none of a kind by which the switch does not filter."""
+    number = check(vs.VSDVS_DvPortIDToPortID(switch, port))
+    for kind, mode, read in (
+        ("MAC", vs.VS_MCAST_FILTER_MODE_LEGACY, vs.VSMcastFilters.get_mac_entry),
+        ("IPv4", vs.VS_MCAST_FILTER_MODE_IGMP, vs.VSMcastFilters.get_ip_entry),
+        ("IPv6", vs.VS_MCAST_FILTER_MODE_MLD, vs.VSMcastFilters.get_ipv6_entry),
+    ):
+        with allocated(vs.VSQEL_GetMcastFilters, switch, number, mode) as filters:
+            print(f"multicast filters of {port} ({kind}): {filters.numEntries} of {filters.totalEntries}")
+            for index in range(filters.numEntries):
+                print(f"  {read(filters, index)}")
 
 
-def show_filters(filters, kind: str) -> None:
-    read = {"mac": filters.get_mac_entry, "ipv4": filters.get_ip_entry, "ipv6": filters.get_ipv6_entry}[kind]
-    print(f"multicast filters ({kind}): {filters.numEntries} of {filters.totalEntries}")
-    for index in range(filters.numEntries):
-        text = read(index)
-        scope = "" if kind == "mac" else f" ({'link-local' if ipaddress.ip_address(text).is_link_local else 'routed'})"
-        print(f"  {text}{scope}")
+def show_runtime_options() -> None:
+    types = [vs.get_runtime_option_type_from_name(name) for name in (*NUMBER_OPTIONS, *TEXT_OPTIONS)]
+    wanted = cell("qel_uint16 *", *types)
+    with allocated(vs.VSQEL_GetRuntimeOptions, wanted, len(types)) as options:
+        print(f"runtime options: {options.totalLength} bytes")
+        for option in options:
+            value = option.get_option_value()
+            print(f"  {option.get_option_name()} = {value.decode() if isinstance(value, bytes) else value}")
 
 
-def ask(what: str, result: list):
-    """The record that the host returned, or None with a line that says why there is none."""
-    status, record = result
-    if status != vs.QEL_OK:
-        print(f"{what}: the host answers {vs.QEL_ReturnStatusToString(status)}")
-        return None
-    return record
-
-
-def main(switch: str, port: int) -> int:
-    table = build_mirror_table()
-    show_mirror_table(table)
-    vs.free_dvmirror_session_table(table)
-    show_options(build_options())
-    if lags := ask("LAG table", vs.VSQEL_GetLAGTable(switch)):
-        show_lag_table(lags)
-        vs.VSQEL_FreeMemory(lags)
-    for kind, mode in (("mac", vs.VS_MCAST_FILTER_MODE_LEGACY), ("ipv6", vs.VS_MCAST_FILTER_MODE_MLD)):
-        if filters := ask(f"multicast filters ({kind})", vs.VSQEL_GetMcastFilters(switch, port, mode)):
-            show_filters(filters, kind)
-            vs.VSQEL_FreeMemory(filters)
+def main(switch: str, port: str | None) -> int:
+    try:
+        show_mirror_sessions(switch, None)
+        if port is not None:
+            show_mirror_sessions(switch, port)
+        show_lags(switch)
+        show_mac_addresses(switch)
+        if port is not None:
+            show_filters(switch, port)
+        show_runtime_options()
+    except VSwitchError as error:
+        print(f"{switch}: the host answers {error}", file=sys.stderr)
+        return 1
     return 0
 
 
 if __name__ == "__main__":
-    sys.exit(main(sys.argv[1] if len(sys.argv) > 1 else "workload", int(sys.argv[2]) if len(sys.argv) > 2 else 1))
+    sys.exit(main(sys.argv[1] if len(sys.argv) > 1 else "management", sys.argv[2] if len(sys.argv) > 2 else None))

@@ -1,16 +1,28 @@
-"""Sets up a distributed switch: uplinks, MTU, teaming order, ports; then lists what the host has.
+"""Sets up a distributed switch: uplinks, MTU, teaming order, ports with their VLANs; then lists what the host has.
 
 Running it again finds the switch there and brings it to the same state.
 """
 
 import sys
+from collections.abc import Iterator
+from contextlib import contextmanager
 
 import libvswitch as vs
-from libvswitch import VSwitchError, check
+from libvswitch import VSwitchError, allocated, check
 
 SWITCH = "production"
 UPLINKS = ["nic4", "nic5"]
-PORTS = {"web-1": 101, "web-2": 102, "database": 201}
+# Identifier of each port: its connection and its VLAN.
+PORTS = {"web-1": (101, 10), "web-2": (102, 10), "database": (201, 20)}
+
+
+@contextmanager
+def step(what: str) -> Iterator[None]:
+    """Ends the script with a line that says what could not be done and why."""
+    try:
+        yield
+    except (VSwitchError, OSError, RuntimeError) as error:
+        raise SystemExit(f"{what}: {error}") from error
 
 
 def ensure(status: int) -> str:
@@ -22,11 +34,14 @@ def ensure(status: int) -> str:
 
 
 def set_up() -> None:
-    created = ensure(vs.VSDVS_CreateVSwitch(SWITCH, "5f-2a-production", "", 64, 1, 1500, vs.DVS_VERSION_70, 0))
-    print(f"switch {SWITCH}: {created}")
+    with step(f"cannot create the switch {SWITCH}"):
+        created = ensure(vs.VSDVS_CreateVSwitch(SWITCH, "5f-2a-production", "", 64, 1, 1500, vs.DVS_VERSION_70, 0))
+        print(f"switch {SWITCH}: {created}")
     for uplink in UPLINKS:
-        print(f"  uplink {uplink}: {ensure(vs.VSDVS_AddSwitchUplinkPort(SWITCH, uplink))}")
-    check(vs.VSDVS_SetMTU(SWITCH, 9000))
+        with step(f"cannot add the uplink {uplink}"):
+            print(f"  uplink {uplink}: {ensure(vs.VSDVS_AddSwitchUplinkPort(SWITCH, uplink))}")
+    with step("cannot set the MTU"):
+        check(vs.VSDVS_SetMTU(SWITCH, 9000))
 
     policy = vs.VSTeamPolicy()
     policy.loadBalance = vs.TEAM_FRP_TYPE_FO_EXPLICIT
@@ -34,35 +49,43 @@ def set_up() -> None:
     policy.flags = vs.TEAM_FRP_FLAG_NOTIFY_SWITCH
     policy.numActive, policy.numStandby = 1, 1
     policy[0], policy[1] = UPLINKS
-    check(vs.VSDVS_SetTeamingPolicy(SWITCH, policy))
+    with step("cannot set the teaming policy"):
+        check(vs.VSDVS_SetTeamingPolicy(SWITCH, policy))
 
-    for port, connection in PORTS.items():
-        print(f"  port {port}: {ensure(vs.VSDVS_AddDVPort(SWITCH, port, connection))}")
+    for port, (connection, vlan) in PORTS.items():
+        with step(f"cannot set up the port {port}"):
+            print(f"  port {port}: {ensure(vs.VSDVS_AddDVPort(SWITCH, port, connection))}")
+            check(vs.VSDVS_SetPortVLANPolicy(SWITCH, port, vlan, vs.QEL_VLAN_PRIORITY_INVALID, 0, 0, None, 0))
 
 
 def show(alias: str) -> None:
-    info = check(vs.VSQEL_GetSwitchInfo(alias))
-    print(f"{alias}: MTU {info.mtu}, {info.activePorts} active of at most {info.maxPorts} ports")
-    names, port_ids = check(vs.VSDVS_GetSwitchUplinkPorts(alias))
-    for name, port_id in zip(names, port_ids):
-        state = check(vs.VSQEL_GetUplinkLinkState(alias, name))
-        print(f"  uplink {name} on port {port_id}: link {'up' if state == vs.QEL_LINK_STATE_UP else 'down'}")
+    with allocated(vs.VSQEL_GetSwitchInfo, alias) as info:
+        print(f"{alias}: MTU {info.mtu}, {info.activePorts} active of at most {info.maxPorts} ports")
+    with allocated(vs.VSDVS_GetSwitchUplinkPorts, alias) as (names, port_ids):
+        for name, port_id in zip(names, port_ids):
+            state = check(vs.VSQEL_GetUplinkLinkState(alias, name))
+            print(f"  uplink {name} on port {port_id}: link {'up' if state == vs.QEL_LINK_STATE_UP else 'down'}")
     policy = vs.VSTeamPolicy()
     check(vs.VSDVS_GetTeamingPolicy(alias, policy))
-    order = [policy[index] for index in range(policy.numActive + policy.numStandby)]
+    order = list(policy)
     print(f"  teaming: active {order[: policy.numActive]}, standby {order[policy.numActive :]}")
-    for record in (info, names, port_ids):
-        vs.VSQEL_FreeMemory(record)
+
+
+def show_port(port: str) -> None:
+    number = check(vs.VSDVS_DvPortIDToPortID(SWITCH, port))
+    with allocated(vs.VSDVS_GetPortVLANPolicy, SWITCH, port) as (policy, _):
+        print(f"  port {port} has the number {number} and VLAN {policy.vlanID}")
 
 
 def main() -> int:
     set_up()
     print()
-    switches = vs.VSQEL_GetSwitchesPy(vs.VS_LIST_DVS_ALIAS)
-    for index in range(switches.count):
-        show(switches[index])
-    for port in PORTS:
-        print(f"  port {port} has the number {check(vs.VSDVS_DvPortIDToPortID(SWITCH, port))}")
+    with step("cannot list the switches"):
+        for alias in vs.VSQEL_GetSwitchesPy(vs.VS_LIST_DVS_ALIAS) or ():
+            if alias is not None:
+                show(alias)
+        for port in PORTS:
+            show_port(port)
     print()
     try:
         check(vs.VSDVS_SetMTU(SWITCH, 64))

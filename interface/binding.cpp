@@ -1,5 +1,6 @@
 // Compiles the interface into the tables that the module carries.
 #include "interface/interface.hpp"
+#include "runtime/bridge.hpp"
 #include "runtime/engine.hpp"
 
 namespace vswitchpy {
@@ -38,7 +39,8 @@ const Engine module_engine = {
     Module::texts.data(),
     &record_classes,
     &Deferred::error_left,
-    descriptor,
+    Module::registered.data(),
+    &proxy_type,
     find_descriptor,
     read_field,
     write_field,
@@ -46,6 +48,7 @@ const Engine module_engine = {
     new_bare_proxy,
     new_proxy,
     pointer_from,
+    call_back,
 };
 
 }  // namespace vswitchpy

@@ -175,8 +175,7 @@ PyObject *read_field(const FieldEntry &field, void *record) {
   switch (field.kind) {
     case FieldKind::scalar: return scalar_to_python(address, field.scalar);
     case FieldKind::bits: return read_bits(field, address);
-    case FieldKind::character_array:
-      return read_text(reinterpret_cast<const char *>(address), field.size);
+    case FieldKind::character_array: return read_text(reinterpret_cast<const char *>(address), field.size);
     case FieldKind::mac_text: return read_mac_text(address);
     case FieldKind::array:
     case FieldKind::embedded_record: return new_proxy(address, descriptor(field.pointee), Ownership::borrowed);

@@ -30,4 +30,12 @@ PyObject *raise_aborted_call() {
   return nullptr;
 }
 
+PyObject *call_back(PyObject *function, PyObject *const *items, std::size_t count) {
+  jmp_buf target;
+  std::memcpy(&target, &exception_buffer, sizeof target);
+  PyObject *result = PyObject_Vectorcall(function, items, count, nullptr);
+  std::memcpy(&exception_buffer, &target, sizeof target);
+  return result;
+}
+
 }  // namespace vswitchpy

@@ -42,9 +42,9 @@ inline void enter_call(OuterCall &outer) {
   }
 }
 
-// However the call ended.
+// However the call ended. Calls of different threads may end in any order: each is in a function of its script's.
 inline void leave_call(const OuterCall &outer) {
-  calls_in_progress = outer.depth;
+  --calls_in_progress;
   if (outer.depth) [[unlikely]] {
     std::memcpy(&exception_buffer, &outer.target, sizeof outer.target);
   }
@@ -52,5 +52,9 @@ inline void leave_call(const OuterCall &outer) {
 
 // Raises what the library left. Returns null.
 PyObject *raise_aborted_call();
+
+// Calls a script's function for a library that is in the middle of a call. Other threads may run meanwhile and make
+// calls of their own, which need not be over: the library gets the jump target back that it had.
+PyObject *call_back(PyObject *function, PyObject *const *items, std::size_t count);
 
 }  // namespace vswitchpy

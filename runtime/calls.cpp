@@ -94,20 +94,25 @@ void raise_not_utf8(PyObject *object) {
 
 // The object's own buffer, without a copy and without a check: scripts pass data of any kind here and rely
 // on the library being called, with a null pointer if there is no buffer.
-void convert_raw(Frame &frame, PyObject *object, Typemap typemap, Slot &slot) {
+Outcome convert_raw(Frame &frame, PyObject *object, Typemap typemap, Slot &slot) {
   const char *data = nullptr;
   if (PyBytes_Check(object)) {
     data = PyBytes_AS_STRING(object);
   } else if (typemap == Typemap::raw_bytes_or_text && PyUnicode_Check(object)) {
     data = PyUnicode_AsUTF8(object);
     if (!data) {
+      const bool no_memory = PyErr_ExceptionMatches(PyExc_MemoryError);
       PyErr_Clear();
+      if (no_memory) {
+        return Outcome::memory_error;
+      }
       frame.deferred.set(object, raise_not_utf8);
     }
   } else {
     frame.deferred.set(object, raise_not_bytes);
   }
   slot.set(data);
+  return Outcome::ok;
 }
 
 Outcome convert_six_bytes(PyObject *object, Slot &slot) {
@@ -131,7 +136,7 @@ Outcome convert_input(Frame &frame, const ArgumentEntry &argument, PyObject *obj
     case Typemap::disowned_pointer: return convert_pointer(object, argument.pointee, Disown::yes, slot);
     case Typemap::any_pointer: return convert_pointer(object, no_type, Disown::no, slot);
     case Typemap::raw_bytes:
-    case Typemap::raw_bytes_or_text: convert_raw(frame, object, argument.typemap, slot); return Outcome::ok;
+    case Typemap::raw_bytes_or_text: return convert_raw(frame, object, argument.typemap, slot);
     case Typemap::six_bytes: return convert_six_bytes(object, slot);
     default: return convert_pointer(object, argument.pointee, Disown::no, slot);
   }
@@ -264,22 +269,22 @@ PyObject *call_bridged(const CallEntry &call, Arguments arguments) {
 
 namespace {
 
-// Whether every argument would convert. Tried aside: nothing is kept.
-bool form_fits(const CallEntry &form, Arguments arguments) {
+// Whether every argument would convert, or memory is gone. Tried aside: nothing is kept.
+Outcome form_fits(const CallEntry &form, Arguments arguments) {
   if (arguments.count != form.input_count) {
-    return false;
+    return Outcome::type_error;
   }
   Frame frame;
-  bool fits = true;
+  Outcome outcome = Outcome::ok;
   Py_ssize_t next = 0;
-  for (std::size_t i = 0; fits && i < form.argument_count; ++i) {
+  for (std::size_t i = 0; outcome == Outcome::ok && i < form.argument_count; ++i) {
     const ArgumentEntry &argument = argument_entries[form.first_argument + i];
     if (!is_output(argument.typemap)) {
-      fits = convert_input(frame, argument, arguments.items[next++], frame.slots[i]) == Outcome::ok;
+      outcome = convert_input(frame, argument, arguments.items[next++], frame.slots[i]);
     }
   }
   release_texts(frame);
-  return fits;
+  return outcome;
 }
 
 PyObject *no_form_error(const CallEntry *forms, std::size_t count) {
@@ -306,8 +311,12 @@ PyObject *no_form_error(const CallEntry *forms, std::size_t count) {
 PyObject *call_overloaded(const CallEntry *forms, Arguments arguments) {
   constexpr std::size_t count = 2;
   for (std::size_t form = 0; form < count; ++form) {
-    if (form_fits(forms[form], arguments)) {
+    const Outcome outcome = form_fits(forms[form], arguments);
+    if (outcome == Outcome::ok) {
       return call_bridged(forms[form], arguments);
+    }
+    if (outcome == Outcome::memory_error) {
+      return PyErr_NoMemory();
     }
   }
   return no_form_error(forms, count);

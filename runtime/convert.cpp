@@ -254,7 +254,7 @@ PyObject *argument_error(Outcome outcome, const char *method, int position, cons
     std::memcpy(text + size, part.data(), fitting);
     size += fitting;
   }
-  PyObject *message = PyUnicode_FromStringAndSize(text, static_cast<Py_ssize_t>(size));
+  PyObject *message = plain_text_to_python(text, size);
   if (message) {
     PyErr_SetObject(exception_class(outcome), message);
     Py_DECREF(message);

@@ -16,8 +16,9 @@ struct Engine {
   std::size_t method_count;
   const char *texts;
   RecordClasses *record_classes;
-  bool *error_left;  // see Deferred
-  swig_type_info *(*descriptor)(TypeIndex index);
+  bool *error_left;              // see Deferred
+  swig_type_info *const *types;  // registered descriptors, by their index
+  PyTypeObject *proxy_type;
   swig_type_info *(*find_descriptor)(const char *mangled_name);
   PyObject *(*read_field)(const FieldEntry &field, void *record);
   PyObject *(*write_field)(const FieldEntry &field, void *record, PyObject *value);
@@ -25,6 +26,7 @@ struct Engine {
   PyObject *(*new_bare_proxy)(void *pointer, swig_type_info *type, Ownership ownership);
   PyObject *(*new_proxy)(void *pointer, swig_type_info *type, Ownership ownership);
   bool (*pointer_from)(PyObject *object, swig_type_info *type, Disown disown, void **pointer);
+  PyObject *(*call_back)(PyObject *function, PyObject *const *items, std::size_t count);
 };
 
 // The definition that the interpreter knows, and the engine behind it.

@@ -44,7 +44,7 @@ namespace {
 // An item that cannot be made is left out; the next one is installed regardless. Names are not interned: that is half
 // of what 2,800 of them cost, and code that uses a name brings its own.
 void install(PyObject *dictionary, const char *name, PyObject *value) {
-  PyObject *key = value ? PyUnicode_FromString(name) : nullptr;
+  PyObject *key = value ? plain_text_to_python(name, std::strlen(name)) : nullptr;
   if (!key || PyDict_SetItem(dictionary, key, value) < 0) {
     PyErr_Clear();
   }

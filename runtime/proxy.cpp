@@ -8,8 +8,6 @@
 namespace vswitchpy {
 namespace {
 
-extern PyTypeObject proxy_type;
-
 // A chain of proxies and the `this` of a `this` are followed so far and no further: a script can close
 // either into a ring.
 constexpr int search_limit = 64;
@@ -191,6 +189,8 @@ PyNumberMethods proxy_as_number = [] {
   return methods;
 }();
 
+}  // namespace
+
 PyTypeObject proxy_type = [] {
   PyTypeObject type = carrier_type("SwigPyObject", sizeof(SwigPyObject), proxy_dealloc, proxy_repr);
   type.tp_as_number = &proxy_as_number;
@@ -198,6 +198,8 @@ PyTypeObject proxy_type = [] {
   type.tp_methods = proxy_methods;
   return type;
 }();
+
+namespace {
 
 SwigPyPacked *as_packed(PyObject *object) {
   return reinterpret_cast<SwigPyPacked *>(object);
@@ -259,7 +261,8 @@ PyObject *new_shadow_instance(const SwigPyClientData &data, PyObject *proxy) {
     instance = PyObject_Call(data.newraw, data.newargs, nullptr);
   } else if (PyObject *no_arguments = PyTuple_New(0)) {
     auto *type = reinterpret_cast<PyTypeObject *>(data.newargs);
-    instance = type->tp_new(type, no_arguments, nullptr);
+    instance = type->tp_new ? type->tp_new(type, no_arguments, nullptr)
+                            : PyErr_Format(PyExc_TypeError, "cannot create '%s' instances", type->tp_name);
     Py_DECREF(no_arguments);
   }
   PyObject *name = this_name();
@@ -361,6 +364,10 @@ PyObject *new_proxy(void *pointer, swig_type_info *type, Ownership ownership) {
     return proxy;
   }
   PyObject *instance = new_shadow_instance(*data, proxy);
+  if (!instance) {
+    // As where there is no proxy: what was not handed over stays the caller's.
+    as_proxy(proxy)->own = 0;
+  }
   Py_DECREF(proxy);
   return instance;
 }

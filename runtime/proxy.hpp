@@ -7,6 +7,9 @@ namespace vswitchpy {
 
 enum class Ownership : int { borrowed = 0, owned = 1 };
 
+// The type of this module's proxies; readied with the first one.
+extern PyTypeObject proxy_type;
+
 // A bare proxy, never wrapped in a shadow instance. New reference, or null with an error set.
 PyObject *new_bare_proxy(void *pointer, swig_type_info *type, Ownership ownership);
 

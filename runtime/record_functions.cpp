@@ -66,13 +66,18 @@ PyObject *construct(const RecordEntry &record, Arguments arguments) {
   return result;
 }
 
-PyObject *destruct(const RecordEntry &record, Arguments arguments) {
+PyObject *destruct(const RecordEntry &entry, Arguments arguments) {
   if (arguments.count != 1) [[unlikely]] {
-    return argument_count_error(arguments, 1, text_at(record.destructor_name));
+    return argument_count_error(arguments, 1, text_at(entry.destructor_name));
   }
   void *memory = nullptr;
-  if (!pointer_from(arguments.items[0], descriptor(record.self), Disown::yes, &memory)) [[unlikely]] {
-    return argument_error(Outcome::type_error, text_at(record.destructor_name), 1, text_at(record.self_type));
+  if (!pointer_from(arguments.items[0], descriptor(entry.self), Disown::yes, &memory)) [[unlikely]] {
+    return argument_error(Outcome::type_error, text_at(entry.destructor_name), 1, text_at(entry.self_type));
+  }
+  RecordObject *record = is_record(arguments.items[0]) ? as_record(arguments.items[0]) : nullptr;
+  if (record && record->owner) {
+    return PyErr_Format(PyExc_ValueError, "in method '%s', a view cannot be freed without the record it lies in",
+                        text_at(entry.destructor_name));
   }
   OuterCall outer;
   enter_call(outer);
@@ -82,8 +87,8 @@ PyObject *destruct(const RecordEntry &record, Arguments arguments) {
   }
   std::free(memory);
   leave_call(outer);
-  if (is_record(arguments.items[0])) {
-    as_record(arguments.items[0])->released = true;
+  if (record) {
+    record->released = true;
   }
   Py_RETURN_NONE;
 }

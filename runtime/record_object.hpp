@@ -15,6 +15,7 @@ struct RecordObject {
   RecordObject *owner;  // of a view: the instance whose memory it lies in, kept alive by it; or null
   PyObject *weak_references;
   std::uint16_t source;  // 1 + position of the library call that handed the record out; 0: none did
+  bool follows_proxy;    // `proxy` is of the module's own kind, and says where the record is
   bool owned;            // while there is no proxy: whether the memory is freed with the instance
   bool released;         // the memory was given back before the instance went
 };
@@ -46,7 +47,10 @@ inline bool is_released(const RecordObject *record) {
 
 // Where the record is; null if it was never set or is released.
 inline void *live_pointer(const RecordObject *record) {
-  return is_released(record) ? nullptr : record->pointer;
+  if (is_released(record)) {
+    return nullptr;
+  }
+  return record->follows_proxy ? reinterpret_cast<SwigPyObject *>(record->proxy)->ptr : record->pointer;
 }
 
 }  // namespace vswitchpy

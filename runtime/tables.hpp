@@ -325,17 +325,14 @@ struct Tables {
     return nullptr;
   }
 
-  // One thin function for each method: it only names its entry.
+  [[gnu::noinline]] static PyObject *call_with_tuple(std::size_t method, PyObject *tuple) {
+    return call(method, arguments_in(tuple));
+  }
+
+  // One thin function for each method: it only gives its position.
   template <std::size_t I>
   static PyObject *thunk(PyObject * /*module*/, PyObject *tuple) {
-    constexpr MethodEntry entry = built.methods[I];
-    if constexpr (entry.kind == MethodKind::setter) {
-      return set_field(fields[entry.index], arguments_in(tuple));
-    } else if constexpr (entry.kind == MethodKind::getter) {
-      return get_field(fields[entry.index], arguments_in(tuple));
-    } else {
-      return call(I, arguments_in(tuple));
-    }
+    return call_with_tuple(I, tuple);
   }
 
   static constexpr std::size_t all_method_count =

@@ -11,6 +11,8 @@ INTEGER_RANGES = {
     "signed 32": (-(2**31), 2**31 - 1),
     "signed 32 in byte": (-(2**31), 2**31 - 1),
 }
+# Numbers of which the companion layer has cells, by their names in pointer types.
+CELLS = {"int", "unsigned_int", "unsigned_short", "unsigned_char", "unsigned_long_long"}
 HOST_MANUAL = "docs/host.md"
 
 
@@ -36,8 +38,21 @@ class Interface:
         """What a pointer to `target` is read as: its record's class, or a bare proxy."""
         return target if target in self.record_names else "SwigPyObject"
 
+    def element(self, target):
+        """What a cell holds to which a pointer to `target` points."""
+        if target.startswith("p_"):
+            return f"{self.proxy(target.removeprefix('p_'))} | None"
+        return "int"
+
     def accepted(self, target):
-        return f"{target} | SwigPyObject" if target in self.record_names else "SwigPyObject"
+        """What can be passed for a pointer to `target`."""
+        if target in self.record_names:
+            return f"{target} | SwigPyObject"
+        if target.startswith("f_"):
+            return "Callback | SwigPyObject"
+        if target in CELLS or target.startswith("p_"):
+            return f"Cell[{self.element(target)}] | SwigPyObject"
+        return "SwigPyObject"
 
     def read_type(self, field):
         kind = field["kind"]
@@ -57,9 +72,9 @@ class Interface:
         if kind in ("characters", "owned text"):
             return "str | None"
         if kind == "mac":
-            return "SwigPyObject"
+            return self.accepted("unsigned_char")
         if kind == "any pointer":
-            return "Record | SwigPyObject | None"
+            return "_Pointer | None"
         accepted = self.accepted(field.get("target"))
         return accepted if kind in ("array", "record") else f"{accepted} | None"
 
@@ -70,7 +85,7 @@ class Interface:
         if typemap == "scalar":
             return "str | int" if argument["scalar"] == "character" else "int"
         if typemap == "any pointer":
-            return "Record | SwigPyObject | None"
+            return "_Pointer | None"
         if typemap == "raw bytes":
             return "bytes"
         if typemap == "raw bytes or text":
@@ -91,11 +106,12 @@ class Interface:
             return "None"
         if result == "scalar":
             return "str" if call["scalar"] == "character" else "int"
-        if result == "text":
-            return "str | None"
         if result == "object":
-            return call["annotation"]
-        return f"{self.proxy(call['target'])} | None"
+            value = call["annotation"].removesuffix(" | None")
+        else:
+            value = "str" if result == "text" else self.proxy(call["target"])
+        # The text says when there is nothing.
+        return f"{value} | None" if "None" in call["doc"] and value != "None" else value
 
     def result_type(self, call):
         outputs = [self.output_type(argument) for argument in call["arguments"] if argument["output"]]
@@ -117,6 +133,7 @@ class Interface:
         if field["read_only"]:
             return "Read-only."
         kind = field["kind"]
+        noun = field["target"] if field.get("target") in self.record_names else "proxy of that type"
         if kind in ("scalar", "bits"):
             return range_sentence(field["scalar"])
         if kind == "characters":
@@ -128,9 +145,9 @@ class Interface:
         if kind == "any pointer":
             return "A record, a proxy of any type or None, which gives up its memory; TypeError otherwise."
         if kind == "pointer":
-            return f"A {self.accepted(field.get('target'))} or None, which gives up its memory; TypeError otherwise."
+            return f"A {noun} or None, which gives up its memory; TypeError otherwise."
         if kind == "record":
-            return f"A view. Assigned by copying a {self.accepted(field.get('target'))}; TypeError otherwise."
+            return f"A view. Assigned by copying a {noun}; TypeError otherwise."
         return "A proxy of the first element. Assigned by copying; TypeError for another type, ValueError for None."
 
     def field_text(self, field):
@@ -154,7 +171,9 @@ class Interface:
 
     def call_text(self, call):
         parts = [call["doc"], self.error_text(call)]
-        if call["result"] == "scalar" and call["name"].startswith(("VSQEL_", "VSDVS_", "DVS")):
+        library_call = call["name"].startswith(("VSQEL_", "VSDVS_", "DVS"))
+        returns_status = call["name"].startswith(("VSQEL_", "VSDVS_", "DVSQEL_")) or "QEL_" in call["doc"]
+        if call["result"] == "scalar" and library_call and returns_status:
             parts.append(f"All statuses of the simulated host: {HOST_MANUAL}.")
         return " ".join(part for part in parts if part)
 

@@ -13,7 +13,7 @@ HEADER = '''\
 """Manage a host's virtual switches: what administration scripts import."""
 
 from collections.abc import Iterator
-from typing import Any, Generic, TypeVar, overload
+from typing import Any, ClassVar, Generic, TypeVar, overload
 
 from libvswitch._addresses import ip_bytes as ip_bytes
 from libvswitch._addresses import ip_text as ip_text
@@ -22,10 +22,13 @@ from libvswitch._addresses import mac_text as mac_text
 from libvswitch._callbacks import Callback as Callback
 from libvswitch._callbacks import allocator as allocator
 from libvswitch._callbacks import callback as callback
+from libvswitch._cells import Buffer as Buffer
 from libvswitch._cells import Cell as Cell
 from libvswitch._cells import buffer as buffer
 from libvswitch._cells import cell as cell
+from libvswitch._cells import pointed_bytes as pointed_bytes
 from libvswitch._errors import VSwitchError as VSwitchError
+from libvswitch._errors import check as check
 from libvswitch._ownership import allocated as allocated
 
 _Read = TypeVar("_Read")
@@ -56,33 +59,40 @@ class SwigPyObject:
     def next(self) -> SwigPyObject | None: ...
     def __int__(self) -> int: ...
 
-@overload
-def check(result: int) -> None: ...
-@overload
-def check(result: Outputs[_Out]) -> _Out:
-    """The outputs of a call that succeeded: None, the one output, or a tuple of several. A status other than QEL_OK
-    raises VSwitchError."""
+# What is passed for a `void *`.
+_Pointer = Record | SwigPyObject | Cell[Any] | Buffer | Callback
 
-class Record:
+class _RecordClass(type):
+    """Of the record classes, which are immutable."""
+
+class Record(metaclass=_RecordClass):
     """Base of all record classes. Two records are equal when they stand for the same native memory."""
 
+    __hash__: ClassVar[None]  # type: ignore[assignment]
     this: SwigPyObject
+    """The native pointer: a proxy object."""
     thisown: bool
-    def __bytes__(self) -> bytes: ...
+    """Whether the native memory is freed with this object."""
+    def __bytes__(self) -> bytes:
+        """The record's bytes as they lie in memory. TypeError for a record without a fixed size."""
     @classmethod
     def from_bytes(cls: type[_Self], data: bytes | bytearray | memoryview, /) -> _Self:
         """A new record with these bytes. ValueError unless they are as many as it has."""
     def release(self) -> None:
-        """Frees the memory now if the record owns it. The record and its views are unusable afterwards: using one
-        raises an exception. Releasing twice does nothing."""
-    def __enter__(self: _Self) -> _Self: ...
-    def __exit__(self, *details: object) -> None: ...
+        """Frees the memory now if the record owns it, and gives it back if a call has handed it out. The record and
+        its views are unusable afterwards: using one raises an exception. Releasing twice does nothing."""
+    def __enter__(self: _Self) -> _Self:
+        """The record, which is released at the end. ValueError for memory of unknown origin."""
+    def __exit__(self, *details: object) -> None:
+        """Releases the record."""
 
 class swigvarlink:
     """Native global variables as read-only attributes."""
 
-    qel_ModuleCurrentID: int
-    runtimeOptionNames: SwigPyObject
+    @property
+    def qel_ModuleCurrentID(self) -> int: ...
+    @property
+    def runtimeOptionNames(self) -> SwigPyObject: ...
 
 cvar: swigvarlink
 
@@ -90,8 +100,24 @@ def SWIG_PyInstanceMethod_New(function: Any, /) -> Any:
     """An instance method object around a function."""
 
 def Panic(format: str | None, /, *ignored: object) -> None:
-    """Writes a text to the host's log. Further arguments are not read."""
+    """Writes a text to the host's log. Further arguments are not read. Raises TypeError for what is no text."""
 '''
+
+# What a record holds that knows how much (see _iteration.py), where that is not what its index gives.
+ELEMENTS = {"VSLAGTable": "VSLAGStatus", "VSRuntimeOptions": "VSRuntimeOptionHeader"}
+# Records with an index that do not know how far it reaches.
+UNCOUNTED = {
+    "VSMACEntry",
+    "VSPMACLearningInfo",
+    "VSPMACLearningStatsPortInfo",
+    "VSPropSecurityPortInfo",
+    "VSPvlanMapEntry",
+    "VSStaticLEEntry",
+}
+ENTITIES = '''\
+    def entities(self, session: DVMirrorSession) -> Iterator[DVMirrorEntity]:
+        """The entities of one session of a mirror table: its destinations, then the sources received from, then those
+        sent from, as many as its three counts say."""'''
 
 
 class Stubs:
@@ -117,7 +143,7 @@ class Stubs:
         self.doc(text, " " * 4)
 
     def function(self, name, arguments, result, text, indent=""):
-        names = [argument if argument == "self" else f"{argument}: {kind}" for argument, kind in arguments]
+        names = [f"{argument}: {kind}" if kind else argument for argument, kind in arguments]
         if names:
             names.append("/")
         self.lines.append(f"{indent}def {name}({', '.join(names)}) -> {result}:")
@@ -125,9 +151,23 @@ class Stubs:
 
     def method(self, method):
         arguments = [("self", ""), *list(self.interface.inputs(method))[1:]]
+        self.function(method["name"], arguments, self.method_result(method), self.interface.call_text(method), "    ")
+
+    def method_result(self, method):
         # A method has a record, so that the one text that is None for a null record is always there.
-        result = "str" if method["name"] == "__repr__" else self.interface.result_type(method)
-        self.function(method["name"], arguments, result, self.interface.call_text(method), "    ")
+        return "str" if method["name"] == "__repr__" else self.interface.result_type(method)
+
+    def iteration(self, record):
+        name = record["name"]
+        element = ELEMENTS.get(name)
+        for method in record["methods"]:
+            if method["name"] == "__getitem__" and name not in UNCOUNTED:
+                # Within its count the record has every element.
+                element = self.method_result(method).removesuffix(" | None")
+        if element:
+            self.lines.append(f"    def __iter__(self) -> Iterator[{element}]: ...")
+        if name == "DVMirrorSessionTable":
+            self.lines.append(ENTITIES)
 
     def record(self, record):
         name = record["name"]
@@ -139,6 +179,7 @@ class Stubs:
             self.field(field)
         for method in record["methods"]:
             self.method(method)
+        self.iteration(record)
 
     def write(self):
         for record in self.interface.records:

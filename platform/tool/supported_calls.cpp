@@ -1,6 +1,8 @@
 // Reads the calls and their statuses out of the documentation's tables.
 #include "platform/tool/supported_calls.hpp"
 
+#include "platform/core/status_names.hpp"
+
 #include <dlfcn.h>
 
 #include <algorithm>
@@ -55,7 +57,7 @@ std::set<std::string> statuses_of(std::string_view cell, std::set<std::string> c
     auto const other = known.find(name);
     if (other != known.end()) {
       statuses.insert(other->second.begin(), other->second.end());
-    } else if (name.starts_with("QEL_") && !is_call(name)) {
+    } else if (host::status_by_name(name)) {
       statuses.insert(name);
     }
   }

@@ -19,6 +19,7 @@ _records.install(sys.modules[__name__])
 
 # Names of the comfortable part, and the module of each: imported when first used.
 _PARTS = {
+    "Buffer": "_cells",
     "Callback": "_callbacks",
     "Cell": "_cells",
     "VSwitchError": "_errors",
@@ -32,6 +33,7 @@ _PARTS = {
     "ip_text": "_addresses",
     "mac_bytes": "_addresses",
     "mac_text": "_addresses",
+    "pointed_bytes": "_cells",
 }
 
 

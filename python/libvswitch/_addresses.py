@@ -44,7 +44,10 @@ def mac_text(address: bytes | bytearray | memoryview | SwigPyObject) -> str:
 
 
 def ip_bytes(text: str) -> bytes:
-    """The bytes of an IPv4 (4) or IPv6 (16) address, in network byte order. ValueError for any other text."""
+    """The bytes of an IPv4 (4) or IPv6 (16) address, in network byte order. ValueError for any other text, also for an
+    address with a zone, for which the bytes have no place."""
+    if "%" in text:
+        raise ValueError(f"an address with a zone: {text!r}")
     return ipaddress.ip_address(text).packed
 
 

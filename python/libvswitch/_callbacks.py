@@ -3,6 +3,7 @@
 from __future__ import annotations
 
 import ctypes
+import operator
 from collections.abc import Callable
 from typing import TYPE_CHECKING, Any
 
@@ -65,7 +66,7 @@ def callback(visit: Callable[[SwigPyObject | None], object]) -> Callback:
             made.error = error
             return STOP
 
-    made = Callback(_VISITOR(native), "_p_f_p_void_p_void__int")
+    made = Callback(_VISITOR(_records.called_back(native)), "_p_f_p_void_p_void__int")
     return made
 
 
@@ -85,7 +86,8 @@ def allocator(
 
     def native_allocate(size: int) -> int | None:
         try:
-            return allocate(size)
+            address = allocate(size)
+            return None if address is None else operator.index(address)
         except BaseException as error:  # noqa: BLE001 - must not pass through the library
             pair[0].error = error
             return None
@@ -98,8 +100,8 @@ def allocator(
             pair[1].error = error
 
     pair = (
-        Callback(_ALLOCATE(native_allocate), "_p_f_size_t__p_void"),
-        Callback(_RELEASE(native_release), "_p_f_p_void__void"),
+        Callback(_ALLOCATE(_records.called_back(native_allocate)), "_p_f_size_t__p_void"),
+        Callback(_RELEASE(_records.called_back(native_release)), "_p_f_p_void__void"),
     )
     _allocators.extend(pair)
     return pair

@@ -9,7 +9,7 @@ from typing import TYPE_CHECKING, Any, Generic, Literal, TypeVar, overload
 from libvswitch import _records
 
 if TYPE_CHECKING:
-    from libvswitch import SwigPyObject, VSList
+    from libvswitch import Record, SwigPyObject, VSList
 
 T = TypeVar("T")
 
@@ -63,8 +63,9 @@ class Cell(Generic[T]):
         return (self[index] for index in range(len(self)))
 
     def __getitem__(self, index: int) -> T:
-        value: Any = self._storage[index]
-        return value if self._target is None else _records.pointer(value or 0, self._target)
+        value = self._storage[index]
+        element: T = value if self._target is None else _records.pointer(value or 0, self._target)
+        return element
 
     def __setitem__(self, index: int, value: T) -> None:
         if self._target is not None:
@@ -158,7 +159,7 @@ def buffer(contents: int | bytes | bytearray | memoryview) -> Buffer:
     return Buffer((ctypes.c_ubyte * len(data)).from_buffer_copy(data))
 
 
-def pointed_bytes(pointer: SwigPyObject | Any, size: int) -> bytes:
+def pointed_bytes(pointer: SwigPyObject | Record, size: int) -> bytes:
     """A copy of `size` bytes from where a pointer points, such as the value that `DVSData_Data` gives. The caller knows
     that there are as many."""
     return _records.read(pointer, size)

@@ -2,9 +2,14 @@
 
 from __future__ import annotations
 
-from typing import Any
+from typing import TYPE_CHECKING, Any, TypeVar, overload
 
-import _libvswitch
+from libvswitch import QEL_OK, QEL_ReturnStatusToString
+
+if TYPE_CHECKING:
+    from libvswitch import Outputs
+
+_Out = TypeVar("_Out")
 
 
 class VSwitchError(Exception):
@@ -18,13 +23,17 @@ class VSwitchError(Exception):
 
     def __init__(self, status: int) -> None:
         self.status = status
-        self.name = _libvswitch.QEL_ReturnStatusToString(status)
+        self.name = QEL_ReturnStatusToString(status)
         super().__init__(self.name or f"unknown status 0x{status & 0xFFFFFFFF:08x}")
 
     def __reduce__(self) -> tuple[type[VSwitchError], tuple[int]]:
         return type(self), (self.status,)
 
 
+@overload
+def check(result: int) -> None: ...
+@overload
+def check(result: Outputs[_Out]) -> _Out: ...
 def check(result: Any) -> Any:
     """The outputs of a call that succeeded: None, the one output, or a tuple of several.
 
@@ -37,7 +46,7 @@ def check(result: Any) -> Any:
         status, outputs = result, []
     if not isinstance(status, int) or isinstance(status, bool):
         raise TypeError(f"neither a status nor a list that begins with one: {result!r}")
-    if status != _libvswitch.QEL_OK:
+    if status != QEL_OK:
         raise VSwitchError(status)
     if not outputs:
         return None

@@ -1,6 +1,6 @@
 """Iteration over records that hold others: as many elements as the record's count says.
 
-Walks read the counts when they begin and trust them, as the library does.
+Walks read the counts as they go and trust them, as the library does.
 """
 
 from __future__ import annotations
@@ -11,28 +11,33 @@ from typing import Any
 import libvswitch as vs
 
 RUNTIME_OPTIONS_HEADER = 4
+TEAMING_SLOTS = 32
 
 
 def _counted(field: str) -> Callable[[Any], Iterator[Any]]:
     """Elements by index, as many as a field of the record says."""
 
     def walk(record: Any) -> Iterator[Any]:
-        for index in range(getattr(record, field)):
+        index = 0
+        while index < getattr(record, field):
             yield record[index]
+            index += 1
 
     return walk
 
 
-def _teaming_uplinks(policy: vs.VSTeamPolicy) -> Iterator[str | None]:
+def _teaming_uplinks(policy: vs.VSTeamPolicy | vs.LSTeamPolicy) -> Iterator[Any]:
     """The uplinks in failover order: the active ones, then the standby ones."""
-    for index in range(policy.numActive + policy.numStandby):
+    count = policy.numActive + policy.numStandby
+    if count > TEAMING_SLOTS:
+        raise ValueError(f"a teaming policy of {count} uplinks, where {TEAMING_SLOTS} have room")
+    for index in range(count):
         yield policy[index]
 
 
 def _lags(table: vs.VSLAGTable) -> Iterator[vs.VSLAGStatus]:
     lag = table.vs_lag_table_first_lag()
     for remaining in range(table.numLAGs, 0, -1):
-        assert lag is not None
         yield lag
         if remaining > 1:
             lag = lag.vs_lag_table_next_lag()
@@ -47,13 +52,12 @@ def _options(options: vs.VSRuntimeOptions) -> Iterator[vs.VSRuntimeOptionHeader]
         option = options.get_next_option(option)
 
 
-def entities(table: vs.DVMirrorSessionTable, session: vs.DVMirrorSession) -> Iterator[vs.DVMirrorEntity]:
+def entities(self: vs.DVMirrorSessionTable, session: vs.DVMirrorSession) -> Iterator[vs.DVMirrorEntity]:
     """The entities of one session of a mirror table: its destinations, then the sources received from, then those sent
     from, as many as its three counts say."""
     count = session.numDstEntities + session.numSrcInEntities + session.numSrcOutEntities
-    entity = table.get_first_session_entity(session.startIdx) if count else None
+    entity = self.get_first_session_entity(session.startIdx)
     for remaining in range(count, 0, -1):
-        assert entity is not None
         yield entity
         if remaining > 1:
             entity = entity.__next__()
@@ -61,7 +65,7 @@ def entities(table: vs.DVMirrorSessionTable, session: vs.DVMirrorSession) -> Ite
 
 _WALKS: dict[str, Callable[[Any], Iterator[Any]]] = {
     "DVMirrorSessionTable": _counted("numSessions"),
-    "LSTeamPolicy": lambda policy: _teaming_uplinks(policy.policy),
+    "LSTeamPolicy": _teaming_uplinks,
     "LSTeamTable": _counted("numLSTeam"),
     "RTMIOCtlQuery": _counted("numPortsets"),
     "RTMModIOCtlQuery": _counted("numMod"),

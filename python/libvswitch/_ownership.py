@@ -4,7 +4,7 @@ from __future__ import annotations
 
 from collections.abc import Callable, Iterator
 from contextlib import AbstractContextManager, contextmanager
-from typing import TYPE_CHECKING, Any, TypeVar, overload
+from typing import TYPE_CHECKING, Any, TypeVar, cast, overload
 
 import libvswitch as vs
 from libvswitch import Record, _records, check
@@ -31,13 +31,11 @@ def releasing_function(source: str) -> Callable[[Any], object] | None:
     return None
 
 
-def release(record: Any, source: str | None = None) -> None:
-    """Gives a record back to what handed it out, `source` unless the record knows; frees it if it owns its memory."""
-    source = _records.source(record) or source
-    function = releasing_function(source) if source else None
-    if function is not None and not _records.released(record) and not record.thisown:
-        function(record)
-    record.release()
+def give_back(record: Record) -> None:
+    """Gives a record back to the library or helper that has handed it out."""
+    function = releasing_function(_records.source(record) or "")
+    assert function is not None, "only such calls hand out records"
+    function(record)
 
 
 @overload
@@ -55,7 +53,7 @@ def allocated(function: Callable[..., Any], *arguments: Any) -> Iterator[Any]:
             print(info.mtu)
     """
     result = function(*arguments)
-    outputs = check(result) if isinstance(result, list) else result
+    outputs: Any = check(cast("Outputs[Any]", result)) if isinstance(result, list) else result
     if outputs is None:
         raise MemoryError(f"{function.__name__} has handed out nothing")
     try:
@@ -63,4 +61,4 @@ def allocated(function: Callable[..., Any], *arguments: Any) -> Iterator[Any]:
     finally:
         for record in outputs if isinstance(outputs, tuple) else (outputs,):
             if isinstance(record, Record):
-                release(record, function.__name__)
+                record.release()

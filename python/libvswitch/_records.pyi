@@ -1,10 +1,15 @@
 """The native part of the companion layer; not for scripts."""
 
-from typing import Any
+from typing import Any, final
 
+@final
 class field:
+    """A field of a record class."""
+
     kind: str
+    size: int
     __name__: str
+    __objclass__: type[Any]
     fget: Any
     fset: Any
     def __get__(self, record: Any, kind: Any = ...) -> Any: ...
@@ -16,3 +21,4 @@ def address(pointer: Any, /) -> int: ...
 def read(pointer: Any, size: int, /) -> bytes: ...
 def released(record: Any, /) -> bool: ...
 def source(record: Any, /) -> str | None: ...
+def called_back(function: Any, /) -> Any: ...

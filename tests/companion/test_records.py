@@ -1,15 +1,107 @@
-"""The companion layer: shadow classes over the native records."""
+"""The companion layer: names, record classes, iteration, statuses as exceptions."""
 
+import os
+import pickle
+import subprocess
+import sys
+from unittest import mock
+
+import _libvswitch
 import libvswitch as vs
 import pytest
+from workspace import SEARCH, SOURCE
+
+# ---- names -------------------------------------------------------------------------------------------------------
 
 
-def test_native_names_are_the_modules_own():
-    import _libvswitch
-
+def test_names_of_the_native_module_are_here():
     for name, value in vars(_libvswitch).items():
-        if not name.startswith("_") and not hasattr(_libvswitch, f"{name}_swigregister"):
-            assert getattr(vs, name) is value
+        if name.startswith("_"):
+            continue
+        mine = getattr(vs, name)
+        if type(value).__name__ == "builtin_function_or_method":
+            assert mine.__name__ == value.__name__ or name.endswith("_swigregister")
+        else:
+            assert mine is value
+        assert getattr(vs, name) is mine
+
+
+def test_names_are_found_when_they_are_first_used(script):
+    script(
+        """
+        import libvswitch as vs
+        assert "VSDVS_SetMTU" not in vars(vs) and "VSDVS_SetMTU" in dir(vs)
+        assert hasattr(vs, "VSDVS_SetMTU") and "VSDVS_SetMTU" in vars(vs)
+        assert not hasattr(vs, "VSDVS_SetMUT") and not hasattr(vs, "sys_") and "sys" not in dir(vs)
+        try:
+            vs.VSDVS_SetMUT
+        except AttributeError as error:
+            assert str(error) == "module 'libvswitch' has no attribute 'VSDVS_SetMUT'"
+        assert len(dir(vs)) == len(set(dir(vs)))
+        assert all(hasattr(vs, name) for name in dir(vs))
+        """
+    )
+
+
+def test_importing_brings_nothing_heavy(script):
+    loaded = script("import sys; before = set(sys.modules); import libvswitch; print(*(set(sys.modules) - before))")
+    assert set(loaded.split()) == {"libvswitch", "libvswitch._records", "_libvswitch", "swig_runtime_data4"}
+
+
+def test_all_names_can_be_imported(script):
+    script(
+        """
+        from libvswitch import *
+        import libvswitch
+        missing = [name for name in dir(libvswitch) if not name.startswith("_") and name not in globals()]
+        assert missing == [], missing
+        assert check is libvswitch.check and QEL_OK == 0 and VSInfo is libvswitch.VSInfo
+        """
+    )
+
+
+def test_functions_can_be_replaced_and_come_back():
+    real = vs.VSDVS_SetMTU
+    with mock.patch.object(vs, "VSDVS_SetMTU", return_value=5) as replaced:
+        assert vs.VSDVS_SetMTU("x", 1) == 5
+    replaced.assert_called_once_with("x", 1)
+    assert vs.VSDVS_SetMTU is real
+    with mock.patch("libvswitch.VSDVS_DestroyVSwitch", create=False):
+        pass
+    vs.VSDVS_DestroyVSwitch  # found as before
+
+
+def test_the_raw_style_works_beside_the_classes(script):
+    script(
+        """
+        import _libvswitch as m
+        import libvswitch as vs
+        proxy = m.new_VSInfo()
+        m.VSInfo_mtu_set(proxy, 1600)
+        assert m.VSInfo_mtu_get(proxy) == 1600 and type(proxy).__name__ == "SwigPyObject"
+        m.delete_VSInfo(proxy)
+        status, info = m.VSQEL_GetSwitchInfo("workload")
+        assert status == vs.QEL_OK and isinstance(info, vs.VSInfo)
+        assert m.VSInfo_mtu_get(info) == m.VSInfo_mtu_get(info.this) == info.mtu == 9000
+        m.VSQEL_FreeMemory(info)
+        """
+    )
+
+
+def test_raw_style_examples_run(tmp_path):
+    for example in sorted((SOURCE / "examples").glob("raw*.py")):
+        process = subprocess.run(
+            [sys.executable, example],
+            env=dict(os.environ, PYTHONPATH=os.pathsep.join(SEARCH), VSWITCH_HOST=str(tmp_path / "host.db")),
+            capture_output=True,
+            text=True,
+            timeout=120,
+            check=False,
+        )
+        assert process.returncode == 0 and process.stdout, process.stderr
+
+
+# ---- records -----------------------------------------------------------------------------------------------------
 
 
 def test_attributes_are_the_fields():
@@ -19,19 +111,24 @@ def test_attributes_are_the_fields():
     assert info.mtu == 9000 == vs.VSInfo_mtu_get(info)
     with pytest.raises(OverflowError, match="argument 2 of type 'qel_uint32'"):
         info.mtu = -1
+    with pytest.raises(TypeError, match="argument 2 of type 'qel_uint32'"):
+        info.mtu = "9000"
     with pytest.raises(AttributeError):
         info.mtuu = 9000
     with pytest.raises(AttributeError):
         del info.mtu
 
 
-def test_every_record_is_a_class():
-    classes = [value for value in vars(vs).values() if isinstance(value, type) and issubclass(value, vs.Record)]
-    assert len(classes) == 118  # and their base
-    for record in classes:
-        if record is not vs.Record:
-            native = getattr(vs, f"new_{record.__name__}")
-            assert callable(native)
+def test_fields_and_methods_describe_themselves():
+    field = vs.VSInfo.mtu
+    assert (field.__name__, field.kind, field.__objclass__) == ("mtu", "scalar", vs.VSInfo)
+    assert (field.fget, field.fset) == (vs.VSInfo_mtu_get, vs.VSInfo_mtu_set)
+    assert repr(field) == "<field 'mtu' of 'libvswitch.VSInfo' records>"
+    assert vs.VSPortInfo.vlan.fset is None and vs.VSPortInfo.vlan.kind == "record"
+    method = vs.VSUplinkPorts.__getitem__
+    assert (method.__name__, method.__qualname__) == ("__getitem__", "VSUplinkPorts.__getitem__")
+    with pytest.raises(TypeError, match="takes no keyword arguments"):
+        vs.VSLAGStatus.get_uplink_name(vs.VSLAGStatus(), index=0)
 
 
 def test_nested_records_are_views_of_their_class():
@@ -44,44 +141,160 @@ def test_nested_records_are_views_of_their_class():
 
 def test_read_only_parts_cannot_be_assigned():
     port = vs.VSPortInfo()
-    with pytest.raises(AttributeError):
+    with pytest.raises(AttributeError, match="the field 'vlan' of 'libvswitch.VSPortInfo' records cannot be assigned"):
         port.vlan = port.vlan
 
 
-def test_counted_records_index_and_iterate():
-    ports = vs.VSUplinkPorts(2)
-    ports[0], ports[1] = "first", "second"
-    assert len(ports) == 2 and list(ports) == ["first", "second"]
+def test_records_show_their_plain_fields():
+    info = vs.VSInfo()
+    info.mtu = 9000
+    assert repr(info) == (
+        f"<VSInfo mtu=9000, maxValidVlan=0, minValidVlan=0, activePorts=0, maxPorts=0, numSinkPorts=0, flags=0 "
+        f"at 0x{int(info.this):x}>"
+    )
+    assert "vlan=<VSPortInfo_vlan>" in repr(vs.VSPortInfo())
+    session = vs.DVMirrorSession()
+    session.sid = "x" * 31
+    assert f"sid='{'x' * 31}'" in repr(session)
 
 
-def test_a_record_without_a_known_length_does_not_iterate():
-    with pytest.raises(TypeError, match="not iterable"):
-        iter(vs.VSTeamPolicy())
+# ---- iteration ---------------------------------------------------------------------------------------------------
+
+
+@pytest.mark.parametrize(
+    ("kind", "count"),
+    [(vs.VSUplinkPorts, "nUplinkPorts"), (vs.VSUplinkPortIds, "nUplinkPorts"), (vs.VSUplinks, "numEntries")],
+)
+def test_counted_records_index_and_iterate(kind, count):
+    # One more than used: a VSUplinks has room for fewer than it counts.
+    ports = kind(4)
+    setattr(ports, count, 3)
+    ports[0], ports[1], ports[2] = "first", "second", None
+    assert len(ports) == 3 and list(ports) == ["first", "second", ""] and "second" in ports
+    with pytest.raises(TypeError):
+        del ports[0]
+    assert list(kind(0)) == []
+
+
+def test_a_walk_ends_where_the_count_ends_by_then():
+    ports = vs.VSUplinkPorts(3)
+    walk = iter(ports)
+    next(walk)
+    ports.nUplinkPorts = 1
+    assert list(walk) == []
+
+
+def test_teaming_policies_walk_in_failover_order():
+    policy = vs.VSTeamPolicy()
+    policy.numActive, policy.numStandby = 2, 1
+    policy[0], policy[1], policy[2] = "a", "b", "c"
+    assert list(policy) == ["a", "b", "c"]
+    entry = vs.LSTeamPolicy()
+    entry.numActive = 1
+    entry[0] = "x"
+    assert list(entry) == ["x"]
+    policy.numActive, policy.numStandby = 31, 1
+    assert len(list(policy)) == 32
+    policy.numStandby = 2
+    with pytest.raises(ValueError, match="a teaming policy of 33 uplinks, where 32 have room"):
+        list(policy)
+
+
+def test_tables_of_the_allocation_helpers_walk():
+    with vs.allocated(vs.alloc_ls_team_table, 2) as teams, vs.allocated(vs.alloc_rtm_query, 3) as query:
+        teams[1].numActive = 1
+        assert [policy.numActive for policy in teams] == [0, 1]
+        assert [type(entry) for entry in query] == [vs.RTM_Portset] * 3
+    with vs.allocated(vs.alloc_rtm_mod_query, 2) as modules:
+        assert [type(entry) for entry in modules] == [vs.RTM_ModInfo] * 2
+
+
+def test_mirror_sessions_and_their_entities_walk():
+    with vs.allocated(vs.alloc_dvmirror_session_table, 2, 3) as table:
+        first, second = table
+        first.numDstEntities, first.numSrcInEntities = 1, 1
+        second.startIdx, second.numSrcOutEntities = 2, 1
+        for index, name in enumerate(["a", "b", "c"]):
+            entity = table.get_first_session_entity(index)
+            entity.type = vs.MIRROR_ENTTYPE_DVPORT
+            entity.set_entity(name)
+        assert [entity.get_entity() for entity in table.entities(first)] == ["a", "b"]
+        assert [entity.get_entity() for entity in table.entities(second)] == ["c"]
+        first.numDstEntities = first.numSrcInEntities = 0
+        assert list(table.entities(first)) == []
+
+
+def test_lists_and_lags_of_the_host_walk():
+    with vs.allocated(vs.VSQEL_GetLAGTable, "workload") as lags:
+        assert [(lag.get_name(), list(lag)) for lag in lags] == [("lag-1", ["nic1", "nic2"])]
+    assert list(vs.VSQEL_GetSwitchesPy(vs.VS_LIST_DVS_ALIAS)) == ["management", "workload"]
+    with vs.allocated(vs.VSQEL_GetUplinks, "workload") as uplinks:
+        assert list(uplinks) == [uplinks[index] for index in range(len(uplinks))]
+    assert list(vs.VSLAGTable()) == list(vs.VSList()) == list(vs.VSDVMirrorSessionIDs()) == []
+    assert list(vs.VSPromiscSessionActiveDsts()) == list(vs.VSLAGStatus()) == []
+
+
+def test_runtime_options_walk():
+    options = vs.VSRuntimeOptions(64)
+    options.set_options_length(60)
+    end = options.get_first_option()
+    for name, value in (("IGMPQueryInterval", 125), ("MaxRARPsPerInterval", 128)):
+        end = options.add_int_option(end, name, vs.get_runtime_option_type_from_name(name), value)
+    options.set_options_length(16)
+    assert [(option.get_option_name(), option.get_option_value()) for option in options] == [
+        ("IGMPQueryInterval", 125),
+        ("MaxRARPsPerInterval", 128),
+    ]
+    options.set_options_length(0)
+    assert list(options) == []
+    options.set_options_length(16)
+    options.get_first_option().length = 0
+    with pytest.raises(ValueError, match="a runtime option of length 0"):
+        list(options)
+
+
+@pytest.mark.parametrize("derived", [False, True])
+def test_a_record_that_does_not_know_its_length_does_not_iterate(derived):
+    for kind, reason in (
+        (vs.VSMACEntry, "it does not know how many elements follow; write "),
+        (vs.VSPvlanMapEntry, "it does not know how many elements follow; write "),
+        (vs.VSInfo, "object is not iterable$"),
+        (vs.DVMirrorEntity, "object is not iterable$"),
+    ):
+        made = type(kind.__name__, (kind,), {})() if derived else kind()
+        with pytest.raises(TypeError, match=f"'{kind.__name__}' object is not iterable.*"):
+            iter(made)
+        with pytest.raises(TypeError, match=reason):
+            list(made)
+        with pytest.raises(TypeError):
+            len(made)
+
+
+# ---- statuses ----------------------------------------------------------------------------------------------------
 
 
 def test_check_raises_for_a_failing_status():
     assert vs.check(vs.QEL_OK) is None
     assert vs.check([vs.QEL_OK, 5]) == 5
     assert vs.check([vs.QEL_OK, 5, "x"]) == (5, "x")
+    assert vs.check([vs.QEL_OK, None]) is None
     with pytest.raises(vs.VSwitchError) as caught:
         vs.check([vs.QEL_NOT_FOUND, None])
     assert (caught.value.status, caught.value.name, str(caught.value)) == (vs.QEL_NOT_FOUND, "QEL_NOT_FOUND", "QEL_NOT_FOUND")
-    with pytest.raises(vs.VSwitchError, match="unknown status 0x00000005"):
-        vs.check(5)
+    for number, text in ((5, "unknown status 0x00000005"), (-5, "unknown status 0xfffffffb")):
+        with pytest.raises(vs.VSwitchError, match=text) as caught:
+            vs.check(number)
+        assert caught.value.name is None and caught.value.status == number
+    for wrong in (None, "0", True, [], ["x"], (0, 1), 0.0):
+        with pytest.raises(TypeError, match="neither a status nor a list that begins with one"):
+            vs.check(wrong)
 
 
-def test_dropping_a_record_frees_it(script):
-    script(
-        """
-        import libvswitch as vs
-        from heap import bytes_in_use
-        def make_and_drop():
-            for _ in range(1000):
-                vs.VSTeamPolicy()
-                vs.qel_MgmtApiSignature().name
-        make_and_drop()
-        before = bytes_in_use()
-        make_and_drop()
-        assert bytes_in_use() - before < 20000
-        """
-    )
+def test_every_status_has_its_name_and_pickles():
+    numbers = {name: getattr(vs, name) for name in dir(vs) if name.startswith("QEL_")}
+    numbers = {name: number for name, number in numbers.items() if type(number) is int and number < 2**31}
+    statuses = [name for name, number in numbers.items() if vs.QEL_ReturnStatusToString(number) == name]
+    assert len(statuses) > 50 and "QEL_BUSY" in statuses
+    for name in statuses:
+        error = pickle.loads(pickle.dumps(vs.VSwitchError(getattr(vs, name))))
+        assert (error.name, str(error), error.status) == (name, name, getattr(vs, name))

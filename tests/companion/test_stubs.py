@@ -1,90 +1,254 @@
-"""The type stubs are in step with what is there, and say something about each name."""
+"""The type stubs, the documentation and the signatures are in step with what is there, and say something about it."""
 
 import ast
+import importlib
+import inspect
+import itertools
 import re
+import textwrap
 
 import _libvswitch
 import libvswitch
 import pytest
+from libvswitch import _iteration, _records
 from workspace import BUILD
 
-STUBS = ast.parse((BUILD / "python" / "libvswitch.pyi").read_text())
+STUBS = ast.parse((BUILD / "python" / "libvswitch" / "__init__.pyi").read_text())
 CLASSES = {node.name: node for node in STUBS.body if isinstance(node, ast.ClassDef)}
-FUNCTIONS = {node.name: node for node in STUBS.body if isinstance(node, ast.FunctionDef)}
+FUNCTIONS = {
+    name: list(nodes)
+    for name, nodes in itertools.groupby(
+        (node for node in STUBS.body if isinstance(node, ast.FunctionDef)), key=lambda node: node.name
+    )
+}
 VALUES = {node.target.id: ast.unparse(node.annotation) for node in STUBS.body if isinstance(node, ast.AnnAssign)}
+PARTS = {
+    alias.asname: node.module
+    for node in STUBS.body
+    if isinstance(node, ast.ImportFrom) and node.module.startswith("libvswitch.")
+    for alias in node.names
+}
 RECORDS = [name for name in CLASSES if hasattr(_libvswitch, f"{name}_swigregister")]
+# Types that only annotations need: a proxy's and the link's have no name in a module, the others no instances.
+ONLY_STUBBED = {"_Field", "_RecordClass", "Outputs", "SwigPyObject", "swigvarlink"}
 
 
-def test_every_public_name_is_in_the_stubs():
-    public = {name for name in vars(libvswitch) if not name.startswith("_")}
-    stubbed = set(CLASSES) | set(FUNCTIONS) | set(VALUES)
-    # The proxy's and the link's types have no name in the module.
-    assert stubbed - {"_Field", "_Read", "_Written", "SwigPyObject", "swigvarlink"} == public
+def public_names():
+    return {name for name in dir(libvswitch) if not name.startswith("_")}
+
+
+def test_the_stubs_have_every_public_name_and_no_other():
     assert len(RECORDS) == 117
+    assert set(CLASSES) - ONLY_STUBBED | set(FUNCTIONS) | set(VALUES) | set(PARTS) == public_names()
+    assert public_names() >= {name for name in vars(_libvswitch) if not name.startswith("_")}
 
 
 def test_constants_have_the_types_of_their_values():
-    for name, annotation in VALUES.items():
-        if name not in ("cvar", "_Read", "_Written"):
-            assert type(getattr(libvswitch, name)).__name__ == annotation, name
+    assert len(VALUES) == 1028
+    for name in VALUES.keys() - {"cvar"}:
+        assert type(getattr(libvswitch, name)).__name__ == VALUES[name], name
+
+
+def test_names_of_the_python_part_are_those_of_its_modules():
+    for name, module in PARTS.items():
+        assert getattr(libvswitch, name) is getattr(importlib.import_module(module), name)
+
+
+# ---- members -------------------------------------------------------------------------------------------------
 
 
 def members(node):
-    """Attribute and method names of a class in the stubs, each with its documentation."""
+    """Attributes and methods of a class in the stubs, each with its documentation."""
     found = {}
     for item, following in zip(node.body, [*node.body[1:], None]):
-        if isinstance(item, ast.AnnAssign):
+        if isinstance(item, ast.AnnAssign) and item.target.id != "__hash__":
             assert isinstance(following, ast.Expr), (node.name, item.target.id)
-            found[item.target.id] = following.value.value
+            found[item.target.id] = inspect.cleandoc(following.value.value)
         elif isinstance(item, ast.FunctionDef):
             found[item.name] = ast.get_docstring(item)
     return found
 
 
+def is_field(member):
+    return type(member) is _records.field
+
+
 @pytest.mark.parametrize("name", RECORDS)
 def test_a_class_has_the_members_of_the_record(name):
-    actual = {member for member in vars(getattr(libvswitch, name)) if member not in
-              ("__module__", "__slots__", "__doc__", "__swig_destroy__")}
-    assert set(members(CLASSES[name])) | {"__iter__"} == actual | {"__iter__"}
+    actual = set(vars(getattr(libvswitch, name))) - {"__doc__", "__module__", "__swig_destroy__"}
+    # What comes with a slot: every class has the first two, and deleting an element is refused.
+    slots = {"__init__", "__iter__", "__delitem__"}
+    assert set(members(CLASSES[name])) - slots == actual - slots
 
 
-def test_read_only_attributes_are_read_only_in_both():
+def test_attributes_are_read_only_in_both():
+    read_only = 0
     for name in RECORDS:
-        kind = getattr(libvswitch, name)
         for item in CLASSES[name].body:
+            member = getattr(getattr(libvswitch, name), getattr(item, "name", ""), None)
             if isinstance(item, ast.FunctionDef) and item.decorator_list:
-                assert getattr(kind, item.name).fset is None
+                assert is_field(member) and member.fset is None
+                read_only += 1
             elif isinstance(item, ast.AnnAssign):
-                assert getattr(kind, item.target.id).fset is not None
+                assert getattr(getattr(libvswitch, name), item.target.id).fset is not None
+    assert read_only > 0
+
+
+def test_classes_that_can_be_walked_are_those_with_a_walk():
+    stubbed = {name for name in RECORDS if "__iter__" in members(CLASSES[name])}
+    assert stubbed == set(_iteration._WALKS)
+
+
+def test_classes_have_a_length_in_both_or_in_neither():
+    stubbed = {name for name in RECORDS if "__len__" in members(CLASSES[name])}
+    assert stubbed == {name for name in RECORDS if hasattr(getattr(libvswitch, name), "__len__")}
+    assert stubbed == {"VSUplinkPorts", "VSUplinkPortIds", "VSUplinks"}
+
+
+# ---- documentation ---------------------------------------------------------------------------------------------
 
 
 def words(text):
     return {word.lower() for word in re.findall(r"[A-Za-z]+", re.sub(r"([a-z])([A-Z])", r"\1 \2", text))}
 
 
+# Words that tell nothing by themselves.
+EMPTY = {"the", "a", "an", "of", "is", "and", "or", "to", "in", "this", "sets", "gets", "reads", "writes", "value"}
+
+
 def says_something(name, text):
-    """More than the words of its own name, an article and a verb."""
-    return text and len(words(text) - words(name.replace("_", " ")) - {"the", "a", "an", "of", "is", "and", "sets", "gets"}) >= 2
+    """More than the words of its own name and some that tell nothing."""
+    return bool(text) and len(words(text) - words(name.replace("_", " ")) - EMPTY) >= 2
 
 
-def test_every_record_member_and_call_is_documented():
-    poor = [name for name in RECORDS if not says_something(name, ast.get_docstring(CLASSES[name]))]
+def test_a_text_of_the_names_own_words_says_nothing():
+    assert not says_something("VSDVS_SetMTU", "Sets the MTU of a VSDVS.")
+    assert not says_something("numActive", "The value of num active.")
+    assert not says_something("numActive", None)
+    assert says_something("numActive", "How many uplinks carry traffic.")
+
+
+def documented():
+    """Every public name and member with what it is at run time and its texts in the stubs."""
     for name in RECORDS:
+        kind = getattr(libvswitch, name)
+        yield name, kind, [ast.get_docstring(CLASSES[name])]
         for member, text in members(CLASSES[name]).items():
-            if member not in ("__init__", "__iter__") and not says_something(member, text):
-                poor.append(f"{name}.{member}")
-    for name, node in FUNCTIONS.items():
-        accessor = re.search(r"_(get|set)$", name) or name.startswith(("new_", "delete_")) or name.endswith("_swigregister")
-        if not accessor and not says_something(name, ast.get_docstring(node)):
-            poor.append(name)
+            if member not in ("__init__", "__iter__"):
+                yield f"{name}.{member}", getattr(kind, member), [text]
+    for member, text in members(CLASSES["Record"]).items():
+        yield f"Record.{member}", inspect.getattr_static(libvswitch.Record, member), [text]
+    yield "Record", libvswitch.Record, [ast.get_docstring(CLASSES["Record"])]
+    for name, nodes in FUNCTIONS.items():
+        yield name, getattr(libvswitch, name), [ast.get_docstring(node) for node in nodes]
+
+
+def test_everything_is_documented_in_the_stubs_and_at_run_time():
+    poor = []
+    for name, value, texts in documented():
+        short = name.rpartition(".")[2]
+        for text in [*texts, value.__doc__]:
+            if not says_something(short, text):
+                poor.append((name, text))
+    for name in PARTS:
+        if not says_something(name, getattr(libvswitch, name).__doc__):
+            poor.append((name, getattr(libvswitch, name).__doc__))
     assert poor == []
+    assert says_something("libvswitch", libvswitch.__doc__)
 
 
-def test_arguments_are_positional_and_as_many_as_the_function_takes():
-    for name, node in FUNCTIONS.items():
-        if name in ("check", "Panic", "SWIG_PyInstanceMethod_New", "DVSAliasToPortsetName"):
+def test_the_python_parts_members_are_documented():
+    for name in PARTS:
+        kind = getattr(libvswitch, name)
+        for member, value in vars(kind).items() if isinstance(kind, type) else ():
+            if not member.startswith("_") and not inspect.ismemberdescriptor(value):
+                assert says_something(member, value.__doc__), f"{name}.{member}"
+
+
+def test_the_stubs_say_what_docstrings_say():
+    for name, value, texts in documented():
+        assert " ".join(" ".join(texts).split()) == " ".join(value.__doc__.split()), name
+
+
+def test_calls_of_the_host_name_the_page_that_defines_them():
+    for name in FUNCTIONS:
+        if re.match("VSQEL_|VSDVS_|DVSQEL_", name) and not name.endswith(("FreeMemory", "Py", "DataFree")):
+            assert "docs/host.md" in getattr(libvswitch, name).__doc__, name
+
+
+# ---- signatures ------------------------------------------------------------------------------------------------
+
+
+def stub_signature(node):
+    assert not node.args.args and not node.args.kwonlyargs and not node.args.kwarg, node.name
+    return [argument.arg for argument in node.args.posonlyargs]
+
+
+def own_functions():
+    for name, nodes in FUNCTIONS.items():
+        # The two forms of one function have no signature of one line; two functions take theirs in other ways.
+        if len(nodes) == 1 and name not in ("Panic", "SWIG_PyInstanceMethod_New"):
+            yield name, nodes[0]
+
+
+def test_functions_have_the_signature_of_the_stubs():
+    for name, node in own_functions():
+        function = getattr(libvswitch, name)
+        signature = inspect.signature(function)
+        assert list(signature.parameters) == stub_signature(node), name
+        assert all(parameter.kind is parameter.POSITIONAL_ONLY for parameter in signature.parameters.values())
+        assert function.__name__ == name and function.__module__ == "libvswitch"
+
+
+def test_methods_have_the_signature_of_the_stubs():
+    for name in RECORDS:
+        for item in CLASSES[name].body:
+            if not isinstance(item, ast.FunctionDef) or item.decorator_list or item.name in ("__init__", "__iter__", "entities"):
+                continue
+            signature = inspect.signature(getattr(getattr(libvswitch, name), item.name))
+            assert list(signature.parameters) == stub_signature(item), f"{name}.{item.name}"
+
+
+@pytest.mark.parametrize("difference", [1, -1])
+def test_functions_take_as_many_arguments_as_they_tell(difference):
+    for name, node in own_functions():
+        count = len(stub_signature(node))
+        given = count + difference
+        if given < 0:
             continue
-        assert not node.args.args and not node.args.kwonlyargs, name
-        count = len(node.args.posonlyargs)
-        with pytest.raises(TypeError, match=rf"takes exactly {count} argument"):
-            getattr(libvswitch, name)(*[None] * (count + 1))
+        told = "swigregister" if name.endswith("_swigregister") else name
+        with pytest.raises(TypeError) as caught:
+            getattr(libvswitch, name)(*[None] * given)
+        assert str(caught.value) == f"{told}() takes exactly {count} argument{'' if count == 1 else 's'} ({given} given)"
+
+
+def test_functions_take_no_keywords():
+    for name in FUNCTIONS:
+        with pytest.raises(TypeError, match="takes no keyword arguments"):
+            getattr(libvswitch, name)(alias="x")
+
+
+def test_a_function_with_two_forms_has_both_in_the_stubs():
+    forms = [ast.unparse(node.returns) for node in FUNCTIONS["DVSAliasToPortsetName"]]
+    assert forms == ["Outputs[str]", "int"]
+    assert libvswitch.DVSAliasToPortsetName("none such") == [libvswitch.QEL_NOT_FOUND, ""]
+    assert libvswitch.DVSAliasToPortsetName("none such", "") == libvswitch.QEL_NOT_FOUND
+
+
+def test_outputs_are_told_for_the_calls_that_have_some():
+    for name, nodes in FUNCTIONS.items():
+        for node in nodes:
+            text = " ".join((ast.get_docstring(node) or "").split())
+            gives = "Gives [status, " in text
+            assert ast.unparse(node.returns).startswith("Outputs[") == gives, name
+            if gives:
+                told = re.search(r"Gives \[(.*?)\]", text)[1].split(", ")
+                inside = node.returns.slice
+                kinds = inside.slice.elts if isinstance(inside, ast.Subscript) else [inside]
+                assert told[0] == "status" and len(told) - 1 == len(kinds), name
+
+
+def test_texts_fit_their_lines():
+    for name, value, _ in documented():
+        for line in textwrap.dedent(value.__doc__).splitlines():
+            assert len(line) <= 120, name

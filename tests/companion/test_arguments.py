@@ -1,0 +1,339 @@
+"""Cells, buffers, callbacks, allocators and addresses: what scripts pass where a call wants a pointer."""
+
+import ctypes
+import gc
+import weakref
+
+import libvswitch as vs
+import pytest
+from hypothesis import given
+from hypothesis import strategies as st
+from libvswitch import check
+
+# ---- cells -------------------------------------------------------------------------------------------------------
+
+HIGHEST = {
+    "int": 2**31 - 1,
+    "unsigned int": 2**32 - 1,
+    "qel_uint32": 2**32 - 1,
+    "unsigned short": 2**16 - 1,
+    "qel_uint16": 2**16 - 1,
+    "qel_VlanID": 2**16 - 1,
+    "unsigned char": 2**8 - 1,
+    "qel_uint8": 2**8 - 1,
+    "unsigned long long": 2**64 - 1,
+    "qel_uint64": 2**64 - 1,
+}
+
+
+@pytest.mark.parametrize("element", HIGHEST)
+def test_number_cells_hold_what_fits(element):
+    lowest = -(2**31) if element == "int" else 0
+    made = vs.cell(f"{element} *")
+    assert (made.value, len(made), list(made), made.type) == (0, 1, [0], f"{element} *")
+    for value in (lowest, HIGHEST[element]):
+        made.value = value
+        assert made.value == value
+    for value in (lowest - 1, HIGHEST[element] + 1):
+        with pytest.raises(OverflowError, match="does not fit"):
+            made.value = value
+        assert made.value == HIGHEST[element]
+    for value in ("1", None, 1.5, b"1"):
+        with pytest.raises(TypeError, match="a number is needed"):
+            made.value = value
+    assert repr(made) == f"<cell '{element} *' {HIGHEST[element]}>"
+
+
+def test_cells_of_several():
+    made = vs.cell("qel_uint16 *", 1, 2, 3)
+    made[2] = 9
+    assert (list(made), len(made), repr(made)) == ([1, 2, 9], 3, "<cell 'qel_uint16 *' 3 elements>")
+    with pytest.raises(IndexError):
+        made[3]
+    with pytest.raises(IndexError):
+        made[3] = 1
+
+
+@pytest.mark.parametrize("name", ["int", "float *", "int ***x", "", "VSInfo", "char *"])
+def test_there_are_no_cells_for_other_types(name):
+    with pytest.raises(TypeError, match="pointer type|no cells"):
+        vs.cell(name)
+
+
+def test_pointer_cells_give_records_proxies_and_none():
+    made = vs.cell("VSList **")
+    assert made.value is None
+    check(vs.VSQEL_GetSwitches(vs.VS_LIST_DVS_ALIAS, made))
+    assert isinstance(made.value, vs.VSList) and list(made.value) == ["management", "workload"]
+    assert made.value.thisown is False
+    vs.VSQEL_FreeMemory(made.value)
+    made.value = None
+    assert made.value is None
+    record = vs.VSInfo()
+    pointers = vs.cell("void **", record, record.this, None)
+    assert [pointer and int(pointer) for pointer in pointers] == [int(record.this), int(record.this), None]
+    with pytest.raises(TypeError):
+        pointers[0] = "text"
+
+
+def test_spacing_and_const_do_not_matter():
+    for name in ("qel_uint16 const *", "const qel_uint16*", "  qel_uint16  *"):
+        assert vs.cell(name, 5).value == 5
+    assert vs.cell("struct VSList**").value is None
+
+
+def test_a_cell_is_accepted_for_its_type_only():
+    number = vs.cell("qel_uint32 *")
+    check(vs.VSDVS_GetMTU("workload", number))
+    assert number.value == 9000
+    assert number.this.own() is False
+    for other in (vs.cell("int *"), vs.cell("void **"), vs.VSInfo(), 5):
+        with pytest.raises(TypeError, match="in method 'VSDVS_GetMTU', argument 2 of type 'qel_uint32 \\*'"):
+            vs.VSDVS_GetMTU("workload", other)
+    assert vs.VSDVS_GetMTU("workload", None) == vs.QEL_BAD_PARAM
+
+
+def test_buffers():
+    made = vs.buffer(4)
+    assert bytes(made) == bytes(4) and len(made) == 4 and repr(made) == "<buffer of 4 bytes>"
+    made.view[1:3] = b"ab"
+    assert bytes(made) == b"\0ab\0" and vs.pointed_bytes(made.this, 3) == b"\0ab"
+    for contents in (b"xyz", bytearray(b"xyz"), memoryview(b"xyz")):
+        assert bytes(vs.buffer(contents)) == b"xyz"
+    for nothing in (0, b""):
+        with pytest.raises(ValueError, match="at least one byte"):
+            vs.buffer(nothing)
+    with pytest.raises(ValueError):
+        vs.buffer(-1)
+    with pytest.raises(TypeError):
+        vs.buffer("text")
+    with pytest.raises(ValueError):
+        vs.pointed_bytes(made.this, -1)
+    with pytest.raises(ValueError, match="null pointer"):
+        vs.pointed_bytes(None, 1)
+
+
+def test_the_storage_goes_with_its_cell(script):
+    script(
+        """
+        import libvswitch as vs
+        from heap import bytes_in_use
+        def work(count):
+            for _ in range(count):
+                vs.cell("qel_uint32 *").value = 5
+                vs.cell("void **").value
+                vs.buffer(1000).this
+                vs.callback(lambda handle: None)
+        work(1000)
+        before = bytes_in_use()
+        work(10_000)
+        assert bytes_in_use() - before < 100_000
+        """
+    )
+
+
+# ---- callbacks -----------------------------------------------------------------------------------------------------
+
+
+def names_visited(visit=lambda handle: None):
+    seen = []
+
+    def both(handle):
+        seen.append(vs.DVS_SwitchName(handle))
+        return visit(handle)
+
+    made = vs.callback(both)
+    vs.DVSState_SwitchForEach(made, None)
+    return made, seen
+
+
+def test_a_visitor_sees_each_and_a_true_result_ends_the_walk():
+    assert names_visited()[1] == ["management", "workload"]
+    assert names_visited(lambda handle: True)[1] == ["management"]
+    assert names_visited(lambda handle: 0)[1] == ["management", "workload"]
+
+
+@pytest.mark.parametrize("kind", [ValueError, KeyboardInterrupt, SystemExit, StopIteration])
+def test_an_exception_ends_the_walk_and_comes_out_once(kind):
+    error = kind("inside")
+
+    def fail(handle):
+        raise error
+
+    made, seen = names_visited(fail)
+    assert seen == ["management"] and made.error is error
+    with pytest.raises(kind) as caught:
+        made.reraise()
+    assert caught.value is error and made.error is None
+    made.reraise()
+    with pytest.raises(kind):
+        with vs.callback(fail) as visitor:
+            vs.DVSState_SwitchForEach(visitor, None)
+    with pytest.raises(LookupError):
+        with vs.callback(fail) as visitor:
+            vs.DVSState_SwitchForEach(visitor, None)
+            raise LookupError("of the block itself goes first")
+
+
+def test_calls_and_walks_inside_a_visitor():
+    found = {}
+
+    def visit(switch):
+        name = vs.DVS_SwitchName(switch)
+        found[name] = []
+        with vs.callback(lambda port: found[name].append(vs.DVS_PortId(port))) as ports:
+            vs.DVSState_PortForEach(switch, ports, None)
+        assert check(vs.VSQEL_GetSwitchInfo(name)).mtu == 9000 or name == "management"
+
+    with vs.callback(visit) as visitor:
+        vs.DVSState_SwitchForEach(visitor, None)
+    assert list(found) == ["management", "workload"] and all(found.values())
+
+
+def test_properties_are_visited_by_name():
+    switch = vs.DVSState_SwitchFindByAlias("workload")
+    for walk, handle in (
+        (vs.DVSState_GlobalPropForEach, switch),
+        (vs.DVSState_HostPropForEach, switch),
+    ):
+        names = []
+        with vs.callback(lambda item: names.append((vs.DVSData_Name(item), vs.DVSData_PropType(item)))) as visitor:
+            walk(handle, visitor, None)
+        assert names == sorted(names)
+    check(vs.VSDVS_SetMTU("workload", 9000))
+    names = []
+    with vs.callback(lambda item: names.append(vs.DVSData_Name(item))) as visitor:
+        vs.DVSState_GlobalPropForEach(switch, visitor, None)
+    assert names
+
+
+def test_what_is_no_callback_is_refused():
+    for wrong in (print, "x", vs.cell("int *"), vs.VSInfo()):
+        with pytest.raises(TypeError, match="DVSState_SwitchForEach"):
+            vs.DVSState_SwitchForEach(wrong, None)
+    assert vs.DVSState_SwitchForEach(None, None) is None
+
+
+def test_a_callback_goes_with_its_last_name():
+    made = names_visited()[0]
+    callable_watch = weakref.ref(made._native)
+    del made
+    gc.collect()
+    assert callable_watch() is None
+
+
+# ---- property lists and their memory ---------------------------------------------------------------------------------
+
+
+def test_a_property_list_with_an_allocator_of_the_script():
+    blocks, freed = {}, []
+
+    def allocate(size):
+        block = ctypes.create_string_buffer(size)
+        blocks[ctypes.addressof(block)] = block
+        return ctypes.addressof(block)
+
+    pair = vs.allocator(allocate, freed.append)
+    data = vs.cell("DVSDataHandle *")
+    check(vs.DVSData_Alloc(data, *pair))
+    for name, value in (("one", b"1"), ("two", b"22"), ("one", b"111")):
+        check(vs.DVSData_Update(data.value, name, vs.buffer(value), len(value), vs.CONFIG_PROP_TYPE))
+    image, length = vs.cell("void **"), vs.cell("qel_uint32 *")
+    check(vs.DVSData_Serialize(data.value, image, length, 0))
+    assert b"22" in vs.pointed_bytes(image.value, length.value)
+    vs.DVSQEL_DataFree(image.value)
+    vs.DVSData_Free(data.value)
+    assert sorted(freed) == sorted(blocks) and len(blocks) == 3
+    assert pair[0].error is None and pair[1].error is None
+
+
+def test_an_allocator_that_fails_is_no_memory():
+    def fail(_):
+        raise ArithmeticError("none left")
+
+    for index, allocate in enumerate((fail, lambda size: None, lambda size: "no address")):
+        pair = vs.allocator(allocate, lambda address: None)
+        data = vs.cell("DVSDataHandle *")
+        check(vs.DVSData_Alloc(data, *pair))
+        assert vs.DVSData_Update(data.value, "x", vs.buffer(b"1"), 1, vs.CONFIG_PROP_TYPE) == vs.QEL_NO_MEMORY
+        expected = {0: ArithmeticError, 1: type(None), 2: TypeError}
+        assert type(pair[0].error) is expected[index]
+        vs.DVSData_Free(data.value)
+    assert vs.DVSData_Alloc(data, pair[0], None) == vs.QEL_BAD_PARAM
+
+
+# ---- allocated -------------------------------------------------------------------------------------------------------
+
+
+def test_allocated_gives_back_at_the_end():
+    with vs.allocated(vs.VSQEL_GetSwitchInfo, "workload") as info:
+        assert info.mtu == 9000
+    with pytest.raises(ValueError, match="released"):
+        info.mtu
+    with vs.allocated(vs.VSDVS_GetSwitchUplinkPorts, "workload") as (names, ids):
+        assert list(names) == ["uplink-a", "uplink-b"] and len(names) == len(ids)
+    for record in (names, ids):
+        with pytest.raises(ValueError, match="released"):
+            record.nUplinkPorts
+        with pytest.raises((TypeError, ValueError)):
+            len(record)
+    with pytest.raises(LookupError):
+        with vs.allocated(vs.alloc_vs_info) as info:
+            raise LookupError
+    with pytest.raises(ValueError, match="released"):
+        info.mtu
+    with vs.allocated(vs.new_vidrangeArray, 2) as ranges:
+        assert isinstance(ranges, vs.qel_HNQPortVIDRange)
+    with pytest.raises(vs.VSwitchError, match="QEL_NOT_FOUND"):
+        with vs.allocated(vs.VSQEL_GetSwitchInfo, "none such"):
+            raise AssertionError("entered")
+    with pytest.raises(MemoryError, match="alloc_dvmirror_session_table"):
+        with vs.allocated(vs.alloc_dvmirror_session_table, 2**31 - 1, 2**31 - 1):
+            raise AssertionError("entered")
+
+
+# ---- addresses -------------------------------------------------------------------------------------------------------
+
+
+@given(st.binary(min_size=6, max_size=6))
+def test_mac_addresses_there_and_back(address):
+    text = vs.mac_text(address)
+    assert vs.mac_bytes(text) == vs.mac_bytes(text.upper()) == vs.mac_bytes(text.replace(":", "-")) == address
+    entry = vs.VSMACEntry()
+    entry.set_mac_address(address)
+    assert vs.mac_bytes(entry.macAddress) == address
+
+
+@given(st.one_of(st.binary(min_size=4, max_size=4), st.binary(min_size=16, max_size=16)))
+def test_ip_addresses_there_and_back(address):
+    assert vs.ip_bytes(vs.ip_text(address)) == address
+    assert vs.ip_text(vs.buffer(address).this, len(address)) == vs.ip_text(bytearray(address))
+
+
+@pytest.mark.parametrize(
+    "text",
+    ["", "1:2:3:4:5", "1:2:3:4:5:6:7", "1:2-3:4:5:6", "g0:0:0:0:0:0", "100:0:0:0:0:0", " 1:2:3:4:5:6", "020000000001"]
+    + ["1:2:3:4:5:6\n"],
+)
+def test_what_is_no_mac_address(text):
+    with pytest.raises(ValueError, match="not a MAC address"):
+        vs.mac_bytes(text)
+
+
+def test_addresses_of_another_size_or_kind():
+    for data in (b"", bytes(5), bytes(7)):
+        with pytest.raises(ValueError, match="6 bytes"):
+            vs.mac_text(data)
+    for data in (b"", bytes(5), bytes(15)):
+        with pytest.raises(ValueError, match="4 or 16 bytes"):
+            vs.ip_text(data)
+    for text in ("", "1.2.3", "1.2.3.256", "::g", "1.2.3.4/8", "fe80::1%eth0"):
+        with pytest.raises(ValueError):
+            vs.ip_bytes(text)
+    for function in (vs.mac_text, vs.ip_text):
+        with pytest.raises(TypeError):
+            function("text")
+    with pytest.raises((TypeError, AttributeError)):
+        vs.mac_bytes(b"02:00:00:00:00:01")
+    with pytest.raises(ValueError, match="expected 16 bytes, not 4"):
+        vs.ip_text(bytes(4), 16)

@@ -1,0 +1,204 @@
+"""What a type checker says of scripts: nothing of right ones, and what is wrong of wrong ones."""
+
+import os
+import re
+import subprocess
+import sys
+
+import pytest
+from workspace import BUILD, SOURCE
+
+PACKAGE = BUILD / "python"
+# What the stubs tell differently from what inspection finds, as regular expressions.
+DIFFERENT = [
+    # For generated modules; scripts have no use for it.
+    r"libvswitch\.\w+\.__swig_destroy__",
+    # A slot takes any arguments as far as inspection goes; test_stubs.py tries the real ones.
+    r"libvswitch\.(\w+\.)*__init__",
+    # Types that only annotations name.
+    r"libvswitch\.(_\w+\.)?(Outputs|SwigPyObject|swigvarlink)",
+    r"libvswitch\._\w+\.(Record|VSList|Callable|Generic|AbstractContextManager)(\.\w+)?",
+    # The record classes derive from it, scripts from those.
+    r"libvswitch\.(_\w+\.)?Record",
+    # The checker mangles the name as if a class body used it.
+    r"libvswitch\.qel_SocketIPv6AddressAddr\.__u6_addr",
+]
+
+
+@pytest.fixture(scope="module")
+def mypy(tmp_path_factory):
+    """Runs a tool of mypy; what it has learned of the package stays for the next run."""
+    cache = tmp_path_factory.mktemp("cache")
+
+    def run(tool, *arguments):
+        options = ["--strict", "--cache-dir", str(cache)] if tool == "mypy" else []
+        process = subprocess.run(
+            [sys.executable, "-m", tool, *options, *map(str, arguments)],
+            env=dict(os.environ, MYPYPATH=str(PACKAGE), PYTHONPATH=str(PACKAGE), VSWITCH_HOST=":memory:"),
+            cwd=cache,
+            capture_output=True,
+            text=True,
+            timeout=300,
+            check=False,
+        )
+        return process.stdout + process.stderr
+
+    return run
+
+
+def test_the_package_is_typed_strictly(mypy):
+    assert mypy("mypy", "-p", "libvswitch").startswith("Success: no issues found in 9 source files")
+
+
+def test_the_stubs_are_what_inspection_finds(mypy, tmp_path):
+    (tmp_path / "different").write_text("\n".join(DIFFERENT))
+    assert "Success: no issues found" in mypy(
+        "mypy.stubtest", "libvswitch", "--allowlist", tmp_path / "different"
+    )
+
+
+def test_the_examples_and_the_readme_are_right(mypy, tmp_path):
+    readme = tmp_path / "readme.py"
+    readme.write_text((SOURCE / "README.md").read_text().split("```python\n")[1].split("```")[0])
+    examples = sorted((SOURCE / "examples").glob("*.py"))
+    assert len(examples) >= 2
+    for script in [*examples, readme]:
+        assert mypy("mypy", script) == "Success: no issues found in 1 source file\n"
+
+
+RIGHT = """
+from typing import assert_type
+import ctypes
+import libvswitch as vs
+
+number = vs.cell("qel_uint32 *")
+vs.check(vs.VSDVS_GetMTU("x", number))
+assert_type(number.value, int)
+image, length = vs.cell("void **"), vs.cell("int *")
+vs.check(vs.DVSQEL_StateGet(image, length))
+if image.value is not None:
+    assert_type(vs.pointed_bytes(image.value, length.value), bytes)
+    vs.DVSQEL_DataFree(image.value)
+vs.DVSQEL_StateInit(vs.buffer(b"abc"), 3)
+switches = vs.cell("VSList **")
+vs.check(vs.VSQEL_GetSwitches(vs.VS_LIST_DVS_ALIAS, switches))
+assert_type(switches.value, vs.VSList | None)
+ports = vs.cell("DVPortList **")
+vs.DVSQEL_SwitchPortList("x", ports, 0)
+with vs.callback(lambda handle: print(vs.DVS_SwitchName(handle))) as visitor:
+    vs.DVSState_SwitchForEach(visitor, None)
+data = vs.cell("DVSDataHandle *")
+vs.DVSData_Alloc(data, *vs.allocator(lambda size: None, lambda address: None))
+vs.DVSData_Alloc(data, None, None)
+vs.DVSData_Update(data.value, "name", vs.buffer(b"x"), 1, vs.CONFIG_PROP_TYPE)
+assert_type(vs.check(vs.VSQEL_GetSwitchInfo("x")), vs.VSInfo)
+names, ids = vs.check(vs.VSDVS_GetSwitchUplinkPorts("x"))
+assert_type(names, vs.VSUplinkPorts)
+assert_type(ids, vs.VSUplinkPortIds)
+assert_type(list(names), list[str])
+assert_type(names[0], str | None)
+assert_type(len(names), int)
+assert_type(vs.check(vs.VSDVS_SetMTU("x", 1500)), None)
+assert_type(vs.check(vs.VSQEL_GetUplinkLinkState("x", "nic0")), int)
+with vs.allocated(vs.VSQEL_GetSwitchInfo, "x") as info:
+    assert_type(info, vs.VSInfo)
+with vs.allocated(vs.alloc_dvmirror_session_table, 1, 2) as table:
+    assert_type(table, vs.DVMirrorSessionTable)
+    for session in table:
+        assert_type(session, vs.DVMirrorSession)
+        for entity in table.entities(session):
+            assert_type(entity.get_entity(), str)
+            assert_type(entity.__next__(), vs.DVMirrorEntity)
+    assert_type(table[0], vs.DVMirrorSession | None)
+    assert_type(table.get_first_session_entity(0), vs.DVMirrorEntity)
+lags = vs.VSLAGTable()
+for lag in lags:
+    assert_type(lag, vs.VSLAGStatus)
+    assert_type(list(lag), list[str])
+assert_type(lags.vs_lag_table_first_lag().vs_lag_table_next_lag().get_name(), str)
+options = vs.VSRuntimeOptions(64)
+for option in options:
+    assert_type(option.get_option_value(), int | bytes)
+assert_type(options.get_next_option(options.get_first_option()), vs.VSRuntimeOptionHeader | None)
+assert_type(list(vs.VSPromiscSessionActiveDsts()), list[int])
+assert_type([policy for policy in vs.LSTeamTable()], list[vs.LSTeamPolicy])
+class Mine(vs.VSInfo):
+    pass
+assert_type(Mine.from_bytes(bytes(176)), Mine)
+with Mine() as mine:
+    assert_type(mine, Mine)
+entry = vs.VSMACEntry()
+entry.set_mac_address(vs.mac_bytes("02:00:00:00:00:01"))
+entry.macAddress = vs.buffer(bytes(6)).this
+entry.set_mac_address(bytearray(6))
+vs.VSDVS_SetGlobProp("x", "name", "text", 4, None, 1)
+vs.VSDVS_SetGlobProp("x", "name", b"text", 4, None, "\\1")
+assert_type(vs.mac_text(b"abcdef"), str)
+assert_type(vs.QEL_OK, int)
+assert_type(vs.VSInfo().thisown, bool)
+assert_type(vs.VSInfo().this.own(), bool)
+vs.VSQEL_GetVSInfo("x", vs.VSInfo())
+vs.VSQEL_FreeMemory(vs.VSInfo())
+vs.VSQEL_GetVSInfo("x", vs.VSInfo().this)
+assert_type(vs.DVSAliasToPortsetName("x"), vs.Outputs[str])
+assert_type(vs.DVSAliasToPortsetName("x", "y"), int)
+"""
+
+
+def test_right_scripts_of_every_kind_are_right(mypy, tmp_path):
+    script = tmp_path / "right.py"
+    script.write_text(RIGHT)
+    assert mypy("mypy", script) == "Success: no issues found in 1 source file\n"
+
+
+# A wrong line each, with a part of what the checker says of it.
+WRONG = [
+    ('vs.VSDVS_SetMTU("x", "1500")', 'Argument 2 to "VSDVS_SetMTU" has incompatible type "str"; expected "int"'),
+    ('vs.VSDVS_SetMTU(b"x", 1500)', 'Argument 1 to "VSDVS_SetMTU" has incompatible type "bytes"'),
+    ('vs.VSDVS_SetMTU("x")', 'Too few arguments for "VSDVS_SetMTU"'),
+    ('vs.VSDVS_SetMTU("x", 1500, 1)', 'Too many arguments for "VSDVS_SetMTU"'),
+    ('vs.VSDVS_SetMTU("x", mtu=1500)', 'Unexpected keyword argument "mtu" for "VSDVS_SetMTU"'),
+    ('vs.VSDVS_GetMTU("x", 1500)', 'Argument 2 to "VSDVS_GetMTU" has incompatible type "int"'),
+    ('vs.VSDVS_GetMTU("x", vs.VSInfo())', 'Argument 2 to "VSDVS_GetMTU" has incompatible type "VSInfo"'),
+    ('vs.VSQEL_GetVSInfo("x", vs.VSTeamPolicy())', 'Argument 2 to "VSQEL_GetVSInfo" has incompatible type "VSTeamPolicy"'),
+    ('vs.VSQEL_GetVSInfo("x", vs.cell("int *"))', 'Argument 2 to "VSQEL_GetVSInfo" has incompatible type "Cell[int]"'),
+    ('vs.DVSQEL_StateGet(vs.cell("int *"), vs.cell("int *"))', 'Argument 1 to "DVSQEL_StateGet" has incompatible type'),
+    ("vs.DVSState_SwitchForEach(print, None)", 'Argument 1 to "DVSState_SwitchForEach" has incompatible type'),
+    ('vs.DVSQEL_StateInit(b"image", 5)', 'Argument 1 to "DVSQEL_StateInit" has incompatible type "bytes"'),
+    ("vs.VSInfo().mtuu", '"VSInfo" has no attribute "mtuu"; maybe "mtu"?'),
+    ("vs.VSInfo().mtuu = 9000", '"VSInfo" has no attribute "mtuu"; maybe "mtu"?'),
+    ('vs.VSInfo().mtu = "9000"', 'expression has type "str", variable has type "int"'),
+    ("vs.VSPortInfo().vlan = vs.VSPortInfo().vlan", 'Property "vlan" defined in "VSPortInfo" is read-only'),
+    ("vs.cvar.qel_ModuleCurrentID = 5", 'Property "qel_ModuleCurrentID" defined in "swigvarlink" is read-only'),
+    ("vs.VSDVS_SetMUT", 'Module has no attribute "VSDVS_SetMUT"; maybe "VSDVS_SetMTU"'),
+    ("vs.VSQEL_GetSwitchesPy(vs.VS_LIST_PS).count", 'Item "None" of "Optional[VSList]" has no attribute "count"'),
+    ("vs.alloc_dvmirror_session_table(1, 1).version", 'Item "None" of "Optional[DVMirrorSessionTable]" has no attribute'),
+    ("vs.DVMirrorSessionTable()[0].sid", 'Item "None" of "Optional[DVMirrorSession]" has no attribute "sid"'),
+    ("len(vs.VSUplinkPorts(1)[0])", 'Argument 1 to "len" has incompatible type "Optional[str]"'),
+    ('vs.DVS_SwitchName(vs.DVSState_SwitchFindByAlias("x")).upper()', 'Item "None" of "Optional[str]" has no attribute "upper"'),
+    ('vs.VSQEL_GetSwitchInfo("x").mtu', '"Outputs[VSInfo]" has no attribute "mtu"'),
+    ('vs.check("x")', 'No overload variant of "check" matches argument type "str"'),
+    ('vs.check(vs.VSDVS_GetSwitchUplinkPorts("x")).mtu', '"Tuple[VSUplinkPorts, VSUplinkPortIds]" has no attribute "mtu"'),
+    ("[x for x in vs.VSPvlanMapEntry()]", '"VSPvlanMapEntry" has no attribute "__iter__" (not iterable)'),
+    ("len(vs.VSTeamPolicy())", 'Argument 1 to "len" has incompatible type "VSTeamPolicy"; expected "Sized"'),
+    ("vs.VSUplinkPorts()", 'Too few arguments for "VSUplinkPorts"'),
+    ("vs.VSInfo(1)", 'Too many arguments for "VSInfo"'),
+    ("vs.VSTeamPolicy()[0] = 5", 'target has type "Optional[str]"'),
+    ('vs.VSMACEntry().set_mac_address("02:00:00:00:00:01")', 'Argument 1 to "set_mac_address" of "VSMACEntry" has'),
+    ("vs.cell('int *').value = 'x'", 'expression has type "str", variable has type "int"'),
+    ("vs.callback(lambda: 0)", 'Argument 1 to "callback" has incompatible type'),
+    ("vs.mac_bytes(b'abcdef')", 'Argument 1 to "mac_bytes" has incompatible type "bytes"; expected "str"'),
+    ("with vs.allocated(vs.VSQEL_GetSwitchInfo, 'x') as info: info.mtuu", '"VSInfo" has no attribute "mtuu"'),
+]
+
+
+def test_each_wrong_line_is_found(mypy, tmp_path):
+    script = tmp_path / "wrong.py"
+    script.write_text("\n".join(["import libvswitch as vs", *(line for line, _ in WRONG)]))
+    said = {}
+    for line in mypy("mypy", script).splitlines():
+        found = re.match(r".*wrong\.py:(\d+): error: (.*)", line)
+        if found:
+            said.setdefault(int(found[1]), []).append(found[2])
+    for number, (line, expected) in enumerate(WRONG, 2):
+        assert any(expected in text for text in said.get(number, [])), (line, said.get(number))

@@ -1,0 +1,424 @@
+"""Builds the manual: the guides of docs/manual, docs/host.md, and a reference made from the interface as JSON.
+
+Usage: make_manual.py BUILD
+
+Needs BUILD/interface.json, BUILD/host and BUILD/python; writes BUILD/manual-source and BUILD/manual.
+"""
+
+import json
+import os
+import pathlib
+import re
+import subprocess
+import sys
+import textwrap
+
+from interface_text import Interface
+
+SOURCE = pathlib.Path(__file__).resolve().parents[1]
+GUIDES = SOURCE / "docs" / "manual"
+HOST = SOURCE / "docs" / "host.md"
+
+# The pages of the reference: the file that declares what is on them, and their titles.
+RECORD_PAGES = {
+    "packet_headers": "Packet headers",
+    "kernel_records": "Kernel records",
+    "mirror_records": "Ports and mirroring",
+    "policy_records": "Policies",
+    "status_records": "Queries and status",
+    "option_records": "Runtime options, save and restore",
+}
+CONSTANT_PAGES = {
+    "status_codes": "Status codes",
+    "kernel": "Kernel",
+    "packets": "Packets",
+    "ports_and_links": "Ports and links",
+    "property_store": "Property store",
+    "switch_device": "Switch device",
+    "property_keys": "Property keys",
+    "distributed_ports": "Distributed ports",
+    "mirroring": "Mirroring",
+    "policies": "Policies",
+    "options_and_rtm": "Runtime options, save and restore",
+}
+HELPERS = "Helpers"
+STATUS_PREFIX = 0x0BAD0000
+
+
+# ---- reStructuredText --------------------------------------------------------------------------------------
+
+
+class Markup:
+    """Texts as reStructuredText, with links for the names that the manual describes."""
+
+    WORD = re.compile(r"\b[A-Za-z_]\w*(?:\.\w+)?")
+    INLINE = re.compile(r"`([^`]+)`|\*\*([^*]+)\*\*|\*([^*\s][^*]*)\*|\[([^\]]+)\]\([^)]+\)")
+
+    def __init__(self, roles):
+        self.roles = roles
+
+    @staticmethod
+    def fitted(markup, before, after):
+        """Inline markup, kept apart from neighbours that would make it plain text."""
+        start = "" if not before or before.isspace() or before in "'\"([{<-/:" else r"\ "
+        end = "" if not after or after.isspace() or after in "'\")]}>-/:.,;!?" else r"\ "
+        return start + markup + end
+
+    @staticmethod
+    def escaped(text):
+        return re.sub(r"([\\*`|_])", r"\\\1", text)
+
+    def link(self, name, shown):
+        return f":py:{self.roles[name]}:`{shown} <libvswitch.{name}>`"
+
+    def plain(self, text):
+        """A text without markup. Names that the manual describes become links."""
+        parts = []
+        end = 0
+        for word in self.WORD.finditer(text):
+            name = word[0]
+            if name not in self.roles:
+                name = name.split(".")[0]
+            follows = text[word.start() + len(name) :][:1]
+            # A wildcard (QEL_LINK_STATE_*) is no name.
+            if name not in self.roles or follows == "*" or ("_" not in name and name.islower()):
+                continue
+            before = text[: word.start()][-1:]
+            parts += [self.escaped(text[end : word.start()]), self.fitted(self.link(name, name), before, follows)]
+            end = word.start() + len(name)
+        return "".join(parts) + self.escaped(text[end:])
+
+    def code(self, text):
+        name = text.split("(")[0]
+        if name in self.roles and (name == text or text[len(name)] == "("):
+            return self.link(name, text)
+        return f"``{text}``"
+
+    def marked(self, text):
+        """A text with Markdown's inline markup."""
+        out = []
+        end = 0
+        for found in self.INLINE.finditer(text):
+            code, strong, emphasis, label = found.groups()
+            out.append(self.escaped(text[end : found.start()]))
+            if code is not None:
+                piece = self.code(code)
+            elif strong is not None:
+                piece = f"**{strong}**"
+            elif emphasis is not None:
+                piece = f"*{emphasis}*"
+            else:
+                piece = self.escaped(label)
+            out.append(self.fitted(piece, text[: found.start()][-1:], text[found.end() :][:1]))
+            end = found.end()
+        out.append(self.escaped(text[end:]))
+        return "".join(out)
+
+
+def heading(text, underline):
+    return f"{text}\n{underline * len(text)}\n"
+
+
+def indented(text, by=3):
+    return "\n".join(" " * by + line if line else "" for line in text.split("\n"))
+
+
+def list_table(rows, header):
+    lines = [".. list-table::", f"   :header-rows: {1 if header else 0}", "   :align: left", ""]
+    for row in rows:
+        lines += [f"   {'*' if index == 0 else ' '} - {cell}".rstrip() for index, cell in enumerate(row)]
+    return "\n".join(lines) + "\n"
+
+
+class Markdown:
+    """The part of Markdown that docs/host.md uses, as reStructuredText."""
+
+    UNDERLINES = {1: "=", 2: "-", 3: "~"}
+
+    def __init__(self, markup):
+        self.markup = markup
+
+    def convert(self, text, raised=0):
+        """`raised`: by how many levels the headings go up."""
+        return "\n".join(self.block(block, raised) for block in re.split(r"\n{2,}", text.strip("\n")))
+
+    def block(self, block, raised):
+        lines = block.split("\n")
+        if match := re.match(r"(#+) (.*)", lines[0]):
+            return heading(self.markup.marked(match[2]), self.UNDERLINES[len(match[1]) - raised])
+        if lines[0].startswith("|"):
+            return self.table(lines)
+        if lines[0].startswith("    "):
+            return f"::\n\n{block}\n"
+        items = []
+        for line in lines:
+            if re.match(r"(- |\d+\. )", line) or not items:
+                items.append(line)
+            else:
+                items[-1] += " " + line.strip()
+        return "\n".join(self.item(item) for item in items) + "\n"
+
+    def item(self, text):
+        # A list that follows its sentence directly needs a line between them.
+        if match := re.match(r"(- |\d+\. )(.*)", text):
+            return f"\n{match[1]}{self.markup.marked(match[2])}"
+        return self.markup.marked(text)
+
+    def table(self, lines):
+        rows = [[cell.strip() for cell in line.strip("|").split(" | ")] for line in lines]
+        header, _, *body = [[self.markup.marked(cell.strip("| ")) for cell in row] for row in rows]
+        width = len(header)
+        body = [row + [""] * (width - len(row)) for row in body]
+        return list_table([header, *body] if any(header) else body, any(header))
+
+
+# ---- the reference -----------------------------------------------------------------------------------------
+
+
+def call_examples():
+    """Examples by the name of the function that they show, from the file that the tests run."""
+    parts = re.split(r"^(\w+)\n", (GUIDES / "call_examples.txt").read_text(encoding="utf-8"), flags=re.M)[1:]
+    return dict(zip(parts[::2], parts[1::2], strict=True))
+
+
+def declared_in(folder, suffix, pattern):
+    """Name and file of what the files of a folder declare."""
+    found = {}
+    for path in sorted((SOURCE / folder).glob(f"*{suffix}")):
+        for name in re.findall(pattern, path.read_text(encoding="utf-8")):
+            found[name] = path.name.removesuffix(suffix)
+    return found
+
+
+class Reference:
+    def __init__(self, build):
+        self.interface = Interface(json.loads((build / "interface.json").read_text(encoding="utf-8")))
+        tool = build / "host" / "bin" / "vswitch-host"
+        answer = subprocess.run([tool, "calls", "--json"], capture_output=True, text=True, check=True).stdout
+        statuses = next(family for family in self.interface.constants if family["family"] == "status")
+        known = {name for name, _ in statuses["items"]}
+        listed = {call["name"]: call["statuses"] for call in json.loads(answer)}
+        self.statuses = {name: [status for status in statuses if status in known] for name, statuses in listed.items()}
+        self.examples = call_examples()
+        self.functions = {}
+        for name, arguments, result, _, row in self.interface.library_functions():
+            self.functions.setdefault(name, []).append((arguments, result, row))
+        roles = {name: "func" for name in self.functions} | {"Panic": "func", "VSwitchError": "exc", "check": "func"}
+        for record in self.interface.records:
+            roles[record["name"]] = "class"
+            roles |= {f"{record['name']}.{field['name']}": "attr" for field in record["fields"]}
+            roles |= {f"{record['name']}.{method['name']}": "meth" for method in record["methods"]}
+        for family in self.interface.constants:
+            roles |= {name: "data" for name, _ in family["items"]}
+        self.markup = Markup(roles)
+        self.markdown = Markdown(self.markup)
+
+    def text(self, text):
+        """Of the interface. Where it names the host's page, it links it."""
+        parts = re.split(r"docs/host\.md", text)
+        return ":doc:`/host`".join(self.markup.plain(part) for part in parts)
+
+    # ---- calls -----------------------------------------------------------------------------------------
+
+    def memory_text(self, name, result, row):
+        """Whose memory the results are."""
+        prefix, _, rest = name.partition("_")
+        typemaps = {argument["typemap"] for argument in row["arguments"]}
+        if "record output" in typemaps:
+            release = {"VSQEL": "VSQEL_FreeMemory", "VSDVS": "VSDVS_FreeMemory"}.get(prefix, "DVSQEL_DataFree")
+            return (
+                "What is handed out stays the library's: it goes back, once, by :py:func:`allocated`, a ``with`` block "
+                f"or {self.markup.link(release, release)}."
+            )
+        if row["result"] == "owned pointer":
+            return "The instance owns its memory and frees it."
+        if row["result"] == "borrowed pointer" and prefix in ("alloc", "new"):
+            release = ("free_" if prefix == "alloc" else "delete_") + rest
+            other = self.markup.link(release, release)
+            return f"Belongs to the script: released, once, by :py:func:`allocated` or {other}."
+        if result.startswith("SwigPyObject"):
+            return "A handle; there is nothing to release."
+        if "disowned pointer" in typemaps:
+            return "Takes the record over: its instance owns nothing afterwards."
+        return ""
+
+    def statuses_text(self, name, row):
+        # What DVS_... functions give is a thing's own number.
+        if name not in self.statuses or row.get("scalar") != "signed 32" or name.startswith("DVS_"):
+            return ""
+        own = ", ".join(self.markup.link(status, status) for status in self.statuses[name])
+        return f"{own + '; and ' if own else ''}:ref:`those of every call <every-call>`."
+
+    def function(self, name):
+        forms = self.functions[name]
+        signatures = []
+        for arguments, result, _ in forms:
+            names = [f"{argument}: {kind}" for argument, kind in arguments]
+            signatures.append(f"{name}({', '.join([*names, '/']) if names else ''}) -> {result}")
+        lines = [f".. py:function:: {signatures[0]}"]
+        lines += [f"                 {signature}" for signature in signatures[1:]]
+        lines.append("")
+        for _, _, row in forms:
+            lines += [indented(self.text(row["doc"])), ""]
+        _, result, row = forms[0]
+        errors = self.interface.error_text(row).removeprefix("Raises ")
+        fields = [
+            ("Exceptions", self.markup.plain(errors)),
+            ("Statuses", self.statuses_text(name, row)),
+            ("Memory", self.memory_text(name, result, row)),
+        ]
+        lines += [f"   :{label}: {text}" for label, text in fields if text]
+        if name in self.examples:
+            lines += ["", "   .. rubric:: Example", "", indented(textwrap.dedent(self.examples[name]).strip())]
+        return "\n".join(lines) + "\n"
+
+    def call_pages(self):
+        """The sections of the host's page that tell of calls, each with an entry for each of them; and the helpers."""
+        before, calls = HOST.read_text(encoding="utf-8").split("\n## Calls\n")
+        sections = re.split(r"\n(?=### )", calls.split("\n## ")[0])[1:]
+        memory = "### Memory\n\n" + before.split("\n## Memory\n\n")[1]
+        helpers = f"### {HELPERS}\n\nWhat the module itself offers, without the host.\n"
+        left = dict.fromkeys(self.functions)
+        for section in [memory, *sections, helpers]:
+            title = section.split("\n")[0].removeprefix("### ")
+            if title == HELPERS:
+                names = list(left)
+            else:
+                firsts = [line.split(" | ")[0] for line in section.split("\n") if line.startswith("| `")]
+                names = [name for first in firsts for name in re.findall(r"`(\w+)\(", first) if name in left]
+            for name in names:
+                del left[name]
+            body = self.markdown.convert(section, raised=2)
+            entries = "\n".join(self.function(name) for name in names)
+            if title == HELPERS:
+                entries += (
+                    "\n.. py:function:: Panic(format: str | None, /, *ignored: object) -> None\n\n"
+                    "   Writes a text to the host's log. Further arguments are not read.\n"
+                )
+            module = ".. py:currentmodule:: libvswitch"
+            yield page_name(title), f"{body}\n{module}\n\n{heading('Reference', '-')}\n{entries}"
+
+    def host_page(self):
+        """The rest of the host's page."""
+        text = HOST.read_text(encoding="utf-8").split("\n## How a call is made\n")[0]
+        before, after = text.split("\n## Calls\n")
+        before = before.replace("\n## Statuses and aborts\n", "\n## Statuses and aborts\n\n@every-call@\n")
+        before = before.split("\n## Memory\n")[0]
+        behind = "\n## " + after.split("\n## ", 1)[1]
+        page = self.markdown.convert(f"{before}\n{behind}")
+        return page.replace("@every-call@", ".. _every-call:\n\nThese statuses can come from every call.\n")
+
+    # ---- records ---------------------------------------------------------------------------------------
+
+    def field(self, record, field):
+        read, written = self.interface.read_type(field), self.interface.written_type(field)
+        bits = ""
+        if field["kind"] == "bits":
+            bits = f", bits {field['first_bit']} to {field['first_bit'] + field['bit_count'] - 1}"
+        raw = f"``{record}_{field['name']}_get``"
+        if not field["read_only"]:
+            raw += f", ``{record}_{field['name']}_set``"
+        assigned = "" if read == written or field["read_only"] else f" Assigned: {self.markup.escaped(written)}."
+        return (
+            f".. py:attribute:: {field['name']}\n   :type: {read}\n\n"
+            f"   {self.text(self.interface.field_text(field))}\n\n"
+            f"   ``{field['type']}`` at byte {field['offset']}{bits}.{assigned} Raw: {raw}.\n"
+        )
+
+    def method(self, record, arguments, result, row):
+        names = [f"{argument}: {kind}" for argument, kind in arguments[1:]]
+        full = f"{record}_{row['name']}"
+        return (
+            f".. py:method:: {row['name']}({', '.join([*names, '/']) if names else ''}) -> {result}\n\n"
+            f"   {self.text(row['doc'])} {self.markup.plain(self.interface.error_text(row))}\n\n"
+            f"   Raw: ``{full}``.\n"
+        )
+
+    def record(self, record):
+        name = record["name"]
+        count = "count: int, /" if record["counted"] else ""
+        raw = ", ".join(f"``{made}``" for made in (f"new_{name}", f"delete_{name}", f"{name}_swigregister"))
+        parts = [f".. py:class:: {name}({count})\n", indented(self.text(record["doc"])) + "\n", f"   Raw: {raw}.\n"]
+        parts += [indented(self.field(name, field)) for field in record["fields"]]
+        for _, arguments, result, _, row in self.interface.record_functions(record):
+            if row is not None:
+                parts.append(indented(self.method(name, arguments, result, row)))
+        return "\n".join(parts)
+
+    def record_pages(self):
+        home = declared_in("interface", ".rows.hpp", r"\bRECORD(?:_UNTAGGED)?\((\w+)")
+        for page, title in RECORD_PAGES.items():
+            entries = [self.record(record) for record in self.interface.records if home[record["name"]] == page]
+            yield page, f"{heading(title, '=')}\n.. py:currentmodule:: libvswitch\n\n" + "\n".join(entries)
+
+    # ---- constants -------------------------------------------------------------------------------------
+
+    def constant(self, name, value):
+        shown = repr(value)
+        if isinstance(value, int) and value & ~0xFFFF == STATUS_PREFIX:
+            shown = f"{value} (0x{value:08x})"
+        return f".. py:data:: {name}\n   :value: {shown}\n"
+
+    def constant_pages(self):
+        home = declared_in("constants", ".def", r"(?:INTEGER|TEXT)\((\w+)")
+        for page, title in CONSTANT_PAGES.items():
+            entries = [heading(title, "="), ".. py:currentmodule:: libvswitch\n"]
+            for family in self.interface.constants:
+                if home[family["items"][0][0]] == page:
+                    entries.append(heading(self.markup.escaped(family["family"]), "-"))
+                    entries.append(self.text(family["doc"]) + "\n")
+                    entries += [self.constant(name, value) for name, value in family["items"]]
+            yield page, "\n".join(entries)
+
+    def pages(self):
+        """Path and text of every page that is made."""
+        groups = [
+            ("calls", "Calls", self.call_pages()),
+            ("records", "Records", self.record_pages()),
+            ("constants", "Constants", self.constant_pages()),
+        ]
+        for folder, title, group in groups:
+            names = []
+            for name, text in group:
+                names.append(name)
+                yield f"{folder}/{name}.rst", text
+            entries = "\n".join(f"   {name}" for name in names)
+            yield f"{folder}/index.rst", f"{heading(title, '=')}\n.. toctree::\n   :maxdepth: 1\n\n{entries}\n"
+        yield "host.rst", self.host_page()
+
+
+def page_name(title):
+    return re.sub(r"\W+", "-", title.lower()).strip("-")
+
+
+# ---- the build ---------------------------------------------------------------------------------------------
+
+
+def write_sources(build, folder):
+    """Guides and reference into one folder. Files that stay as they were are not touched, so that Sphinx reads only
+    what has changed."""
+    texts = dict(Reference(build).pages())
+    for path in GUIDES.rglob("*"):
+        if path.suffix in (".rst", ".py"):
+            texts[str(path.relative_to(GUIDES))] = path.read_text(encoding="utf-8")
+    for old in [path for path in folder.rglob("*") if path.is_file() and str(path.relative_to(folder)) not in texts]:
+        old.unlink()
+    for name, text in texts.items():
+        path = folder / name
+        path.parent.mkdir(parents=True, exist_ok=True)
+        if not path.exists() or path.read_text(encoding="utf-8") != text:
+            path.write_text(text, encoding="utf-8")
+
+
+def main(build):
+    source = build / "manual-source"
+    write_sources(build, source)
+    sphinx = [sys.executable, "-m", "sphinx", "-W", "--keep-going", "-q", "-j", "auto", "-b", "html"]
+    # The comfortable layer is documented from its docstrings, and so imported.
+    environment = dict(os.environ, PYTHONPATH=str(build / "python"), VSWITCH_HOST=":memory:")
+    command = [*sphinx, "-d", build / "manual-doctrees", source, build / "manual"]
+    return subprocess.run(command, env=environment, check=False).returncode
+
+
+if __name__ == "__main__":
+    sys.exit(main(pathlib.Path(sys.argv[1]).resolve()))
