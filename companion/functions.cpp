@@ -50,7 +50,7 @@ void remember_release(PyObject *argument) {
   void *ignored = nullptr;
   engine->pointer_from(argument, nullptr, Disown::yes, &ignored);
   if (is_record(argument)) {
-    as_record(argument)->released = true;
+    mark_released(as_record(argument));
   } else if (Py_TYPE(argument) == engine->proxy_type) {
     reinterpret_cast<SwigPyObject *>(argument)->ptr = nullptr;
   }

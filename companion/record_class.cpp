@@ -44,9 +44,8 @@ PyObject *make_instance(PyTypeObject *type, void *pointer, swig_type_info *descr
   record->owner = nullptr;
   record->weak_references = nullptr;
   record->source = 0;
-  record->follows_proxy = false;
+  record->state = 0;
   record->owned = ownership == Ownership::owned;
-  record->released = false;
   return reinterpret_cast<PyObject *>(record);
 }
 
@@ -100,9 +99,8 @@ bool adopt_proxy(RecordObject *record, PyObject *proxy) {
   Py_INCREF(proxy);
   record->pointer = pointer;
   record->type = own_type;
-  record->follows_proxy = pointer && Py_TYPE(proxy) == engine->proxy_type;
+  record->state = pointer && Py_TYPE(proxy) == engine->proxy_type ? follows_proxy : 0;
   record->owned = false;
-  record->released = false;
   Py_CLEAR(record->owner);
   Py_XSETREF(record->proxy, proxy);
   return true;
@@ -141,8 +139,7 @@ bool construct_into(RecordObject *record, const RecordClass &kind, Arguments arg
     }
     record->pointer = memory;
     record->owned = true;
-    record->released = false;
-    record->follows_proxy = false;
+    record->state = 0;
     Py_CLEAR(record->proxy);
     Py_CLEAR(record->owner);
     return true;
@@ -193,7 +190,7 @@ PyObject *record_get_this(PyObject *self, void * /*closure*/) {
     if (!record->proxy) {
       return nullptr;
     }
-    record->follows_proxy = true;
+    record->state |= follows_proxy;
     record->owned = false;
   }
   return Py_NewRef(record->proxy);
@@ -264,7 +261,7 @@ PyObject *free_own_memory(RecordObject *record) {
     give_back(record);
   }
   record->owned = false;
-  record->released = true;
+  mark_released(record);
   Py_RETURN_NONE;
 }
 
@@ -709,9 +706,7 @@ bool make_record_classes(PyObject *dictionary) {
 
 PyObject *keep_owner(PyObject *view, PyObject *record) {
   if (view && is_record(view) && is_record(record) && view != record && !as_record(view)->owned) {
-    RecordObject *whole = as_record(record)->owner ? as_record(record)->owner : as_record(record);
-    Py_INCREF(whole);
-    Py_XSETREF(as_record(view)->owner, whole);
+    lie_in(as_record(view), as_record(record));
   }
   return view;
 }

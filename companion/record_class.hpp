@@ -81,6 +81,14 @@ bool refuse_released(PyObject *object);
 // As call_function for a function of a record: a view in the result keeps the record alive.
 PyObject *call_method(MethodIndex method, Arguments arguments);
 
+// The view keeps alive the record that has the memory.
+inline void lie_in(RecordObject *view, RecordObject *record) {
+  RecordObject *owner = record->owner ? record->owner : record;
+  Py_INCREF(owner);
+  Py_XSETREF(view->owner, owner);
+  view->state |= lies_in_owner;
+}
+
 // Makes `view`, if it is a view, keep alive the record in which it lies. Passes the view through.
 PyObject *keep_owner(PyObject *view, PyObject *record);
 

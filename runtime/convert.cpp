@@ -243,7 +243,17 @@ void release_text(char *copy, std::size_t size) {
   }
 }
 
-PyObject *argument_error(Outcome outcome, const char *method, int position, const char *type) {
+namespace {
+
+// The text of the error before: a script that tries many values meets the same one again and again.
+struct {
+  const char *method;
+  const char *type;
+  int position;
+  PyObject *text;
+} last_error;
+
+PyObject *argument_error_text(const char *method, int position, const char *type) {
   // Put together here: the interpreter's own formatting takes twice as long as all the rest of an error.
   char text[512];
   const char digit = static_cast<char>('0' + position);
@@ -254,11 +264,23 @@ PyObject *argument_error(Outcome outcome, const char *method, int position, cons
     std::memcpy(text + size, part.data(), fitting);
     size += fitting;
   }
-  PyObject *message = plain_text_to_python(text, size);
-  if (message) {
-    PyErr_SetObject(exception_class(outcome), message);
-    Py_DECREF(message);
+  return plain_text_to_python(text, size);
+}
+
+}  // namespace
+
+PyObject *argument_error(Outcome outcome, const char *method, int position, const char *type) {
+  if (last_error.method != method || last_error.type != type || last_error.position != position) {
+    PyObject *text = argument_error_text(method, position, type);
+    if (!text) {
+      return nullptr;
+    }
+    Py_XSETREF(last_error.text, text);
+    last_error.method = method;
+    last_error.type = type;
+    last_error.position = position;
   }
+  PyErr_SetObject(exception_class(outcome), last_error.text);
   return nullptr;
 }
 

@@ -88,7 +88,7 @@ PyObject *destruct(const RecordEntry &entry, Arguments arguments) {
   std::free(memory);
   leave_call(outer);
   if (record) {
-    record->released = true;
+    mark_released(record);
   }
   Py_RETURN_NONE;
 }

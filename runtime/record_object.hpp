@@ -15,10 +15,15 @@ struct RecordObject {
   RecordObject *owner;  // of a view: the instance whose memory it lies in, kept alive by it; or null
   PyObject *weak_references;
   std::uint16_t source;  // 1 + position of the library call that handed the record out; 0: none did
-  bool follows_proxy;    // `proxy` is of the module's own kind, and says where the record is
-  bool owned;            // while there is no proxy: whether the memory is freed with the instance
-  bool released;         // the memory was given back before the instance went
+  // Why the pointer alone does not say where the record is; 0 for most records.
+  std::uint8_t state;
+  bool owned;  // while there is no proxy: whether the memory is freed with the instance
 };
+
+// Bits of `state`.
+inline constexpr std::uint8_t lies_in_owner = 1;  // a view
+inline constexpr std::uint8_t follows_proxy = 2;  // `proxy` is of the module's own kind, and says where the record is
+inline constexpr std::uint8_t given_back = 4;     // the memory was released before the instance went
 
 // What the companion layer hands to the engine when it is imported. Without it no instance exists.
 struct RecordClasses {
@@ -42,15 +47,22 @@ inline RecordObject *as_record(PyObject *object) {
 
 // Whether the memory was given back: its own, or that of the record in which it lies.
 inline bool is_released(const RecordObject *record) {
-  return (record->owner ? record->owner : record)->released;
+  return (record->owner ? record->owner : record)->state & given_back;
 }
 
 // Where the record is; null if it was never set or is released.
 inline void *live_pointer(const RecordObject *record) {
+  if (!record->state) [[likely]] {
+    return record->pointer;
+  }
   if (is_released(record)) {
     return nullptr;
   }
-  return record->follows_proxy ? reinterpret_cast<SwigPyObject *>(record->proxy)->ptr : record->pointer;
+  return record->state & follows_proxy ? reinterpret_cast<SwigPyObject *>(record->proxy)->ptr : record->pointer;
+}
+
+inline void mark_released(RecordObject *record) {
+  record->state |= given_back;
 }
 
 }  // namespace vswitchpy
