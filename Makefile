@@ -3,7 +3,7 @@ PYTHON ?= /usr/bin/python3
 BUILD_JOBS ?= $(shell nproc)
 STATE := $(CURDIR)/build/demo-host.db
 
-.PHONY: bench bench-host clean deb demo docs build build-debug build-sanitize format help lint packages soak test test-sanitize
+.PHONY: bench bench-host build build-debug build-sanitize clean deb demo docs format fuzz help lint packages soak test test-memory test-random test-sanitize test-valgrind
 
 help: ## print this list
 	@grep -E '^[a-z-]+:.*## ' $(MAKEFILE_LIST) | sed -E 's/^([a-z-]+):.*## (.*)/  make \1\t\2/' | expand -t 24
@@ -32,6 +32,19 @@ test: build ## build, then run the whole test suite
 test-sanitize: build-sanitize ## the whole test suite under address and undefined behaviour sanitizers
 	@PYTHON=$(PYTHON) tools/run_tests build-sanitize
 
+fuzz: packages ## fuzz the host's readers, FUZZ_SECONDS (600) each
+	@cmake --preset fuzz -DPYTHON=$(PYTHON) && cmake --build --preset fuzz -j $(BUILD_JOBS)
+	@tools/fuzz
+
+test-random: build ## the abort storms and random calls in full
+	@VSWITCHPY_FULL=1 $(PYTHON) -m pytest -q -s tests/reliability/test_abort_storms.py tests/reliability/test_random_calls.py
+
+test-memory: build ## every failing allocation
+	@VSWITCHPY_FULL=1 $(PYTHON) -m pytest -q -s tests/reliability/test_failing_allocations.py
+
+test-valgrind: build ## every operation under valgrind
+	@VSWITCHPY_FULL=1 $(PYTHON) -m pytest -q tests/reliability/test_valgrind.py
+
 docs: build ## build the manual (build/manual)
 	@$(PYTHON) tools/make_manual.py build
 
@@ -46,8 +59,10 @@ bench-host: build ## measure the simulated host (build/bench-host.json)
 	@cmake --build --preset release --target measure_host
 	@build/bench/host/measure_host build/bench-host.json
 
-soak: build ## kill writers of the simulated host 200 times
+soak: build ## kill writers of the simulated host 200 times, then load it with 16 processes for a minute
 	@VSWITCHPY_CRASH_KILLS=200 $(PYTHON) -m pytest -q tests/simulated_host/test_crashes.py
+	@VSWITCHPY_LOAD_PROCESSES=16 VSWITCHPY_LOAD_SECONDS=60 VSWITCHPY_LOAD_REPORT=build/load.json \
+	  $(PYTHON) -m pytest -q tests/reliability/test_load.py
 
 format: ## format all C and C++ sources
 	@git ls-files '*.cpp' '*.hpp' '*.h' | xargs clang-format -i
@@ -59,4 +74,4 @@ lint: build ## check formatting and run clang-tidy
 	  | xargs -P $(BUILD_JOBS) -n 4 clang-tidy --quiet -p build
 
 clean: ## remove everything that was built
-	@rm -rf build build-debug build-sanitize build.log
+	@rm -rf build build-debug build-sanitize build-fuzz build.log

@@ -209,8 +209,10 @@ PyObject *python_part(const char *module, const char *name) {
 
 PyObject *native_function(MethodIndex method) {
   const char *name = engine_text(engine->methods[method].name);
-  PyObject *function = PyDict_GetItemString(PyModule_GetDict(native_module), name);
-  if (!function) {
+  PyObject *key = PyUnicode_FromString(name);
+  PyObject *function = key ? PyDict_GetItemWithError(PyModule_GetDict(native_module), key) : nullptr;
+  Py_XDECREF(key);
+  if (!function && !PyErr_Occurred()) {
     PyErr_Format(PyExc_ImportError, "the native module has no function '%s'", name);
   }
   return Py_XNewRef(function);

@@ -569,10 +569,10 @@ void set_slots(RecordClass &kind) {
 // Name in memory of its own: static types keep a pointer to it.
 const char *qualified_name(const char *name) {
   constexpr char module[] = "libvswitch.";
-  auto *text = static_cast<char *>(PyMem_Malloc(sizeof module + std::strlen(name)));
+  const std::size_t size = sizeof module + std::strlen(name);
+  auto *text = static_cast<char *>(PyMem_Malloc(size));
   if (text) {
-    std::strcpy(text, module);
-    std::strcat(text, name);
+    PyOS_snprintf(text, size, "%s%s", module, name);
   }
   return text;
 }

@@ -72,7 +72,7 @@ PyObject *set_field(const FieldEntry &field, Arguments arguments);
 
 // The three functions that every record has.
 PyObject *construct(const RecordEntry &record, Arguments arguments);
-PyObject *destruct(const RecordEntry &record, Arguments arguments);
+PyObject *destruct(const RecordEntry &entry, Arguments arguments);
 PyObject *register_shadow_class(const RecordEntry &record, Arguments arguments);
 
 // Library calls, helpers and methods.

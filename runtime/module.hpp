@@ -28,6 +28,6 @@ PyObject *new_instance_method(PyObject *module, PyObject *function);
 
 // Panic(fmt, ...): hands the first argument to the host's log; the others are dropped unread. Outside the
 // bridge.
-PyObject *panic(PyObject *module, PyObject *arguments);
+PyObject *panic(PyObject *module, PyObject *tuple);
 
 }  // namespace vswitchpy

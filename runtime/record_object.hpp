@@ -58,7 +58,8 @@ inline void *live_pointer(const RecordObject *record) {
   if (is_released(record)) {
     return nullptr;
   }
-  return record->state & follows_proxy ? reinterpret_cast<SwigPyObject *>(record->proxy)->ptr : record->pointer;
+  return record->proxy && record->state & follows_proxy ? reinterpret_cast<SwigPyObject *>(record->proxy)->ptr
+                                                        : record->pointer;
 }
 
 inline void mark_released(RecordObject *record) {

@@ -2,11 +2,7 @@
 #include "platform/core/boot.hpp"
 
 #include <algorithm>
-#include <cerrno>
-#include <cstring>
-#include <fstream>
 #include <map>
-#include <sstream>
 #include <tuple>
 
 #include "platform/core/boot_description.hpp"
@@ -18,6 +14,7 @@
 #include "platform/core/mac_table.hpp"
 #include "platform/core/port_policies.hpp"
 #include "platform/core/rtm.hpp"
+#include "platform/core/safe_files.hpp"
 #include "platform/core/status_names.hpp"
 #include "platform/core/switch_state.hpp"
 #include "platform/core/text.hpp"
@@ -29,11 +26,11 @@ namespace host {
 namespace {
 
 std::string read_file(std::string const &path) {
-  std::ifstream file(path, std::ios::binary);
-  std::ostringstream text;
-  if (!file || !(text << file.rdbuf()))
-    throw DescriptionError("cannot read it: " + std::string(std::strerror(errno)));
-  return text.str();
+  try {
+    return read_description_file(path);
+  } catch (std::runtime_error const &error) {
+    throw DescriptionError(error.what());
+  }
 }
 
 // What the rules of the calls refuse, the description cannot ask for either.

@@ -491,15 +491,51 @@ std::vector<RuntimeOption> read_runtime_options(Object &host) {
   return options;
 }
 
+// Refuses what the parser would take: of members with the same name it would keep the last, and it has no limit to how
+// deep values stand in each other.
+class Gate {
+ public:
+  bool admit(int depth, Json::parse_event_t event, Json const &value) {
+    if (depth > deepest)
+      wrong("", "values stand more than " + std::to_string(deepest) + " deep in each other");
+    if (event == Json::parse_event_t::object_start)
+      members_.emplace_back();
+    if (event == Json::parse_event_t::object_end)
+      members_.pop_back();
+    if (event == Json::parse_event_t::key && !members_.back().insert(value.get<std::string>()).second)
+      wrong("", "an object has two members " + shortened(value.dump()));
+    return true;
+  }
+
+  // Of a message about a text, which may be of any length and any bytes.
+  static std::string shortened(std::string text) {
+    constexpr std::size_t longest = 300;
+    if (text.size() > longest)
+      text = text.substr(0, longest) + "...";
+    std::replace_if(
+        text.begin(), text.end(), [](char character) { return character < ' ' || character > '~'; }, '?');
+    return text;
+  }
+
+ private:
+  static constexpr int deepest = 32;
+  std::vector<std::set<std::string>> members_;
+};
+
+Json parse_json(std::string_view text) {
+  Gate gate;
+  try {
+    return Json::parse(
+        text, [&](int depth, Json::parse_event_t event, Json const &value) { return gate.admit(depth, event, value); });
+  } catch (Json::exception const &error) {
+    throw DescriptionError(Gate::shortened(error.what()));
+  }
+}
+
 }  // namespace
 
 BootDescription parse_description(std::string_view text) {
-  Json json;
-  try {
-    json = Json::parse(text);
-  } catch (Json::parse_error const &error) {
-    throw DescriptionError(error.what());
-  }
+  Json const json = parse_json(text);
   Object object(json, "");
   Json const &format = object.require("format");
   if (format != supported_format)

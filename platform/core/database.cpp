@@ -4,8 +4,10 @@
 #include <sched.h>
 #include <unistd.h>
 
+#include <cerrno>
 #include <chrono>
 #include <cstdio>
+#include <cstring>
 
 namespace host {
 
@@ -61,12 +63,58 @@ int open_sqlite(std::string const &name, Database::Mode mode, sqlite3 **connecti
   }
 }
 
+// The content may be somebody else's work: it must neither run anything nor make SQLite write elsewhere.
+int distrust_content(sqlite3 *connection) {
+  sqlite3_db_config(connection, SQLITE_DBCONFIG_DEFENSIVE, 1, nullptr);
+  sqlite3_db_config(connection, SQLITE_DBCONFIG_TRUSTED_SCHEMA, 0, nullptr);
+  sqlite3_db_config(connection, SQLITE_DBCONFIG_ENABLE_VIEW, 0, nullptr);
+  sqlite3_db_config(connection, SQLITE_DBCONFIG_ENABLE_LOAD_EXTENSION, 0, nullptr);
+  sqlite3_db_config(connection, SQLITE_DBCONFIG_ENABLE_FTS3_TOKENIZER, 0, nullptr);
+  sqlite3_limit(connection, SQLITE_LIMIT_ATTACHED, 0);
+  // Large sorts would go to files in a folder that others may write to.
+  return sqlite3_exec(connection, "PRAGMA cell_size_check = ON; PRAGMA temp_store = MEMORY;", nullptr, nullptr,
+                      nullptr);
+}
+
+// The system's reason for an error of reading or writing; 0 for none. SQLite keeps it with the file that it met, and
+// not with the connection, where it fails at the end of a transaction.
+int system_error_of(sqlite3 *connection, int code) {
+  if (code == SQLITE_IOERR_SHORT_READ)  // the system had nothing to say
+    return 0;
+  int error = 0;
+  if ((code & 0xff) == SQLITE_IOERR) {
+    sqlite3_file *log = nullptr;
+    sqlite3_file_control(connection, "main", SQLITE_FCNTL_JOURNAL_POINTER, &log);
+    if (log && log->pMethods)
+      log->pMethods->xFileControl(log, SQLITE_FCNTL_LAST_ERRNO, &error);
+    if (error == 0)
+      sqlite3_file_control(connection, "main", SQLITE_FCNTL_LAST_ERRNO, &error);
+  }
+  return error == 0 ? sqlite3_system_errno(connection) : error;
+}
+
+// Some of SQLite's errors say what is wrong only with the system's reason.
+std::string reason_of(sqlite3 *connection, int code) {
+  std::string reason = sqlite3_errmsg(connection);
+  int const system_error = system_error_of(connection, code);
+  bool const is_system = (code & 0xff) == SQLITE_CANTOPEN || (code & 0xff) == SQLITE_IOERR;
+  return is_system && system_error != 0 ? reason + " (" + std::strerror(system_error) + ")" : reason;
+}
+
+// SQLite knows one way only to run out of space: ENOSPC at a write.
+bool is_out_of_space(sqlite3 *connection, int code) {
+  int const system_error = system_error_of(connection, code);
+  return system_error == ENOSPC || system_error == EDQUOT || system_error == EFBIG;
+}
+
 }  // namespace
 
 Database::Database(std::string name, Mode mode) : name_(std::move(name)) {
-  int const code = open_sqlite(name_, mode, &connection_);
+  int code = open_sqlite(name_, mode, &connection_);
+  if (code == SQLITE_OK)
+    code = distrust_content(connection_);
   if (code != SQLITE_OK) {
-    std::string const reason = connection_ ? sqlite3_errmsg(connection_) : sqlite3_errstr(code);
+    std::string const reason = connection_ ? reason_of(connection_, code) : sqlite3_errstr(code);
     sqlite3_close(connection_);
     if ((code & 0xff) == SQLITE_NOMEM)
       throw std::bad_alloc();
@@ -81,7 +129,7 @@ Database::~Database() {
 }
 
 void Database::fail(int code) {
-  std::string const reason = sqlite3_errmsg(connection_);
+  std::string const reason = reason_of(connection_, code);
   switch (code & 0xff) {
     case SQLITE_NOMEM: throw std::bad_alloc();
     case SQLITE_BUSY:
@@ -89,12 +137,19 @@ void Database::fail(int code) {
     case SQLITE_FULL: refuse(QEL_NO_SPACE_ON_DEVICE);
     case SQLITE_READONLY: refuse(QEL_READ_ONLY);
     case SQLITE_CORRUPT:
-    case SQLITE_NOTADB: damage_ = name_ + ": the state file is damaged: " + reason; throw_damage();
+    case SQLITE_NOTADB:
+      damage_ = name_ + ": the state file is damaged: " + reason;
+      // What is damaged is not written to, at the end of the process neither.
+      sqlite3_db_config(connection_, SQLITE_DBCONFIG_NO_CKPT_ON_CLOSE, 1, nullptr);
+      throw_damage();
     case SQLITE_CANTOPEN:
     case SQLITE_PERM:
     case SQLITE_AUTH:
       throw Fault(ExceptionClass::os_error, QEL_READ_ERROR, name_ + ": cannot open the state file: " + reason);
     case SQLITE_IOERR:
+      if (code == SQLITE_IOERR_NOMEM)
+        throw std::bad_alloc();
+      refuse_if(is_out_of_space(connection_, code), QEL_NO_SPACE_ON_DEVICE);
       throw Fault(ExceptionClass::os_error, QEL_READ_ERROR, name_ + ": cannot read or write the state file: " + reason);
     default: throw Fault(ExceptionClass::runtime_error, QEL_FAILURE, name_ + ": " + reason);
   }
@@ -128,6 +183,11 @@ void Database::copy_to(Database &target) {
   int const finished = sqlite3_backup_finish(backup);
   if (code != SQLITE_DONE)
     target.fail(finished == SQLITE_OK ? code : finished);
+}
+
+void Database::empty_log() {
+  if (!is_damaged())
+    sqlite3_wal_checkpoint_v2(connection_, "main", SQLITE_CHECKPOINT_PASSIVE, nullptr, nullptr);
 }
 
 std::uint32_t Database::data_version() {

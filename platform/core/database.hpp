@@ -90,6 +90,9 @@ class HOST_API Database {
   // Runs statements that are not worth keeping.
   void execute_script(char const *sql);
 
+  // Copies the log into the file as far as other processes let it. For a file that is not where it was.
+  void empty_log();
+
   // Another number after every change of the content, whoever made it. Up to date once a transaction has read
   // something.
   std::uint32_t data_version();

@@ -1,6 +1,9 @@
 // The tables of the state file, and telling a state file from anything else.
 #include "platform/core/schema.hpp"
 
+#include <string>
+#include <vector>
+
 namespace host {
 
 namespace {
@@ -290,6 +293,25 @@ std::int64_t integer(Database &database, char const *sql) {
   throw Fault(ExceptionClass::os_error, QEL_METADATA_READ_ERROR, database.name() + ": " + reason);
 }
 
+// Everything in the file that has a definition: tables, indexes, triggers, views.
+std::vector<std::string> definitions(Database &database) {
+  std::vector<std::string> all;
+  Rows rows = database.rows("SELECT type, name, tbl_name, sql FROM sqlite_schema ORDER BY type, name");
+  while (rows.next())
+    all.push_back(rows.text(0) + ' ' + rows.text(1) + ' ' + rows.text(2) + ' ' + rows.text(3));
+  return all;
+}
+
+// Those that a host of this format has.
+std::vector<std::string> const &expected_definitions() {
+  static std::vector<std::string> const expected = [] {
+    Database fresh(":memory:", Database::Mode::memory);
+    create_schema(fresh);
+    return definitions(fresh);
+  }();
+  return expected;
+}
+
 }  // namespace
 
 Identity identify(Database &database) {
@@ -304,6 +326,9 @@ Identity identify(Database &database) {
                 database.name() + ": the state file has format " + std::to_string(version) + ", this host has format " +
                     std::to_string(format_version));
   }
+  // Before anything is read from the tables: a trigger or a computed column of somebody else's would run with it.
+  if (definitions(database) != expected_definitions())
+    not_a_state_file(database, "the state file is damaged: its tables are not those of a host");
   Rows check = database.rows("PRAGMA quick_check(1)");
   std::string const result = check.next() ? check.text(0) : "the check gave no result";
   if (result != "ok")

@@ -9,14 +9,48 @@
 #include <cstring>
 
 #include "platform/core/boot.hpp"
+#include "platform/core/safe_files.hpp"
 #include "platform/core/schema.hpp"
+#include "platform/core/state_file.hpp"
 
 namespace host {
 
 namespace {
 
-[[noreturn]] void cannot_write(std::string const &path) {
-  throw Fault(ExceptionClass::os_error, QEL_WRITE_ERROR, path + ": cannot write the snapshot: " + std::strerror(errno));
+[[noreturn]] void cannot_write(std::string const &path, std::string const &reason) {
+  throw Fault(ExceptionClass::os_error, QEL_WRITE_ERROR, path + ": cannot write the snapshot: " + reason);
+}
+
+[[noreturn]] void cannot_read(std::string const &path, std::string const &reason) {
+  throw Fault(ExceptionClass::os_error, QEL_READ_ERROR, path + ": cannot read the snapshot: " + reason);
+}
+
+void check_target(Database const &database, std::string const &path) {
+  std::optional<struct stat> const target = entry_at(path);
+  if (!target)
+    return;
+  if (char const *objection = objection_to(*target))
+    cannot_write(path, objection);
+  // Processes that have the state file open would go on with what has no name any more.
+  std::optional<struct stat> const own = entry_at(database.name());
+  if (own && own->st_dev == target->st_dev && own->st_ino == target->st_ino)
+    cannot_write(path, "it is the state file itself");
+}
+
+// Only a file that others may have open is opened as a state file is; all others are read without a trace beside them.
+Database::Mode reading_mode(std::string const &path) {
+  // Links are followed, as for any file that is only read.
+  struct stat file {};
+  if (stat(path.c_str(), &file) != 0)
+    cannot_read(path, std::strerror(errno));
+  if (!S_ISREG(file.st_mode))
+    cannot_read(path, "it is not a regular file");
+  if (access(path.c_str(), R_OK) != 0)
+    cannot_read(path, std::strerror(errno));
+  if (!entry_at(path + "-wal") && !entry_at(path + "-journal"))
+    return Database::Mode::frozen;
+  check_state_file(path);
+  return Database::Mode::file;
 }
 
 // A file beside the wanted one, which takes its name when it is complete.
@@ -25,7 +59,8 @@ class NewFile {
   explicit NewFile(std::string wanted) : wanted_(std::move(wanted)), path_(wanted_ + ".XXXXXX") {
     int const file = mkstemp(path_.data());  // readable for its owner only
     if (file < 0)
-      cannot_write(wanted_);
+      cannot_write(wanted_, std::strerror(errno));
+    static_cast<void>(fchmod(file, S_IRUSR | S_IWUSR));  // whatever the umask
     close(file);
   }
   NewFile(NewFile const &) = delete;
@@ -39,7 +74,7 @@ class NewFile {
 
   void complete() {
     if (std::rename(path_.c_str(), wanted_.c_str()) != 0)
-      cannot_write(wanted_);
+      cannot_write(wanted_, std::strerror(errno));
     complete_ = true;
   }
 
@@ -52,9 +87,11 @@ class NewFile {
 }  // namespace
 
 void save_snapshot(Database &database, std::string const &path) {
+  check_target(database, path);
   NewFile file(path);
   {
     Database copy(file.path(), Database::Mode::file);
+    copy.execute_script("PRAGMA journal_mode = MEMORY");
     database.copy_to(copy);
     // One file, without a log beside it.
     copy.execute_script("PRAGMA journal_mode = DELETE");
@@ -63,10 +100,7 @@ void save_snapshot(Database &database, std::string const &path) {
 }
 
 void restore_snapshot(Database &database, std::string const &path) {
-  if (access(path.c_str(), R_OK) != 0) {
-    throw Fault(ExceptionClass::os_error, QEL_READ_ERROR, path + ": cannot read the snapshot: " + std::strerror(errno));
-  }
-  Database snapshot(path, Database::Mode::file);
+  Database snapshot(path, reading_mode(path));
   {
     Transaction transaction(snapshot, false);
     if (identify(snapshot) == Identity::fresh) {

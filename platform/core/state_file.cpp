@@ -3,6 +3,7 @@
 
 #include <fcntl.h>
 #include <pthread.h>
+#include <sys/file.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -10,12 +11,14 @@
 #include <chrono>
 #include <cstdlib>
 #include <cstring>
+#include <ctime>
 #include <filesystem>
 #include <memory>
 #include <mutex>
 #include <optional>
 
 #include "platform/core/boot.hpp"
+#include "platform/core/safe_files.hpp"
 #include "platform/core/schema.hpp"
 #include "platform/core/trace.hpp"
 
@@ -36,8 +39,46 @@ struct FileMark {
   bool operator==(FileMark const &) const = default;
 };
 
+// Which file is at a path.
+struct Place {
+  dev_t device = 0;
+  ino_t inode = 0;
+  bool operator==(Place const &) const = default;
+  bool is_empty() const { return inode == 0; }
+};
+
+Place place_at(std::string const &path) {
+  std::optional<struct stat> const entry = entry_at(path);
+  return entry ? Place{entry->st_dev, entry->st_ino} : Place{};
+}
+
+// The state file and what SQLite keeps beside it while it is open.
+struct Places {
+  Place state;
+  Place log;
+  Place index;
+};
+
+Places places_at(std::string const &path) {
+  return {place_at(path), place_at(path + "-wal"), place_at(path + "-shm")};
+}
+
+using CoarseTime = std::int64_t;  // nanoseconds
+
+// A fraction of what reading the exact time takes.
+CoarseTime coarse_now() {
+  timespec now{};
+  clock_gettime(CLOCK_MONOTONIC_COARSE, &now);
+  return std::int64_t{now.tv_sec} * 1000000000 + now.tv_nsec;
+}
+
+// Three look-ups in the file system would double what a short call takes.
+constexpr CoarseTime between_looks = 5000000;
+
 struct Connection {
   std::optional<std::string> path;
+  Places places;
+  CoarseTime looked = 0;
   std::unique_ptr<Database> database;
   pid_t opener = 0;
   std::optional<FileMark> frozen;
@@ -81,23 +122,91 @@ void make_folders(std::filesystem::path const &folder, std::string const &path) 
   if (folder.empty() || std::filesystem::exists(folder))
     return;
   make_folders(folder.parent_path(), path);
-  if (mkdir(folder.c_str(), S_IRWXU) != 0 && errno != EEXIST)
-    cannot_make(path, errno);
+  if (mkdir(folder.c_str(), S_IRWXU) != 0) {
+    if (errno != EEXIST)
+      cannot_make(path, errno);
+    return;
+  }
+  static_cast<void>(chmod(folder.c_str(), S_IRWXU));  // whatever the umask
 }
+
+// Keeps other processes of the host from putting files into a folder or taking them away meanwhile. Where somebody else
+// keeps it for long (anyone can who sees the folder), it does without.
+class FolderLock {
+ public:
+  explicit FolderLock(std::filesystem::path const &folder)
+      : folder_(open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC)) {
+    for (int attempt = 0; folder_ >= 0 && flock(folder_, LOCK_EX | LOCK_NB) != 0 && attempt < 1000; ++attempt)
+      usleep(1000);
+  }
+  FolderLock(FolderLock const &) = delete;
+  FolderLock &operator=(FolderLock const &) = delete;
+  ~FolderLock() {
+    if (folder_ >= 0)
+      close(folder_);
+  }
+
+ private:
+  int folder_;
+};
 
 // SQLite would make the file readable for everyone. A file that exists is left alone: opening and closing
 // it here would drop locks that another connection of this process holds on it.
 void make_file(std::string const &path) {
-  if (access(path.c_str(), F_OK) == 0)
+  if (entry_at(path))
     return;
-  make_folders(std::filesystem::path(path).parent_path(), path);
-  int const file = open(path.c_str(), O_RDWR | O_CREAT | O_EXCL | O_CLOEXEC, S_IRUSR | S_IWUSR);
+  std::filesystem::path const folder = std::filesystem::path(path).parent_path();
+  make_folders(folder, path);
+  FolderLock const lock(folder);
+  if (entry_at(path))
+    return;
+  // What a state file that was removed has left is not this one's.
+  for (char const *suffix : {"-wal", "-shm", "-journal"})
+    unlink((path + suffix).c_str());
+  int const file = open(path.c_str(), O_RDWR | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, S_IRUSR | S_IWUSR);
   if (file < 0) {
     if (errno != EEXIST)
       cannot_make(path, errno);
     return;
   }
+  static_cast<void>(fchmod(file, S_IRUSR | S_IWUSR));  // whatever the umask
   close(file);
+}
+
+[[noreturn]] void cannot_open(std::string const &path, std::string const &reason) {
+  throw Fault(ExceptionClass::os_error, QEL_READ_ERROR, path + ": cannot open the state file: " + reason);
+}
+
+// Whether another process has it open: SQLite then holds a lock on these bytes.
+bool is_open_elsewhere(std::string const &path) {
+  constexpr off_t sqlite_shared_first = 0x40000002;
+  constexpr off_t sqlite_shared_size = 510;
+  int const file = open(path.c_str(), O_RDONLY | O_NOFOLLOW | O_CLOEXEC);
+  if (file < 0)
+    return false;
+  struct flock lock {};
+  lock.l_type = F_WRLCK;
+  lock.l_whence = SEEK_SET;
+  lock.l_start = sqlite_shared_first;
+  lock.l_len = sqlite_shared_size;
+  bool const is_locked = fcntl(file, F_GETLK, &lock) == 0 && lock.l_type != F_UNLCK;
+  close(file);
+  return is_locked;
+}
+
+// Where the log was removed under processes that use it, they go on with one that nobody else finds. A second one
+// beside theirs would be the end of the state, so this waits until they have ended. Whoever just opens or closes the
+// file is in that state, too, for a moment.
+void await_log(std::string const &path) {
+  auto const deadline = std::chrono::steady_clock::now() + std::chrono::seconds(10);
+  for (;;) {
+    bool const is_whole = entry_at(path + "-wal") && entry_at(path + "-shm");
+    if (is_whole || !is_open_elsewhere(path))
+      return;
+    if (std::chrono::steady_clock::now() > deadline)
+      cannot_open(path, "its log (-wal, -shm) was removed under processes that still have it open");
+    usleep(2000);
+  }
 }
 
 bool may_write(std::string const &path) {
@@ -168,14 +277,66 @@ void prepare_connection(Database &database, bool in_file) {
 
 std::unique_ptr<Database> open_connection(std::string const &path, bool is_frozen) {
   bool const in_file = path != memory_host;
-  if (in_file)
+  if (in_file) {
     make_file(path);
+    check_state_file(path);
+    if (!is_frozen)
+      await_log(path);
+  }
   Database::Mode const mode = is_frozen ? Database::Mode::frozen
                               : in_file ? Database::Mode::file
                                         : Database::Mode::memory;
   auto database = std::make_unique<Database>(path, mode);
   prepare_connection(*database, in_file);
+  // What somebody else has put there since is found out here at the latest.
+  if (in_file)
+    check_state_file(path);
   return database;
+}
+
+// What stands at the path now has nothing to do with the log that the former file has left there.
+void remove_old_log(std::string const &path, Places const &old) {
+  FolderLock const lock(std::filesystem::path(path).parent_path());
+  if (!old.log.is_empty() && place_at(path + "-wal") == old.log)
+    unlink((path + "-wal").c_str());
+  if (!old.index.is_empty() && place_at(path + "-shm") == old.index)
+    unlink((path + "-shm").c_str());
+}
+
+[[noreturn]] void report_change(std::string const &path) {
+  throw Fault(ExceptionClass::os_error, QEL_READ_ERROR,
+              path + ": was removed or replaced while this process had the state file open");
+}
+
+// Ends the use of a state file that is not where it was, or whose log is not: whoever opens the file from now on sees
+// another state. This call says so; the next one opens what is there then.
+void look_after_places() {
+  CoarseTime const now = coarse_now();
+  if (now - connection.looked < between_looks)
+    return;
+  connection.looked = now;
+  std::string const &path = *connection.path;
+  Places const places = places_at(path);
+  Places &known = connection.places;
+  if (places.state != known.state) {
+    connection.database->empty_log();
+    remove_old_log(path, known);
+    connection.database.reset();
+    report_change(path);
+  }
+  if (known.log.is_empty() && known.index.is_empty()) {
+    known = places;
+  } else if (places.log != known.log || places.index != known.index) {
+    // The last process that closes the file copies the log into it, as it has it open still.
+    connection.database.reset();
+    report_change(path + (places.log != known.log ? "-wal" : "-shm"));
+  }
+}
+
+// Of a connection that can only read: whether a new one could write.
+bool may_write_by_now() {
+  return connection.database->is_read_only() && may_write(*connection.path) &&
+         may_write(std::filesystem::path(*connection.path).parent_path());
 }
 
 }  // namespace
@@ -208,8 +369,12 @@ Database &open_host() {
       throw Fault(ExceptionClass::runtime_error, QEL_INVALID_STATE,
                   *connection.path + ": this process is a copy that was not made by fork()");
     }
+    if (!connection.is_memory() && !connection.frozen)
+      look_after_places();
     // Whoever may write the file may have done so.
-    if (!connection.frozen || connection.frozen == frozen_mark(*connection.path))
+    bool const is_current = connection.frozen ? connection.frozen == frozen_mark(*connection.path)
+                                              : !connection.database->is_read_only() || !may_write_by_now();
+    if (is_current)
       return *connection.database;
     connection.database.reset();
   }
@@ -221,7 +386,28 @@ Database &open_host() {
   connection.frozen = connection.is_memory() ? std::nullopt : frozen_mark(*connection.path);
   connection.database = open_connection(*connection.path, connection.frozen.has_value());
   connection.opener = getpid();
+  if (!connection.is_memory())
+    connection.places = places_at(*connection.path);
+  connection.looked = coarse_now();
   return *connection.database;
+}
+
+void check_state_file(std::string const &path) {
+  std::optional<struct stat> const state = entry_at(path);
+  if (!state)
+    return;
+  if (char const *objection = objection_to(*state))
+    cannot_open(path, objection);
+  for (char const *suffix : {"-wal", "-shm", "-journal"}) {
+    std::optional<struct stat> const beside = entry_at(path + suffix);
+    if (!beside)
+      continue;
+    if (char const *objection = objection_to(*beside))
+      cannot_open(path + suffix, objection);
+    // The superuser may have any state file, but not one with a log that its owner did not write.
+    if (beside->st_uid != state->st_uid && beside->st_uid != geteuid() && beside->st_uid != 0)
+      cannot_open(path + suffix, "it belongs to another user than the state file");
+  }
 }
 
 void close_host() {

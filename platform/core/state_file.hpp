@@ -23,6 +23,9 @@ HOST_API std::string state_file_path();
 // This process's connection, opened and the host booted if need be. Needs the lock.
 HOST_API Database &open_host();
 
+// Throws a fault where a state file, or a file that SQLite keeps beside it, is not what this process may write to.
+void check_state_file(std::string const &path);
+
 // Ends this process's use of the host: the next call reads the environment again and opens anew.
 HOST_API void close_host();
 

@@ -77,6 +77,7 @@ WantedSwitch read_switch(Document const &document) {
                           truth_member(port, "made_for_uplink"), &port};
     refuse_if(!wanted.ports.emplace(read.dvport_id, read).second, QEL_INVALID_METADATA);
   }
+  refuse_if(wanted.ports.size() > wanted.max_ports, QEL_LIMIT_EXCEEDED);
   return wanted;
 }
 
@@ -185,11 +186,18 @@ void restore_port_settings(Database &database, RowId vswitch, WantedSwitch const
   }
 }
 
+void set_room_for_ports(Database &database, RowId vswitch, std::int64_t max_ports) {
+  database.execute("UPDATE vswitch SET max_ports = ? WHERE id = ?", max_ports, vswitch);
+}
+
 // NICs that this host does not have, or that others use, stay out.
 void restore_nics(Database &database, RowId vswitch, Document const &document) {
+  std::vector<UplinkPortName> const uplinks = uplink_port_names(database, vswitch);
   for (Document const &entry : list_member(document, "nics")) {
     std::string const uplink = name_member(entry, "uplink", QEL_HNQ_NAME_MAX_LEN);
     std::string const nic = name_member(entry, "nic", QEL_DEVICE_NAME_MAX_LENGTH);
+    if (std::none_of(uplinks.begin(), uplinks.end(), [&](auto const &other) { return other.name == uplink; }))
+      continue;
     try {
       bind_nic(database, vswitch, uplink, nic);
     } catch (Refusal const &refusal) {
@@ -199,26 +207,52 @@ void restore_nics(Database &database, RowId vswitch, Document const &document) {
   }
 }
 
+// The uplink ports that will be in effect.
+std::vector<UplinkPortName> wanted_uplinks(WantedSwitch const &wanted, Extent extent) {
+  std::vector<PlacedProperty> properties;
+  read_properties(properties, {}, *wanted.document, "host", extent);
+  StoredProperty const *list = nullptr;
+  for (PlacedProperty const &placed : properties) {
+    if (placed.property.name == QEL_HNQPROP_HOST_UPLINKPORTS && (!list || !list->is_volatile))
+      list = &placed.property;
+  }
+  return list ? parse_uplink_ports(list->value) : std::vector<UplinkPortName>();
+}
+
+// Ports that were made for uplinks, but not for one that is there now.
+void drop_unused_ports_of_uplinks(Database &database, RowId vswitch, WantedSwitch const &wanted) {
+  for (auto const &[dvport_id, port] : wanted.ports) {
+    std::optional<Port> const existing = find_port(database, vswitch, dvport_id);
+    if (port.made_for_uplink && existing && existing->client_type == VS_PORT_CLIENT_UNKNOWN)
+      drop_port(database, vswitch, existing->row);
+  }
+}
+
 void restore_switch(Database &database, WantedSwitch const &wanted, Extent extent) {
   RowId const vswitch = make_or_update_switch(database, wanted);
+  // For a while it may have what comes beside what goes.
+  set_room_for_ports(database, vswitch, 3 * most_ports);
   auto const is_wanted = [&](std::string const &dvport_id) { return wanted.ports.count(dvport_id) != 0; };
   std::vector<PlacedProperty> properties;
   read_properties(properties, {vswitch, Scope::global}, *wanted.document, "global", extent);
   read_properties(properties, {vswitch, Scope::host}, *wanted.document, "host", extent);
 
-  // What goes, goes first, so that what comes finds room. Ports that uplinks used become free in between.
   drop_properties(database, vswitch, properties);
-  drop_ports(database, vswitch, is_wanted, QEL_BUSY);
   restore_ports(database, vswitch, wanted);
   restore_port_settings(database, vswitch, wanted, false, extent, properties);
   set_all(database, std::move(properties));
   drop_ports(database, vswitch, is_wanted, QEL_BUSY);
-  restore_nics(database, vswitch, *wanted.document);
+  drop_unused_ports_of_uplinks(database, vswitch, wanted);
 
   std::vector<PlacedProperty> of_uplinks;
   restore_port_settings(database, vswitch, wanted, true, extent, of_uplinks);
   set_all(database, std::move(of_uplinks));
+  for (auto const &[dvport_id, port] : wanted.ports) {
+    if (std::optional<Port> const existing = find_port(database, vswitch, dvport_id))
+      set_made_for_uplink(database, existing->row, port.made_for_uplink);
+  }
   refuse_if(count_ports(database, vswitch) > wanted.max_ports, QEL_LIMIT_EXCEEDED);
+  set_room_for_ports(database, vswitch, wanted.max_ports);
 
   bool const has_portset = !load_switch(database, vswitch).portset.empty();
   if (wanted.portset && !has_portset)
@@ -238,11 +272,32 @@ void clear_unless_needed(Database &database, PropertyPlace const &place, std::st
 }
 
 void restore_switches(Database &database, std::vector<WantedSwitch> const &switches, Extent extent) {
-  // Switches may exchange their aliases. No alias begins with this character for longer than this call.
-  for (WantedSwitch const &wanted : switches)
-    database.execute("UPDATE vswitch SET alias = char(1) || id WHERE switch_id = ?", wanted.switch_id);
-  for (WantedSwitch const &wanted : switches)
+  std::vector<NicBinding> const former = nic_bindings(database);
+  for (WantedSwitch const &wanted : switches) {
+    std::optional<RowId> const existing = find_switch(database, wanted.switch_id);
+    if (!existing)
+      continue;
+    // Switches may exchange their aliases. No alias begins with this character for longer than this call.
+    database.execute("UPDATE vswitch SET alias = char(1) || id WHERE id = ?", *existing);
+    release_uplink_ports(database, *existing, wanted_uplinks(wanted, extent));
+  }
+  // Uplink ports must not take NICs by their names: the image says who has which, after the switches that it leaves
+  // out.
+  release_nics(database);
+  std::set<RowId> restored;
+  for (WantedSwitch const &wanted : switches) {
     restore_switch(database, wanted, extent);
+    restored.insert(*find_switch(database, wanted.switch_id));
+    release_nics(database);
+  }
+  for (NicBinding const &binding : former) {
+    if (!restored.count(binding.vswitch))
+      bind_nic_again(database, binding);
+  }
+  for (WantedSwitch const &wanted : switches)
+    restore_nics(database, *find_switch(database, wanted.switch_id), *wanted.document);
+  for (NicBinding const &binding : former)
+    restore_numa_node(database, binding);
 }
 
 void destroy_switches_except(Database &database, std::vector<WantedSwitch> const &kept) {

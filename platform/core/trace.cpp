@@ -16,6 +16,7 @@
 #include <string_view>
 
 #include "platform/core/handed_out.hpp"
+#include "platform/core/safe_files.hpp"
 #include "platform/core/status_names.hpp"
 
 namespace host {
@@ -113,6 +114,32 @@ void trace_unreleased(char const *function, std::size_t bytes) {
   });
 }
 
+// A descriptor, or -1 and the reason. O_NONBLOCK: opening a pipe would wait for its reader.
+int open_trace(char const *path, char const **reason) {
+  int const file = open(path, O_WRONLY | O_APPEND | O_CREAT | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC, S_IRUSR | S_IWUSR);
+  if (file < 0) {
+    *reason = std::strerror(errno);
+    return -1;
+  }
+  // What was opened, not what is there now.
+  struct stat entry {};
+  if (fstat(file, &entry) != 0) {
+    *reason = std::strerror(errno);
+  } else if (S_ISREG(entry.st_mode) && entry.st_uid != geteuid()) {
+    // Not even the superuser writes into the files of others here.
+    *reason = "it belongs to another user";
+  } else {
+    *reason = objection_to(entry);
+  }
+  if (!*reason) {
+    if (entry.st_mode != (S_IFREG | S_IRUSR | S_IWUSR) && entry.st_size == 0)
+      static_cast<void>(fchmod(file, S_IRUSR | S_IWUSR));  // whatever the umask
+    return file;
+  }
+  close(file);
+  return -1;
+}
+
 struct ReportAtExit {
   ~ReportAtExit() {
     if (trace_state == TraceState::on)
@@ -132,9 +159,10 @@ void start_trace() {
     return;
   char const *path = std::getenv("VSWITCH_HOST_TRACE");
   if (path && *path) {
-    trace_file = open(path, O_WRONLY | O_APPEND | O_CREAT | O_NOFOLLOW | O_CLOEXEC, S_IRUSR | S_IWUSR);
-    if (trace_file < 0)
-      std::fprintf(stderr, "vswitch host: %s: cannot open the trace: %s\n", path, std::strerror(errno));
+    char const *reason = nullptr;
+    trace_file = open_trace(path, &reason);
+    if (reason)
+      std::fprintf(stderr, "vswitch host: %s: cannot open the trace: %s\n", path, reason);
   }
   trace_state = trace_file < 0 ? TraceState::off : TraceState::on;
 }

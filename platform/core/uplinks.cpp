@@ -161,38 +161,39 @@ void bind_nic(Database &database, RowId vswitch, std::string_view uplink, std::s
   database.execute("UPDATE uplink_port SET nic = ?, numa_node = NULL WHERE port = ?", *row, target.port);
 }
 
-std::vector<NicBinding> release_nics(Database &database) {
-  std::vector<NicBinding> released;
-  {
-    Rows rows = database.rows("SELECT port, nic, numa_node FROM uplink_port WHERE nic IS NOT NULL");
-    while (rows.next()) {
-      released.push_back({rows.integer(0), rows.integer(1), std::nullopt});
-      if (!rows.is_null(2))
-        released.back().numa_node = rows.integer(2);
-    }
+std::vector<NicBinding> nic_bindings(Database &database) {
+  std::vector<NicBinding> bindings;
+  Rows rows = database.rows("SELECT vswitch, port, nic, numa_node FROM uplink_port WHERE nic IS NOT NULL");
+  while (rows.next()) {
+    bindings.push_back({rows.integer(0), rows.integer(1), rows.integer(2), std::nullopt});
+    if (!rows.is_null(3))
+      bindings.back().numa_node = rows.integer(3);
   }
-  database.execute("UPDATE uplink_port SET nic = NULL, numa_node = NULL");
-  return released;
+  return bindings;
 }
 
-void release_nics(Database &database, RowId vswitch) {
-  database.execute("UPDATE uplink_port SET nic = NULL, numa_node = NULL WHERE vswitch = ?", vswitch);
+void release_nics(Database &database) {
+  database.execute("UPDATE uplink_port SET nic = NULL, numa_node = NULL");
 }
 
 void bind_nic_again(Database &database, NicBinding const &binding) {
-  if (bound_uplink(database, binding.nic))
-    return;
-  database.execute("UPDATE uplink_port SET nic = ? WHERE port = ? AND nic IS NULL", binding.nic, binding.port);
-  if (binding.numa_node)
-    database.execute("UPDATE uplink_port SET numa_node = ? WHERE nic = ?", *binding.numa_node, binding.nic);
+  database.execute("UPDATE uplink_port SET nic = ? WHERE port = ?", binding.nic, binding.port);
+}
+
+void restore_numa_node(Database &database, NicBinding const &binding) {
+  if (binding.numa_node) {
+    database.execute("UPDATE uplink_port SET numa_node = ? WHERE port = ? AND nic = ?", *binding.numa_node,
+                     binding.port, binding.nic);
+  }
 }
 
 void release_uplink_ports(Database &database, RowId vswitch, std::vector<UplinkPortName> const &kept) {
   database.execute("UPDATE uplink_port SET made_port = 0 WHERE vswitch = ?", vswitch);
   for (auto const &[name, uplink] : current_uplinks(database, vswitch)) {
-    bool const stays = std::any_of(kept.begin(), kept.end(), [&, &own_name = name, &own_port = uplink](auto const &other) {
-      return other.name == own_name && other.dvport_id == own_port.dvport_id;
-    });
+    bool const stays =
+        std::any_of(kept.begin(), kept.end(), [&, &own_name = name, &own_port = uplink](auto const &other) {
+          return other.name == own_name && other.dvport_id == own_port.dvport_id;
+        });
     if (!stays)
       remove_uplink(database, vswitch, uplink);
   }

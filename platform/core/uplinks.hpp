@@ -43,20 +43,21 @@ void bind_nic(Database &database, RowId vswitch, std::string_view uplink, std::s
 HOST_API void set_carrier(Database &database, std::string_view nic, bool up);
 void set_all_nics_up(Database &database);
 
-// Who has which NIC, and what teaming knows of it.
+// Which uplink port has which NIC, and the NUMA node that teaming knows it to be on.
 struct NicBinding {
-  RowId port;  // of the uplink
+  RowId vswitch;
+  RowId port;
   RowId nic;
   std::optional<std::int64_t> numa_node;
 };
-// Takes all NICs away from their uplink ports.
-std::vector<NicBinding> release_nics(Database &database);
-void release_nics(Database &database, RowId vswitch);
-// Gives a NIC back to its uplink port if both are still free.
+std::vector<NicBinding> nic_bindings(Database &database);
+void release_nics(Database &database);
 void bind_nic_again(Database &database, NicBinding const &binding);
+// Where the uplink port has the NIC again.
+void restore_numa_node(Database &database, NicBinding const &binding);
 
-// Takes away the uplink ports of a switch that are not in the list with the same port. Their ports become free, and so do
-// those of the others as soon as these go: none is removed.
+// Takes away the uplink ports of a switch that are not in the list with the same port. Their ports become free, and so
+// do those of the others as soon as these go: none is removed.
 void release_uplink_ports(Database &database, RowId vswitch, std::vector<UplinkPortName> const &kept);
 // Whether the port of an uplink goes with it; a port of no uplink is left alone.
 void set_made_for_uplink(Database &database, RowId port, bool made);

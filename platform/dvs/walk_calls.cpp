@@ -97,7 +97,8 @@ int look_up(char const *alias, Scope scope, char const *name, DVSDataItem *item,
 
 char const *switch_text(DVSwitchHandle handle, std::string Switch::*text, char const *function = __builtin_FUNCTION()) {
   char const *result = nullptr;
-  query_handles([&](Database &database) { result = text_of_handle(handle, switch_at(database, handle).*text); }, function);
+  query_handles([&](Database &database) { result = text_of_handle(handle, switch_at(database, handle).*text); },
+                function);
   return result;
 }
 

@@ -2,10 +2,9 @@
 #include "platform/tool/session.hpp"
 
 #include <filesystem>
-#include <fstream>
 #include <iostream>
-#include <sstream>
 
+#include "platform/core/safe_files.hpp"
 #include "platform/core/state_file.hpp"
 
 namespace tool {
@@ -53,11 +52,11 @@ void change_host(std::function<void(host::Database &)> const &work) {
 }
 
 std::string read_text_file(std::string const &path) {
-  std::ifstream file(path, std::ios::binary);
-  std::ostringstream text;
-  if (!file || !(text << file.rdbuf()))
-    throw Refused(path + ": cannot read it");
-  return text.str();
+  try {
+    return host::read_description_file(path);
+  } catch (std::runtime_error const &error) {
+    throw Refused(path + ": " + error.what());
+  }
 }
 
 }  // namespace tool

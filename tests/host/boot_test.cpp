@@ -141,8 +141,9 @@ TEST_F(Boot, bad_descriptions_are_refused_with_their_place) {
   expect_refused(switch_with(R"("ports": [{"dvport_id": ")" + std::string(48, 'p') + R"("}])"),
                  "switches[0].ports[0].dvport_id: is longer than 47 bytes");
   expect_refused(nic_with(R"("link": "left")"), "physical_nics[0].link: must be \"up\" or \"down\"");
-  expect_refused(nic_with(R"("name": "")"), "physical_nics[0].name: is empty");
-  expect_refused(nic_with(R"("mac": "02:00:00:00:00:01x")"), "physical_nics[0].mac: ");
+  expect_refused(R"({"format": 1, "physical_nics": [{"name": ""}]})", "physical_nics[0].name: is empty");
+  expect_refused(R"({"format": 1, "physical_nics": [{"name": "n", "mac": "02:00:00:00:00:01x"}]})",
+                 "physical_nics[0].mac: ");
   expect_refused(nic_with(R"("x": 1)"), "physical_nics[0].x: is not a member");
 }
 

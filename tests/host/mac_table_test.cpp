@@ -275,6 +275,38 @@ TEST_F(MacTable, learning_moves_refreshes_and_keeps_to_the_limits) {
   EXPECT_EQ(Learning::learned, learn("q", 0xa1));
 }
 
+TEST_F(MacTable, an_uplink_has_a_limit_where_it_has_a_policy) {
+  ASSERT_STATUS(QEL_OK, set("uplink-1", entry_for(1)));
+  VSPMACLearning policy{};
+  policy.macLimit = 2;
+  ASSERT_STATUS(QEL_OK, VSDVS_SetPortMACLearning("s", "uplink-1", &policy));
+  EXPECT_STATUS(QEL_LIMIT_EXCEEDED, set("uplink-1", entry_for(2))) << "one by hand, and one learned";
+  policy.macLimit = 3;
+  ASSERT_STATUS(QEL_OK, VSDVS_SetPortMACLearning("s", "uplink-1", &policy));
+  EXPECT_STATUS(QEL_OK, set("uplink-1", entry_for(2)));
+  EXPECT_STATUS(QEL_LIMIT_EXCEEDED, set("uplink-1", entry_for(3)));
+}
+
+TEST_F(MacTable, addresses_that_are_not_allowed_can_be_removed) {
+  ASSERT_STATUS(QEL_OK, set("r", entry_for(1)));
+  ASSERT_STATUS(QEL_OK, VSDVS_SetStaticMACAllow("s", 0));
+  EXPECT_STATUS(QEL_OK, clear("r", entry_for(1)));
+  EXPECT_STATUS(QEL_NOT_FOUND, clear("r", entry_for(1)));
+}
+
+TEST_F(MacTable, a_longer_aging_time_brings_addresses_back) {
+  auto const set_aging = [](unsigned seconds) {
+    VSPropMACLearning properties{};
+    properties.agingTime = seconds & 0xffffff;
+    properties.macLimit = 10;
+    EXPECT_STATUS(QEL_OK, VSDVS_SetMACLearning("s", &properties));
+    return stats_of("p").numMACsLearned;
+  };
+  EXPECT_EQ(2u, set_aging(11));
+  EXPECT_EQ(1u, set_aging(10)) << "one was seen 10 seconds ago, the other does not age";
+  EXPECT_EQ(2u, set_aging(11));
+}
+
 TEST_F(MacTable, the_limit_of_the_switch_holds_too) {
   VSMACLearningGlobalProps two{600, 2, 0, 1};
   ASSERT_STATUS(QEL_OK, VSQEL_SetGlobalMACLearningProps(&two));

@@ -341,3 +341,21 @@ TEST_F(PortPolicies, settings_that_need_each_other_come_back_from_an_image) {
   EXPECT_EQ("gold", raw_property("workload", "100", VSPROP_PORT_LS_TEAMING_POLICY));
   EXPECT_EQ("uplink-b", raw_property("workload", "101", VSPROP_PORT_TEAMING_OVERRIDE));
 }
+
+TEST_F(PortPolicies, a_private_vlan_stays_as_long_as_either_value_of_a_policy_needs_it) {
+  ASSERT_STATUS(QEL_OK, set_map(sample_map()));
+  std::string const policy = vlan_policy(VSPORT_VLAN_PVLAN_ENABLED, 101);
+  std::string const plain = vlan_policy(0, 5);
+  auto const set_policy = [](std::string const &value, bool persistent) {
+    return VSDVS_SetPortProp("workload", "100", VSPROP_PORT_VLAN, value.data(), static_cast<int>(value.size()), "",
+                             persistent);
+  };
+  ASSERT_STATUS(QEL_OK, set_policy(policy, true));
+  ASSERT_STATUS(QEL_OK, set_policy(plain, false));
+  EXPECT_STATUS(QEL_BUSY, set_map({})) << "the persistent value names it";
+  ASSERT_STATUS(QEL_OK, set_policy(plain, true));
+  ASSERT_STATUS(QEL_OK, set_policy(policy, false));
+  EXPECT_STATUS(QEL_BUSY, set_map({})) << "the volatile value names it";
+  ASSERT_STATUS(QEL_OK, set_policy(plain, true));
+  EXPECT_STATUS(QEL_OK, set_map({}));
+}

@@ -2,6 +2,7 @@
 #include <vector>
 
 #include "host_test.hpp"
+#include "platform/core/snapshot.hpp"
 
 namespace {
 
@@ -250,4 +251,84 @@ TEST_F(StateHandles, callbacks_may_change_the_host) {
 TEST_F(StateHandles, of_a_parent_are_good_in_a_child) {
   DVSwitchHandle const handle = DVSState_SwitchFindByAlias("workload");
   EXPECT_EQ(0, in_child([&] { return std::strcmp("workload", DVS_SwitchName(handle)) == 0 ? 0 : 1; }));
+}
+
+namespace {
+
+// The host of another process does it.
+void elsewhere(void (*change)(Database &, std::string const &), std::string const &argument) {
+  ASSERT_EQ(0, in_child([&] {
+              HostLock lock;
+              change(open_host(), argument);
+              return 0;
+            }));
+}
+
+}  // namespace
+
+// Numbers of switches and ports come from the state, and are the same ones again in another state.
+TEST_F(StateHandles, are_stale_when_the_state_was_replaced) {
+  std::string const snapshot = (folder / "saved.db").string();
+  elsewhere(save_snapshot, snapshot);
+  auto const replace_by_snapshot = [&] { elsewhere(restore_snapshot, snapshot); };
+  auto const replace_by_reset = [&] { elsewhere(reset_host, std::string(default_description())); };
+  auto const replace_here = [&] {
+    HostLock lock;
+    restore_snapshot(open_host(), snapshot);
+  };
+  auto const another_host = [&] {
+    use_host(state_file());
+    std::filesystem::remove(state_file());
+  };
+  for (std::function<void()> const &replace :
+       std::vector<std::function<void()>>{replace_by_snapshot, replace_by_reset, replace_here, another_host}) {
+    ASSERT_STATUS(QEL_OK, create_switch("first"));
+    ASSERT_STATUS(QEL_OK, VSDVS_AddDVPort("first", "1", 0));
+    DVSwitchHandle const vswitch = DVSState_SwitchFindByAlias("first");
+    DVSPortHandle const port = DVSState_PortFind("first", "1");
+    DVSwitchHandle const stays = DVSState_SwitchFindByAlias("workload");
+    DVSDataItem item = nullptr;
+    ASSERT_STATUS(QEL_OK, DVSState_GlobalPropLookup("workload", VSPROP_MTU, &item));
+    qel_SwitchPortID const number = port_number("first", "1");
+
+    replace();
+    ASSERT_STATUS(QEL_OK, create_switch("second"));
+    ASSERT_STATUS(QEL_OK, VSDVS_AddDVPort("second", "2", 0));
+    ASSERT_EQ(number, port_number("second", "2")) << "the number is that of another port now";
+    EXPECT_EQ(nullptr, DVS_SwitchName(vswitch));
+    EXPECT_EQ(nullptr, DVS_PortId(port));
+    EXPECT_EQ(nullptr, DVS_SwitchName(stays));
+    EXPECT_EQ(nullptr, DVSData_Name(item));
+    EXPECT_NE(vswitch, DVSState_SwitchFindByAlias("second"));
+    EXPECT_NE(port, DVSState_PortFind("second", "2"));
+    EXPECT_STREQ("2", DVS_PortId(DVSState_PortFind("second", "2")));
+    ASSERT_STATUS(QEL_OK, VSDVS_DestroyVSwitch("second"));
+    replace();
+  }
+}
+
+TEST_F(StateHandles, a_walk_ends_when_the_state_is_replaced) {
+  struct Visits {
+    std::string snapshot;
+    Seen seen;
+  };
+  Visits visits{(folder / "saved.db").string(), {}};
+  elsewhere(save_snapshot, visits.snapshot);
+  auto const restore = [](DVSwitchHandle vswitch, void *context) {
+    auto *const own = static_cast<Visits *>(context);
+    note(&own->seen, DVS_SwitchName(vswitch), vswitch);
+    elsewhere(restore_snapshot, own->snapshot);
+    return 0;
+  };
+  DVSState_SwitchForEach(restore, &visits);
+  EXPECT_EQ((Names{"management"}), visits.seen.names);
+  EXPECT_EQ(nullptr, DVS_SwitchName(visits.seen.handles[0]));
+}
+
+TEST_F(StateHandles, are_good_after_another_boot) {
+  DVSwitchHandle const vswitch = DVSState_SwitchFindByAlias("workload");
+  ASSERT_STATUS(QEL_OK, host::boot());
+  EXPECT_STREQ("workload", DVS_SwitchName(vswitch));
+  use_host(state_file());
+  EXPECT_STREQ("workload", DVS_SwitchName(vswitch)) << "it is the same state";
 }

@@ -1,25 +1,11 @@
 // Images of the state and of ports: round trips, damage, what an image brings in, the upkeep of the state.
 #include <vector>
 
-#include "host_test.hpp"
+#include "images.hpp"
 
 namespace {
 
 constexpr auto no_version = static_cast<HNQVersion>(0);
-
-std::string take(int status, void *image, int length) {
-  EXPECT_STATUS(QEL_OK, status);
-  std::string const bytes(static_cast<char const *>(image), static_cast<std::size_t>(length));
-  DVSQEL_DataFree(image);
-  return bytes;
-}
-
-std::string state() {
-  void *image = nullptr;
-  int length = 0;
-  int const status = DVSQEL_StateGet(&image, &length);
-  return take(status, image, length);
-}
 
 std::string persistent_state() {
   void *image = nullptr;
@@ -42,13 +28,6 @@ std::string persistent_port_state(char const *alias, char const *dvport_id, int 
   return take(status, image, length);
 }
 
-// Each gets the bytes without their const: the calls do not write them.
-int init(std::string image) {
-  return DVSQEL_StateInit(image.data(), static_cast<int>(image.size()));
-}
-int deserialize(std::string image) {
-  return DVSState_ConfigDeserialize(image.data(), static_cast<int>(image.size()));
-}
 int add_port(char const *alias, char const *dvport_id, std::string image) {
   return DVSQEL_PortAdd(alias, dvport_id, image.data(), static_cast<int>(image.size()));
 }
@@ -80,29 +59,6 @@ VSTeamPolicy teaming_of(char const *alias) {
   VSTeamPolicy policy{};
   EXPECT_STATUS(QEL_OK, VSDVS_GetTeamingPolicy(alias, &policy));
   return policy;
-}
-
-void put_number(std::string &image, std::size_t place, std::uint32_t number) {
-  std::memcpy(image.data() + place, &number, sizeof number);
-}
-
-// An image that is sound as such, whatever its document is: a CRC-32 bit by bit, after the documented layout.
-std::string image_around(std::string const &document) {
-  std::string image = "vswstate" + std::string(12, '\0') + document;
-  put_number(image, 8, 1);
-  put_number(image, 12, static_cast<std::uint32_t>(document.size()));
-  std::uint32_t crc = 0xffffffffu;
-  auto const add = [&](char byte) {
-    crc ^= static_cast<unsigned char>(byte);
-    for (int bit = 0; bit < 8; ++bit)
-      crc = (crc >> 1) ^ ((crc & 1) ? 0xedb88320u : 0u);
-  };
-  for (char byte : image.substr(8, 8))
-    add(byte);
-  for (char byte : document)
-    add(byte);
-  put_number(image, 16, crc ^ 0xffffffffu);
-  return image;
 }
 
 }  // namespace

@@ -1,7 +1,7 @@
 // Uplink ports, the physical NICs behind them, and their links.
 #include <vector>
 
-#include "host_test.hpp"
+#include "images.hpp"
 
 namespace {
 
@@ -263,4 +263,95 @@ TEST_F(UplinkPorts, refused_link_states) {
   EXPECT_STATUS(QEL_NOT_FOUND, VSQEL_GetUplinkLinkState("edge", "none", &state));
   EXPECT_EQ(0, state);
   EXPECT_STATUS(QEL_BAD_PARAM, VSQEL_GetUplinkLinkState("edge", "a", nullptr));
+}
+
+// A switch of the image keeps its ports, whatever its uplink ports were in the meantime.
+TEST_F(UplinkPorts, of_an_image_come_to_the_ports_that_they_had) {
+  ASSERT_STATUS(QEL_OK, VSDVS_AddDVPort("edge", "p", 5));
+  ASSERT_STATUS(QEL_OK, VSDVS_AddSwitchUplinkPort("edge", "u"));
+  std::string const image = state();
+  qel_SwitchPortID const plain = port_number("edge", "p");
+  qel_SwitchPortID const of_uplink = port_number("edge", "uplink-1");
+
+  ASSERT_STATUS(QEL_OK, set_uplinks("edge", {"u", "v"}, {"p", "uplink-1"}));
+  ASSERT_STATUS(QEL_OK, init(image));
+  EXPECT_EQ((Uplinks{{"u", "uplink-1"}}), uplink_ports("edge"));
+  EXPECT_EQ(plain, port_number("edge", "p"));
+  EXPECT_TRUE(image == state());
+
+  ASSERT_STATUS(QEL_OK, VSDVS_RemoveSwitchUplinkPort("edge", "u"));
+  ASSERT_STATUS(QEL_OK, VSDVS_RemoveDVPort("edge", "p"));
+  ASSERT_STATUS(QEL_OK, set_uplinks("edge", {"v", "u"}, {"uplink-1", "p"}));
+  qel_SwitchPortID const made_plain = port_number("edge", "p");
+  qel_SwitchPortID const made_of_uplink = port_number("edge", "uplink-1");
+  EXPECT_NE(of_uplink, made_of_uplink);
+  ASSERT_STATUS(QEL_OK, init(image)) << "p was made for an uplink, and is a plain port in the image";
+  EXPECT_EQ((Uplinks{{"u", "uplink-1"}}), uplink_ports("edge"));
+  EXPECT_EQ(made_plain, port_number("edge", "p"));
+  EXPECT_EQ(made_of_uplink, port_number("edge", "uplink-1"));
+  EXPECT_TRUE(image == state());
+}
+
+TEST_F(UplinkPorts, of_an_image_find_room_on_a_full_switch) {
+  ASSERT_STATUS(QEL_OK, create_switch("full", 1));
+  ASSERT_STATUS(QEL_OK, VSDVS_AddSwitchUplinkPort("full", "u"));
+  std::string const image = state();
+  ASSERT_STATUS(QEL_OK, VSDVS_ClearSwitchUplinkPorts("full"));
+  ASSERT_STATUS(QEL_OK, VSDVS_AddDVPort("full", "p", 0));
+  ASSERT_STATUS(QEL_OK, set_uplinks("full", {"u"}, {"p"}));
+  ASSERT_STATUS(QEL_OK, init(image));
+  EXPECT_EQ((Uplinks{{"u", "uplink-1"}}), uplink_ports("full"));
+  EXPECT_STATUS(QEL_LIMIT_EXCEEDED, VSDVS_AddDVPort("full", "p", 0));
+}
+
+// Whether a port goes with its uplink port is part of the image.
+TEST_F(UplinkPorts, of_an_image_have_their_own_ports_or_others) {
+  ASSERT_STATUS(QEL_OK, VSDVS_AddDVPort("edge", "plain", 0));
+  ASSERT_STATUS(QEL_OK, set_uplinks("edge", {"u", "v"}, {"made", "plain"}));
+  std::string const image = state();
+  ASSERT_STATUS(QEL_OK, VSDVS_ClearSwitchUplinkPorts("edge"));
+  ASSERT_STATUS(QEL_OK, VSDVS_RemoveDVPort("edge", "plain"));
+  ASSERT_STATUS(QEL_OK, VSDVS_AddDVPort("edge", "made", 0));
+  ASSERT_STATUS(QEL_OK, set_uplinks("edge", {"u", "v"}, {"made", "plain"}));
+  EXPECT_FALSE(image == state());
+  ASSERT_STATUS(QEL_OK, init(image));
+  EXPECT_TRUE(image == state());
+  ASSERT_STATUS(QEL_OK, VSDVS_ClearSwitchUplinkPorts("edge"));
+  EXPECT_EQ(0, DVPortExist("edge", "made"));
+  EXPECT_EQ(1, DVPortExist("edge", "plain"));
+}
+
+TEST_F(UplinkPorts, of_an_image_get_their_nics_from_each_other) {
+  ASSERT_STATUS(QEL_OK, create_switch("core"));
+  for (auto const &[from, to] : {std::pair{"edge", "core"}, std::pair{"core", "edge"}}) {
+    ASSERT_STATUS(QEL_OK, VSDVS_AddSwitchUplinkPort(from, "nic4"));
+    std::string const image = state();
+    ASSERT_STATUS(QEL_OK, VSDVS_ClearSwitchUplinkPorts(from));
+    ASSERT_STATUS(QEL_OK, VSDVS_AddSwitchUplinkPort(to, "nic4"));
+    ASSERT_STATUS(QEL_OK, init(image));
+    EXPECT_EQ((Texts{"nic4"}), nics(from));
+    EXPECT_EQ((Texts{}), nics(to));
+    EXPECT_TRUE(image == state());
+    ASSERT_STATUS(QEL_OK, VSDVS_ClearSwitchUplinkPorts(from));
+  }
+}
+
+TEST_F(UplinkPorts, of_a_configuration_leave_nics_to_switches_that_it_does_not_have) {
+  ASSERT_STATUS(QEL_OK, VSDVS_AddSwitchUplinkPort("edge", "nic4"));
+  std::string const image = state();
+  ASSERT_STATUS(QEL_OK, VSDVS_ClearSwitchUplinkPorts("edge"));
+  ASSERT_STATUS(QEL_OK, create_switch("core"));
+  ASSERT_STATUS(QEL_OK, VSDVS_AddSwitchUplinkPort("core", "nic4"));
+  ASSERT_STATUS(QEL_OK, deserialize(image));
+  EXPECT_EQ((Uplinks{{"nic4", "uplink-1"}}), uplink_ports("edge"));
+  EXPECT_EQ((Texts{}), nics("edge"));
+  EXPECT_EQ((Texts{"nic4"}), nics("core"));
+  // As long as the state says so the uplink port has none, though its name is that of a NIC.
+  std::string const without = state();
+  ASSERT_STATUS(QEL_OK, VSDVS_ClearSwitchUplinkPorts("core"));
+  ASSERT_STATUS(QEL_OK, VSDVS_ClearSwitchUplinkPorts("edge"));
+  ASSERT_STATUS(QEL_OK, VSDVS_AddSwitchUplinkPort("edge", "nic4"));
+  ASSERT_STATUS(QEL_OK, init(without));
+  EXPECT_EQ((Texts{}), nics("edge"));
+  EXPECT_TRUE(without == state());
 }

@@ -263,7 +263,7 @@ class Model(PropertyModel, MacModel, VlanModel, MirrorModel, LagModel, ImageMode
             QEL_LIMIT_EXCEEDED=len(names) > MOST_UPLINKS or len(others) + len(made) > switch.max_ports,
             QEL_BUSY=bool(members & set(going))
             or any(switch.ports[port].client_mac is not None for port in explicit if port in switch.ports)
-            or any(self.bound.get(name, (alias, name)) != (alias, name) for name in names),
+            or any(self.bound.get(name, (alias, name)) != (alias, name) for name in names if name not in kept),
         )
         if statuses == OK:
             self._replace_uplinks(switch, names, wanted)
@@ -279,13 +279,15 @@ class Model(PropertyModel, MacModel, VlanModel, MirrorModel, LagModel, ImageMode
                 self.drop_port(switch, dvport_id)
             else:
                 switch.ports[dvport_id].uplink = None
+                self.forget_learned(switch, dvport_id)
             if uplink not in names:
                 self.unbind(switch.alias, uplink)
         for name in names:
             dvport_id = wanted_of[name] or self._free_id(switch)
             port = switch.ports.setdefault(dvport_id, Port(made_for_uplink=True))
+            if port.uplink != name and name not in self.bound:
+                self.bind(switch.alias, name)
             port.uplink = name
-            self.bind(switch.alias, name)
         switch.uplinks = list(names)
 
     @staticmethod
@@ -303,13 +305,13 @@ class Model(PropertyModel, MacModel, VlanModel, MirrorModel, LagModel, ImageMode
     def set_admin_state(self, switch: Switch | None, uplink, up: bool) -> set[str]:
         if switch is None or uplink not in switch.uplinks:
             return NOT_FOUND
-        if uplink not in NICS:
+        if self.bound.get(uplink) != (switch.alias, uplink):
             return {"QEL_NO_SUCH_DEVICE"}
         self.admin_up[uplink] = up
         return OK
 
-    def link_is_up(self, uplink) -> bool:
-        return uplink in NICS and NICS[uplink] and self.admin_up[uplink]
+    def link_is_up(self, switch: Switch, uplink) -> bool:
+        return self.bound.get(uplink) == (switch.alias, uplink) and NICS[uplink] and self.admin_up[uplink]
 
     # ---- teaming ----
 

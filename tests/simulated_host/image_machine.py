@@ -42,8 +42,6 @@ class ImageMachine(Machine):
         if chance:
             return
         persistent, image = self.images[which % len(self.images)]
-        if self.moves_uplinks(image):
-            return
         if self.expect(self.model.replace_state(image), host.DVSQEL_StateInit(memory(image.data), len(image.data))):
             self.same_after_reading()
             # The order of creation is the host's own.
@@ -58,8 +56,6 @@ class ImageMachine(Machine):
             return
         found = [image for persistent, image in self.images if persistent]
         image = found[which % len(found)]
-        if self.moves_uplinks(image):
-            return
         status = host.DVSState_ConfigDeserialize(memory(image.data), len(image.data))
         if self.expect(self.model.merge_state(image), status):
             self.same_after_reading()
@@ -102,22 +98,6 @@ class ImageMachine(Machine):
             data, allowed = NO_SWITCHES, "QEL_OK" if merge else "QEL_BUSY"
         call = host.DVSState_ConfigDeserialize if merge else host.DVSQEL_StateInit
         self.expect({allowed}, call(memory(data) if data is not None else None, len(data) if size is None else size))
-
-    def moves_uplinks(self, image: Image) -> bool:
-        """Whether reading it would take a NIC from another switch or lead an uplink to or from a port made for one. The
-        host does not always do then what its documentation says: such images are left out."""
-        now = {switch.switch_id: switch for switch in self.model.switches.values()}
-        for wanted in image.switches:
-            for uplink in image.bound[wanted.switch_id]:
-                alias, _ = self.model.bound.get(uplink, (None, None))
-                if alias and self.model.switches[alias].switch_id != wanted.switch_id:
-                    return True
-            ports = now[wanted.switch_id].ports if wanted.switch_id in now else {}
-            for name in ports.keys() & wanted.ports.keys():
-                one, other = ports[name], wanted.ports[name]
-                if one.uplink != other.uplink and (one.made_for_uplink or other.made_for_uplink):
-                    return True
-        return False
 
     def same_after_reading(self) -> None:
         """What the host gives by itself, and every value in effect."""

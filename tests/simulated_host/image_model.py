@@ -70,7 +70,9 @@ class ImageModel:
         self.switches = {switch.alias: switch for switch in after}
         for switch in after:
             for uplink in image.bound.get(switch.switch_id, []):
-                self.bind(switch.alias, uplink)
+                # One that a switch uses which the image does not have is left out.
+                if uplink not in self.bound:
+                    self.bind(switch.alias, uplink)
 
     def taken_over(self, switch, wanted):
         """What the host has by itself stays; the rest is what the image says."""
@@ -81,5 +83,7 @@ class ImageModel:
                 port.become_new()
                 continue
             port.number, port.client_mac, port.is_local_copy = former.number, former.client_mac, former.is_local_copy
+            if port.uplink != former.uplink:
+                self.forget_learned(wanted, name)
         self.forget_macs(wanted, set(switch.ports) - set(wanted.ports))
         return wanted

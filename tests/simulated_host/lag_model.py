@@ -15,16 +15,16 @@ class LagModel:
     def lag_status(self, switch, lag: Lag) -> tuple[bool, int, list[str]]:
         """Whether it is up, the bitmap of the links of its members, and their names."""
         present = [uplink for uplink in lag.members if uplink in switch.uplinks]
-        links = sum(1 << i for i, uplink in enumerate(present) if self.link_is_up(uplink))
-        return any(self.lacp_is_up(lag, uplink) for uplink in present), links, present
+        links = sum(1 << i for i, uplink in enumerate(present) if self.link_is_up(switch, uplink))
+        return any(self.lacp_is_up(switch, lag, uplink) for uplink in present), links, present
 
-    def lacp_is_up(self, lag: Lag, uplink: str) -> bool:
-        return self.link_is_up(uplink) and lag.members[uplink]
+    def lacp_is_up(self, switch, lag: Lag, uplink: str) -> bool:
+        return self.link_is_up(switch, uplink) and lag.members[uplink]
 
     def lacp_link_state(self, switch, uplink) -> tuple[set[str], bool | None]:
         if switch is None or uplink not in switch.uplinks:
             return {"QEL_NOT_FOUND"}, None
         for lag in switch.lags:
             if uplink in lag.members:
-                return {"QEL_OK"}, self.lacp_is_up(lag, uplink)
+                return {"QEL_OK"}, self.lacp_is_up(switch, lag, uplink)
         return {"QEL_NOT_SUPPORTED"}, None

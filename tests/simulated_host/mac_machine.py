@@ -45,9 +45,6 @@ class MacMachine(Machine):
         small = [name for name in limited if self.model.port_limit(switch, name) < 4]
         if small and port % 4:
             dvport_id = small[port % len(small)]
-        # The host counts toward the limit of the team here, and not toward the uplink's own as documented.
-        if dvport_id in limited and switch.ports[dvport_id].uplink is not None:
-            return
         status = host.VSQEL_SetPortMACTable(alias.encode(), dvport_id.encode(), self.entry(key, kind))
         self.expect(self.model.add_mac(switch, dvport_id, key, kind), status)
 
@@ -74,9 +71,6 @@ class MacMachine(Machine):
         if switch and switch.macs and which % 4:
             (key, _), entry = list(switch.macs.items())[which % len(switch.macs)]
             dvport_id = entry.dvport_id
-        # No rule says whether addresses can be removed that are not allowed at present.
-        if switch and not self.model.static_allowed(switch):
-            kind = LEARNED
         status = host.VSQEL_ClearPortMACTable(alias.encode(), dvport_id.encode(), self.entry(key, kind))
         self.expect(self.model.remove_mac(switch, dvport_id, key, kind), status)
 

@@ -195,6 +195,13 @@ class MacModel:
         for known in [known for known, entry in switch.macs.items() if entry.dvport_id in gone]:
             del switch.macs[known]
 
+    @staticmethod
+    def forget_learned(switch, dvport_id: str) -> None:
+        """As the client of a port does when it goes."""
+        for known in [known for known, entry in switch.macs.items() if entry.dvport_id == dvport_id]:
+            if known[1] == LEARNED:
+                del switch.macs[known]
+
     def learning_info(self, switch) -> dict[str, object]:
         own = [name for name, port in switch.ports.items() if port.uplink is None]
         policies = {name: struct.unpack("<BBII", self.learning_policy(switch, name)) for name in own}

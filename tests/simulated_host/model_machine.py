@@ -445,7 +445,7 @@ class HostMachine(MacMachine, VlanMachine, MirrorMachine, LagMachine, ImageMachi
         for uplink in switch.uplinks if switch.has_portset else []:
             state = ctypes.c_int()
             assert host.VSQEL_GetUplinkLinkState(alias, uplink.encode(), ctypes.addressof(state)) == 0
-            assert (state.value == m.QEL_LINK_STATE_UP) == self.model.link_is_up(uplink)
+            assert (state.value == m.QEL_LINK_STATE_UP) == self.model.link_is_up(switch, uplink)
         policy = ctypes.create_string_buffer(2616)
         assert host.VSDVS_GetTeamingPolicy(alias, ctypes.addressof(policy)) == 0
         active, standby = struct.unpack_from("<II", policy.raw, 16)

@@ -1,0 +1,186 @@
+// What the fuzz targets share: a host in memory that is the same for every input, and what must hold after each call.
+// A reader is a function over any bytes; a program gives it inputs (main.cpp, tests/host/corpus_test.cpp).
+#pragma once
+
+#include <algorithm>
+#include <cstdlib>
+#include <cstring>
+#include <map>
+#include <set>
+#include <stdexcept>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "interface/distributed_switch_configuration.h"
+#include "interface/distributed_switch_state.h"
+#include "interface/switch_queries.h"
+#include "platform/core/constants.hpp"
+#include "platform/core/state_file.hpp"
+#include "platform/tool/supported_calls.hpp"
+
+namespace fuzz {
+
+using namespace host;
+
+struct Reader {
+  char const *name;
+  void (*read)(std::string_view input);
+};
+
+inline std::vector<Reader> &readers() {
+  static std::vector<Reader> all;
+  return all;
+}
+
+struct Registration {
+  explicit Registration(Reader reader) { readers().push_back(reader); }
+};
+
+#define READER(name)                                                     \
+  static void name(std::string_view input);                              \
+  static fuzz::Registration const registration_of_##name({#name, name}); \
+  static void name(std::string_view input)
+
+[[noreturn]] inline void finding(std::string const &text) {
+  throw std::logic_error(text);
+}
+
+inline std::string status_name(int status) {
+  char const *const name = QEL_ReturnStatusToString(static_cast<QEL_ReturnStatus>(status));
+  return name ? name : std::to_string(status);
+}
+
+// The documented statuses of a call.
+inline std::set<std::string> const &documented(std::string const &call) {
+  static auto const all = [] {
+    std::map<std::string, std::set<std::string>> statuses;
+    for (tool::SupportedCall const &supported : tool::supported_calls(tool::host_documentation())) {
+      std::set<std::string> &own = statuses[supported.name];
+      own.insert(supported.statuses.begin(), supported.statuses.end());
+      own.insert({"QEL_OK", "QEL_BAD_PARAM", "QEL_NAME_TOO_LONG", "QEL_INVALID_NAME", "QEL_NOT_FOUND"});
+    }
+    // The value of any property is refused with the status of its typed call.
+    std::set<std::string> any;
+    for (auto const &[name, own] : statuses)
+      any.insert(own.begin(), own.end());
+    any.insert({"QEL_INVALID_METADATA", "QEL_CHECKSUM_MISMATCH"});
+    for (char const *of_values :
+         {"DVSQEL_StateInit", "DVSState_ConfigDeserialize", "DVSQEL_PortAdd", "VSDVS_SetGlobProp", "VSDVS_SetPortProp"})
+      statuses[of_values] = any;
+    return statuses;
+  }();
+  return all.at(call);
+}
+
+inline std::string state() {
+  void *image = nullptr;
+  int length = 0;
+  if (DVSQEL_StateGet(&image, &length) != QEL_OK)
+    finding("no image of the state can be taken");
+  std::string bytes(static_cast<char const *>(image), static_cast<std::size_t>(length));
+  DVSQEL_DataFree(image);
+  return bytes;
+}
+
+// The state that each input finds.
+class Home {
+ public:
+  static Home &get() {
+    static Home home;
+    return home;
+  }
+
+  std::string const &image() const { return image_; }
+
+  void return_to() {
+    host::HostLock lock;
+    saved_.copy_to(host::open_host());
+  }
+
+  static std::uint32_t version() {
+    host::HostLock lock;
+    return host::open_host().data_version();
+  }
+
+ private:
+  Home() : saved_(":memory:", host::Database::Mode::memory) {
+    host::close_host();
+    setenv("VSWITCH_HOST", ":memory:", 1);
+    unsetenv("VSWITCH_HOST_INIT");
+    image_ = state();
+    host::HostLock lock;
+    host::open_host().copy_to(saved_);
+  }
+
+  host::Database saved_;
+  std::string image_;
+};
+
+inline void expect_sound_state() {
+  std::string const image = state();
+  std::string copy = image;
+  int const status = DVSQEL_StateInit(copy.data(), static_cast<int>(copy.size()));
+  if (status != QEL_OK)
+    finding("the state refuses its own image: " + status_name(status));
+  if (state() != image)
+    finding("the state is another one after its own image was read");
+}
+
+inline void expect_documented(char const *call, int status) {
+  if (!documented(call).count(status_name(status)))
+    finding(std::string(call) + " gives " + status_name(status));
+}
+
+// Makes one call on the home state, and brings that back. The status is a documented one; a refused call has changed
+// nothing; one that succeeded has left a state that can be read.
+template <typename Call>
+void make_call(char const *name, Call &&call) {
+  Home &home = Home::get();
+  std::uint32_t const before = Home::version();
+  int const status = call();
+  expect_documented(name, status);
+  if (status == QEL_OK) {
+    expect_sound_state();
+  } else if (Home::version() != before && state() != home.image()) {
+    finding(std::string(name) + " refuses with " + status_name(status) + " and has changed the state");
+  }
+  if (Home::version() != before)
+    home.return_to();
+}
+
+// ---- taking inputs apart -------------------------------------------------------------------------------
+
+inline unsigned take_byte(std::string_view &input) {
+  unsigned const byte = input.empty() ? 0 : static_cast<unsigned char>(input.front());
+  input.remove_prefix(input.empty() ? 0 : 1);
+  return byte;
+}
+
+// Memory of exactly that size, so that a read beyond it is found. What the input lacks is zero.
+inline std::vector<char> memory(std::string_view input, std::size_t size) {
+  std::vector<char> bytes(size);
+  std::copy_n(input.begin(), std::min(size, input.size()), bytes.begin());
+  return bytes;
+}
+
+template <typename Record>
+Record record(std::string_view input) {
+  Record result{};
+  std::copy_n(input.begin(), std::min(sizeof result, input.size()), reinterpret_cast<char *>(&result));
+  return result;
+}
+
+inline int size_of(std::vector<char> const &bytes) {
+  return static_cast<int>(bytes.size());
+}
+
+// As many elements as a record counts; where that is too many, nothing behind the count may be read.
+inline std::size_t counted(std::uint64_t count, std::uint64_t most, std::size_t header, std::size_t element) {
+  return header + (count <= most ? static_cast<std::size_t>(count) * element : 0);
+}
+
+inline constexpr char switch_alias[] = "workload";
+inline constexpr char dvport_id[] = "100";
+
+}  // namespace fuzz

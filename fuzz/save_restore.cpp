@@ -1,0 +1,38 @@
+// Requests of save and restore, several in a row: each may follow only some others.
+#include "fuzz/reader.hpp"
+
+using namespace fuzz;
+
+namespace {
+
+// The length is the script's; what it counts is there.
+int run(std::string_view input, RTMIOCtlMode mode, bool of_modules) {
+  if (of_modules) {
+    auto const header = record<RTMModIOCtlQuery>(input);
+    std::vector<char> block = memory(input, counted(header.numMod, 128, sizeof header, sizeof(RTM_ModInfo)));
+    return VSQEL_RTMModOp(reinterpret_cast<RTMModIOCtlQuery *>(block.data()), mode);
+  }
+  auto const header = record<RTMIOCtlQuery>(input);
+  std::vector<char> block = memory(input, counted(header.numPortsets, 128, sizeof header, sizeof(RTM_Portset)));
+  return VSQEL_RTMOp(reinterpret_cast<RTMIOCtlQuery *>(block.data()), mode);
+}
+
+}  // namespace
+
+READER(save_restore) {
+  int last = QEL_OK;
+  std::uint32_t const before = Home::version();
+  Home &home = Home::get();
+  for (int step = 0; step < 16 && !input.empty(); ++step) {
+    unsigned const kind = take_byte(input);
+    std::size_t const length = std::min<std::size_t>(take_byte(input) * 4, input.size());
+    auto const mode = static_cast<RTMIOCtlMode>(kind & 0x1f);
+    last = run(input.substr(0, length), mode, (kind & 0x80) != 0);
+    expect_documented((kind & 0x80) != 0 ? "VSQEL_RTMModOp" : "VSQEL_RTMOp", last);
+    input.remove_prefix(length);
+  }
+  if (Home::version() != before) {
+    expect_sound_state();
+    home.return_to();
+  }
+}
