@@ -229,22 +229,33 @@ std::string_view Rows::bytes(int column) const {
   return data ? std::string_view(data, size) : std::string_view();
 }
 
+void Database::roll_back() {
+  try {
+    execute("ROLLBACK");
+  } catch (...) {
+    // Mostly SQLite has rolled back by itself, which is what was wanted.
+    left_open_ = sqlite3_get_autocommit(connection_) == 0;
+  }
+}
+
+void Database::finish_rolling_back() {
+  if (left_open_)
+    execute("ROLLBACK");
+  left_open_ = false;
+}
+
 Transaction::Transaction(Database &database, bool writing) : database_(database) {
   if (database.is_damaged())
     database.throw_damage();
   // SQLite would find out with the first change only.
   refuse_if(writing && database.is_read_only(), QEL_READ_ONLY);
+  database.finish_rolling_back();
   database.execute(writing ? "BEGIN IMMEDIATE" : "BEGIN");
 }
 
 Transaction::~Transaction() {
-  if (!open_)
-    return;
-  try {
-    database_.execute("ROLLBACK");
-  } catch (...) {
-    // SQLite has rolled back by itself, which is what was wanted.
-  }
+  if (open_)
+    database_.roll_back();
 }
 
 void Transaction::commit() {

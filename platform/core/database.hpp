@@ -62,6 +62,9 @@ class HOST_API Database {
 
   std::string const &name() const { return name_; }
 
+  // Undoes a transaction, or notes that it still has to be: SQLite needs memory for that.
+  void roll_back();
+  void finish_rolling_back();
   bool is_read_only() const { return sqlite3_db_readonly(connection_, "main") == 1; }
 
   // Runs one statement. `sql` must be a literal: the prepared statement is kept under its address.
@@ -146,6 +149,7 @@ class HOST_API Database {
 
   std::string name_;
   sqlite3 *connection_ = nullptr;
+  bool left_open_ = false;  // a transaction that could not be undone
   std::unordered_map<char const *, Kept> kept_;
   std::string damage_;
   void (*after_step_)(Database &) = nullptr;
