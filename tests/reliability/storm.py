@@ -5,6 +5,7 @@ import ctypes
 import json
 import random
 import re
+import signal
 import subprocess
 import sys
 
@@ -18,6 +19,9 @@ from recording import calls, raises, rec  # noqa: F401 - for the scripts
 class Aborted(Exception):
     """What an aborted call raises here."""
 
+
+# A run in the background ignores the signal, and so would its processes.
+signal.signal(signal.SIGINT, signal.default_int_handler)
 
 gate = ctypes.PyDLL(str(workspace.SUPPORT / "libabort_gate.so"))
 gate.gate_install.argtypes = [ctypes.c_void_p, ctypes.c_int]
