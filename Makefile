@@ -39,8 +39,9 @@ fuzz: packages ## fuzz the host's readers, FUZZ_SECONDS (600) each
 test-random: build ## the abort storms and random calls in full
 	@VSWITCHPY_FULL=1 $(PYTHON) -m pytest -q -s tests/reliability/test_abort_storms.py tests/reliability/test_random_calls.py
 
-test-memory: build ## every failing allocation
-	@VSWITCHPY_FULL=1 $(PYTHON) -m pytest -q -s tests/reliability/test_failing_allocations.py
+test-memory: build ## every failing allocation, and references under python3-dbg
+	@cmake --build --preset release --target counted
+	@VSWITCHPY_FULL=1 $(PYTHON) -m pytest -q -s tests/reliability/test_failing_allocations.py tests/reliability/test_references.py
 
 test-valgrind: build ## every operation under valgrind
 	@VSWITCHPY_FULL=1 $(PYTHON) -m pytest -q tests/reliability/test_valgrind.py

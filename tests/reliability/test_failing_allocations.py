@@ -46,7 +46,7 @@ KNOWN = {
     # The simulated host's JSON values need memory to be taken apart, which ends the process.
     "DVSQEL_StateGet", "DVSQEL_PersistentStateGet", "DVSQEL_PortStateGet", "DVSQEL_PersistentPortStateGet",
     "DVSData_Serialize",
-    # Answers with a status, and two blocks more are in use each time: in the host library, not understood yet.
+    # The allocator of the ready arguments keeps each block that a value is put into.
     "DVSData_Update",
 }
 
