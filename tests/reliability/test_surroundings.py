@@ -277,7 +277,8 @@ def test_an_index_that_is_cut_off_loses_nothing(state_file):
     assert process.write("before") == "QEL_OK"
     os.truncate(beside(state_file, "-shm"), 0)
     assert process.read() == ""
-    assert process.process.wait(timeout=PATIENCE) == -signal.SIGBUS
+    # A sanitizer reports the signal and ends the process itself.
+    assert process.process.wait(timeout=PATIENCE) == (1 if os.environ.get("VSWITCHPY_PRELOAD") else -signal.SIGBUS)
     assert answer_of_a_fresh_process(state_file) == "QEL_OK"
     with contextlib.closing(sqlite3.connect(state_file)) as database:
         assert database.execute("SELECT value FROM property WHERE name = 'mine'").fetchone() == (b"before",)
