@@ -151,6 +151,15 @@ PyObject *read(PyObject * /*self*/, PyObject *arguments) {
   return PyBytes_FromStringAndSize(static_cast<const char *>(target), size);
 }
 
+// rows(first, count, names): see rows_of.
+PyObject *rows(PyObject * /*self*/, PyObject *arguments) {
+  PyObject *first = nullptr;
+  Py_ssize_t count = 0;
+  PyObject *names = nullptr;
+  return PyArg_ParseTuple(arguments, "OnO!", &first, &count, &PyTuple_Type, &names) ? rows_of(first, count, names)
+                                                                                    : nullptr;
+}
+
 // released(record): whether its memory was given back.
 PyObject *released(PyObject * /*self*/, PyObject *record) {
   return PyBool_FromLong(is_record(record) && is_released(as_record(record)));
@@ -178,15 +187,11 @@ PyObject *called_back(PyObject * /*self*/, PyObject *function) {
 }
 
 PyMethodDef functions[] = {
-    {"install", install, METH_O, nullptr},
-    {"find", find, METH_O, nullptr},
-    {"pointer", pointer, METH_VARARGS, nullptr},
-    {"address", address, METH_O, nullptr},
-    {"read", read, METH_VARARGS, nullptr},
-    {"released", released, METH_O, nullptr},
-    {"source", source, METH_O, nullptr},
-    {"called_back", called_back, METH_O, nullptr},
-    {nullptr, nullptr, 0, nullptr},
+    {"install", install, METH_O, nullptr},         {"find", find, METH_O, nullptr},
+    {"pointer", pointer, METH_VARARGS, nullptr},   {"address", address, METH_O, nullptr},
+    {"read", read, METH_VARARGS, nullptr},         {"rows", rows, METH_VARARGS, nullptr},
+    {"released", released, METH_O, nullptr},       {"source", source, METH_O, nullptr},
+    {"called_back", called_back, METH_O, nullptr}, {nullptr, nullptr, 0, nullptr},
 };
 
 PyModuleDef definition = [] {

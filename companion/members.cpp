@@ -9,6 +9,11 @@ namespace {
 struct FieldObject {
   PyObject_HEAD RecordClass *owner;
   const FieldEntry *field;
+  // Copies, so that no entry has to be looked at for the frequent kinds.
+  std::uint32_t offset;
+  std::uint32_t size;
+  FieldKind kind;
+  Scalar scalar;
   MethodIndex getter;
   MethodIndex setter;
 };
@@ -32,7 +37,7 @@ bool is_instance(PyObject *object, RecordClass *kind) {
 }
 
 // The memory to work on directly; null where the accessor function has to judge.
-void *direct_pointer(PyObject *object, RecordClass *kind) {
+[[gnu::always_inline]] inline void *direct_pointer(PyObject *object, RecordClass *kind) {
   return is_instance(object, kind) ? live_pointer(as_record(object)) : nullptr;
 }
 
@@ -66,12 +71,11 @@ PyObject *field_get(PyObject *self, PyObject *object, PyObject * /*type*/) {
   }
   const FieldObject &attribute = as_field(self);
   if (void *record = direct_pointer(object, attribute.owner)) [[likely]] {
-    const FieldEntry &field = *attribute.field;
-    if (field.kind == FieldKind::embedded_record) {
-      return read_view(field, static_cast<char *>(record) + field.offset, object);
+    if (attribute.kind == FieldKind::embedded_record) {
+      return read_view(*attribute.field, static_cast<char *>(record) + attribute.offset, object);
     }
-    PyObject *value = read_directly(field, record);
-    return field.kind < FieldKind::array ? value : keep_owner(value, object);
+    PyObject *value = read_directly(attribute, *attribute.field, record);
+    return attribute.kind < FieldKind::array ? value : keep_owner(value, object);
   }
   return refuse_released(object) ? nullptr : call_function(attribute.getter, {&object, 1});
 }
@@ -88,10 +92,10 @@ int field_set(PyObject *self, PyObject *object, PyObject *value) {
     return -1;
   }
   void *record = direct_pointer(object, attribute.owner);
-  const FieldEntry &field = *attribute.field;
   std::uint64_t number = 0;
-  if (record && field.kind == FieldKind::scalar && short_number(value, &number) && number <= highest(field.scalar)) {
-    store_scalar(static_cast<char *>(record) + field.offset, field.scalar, number);
+  if (record && attribute.kind == FieldKind::scalar && short_number(value, &number) &&
+      number <= highest(attribute.scalar)) {
+    store_scalar(static_cast<char *>(record) + attribute.offset, attribute.scalar, number);
     return 0;
   }
   if (refuse_released(object)) {
@@ -99,7 +103,7 @@ int field_set(PyObject *self, PyObject *object, PyObject *value) {
   }
   PyObject *done = nullptr;
   if (record) [[likely]] {
-    done = engine->write_field(field, record, value);
+    done = engine->write_field(*attribute.field, record, value);
     if (done && *engine->error_left) [[unlikely]] {
       done = checked_result(attribute.setter, done);
     }
@@ -274,11 +278,84 @@ bool ready_member_types() {
   return PyType_Ready(&field_type) == 0 && PyType_Ready(&method_type) == 0;
 }
 
+namespace {
+
+// The fields of a kind of record that a tuple of names names, into `fields`: those with a value of their own, a number
+// or a text. False with the error set.
+bool find_values(RecordClass &kind, PyObject *names, const FieldObject **fields) {
+  for (Py_ssize_t i = 0; i < PyTuple_GET_SIZE(names); ++i) {
+    PyObject *name = PyTuple_GET_ITEM(names, i);
+    PyObject *member = PyDict_GetItemWithError(kind.type.tp_dict, name);
+    if (!member || Py_TYPE(member) != &field_type || as_field(member).kind >= FieldKind::array) {
+      if (!PyErr_Occurred()) {
+        PyErr_Format(PyExc_ValueError, "%s has no number or text %R", kind.type.tp_name, name);
+      }
+      return false;
+    }
+    fields[i] = &as_field(member);
+  }
+  return true;
+}
+
+PyObject *row_of(const FieldObject *const *fields, Py_ssize_t width, char *record) {
+  PyObject *row = PyTuple_New(width);
+  for (Py_ssize_t i = 0; row && i < width; ++i) {
+    PyObject *value = read_directly(*fields[i], *fields[i]->field, record);
+    if (!value) {
+      Py_CLEAR(row);
+      break;
+    }
+    PyTuple_SET_ITEM(row, i, value);
+  }
+  return row;
+}
+
+}  // namespace
+
+PyObject *rows_of(PyObject *first, Py_ssize_t count, PyObject *names) {
+  if (!is_record(first)) {
+    return PyErr_Format(PyExc_TypeError, "a record is needed, not '%s'", Py_TYPE(first)->tp_name);
+  }
+  RecordClass &kind = *class_of(first);
+  const Py_ssize_t size = refuse_released(first) ? -1 : fixed_size(kind);
+  auto *record = static_cast<char *>(live_pointer(as_record(first)));
+  if (size < 0) {
+    return nullptr;
+  }
+  if (!record || count < 0 || PyTuple_GET_SIZE(names) == 0) {
+    PyErr_SetString(PyExc_ValueError, !record     ? "the record has no memory"
+                                      : count < 0 ? "a negative number of rows"
+                                                  : "no field is named");
+    return nullptr;
+  }
+  const Py_ssize_t width = PyTuple_GET_SIZE(names);
+  const FieldObject **fields = PyMem_New(const FieldObject *, width);
+  if (!fields) {
+    return PyErr_NoMemory();
+  }
+  const bool found = (kind.complete || complete_class(kind)) && find_values(kind, names, fields);
+  PyObject *rows = found ? PyList_New(count) : nullptr;
+  for (Py_ssize_t i = 0; rows && i < count; ++i) {
+    PyObject *row = row_of(fields, width, record + i * size);
+    if (!row) {
+      Py_CLEAR(rows);
+      break;
+    }
+    PyList_SET_ITEM(rows, i, row);
+  }
+  PyMem_Free(fields);
+  return rows;
+}
+
 PyObject *new_field(RecordClass *owner, const FieldEntry *field, MethodIndex getter, MethodIndex setter) {
   auto *attribute = PyObject_New(FieldObject, &field_type);
   if (attribute) {
     attribute->owner = owner;
     attribute->field = field;
+    attribute->offset = field->offset;
+    attribute->size = field->size;
+    attribute->kind = field->kind;
+    attribute->scalar = field->scalar;
     attribute->getter = getter;
     attribute->setter = setter;
   }

@@ -284,15 +284,6 @@ PyObject *record_release(PyObject *self, PyObject * /*unused*/) {
                                                : free_own_memory(record);
 }
 
-// How many bytes the record has by its declaration; none that a count field says.
-Py_ssize_t fixed_size(const RecordClass &kind) {
-  if (kind.entry->counted) {
-    PyErr_Format(PyExc_TypeError, "%s has no fixed size", kind.type.tp_name);
-    return -1;
-  }
-  return static_cast<Py_ssize_t>(kind.entry->size);
-}
-
 PyObject *record_bytes(PyObject *self, PyObject * /*unused*/) {
   const Py_ssize_t size = fixed_size(*class_of(self));
   void *pointer = live_pointer(as_record(self));

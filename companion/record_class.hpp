@@ -39,17 +39,26 @@ inline bool is_record_class(const PyTypeObject *type) {
   return type->tp_base == record_classes.base;
 }
 
-// Reads a field, the frequent kinds without a call into the module.
-inline PyObject *read_directly(const FieldEntry &field, void *record) {
-  const char *address = static_cast<char *>(record) + field.offset;
-  std::size_t size = 0;
-  if (field.kind == FieldKind::scalar && field.scalar != Scalar::character) {
-    return number_to_python(address, field.scalar);
+// Reads a field, the frequent kinds without a call into the module. `place` has its offset, size, kind and scalar.
+template <typename Place>
+PyObject *read_directly(const Place &place, const FieldEntry &field, void *record) {
+  const char *address = static_cast<char *>(record) + place.offset;
+  if (place.kind == FieldKind::scalar && place.scalar != Scalar::character) {
+    return number_to_python(address, place.scalar);
   }
-  if (field.kind == FieldKind::character_array && plain_text_size(address, field.size, &size)) {
-    return plain_text_to_python(address, size);
+  if (place.kind == FieldKind::character_array) {
+    return decoded_text(address, strnlen(address, place.size));
   }
   return engine->read_field(field, record);
+}
+
+// How many bytes a record has by its declaration; -1 with the error set where a count field says.
+inline Py_ssize_t fixed_size(const RecordClass &kind) {
+  if (kind.entry->counted) {
+    PyErr_Format(PyExc_TypeError, "%s has no fixed size", kind.type.tp_name);
+    return -1;
+  }
+  return static_cast<Py_ssize_t>(kind.entry->size);
 }
 
 // Makes the members of a class. False with the error set.
@@ -98,6 +107,10 @@ extern PyTypeObject field_type;
 PyObject *new_field(RecordClass *owner, const FieldEntry *field, MethodIndex getter, MethodIndex setter);
 PyObject *new_method(RecordClass *owner, MethodIndex method);
 bool ready_member_types();
+
+// Fields of `count` records that lie side by side from `first` on: a list with a tuple for each, in the order of
+// `names`, a tuple of str. No record is made for any of them.
+PyObject *rows_of(PyObject *first, Py_ssize_t count, PyObject *names);
 
 // A function of the module with its documentation, for the companion layer's dictionary.
 PyObject *new_function(MethodIndex method, PyObject *module, PyObject *module_name);

@@ -86,18 +86,6 @@ swig_type_info *char_pointer_type() {
   return type;
 }
 
-bool is_ascii(const char *text, std::size_t size) {
-  constexpr std::uint64_t high_bits = 0x8080808080808080;
-  std::uint64_t seen = 0;
-  for (; size >= sizeof seen; text += sizeof seen, size -= sizeof seen) {
-    seen |= load<std::uint64_t>(text);
-  }
-  for (; size; ++text, --size) {
-    seen |= static_cast<unsigned char>(*text);
-  }
-  return !(seen & high_bits);
-}
-
 }  // namespace
 
 bool Deferred::error_left = false;
@@ -192,11 +180,7 @@ PyObject *text_to_python(const char *text, std::size_t size) {
     }
     return new_proxy(const_cast<char *>(text), type, Ownership::borrowed);
   }
-  // Names are short and plain; one or no character is an object that the interpreter shares.
-  if (size > 1 && is_ascii(text, size)) {
-    return plain_text_to_python(text, size);
-  }
-  return PyUnicode_DecodeUTF8(text, static_cast<Py_ssize_t>(size), "surrogateescape");
+  return decoded_text(text, size);
 }
 
 PyObject *text_to_python(const char *text) {
@@ -264,7 +248,7 @@ PyObject *argument_error_text(const char *method, int position, const char *type
     std::memcpy(text + size, part.data(), fitting);
     size += fitting;
   }
-  return plain_text_to_python(text, size);
+  return decoded_text(text, size);
 }
 
 }  // namespace

@@ -177,42 +177,9 @@ Outcome fixed_text_from(PyObject *object, char *destination, std::size_t capacit
 PyObject *text_to_python(const char *text);
 PyObject *text_to_python(const char *text, std::size_t size);
 
-// Whether a field of `capacity` bytes holds a terminated plain ASCII text of two characters or more, and how long it
-// is: names are, and eight bytes at a time are looked at.
-inline bool plain_text_size(const char *text, std::size_t capacity, std::size_t *size) {
-  constexpr std::uint64_t high_bits = 0x8080808080808080;
-  constexpr std::uint64_t low_bits = 0x0101010101010101;
-  for (std::size_t start = 0; start + sizeof(std::uint64_t) <= capacity; start += sizeof(std::uint64_t)) {
-    const auto word = load<std::uint64_t>(text + start);
-    if (word & high_bits) {
-      return false;
-    }
-    if (const std::uint64_t ends = (word - low_bits) & high_bits) {
-      *size = start + static_cast<std::size_t>(std::countr_zero(ends)) / 8;
-      return *size >= 2;
-    }
-  }
-  return false;
-}
-
-// Two overlapping moves instead of a call for what is mostly a short name.
-inline void copy_short(char *destination, const char *source, std::size_t size) {
-  if (size >= 8 && size <= 16) {
-    const auto head = load<std::uint64_t>(source);
-    const auto tail = load<std::uint64_t>(source + size - 8);
-    std::memcpy(destination, &head, 8);
-    std::memcpy(destination + size - 8, &tail, 8);
-  } else {
-    std::memcpy(destination, source, size);
-  }
-}
-
-inline PyObject *plain_text_to_python(const char *text, std::size_t size) {
-  PyObject *object = PyUnicode_New(static_cast<Py_ssize_t>(size), 127);
-  if (object) {
-    copy_short(static_cast<char *>(PyUnicode_DATA(object)), text, size);
-  }
-  return object;
+// As text_to_python of a text that is there and no longer than a platform's text can be.
+inline PyObject *decoded_text(const char *text, std::size_t size) {
+  return PyUnicode_DecodeUTF8(text, static_cast<Py_ssize_t>(size), "surrogateescape");
 }
 
 // Length of the text in at most `size` bytes.

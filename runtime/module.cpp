@@ -44,7 +44,7 @@ namespace {
 // An item that cannot be made is left out; the next one is installed regardless. Names are not interned: that is half
 // of what 2,800 of them cost, and code that uses a name brings its own.
 void install(PyObject *dictionary, const char *name, PyObject *value) {
-  PyObject *key = value ? plain_text_to_python(name, std::strlen(name)) : nullptr;
+  PyObject *key = value ? decoded_text(name, std::strlen(name)) : nullptr;
   if (!key || PyDict_SetItem(dictionary, key, value) < 0) {
     PyErr_Clear();
   }
@@ -97,7 +97,8 @@ ModuleDefinition definition = [] {
   PyModuleDef module = {};
   module.m_base = PyModuleDef_HEAD_INIT;
   module.m_name = "_libvswitch";
-  module.m_size = -1;
+  // Not -1: the interpreter would keep a copy of the whole dictionary for further imports, which start anew instead.
+  module.m_size = 0;
   return ModuleDefinition{module, &module_engine};
 }();
 
@@ -113,8 +114,6 @@ PyObject *PyInit__libvswitch() {
   if (!module) {
     return nullptr;
   }
-  // All that is made here stays: nothing for the collector to look at meanwhile.
-  const int collecting = PyGC_Disable();
   PyObject *dictionary = PyModule_GetDict(module);
   install_functions(module, dictionary);
   // 3. The type descriptors.
@@ -122,8 +121,5 @@ PyObject *PyInit__libvswitch() {
   // 4. Pointer and binary constants: there are none.
   // 5. The named constants, and 6. between them the variables at the places where they are declared.
   install_constants_and_variables(dictionary);
-  if (collecting) {
-    PyGC_Enable();
-  }
   return module;
 }

@@ -107,12 +107,13 @@ enum class FieldKind : std::uint8_t {
   scalar,
   bits,
   character_array,
-  array,     // of bytes, scalars, records or rows; of no elements for a flexible array
-  mac_text,  // read as text, written as an array
+  mac_text,    // read as text, written as an array
+  owned_text,  // the one `char *` that its record owns
+  // Up to here the value stands for itself, from here on it is a proxy.
+  array,  // of bytes, scalars, records or rows; of no elements for a flexible array
   embedded_record,
   pointer,
   any_pointer,  // void *: takes a proxy of any type
-  owned_text,   // the one `char *` that its record owns
 };
 
 struct FieldRow {

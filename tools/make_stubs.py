@@ -29,6 +29,7 @@ from libvswitch._cells import cell as cell
 from libvswitch._cells import pointed_bytes as pointed_bytes
 from libvswitch._errors import VSwitchError as VSwitchError
 from libvswitch._errors import check as check
+from libvswitch._iteration import rows as rows
 from libvswitch._ownership import allocated as allocated
 
 _Read = TypeVar("_Read")

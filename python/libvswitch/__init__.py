@@ -34,6 +34,7 @@ _PARTS = {
     "mac_bytes": "_addresses",
     "mac_text": "_addresses",
     "pointed_bytes": "_cells",
+    "rows": "_iteration",
 }
 
 

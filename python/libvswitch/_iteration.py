@@ -9,6 +9,7 @@ from collections.abc import Callable, Iterator
 from typing import Any
 
 import libvswitch as vs
+from libvswitch import _records
 
 RUNTIME_OPTIONS_HEADER = 4
 TEAMING_SLOTS = 32
@@ -80,6 +81,16 @@ _WALKS: dict[str, Callable[[Any], Iterator[Any]]] = {
     "VSUplinkPorts": _counted("nUplinkPorts"),
     "VSUplinks": _counted("numEntries"),
 }
+
+
+def rows(first: vs.Record, count: int, *fields: str) -> list[tuple[Any, ...]]:
+    """Fields of `count` records that lie side by side from `first` on, such as those of a MAC table, without a record
+    object for each: a list with a tuple for each record, in the order of `fields`.
+
+    Fields are numbers and texts; any other raises ValueError. As with an index, nothing checks that there are `count`
+    records: it is the number that came with them, such as `numEntries`.
+    """
+    return _records.rows(first, count, fields)
 
 
 def iterate(record: vs.Record) -> Iterator[Any]:
