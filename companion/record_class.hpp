@@ -47,7 +47,7 @@ PyObject *read_directly(const Place &place, const FieldEntry &field, void *recor
     return number_to_python(address, place.scalar);
   }
   if (place.kind == FieldKind::character_array) {
-    return decoded_text(address, strnlen(address, place.size));
+    return decoded_text(address, field_text_size(address, place.size));
   }
   return engine->read_field(field, record);
 }

@@ -34,6 +34,10 @@ PyObject *read_bits(const FieldEntry &field, const std::uint8_t *address) {
   return PyLong_FromUnsignedLong((load_bytes(address, field.size) & bit_mask(field)) >> field.first_bit);
 }
 
+PyObject *read_text(const char *text, std::size_t capacity) {
+  return decoded_text(text, field_text_size(text, capacity));
+}
+
 PyObject *read_mac_text(const std::uint8_t *bytes) {
   constexpr char digits[] = "0123456789abcdef";
   PyObject *text = PyUnicode_New(17, 127);
@@ -169,9 +173,7 @@ PyObject *read_field(const FieldEntry &field, void *record) {
   switch (field.kind) {
     case FieldKind::scalar: return scalar_to_python(address, field.scalar);
     case FieldKind::bits: return read_bits(field, address);
-    case FieldKind::character_array:
-      return decoded_text(reinterpret_cast<const char *>(address),
-                          strnlen(reinterpret_cast<const char *>(address), field.size));
+    case FieldKind::character_array: return read_text(reinterpret_cast<const char *>(address), field.size);
     case FieldKind::mac_text: return read_mac_text(address);
     case FieldKind::array:
     case FieldKind::embedded_record: return new_proxy(address, descriptor(field.pointee), Ownership::borrowed);

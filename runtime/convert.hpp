@@ -177,6 +177,24 @@ Outcome fixed_text_from(PyObject *object, char *destination, std::size_t capacit
 PyObject *text_to_python(const char *text);
 PyObject *text_to_python(const char *text, std::size_t size);
 
+// As strnlen, without a call: names are short, and eight bytes at a time are looked at.
+inline std::size_t field_text_size(const char *text, std::size_t capacity) {
+  constexpr std::uint64_t high_bits = 0x8080808080808080;
+  constexpr std::uint64_t low_bits = 0x0101010101010101;
+  std::size_t size = 0;
+  for (; size + sizeof(std::uint64_t) <= capacity; size += sizeof(std::uint64_t)) {
+    const auto word = load<std::uint64_t>(text + size);
+    // The lowest of these bits stands in the first byte that is zero.
+    if (const std::uint64_t ends = (word - low_bits) & ~word & high_bits) {
+      return size + static_cast<std::size_t>(std::countr_zero(ends)) / 8;
+    }
+  }
+  while (size < capacity && text[size]) {
+    ++size;
+  }
+  return size;
+}
+
 // As text_to_python of a text that is there and no longer than a platform's text can be.
 inline PyObject *decoded_text(const char *text, std::size_t size) {
   return PyUnicode_DecodeUTF8(text, static_cast<Py_ssize_t>(size), "surrogateescape");

@@ -66,5 +66,20 @@ TEST_F(Conversion, BoundedLengthStopsAtTheTerminatorOrTheBound) {
   EXPECT_EQ(SWIG_strnlen(full, sizeof full), 4u);
 }
 
+TEST_F(Conversion, TheTextOfAFieldEndsWhereItsFirstZeroIs) {
+  for (const char filling : {'\x01', 'a', '\x7f', '\x80', '\x81', '\xff'}) {
+    for (std::size_t capacity = 0; capacity < 40; ++capacity) {
+      for (std::size_t end = 0; end <= capacity; ++end) {
+        // What follows the first zero is no part of the text, further zeros and bytes of any value included.
+        std::string field(capacity, filling);
+        for (std::size_t i = end; i < capacity; i += 3) {
+          field[i] = '\0';
+        }
+        EXPECT_EQ(field_text_size(field.data(), capacity), end) << capacity;
+      }
+    }
+  }
+}
+
 }  // namespace
 }  // namespace vswitchpy
