@@ -403,6 +403,7 @@ def instructions(contest: Contest, row: Loop) -> float:
 
 def count_instructions(contest: Contest, write: bool) -> int:
     rows = [row for row in LOOPS if row.counted]
+    contest.imports(OURS, LAYER[OURS], "")  # writes the bytecode
     with ThreadPoolExecutor(os.cpu_count()) as pool:
         counted = pool.map(lambda row: instructions(contest, row), rows)
         counts = {row.label: round(count, 1) for row, count in zip(rows, counted)}
