@@ -280,27 +280,31 @@ bool ready_member_types() {
 
 namespace {
 
-// The fields of a kind of record that a tuple of names names, into `fields`: those with a value of their own, a number
-// or a text. False with the error set.
-bool find_values(RecordClass &kind, PyObject *names, const FieldObject **fields) {
-  for (Py_ssize_t i = 0; i < PyTuple_GET_SIZE(names); ++i) {
+// A tuple of the fields of a kind of record that a tuple of names names: those with a value of their own, a number or a
+// text.
+PyObject *find_values(const RecordClass &kind, PyObject *names) {
+  PyObject *fields = PyTuple_New(PyTuple_GET_SIZE(names));
+  for (Py_ssize_t i = 0; fields && i < PyTuple_GET_SIZE(names); ++i) {
     PyObject *name = PyTuple_GET_ITEM(names, i);
     PyObject *member = PyDict_GetItemWithError(kind.type.tp_dict, name);
-    if (!member || Py_TYPE(member) != &field_type || as_field(member).kind >= FieldKind::array) {
-      if (!PyErr_Occurred()) {
-        PyErr_Format(PyExc_ValueError, "%s has no number or text %R", kind.type.tp_name, name);
-      }
-      return false;
+    if (member && Py_TYPE(member) == &field_type && as_field(member).kind < FieldKind::array) {
+      PyTuple_SET_ITEM(fields, i, Py_NewRef(member));
+      continue;
     }
-    fields[i] = &as_field(member);
+    if (!PyErr_Occurred()) {
+      PyErr_Format(PyExc_ValueError, "%s has no number or text %R", kind.type.tp_name, name);
+    }
+    Py_CLEAR(fields);
   }
-  return true;
+  return fields;
 }
 
-PyObject *row_of(const FieldObject *const *fields, Py_ssize_t width, char *record) {
+PyObject *row_of(PyObject *fields, void *record) {
+  const Py_ssize_t width = PyTuple_GET_SIZE(fields);
   PyObject *row = PyTuple_New(width);
   for (Py_ssize_t i = 0; row && i < width; ++i) {
-    PyObject *value = read_directly(*fields[i], *fields[i]->field, record);
+    const FieldObject &field = as_field(PyTuple_GET_ITEM(fields, i));
+    PyObject *value = read_directly(field, *field.field, record);
     if (!value) {
       Py_CLEAR(row);
       break;
@@ -318,32 +322,27 @@ PyObject *rows_of(PyObject *first, Py_ssize_t count, PyObject *names) {
   }
   RecordClass &kind = *class_of(first);
   const Py_ssize_t size = refuse_released(first) ? -1 : fixed_size(kind);
-  auto *record = static_cast<char *>(live_pointer(as_record(first)));
-  if (size < 0) {
+  if (size < 0 || (!kind.complete && !complete_class(kind))) {
     return nullptr;
   }
+  auto *record = static_cast<char *>(live_pointer(as_record(first)));
   if (!record || count < 0 || PyTuple_GET_SIZE(names) == 0) {
     PyErr_SetString(PyExc_ValueError, !record     ? "the record has no memory"
                                       : count < 0 ? "a negative number of rows"
                                                   : "no field is named");
     return nullptr;
   }
-  const Py_ssize_t width = PyTuple_GET_SIZE(names);
-  const FieldObject **fields = PyMem_New(const FieldObject *, width);
-  if (!fields) {
-    return PyErr_NoMemory();
-  }
-  const bool found = (kind.complete || complete_class(kind)) && find_values(kind, names, fields);
-  PyObject *rows = found ? PyList_New(count) : nullptr;
+  PyObject *fields = find_values(kind, names);
+  PyObject *rows = fields ? PyList_New(count) : nullptr;
   for (Py_ssize_t i = 0; rows && i < count; ++i) {
-    PyObject *row = row_of(fields, width, record + i * size);
+    PyObject *row = row_of(fields, record + i * size);
     if (!row) {
       Py_CLEAR(rows);
       break;
     }
     PyList_SET_ITEM(rows, i, row);
   }
-  PyMem_Free(fields);
+  Py_XDECREF(fields);
   return rows;
 }
 

@@ -295,6 +295,7 @@ void measure_mac_tables() {
 
 }  // namespace
 
+// NOLINTNEXTLINE(bugprone-exception-escape): what fails ends the measurement.
 int main(int count, char **arguments) {
   if (count < 2) {
     std::fprintf(stderr, "usage: measure_host RESULT.json [SECONDS]\n");
