@@ -62,9 +62,9 @@ static void abort_call(void) {
 }
 
 static void keep_texts(int entry, const uint64_t *slots) {
-  for (int i = 0; i < 8; ++i) {
-    char *text = (char *)slots[i];
-    if ((text_slots[entry] >> i & 1) && text && kept_count < most_kept) {
+  for (uint64_t left = text_slots[entry]; left; left &= left - 1) {
+    char *text = (char *)slots[__builtin_ctzll(left)];
+    if (text && kept_count < most_kept) {
       kept[kept_count].address = text;
       kept[kept_count++].content = strdup(text);
     }
