@@ -2,22 +2,14 @@
 #include "platform/core/boot_description.hpp"
 
 #include "fuzz/reader.hpp"
-#include "platform/core/snapshot.hpp"
-#include "platform/tool/description.hpp"
+#include "fuzz/use.hpp"
 
 using namespace fuzz;
 
 namespace {
 
 std::string exported() {
-  host::HostLock lock;
-  host::Transaction transaction(host::open_host(), false);
-  return tool::boot_description(host::open_host()).dump(-1, ' ', false, tool::Json::error_handler_t::replace);
-}
-
-void boot_from(std::string const &text) {
-  host::HostLock lock;
-  host::reset_host(host::open_host(), text);
+  return exported_description().dump(-1, ' ', false, tool::Json::error_handler_t::replace);
 }
 
 }  // namespace
@@ -33,11 +25,16 @@ READER(boot_description) {
     return;
   }
   expect_sound_state();
+  ask_everything();
   std::string const description = exported();
   try {
     boot_from(description);
   } catch (host::DescriptionError const &error) {
     finding(std::string("the host's own description is refused: ") + error.what());
   }
+  bool const clock_stands = exported_description().contains("stopped_clock");
+  if (clock_stands && exported() != description)
+    finding("the host that boots from a description has another");
+  boot_again();
   home.return_to();
 }

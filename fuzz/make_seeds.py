@@ -2,12 +2,15 @@
 
 Usage: make_seeds.py FOLDER, with the module, tests/support and tests/simulated_host on PYTHONPATH."""
 
+import copy
 import ctypes
+import io
 import json
 import os
 import pathlib
 import struct
 import sys
+from collections.abc import Iterator
 
 os.environ["VSWITCH_HOST"] = ":memory:"
 
@@ -96,6 +99,91 @@ def described() -> str:
     return json.dumps(description)
 
 
+# What each member of a document is replaced by.
+STRANGE = [
+    *(None, False, True, 5, 70_000, 2**32, 2**63, -1, 1.5, "", "x", "a\0b", "ff", "02:00:00:00:00:09", "10.0.0.1"),
+    *("\u00e9" * 60, "x" * 400, [], [5], ["x"], ["x", "x"], {}, {"a": 1}),
+]
+
+
+def changed(document: object) -> Iterator[object]:
+    """The document with one member replaced, left out, added, or twice in its list."""
+
+    def places(node: object) -> Iterator[tuple[object, object]]:
+        for key in list(node) if isinstance(node, dict) else range(len(node)) if isinstance(node, list) else ():
+            yield node, key
+            yield from places(node[key])
+
+    def fill(container: object, content: object) -> None:
+        container.clear()
+        container.update(content) if isinstance(container, dict) else container.extend(content)
+
+    for container, key in list(places(document)):
+        whole = copy.copy(container)
+        for value in STRANGE:
+            container[key] = value
+            yield document
+        fill(container, whole)
+        del container[key]
+        yield document
+        fill(container, whole | {"unknown": 1} if isinstance(whole, dict) else [*whole, whole[key]])
+        yield document
+        fill(container, whole)
+
+
+def from_cbor(data: bytes) -> object:
+    """Of what the host writes: all lengths are given, and there are no tags."""
+    rest = io.BytesIO(data)
+
+    def value() -> object:
+        kind, number = divmod(rest.read(1)[0], 32)
+        if kind == 7:
+            return {20: False, 21: True, 22: None}[number]
+        if number > 23:
+            number = int.from_bytes(rest.read(1 << number - 24), "big")
+        if kind in (2, 3):
+            return rest.read(number) if kind == 2 else rest.read(number).decode()
+        if kind == 4:
+            return [value() for _ in range(number)]
+        return {value(): value() for _ in range(number)} if kind == 5 else number
+
+    return value()
+
+
+def to_cbor(value: object) -> bytes:
+    def head(kind: int, number: int) -> bytes:
+        if number < 24:
+            return bytes([kind << 5 | number])
+        size = next(size for size in range(4) if number < 256 ** (1 << size))
+        return bytes([kind << 5 | 24 + size]) + number.to_bytes(1 << size, "big")
+
+    match value:
+        case None | bool():
+            return {False: b"\xf4", True: b"\xf5", None: b"\xf6"}[value]
+        case int():
+            return head(0, value) if value >= 0 else head(1, -1 - value)
+        case float():
+            return b"\xfb" + struct.pack(">d", value)
+        case bytes():
+            return head(2, len(value)) + value
+        case str():
+            return head(3, len(value.encode())) + value.encode()
+        case list():
+            return head(4, len(value)) + b"".join(map(to_cbor, value))
+    return head(5, len(value)) + b"".join(to_cbor(key) + to_cbor(member) for key, member in value.items())
+
+
+def changed_images(body: bytes) -> Iterator[bytes]:
+    document = from_cbor(body)
+    assert to_cbor(document) == body
+    for switch in document.get("switches", []):
+        for name, member in switch.items():
+            # One of each kind is enough, except for ports: those with clients must not go.
+            if isinstance(member, list) and name != "ports":
+                switch[name] = member[:1]
+    return map(to_cbor, changed(document))
+
+
 def state_images() -> list[bytes]:
     host.VSDVS_CreateVSwitch(b"edge", b"edge-id", None, 8, 1, 9000, 0, 5)
     host.VSDVS_AddOpaqueDVPort(b"edge", b"p", b"x")
@@ -103,10 +191,23 @@ def state_images() -> list[bytes]:
     host.VSDVS_SetGlobProp(b"edge", b"free", b"one", 3, b"owner", 1)
     host.VSDVS_SetGlobProp(b"edge", b"free", b"two", 3, b"", 0)
     images = [taken(host.DVSQEL_StateGet), taken(host.DVSQEL_PersistentStateGet)]
-    ports = [taken(host.DVSQEL_PortStateGet, SWITCH, PORT)]
+    # Switches of the targets' home state: one without a port set and one that has one, and uplinks that a boot loses.
+    assert host.VSDVS_CreateVSwitch(b"spare", b"spare-id", None, 8, 1, 1500, 0, 0) == 0
+    assert host.DVSQEL_SwitchDissociate(b"spare") == 0
+    assert host.DVSQEL_SwitchAdd(b"passing", b"passing-id", 8, m.DVS_VERSION_70) == 0
+    assert host.DVSQEL_SwitchAssociate(b"passing") == 0
+    names, ids = struct.pack("<I81s", 1, b"lost"), struct.pack("<I48s", 1, b"")
+    lost = names + ids
+    assert host.VSDVS_SetHostProp(b"spare", m.QEL_HNQPROP_HOST_UPLINKPORTS.encode(), lost, len(lost), b"", 0) == 0
+    assert host.VSDVS_SetTeamingPolicy(b"spare", policy([b"lost"], [])) == 0
+    images += [taken(host.DVSQEL_StateGet), taken(host.DVSQEL_PersistentStateGet)]
+    ports = [taken(host.DVSQEL_PortStateGet, SWITCH, PORT), taken(host.DVSQEL_PortStateGet, b"edge", b"p")]
     return [
+        *(bytes([kind]) + body for body in changed_images(images[0][20:]) for kind in (0, 2)),
+        *(b"\4" + body for body in changed_images(ports[0][20:])),
         *(bytes([kind]) + image[20:] for image in images for kind in (0, 2)),
         *(b"\1" + image for image in images),
+        b"\0" + b"\x81" * 40,
         *(b"\4" + image[20:] for image in ports),
         *(b"\5" + image for image in ports),
     ]
@@ -132,8 +233,32 @@ def teaming() -> list[bytes]:
     return [bytes([kind]) + data for kind, values in kinds.items() for data in values]
 
 
+def entity(kind: int) -> bytes:
+    values = {
+        m.MIRROR_ENTTYPE_DVPORT: PORT,
+        m.MIRROR_ENTTYPE_UPLINK: UPLINKS[0],
+        m.MIRROR_ENTTYPE_VLAN: struct.pack("<H", 20),
+        m.MIRROR_ENTTYPE_PORT: struct.pack("<I", 7),
+    }
+    return (struct.pack("<I", kind) + values.get(kind, b"\x02\0\0\0\2\1")).ljust(mirror_model.ENTITY_SIZE, b"\0")
+
+
+def session_of_type(kind: int) -> bytes:
+    destinations, sources = map(sorted, mirror_model.KINDS[kind])
+    fields = mirror_model.Fields(
+        b"s%d" % kind, type=kind, rules=1, destinations=len(destinations), sources_in=1, sources_out=len(sources) - 1
+    )
+    prefixes = [bytes([is_v6, 24]).ljust(mirror_model.PREFIX_SIZE, b"\1") for is_v6 in (0, 1)]
+    rule = mirror_model.RULE.pack(0, 1, 1, 6, 7, 1, 2, 80, 443, m.ACTION_MIRROR)
+    entities = [entity(one) for one in destinations + sources]
+    session = mirror_model.Session(fields, entities, [(rule, prefixes)])
+    bare = mirror_model.Session(mirror_model.Fields(b"t"), [], [])
+    return mirror_model.table_bytes(mirror_model.Table(4, [session, bare]))
+
+
 def mirror_tables() -> list[bytes]:
-    return [bytes([kind]) + data for data in mirror_model.SAMPLES for kind in (0, 1, 2, 3, 4, 5)]
+    tables = mirror_model.SAMPLES + [session_of_type(kind) for kind in mirror_model.KINDS]
+    return [bytes([kind]) + data for data in tables for kind in (0, 1, 2, 3, 4, 5)]
 
 
 def runtime_options() -> list[bytes]:
@@ -147,9 +272,18 @@ def property_values() -> list[bytes]:
     samples = [sample for known in host_model.Model.known.values() for sample in known.samples if len(sample) < 300]
     fixed = [struct.pack("<I", 1500), bytes(200), bytes(20), b"\1", b"name", bytes(4), bytes(14), b"\1\1\0\x5e\0\0\1"]
     raw = [bytes([4 * which + at]) + data for data in samples + fixed for which in range(1, 12) for at in (2, 3)]
-    names = struct.pack("<I", 1) + b"u".ljust(81, b"\0")
+    def uplinks(*pairs: tuple[bytes, bytes]) -> bytes:
+        count = struct.pack("<I", len(pairs))
+        names = b"".join(name.ljust(81, b"\0") for name, _ in pairs)
+        return count + names + count + b"".join(dvport_id.ljust(48, b"\0") for _, dvport_id in pairs)
+
+    both = [(UPLINKS[0], b""), (UPLINKS[1], b"")]
+    more = [[], [(b"nic4", b"")], [(b"u", b"103")], [(b"nic0", b"")], [(b"nic1", b"")], [(b"u", PORT)], both[:1]]
+    uplink_lists = [[(b"u", b"p")], [], [(UPLINKS[0], b"p"), both[1]], both[1:], *(both + one for one in more)]
     lists = [
-        b"\0" + names + struct.pack("<I", 1) + b"p".ljust(48, b"\0"),
+        *(first + uplinks(*pairs) for pairs in uplink_lists for first in (b"\0", b"\x80")),
+        b"\x81" + struct.pack("<H", 2) + vlan_model.map_bytes([(10, 10, 1), (10, 12, 2)]),
+        b"\x83" + struct.pack("<HBBH", 11, 3, 2, 0),
         b"\1" + struct.pack("<H", 2) + vlan_model.map_bytes([(10, 10, 1), (10, 11, 2)]),
         b"\2\2" + bytes([1, 0, 94, 0, 0, 1, 1, 0, 94, 0, 0, 2]),
         b"\3" + struct.pack("<HBBH", 0, 3, 1, 2) + struct.pack("<HHHH", 1, 9, 20, 20),
@@ -170,10 +304,16 @@ def save_restore() -> list[bytes]:
         return bytes([numbers[f"RTM_IOCCMD_{name}"] | 0x80 * of_modules, len(data) // 4]) + data
 
     upgrade = ["REG_SAVE", "SAVE", "BLOCKPORTS", "PS_UPGRADE", "PORT_UPGRADE", "REG_RESTORE", "RESTORE"]
+    dual_load = ["REG_SAVE_DUALLOAD", "PREDUALLOAD", "SAVE", "BLOCKPORTS", "REG_RESTORE_DUALLOAD"]
+    of_modules = [step(name, True) for name in ("REG_SAVE", "SAVE", "REG_RESTORE")]
+    blocked = ((1, 1, 7), (1, 2, 7), (0, 2, 7), (0, 1, 7), (1, 255, 7), (1, 1, 99))
     ways = [
         [step(name) for name in [*upgrade, "RESTORE_COMPLETE", "COMPLETE"]],
-        [step("REG_SAVE_DUALLOAD"), step("PREDUALLOAD"), step("SAVE"), step("BLOCKPORTS"), step("REG_RESTORE_DUALLOAD")],
-        [step("REG_SAVE"), step("REG_SAVE", True), step("SAVE", True), step("REG_RESTORE", True), step("COMPLETE", True)],
+        [step(name) for name in dual_load],
+        [step("REG_SAVE"), *of_modules, step("COMPLETE", True)],
+        [step("REG_SAVE"), step("REG_SAVE", True), step("BLOCKPORTS", True)],
+        [step("REG_SAVE"), *of_modules, *map(step, upgrade[1:]), step("RESTORE", True), step("COMPLETE")],
+        [step("REG_SAVE"), *(bytes([0x40 | block, 1, world, port, 0, 0]) for block, world, port in blocked)],
         [step("GLOBALCONFIG_SAVERESTORE")] * 2,
         [step("ORV_OP")],
         [step("CSWITCH_OP")],
@@ -187,7 +327,9 @@ def main(folder: pathlib.Path) -> None:
             (SOURCE / "platform" / "default_host.json").read_bytes(),
             home_model.description().encode(),
             described().encode(),
+            *(json.dumps(document).encode() for document in changed(json.loads(described()))),
             b'{"format": 1}',
+            b'{"format": ' + b"[" * 40,
         ],
         "save_restore": save_restore(),
         "state_image": state_images(),

@@ -1,7 +1,28 @@
 // Mirror session tables: as records that say themselves how long they are, and as raw values of their properties.
 #include "fuzz/reader.hpp"
+#include "fuzz/use.hpp"
 
 using namespace fuzz;
+
+namespace {
+
+// Sessions are seen, go on after a boot, and go away one by one.
+int then_use(int status, char const *port) {
+  if (status != QEL_OK)
+    return status;
+  ask_about_mirroring(switch_alias, port);
+  boot_again();
+  ask_about_mirroring(switch_alias, port);
+  HandedOut<DVMirrorSessionTable> table;
+  EXPECT_OK(VSDVS_GetDVMirrorSessions, switch_alias, port, table);
+  if (table.get()->numSessions != 0) {
+    EXPECT_OK(VSDVS_RemoveDVMirrorSession, switch_alias, port, table.elements<DVMirrorSession>()->sid);
+  }
+  EXPECT_OK(VSDVS_ClearDVMirrorSessions, switch_alias, "101");
+  return status;
+}
+
+}  // namespace
 
 READER(mirror_table) {
   unsigned const kind = take_byte(input);
@@ -10,13 +31,15 @@ READER(mirror_table) {
     std::vector<char> const value = memory(input, input.size());
     if (port) {
       make_call("VSDVS_SetPortProp", [&] {
-        return VSDVS_SetPortProp(switch_alias, port, VSPROP_PORT_MIRROR_SESSIONS, value.data(), size_of(value), "",
-                                 (kind & 4) != 0);
+        return then_use(VSDVS_SetPortProp(switch_alias, port, VSPROP_PORT_MIRROR_SESSIONS, value.data(), size_of(value),
+                                          "", as_bool(kind & 4)),
+                        port);
       });
     } else {
       make_call("VSDVS_SetGlobProp", [&] {
-        return VSDVS_SetGlobProp(switch_alias, VSPROP_SWITCH_UPLINK_MIRROR_SESSIONS, value.data(), size_of(value), "",
-                                 (kind & 4) != 0);
+        return then_use(VSDVS_SetGlobProp(switch_alias, VSPROP_SWITCH_UPLINK_MIRROR_SESSIONS, value.data(),
+                                          size_of(value), "", as_bool(kind & 4)),
+                        port);
       });
     }
     return;
@@ -34,11 +57,8 @@ READER(mirror_table) {
     int const status = appends ? VSDVS_AppendDVMirrorSessions(switch_alias, port, table)
                                : VSDVS_SetDVMirrorSessions(switch_alias, port, table);
     if (status == QEL_OK) {
-      expect_documented("VSDVS_AppendDVMirrorSessions", VSDVS_AppendDVMirrorSessions(switch_alias, "101", table));
-      VSDVMirrorSessionIDs *ids = nullptr;
-      expect_documented("VSQEL_GetDVMirrorSessionIDs", VSQEL_GetDVMirrorSessionIDs(switch_alias, &ids));
-      VSQEL_FreeMemory(ids);
+      EXPECT_DOCUMENTED(VSDVS_AppendDVMirrorSessions, switch_alias, "101", table);
     }
-    return status;
+    return then_use(status, port);
   });
 }

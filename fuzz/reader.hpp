@@ -60,13 +60,14 @@ inline std::set<std::string> const &documented(std::string const &call) {
       own.insert(supported.statuses.begin(), supported.statuses.end());
       own.insert({"QEL_OK", "QEL_BAD_PARAM", "QEL_NAME_TOO_LONG", "QEL_INVALID_NAME", "QEL_NOT_FOUND"});
     }
-    // The value of any property is refused with the status of its typed call.
+    // A change of any property is refused with the status of its typed call.
     std::set<std::string> any;
     for (auto const &[name, own] : statuses)
       any.insert(own.begin(), own.end());
     any.insert({"QEL_INVALID_METADATA", "QEL_CHECKSUM_MISMATCH"});
     for (char const *of_values :
-         {"DVSQEL_StateInit", "DVSState_ConfigDeserialize", "DVSQEL_PortAdd", "VSDVS_SetGlobProp", "VSDVS_SetPortProp"})
+         {"DVSQEL_StateInit", "DVSState_ConfigDeserialize", "DVSQEL_PortAdd", "VSDVS_SetGlobProp", "VSDVS_SetPortProp",
+          "VSDVS_ClearGlobProp", "VSDVS_ClearPortProp"})
       statuses[of_values] = any;
     return statuses;
   }();
@@ -83,6 +84,9 @@ inline std::string state() {
   return bytes;
 }
 
+inline constexpr char switch_alias[] = "workload";
+inline constexpr char dvport_id[] = "100";
+
 // The state that each input finds.
 class Home {
  public:
@@ -91,11 +95,22 @@ class Home {
     return home;
   }
 
-  std::string const &image() const { return image_; }
+  // What a refused call must leave.
+  std::string const &image() const { return is_changed_ ? changed_image_ : image_; }
+
+  // For inputs that need another start: until return_to().
+  template <typename Change>
+  void change(Change &&change) {
+    change();
+    changed_image_ = state();
+    is_changed_ = true;
+  }
+  bool is_changed() const { return is_changed_; }
 
   void return_to() {
     host::HostLock lock;
     saved_.copy_to(host::open_host());
+    is_changed_ = false;
   }
 
   static std::uint32_t version() {
@@ -108,13 +123,19 @@ class Home {
     host::close_host();
     setenv("VSWITCH_HOST", ":memory:", 1);
     unsetenv("VSWITCH_HOST_INIT");
+    prepare();
     image_ = state();
     host::HostLock lock;
     host::open_host().copy_to(saved_);
   }
 
+  // What the built-in description does not have, and readers treat in ways of their own.
+  static void prepare();
+
   host::Database saved_;
   std::string image_;
+  std::string changed_image_;
+  bool is_changed_ = false;
 };
 
 inline void expect_sound_state() {
@@ -145,7 +166,7 @@ void make_call(char const *name, Call &&call) {
   } else if (Home::version() != before && state() != home.image()) {
     finding(std::string(name) + " refuses with " + status_name(status) + " and has changed the state");
   }
-  if (Home::version() != before)
+  if (Home::version() != before || home.is_changed())
     home.return_to();
 }
 
@@ -155,6 +176,15 @@ inline unsigned take_byte(std::string_view &input) {
   unsigned const byte = input.empty() ? 0 : static_cast<unsigned char>(input.front());
   input.remove_prefix(input.empty() ? 0 : 1);
   return byte;
+}
+
+inline int take_signed_byte(std::string_view &input) {
+  int const byte = static_cast<int>(take_byte(input));
+  return byte < 128 ? byte : byte - 256;
+}
+
+inline qel_Bool as_bool(unsigned bits) {
+  return bits != 0 ? 1 : 0;
 }
 
 // Memory of exactly that size, so that a read beyond it is found. What the input lacks is zero.
@@ -180,7 +210,27 @@ inline std::size_t counted(std::uint64_t count, std::uint64_t most, std::size_t 
   return header + (count <= most ? static_cast<std::size_t>(count) * element : 0);
 }
 
-inline constexpr char switch_alias[] = "workload";
-inline constexpr char dvport_id[] = "100";
+inline void Home::prepare() {
+  VSExtraEthFilter promiscuous{};
+  promiscuous.flags = QEL_ETH_FILTER_PROMISC;
+  VSPvlanMapEntry const private_vlans[] = {{10, 10, VSPORT_PVLAN_TYPE_PROMISC, {}},
+                                           {10, 11, VSPORT_PVLAN_TYPE_ISOLATED, {}}};
+  for (int const status : {
+           VSDVS_SetExtraEthFilter(switch_alias, "102", &promiscuous),
+           VSDVS_SetPrivateVLANMap(switch_alias, private_vlans, 2),
+           VSDVS_SetGlobProp(switch_alias, "volatile", "1", 1, "", 0),
+           VSDVS_SetPortProp(switch_alias, "101", "volatile", "2", 1, "owner", 0),
+           // Switches without clients, which may go: one that a boot keeps, and one that it does not.
+           VSDVS_CreateVSwitch("spare", "spare-id", nullptr, 8, 1, 1500, 0, 0),
+           VSDVS_AddSwitchUplinkPort("spare", "nic4"),
+           VSDVS_AddOpaqueDVPort("spare", "1", "external"),
+           DVSQEL_SwitchAdd("passing", "passing-id", 8, static_cast<HNQVersion>(DVS_VERSION_70)),
+           // A client is connected to it, so that it stays as a zombie.
+           DVSQEL_PortRemove("management", "1"),
+       }) {
+    if (status != QEL_OK)
+      finding("the home state cannot be made: " + status_name(status));
+  }
+}
 
 }  // namespace fuzz

@@ -1,9 +1,20 @@
 // Buffers of runtime options.
 #include "fuzz/reader.hpp"
+#include "fuzz/use.hpp"
 
 using namespace fuzz;
 
+namespace {
+
+std::string exported() {
+  return exported_description()["runtime_options"].dump();
+}
+
+}  // namespace
+
 READER(runtime_options) {
+  Home::get();
+  static std::string const defaults = exported();
   auto const header = record<VSRuntimeOptions>(input);
   bool const is_read = header.totalLength >= sizeof header && header.totalLength <= 4096;
   std::vector<char> block = memory(input, is_read ? header.totalLength : sizeof header);
@@ -18,6 +29,15 @@ READER(runtime_options) {
           VSQEL_SetRuntimeOptions(options) != QEL_OK)
         finding("the options cannot be read and set again");
       VSQEL_FreeMemory(options);
+      std::string const described = exported();
+      boot_from(exported_description().dump());
+      if (exported() != described)
+        finding("the description of the options gives others");
+      boot_again();
+      if (exported() != defaults)
+        finding("options survive a boot");
+      ask_about_teaming(switch_alias, dvport_id);
+      ask_about_uplinks(switch_alias);
     }
     return status;
   });

@@ -1,5 +1,6 @@
 // Requests of save and restore, several in a row: each may follow only some others.
 #include "fuzz/reader.hpp"
+#include "fuzz/use.hpp"
 
 using namespace fuzz;
 
@@ -25,7 +26,14 @@ READER(save_restore) {
   Home &home = Home::get();
   for (int step = 0; step < 16 && !input.empty(); ++step) {
     unsigned const kind = take_byte(input);
-    std::size_t const length = std::min<std::size_t>(take_byte(input) * 4, input.size());
+    std::size_t const length = std::min(std::size_t{take_byte(input)} * 4, input.size());
+    if ((kind & 0x40) != 0) {
+      std::string_view of_port = input.substr(0, length);
+      auto const world = static_cast<qel_WorldID>(take_signed_byte(of_port));
+      EXPECT_DOCUMENTED(VSQEL_RTMPortOp, world, take_byte(of_port), as_bool(kind & 1));
+      input.remove_prefix(length);
+      continue;
+    }
     auto const mode = static_cast<RTMIOCtlMode>(kind & 0x1f);
     last = run(input.substr(0, length), mode, (kind & 0x80) != 0);
     expect_documented((kind & 0x80) != 0 ? "VSQEL_RTMModOp" : "VSQEL_RTMOp", last);
@@ -33,6 +41,7 @@ READER(save_restore) {
   }
   if (Home::version() != before) {
     expect_sound_state();
+    boot_again();
     home.return_to();
   }
 }

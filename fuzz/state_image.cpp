@@ -1,5 +1,6 @@
 // Images of the state and of ports: any bytes, and any document with a header that is right.
 #include "fuzz/reader.hpp"
+#include "fuzz/use.hpp"
 #include "tests/host/sealed_image.hpp"
 
 using namespace fuzz;
@@ -12,11 +13,19 @@ int init(std::vector<char> &image) {
   if (status != QEL_OK)
     return status;
   expect_sound_state();
-  expect_documented("DVSQEL_StateSanitize", DVSQEL_StateSanitize());
-  expect_sound_state();
-  expect_documented("DVSLoadConfig", DVSLoadConfig());
-  expect_sound_state();
-  expect_documented("DVSState_ConfigReset", DVSState_ConfigReset());
+  ask_everything();
+  expect_sound_when_sane();
+  EXPECT_DOCUMENTED(DVSLoadConfig);
+  ask_everything();
+  expect_sound_when_sane();
+  EXPECT_DOCUMENTED(DVSState_ConfigReset);
+  EXPECT_OK(DVSQEL_StateCleanup);
+  return status;
+}
+
+int then_use(int status) {
+  if (status == QEL_OK)
+    ask_everything();
   return status;
 }
 
@@ -29,9 +38,11 @@ READER(state_image) {
   switch (kind / 2 % 3) {
     case 0: make_call("DVSQEL_StateInit", [&] { return init(bytes); }); break;
     case 1:
-      make_call("DVSState_ConfigDeserialize", [&] { return DVSState_ConfigDeserialize(bytes.data(), size_of(bytes)); });
+      make_call("DVSState_ConfigDeserialize",
+                [&] { return then_use(DVSState_ConfigDeserialize(bytes.data(), size_of(bytes))); });
       break;
     default:
-      make_call("DVSQEL_PortAdd", [&] { return DVSQEL_PortAdd(switch_alias, "new", bytes.data(), size_of(bytes)); });
+      make_call("DVSQEL_PortAdd",
+                [&] { return then_use(DVSQEL_PortAdd(switch_alias, "new", bytes.data(), size_of(bytes))); });
   }
 }

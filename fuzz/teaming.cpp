@@ -1,19 +1,30 @@
 // Teaming policies of switches, ports and logical switches.
 #include "fuzz/reader.hpp"
+#include "fuzz/use.hpp"
 
 using namespace fuzz;
 
 namespace {
 
 void read_back() {
-  LSTeamTable *table = nullptr;
-  expect_documented("VSQEL_GetLSTeamingPolicyTable",
-                    VSQEL_GetLSTeamingPolicyTable(const_cast<char *>(switch_alias), &table));
-  VSQEL_FreeMemory(table);
-  qel_SwitchPortID number = 0;
-  expect_documented("VSDVS_DvPortIDToPortID", VSDVS_DvPortIDToPortID(switch_alias, dvport_id, &number));
-  qel_Name uplink{};
-  expect_documented("VSQEL_PortGetTeamUplinkHint", VSQEL_PortGetTeamUplinkHint(number, &uplink));
+  // A port may choose any policy of the table, and none that is not there.
+  HandedOut<LSTeamTable> table;
+  EXPECT_OK(VSDVS_GetLSTeamingPolicyTable, switch_alias, table);
+  if (table.get()->numLSTeam != 0) {
+    EXPECT_OK(VSDVS_SetPortLSTeamingPolicy, switch_alias, dvport_id, table.elements<LSTeamPolicy>()->name);
+  }
+  EXPECT_DOCUMENTED(VSDVS_SetPortLSTeamingPolicy, switch_alias, "101", "another");
+  ask_about_teaming(switch_alias, dvport_id);
+  // An uplink that a policy needs stays until the policies go.
+  EXPECT_DOCUMENTED(VSDVS_RemoveSwitchUplinkPort, switch_alias, "uplink-a");
+  expect_sound_state();
+  EXPECT_OK(VSDVS_ClearPortLSTeamingPolicy, switch_alias, dvport_id);
+  EXPECT_OK(VSDVS_ClearLSTeamingPolicy, switch_alias);
+  EXPECT_OK(VSDVS_ClearPortTeamingPolicy, switch_alias, dvport_id);
+  EXPECT_OK(VSDVS_ClearPortTeamingOverride, switch_alias, dvport_id);
+  EXPECT_OK(VSDVS_ClearTeamingPolicy, switch_alias);
+  EXPECT_OK(VSDVS_SetTxUplinkAlways, switch_alias, dvport_id, 1);
+  EXPECT_OK(VSDVS_ClearSwitchUplinkPorts, switch_alias);
 }
 
 int then_read_back(int status) {

@@ -149,6 +149,8 @@ struct DescribedProperties {
   void add(PropertyPlace const &place, std::vector<DescribedProperty> const &described) {
     for (DescribedProperty const &wanted : described) {
       properties.push_back({place, wanted.property});
+      std::uint32_t &type = properties.back().property.type;
+      step(wanted.where, [&] { type = property_type_for_write(type); });
       places.emplace(std::tuple(place.scope, place.port, wanted.property.name), wanted.where);
     }
   }

@@ -6,19 +6,19 @@
 #include <algorithm>
 #include <charconv>
 #include <cstdio>
-#include <nlohmann/json.hpp>
 #include <set>
 
 #include "platform/core/constants.hpp"
 #include "platform/core/counters.hpp"
+#include "platform/core/document.hpp"
 
 namespace host {
 
 namespace {
 
-using Json = nlohmann::json;
-
-constexpr int supported_format = 1;
+constexpr std::uint64_t supported_format = 1;
+// How deep values may stand in each other.
+constexpr std::size_t deepest = 32;
 
 [[noreturn]] void wrong(std::string const &where, std::string const &what) {
   throw DescriptionError(where.empty() ? what : where + ": " + what);
@@ -27,22 +27,23 @@ constexpr int supported_format = 1;
 // An object of the description. It remembers which members were asked for: finish() refuses the others.
 class Object {
  public:
-  Object(Json const &json, std::string where) : json_(json), where_(std::move(where)) {
-    if (!json_.is_object())
+  Object(Document const &document, std::string where)
+      : members_(document.as<Document::Members>()), where_(std::move(where)) {
+    if (!members_)
       wrong(where_, "must be an object");
   }
 
   std::string const &where() const { return where_; }
   std::string place(char const *member) const { return where_.empty() ? member : where_ + "." + member; }
 
-  Json const *find(char const *member) {
+  Document const *find(char const *member) {
     asked_.insert(member);
-    auto const found = json_.find(member);
-    return found == json_.end() ? nullptr : &*found;
+    auto const found = members_->find(member);
+    return found == members_->end() ? nullptr : &found->second;
   }
 
-  Json const &require(char const *member) {
-    Json const *value = find(member);
+  Document const &require(char const *member) {
+    Document const *value = find(member);
     if (!value)
       wrong(place(member), "is missing");
     return *value;
@@ -50,17 +51,17 @@ class Object {
 
   // `room` counts the terminator that the text gets in a record.
   std::string text(char const *member, std::size_t room, char const *fallback = nullptr) {
-    Json const *value = fallback ? find(member) : &require(member);
+    Document const *value = fallback ? find(member) : &require(member);
     if (!value)
       return fallback;
-    if (!value->is_string())
+    auto const *const text = value->as<std::string>();
+    if (!text)
       wrong(place(member), "must be a text");
-    auto text = value->get<std::string>();
-    if (text.size() >= room)
+    if (text->size() >= room)
       wrong(place(member), "is longer than " + std::to_string(room - 1) + " bytes");
-    if (text.find('\0') != std::string::npos)
+    if (text->find('\0') != std::string::npos)
       wrong(place(member), "contains a zero character");
-    return text;
+    return *text;
   }
 
   std::string name(char const *member, std::size_t room) {
@@ -71,23 +72,23 @@ class Object {
   }
 
   std::uint32_t number(char const *member, std::uint32_t fallback) {
-    Json const *value = find(member);
+    Document const *value = find(member);
     if (!value)
       return fallback;
-    if (!value->is_number_unsigned() || value->get<std::uint64_t>() > UINT32_MAX) {
+    auto const *const number = value->as<std::uint64_t>();
+    if (!number || *number > UINT32_MAX)
       wrong(place(member), "must be a number from 0 to 4294967295");
-    }
-    return value->get<std::uint32_t>();
+    return static_cast<std::uint32_t>(*number);
   }
 
   std::uint64_t large_number(char const *member, std::uint64_t fallback) {
-    Json const *value = find(member);
+    Document const *value = find(member);
     if (!value)
       return fallback;
-    if (!value->is_number_unsigned() || value->get<std::uint64_t>() > INT64_MAX) {
+    auto const *const number = value->as<std::uint64_t>();
+    if (!number || *number > INT64_MAX)
       wrong(place(member), "must be a number from 0 to 9223372036854775807");
-    }
-    return value->get<std::uint64_t>();
+    return *number;
   }
 
   // A number that has a limit.
@@ -99,12 +100,13 @@ class Object {
   }
 
   bool truth(char const *member, bool fallback) {
-    Json const *value = find(member);
+    Document const *value = find(member);
     if (!value)
       return fallback;
-    if (!value->is_boolean())
+    bool const *const truth = value->as<bool>();
+    if (!truth)
       wrong(place(member), "must be true or false");
-    return value->get<bool>();
+    return *truth;
   }
 
   // One of two words.
@@ -168,16 +170,17 @@ class Object {
   // A list of names, none if it is left out.
   std::vector<std::string> names(char const *member, std::size_t room) {
     std::vector<std::string> names;
-    Json const *values = find(member);
-    if (!values)
+    Document const *value = find(member);
+    if (!value)
       return names;
-    bool const usable =
-        values->is_array() && std::all_of(values->begin(), values->end(), [&](Json const &value) {
-          if (!value.is_string())
-            return false;
-          names.push_back(value.get<std::string>());
-          return !names.back().empty() && names.back().size() < room && names.back().find('\0') == std::string::npos;
-        });
+    auto const *const list = value->as<Document::List>();
+    bool const usable = list && std::all_of(list->begin(), list->end(), [&](Document const &element) {
+                          auto const *const text = element.as<std::string>();
+                          if (!text || text->empty() || text->size() >= room || text->find('\0') != std::string::npos)
+                            return false;
+                          names.push_back(*text);
+                          return true;
+                        });
     if (!usable)
       wrong(place(member), "must be a list of texts of 1 to " + std::to_string(room - 1) + " bytes");
     return names;
@@ -186,13 +189,14 @@ class Object {
   // Calls read(object) for each element of a list.
   template <typename Read>
   void list(char const *member, Read &&read) {
-    Json const *values = find(member);
-    if (!values)
+    Document const *list = find(member);
+    if (!list)
       return;
-    if (!values->is_array())
+    auto const *const values = list->as<Document::List>();
+    if (!values)
       wrong(place(member), "must be a list");
     std::size_t index = 0;
-    for (Json const &value : *values) {
+    for (Document const &value : *values) {
       Object element(value, place(member) + "[" + std::to_string(index++) + "]");
       read(element);
       element.finish();
@@ -200,14 +204,14 @@ class Object {
   }
 
   void finish() const {
-    for (auto const &[member, value] : json_.items()) {
+    for (auto const &[member, value] : *members_) {
       if (!asked_.count(member))
         wrong(where_.empty() ? member : where_ + "." + member, "is not a member of this object");
     }
   }
 
  private:
-  Json const &json_;
+  Document::Members const *members_;
   std::string where_;
   std::set<std::string> asked_;
 };
@@ -259,10 +263,10 @@ constexpr CounterName switch_counters[] = {
 template <typename Names>
 DescribedCounters read_counters(Object &owner, Names const &names) {
   DescribedCounters counters;
-  Json const *json = owner.find("counters");
-  if (!json)
+  Document const *document = owner.find("counters");
+  if (!document)
     return counters;
-  Object object(*json, owner.place("counters"));
+  Object object(*document, owner.place("counters"));
   for (CounterName const &name : names) {
     if (std::uint64_t const value = object.large_number(name.member, 0))
       counters[name.counter] = value;
@@ -304,10 +308,10 @@ DescribedPortState read_port_state(Object &port) {
 }
 
 std::optional<VSPMACLearning> read_mac_learning(Object &port) {
-  Json const *json = port.find("mac_learning");
-  if (!json)
+  Document const *document = port.find("mac_learning");
+  if (!document)
     return std::nullopt;
-  Object object(*json, port.place("mac_learning"));
+  Object object(*document, port.place("mac_learning"));
   VSPMACLearning policy{};
   policy.learning = static_cast<qel_Bool>(object.truth("learning", true));
   policy.flooding = static_cast<qel_Bool>(object.truth("flooding", true));
@@ -359,10 +363,10 @@ std::vector<DescribedGroup> read_groups(Object &port) {
 
 MirrorStatistics read_mirror_counters(Object &session) {
   MirrorStatistics counters;
-  Json const *json = session.find("counters");
-  if (!json)
+  Document const *document = session.find("counters");
+  if (!document)
     return counters;
-  Object object(*json, session.place("counters"));
+  Object object(*document, session.place("counters"));
   counters.copies = object.large_number("copies", 0);
   counters.copies_failed = object.large_number("copies_failed", 0);
   counters.mirrored = object.large_number("mirrored", 0);
@@ -385,8 +389,8 @@ DescribedMirrorSession read_mirror_session(Object &object) {
   return session;
 }
 
-DescribedClient read_client(Json const &json, std::string where) {
-  Object object(json, std::move(where));
+DescribedClient read_client(Document const &document, std::string where) {
+  Object object(document, std::move(where));
   std::string const type = object.name("type", SIZE_MAX);
   if (type != "tcpip" && type != "vnic")
     wrong(object.place("type"), "must be \"tcpip\" or \"vnic\"");
@@ -410,23 +414,25 @@ DescribedPort read_port(Object &object) {
                      read_groups(object)};
   if (object.find("connect_id"))
     port.connect_id = object.number("connect_id", 0);
-  if (Json const *client = object.find("client"))
+  if (Document const *client = object.find("client"))
     port.client = read_client(*client, object.place("client"));
   return port;
 }
 
 DescribedUplink read_uplink(Object &object) {
-  Json const *nic = object.find("nic");
+  Document const *nic = object.find("nic");
   bool const has_none = nic && nic->is_null();
   std::string const nic_name = has_none ? "" : object.text("nic", QEL_DEVICE_NAME_MAX_LENGTH, "");
+  bool const made_port = object.truth("made_port", true);
   return {object.where(),
           object.name("name", QEL_HNQ_NAME_MAX_LEN),
           has_none           ? NicChoice::none
           : nic_name.empty() ? NicChoice::by_name
                              : NicChoice::named,
           nic_name,
-          object.text("dvport_id", QEL_HNQ_PORT_ID_MAX_LEN, ""),
-          object.truth("made_port", true),
+          made_port ? object.text("dvport_id", QEL_HNQ_PORT_ID_MAX_LEN, "")
+                    : object.name("dvport_id", QEL_HNQ_PORT_ID_MAX_LEN),
+          made_port,
           read_port_state(object)};
 }
 
@@ -457,10 +463,10 @@ DescribedSwitch read_switch(Object &object) {
 }
 
 std::optional<VSMACLearningGlobalProps> read_global_learning(Object &host) {
-  Json const *json = host.find("mac_learning");
-  if (!json)
+  Document const *document = host.find("mac_learning");
+  if (!document)
     return std::nullopt;
-  Object object(*json, host.place("mac_learning"));
+  Object object(*document, host.place("mac_learning"));
   VSMACLearningGlobalProps settings{};
   settings.agingTime = object.number("aging_time", VS_MAC_LEARNING_AGING_TIME_DEFAULT);
   settings.macLimit = object.number("limit", VS_MAC_LEARNING_LIMIT_ENTRIES_DEFAULT);
@@ -473,10 +479,10 @@ std::optional<VSMACLearningGlobalProps> read_global_learning(Object &host) {
 
 std::vector<RuntimeOption> read_runtime_options(Object &host) {
   std::vector<RuntimeOption> options;
-  Json const *json = host.find("runtime_options");
-  if (!json)
+  Document const *document = host.find("runtime_options");
+  if (!document)
     return options;
-  Object object(*json, host.place("runtime_options"));
+  Object object(*document, host.place("runtime_options"));
   for (std::uint16_t type = 0; type < VS_NUM_RT_OPT; ++type) {
     char const *const name = runtime_option_name(type);
     if (!object.find(name))
@@ -491,54 +497,21 @@ std::vector<RuntimeOption> read_runtime_options(Object &host) {
   return options;
 }
 
-// Refuses what the parser would take: of members with the same name it would keep the last, and it has no limit to how
-// deep values stand in each other.
-class Gate {
- public:
-  bool admit(int depth, Json::parse_event_t event, Json const &value) {
-    if (depth > deepest)
-      wrong("", "values stand more than " + std::to_string(deepest) + " deep in each other");
-    if (event == Json::parse_event_t::object_start)
-      members_.emplace_back();
-    if (event == Json::parse_event_t::object_end)
-      members_.pop_back();
-    if (event == Json::parse_event_t::key && !members_.back().insert(value.get<std::string>()).second)
-      wrong("", "an object has two members " + shortened(value.dump()));
-    return true;
-  }
-
-  // Of a message about a text, which may be of any length and any bytes.
-  static std::string shortened(std::string text) {
-    constexpr std::size_t longest = 300;
-    if (text.size() > longest)
-      text = text.substr(0, longest) + "...";
-    std::replace_if(
-        text.begin(), text.end(), [](char character) { return character < ' ' || character > '~'; }, '?');
-    return text;
-  }
-
- private:
-  static constexpr int deepest = 32;
-  std::vector<std::set<std::string>> members_;
-};
-
-Json parse_json(std::string_view text) {
-  Gate gate;
+Document read_document(std::string_view text) {
   try {
-    return Json::parse(
-        text, [&](int depth, Json::parse_event_t event, Json const &value) { return gate.admit(depth, event, value); });
-  } catch (Json::exception const &error) {
-    throw DescriptionError(Gate::shortened(error.what()));
+    return read_json(text, deepest);
+  } catch (DocumentError const &error) {
+    throw DescriptionError(error.what());
   }
 }
 
 }  // namespace
 
 BootDescription parse_description(std::string_view text) {
-  Json const json = parse_json(text);
-  Object object(json, "");
-  Json const &format = object.require("format");
-  if (format != supported_format)
+  Document const document = read_document(text);
+  Object object(document, "");
+  auto const *const format = object.require("format").as<std::uint64_t>();
+  if (!format || *format != supported_format)
     wrong("format", "must be " + std::to_string(supported_format));
   BootDescription description;
   if (object.find("stopped_clock"))

@@ -17,7 +17,7 @@ constexpr std::size_t checksum_offset = length_offset + number_size;
 constexpr std::size_t header_size = checksum_offset + number_size;
 
 // Deeper than any document of the host. The reader works recursively: an image must not choose how deep.
-constexpr int deepest_nesting = 16;
+constexpr std::size_t deepest_nesting = 16;
 
 // The CRC-32 of IEEE 802.3.
 constexpr std::array<std::uint32_t, 256> crc_table = [] {
@@ -53,43 +53,11 @@ void put_number(std::string &image, std::size_t offset, std::uint32_t number) {
   std::memcpy(image.data() + offset, &number, sizeof number);
 }
 
-// Reads a document only to see that it is one, and how deep it goes.
-class NestingCheck : public nlohmann::json_sax<Document> {
- public:
-  bool null() override { return true; }
-  bool boolean(bool) override { return true; }
-  bool number_integer(number_integer_t) override { return true; }
-  bool number_unsigned(number_unsigned_t) override { return true; }
-  bool number_float(number_float_t, string_t const &) override { return true; }
-  bool string(string_t &) override { return true; }
-  bool binary(binary_t &) override { return true; }
-  bool start_object(std::size_t) override { return ++depth_ <= deepest_nesting; }
-  bool key(string_t &) override { return true; }
-  bool end_object() override { return --depth_ >= 0; }
-  bool start_array(std::size_t) override { return ++depth_ <= deepest_nesting; }
-  bool end_array() override { return --depth_ >= 0; }
-  bool parse_error(std::size_t, std::string const &, nlohmann::detail::exception const &) override { return false; }
-
- private:
-  int depth_ = 0;
-};
-
-Document parse_document(std::string_view body) {
-  try {
-    NestingCheck check;
-    refuse_if(!Document::sax_parse(body.begin(), body.end(), &check, Document::input_format_t::cbor),
-              QEL_INVALID_METADATA);
-    return Document::from_cbor(body.begin(), body.end());
-  } catch (Document::exception const &) {
-    refuse(QEL_INVALID_METADATA);
-  }
-}
-
 }  // namespace
 
 std::string seal_image(Document const &document) {
   std::string image(header_size, '\0');
-  Document::to_cbor(document, nlohmann::detail::output_adapter<char>(image));
+  append_cbor(image, document);
   std::memcpy(image.data(), signature.data(), signature.size());
   std::size_t const body_size = image.size() - header_size;
   // The calls give the length of an image as an int.
@@ -106,26 +74,37 @@ Document open_image(std::string_view image) {
   refuse_if(number_at(image, length_offset) != image.size() - header_size, QEL_INVALID_METADATA);
   refuse_if(number_at(image, checksum_offset) != checksum(image), QEL_CHECKSUM_MISMATCH);
   refuse_if(number_at(image, format_offset) == 0, QEL_INVALID_METADATA);
-  return parse_document(image.substr(header_size));
+  try {
+    return read_cbor(image.substr(header_size), deepest_nesting);
+  } catch (DocumentError const &) {
+    refuse(QEL_INVALID_METADATA);
+  }
+}
+
+namespace {
+
+template <typename Kind>
+Kind const &value_of(Document const &document) {
+  Kind const *const value = document.as<Kind>();
+  refuse_if(!value, QEL_INVALID_METADATA);
+  return *value;
 }
 
 Document const &member(Document const &object, char const *name) {
-  refuse_if(!object.is_object(), QEL_INVALID_METADATA);
-  auto const found = object.find(name);
-  refuse_if(found == object.end(), QEL_INVALID_METADATA);
-  return *found;
+  auto const &members = value_of<Document::Members>(object);
+  auto const found = members.find(name);
+  refuse_if(found == members.end(), QEL_INVALID_METADATA);
+  return found->second;
 }
 
-Document const &list_member(Document const &object, char const *name) {
-  Document const &list = member(object, name);
-  refuse_if(!list.is_array(), QEL_INVALID_METADATA);
-  return list;
+}  // namespace
+
+Document::List const &list_member(Document const &object, char const *name) {
+  return value_of<Document::List>(member(object, name));
 }
 
 std::string text_member(Document const &object, char const *name, std::size_t room) {
-  Document const &value = member(object, name);
-  refuse_if(!value.is_string(), QEL_INVALID_METADATA);
-  auto text = value.get<std::string>();
+  auto const &text = value_of<std::string>(member(object, name));
   refuse_if(text.size() >= room || text.find('\0') != std::string::npos, QEL_INVALID_METADATA);
   return text;
 }
@@ -137,22 +116,17 @@ std::string name_member(Document const &object, char const *name, std::size_t ro
 }
 
 std::uint32_t number_member(Document const &object, char const *name) {
-  Document const &value = member(object, name);
-  refuse_if(!value.is_number_unsigned() || value.get<std::uint64_t>() > UINT32_MAX, QEL_INVALID_METADATA);
-  return value.get<std::uint32_t>();
+  auto const number = value_of<std::uint64_t>(member(object, name));
+  refuse_if(number > UINT32_MAX, QEL_INVALID_METADATA);
+  return static_cast<std::uint32_t>(number);
 }
 
 bool truth_member(Document const &object, char const *name) {
-  Document const &value = member(object, name);
-  refuse_if(!value.is_boolean(), QEL_INVALID_METADATA);
-  return value.get<bool>();
+  return value_of<bool>(member(object, name));
 }
 
 std::string bytes_member(Document const &object, char const *name) {
-  Document const &value = member(object, name);
-  refuse_if(!value.is_binary(), QEL_INVALID_METADATA);
-  Document::binary_t const &bytes = value.get_binary();
-  return {bytes.begin(), bytes.end()};
+  return value_of<Document::Bytes>(member(object, name)).bytes;
 }
 
 }  // namespace host

@@ -2,15 +2,13 @@
 #pragma once
 
 #include <cstdint>
-#include <nlohmann/json.hpp>
 #include <string>
 #include <string_view>
 
+#include "platform/core/document.hpp"
 #include "platform/core/properties.hpp"
 
 namespace host {
-
-using Document = nlohmann::json;
 
 std::string seal_image(Document const &document);
 
@@ -18,8 +16,7 @@ std::string seal_image(Document const &document);
 Document open_image(std::string_view image);
 
 // What a document holds. Each refuses with QEL_INVALID_METADATA when it is not there, or not of the kind or size asked.
-Document const &member(Document const &object, char const *name);
-Document const &list_member(Document const &object, char const *name);
+Document::List const &list_member(Document const &object, char const *name);
 std::string text_member(Document const &object, char const *name, std::size_t room);
 std::string name_member(Document const &object, char const *name, std::size_t room);
 std::uint32_t number_member(Document const &object, char const *name);

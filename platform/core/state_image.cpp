@@ -16,11 +16,11 @@ Document property_document(StoredProperty const &property) {
           {"owner", property.owner},
           {"type", property.type},
           {"volatile", property.is_volatile},
-          {"value", Document::binary({property.value.begin(), property.value.end()})}};
+          {"value", Document::Bytes{property.value}}};
 }
 
 Document properties_document(std::vector<StoredProperty> const &properties) {
-  Document list = Document::array();
+  Document::List list;
   for (StoredProperty const &property : properties)
     list.push_back(property_document(property));
   return list;
@@ -42,7 +42,7 @@ Document ports_document(Database &database, RowId vswitch, Extent extent) {
   // The same state gives the same image, in whatever order the ports were made.
   std::sort(ports.begin(), ports.end(),
             [](auto const &one, auto const &other) { return one.dvport_id < other.dvport_id; });
-  Document list = Document::array();
+  Document::List list;
   for (ListedPort const &port : ports) {
     if (port.type == DVSPORT_TYPE_ZOMBIE)
       continue;
@@ -56,7 +56,7 @@ Document ports_document(Database &database, RowId vswitch, Extent extent) {
 }
 
 Document nics_document(Database &database, RowId vswitch) {
-  Document list = Document::array();
+  Document::List list;
   for (Uplink const &uplink : load_uplinks(database, vswitch)) {
     if (uplink.nic)
       list.push_back({{"uplink", uplink.name}, {"nic", uplink.nic_name}});
@@ -82,7 +82,7 @@ Document switch_document(Database &database, Switch const &vswitch, Extent exten
 }  // namespace
 
 std::string state_image(Database &database, Extent extent) {
-  Document switches = Document::array();
+  Document::List switches;
   for (Switch const &vswitch : load_switches(database)) {
     if (vswitch.persistent || extent == Extent::all)
       switches.push_back(switch_document(database, vswitch, extent));

@@ -131,6 +131,10 @@ TEST_F(Boot, bad_descriptions_are_refused_with_their_place) {
   expect_refused(switch_with(R"("class": "x")"), "switches[0]: the host refuses it with QEL_MODULE_NOT_FOUND");
   expect_refused(switch_with(R"("uplinks": [{"name": "u", "nic": "n"}])"),
                  "switches[0].uplinks[0]: the host refuses it with QEL_NOT_FOUND");
+  expect_refused(switch_with(R"("uplinks": [{"name": "u", "made_port": false}])"),
+                 "switches[0].uplinks[0].dvport_id: is missing");
+  expect_refused(switch_with(R"("host_properties": [{"name": "x", "value": "", "type": 65536}])"),
+                 "switches[0].host_properties[0]: the host refuses it with QEL_BAD_PARAM");
   expect_refused(switch_with(R"("ports": [{"dvport_id": "p"}, {"dvport_id": "p"}])"),
                  "switches[0].ports[1]: the host refuses it with QEL_EXISTS");
   expect_refused(switch_with(R"("ports": [{"dvport_id": "p", "client": {"name": "c", "type": "x", "mac": "0"}}])"),
