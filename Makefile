@@ -39,7 +39,7 @@ fuzz: packages ## fuzz the host's readers, FUZZ_SECONDS (600) each
 test-random: build ## the abort storms and random calls in full
 	@VSWITCHPY_FULL=1 $(PYTHON) -m pytest -q -s tests/reliability/test_abort_storms.py tests/reliability/test_random_calls.py
 
-test-memory: build ## every failing allocation, and references under python3-dbg
+test-memory: build ## every failing allocation, references at length, and all counted under python3-dbg
 	@cmake --build --preset release --target counted
 	@VSWITCHPY_FULL=1 $(PYTHON) -m pytest -q -s tests/reliability/test_failing_allocations.py tests/reliability/test_references.py
 

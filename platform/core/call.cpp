@@ -40,12 +40,6 @@ struct Bridge {
   char const **message;
 };
 
-struct Outcome {
-  Status status;
-  bool faulted;
-  ExceptionClass exception_class;
-};
-
 // The message of the fault at hand. It outlives the jump; a longer text is cut.
 thread_local char fault_message[4096];
 
@@ -232,16 +226,34 @@ Status abort_call(Outcome const &outcome) {
   std::longjmp(*bridge.buffer, 1);
 }
 
+// The C and C++ libraries keep variables for each thread from its first use of them on. Where there is no memory for
+// that they end the process, so it must not come as late as the first exception.
+void prepare_thread() {
+  fault_message[sizeof fault_message - 1] = '\0';
+  [[maybe_unused]] int const volatile asked = std::uncaught_exceptions();  // or the compiler leaves it out
+}
+
+// Of the thread that loads the library.
+[[maybe_unused]] bool const is_prepared = (prepare_thread(), true);
+
 }  // namespace
 
+Outcome run_part(Access access, CallBody body) {
+  prepare_thread();
+  return run_in_time(access, not_an_exported_call, body);
+}
+
+Status end_call(Outcome const &outcome) {
+  return outcome.faulted ? abort_call(outcome) : outcome.status;
+}
+
 Status run_call(Access access, char const *function, CallBody body) {
+  prepare_thread();
   if (trace_state.load(std::memory_order_relaxed) == TraceState::unknown)
     start_trace();
   begin_handing_out(function);
   // All objects of the call live and die inside: the jump skips no destructor.
-  Outcome const outcome =
-      function && may_trace() ? run_traced(access, function, body) : run_in_time(access, function, body);
-  return outcome.faulted ? abort_call(outcome) : outcome.status;
+  return end_call(function && may_trace() ? run_traced(access, function, body) : run_in_time(access, function, body));
 }
 
 }  // namespace host

@@ -28,16 +28,26 @@ inline constexpr char const *not_an_exported_call = nullptr;
 // they run after it.
 HOST_API Status run_call(Access access, char const *function, CallBody body);
 
+// How a body ended: with a status, or with a fault.
+struct Outcome {
+  Status status;
+  bool faulted;
+  ExceptionClass exception_class;
+};
+
+// A part of a call that has something to clear up before it may be aborted, which end_call() does where there was a
+// fault.
+HOST_API Outcome run_part(Access access, CallBody body);
+HOST_API Status end_call(Outcome const &outcome);
+
 namespace detail {
 
 template <typename Body>
-Status call(Access access, char const *function, Body &&body) {
-  using Plain = std::remove_reference_t<Body>;
+CallBody plain_body(Body &body) {
   // An abort jumps over the frames of the exported function: nothing there may need a destructor.
-  static_assert(std::is_trivially_destructible_v<Plain>, "capture by reference");
-  return run_call(access, function,
-                  {[](void *pointer, Database &database) { (*static_cast<Plain *>(pointer))(database); },
-                   const_cast<std::remove_const_t<Plain> *>(&body)});
+  static_assert(std::is_trivially_destructible_v<Body>, "capture by reference");
+  return {[](void *pointer, Database &database) { (*static_cast<Body *>(pointer))(database); },
+          const_cast<std::remove_const_t<Body> *>(&body)};
 }
 
 }  // namespace detail
@@ -46,13 +56,18 @@ Status call(Access access, char const *function, Body &&body) {
 // as its own last parameter in the same way.
 template <typename Body>
 Status query(Body &&body, char const *function = __builtin_FUNCTION()) {
-  return detail::call(Access::read, function, body);
+  return run_call(Access::read, function, detail::plain_body(body));
 }
 
 // A call that changes it.
 template <typename Body>
 Status update(Body &&body, char const *function = __builtin_FUNCTION()) {
-  return detail::call(Access::write, function, body);
+  return run_call(Access::write, function, detail::plain_body(body));
+}
+
+template <typename Body>
+Outcome query_part(Body &&body) {
+  return run_part(Access::read, detail::plain_body(body));
 }
 
 }  // namespace host

@@ -238,13 +238,21 @@ void Database::roll_back() {
   }
 }
 
+void Database::end_reading() {
+  try {
+    execute("COMMIT");
+  } catch (...) {
+    roll_back();
+  }
+}
+
 void Database::finish_rolling_back() {
   if (left_open_)
     execute("ROLLBACK");
   left_open_ = false;
 }
 
-Transaction::Transaction(Database &database, bool writing) : database_(database) {
+Transaction::Transaction(Database &database, bool writing) : database_(database), writing_(writing) {
   if (database.is_damaged())
     database.throw_damage();
   // SQLite would find out with the first change only.
@@ -259,7 +267,11 @@ Transaction::~Transaction() {
 }
 
 void Transaction::commit() {
-  database_.execute("COMMIT");
+  // The end of one that only reads cannot fail: it has given its answer away.
+  if (writing_)
+    database_.execute("COMMIT");
+  else
+    database_.end_reading();
   open_ = false;
 }
 

@@ -65,6 +65,8 @@ class HOST_API Database {
   // Undoes a transaction, or notes that it still has to be: SQLite needs memory for that.
   void roll_back();
   void finish_rolling_back();
+  // Ends a transaction that has changed nothing.
+  void end_reading();
   bool is_read_only() const { return sqlite3_db_readonly(connection_, "main") == 1; }
 
   // Runs one statement. `sql` must be a literal: the prepared statement is kept under its address.
@@ -169,6 +171,7 @@ class HOST_API Transaction {
 
  private:
   Database &database_;
+  bool writing_;
   bool open_ = true;
 };
 

@@ -90,6 +90,13 @@ void hand_out(void const *record, std::size_t size) {
   running_bytes += size;
 }
 
+void take_back(void *record) {
+  std::size_t size = 0;
+  take_from_register(record, size);
+  running_bytes -= size;
+  std::free(record);
+}
+
 void release_memory(void *record, char const *function) {
   if (!record)
     return;

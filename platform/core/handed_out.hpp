@@ -11,6 +11,9 @@ namespace host {
 // old one was released with the system's free.
 HOST_API void hand_out(void const *record, std::size_t size);
 
+// Releases a record that the running call does not return after all.
+HOST_API void take_back(void *record);
+
 // Releases a record that was handed out. Anything else is left alone, counted and reported in the trace: it was
 // released before, or is not ours. A null pointer is ignored.
 HOST_API void release_memory(void *record, char const *function = __builtin_FUNCTION());

@@ -9,33 +9,22 @@
 
 namespace host {
 
-struct ReleaseMemory {
-  std::size_t size = 0;
-  void operator()(void *memory) const { std::free(memory); }
+struct TakeBack {
+  void operator()(void *record) const { take_back(record); }
 };
 
-// A record on its way to the caller.
+// A record on its way to the caller. It counts as handed out from the beginning, so that release() cannot fail.
 template <typename Record>
-class OwnedRecord : public std::unique_ptr<Record, ReleaseMemory> {
-  using Base = std::unique_ptr<Record, ReleaseMemory>;
-
- public:
-  using Base::Base;
-
-  // To the caller, who has to release it.
-  [[nodiscard]] Record *release() {
-    hand_out(this->get(), this->get_deleter().size);
-    return Base::release();
-  }
-};
+using OwnedRecord = std::unique_ptr<Record, TakeBack>;
 
 // A zeroed record with `extra` bytes behind it.
 template <typename Record>
 OwnedRecord<Record> allocate_record(std::size_t extra = 0) {
-  void *memory = std::calloc(1, sizeof(Record) + extra);
+  std::unique_ptr<void, decltype(&std::free)> memory(std::calloc(1, sizeof(Record) + extra), std::free);
   if (!memory)
     throw std::bad_alloc();
-  return OwnedRecord<Record>(static_cast<Record *>(memory), ReleaseMemory{sizeof(Record) + extra});
+  hand_out(memory.get(), sizeof(Record) + extra);
+  return OwnedRecord<Record>(static_cast<Record *>(memory.release()));
 }
 
 // The elements that follow a record's fixed part. Records declare them as arrays of no elements, which the

@@ -1,7 +1,10 @@
 // The tables of the state file, and telling a state file from anything else.
 #include "platform/core/schema.hpp"
 
+#include <charconv>
+#include <new>
 #include <string>
+#include <string_view>
 #include <vector>
 
 namespace host {
@@ -312,6 +315,16 @@ std::vector<std::string> const &expected_definitions() {
   return expected;
 }
 
+// The check puts into its text why it could not read a page: without memory that says nothing about the file.
+bool ran_out_of_memory(std::string_view result) {
+  constexpr std::string_view mark = "error code=";
+  std::size_t const at = result.rfind(mark);
+  int code = 0;
+  if (at != std::string_view::npos)
+    std::from_chars(result.data() + at + mark.size(), result.data() + result.size(), code);
+  return code == SQLITE_NOMEM || code == SQLITE_IOERR_NOMEM;
+}
+
 }  // namespace
 
 Identity identify(Database &database) {
@@ -331,6 +344,8 @@ Identity identify(Database &database) {
     not_a_state_file(database, "the state file is damaged: its tables are not those of a host");
   Rows check = database.rows("PRAGMA quick_check(1)");
   std::string const result = check.next() ? check.text(0) : "the check gave no result";
+  if (ran_out_of_memory(result))
+    throw std::bad_alloc();
   if (result != "ok")
     not_a_state_file(database, "the state file is damaged: " + result);
   return Identity::host;

@@ -251,10 +251,18 @@ Identity identify_at_once(Database &database) {
   return identity;
 }
 
+void boot_unless_booted(Database &database) {
+  Transaction transaction(database, true);
+  // Another process may have booted the host meanwhile.
+  if (identify(database) == Identity::fresh) {
+    create_schema(database);
+    boot_fresh_host(database, environment("VSWITCH_HOST_INIT"));
+  }
+  transaction.commit();
+}
+
 void prepare_connection(Database &database, bool in_file) {
   bool const fresh = identify_at_once(database) == Identity::fresh;
-  if (in_file && !database.is_read_only())
-    use_write_ahead_log(database);
   // NORMAL is safe against the end of any process; FULL waits for the disk with each change.
   database.execute_script(environment("VSWITCH_HOST_SYNC") == "power" ? "PRAGMA synchronous = FULL;"
                                                                       : "PRAGMA synchronous = NORMAL;");
@@ -264,15 +272,11 @@ void prepare_connection(Database &database, bool in_file) {
       "PRAGMA wal_autocheckpoint = 4000;"
       "PRAGMA foreign_keys = ON;"
       "PRAGMA cell_size_check = ON;");
-  if (!fresh)
-    return;
-  Transaction transaction(database, true);
-  // Another process may have booted the host meanwhile.
-  if (identify(database) == Identity::fresh) {
-    create_schema(database);
-    boot_fresh_host(database, environment("VSWITCH_HOST_INIT"));
-  }
-  transaction.commit();
+  if (fresh)
+    boot_unless_booted(database);
+  // Not earlier: the switch writes to the file, and a boot that is refused leaves it empty.
+  if (in_file && !database.is_read_only())
+    use_write_ahead_log(database);
 }
 
 std::unique_ptr<Database> open_connection(std::string const &path, bool is_frozen) {

@@ -25,7 +25,8 @@ std::atomic<TraceState> trace_state{TraceState::unknown};
 
 namespace {
 
-using Json = nlohmann::ordered_json;
+// Only of values that hold no others: the destructors of those need memory, and end the process without it.
+using Json = nlohmann::json;
 
 constexpr std::size_t most_arguments = 16;
 constexpr std::size_t longest_text = 256;
@@ -42,9 +43,29 @@ thread_local Note latest_note;
 std::mutex start_mutex;
 std::atomic<int> trace_file{-1};
 
-void write_line(Json const &line) {
+// A JSON object, written from left to right.
+class Object {
+ public:
+  void add(std::string_view member, Json const &value) { add_text(member, text_of(value)); }
+  void add(std::string_view member, Object const &value) { add_text(member, value.text()); }
+
+  std::string text() const { return text_ + "}"; }
+
+ private:
   // Bytes of scripts need not be UTF-8.
-  std::string const text = line.dump(-1, ' ', false, Json::error_handler_t::replace) + "\n";
+  static std::string text_of(Json const &value) { return value.dump(-1, ' ', false, Json::error_handler_t::replace); }
+
+  void add_text(std::string_view member, std::string const &value) {
+    if (text_.size() > 1)
+      text_ += ",";
+    text_ += text_of(std::string(member)) + ":" + value;
+  }
+
+  std::string text_ = "{";
+};
+
+void write_line(Object const &line) {
+  std::string const text = line.text() + "\n";
   // One write, so that the lines of several processes never mix. Where it fails, the call matters more.
   static_cast<void>(!write(trace_file.load(), text.data(), text.size()));
 }
@@ -88,28 +109,28 @@ std::string_view next_name(std::string_view &names) {
 }
 
 // None where the note is another call's: not every function has arguments to note.
-Json noted_arguments(char const *function) {
-  Json arguments = Json::object();
+Object noted_arguments(char const *function) {
+  Object arguments;
   if (!latest_note.function || std::strcmp(latest_note.function, function) != 0)
     return arguments;
   std::string_view names = latest_note.names;
   for (std::size_t i = 0; i < latest_note.count; ++i)
-    arguments[std::string(next_name(names))] = argument_value(latest_note.arguments[i]);
+    arguments.add(next_name(names), argument_value(latest_note.arguments[i]));
   latest_note.function = nullptr;
   return arguments;
 }
 
-Json new_line() {
-  Json line;
-  line["pid"] = getpid();
+Object new_line() {
+  Object line;
+  line.add("pid", getpid());
   return line;
 }
 
 void trace_unreleased(char const *function, std::size_t bytes) {
   without_failing([&] {
-    Json line = new_line();
-    line["never_released"] = function;
-    line["bytes"] = bytes;
+    Object line = new_line();
+    line.add("never_released", function);
+    line.add("bytes", bytes);
     write_line(line);
   });
 }
@@ -184,18 +205,18 @@ void note_argument_list(char const *function, char const *names, NotedArgument c
 
 void trace_call(TracedCall const &call) {
   without_failing([&] {
-    Json line = new_line();
-    line["call"] = call.function;
-    line["arguments"] = noted_arguments(call.function);
+    Object line = new_line();
+    line.add("call", call.function);
+    line.add("arguments", noted_arguments(call.function));
     char const *name = status_name(call.status);
-    line["status"] = name ? Json(name) : Json(nullptr);
-    line["number"] = call.status;
+    line.add("status", name ? Json(name) : Json(nullptr));
+    line.add("number", call.status);
     if (call.exception) {
-      line["exception"] = call.exception;
-      line["message"] = call.message;
+      line.add("exception", call.exception);
+      line.add("message", call.message);
     }
-    line["microseconds"] = call.microseconds;
-    line["bytes"] = call.bytes;
+    line.add("microseconds", call.microseconds);
+    line.add("bytes", call.bytes);
     write_line(line);
   });
 }
@@ -204,11 +225,13 @@ void trace_release(char const *function, void const *record, bool known, std::si
   if (trace_state != TraceState::on)
     return;
   without_failing([&] {
-    Json line = new_line();
-    line["call"] = function;
-    line["arguments"] = {{"memory", address_text(record)}};
-    line["released"] = known;
-    line["bytes"] = bytes;
+    Object line = new_line();
+    line.add("call", function);
+    Object arguments;
+    arguments.add("memory", address_text(record));
+    line.add("arguments", arguments);
+    line.add("released", known);
+    line.add("bytes", bytes);
     write_line(line);
   });
 }

@@ -61,6 +61,16 @@ HandleNumber as_number(void *handle) {
   return reinterpret_cast<HandleNumber>(handle);
 }
 
+// The handle that has the number. Where it has none yet it gets one, once all that needs memory is done.
+void *handle_for(HandleNumber &number, StateHandle handle) {
+  if (number == 0) {
+    HandleNumber const made = next_number();
+    table().state.emplace(made, std::move(handle));
+    number = made;
+  }
+  return as_handle(number);
+}
+
 StateHandle &state_handle(void *handle) {
   auto const found = table().state.find(as_number(handle));
   refuse_if(found == table().state.end(), QEL_INVALID_HANDLE);
@@ -70,23 +80,11 @@ StateHandle &state_handle(void *handle) {
 }  // namespace
 
 DVSwitchHandle switch_handle(RowId vswitch) {
-  HandleNumber &number = table().switches[vswitch];
-  if (number == 0) {
-    number = next_number();
-    StateHandle &handle = table().state[number];
-    handle.port = PortKey{vswitch, 0};
-    handle.is_switch = true;
-  }
-  return as_handle(number);
+  return handle_for(table().switches[vswitch], {PortKey{vswitch, 0}, true, {}, {}});
 }
 
 DVSPortHandle port_handle(PortKey port) {
-  HandleNumber &number = table().ports[port.port];
-  if (number == 0) {
-    number = next_number();
-    table().state[number].port = port;
-  }
-  return as_handle(number);
+  return handle_for(table().ports[port.port], {port, false, {}, {}});
 }
 
 RowId switch_of(DVSwitchHandle handle) {
@@ -113,16 +111,15 @@ char const *text_of_handle(void *handle, std::string_view text) {
 
 DVSDataItem item_handle(PropertyPlace const &place, StoredProperty property) {
   HandleNumber &number = table().items[{place.vswitch, place.scope, place.port, property.name}];
-  if (number == 0)
-    number = next_number();
-  std::optional<StoredProperty> &kept = table().state[number].property;
+  void *const handle = handle_for(number, {});
+  std::optional<StoredProperty> &kept = state_handle(handle).property;
   // A value that is still the same stays where it is.
   if (kept && kept->value == property.value) {
     kept->type = property.type;
   } else {
     kept = std::move(property);
   }
-  return as_handle(number);
+  return handle;
 }
 
 void forget_state_handles() {
@@ -169,14 +166,19 @@ WalkNumber begin_walk(std::vector<void *> elements) {
 }
 
 WalkNumber begin_item_walk(std::vector<StoredProperty> properties) {
-  std::vector<void *> elements;
-  for (StoredProperty &property : properties) {
-    HandleNumber const number = next_number();
-    table().state[number].property = std::move(property);
-    elements.push_back(as_handle(number));
+  WalkNumber const walk = begin_walk({});
+  Walk &begun = table().walks[walk];
+  begun.owns_items = true;
+  try {
+    for (StoredProperty &property : properties) {
+      HandleNumber const number = next_number();
+      begun.elements.push_back(as_handle(number));
+      table().state[number].property = std::move(property);
+    }
+  } catch (...) {
+    end_walk(walk);
+    throw;
   }
-  WalkNumber const walk = begin_walk(std::move(elements));
-  table().walks[walk].owns_items = true;
   return walk;
 }
 

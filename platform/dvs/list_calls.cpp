@@ -2,9 +2,11 @@
 #include <cstdlib>
 #include <cstring>
 #include <new>
+#include <utility>
 
 #include "platform/core/call.hpp"
 #include "platform/core/ports.hpp"
+#include "platform/core/state_file.hpp"
 #include "platform/core/state_image.hpp"
 #include "platform/core/text.hpp"
 #include "platform/dvs/exports.hpp"
@@ -18,19 +20,43 @@ namespace {
 constexpr qel_uint32 largest_value = 1048576;
 constexpr std::size_t most_values = 65536;
 
+void release_list(PropertyList *list) {
+  for (auto const &[name, value] : list->values)
+    list->release(value.memory);
+  delete list;
+}
+
+// Without the state, and without an abort: the caller still has memory to release.
+Status put_value(DVSDataHandle data, char const *name, ListedValue const &value, void *&unused) {
+  HostLock const lock;
+  try {
+    unused = std::exchange(list_of(data).values[name], value).memory;
+    return QEL_OK;
+  } catch (Refusal const &refusal) {
+    return refusal.status();
+  } catch (std::bad_alloc const &) {
+    return QEL_NO_MEMORY;
+  }
+}
+
 // Lists of the library itself use the system's allocator, which needs no call outside of the transaction.
 DVSDataHandle make_list(std::vector<StoredProperty> const &properties) {
   DVSDataHandle handle = list_handle(std::malloc, std::free);
   PropertyList &list = list_of(handle);
-  for (StoredProperty const &property : properties) {
-    ListedValue &listed = list.values[property.name];
-    // Not a record: it is never the caller's to release.
-    listed.memory = std::malloc(property.value.size() + 1);
-    if (!listed.memory)
-      throw std::bad_alloc();
-    std::memcpy(listed.memory, property.value.data(), property.value.size());
-    listed.length = property.value.size();
-    listed.type = property.type;
+  try {
+    for (StoredProperty const &property : properties) {
+      ListedValue &listed = list.values[property.name];
+      // Not a record: it is never the caller's to release.
+      listed.memory = std::malloc(property.value.size() + 1);
+      if (!listed.memory)
+        throw std::bad_alloc();
+      std::memcpy(listed.memory, property.value.data(), property.value.size());
+      listed.length = property.value.size();
+      listed.type = property.type;
+    }
+  } catch (...) {
+    release_list(take_list(handle));
+    throw;
   }
   return handle;
 }
@@ -50,16 +76,6 @@ int collect(DVSDataHandle *list, qel_uint32 property_type, Collect &&properties,
 PropertyPlace port_place(Database &database, char const *alias, char const *dvport_id) {
   RowId const vswitch = switch_by_alias(database, alias_argument(alias));
   return {vswitch, Scope::port, port_by_id(database, vswitch, dvport_id_argument(dvport_id)).row};
-}
-
-// One value out of a list that was taken; null when it is empty.
-void *take_value(PropertyList *list) {
-  if (list->values.empty())
-    return nullptr;
-  auto const first = list->values.begin();
-  void *const memory = first->second.memory;
-  list->values.erase(first);
-  return memory;
 }
 
 }  // namespace
@@ -114,17 +130,14 @@ void DVSData_Free(DVSDataHandle data) {
   NOTE_ARGUMENTS(data);
   PropertyList *list = nullptr;
   query([&](Database &) { list = take_list(data); });
-  if (!list)
-    return;
-  while (void *const memory = take_value(list))
-    list->release(memory);
-  delete list;
+  if (list)
+    release_list(list);
 }
 
 int DVSData_Update(DVSDataHandle data, char const *name, void *value, qel_uint32 length, qel_uint32 property_type) {
   NOTE_ARGUMENTS(data, name, value, length, property_type);
-  DVSData_MemAlloc allocate = nullptr;
-  DVSData_MemFree release = nullptr;
+  DVSData_MemAlloc allocate = std::malloc;
+  DVSData_MemFree release = std::free;
   std::uint32_t type = 0;
   int status = query([&](Database &) {
     refuse_if(!name || (!value && length > 0), QEL_BAD_PARAM);
@@ -144,16 +157,10 @@ int DVSData_Update(DVSDataHandle data, char const *name, void *value, qel_uint32
     return QEL_NO_MEMORY;
   if (length)
     std::memcpy(memory, value, length);
-  void *replaced = memory;  // what to release: the new value where the list is gone meanwhile
-  status = query(
-      [&](Database &) {
-        ListedValue &listed = list_of(data).values[name];
-        replaced = listed.memory;
-        listed = {memory, length, type};
-      },
-      not_an_exported_call);
-  if (replaced)
-    release(replaced);
+  void *unused = memory;  // the new value where it cannot be put in, else the one that it replaces
+  status = put_value(data, name, {memory, length, type}, unused);
+  if (unused)
+    release(unused);
   return status;
 }
 

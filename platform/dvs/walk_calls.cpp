@@ -1,5 +1,6 @@
 // Handles of the state: finding switches, ports and properties, walking over them, and what a handle tells.
 #include "platform/core/call.hpp"
+#include "platform/core/state_file.hpp"
 #include "platform/core/switch_state.hpp"
 #include "platform/core/text.hpp"
 #include "platform/dvs/exports.hpp"
@@ -35,16 +36,16 @@ bool is_there(Database &, void *) {
 
 using IsThere = bool (*)(Database &, void *);
 
-void *next_element(WalkNumber walk, IsThere is_element_there) {
-  void *element = nullptr;
-  Status const status = query_handles(
-      [&](Database &database) {
-        do {
-          element = next_of_walk(walk);
-        } while (element && !is_element_there(database, element));
-      },
-      not_an_exported_call);
-  return status == QEL_OK ? element : nullptr;
+Outcome next_element(WalkNumber walk, IsThere is_element_there, void *&element) {
+  Outcome const outcome = query_part([&](Database &database) {
+    forget_handles_of_former_state(database);
+    do {
+      element = next_of_walk(walk);
+    } while (element && !is_element_there(database, element));
+  });
+  if (outcome.status != QEL_OK)
+    element = nullptr;
+  return outcome;
 }
 
 // `begin` gives the walk in a transaction; the calls are made outside of it.
@@ -56,11 +57,16 @@ void for_each(Callback callback, void *context, IsThere is_element_there, Begin 
   WalkNumber walk = 0;
   if (query_handles([&](Database &database) { walk = begin(database); }, function) != QEL_OK)
     return;
-  while (void *const element = next_element(walk, is_element_there)) {
-    if (callback(element, context) != 0)
-      break;
+  void *element = nullptr;
+  Outcome outcome;
+  do {
+    outcome = next_element(walk, is_element_there, element);
+  } while (element && callback(element, context) == 0);
+  {
+    HostLock const lock;
+    end_walk(walk);
   }
-  query([&](Database &) { end_walk(walk); }, not_an_exported_call);
+  end_call(outcome);
 }
 
 // A stale handle is refused as one that never was.

@@ -38,6 +38,17 @@ def give_back(record: Record) -> None:
     function(record)
 
 
+def release_result(result: Any) -> None:
+    """Releases what a call or helper has handed out; a failed call has handed out nothing."""
+    if not isinstance(result, list):
+        result = (result,)
+    elif result[0] != vs.QEL_OK:
+        result = ()
+    for record in result:
+        if isinstance(record, Record):
+            record.release()
+
+
 @overload
 def allocated(function: Callable[..., Outputs[T]], *arguments: Any) -> AbstractContextManager[T]: ...
 @overload
@@ -52,13 +63,12 @@ def allocated(function: Callable[..., Any], *arguments: Any) -> Iterator[Any]:
         with allocated(VSQEL_GetSwitchInfo, "production") as info:
             print(info.mtu)
     """
-    result = function(*arguments)
-    outputs: Any = check(cast("Outputs[Any]", result)) if isinstance(result, list) else result
-    if outputs is None:
-        raise MemoryError(f"{function.__name__} has handed out nothing")
+    result: Any = None
     try:
+        result = function(*arguments)
+        outputs: Any = check(cast("Outputs[Any]", result)) if isinstance(result, list) else result
+        if outputs is None:
+            raise MemoryError(f"{function.__name__} has handed out nothing")
         yield outputs
     finally:
-        for record in outputs if isinstance(outputs, tuple) else (outputs,):
-            if isinstance(record, Record):
-                record.release()
+        release_result(result)

@@ -4,6 +4,8 @@ will and leaves nothing behind: what the tests of this folder run without memory
 import ctypes
 import dataclasses
 import json
+import os
+import tempfile
 from collections.abc import Callable, Iterator
 from functools import partial
 from typing import Any
@@ -42,11 +44,6 @@ class Operation:
 
 def constructor_arguments(record: str) -> list[int]:
     return [COUNTED[record]] if record in COUNTED else []
-
-
-def size_of(row: dict) -> int:
-    """Bytes that the constructor above makes, at least."""
-    return max(row["size"], 4)
 
 
 # ---- arguments ---------------------------------------------------------------------------------------------
@@ -130,7 +127,7 @@ def refused(name: str, function: Callable, arguments: list[dict], values: list) 
 
 def filled_proxy(row: dict) -> Any:
     proxy = getattr(m, f"new_{row['name']}")(*constructor_arguments(row["name"]))
-    ctypes.memset(int(proxy), FILLING, size_of(row))
+    ctypes.memset(int(proxy), FILLING, row["size"])
     # The texts and pointers that a record owns are no addresses.
     for field in row["fields"]:
         if "pointer" in field["kind"] or field["kind"] == "owned text":
@@ -229,8 +226,6 @@ def raw_shadow_classes() -> Iterator[Operation]:
     owner = m.new_VSPropSecurityPortInfo()
     owner.disown()
     read = m.VSPropSecurityPortInfo_get_port_sec
-    view = m.new_qel_EthHdr()
-    view.disown()
     registered: list[type] = []
 
     def register(kind: type) -> None:
@@ -248,10 +243,29 @@ def raw_shadow_classes() -> Iterator[Operation]:
     # The data of an earlier registration stays allocated, which is why it is not repeated above.
 
 
+def host_starts() -> Iterator[Operation]:
+    """The first call of a process: it makes the host, or finds it."""
+    close = ctypes.CDLL("libtlklibs.so")._ZN4host10close_hostEv
+    folder = tempfile.TemporaryDirectory()
+    Kept.blocks.append(folder)
+
+    def anew(state: str, trace: str = "") -> tuple:
+        close()
+        os.environ.update(VSWITCH_HOST=state, VSWITCH_HOST_TRACE=trace)
+        return ()
+
+    call = m.DVSQEL_StateSanitize
+    found = f"{folder.name}/found"
+    yield Operation("first call on a host in memory", call, prepare=partial(anew, ":memory:"))
+    yield Operation("first call on a host that is there", call, prepare=partial(anew, found))
+    yield Operation("first call with a trace", call, prepare=partial(anew, found, f"{folder.name}/trace"))
+
+
 RAW_FAMILIES = {
     "raw records": raw_records,
     "raw proxies": raw_proxies,
     "raw shadow classes": raw_shadow_classes,
+    "host starts": host_starts,
 }
 
 
@@ -345,7 +359,7 @@ def layer_fields() -> Iterator[Operation]:
     for row in INTERFACE["records"]:
         kind = getattr(vs, row["name"])
         record = kind(*constructor_arguments(row["name"]))
-        ctypes.memset(vs._records.address(record), FILLING, size_of(row))
+        ctypes.memset(vs._records.address(record), FILLING, row["size"])
         for field in row["fields"]:
             if "pointer" in field["kind"] or field["kind"] == "owned text":
                 ctypes.memset(vs._records.address(record) + field["offset"], 0, field["size"])
@@ -493,6 +507,10 @@ def host_calls() -> Iterator[Operation]:
     host = Host()
     ready = ReadyArguments(host)
     Kept.blocks.append(ready)
+    # In the system's memory: the allocator of the ready arguments keeps each block.
+    values = ctypes.c_void_p()
+    assert host.DVSData_Alloc(ctypes.addressof(values), None, None) == 0
+    ready.data = values.value
     known = prototypes()
     read_pointer = ctypes.c_void_p.from_address
 
@@ -542,7 +560,9 @@ def host_calls() -> Iterator[Operation]:
             yield Operation(
                 f"{title}{name}", partial(function, *values), discard=discard, varies=True, **count
             )
-        if not call["overload"] and name != "DVSAliasToPortsetName":
+        if call["overload"]:
+            yield Operation(f"{name} refuses all its forms", partial(getattr(m, name), *values, object()))
+        elif name != "DVSAliasToPortsetName":
             yield from refused(name, getattr(m, name), inputs, values)
 
 

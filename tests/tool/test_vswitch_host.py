@@ -93,11 +93,30 @@ def test_init_replaces_a_host_only_by_force(host):
 
 def test_init_boots_from_a_description(empty):
     description = empty.folder / "init.json"
-    description.write_text('{"format": 1, "switches": [{"alias": "only", "switch_id": "i", "mtu": 3000}]}')
+    description.write_text(ONE_SWITCH)
     empty("init", description)
     assert [(vswitch["alias"], vswitch["mtu"]) for vswitch in empty("show")["switches"]] == [("only", 3000)]
     description.write_text('{"format": 1, "wrong": 5}')
     assert "wrong" in empty.refused("init", "--force", description)
+    assert [vswitch["alias"] for vswitch in empty("show")["switches"]] == ["only"]
+
+
+ONE_SWITCH = '{"format": 1, "switches": [{"alias": "only", "switch_id": "i", "mtu": 3000}]}'
+
+
+@pytest.mark.parametrize("refuse", ["the tool", "a call"])
+def test_a_refused_description_leaves_no_host(empty, refuse):
+    description = empty.folder / "init.json"
+    switches = [{"alias": f"switch-{i}", "switch_id": f"id-{i}"} for i in range(100)]
+    description.write_text(json.dumps({"format": 1, "switches": [*switches, {"alias": "last", "switch_id": 5}]}))
+    if refuse == "the tool":
+        assert "switches[100]" in empty.refused("init", description)
+    else:
+        call = f"import os; os.environ['VSWITCH_HOST_INIT'] = {str(description)!r}; import _libvswitch as m; "
+        assert "switches[100]" in empty.python(call + "m.VSDVS_SetMTU('only', 2000)").stderr
+    assert "there is no host" in empty.refused("show")
+    description.write_text(ONE_SWITCH)
+    empty("init", description)
     assert [vswitch["alias"] for vswitch in empty("show")["switches"]] == ["only"]
 
 
