@@ -41,10 +41,20 @@ PyObject *panic(PyObject * /*module*/, PyObject *tuple) {
 
 namespace {
 
+// A name is plain ASCII: nothing to decode.
+PyObject *name_object(const char *name) {
+  const std::size_t size = std::strlen(name);
+  PyObject *object = PyUnicode_New(static_cast<Py_ssize_t>(size), 127);
+  if (object) {
+    std::memcpy(PyUnicode_1BYTE_DATA(object), name, size);
+  }
+  return object;
+}
+
 // An item that cannot be made is left out; the next one is installed regardless. Names are not interned: that is half
 // of what 2,800 of them cost, and code that uses a name brings its own.
 void install(PyObject *dictionary, const char *name, PyObject *value) {
-  PyObject *key = value ? decoded_text(name, std::strlen(name)) : nullptr;
+  PyObject *key = value ? name_object(name) : nullptr;
   if (!key || PyDict_SetItem(dictionary, key, value) < 0) {
     PyErr_Clear();
   }
