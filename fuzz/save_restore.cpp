@@ -26,7 +26,8 @@ READER(save_restore) {
   Home &home = Home::get();
   for (int step = 0; step < 16 && !input.empty(); ++step) {
     unsigned const kind = take_byte(input);
-    std::size_t const length = std::min(std::size_t{take_byte(input)} * 4, input.size());
+    std::size_t const words = take_byte(input);
+    std::size_t const length = std::min(words * 4, input.size());
     if ((kind & 0x40) != 0) {
       std::string_view of_port = input.substr(0, length);
       auto const world = static_cast<qel_WorldID>(take_signed_byte(of_port));
