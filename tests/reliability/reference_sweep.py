@@ -15,6 +15,7 @@ import functools
 import gc
 import json
 import os
+import pathlib
 import sys
 import types
 
@@ -139,8 +140,10 @@ def main(family: str, rounds: int) -> None:
     os.dup2(os.open(os.devnull, os.O_WRONLY), 1)
     from operations import operations
 
-    # A result with an error pending ends the process of a debug interpreter.
-    every = [operation for operation in operations(family) if not (operation.quirk and COUNTS_ALL)]
+    # A result with an error pending ends the process of a debug interpreter. The number that it comes of is read as -1,
+    # which as an index has a sanitizer end it.
+    without_quirks = COUNTS_ALL or "asan" in pathlib.Path("/proc/self/maps").read_text(encoding="utf-8")
+    every = [operation for operation in operations(family) if not (operation.quirk and without_quirks)]
     living = list({id(value): value for value in living_objects()}.values())
     held = [[value] * HELD for value in living]
     gc.collect()
