@@ -299,9 +299,15 @@ PyObject *find_values(const RecordClass &kind, PyObject *names) {
   return fields;
 }
 
-PyObject *row_of(PyObject *fields, void *record) {
+PyObject *row_of(PyObject *fields, PyObject *first, Py_ssize_t offset) {
   const Py_ssize_t width = PyTuple_GET_SIZE(fields);
   PyObject *row = PyTuple_New(width);
+  // After the tuple: making one may run a finalizer, and that may release the record. Numbers and texts run nothing.
+  if (!row || refuse_released(first)) {
+    Py_XDECREF(row);
+    return nullptr;
+  }
+  auto *record = static_cast<char *>(live_pointer(as_record(first))) + offset;
   for (Py_ssize_t i = 0; row && i < width; ++i) {
     const FieldObject &field = as_field(PyTuple_GET_ITEM(fields, i));
     PyObject *value = read_directly(field, *field.field, record);
@@ -325,9 +331,9 @@ PyObject *rows_of(PyObject *first, Py_ssize_t count, PyObject *names) {
   if (size < 0 || (!kind.complete && !complete_class(kind))) {
     return nullptr;
   }
-  auto *record = static_cast<char *>(live_pointer(as_record(first)));
-  if (!record || count < 0 || PyTuple_GET_SIZE(names) == 0) {
-    PyErr_SetString(PyExc_ValueError, !record     ? "the record has no memory"
+  const bool has_memory = live_pointer(as_record(first));
+  if (!has_memory || count < 0 || PyTuple_GET_SIZE(names) == 0) {
+    PyErr_SetString(PyExc_ValueError, !has_memory ? "the record has no memory"
                                       : count < 0 ? "a negative number of rows"
                                                   : "no field is named");
     return nullptr;
@@ -335,7 +341,7 @@ PyObject *rows_of(PyObject *first, Py_ssize_t count, PyObject *names) {
   PyObject *fields = find_values(kind, names);
   PyObject *rows = fields ? PyList_New(count) : nullptr;
   for (Py_ssize_t i = 0; rows && i < count; ++i) {
-    PyObject *row = row_of(fields, record + i * size);
+    PyObject *row = row_of(fields, first, i * size);
     if (!row) {
       Py_CLEAR(rows);
       break;

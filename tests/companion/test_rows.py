@@ -1,6 +1,7 @@
 """`rows`: fields of many records in one call are what their records give one by one."""
 
 import ctypes
+import gc
 import json
 import random
 import sys
@@ -85,6 +86,32 @@ def test_what_is_refused():
     ):
         with pytest.raises(error, match=message):
             vs.rows(first, count, *names)
+
+
+def test_a_record_that_a_finalizer_releases_meanwhile_is_not_read():
+    class Garbage:
+        def __init__(self, entry):
+            self.entry, self.itself = entry, self
+
+        def __del__(self):
+            self.entry.release()
+
+    refused = 0
+    before = gc.get_threshold()
+    for threshold in range(1, 30):
+        entry = vs.VSMACEntry()
+        entry.vid = 7
+        gc.collect()
+        Garbage(entry)
+        gc.set_threshold(threshold)
+        try:
+            assert vs.rows(entry, 1, "vid") == [(7,)]
+        except ValueError as error:
+            assert str(error) == "the memory of this libvswitch.VSMACEntry was released"
+            refused += 1
+        finally:
+            gc.set_threshold(*before)
+    assert 0 < refused
 
 
 def test_rows_hold_no_memory_of_the_record():
