@@ -32,7 +32,12 @@ install(TARGETS installed_module DESTINATION ${VSWITCHPY_PYTHON_DIR} COMPONENT m
 # The interpreter imports it by the name of its entry point: a link, which is copied as one.
 install(FILES ${PROJECT_BINARY_DIR}/python/_libvswitch.so DESTINATION ${VSWITCHPY_PYTHON_DIR} COMPONENT module)
 install(TARGETS records DESTINATION ${VSWITCHPY_PYTHON_DIR}/libvswitch COMPONENT module)
-install(FILES ${LAYER_FILES} ${LAYER}/__init__.pyi DESTINATION ${VSWITCHPY_PYTHON_DIR}/libvswitch COMPONENT module)
+install(FILES ${LAYER}/__init__.pyi DESTINATION ${VSWITCHPY_PYTHON_DIR}/libvswitch COMPONENT module)
+foreach(source ${LAYER_SOURCES})
+  get_filename_component(folder ${source} DIRECTORY)
+  string(REGEX REPLACE "^python" ${VSWITCHPY_PYTHON_DIR} folder ${folder})
+  install(FILES ${source} DESTINATION ${folder} COMPONENT module)
+endforeach()
 
 # ---- component `host`: the simulated host, its tool, and scripts to try on it ----------------------------
 
@@ -78,7 +83,7 @@ set(CPACK_DEBIAN_MODULE_PACKAGE_NAME vswitchpy)
 set(CPACK_DEBIAN_MODULE_PACKAGE_SECTION python)
 # dpkg-shlibdeps does not see that packed relative relocations need this C library.
 set(CPACK_DEBIAN_MODULE_PACKAGE_DEPENDS
-  "libc6 (>= 2.36), python3 (>= 3.${Python3_VERSION_MINOR}), python3 (<< 3.${NEXT_PYTHON})")
+  "libc6 (>= 2.36), python3 (>= 3.${Python3_VERSION_MINOR}), python3 (<< 3.${NEXT_PYTHON}), python3-cbor2, python3-yaml")
 set(CPACK_DEBIAN_MODULE_PACKAGE_SUGGESTS vswitchpy-host)
 set(CPACK_DEBIAN_MODULE_PACKAGE_CONTROL_EXTRA
   ${PROJECT_SOURCE_DIR}/packaging/postinst ${PROJECT_SOURCE_DIR}/packaging/prerm)

@@ -16,13 +16,18 @@ pytestmark = pytest.mark.skipif(SANITIZED, reason="what users install is built w
 PYTHON = "lib/python3/dist-packages"
 HOST = "lib/vswitchpy/host"
 DOC = "share/doc"
-LAYER = [path.name for path in (SOURCE / "python" / "libvswitch").iterdir() if path.is_file()]
+PACKAGES = [
+    str(path.relative_to(SOURCE / "python"))
+    for name in ("libvswitch", "vswitch")
+    for path in (SOURCE / "python" / name).rglob("*")
+    if path.is_file() and not {"__pycache__", ".mypy_cache"} & set(path.parts)
+]
 MODULE_FILES = {
     f"{PYTHON}/_libvswitch.so",
     f"{PYTHON}/libvswitchpy.so",
     f"{PYTHON}/libvswitch/__init__.pyi",
     f"{PYTHON}/libvswitch/_records.so",
-    *(f"{PYTHON}/libvswitch/{name}" for name in LAYER),
+    *(f"{PYTHON}/{name}" for name in PACKAGES),
     f"{DOC}/vswitchpy/changelog.gz",
     f"{DOC}/vswitchpy/copyright",
     "share/lintian/overrides/vswitchpy",
@@ -179,7 +184,7 @@ def test_what_the_packages_say_of_themselves(packages):
     # A real host brings its own libraries: the simulated one is not to be installed with the module.
     assert module["Suggests"] == "vswitchpy-host"
     assert "libc6 (>= 2.36), python3 (>= 3.11), python3 (<< 3.12)" in module["Depends"]
-    assert needed(module) == {"python3", "libc6"}
+    assert needed(module) == {"python3", "python3-cbor2", "python3-yaml", "libc6"}
     assert needed(host) == {"libc6", "libgcc-s1", "libsqlite3-0", "libstdc++6"}
     assert (module["Section"], host["Section"]) == ("python", "net")
     assert module["Description"].startswith("Python access to a host's virtual switches\n Switches, ports,")

@@ -1,0 +1,49 @@
+"""Administer a host's virtual switches with objects: switches, ports, uplinks, their settings as values, errors that help.
+
+    import vswitch
+
+    for switch in vswitch.Host().switches.values():
+        print(switch.alias, switch.mtu, list(switch.ports))
+
+`Host()` is the host of this machine; from it everything else is reached. Handles (`Switch`, `Port`, ...) are names and
+ask the host at each use; values (`VlanPolicy`, `TeamingPolicy`, ...) are plain immutable data; whatever fails raises an
+`Error`.
+"""
+
+from __future__ import annotations
+
+from typing import TYPE_CHECKING
+
+if TYPE_CHECKING:
+    from vswitch.enums import *
+
+__version__ = "1.0.0"
+
+# The public names of each module, which is imported when one of them is first used.
+_PLACES = {
+    "enums": (
+        "Constant EthernetFilterFlag LinkDuplex LinkState LoadBalance MacLimitPolicy MacType MirrorAction"
+        " MirrorEncapsulation MirrorEndType MirrorFlag MirrorType MirrorUplinkFilter MirrorWildcard MulticastMode Origin"
+        " PortFlag PortType PrivateVlanType PropertyKey PropertyKind RcfType RuntimeOption SaveRestoreMode Scope"
+        " SecurityFlag SourceFilterMode Status SwitchStatus SwitchVersion TeamCriterion TeamFlag VlanFlag constants"
+    ),
+}
+_PLACE_OF = {name: module for module, names in _PLACES.items() for name in names.split()}
+
+
+def __getattr__(name: str) -> object:
+    """Any public name, when it is first used."""
+    if name == "__all__":
+        return __dir__()
+    try:
+        place = _PLACE_OF[name]
+    except KeyError:
+        raise AttributeError(f"module {__name__!r} has no attribute {name!r}") from None
+    from importlib import import_module
+
+    value = globals()[name] = getattr(import_module(f"{__name__}.{place}"), name)
+    return value
+
+
+def __dir__() -> list[str]:
+    return sorted({*_PLACE_OF, "__version__"})
