@@ -3,56 +3,78 @@ PYTHON ?= /usr/bin/python3
 BUILD_JOBS ?= $(shell nproc)
 STATE := $(CURDIR)/build/demo-host.db
 
-.PHONY: bench bench-host build build-debug build-sanitize clean deb demo docs format fuzz help lint packages soak test test-memory test-random test-sanitize test-valgrind
+.PHONY: bench bench-host build build-debug build-sanitize build-tests clean deb demo docs format fuzz help lint \
+  packages soak test test-memory test-random test-sanitize test-valgrind
 
 help: ## print this list
 	@grep -E '^[a-z-]+:.*## ' $(MAKEFILE_LIST) | sed -E 's/^([a-z-]+):.*## (.*)/  make \1\t\2/' | expand -t 24
 
-packages: ## install the Debian packages that are missing (the list is the README's)
-	@tools/install_packages README.md
+# What is missing of the README's packages for a command, beyond those that everything needs.
+install = @tools/install_packages README.md $(1)
+# $(1): the preset. $(2): what is said to CMake about the tests. They are configured for the first command that needs
+# them, and stay: a test once built is not thrown away by `make demo`.
+configure = @cmake --preset $(1) -DPYTHON=$(PYTHON) $(2) > build.log 2>&1 || { cat build.log; exit 1; }
+without_tests = $(if $(wildcard build/CMakeCache.txt),,-DVSWITCHPY_TESTS=OFF)
+with_tests = -DVSWITCHPY_TESTS=ON
 
-build: packages ## build the module and the simulated host (build/python, build/host)
-	@cmake --preset release -DPYTHON=$(PYTHON) > build.log 2>&1 || { cat build.log; exit 1; }
+packages: ## install the Debian packages that any of these commands needs (the list is the README's)
+	$(call install,test fuzz lint docs bench deb)
+
+build: ## build the module and the simulated host (build/python, build/host)
+	$(call install)
+	$(call configure,release,$(without_tests))
+	@cmake --build --preset release -j $(BUILD_JOBS) --target product
+
+build-tests:
+	$(call install,test)
+	$(call configure,release,$(with_tests))
 	@cmake --build --preset release -j $(BUILD_JOBS)
 
-build-debug: packages ## the same, not optimised (build-debug/)
-	@cmake --preset debug -DPYTHON=$(PYTHON)
+build-debug: ## the same and the tests, not optimised (build-debug/)
+	$(call install,test)
+	$(call configure,debug,$(with_tests))
 	@cmake --build --preset debug -j $(BUILD_JOBS)
 
-build-sanitize: packages ## the same, with sanitizers (build-sanitize/)
-	@cmake --preset sanitize -DPYTHON=$(PYTHON)
+build-sanitize: ## the same and the tests, with sanitizers (build-sanitize/)
+	$(call install,test)
+	$(call configure,sanitize,$(with_tests))
 	@cmake --build --preset sanitize -j $(BUILD_JOBS)
 
 demo: build ## build, then run an administration script on the simulated host
 	@PYTHONPATH=build/python VSWITCH_HOST=$(STATE) $(PYTHON) examples/set_up_switch.py
 
-test: build ## build, then run the whole test suite
+test: build-tests ## build, then run the whole test suite
 	@PYTHON=$(PYTHON) tools/run_tests build
 
 test-sanitize: build-sanitize ## the whole test suite under address and undefined behaviour sanitizers
 	@PYTHON=$(PYTHON) tools/run_tests build-sanitize
 
-fuzz: packages ## fuzz the host's readers, FUZZ_SECONDS (600) each
-	@cmake --preset fuzz -DPYTHON=$(PYTHON) && cmake --build --preset fuzz -j $(BUILD_JOBS)
+fuzz: ## fuzz the host's readers, FUZZ_SECONDS (600) each
+	$(call install,fuzz)
+	$(call configure,fuzz)
+	@cmake --build --preset fuzz -j $(BUILD_JOBS)
 	@tools/fuzz
 
-test-random: build ## the abort storms and random calls in full
+test-random: build-tests ## the abort storms and random calls in full
 	@VSWITCHPY_FULL=1 $(PYTHON) -m pytest -q -s tests/reliability/test_abort_storms.py tests/reliability/test_random_calls.py
 
-test-memory: build ## every failing allocation, references at length, and all counted under python3-dbg
+test-memory: build-tests ## every failing allocation, references at length, and all counted under python3-dbg
 	@cmake --build --preset release --target counted
 	@VSWITCHPY_FULL=1 $(PYTHON) -m pytest -q -s tests/reliability/test_failing_allocations.py tests/reliability/test_references.py
 
-test-valgrind: build ## every operation under valgrind
+test-valgrind: build-tests ## every operation under valgrind
 	@VSWITCHPY_FULL=1 $(PYTHON) -m pytest -q tests/reliability/test_valgrind.py
 
 docs: build ## build the manual (build/manual)
+	$(call install,docs)
 	@$(PYTHON) tools/make_manual.py build
 
 deb: build ## make the Debian packages (build/packages)
+	$(call install,deb)
 	@cpack --config build/CPackConfig.cmake
 
 bench: build ## measure the module beside SWIG-generated peers (build/bench-module.json)
+	$(call install,bench)
 	@cmake --build --preset release --target bench_module
 	@$(PYTHON) bench/module/measure_module.py build/bench/module --json build/bench-module.json
 
@@ -60,16 +82,18 @@ bench-host: build ## measure the simulated host (build/bench-host.json)
 	@cmake --build --preset release --target measure_host
 	@build/bench/host/measure_host build/bench-host.json
 
-soak: build ## kill writers of the simulated host 200 times, then load it with 16 processes for a minute
+soak: build-tests ## kill writers of the simulated host 200 times, then load it with 16 processes for a minute
 	@VSWITCHPY_CRASH_KILLS=200 $(PYTHON) -m pytest -q tests/simulated_host/test_crashes.py
 	@VSWITCHPY_LOAD_PROCESSES=16 VSWITCHPY_LOAD_SECONDS=60 VSWITCHPY_LOAD_REPORT=build/load.json \
 	  $(PYTHON) -m pytest -q tests/reliability/test_load.py
 
 format: ## format all C and C++ sources
+	$(call install,lint)
 	@git ls-files '*.cpp' '*.hpp' '*.h' | xargs clang-format -i
 
 # clang-tidy 14 itself crashes on the files that compute tables from all rows at compile time.
-lint: build ## check formatting and run clang-tidy
+lint: build-tests ## check formatting and run clang-tidy
+	$(call install,lint)
 	@git ls-files '*.cpp' '*.hpp' '*.h' | xargs clang-format --dry-run --Werror
 	@git ls-files '*.cpp' | grep -v -e interface/binding.cpp -e tests/runtime/layout_test.cpp -e tools/describe_interface.cpp \
 	  | xargs -P $(BUILD_JOBS) -n 4 clang-tidy --quiet -p build

@@ -1,5 +1,7 @@
 # What `cmake --install` puts where, and the Debian packages made of it; packaging/README.md tells users.
 
+# `product` is built before; tests are nobody's to wait for.
+set(CMAKE_SKIP_INSTALL_ALL_DEPENDENCY ON)
 set(VSWITCHPY_PYTHON_DIR lib/python3/dist-packages CACHE STRING "Where modules are installed, below the prefix")
 set(PRIVATE_HOST lib/vswitchpy/host)
 set(DOCUMENTATION share/doc)
