@@ -118,7 +118,7 @@ PyObject *call_function(MethodIndex method, Arguments arguments) {
   if (entry.kind == MethodKind::getter && arguments.count == 1) {
     const FieldEntry &field = engine->fields[entry.index];
     if (void *record = quick_pointer(arguments.items[0], engine->types[field.self])) {
-      return read_directly(field, field, record);
+      return read_directly(field.place, field, record);
     }
   }
   const Role role = roles[method];

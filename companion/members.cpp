@@ -9,11 +9,7 @@ namespace {
 struct FieldObject {
   PyObject_HEAD RecordClass *owner;
   const FieldEntry *field;
-  // Copies, so that no entry has to be looked at for the frequent kinds.
-  std::uint32_t offset;
-  std::uint32_t size;
-  FieldKind kind;
-  Scalar scalar;
+  FieldPlace place;  // a copy, so that no entry has to be looked at for the frequent kinds
   MethodIndex getter;
   MethodIndex setter;
 };
@@ -56,7 +52,7 @@ PyObject *read_view(const FieldEntry &field, void *address, PyObject *object) {
   const auto *data = static_cast<SwigPyClientData *>(type->clientdata);
   auto *kind = data && !data->pytype ? reinterpret_cast<PyTypeObject *>(data->klass) : nullptr;
   if (!kind || !PyType_Check(data->klass) || !is_record_class(kind)) {
-    return keep_owner(engine->read_field(field, static_cast<char *>(address) - field.offset), object);
+    return keep_owner(engine->read_field(field, static_cast<char *>(address) - field.place.offset), object);
   }
   PyObject *view = record_classes.make(kind, address, type, Ownership::borrowed);
   if (view) {
@@ -71,11 +67,11 @@ PyObject *field_get(PyObject *self, PyObject *object, PyObject * /*type*/) {
   }
   const FieldObject &attribute = as_field(self);
   if (void *record = direct_pointer(object, attribute.owner)) [[likely]] {
-    if (attribute.kind == FieldKind::embedded_record) {
-      return read_view(*attribute.field, static_cast<char *>(record) + attribute.offset, object);
+    if (attribute.place.kind == FieldKind::embedded_record) {
+      return read_view(*attribute.field, static_cast<char *>(record) + attribute.place.offset, object);
     }
-    PyObject *value = read_directly(attribute, *attribute.field, record);
-    return attribute.kind < FieldKind::array ? value : keep_owner(value, object);
+    PyObject *value = read_directly(attribute.place, *attribute.field, record);
+    return attribute.place.kind < FieldKind::array ? value : keep_owner(value, object);
   }
   return refuse_released(object) ? nullptr : call_function(attribute.getter, {&object, 1});
 }
@@ -93,9 +89,9 @@ int field_set(PyObject *self, PyObject *object, PyObject *value) {
   }
   void *record = direct_pointer(object, attribute.owner);
   std::uint64_t number = 0;
-  if (record && attribute.kind == FieldKind::scalar && short_number(value, &number) &&
-      number <= highest(attribute.scalar)) {
-    store_scalar(static_cast<char *>(record) + attribute.offset, attribute.scalar, number);
+  if (record && attribute.place.kind == FieldKind::scalar && short_number(value, &number) &&
+      number <= highest(attribute.place.scalar)) {
+    store_scalar(static_cast<char *>(record) + attribute.place.offset, attribute.place.scalar, number);
     return 0;
   }
   if (refuse_released(object)) {
@@ -144,7 +140,7 @@ PyObject *field_repr(PyObject *self) {
 }
 
 PyObject *field_kind(PyObject *self, void * /*closure*/) {
-  switch (as_field(self).field->kind) {
+  switch (as_field(self).place.kind) {
     case FieldKind::scalar: return PyUnicode_FromString("scalar");
     case FieldKind::bits: return PyUnicode_FromString("bits");
     case FieldKind::character_array: return PyUnicode_FromString("text");
@@ -156,7 +152,7 @@ PyObject *field_kind(PyObject *self, void * /*closure*/) {
 }
 
 PyObject *field_size(PyObject *self, void * /*closure*/) {
-  return PyLong_FromUnsignedLong(as_field(self).field->size);
+  return PyLong_FromUnsignedLong(as_field(self).place.size);
 }
 
 PyGetSetDef field_attributes[] = {
@@ -287,7 +283,7 @@ PyObject *find_values(const RecordClass &kind, PyObject *names) {
   for (Py_ssize_t i = 0; fields && i < PyTuple_GET_SIZE(names); ++i) {
     PyObject *name = PyTuple_GET_ITEM(names, i);
     PyObject *member = PyDict_GetItemWithError(kind.type.tp_dict, name);
-    if (member && Py_TYPE(member) == &field_type && as_field(member).kind < FieldKind::array) {
+    if (member && Py_TYPE(member) == &field_type && as_field(member).place.kind < FieldKind::array) {
       PyTuple_SET_ITEM(fields, i, Py_NewRef(member));
       continue;
     }
@@ -310,7 +306,7 @@ PyObject *row_of(PyObject *fields, PyObject *first, Py_ssize_t offset) {
   auto *record = static_cast<char *>(live_pointer(as_record(first))) + offset;
   for (Py_ssize_t i = 0; row && i < width; ++i) {
     const FieldObject &field = as_field(PyTuple_GET_ITEM(fields, i));
-    PyObject *value = read_directly(field, *field.field, record);
+    PyObject *value = read_directly(field.place, *field.field, record);
     if (!value) {
       Py_CLEAR(row);
       break;
@@ -357,10 +353,7 @@ PyObject *new_field(RecordClass *owner, const FieldEntry *field, MethodIndex get
   if (attribute) {
     attribute->owner = owner;
     attribute->field = field;
-    attribute->offset = field->offset;
-    attribute->size = field->size;
-    attribute->kind = field->kind;
-    attribute->scalar = field->scalar;
+    attribute->place = field->place;
     attribute->getter = getter;
     attribute->setter = setter;
   }

@@ -39,9 +39,8 @@ inline bool is_record_class(const PyTypeObject *type) {
   return type->tp_base == record_classes.base;
 }
 
-// Reads a field, the frequent kinds without a call into the module. `place` has its offset, size, kind and scalar.
-template <typename Place>
-PyObject *read_directly(const Place &place, const FieldEntry &field, void *record) {
+// Reads a field, the frequent kinds without a call into the module. `place` is the field's, or a copy of it.
+inline PyObject *read_directly(const FieldPlace &place, const FieldEntry &field, void *record) {
   const char *address = static_cast<char *>(record) + place.offset;
   if (place.kind == FieldKind::scalar && place.scalar != Scalar::character) {
     return number_to_python(address, place.scalar);

@@ -6,6 +6,7 @@
 #include "interface/option_records.h"
 #include "interface/policy_records.h"
 #include "interface/status_records.h"
+#include "runtime/type_names.hpp"
 
 namespace vswitchpy {
 

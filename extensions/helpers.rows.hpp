@@ -7,6 +7,7 @@
 #include "extensions/containers.hpp"
 #include "extensions/mirror_and_lag.hpp"
 #include "extensions/runtime_options.hpp"
+#include "runtime/row_macros.hpp"
 
 namespace vswitchpy {
 
@@ -41,3 +42,5 @@ inline constexpr auto helper_calls = calls(
     HELPER(MIRROR_ASSERT, mirror::assertion, "A name of the interface without an effect; gives None."));
 
 }  // namespace vswitchpy
+
+#include "runtime/row_macros_end.hpp"

@@ -1,7 +1,8 @@
 // Reads and writes at byte addresses: records stand back to back in tables and need not be aligned.
 #pragma once
 
-#include "runtime/rows.hpp"
+#include "runtime/convert.hpp"
+#include "runtime/results.hpp"
 
 #include <cstdint>
 #include <cstdlib>

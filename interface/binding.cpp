@@ -27,28 +27,32 @@ static_assert(Module::type_count == 216);
 const char *const text_pool = Module::texts.data();
 const ArgumentEntry *const argument_entries = Module::arguments.data();
 PyMethodDef *const module_methods = Module::methods.data();
-const TypeTable module_types = {Module::types.data(),     Module::casts.data(),     Module::registered.data(),
-                                Module::type_list.data(), Module::cast_list.data(), Module::type_count};
+const TypeTable module_types = {.initial = Module::types.data(),
+                                .casts = Module::casts.data(),
+                                .types = Module::registered.data(),
+                                .type_list = Module::type_list.data(),
+                                .cast_list = Module::cast_list.data(),
+                                .size = Module::type_count};
 const Engine module_engine = {
-    Module::fields.data(),
-    Module::records.data(),
-    Module::method_entries.data(),
-    Module::methods.data() + BoundInterface::first_methods.size(),
-    Module::record_count,
-    Module::derived_method_count,
-    Module::texts.data(),
-    &record_classes,
-    &Deferred::error_left,
-    Module::registered.data(),
-    &proxy_type,
-    find_descriptor,
-    read_field,
-    write_field,
-    Module::call,
-    new_bare_proxy,
-    new_proxy,
-    pointer_from,
-    call_back,
+    .fields = Module::fields.data(),
+    .records = Module::records.data(),
+    .methods = Module::method_entries.data(),
+    .definitions = Module::methods.data() + BoundInterface::first_methods.size(),
+    .record_count = Module::record_count,
+    .method_count = Module::derived_method_count,
+    .texts = Module::texts.data(),
+    .record_classes = &record_classes,
+    .error_left = &Deferred::error_left,
+    .types = Module::registered.data(),
+    .proxy_type = &proxy_type,
+    .find_descriptor = find_descriptor,
+    .read_field = read_field,
+    .write_field = write_field,
+    .call = Module::call,
+    .new_bare_proxy = new_bare_proxy,
+    .new_proxy = new_proxy,
+    .pointer_from = pointer_from,
+    .call_back = call_back,
 };
 
 }  // namespace vswitchpy

@@ -4,7 +4,7 @@
 #pragma once
 
 #include "interface/distributed_switch_configuration.h"
-#include "runtime/rows.hpp"
+#include "runtime/row_macros.hpp"
 
 namespace vswitchpy {
 
@@ -95,3 +95,5 @@ inline constexpr auto distributed_switch_configuration = calls(
     CALL(VSDVS_ClearDVMirrorSessions, "Removes all mirror sessions of a port. alias: alias of the switch; dvport_id: identifier of the port, at most 47 bytes. A port without sessions is no error. dvport_id empty or None: the sessions of the switch itself. QEL_NOT_FOUND: no such switch or port.", IN(alias, char const *), IN(dvport_id, char const *)));
 
 }  // namespace vswitchpy
+
+#include "runtime/row_macros_end.hpp"

@@ -4,7 +4,7 @@
 #pragma once
 
 #include "interface/distributed_switch_state.h"
-#include "runtime/rows.hpp"
+#include "runtime/row_macros.hpp"
 
 namespace vswitchpy {
 
@@ -84,3 +84,5 @@ inline constexpr auto distributed_switch_state = calls(
     CALL(QEL_ReturnStatusToString, "Gives the name of a status, such as QEL_NOT_FOUND, or None for a number that is no status. status: what a library call returned, signed 32 bits. Needs no state file, so that it works when other calls fail.", IN(status, QEL_ReturnStatus)));
 
 }  // namespace vswitchpy
+
+#include "runtime/row_macros_end.hpp"

@@ -5,7 +5,7 @@
 
 #include "extensions/containers.hpp"
 #include "interface/kernel_records.h"
-#include "runtime/rows.hpp"
+#include "runtime/row_macros.hpp"
 
 namespace vswitchpy {
 
@@ -142,3 +142,5 @@ inline constexpr auto kernel_records = records(
         FIELD(24, sin6_scopeid, qel_uint32, "Number of the interface or zone in which a link-local address is valid (RFC 4007); 0 when the address needs none.")));
 
 }  // namespace vswitchpy
+
+#include "runtime/row_macros_end.hpp"

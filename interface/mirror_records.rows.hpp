@@ -6,7 +6,7 @@
 #include "extensions/containers.hpp"
 #include "extensions/mirror_and_lag.hpp"
 #include "interface/mirror_records.h"
-#include "runtime/rows.hpp"
+#include "runtime/row_macros.hpp"
 
 namespace vswitchpy {
 
@@ -107,3 +107,5 @@ inline constexpr auto mirror_records = records(
         METHOD(get_first_session, mirror::first_session, "View of the first session, directly behind the header, whether or not the table holds any; valid while the table lives.")));
 
 }  // namespace vswitchpy
+
+#include "runtime/row_macros_end.hpp"

@@ -6,7 +6,7 @@
 #include "extensions/containers.hpp"
 #include "extensions/runtime_options.hpp"
 #include "interface/option_records.h"
-#include "runtime/rows.hpp"
+#include "runtime/row_macros.hpp"
 
 namespace vswitchpy {
 
@@ -63,3 +63,5 @@ inline constexpr auto option_records = records(
         FIELD(16, dataOutPtr, qel_uint64, "Address of the output buffer as a 64-bit integer; the record does not own the buffer.")));
 
 }  // namespace vswitchpy
+
+#include "runtime/row_macros_end.hpp"

@@ -4,7 +4,7 @@
 #pragma once
 
 #include "interface/packet_headers.h"
-#include "runtime/rows.hpp"
+#include "runtime/row_macros.hpp"
 
 namespace vswitchpy {
 
@@ -231,3 +231,5 @@ inline constexpr auto packet_headers = records(
         FIELD(2, checksum, qel_uint16, "Ones-complement checksum over the PIM message in network byte order, for a register message over its first 8 bytes only; the record does not compute it.")));
 
 }  // namespace vswitchpy
+
+#include "runtime/row_macros_end.hpp"

@@ -6,7 +6,7 @@
 #include "extensions/addresses.hpp"
 #include "extensions/containers.hpp"
 #include "interface/policy_records.h"
-#include "runtime/rows.hpp"
+#include "runtime/row_macros.hpp"
 
 namespace vswitchpy {
 
@@ -112,3 +112,5 @@ inline constexpr auto policy_records = records(
         FIELD(12, nodeRebootInterval, qel_uint16, "Time for which a node stays silent after a restart; the host defines its unit; see docs/host.md.")));
 
 }  // namespace vswitchpy
+
+#include "runtime/row_macros_end.hpp"

@@ -7,7 +7,7 @@
 #include "extensions/containers.hpp"
 #include "extensions/mirror_and_lag.hpp"
 #include "interface/status_records.h"
-#include "runtime/rows.hpp"
+#include "runtime/row_macros.hpp"
 
 namespace vswitchpy {
 
@@ -292,3 +292,5 @@ inline constexpr auto status_records = records(
         METHOD(get_ipv6_entry, SourceIpv6s::get, "Source address index as IPv6 text, when the group is an IPv6 one. No index is refused: scripts keep it below numEntries.", IN(index, int))));
 
 }  // namespace vswitchpy
+
+#include "runtime/row_macros_end.hpp"

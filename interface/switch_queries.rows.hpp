@@ -4,7 +4,7 @@
 #pragma once
 
 #include "interface/switch_queries.h"
-#include "runtime/rows.hpp"
+#include "runtime/row_macros.hpp"
 
 namespace vswitchpy {
 
@@ -53,3 +53,5 @@ inline constexpr auto switch_queries = calls(
     CALL(VSQEL_GetPromiscSessionActiveDsts, "Lists the ports that receive all traffic of a switch at present because their client is in promiscuous mode; internally they are the destinations of a mirror session. switch_name: alias, port-set name or identifier of the switch. Gives [status, destinations]: a VSPromiscSessionActiveDsts with numEntries numeric port identifiers, not owned by its proxy: release it with VSQEL_FreeMemory. Its security policy must allow it (VSPORT_SECURITY_DISALLOW_PROMISC). QEL_NOT_FOUND: no such switch.", IN(switch_name, char const *), OUT(destinations, VSPromiscSessionActiveDsts **)));
 
 }  // namespace vswitchpy
+
+#include "runtime/row_macros_end.hpp"

@@ -5,7 +5,7 @@
 #include "interface/option_records.h"
 #include "interface/policy_records.h"
 #include "interface/status_records.h"
-#include "runtime/rows.hpp"
+#include "runtime/row_macros.hpp"
 
 namespace vswitchpy {
 
@@ -138,3 +138,5 @@ inline constexpr std::array pointer_types = {
 // clang-format on
 
 }  // namespace vswitchpy
+
+#include "runtime/row_macros_end.hpp"

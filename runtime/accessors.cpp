@@ -9,7 +9,7 @@ namespace {
 
 // The bytes of a field that may lie anywhere.
 std::uint8_t *field_address(void *record, const FieldEntry &field) {
-  return static_cast<std::uint8_t *>(record) + field.offset;
+  return static_cast<std::uint8_t *>(record) + field.place.offset;
 }
 
 void *load_pointer(const void *address) {
@@ -19,7 +19,7 @@ void *load_pointer(const void *address) {
 }
 
 std::uint64_t bit_mask(const FieldEntry &field) {
-  return ((std::uint64_t{1} << field.bit_count) - 1) << field.first_bit;
+  return ((std::uint64_t{1} << field.place.bit_count) - 1) << field.place.first_bit;
 }
 
 std::uint64_t load_bytes(const std::uint8_t *bytes, std::size_t size) {
@@ -31,7 +31,7 @@ std::uint64_t load_bytes(const std::uint8_t *bytes, std::size_t size) {
 // ---- reading -------------------------------------------------------------------------------------------
 
 PyObject *read_bits(const FieldEntry &field, const std::uint8_t *address) {
-  return PyLong_FromUnsignedLong((load_bytes(address, field.size) & bit_mask(field)) >> field.first_bit);
+  return PyLong_FromUnsignedLong((load_bytes(address, field.place.size) & bit_mask(field)) >> field.place.first_bit);
 }
 
 PyObject *read_text(const char *text, std::size_t capacity) {
@@ -75,12 +75,12 @@ bool pointer_value(const FieldEntry &field, PyObject *value, swig_type_info *typ
 PyObject *write_scalar(const FieldEntry &field, void *record, PyObject *object) {
   std::uint64_t value = 0;
   Deferred deferred;
-  const Outcome outcome = scalar_from(object, field.scalar, &value, &deferred);
+  const Outcome outcome = scalar_from(object, field.place.scalar, &value, &deferred);
   if (outcome != Outcome::ok) [[unlikely]] {
     return value_error(field, outcome);
   }
   if (record) {
-    store_scalar(field_address(record, field), field.scalar, value);
+    store_scalar(field_address(record, field), field.place.scalar, value);
   }
   deferred.raise();
   return none();
@@ -91,15 +91,16 @@ PyObject *write_bits(const FieldEntry &field, void *record, PyObject *object) {
   Deferred deferred;
   // The range checked is the declared type's; bits beyond the field are dropped in silence, as the
   // platform's own setters do.
-  const Outcome outcome = scalar_from(object, field.scalar, &value, &deferred);
+  const Outcome outcome = scalar_from(object, field.place.scalar, &value, &deferred);
   if (outcome != Outcome::ok) [[unlikely]] {
     return value_error(field, outcome);
   }
   if (record) {
     std::uint8_t *address = field_address(record, field);
     const std::uint64_t mask = bit_mask(field);
-    const std::uint64_t merged = (load_bytes(address, field.size) & ~mask) | ((value << field.first_bit) & mask);
-    std::memcpy(address, &merged, field.size);
+    const std::uint64_t merged =
+        (load_bytes(address, field.place.size) & ~mask) | ((value << field.place.first_bit) & mask);
+    std::memcpy(address, &merged, field.place.size);
   }
   return none();
 }
@@ -108,7 +109,7 @@ PyObject *write_character_array(const FieldEntry &field, void *record, PyObject 
   constexpr std::size_t longest = 2048;
   char nowhere[longest];
   char *destination = record ? reinterpret_cast<char *>(field_address(record, field)) : nowhere;
-  const Outcome outcome = fixed_text_from(object, destination, field.size);
+  const Outcome outcome = fixed_text_from(object, destination, field.place.size);
   return outcome == Outcome::ok ? none() : value_error(field, outcome);
 }
 
@@ -119,19 +120,20 @@ PyObject *write_copy(const FieldEntry &field, void *record, PyObject *object) {
     return nullptr;
   }
   if (!source) {
-    return field.kind == FieldKind::embedded_record ? value_error(field, Outcome::type_error)
-                                                    : null_variable_error(text_at(field.name), text_at(field.type));
+    return field.place.kind == FieldKind::embedded_record
+               ? value_error(field, Outcome::type_error)
+               : null_variable_error(text_at(field.name), text_at(field.type));
   }
   if (record) {
     // The source may be this very field.
-    std::memmove(field_address(record, field), source, field.size);
+    std::memmove(field_address(record, field), source, field.place.size);
   }
   return none();
 }
 
 // The record owns the target from then on: the proxy gives it up.
 PyObject *write_pointer(const FieldEntry &field, void *record, PyObject *object) {
-  swig_type_info *type = field.kind == FieldKind::any_pointer ? nullptr : descriptor(field.pointee);
+  swig_type_info *type = field.place.kind == FieldKind::any_pointer ? nullptr : descriptor(field.pointee);
   void *pointer = nullptr;
   if (!pointer_value(field, object, type, Disown::yes, &pointer)) {
     return nullptr;
@@ -170,10 +172,10 @@ PyObject *write_owned_text(const FieldEntry &field, void *record, PyObject *obje
 
 PyObject *read_field(const FieldEntry &field, void *record) {
   std::uint8_t *address = field_address(record, field);
-  switch (field.kind) {
-    case FieldKind::scalar: return scalar_to_python(address, field.scalar);
+  switch (field.place.kind) {
+    case FieldKind::scalar: return scalar_to_python(address, field.place.scalar);
     case FieldKind::bits: return read_bits(field, address);
-    case FieldKind::character_array: return read_text(reinterpret_cast<const char *>(address), field.size);
+    case FieldKind::character_array: return read_text(reinterpret_cast<const char *>(address), field.place.size);
     case FieldKind::mac_text: return read_mac_text(address);
     case FieldKind::array:
     case FieldKind::embedded_record: return new_proxy(address, descriptor(field.pointee), Ownership::borrowed);
@@ -186,7 +188,7 @@ PyObject *read_field(const FieldEntry &field, void *record) {
 }
 
 PyObject *write_field(const FieldEntry &field, void *record, PyObject *value) {
-  switch (field.kind) {
+  switch (field.place.kind) {
     case FieldKind::scalar: return write_scalar(field, record, value);
     case FieldKind::bits: return write_bits(field, record, value);
     case FieldKind::character_array: return write_character_array(field, record, value);

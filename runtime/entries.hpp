@@ -1,7 +1,7 @@
 // What the module carries of each row: compact entries that the engines work from.
 #pragma once
 
-#include "runtime/rows.hpp"
+#include "runtime/kinds.hpp"
 
 namespace vswitchpy {
 
@@ -18,14 +18,9 @@ struct FieldEntry {
   TextOffset name = 0;       // of arrays, whose null error names the field
   TextOffset type = 0;       // as messages spell it
   TextOffset self_type = 0;  // of the record pointer, likewise
-  std::uint32_t offset = 0;
-  std::uint32_t size = 0;
+  FieldPlace place;
   TypeIndex self = no_type;
   TypeIndex pointee = no_type;
-  FieldKind kind{};
-  Scalar scalar{};
-  std::uint8_t first_bit = 0;
-  std::uint8_t bit_count = 0;
 };
 
 struct RecordEntry {

@@ -1,7 +1,8 @@
-// The rows in which the interface is written: one line for each record, field, method and call.
+// The language in which the interface's rows are written; row_macros.hpp is how they spell it.
 #pragma once
 
-#include "runtime/convert.hpp"
+#include "runtime/kinds.hpp"
+#include "runtime/results.hpp"
 #include "runtime/type_names.hpp"
 
 #include <algorithm>
@@ -103,31 +104,13 @@ struct ParameterType<T[N]> {
 
 // ---- fields ----------------------------------------------------------------------------------------
 
-enum class FieldKind : std::uint8_t {
-  scalar,
-  bits,
-  character_array,
-  mac_text,    // read as text, written as an array
-  owned_text,  // the one `char *` that its record owns
-  // Up to here the value stands for itself, from here on it is a proxy.
-  array,  // of bytes, scalars, records or rows; of no elements for a flexible array
-  embedded_record,
-  pointer,
-  any_pointer,  // void *: takes a proxy of any type
-};
-
 struct FieldRow {
-  std::string_view name;
-  std::string_view type;     // as the interface spells it, for messages
-  std::string_view pointee;  // descriptor of what the getter's proxy points at; empty without one
-  FieldKind kind{};
-  Scalar scalar{};
+  std::string_view name{};
+  std::string_view type{};     // as the interface spells it, for messages
+  std::string_view pointee{};  // descriptor of what the getter's proxy points at; empty without one
+  FieldPlace place{};
   bool read_only = false;
-  std::uint8_t first_bit = 0;
-  std::uint8_t bit_count = 0;
-  std::uint32_t offset = 0;
-  std::uint32_t size = 0;  // bytes that the field covers
-  Doc doc;
+  Doc doc{};
 };
 
 // What a stated type must be for a member of type Member: itself, or for an embedded record the pointer
@@ -139,19 +122,19 @@ template <class Member>
 consteval FieldRow classify(FieldRow row) {
   if constexpr (ArrayTraits<Member>::is_array) {
     using Element = typename ArrayTraits<Member>::Element;
-    row.kind = std::is_same_v<Element, char> ? FieldKind::character_array : FieldKind::array;
+    row.place.kind = std::is_same_v<Element, char> ? FieldKind::character_array : FieldKind::array;
     row.pointee = mangled_pointer<Element>;
   } else if constexpr (std::is_same_v<Member, char *>) {
-    row.kind = FieldKind::owned_text;
+    row.place.kind = FieldKind::owned_text;
   } else if constexpr (std::is_pointer_v<Member>) {
-    row.kind = std::is_same_v<Member, void *> ? FieldKind::any_pointer : FieldKind::pointer;
+    row.place.kind = std::is_same_v<Member, void *> ? FieldKind::any_pointer : FieldKind::pointer;
     row.pointee = mangled_pointer<std::remove_pointer_t<Member>>;
   } else if constexpr (std::is_class_v<Member> || std::is_union_v<Member>) {
-    row.kind = FieldKind::embedded_record;
+    row.place.kind = FieldKind::embedded_record;
     row.pointee = mangled_pointer<Member>;
   } else {
-    row.kind = FieldKind::scalar;
-    row.scalar = scalar_of<Member>();
+    row.place.kind = FieldKind::scalar;
+    row.place.scalar = scalar_of<Member>();
   }
   return row;
 }
@@ -163,13 +146,10 @@ consteval FieldRow field(std::string_view name, std::string_view type, std::size
   if (stated_offset != offset) {
     row_with_wrong_offset();
   }
-  FieldRow row;
-  row.name = name;
-  row.type = type;
-  row.offset = static_cast<std::uint32_t>(offset);
-  row.size = static_cast<std::uint32_t>(sizeof(Member));
-  row.doc = doc;
-  return classify<Member>(row);
+  return classify<Member>({.name = name,
+                           .type = type,
+                           .place = {.offset = static_cast<std::uint32_t>(offset), .size = sizeof(Member)},
+                           .doc = doc});
 }
 
 consteval FieldRow read_only(FieldRow row) {
@@ -178,10 +158,10 @@ consteval FieldRow read_only(FieldRow row) {
 }
 
 consteval FieldRow read_as_mac(FieldRow row) {
-  if (row.kind != FieldKind::array || row.size != 6) {
+  if (row.place.kind != FieldKind::array || row.place.size != 6) {
     mac_text_that_is_not_six_bytes();
   }
-  row.kind = FieldKind::mac_text;
+  row.place.kind = FieldKind::mac_text;
   return row;
 }
 
@@ -189,42 +169,18 @@ consteval FieldRow read_as_mac(FieldRow row) {
 template <class Stated>
 consteval FieldRow bit_field(std::string_view name, std::string_view type, std::size_t byte, unsigned first_bit,
                              unsigned bit_count, Doc doc) {
-  FieldRow row;
-  row.name = name;
-  row.type = type;
-  row.kind = FieldKind::bits;
-  row.scalar = scalar_of<Stated>();
-  row.first_bit = static_cast<std::uint8_t>(first_bit);
-  row.bit_count = static_cast<std::uint8_t>(bit_count);
-  row.offset = static_cast<std::uint32_t>(byte);
-  row.size = (first_bit + bit_count + 7) / 8;
-  row.doc = doc;
-  return row;
+  return {.name = name,
+          .type = type,
+          .place = {.offset = static_cast<std::uint32_t>(byte),
+                    .size = (first_bit + bit_count + 7) / 8,
+                    .kind = FieldKind::bits,
+                    .scalar = scalar_of<Stated>(),
+                    .first_bit = static_cast<std::uint8_t>(first_bit),
+                    .bit_count = static_cast<std::uint8_t>(bit_count)},
+          .doc = doc};
 }
 
 // ---- calls -----------------------------------------------------------------------------------------
-
-enum class Typemap : std::uint8_t {
-  self,  // record pointer that must not be null
-  text,
-  fixed_text,
-  scalar,
-  pointer,           // of exactly one descriptor
-  disowned_pointer,  // likewise; the proxy gives up its memory
-  record_value,      // a record passed by reference: null is an error
-  any_pointer,
-  raw_bytes,          // the buffer of a bytes object, unchecked
-  raw_bytes_or_text,  // likewise, or the UTF-8 of a str
-  six_bytes,          // start of any readable buffer, its length unchecked
-  record_output,
-  integer_output,
-  boolean_output,
-  text_output,
-};
-
-constexpr bool is_output(Typemap typemap) {
-  return typemap >= Typemap::record_output;
-}
 
 struct ArgumentRow {
   std::string_view name;
@@ -323,62 +279,6 @@ consteval auto text_output(std::string_view name, std::size_t capacity) {
   return Argument<char *>{row};
 }
 
-enum class Result : std::uint8_t { none, scalar, text, borrowed_pointer, owned_pointer, object };
-
-// What an extension returns when the proxy is to own it.
-template <class T>
-struct Owned {
-  T *pointer;
-};
-
-// What an extension returns when it makes the Python object itself: a new reference, or null with an error
-// set. The annotation says in Python's terms what it can be.
-struct TextObject {
-  PyObject *object;
-  static constexpr std::string_view annotation = "str | None";
-};
-struct BytesObject {
-  PyObject *object;
-  static constexpr std::string_view annotation = "bytes";
-};
-struct IntegerOrBytesObject {
-  PyObject *object;
-  static constexpr std::string_view annotation = "int | bytes";
-};
-
-// One native argument or result, whatever its type.
-class Slot {
- public:
-  template <class T>
-  T get() const {
-    if constexpr (std::is_pointer_v<T>) {
-      return reinterpret_cast<T>(bits_);
-    } else if constexpr (std::is_enum_v<T>) {
-      // By way of the integer of its width: the byte-wide enumeration keeps the low byte.
-      return static_cast<T>(static_cast<std::underlying_type_t<T>>(bits_));
-    } else {
-      return static_cast<T>(bits_);
-    }
-  }
-  template <class T>
-  void set(T value) {
-    if constexpr (std::is_pointer_v<T>) {
-      bits_ = reinterpret_cast<std::uint64_t>(value);
-    } else {
-      bits_ = static_cast<std::uint64_t>(value);
-    }
-  }
-  const void *address() const { return &bits_; }
-
- private:
-  std::uint64_t bits_;
-};
-
-inline constexpr std::size_t most_arguments = 8;
-
-// Calls the native function with its arguments from `slots` and leaves its result in `result`.
-using Invoke = void (*)(const Slot *slots, Slot *result);
-
 template <auto Function, class ResultType, class... Parameters, std::size_t... I>
 constexpr Invoke make_invoke(ResultType (*)(Parameters...), std::index_sequence<I...>) {
   return +[]([[maybe_unused]] const Slot *slots, [[maybe_unused]] Slot *result) {
@@ -472,15 +372,7 @@ consteval CallRow method(std::string_view name, std::string_view self_type, Doc 
 
 // ---- records ---------------------------------------------------------------------------------------
 
-// How the constructor of a variable-length record sizes its block and where it leaves the count.
-struct Counted {
-  std::uint32_t bytes_per_entry = 0;
-  std::uint32_t fixed_bytes = 0;
-  std::uint32_t count_offset = 0;
-};
-
-template <std::size_t Fields, std::size_t Methods>
-struct RecordRow {
+struct RecordHead {
   std::string_view name;
   std::string_view mangled;
   bool tagged = true;      // declared with a structure tag, which messages then show
@@ -488,6 +380,10 @@ struct RecordRow {
   bool counted = false;
   Counted count{};
   Doc doc;
+};
+
+template <std::size_t Fields, std::size_t Methods>
+struct RecordRow : RecordHead {
   std::array<FieldRow, Fields> fields{};
   std::array<CallRow, Methods> methods{};
 };
@@ -538,56 +434,3 @@ struct TypeRow {
 };
 
 }  // namespace vswitchpy
-
-// Each record is written RECORD(name, "what it is", fields and methods ...). Within it the record's type is
-// known as `Self`, so that a row names only the member. The leading number of a field is its offset, stated
-// so that a slip in the native declaration does not compile.
-#define RECORD(name, doc, ...)                                               \
-  [] {                                                                       \
-    using Self = ::name;                                                     \
-    [[maybe_unused]] constexpr const char *self_type = "struct " #name " *"; \
-    return ::vswitchpy::record<Self>(#name, true, doc, __VA_ARGS__);         \
-  }()
-// A record declared by typedef alone: messages name it without "struct".
-#define RECORD_UNTAGGED(name, doc, ...)                               \
-  [] {                                                                \
-    using Self = ::name;                                              \
-    [[maybe_unused]] constexpr const char *self_type = #name " *";    \
-    return ::vswitchpy::record<Self>(#name, false, doc, __VA_ARGS__); \
-  }()
-#define FIELD(at, member, type, doc) \
-  ::vswitchpy::field<type, decltype(Self::member)>(#member, #type, at, offsetof(Self, member), doc)
-#define FIELD_READ_ONLY(at, member, type, doc) ::vswitchpy::read_only(FIELD(at, member, type, doc))
-#define FIELD_MAC(at, member, type, doc) ::vswitchpy::read_as_mac(FIELD(at, member, type, doc))
-#define FIELD_BITS(byte, first_bit, bit_count, member, type, doc) \
-  ::vswitchpy::bit_field<type>(#member, #type, byte, first_bit, bit_count, doc)
-// The constructor takes a count n, allocates bytes_per_entry * n + fixed bytes and stores n in `member`.
-#define COUNTED(bytes_per_entry, fixed, member)    \
-  ::vswitchpy::Counted {                           \
-    bytes_per_entry, fixed, offsetof(Self, member) \
-  }
-#define METHOD(name, function, ...) ::vswitchpy::method<&function, Self>(#name, self_type, __VA_ARGS__)
-
-// Each call is written CALL(function, "what it does", arguments ...), the arguments in native order.
-#define CALL(function, ...) ::vswitchpy::call<&::function>(#function, __VA_ARGS__)
-// Likewise for a function of this module that is not exported under the script's name.
-#define HELPER(name, function, ...) ::vswitchpy::call<&function>(#name, __VA_ARGS__)
-// The proxy of the result owns it.
-#define OWNED_RESULT(row) ::vswitchpy::owned_result(row)
-#define OVERLOAD(function, ...) ::vswitchpy::overload<&::function>(#function, __VA_ARGS__)
-#define IN(name, type) ::vswitchpy::input<type>(#name, #type)
-// A pointer that must not be null.
-#define IN_PRESENT(name, type) ::vswitchpy::value_input<std::remove_pointer_t<type>>(#name, #type)
-#define IN_DISOWNED(name, record) ::vswitchpy::disowned_input<record>(#name, #record " *")
-#define IN_VALUE(name, record) ::vswitchpy::value_input<record>(#name, #record)
-#define RAW(name) ::vswitchpy::untyped_input<void const *>(#name, ::vswitchpy::Typemap::raw_bytes)
-#define RAW_OR_TEXT(name) ::vswitchpy::untyped_input<void const *>(#name, ::vswitchpy::Typemap::raw_bytes_or_text)
-#define SIX_BYTES(name) ::vswitchpy::untyped_input<unsigned char const *>(#name, ::vswitchpy::Typemap::six_bytes)
-#define OUT(name, type) ::vswitchpy::output<type, std::remove_pointer_t<type>>(#name, #type)
-#define OUT_AS(name, type, wrapped) ::vswitchpy::output<type, wrapped>(#name, #type)
-#define OUT_TEXT(name, capacity) ::vswitchpy::text_output(#name, capacity)
-
-#define TYPE(pointee, display)                     \
-  ::vswitchpy::TypeRow {                           \
-    ::vswitchpy::mangled_pointer<pointee>, display \
-  }

@@ -3,6 +3,7 @@
 
 #include "runtime/entries.hpp"
 #include "runtime/module.hpp"
+#include "runtime/rows.hpp"
 
 namespace vswitchpy {
 
@@ -12,14 +13,7 @@ void descriptor_declared_twice();
 
 // ---- rows in flat form -------------------------------------------------------------------------------
 
-struct FlatRecord {
-  std::string_view name;
-  std::string_view mangled;
-  bool tagged = true;
-  std::uint32_t size = 0;
-  bool counted = false;
-  Counted count{};
-  Doc doc;
+struct FlatRecord : RecordHead {
   std::size_t field_count = 0;
   std::size_t method_count = 0;
 };
@@ -48,8 +42,7 @@ consteval auto flatten_records() {
   std::size_t field = 0;
   std::size_t method = 0;
   const auto place = [&](const auto &row) {
-    flat.records[record++] = {row.name,  row.mangled, row.tagged,        row.size,          row.counted,
-                              row.count, row.doc,     row.fields.size(), row.methods.size()};
+    flat.records[record++] = {row, row.fields.size(), row.methods.size()};
     for (const FieldRow &item : row.fields) {
       flat.fields[field++] = item;
     }
@@ -206,19 +199,14 @@ struct Tables {
     constexpr void add_field(std::size_t index, const FlatRecord &record, TextOffset self_type) {
       const FieldRow &row = flat.fields[index];
       FieldEntry &entry = fields[index];
-      if (row.kind == FieldKind::array || row.kind == FieldKind::mac_text) {
+      if (row.place.kind == FieldKind::array || row.place.kind == FieldKind::mac_text) {
         entry.name = texts.add_shared(row.name);
       }
       entry.type = texts.add_shared(row.type);
       entry.self_type = self_type;
-      entry.offset = row.offset;
-      entry.size = row.size;
+      entry.place = row.place;
       entry.self = type_index(record.mangled);
       entry.pointee = type_index(row.pointee);
-      entry.kind = row.kind;
-      entry.scalar = row.scalar;
-      entry.first_bit = row.first_bit;
-      entry.bit_count = row.bit_count;
       if (!row.read_only) {
         entry.setter_name = texts.add(record.name, "_", row.name, "_set");
         add_method(MethodKind::setter, index, entry.setter_name);
@@ -239,8 +227,11 @@ struct Tables {
       entry.result_pointee = type_index(row.result_pointee);
       for (std::size_t i = 0; i < row.argument_count; ++i) {
         const ArgumentRow &argument = row.arguments[i];
-        arguments[next_argument++] = {texts.add_shared(argument.type), type_index(argument.pointee), argument.capacity,
-                                      argument.typemap, argument.scalar};
+        arguments[next_argument++] = {.type = texts.add_shared(argument.type),
+                                      .pointee = type_index(argument.pointee),
+                                      .capacity = argument.capacity,
+                                      .typemap = argument.typemap,
+                                      .scalar = argument.scalar};
         entry.input_count = static_cast<std::uint8_t>(entry.input_count + (is_output(argument.typemap) ? 0 : 1));
       }
       if (row.overload) {
@@ -261,13 +252,13 @@ struct Tables {
         add_call(first_method + i, texts.add(record.name, "_", flat.methods[first_method + i].name));
       }
       RecordEntry &entry = records[index];
-      entry = {texts.add("new_", record.name),
-               texts.add("delete_", record.name),
-               self_type,
-               type_index(record.mangled),
-               record.counted,
-               record.size,
-               record.count};
+      entry = {.constructor_name = texts.add("new_", record.name),
+               .destructor_name = texts.add("delete_", record.name),
+               .self_type = self_type,
+               .self = type_index(record.mangled),
+               .counted = record.counted,
+               .size = record.size,
+               .count = record.count};
       add_method(MethodKind::constructor, index, entry.constructor_name);
       add_method(MethodKind::destructor, index, entry.destructor_name);
       add_method(MethodKind::registration, index, texts.add(record.name, "_swigregister"));

@@ -78,14 +78,15 @@ std::string_view target(std::string_view mangled) {
 }
 
 Json describe(const FieldRow &row) {
-  Json json = {{"name", row.name}, {"type", row.type},           {"kind", name_of(row.kind)}, {"offset", row.offset},
-               {"size", row.size}, {"read_only", row.read_only}, {"doc", row.doc.text()}};
-  if (row.kind == FieldKind::scalar || row.kind == FieldKind::bits) {
-    json["scalar"] = name_of(row.scalar);
+  Json json = {{"name", row.name},           {"type", row.type},       {"kind", name_of(row.place.kind)},
+               {"offset", row.place.offset}, {"size", row.place.size}, {"read_only", row.read_only},
+               {"doc", row.doc.text()}};
+  if (row.place.kind == FieldKind::scalar || row.place.kind == FieldKind::bits) {
+    json["scalar"] = name_of(row.place.scalar);
   }
-  if (row.kind == FieldKind::bits) {
-    json["first_bit"] = row.first_bit;
-    json["bit_count"] = row.bit_count;
+  if (row.place.kind == FieldKind::bits) {
+    json["first_bit"] = row.place.first_bit;
+    json["bit_count"] = row.place.bit_count;
   }
   if (!row.pointee.empty()) {
     json["target"] = target(row.pointee);

@@ -127,10 +127,11 @@ TEST(BitFieldLayout, RowsAgreeWithTheCompiler) {
   for (const BitField &field : bit_fields) {
     const Place place = find_row(field);
     ASSERT_NE(place.row, nullptr) << field.record << "." << field.name;
-    ASSERT_EQ(place.row->kind, FieldKind::bits) << field.record << "." << field.name;
+    ASSERT_EQ(place.row->place.kind, FieldKind::bits) << field.record << "." << field.name;
     std::vector<unsigned char> expected(place.record_size);
-    for (unsigned bit = place.row->first_bit; bit < unsigned{place.row->first_bit} + place.row->bit_count; ++bit) {
-      expected[place.row->offset + bit / 8] |= static_cast<unsigned char>(1u << bit % 8);
+    for (unsigned bit = place.row->place.first_bit;
+         bit < unsigned{place.row->place.first_bit} + place.row->place.bit_count; ++bit) {
+      expected[place.row->place.offset + bit / 8] |= static_cast<unsigned char>(1u << bit % 8);
     }
     EXPECT_EQ(field.bytes, expected) << field.record << "." << field.name;
   }
@@ -138,7 +139,7 @@ TEST(BitFieldLayout, RowsAgreeWithTheCompiler) {
 
 TEST(BitFieldLayout, EveryBitFieldRowIsChecked) {
   const auto count = std::count_if(rows.fields.begin(), rows.fields.end(),
-                                   [](const FieldRow &row) { return row.kind == FieldKind::bits; });
+                                   [](const FieldRow &row) { return row.place.kind == FieldKind::bits; });
   EXPECT_EQ(static_cast<std::size_t>(count), std::size(bit_fields));
   EXPECT_EQ(count, 70);
 }

@@ -1,0 +1,56 @@
+// How rows are spelled. Only row files include this, and each ends with row_macros_end.hpp: nothing else sees the
+// names. No include guard, for each row file needs them anew.
+#include "runtime/rows.hpp"
+
+// Each record is written RECORD(name, "what it is", fields and methods ...). Within it the record's type is
+// known as `Self`, so that a row names only the member. The leading number of a field is its offset, stated
+// so that a slip in the native declaration does not compile.
+#define RECORD(name, doc, ...)                                               \
+  [] {                                                                       \
+    using Self = ::name;                                                     \
+    [[maybe_unused]] constexpr const char *self_type = "struct " #name " *"; \
+    return ::vswitchpy::record<Self>(#name, true, doc, __VA_ARGS__);         \
+  }()
+// A record declared by typedef alone: messages name it without "struct".
+#define RECORD_UNTAGGED(name, doc, ...)                               \
+  [] {                                                                \
+    using Self = ::name;                                              \
+    [[maybe_unused]] constexpr const char *self_type = #name " *";    \
+    return ::vswitchpy::record<Self>(#name, false, doc, __VA_ARGS__); \
+  }()
+#define FIELD(at, member, type, doc) \
+  ::vswitchpy::field<type, decltype(Self::member)>(#member, #type, at, offsetof(Self, member), doc)
+#define FIELD_READ_ONLY(at, member, type, doc) ::vswitchpy::read_only(FIELD(at, member, type, doc))
+#define FIELD_MAC(at, member, type, doc) ::vswitchpy::read_as_mac(FIELD(at, member, type, doc))
+#define FIELD_BITS(byte, first_bit, bit_count, member, type, doc) \
+  ::vswitchpy::bit_field<type>(#member, #type, byte, first_bit, bit_count, doc)
+// The constructor takes a count n, allocates bytes_per_entry * n + fixed bytes and stores n in `member`.
+#define COUNTED(bytes_per_entry, fixed, member)    \
+  ::vswitchpy::Counted {                           \
+    bytes_per_entry, fixed, offsetof(Self, member) \
+  }
+#define METHOD(name, function, ...) ::vswitchpy::method<&function, Self>(#name, self_type, __VA_ARGS__)
+
+// Each call is written CALL(function, "what it does", arguments ...), the arguments in native order.
+#define CALL(function, ...) ::vswitchpy::call<&::function>(#function, __VA_ARGS__)
+// Likewise for a function of this module that is not exported under the script's name.
+#define HELPER(name, function, ...) ::vswitchpy::call<&function>(#name, __VA_ARGS__)
+// The proxy of the result owns it.
+#define OWNED_RESULT(row) ::vswitchpy::owned_result(row)
+#define OVERLOAD(function, ...) ::vswitchpy::overload<&::function>(#function, __VA_ARGS__)
+#define IN(name, type) ::vswitchpy::input<type>(#name, #type)
+// A pointer that must not be null.
+#define IN_PRESENT(name, type) ::vswitchpy::value_input<std::remove_pointer_t<type>>(#name, #type)
+#define IN_DISOWNED(name, record) ::vswitchpy::disowned_input<record>(#name, #record " *")
+#define IN_VALUE(name, record) ::vswitchpy::value_input<record>(#name, #record)
+#define RAW(name) ::vswitchpy::untyped_input<void const *>(#name, ::vswitchpy::Typemap::raw_bytes)
+#define RAW_OR_TEXT(name) ::vswitchpy::untyped_input<void const *>(#name, ::vswitchpy::Typemap::raw_bytes_or_text)
+#define SIX_BYTES(name) ::vswitchpy::untyped_input<unsigned char const *>(#name, ::vswitchpy::Typemap::six_bytes)
+#define OUT(name, type) ::vswitchpy::output<type, std::remove_pointer_t<type>>(#name, #type)
+#define OUT_AS(name, type, wrapped) ::vswitchpy::output<type, wrapped>(#name, #type)
+#define OUT_TEXT(name, capacity) ::vswitchpy::text_output(#name, capacity)
+
+#define TYPE(pointee, display)                     \
+  ::vswitchpy::TypeRow {                           \
+    ::vswitchpy::mangled_pointer<pointee>, display \
+  }

@@ -1,0 +1,24 @@
+// Ends a row file: takes the names of row_macros.hpp back. No include guard, as there.
+#undef RECORD
+#undef RECORD_UNTAGGED
+#undef FIELD
+#undef FIELD_READ_ONLY
+#undef FIELD_MAC
+#undef FIELD_BITS
+#undef COUNTED
+#undef METHOD
+#undef CALL
+#undef HELPER
+#undef OWNED_RESULT
+#undef OVERLOAD
+#undef IN
+#undef IN_PRESENT
+#undef IN_DISOWNED
+#undef IN_VALUE
+#undef RAW
+#undef RAW_OR_TEXT
+#undef SIX_BYTES
+#undef OUT
+#undef OUT_AS
+#undef OUT_TEXT
+#undef TYPE
