@@ -4,7 +4,7 @@ BUILD_JOBS ?= $(shell nproc)
 STATE := $(CURDIR)/build/demo-host.db
 
 .PHONY: bench bench-host build build-debug build-sanitize build-tests clean deb demo docs format fuzz help lint \
-  packages soak test test-memory test-random test-sanitize test-valgrind
+  packages soak test test-breaks test-memory test-random test-sanitize test-valgrind
 
 help: ## print this list
 	@grep -E '^[a-z-]+:.*## ' $(MAKEFILE_LIST) | sed -E 's/^([a-z-]+):.*## (.*)/  make \1\t\2/' | expand -t 24
@@ -55,6 +55,10 @@ fuzz: ## fuzz the host's readers, FUZZ_SECONDS (600) each
 	@cmake --build --preset fuzz -j $(BUILD_JOBS)
 	@tools/fuzz
 
+test-breaks: ## break the sources as tests/breaks lists, see each break caught (ARGUMENTS: see tools/test_breaks.py)
+	$(call install,test)
+	@PYTHON=$(PYTHON) $(PYTHON) tools/test_breaks.py $(ARGUMENTS)
+
 test-random: build-tests ## the abort storms and random calls in full
 	@VSWITCHPY_FULL=1 $(PYTHON) -m pytest -q -s tests/reliability/test_abort_storms.py tests/reliability/test_random_calls.py
 
@@ -99,4 +103,4 @@ lint: build-tests ## check formatting and run clang-tidy
 	  | xargs -P $(BUILD_JOBS) -n 4 clang-tidy --quiet -p build
 
 clean: ## remove everything that was built
-	@rm -rf build build-debug build-sanitize build-fuzz build.log
+	@rm -rf build build-debug build-sanitize build-fuzz build-breaks build.log

@@ -1,0 +1,351 @@
+"""Breaks the sources in small ways, one after the other, and sees whether the tests named for each notice.
+
+Usage: test_breaks.py [--file TOML] [--name PART] [--draw K [--seed N]] [--check] [--lines K [--seed N]]
+
+A list is tests/breaks/*.toml, tables [[break]]:
+
+    name = "an assigned bit-field stores nothing"
+    file = "runtime/accessors.cpp"                  the source
+    text = "store_bits(address, value);"            stands there exactly once
+    replacement = ""
+    tests = ["ctest:Accessors.StoresBits", "tests/companion/test_attributes.py::test_bits"]
+
+One of the tests has to fail: of GoogleTest by suite and name, of pytest by what `pytest` takes, or "build", where the
+compiler is to refuse. Everything happens in a copy of the tree, build-breaks/tree, with a build folder of its own: the
+tests must pass there before anything is broken. A list whose texts or tests are not there any more is an error.
+"""
+
+from __future__ import annotations
+
+import argparse
+import dataclasses
+import json
+import os
+import pathlib
+import random
+import re
+import shutil
+import signal
+import subprocess
+import sys
+import time
+import tomllib
+
+SOURCE = pathlib.Path.cwd()
+SCRATCH = pathlib.Path("build-breaks")
+CTEST = "ctest:"
+BUILD = "build"
+# Modules that share no process: what the one registers the tests of the other must not see.
+APART = ("tests/companion", "tests/vswitch")
+# What a line is drawn from for a new break: the code of the product.
+CODE = ("companion", "extensions", "platform", "python", "runtime")
+# Of pytest: a test failed; the modules of the tests could not even be imported.
+FAILED = (1, 2)
+
+
+@dataclasses.dataclass(frozen=True)
+class Break:
+    name: str
+    file: str
+    text: str
+    replacement: str
+    tests: tuple[str, ...]
+    list: str
+
+
+class BadList(Exception):
+    """A list that does not fit the sources."""
+
+
+class Hung(Exception):
+    """A command that did not end in time."""
+
+
+# ---- the lists ---------------------------------------------------------------------------------------------
+
+
+def read_lists(source: pathlib.Path, only: str | None = None) -> list[Break]:
+    """All breaks, ordered by file, so that putting one back and making the next is one compilation."""
+    breaks = []
+    for path in sorted((source / "tests" / "breaks").glob("*.toml")):
+        if only and pathlib.Path(only).stem != path.stem:
+            continue
+        tables = tomllib.loads(path.read_text(encoding="utf-8"))
+        for table in tables.pop("break", []):
+            expected = {"name", "file", "text", "replacement", "tests"}
+            if set(table) != expected:
+                raise BadList(f"{path.name}: {table.get('name', '?')}: keys {sorted(table)}, not {sorted(expected)}")
+            breaks.append(Break(**(table | {"tests": tuple(table["tests"])}), list=path.name))
+        if tables:
+            raise BadList(f"{path.name}: {', '.join(tables)}: only [[break]] is known")
+    names = [one.name for one in breaks]
+    if doubled := sorted({name for name in names if names.count(name) > 1}):
+        raise BadList(f"twice: {', '.join(doubled)}")
+    return sorted(breaks, key=lambda one: (one.file, one.name))
+
+
+def misfits(source: pathlib.Path, breaks: list[Break]) -> list[str]:
+    """What is wrong with the breaks for the sources as they are."""
+    wrong = []
+    suites = ""
+    if any(test.startswith(CTEST) for one in breaks for test in one.tests):
+        suites = "\n".join(path.read_text(encoding="utf-8") for path in sorted((source / "tests").rglob("*.cpp")))
+    for one in breaks:
+        where = f"{one.list}: {one.name}"
+        path = source / one.file
+        found = path.read_text(encoding="utf-8").count(one.text) if path.is_file() else -1
+        if found != 1:
+            problem = {-1: "is no file", 0: "does not have the text"}.get(found, f"has the text {found} times")
+            wrong.append(f"{where}: {one.file} {problem}")
+        if one.text == one.replacement:
+            wrong.append(f"{where}: the replacement is the text")
+        if not one.tests:
+            wrong.append(f"{where}: no tests")
+        for test in one.tests:
+            if misname := misnamed(source, suites, test):
+                wrong.append(f"{where}: {test}: {misname}")
+    return wrong
+
+
+def misnamed(source: pathlib.Path, suites: str, test: str) -> str | None:
+    if test == BUILD:
+        return None
+    if test.startswith(CTEST):
+        suite, _, name = test.removeprefix(CTEST).partition(".")
+        # Of a parametrised test: Instance/Suite.Name/Case.
+        suite, name = suite.split("/")[-1], name.split("/")[0]
+        found = re.search(rf"\b(?:TYPED_)?TEST(?:_F|_P)?\(\s*{re.escape(suite)},\s*{re.escape(name)}\s*\)", suites)
+        return None if found else "no such test"
+    file, *names = re.sub(r"\[.*", "", test).split("::")
+    path = source / file
+    if not (path.is_file() or (path.is_dir() and not names)):
+        return "no such file"
+    text = path.read_text(encoding="utf-8") if names else ""
+    missing = [name for name in names if not re.search(rf"^\s*(def|class) {re.escape(name)}\b", text, re.M)]
+    return f"no {missing[0]} in it" if missing else None
+
+
+# ---- the copy ------------------------------------------------------------------------------------------------
+
+
+def run(command: list[str], folder: pathlib.Path, timeout: float, **variables: str) -> tuple[int, str]:
+    """Exit code and what was printed. Whatever the command has started ends with it."""
+    environment = {name: value for name, value in os.environ.items() if not name.startswith("VSWITCH")}
+    # Two versions of a file in one second would have the same bytecode.
+    environment |= {"PYTHONDONTWRITEBYTECODE": "1"} | variables
+    process = subprocess.Popen(command, cwd=folder, env=environment, text=True, errors="replace",
+                               stdout=subprocess.PIPE, stderr=subprocess.STDOUT, start_new_session=True)
+    try:
+        text, _ = process.communicate(timeout=timeout)
+    except subprocess.TimeoutExpired:
+        raise Hung(f"{command[0]} did not end in {timeout:.0f} s") from None
+    finally:
+        try:
+            os.killpg(process.pid, signal.SIGKILL)
+        except ProcessLookupError:
+            pass
+        process.wait()
+    return process.returncode, text
+
+
+class Tree:
+    """The copy that is broken."""
+
+    def __init__(self, source: pathlib.Path, scratch: pathlib.Path, python: str, jobs: int, timeout: float):
+        self.source = source
+        self.root = (scratch / "tree").resolve()
+        self.build = self.root / "build"
+        self.python = python
+        self.jobs = jobs
+        self.timeout = timeout
+        self.programs: dict[str, tuple[str, str]] = {}
+
+    def copy(self) -> None:
+        """Takes over what git knows, or would; what is the same already keeps its time, so that little is compiled."""
+        listing = subprocess.run(["git", "ls-files", "-z", "--cached", "--others", "--exclude-standard"],
+                                 cwd=self.source, capture_output=True, text=True, check=True).stdout
+        names = {name for name in listing.split("\0") if name and (self.source / name).is_file()}
+        for old in [path for path in self.root.rglob("*") if path.is_file() and self.build not in path.parents]:
+            if str(old.relative_to(self.root)) not in names:
+                old.unlink()
+        for name in names:
+            ours, theirs = self.root / name, self.source / name
+            if not ours.is_file() or ours.read_bytes() != theirs.read_bytes():
+                ours.parent.mkdir(parents=True, exist_ok=True)
+                shutil.copyfile(theirs, ours)
+            shutil.copymode(theirs, ours)
+
+    def make(self, targets: set[str]) -> str | None:
+        """What the build complained about."""
+        code, text = run(["ninja", "-C", str(self.build), f"-j{self.jobs}", *sorted(targets)], self.root, 3600)
+        return text if code else None
+
+    def prepare(self, breaks: list[Break]) -> None:
+        """Builds all that the breaks' tests need."""
+        code, text = run(["cmake", "--preset", "release", "-B", str(self.build), f"-DPYTHON={self.python}"],
+                         self.root, 600)
+        tests = {test for one in breaks for test in one.tests}
+        targets = {"product"}
+        if any(test.startswith(CTEST) for test in tests):
+            targets.add("cpp_tests")
+        if any(not test.startswith(CTEST) and test != BUILD for test in tests):
+            targets.add("python_tests")
+        if code or (text := self.make(targets) or ""):
+            raise BadList("the tree does not build as it is:\n" + text[-4000:])
+        if "cpp_tests" in targets:
+            _, listing = run(["ctest", "--test-dir", str(self.build), "--show-only=json-v1"], self.root, 600)
+            for test in json.loads(listing)["tests"]:
+                command = test.get("command", ["not built"])
+                # As CTest knows it, without the program in front.
+                name = test["name"].removeprefix(pathlib.Path(command[0]).name + ".")
+                self.programs[name] = test["name"], pathlib.Path(command[0]).name
+        missing = [test for test in tests if test.startswith(CTEST) and not self.ctest_names(test)]
+        if missing:
+            raise BadList(f"CTest does not know {', '.join(sorted(missing))}")
+
+    def ctest_names(self, test: str) -> dict[str, str]:
+        """CTest's own names and the programs; of a parametrised test all cases."""
+        wanted = test.removeprefix(CTEST)
+        pattern = re.compile(rf"(\w+/)?{re.escape(wanted)}(/.*)?")
+        return dict(found for name, found in self.programs.items() if pattern.fullmatch(name))
+
+    def targets(self, tests: tuple[str, ...]) -> set[str]:
+        wanted = set()
+        for test in tests:
+            if test.startswith(CTEST):
+                wanted |= set(self.ctest_names(test).values())
+            else:
+                wanted |= {"product"} if test == BUILD else {"product", "python_tests"}
+        return wanted
+
+    def failure(self, tests: tuple[str, ...], timeout: float) -> str | None:
+        """The first test that fails, or None."""
+        names = sorted(name for test in tests if test.startswith(CTEST) for name in self.ctest_names(test))
+        if names:
+            pattern = "^(" + "|".join(re.escape(name).replace("/", "[/]") for name in names) + ")$"
+            code, text = run(["ctest", "--test-dir", str(self.build), "--stop-on-failure", "-R", pattern],
+                             self.root, timeout)
+            if code:
+                failed = re.search(r"^\s*\d+ - (\S+) \(", text, re.M)
+                return failed[1] if failed else text[-500:]
+        ids = [test for test in tests if not test.startswith(CTEST) and test != BUILD]
+        groups: dict[str, list[str]] = {}
+        for test in ids:
+            groups.setdefault(next((folder for folder in APART if test.startswith(folder)), ""), []).append(test)
+        for group in groups.values():
+            command = [self.python, "-m", "pytest", "-q", "-x", "--tb=no", "-p", "no:cacheprovider", *group]
+            code, text = run(command, self.root, timeout, VSWITCHPY_BUILD=str(self.build))
+            if code in FAILED or code < 0:
+                failed = re.search(r"^(?:FAILED|ERROR) (\S+)", text, re.M)
+                return failed[1] if failed else f"pytest ended with {code}"
+            if code:
+                raise BadList(f"pytest does not run {' '.join(group)}:\n{text[-2000:]}")
+        return None
+
+    def outcome(self, one: Break) -> tuple[bool, str]:
+        """Whether the break is caught, and by what."""
+        path = self.root / one.file
+        text = path.read_text(encoding="utf-8")
+        path.write_text(text.replace(one.text, one.replacement), encoding="utf-8")
+        try:
+            complaint = self.make(self.targets(one.tests))
+            if complaint is not None:
+                if BUILD in one.tests:
+                    return True, "the build"
+                errors = re.findall(r".*\berror: .*", complaint)
+                raise BadList(f"{one.list}: {one.name}: does not build: {(errors or [complaint[-500:]])[0]}")
+            failed = self.failure(one.tests, self.timeout)
+            return failed is not None, failed or ""
+        except Hung as hung:
+            return True, str(hung)
+        finally:
+            path.write_text(text, encoding="utf-8")
+
+
+# ---- the command ---------------------------------------------------------------------------------------------
+
+
+def drawn_lines(source: pathlib.Path, count: int, seed: int) -> list[str]:
+    """Lines of code, drawn evenly from layer, module and host."""
+    lines = []
+    for path in sorted(path for folder in CODE for path in (source / folder).rglob("*")):
+        if path.suffix not in (".cpp", ".hpp", ".py"):
+            continue
+        for number, line in enumerate(path.read_text(encoding="utf-8").splitlines(), 1):
+            code = line.strip()
+            if not re.fullmatch(r"|(//|#|\"\"\"|\*).*|[\W_]+|(import|from|namespace|using)\b.*", code):
+                lines.append(f"{path.relative_to(source)}:{number}: {code}")
+    return sorted(random.Random(seed).sample(lines, count))
+
+
+def minutes(seconds: float) -> str:
+    return f"{int(seconds) // 60}:{int(seconds) % 60:02}"
+
+
+def test(tree: Tree, breaks: list[Break]) -> list[str]:
+    """Runs them; what survived, and what could not be tried."""
+    started = time.monotonic()
+    tree.copy()
+    tree.prepare(breaks)
+    every = tuple(dict.fromkeys(test for one in breaks for test in one.tests))
+    if failed := tree.failure(every, timeout=3600):
+        raise BadList(f"fails before anything is broken: {failed}")
+    print(f"built, and {len(every)} tests pass, in {minutes(time.monotonic() - started)}", flush=True)
+    survived = []
+    wrong = []
+    for one in breaks:
+        begun = time.monotonic()
+        try:
+            caught, by = tree.outcome(one)
+            said = "caught  " if caught else "SURVIVED"
+            if not caught:
+                survived.append(one.name)
+        except BadList as error:
+            said, by = "WRONG   ", str(error)
+            wrong.append(one.name)
+        print(f"{said} {minutes(time.monotonic() - begun):>5}  {one.file}: {one.name}{by and f'  [{by}]'}", flush=True)
+    caught_count = len(breaks) - len(survived) - len(wrong)
+    print(f"{caught_count} of {len(breaks)} breaks caught, in {minutes(time.monotonic() - started)}")
+    for title, names in (("survived", survived), ("not tried", wrong)):
+        if names:
+            print(f"{title}: {'; '.join(names)}")
+    return survived + wrong
+
+
+def main(arguments: list[str]) -> int:
+    parser = argparse.ArgumentParser(description=__doc__, formatter_class=argparse.RawDescriptionHelpFormatter)
+    parser.add_argument("--file", help="only this list (host, host.toml)")
+    parser.add_argument("--name", help="only breaks whose name or source contains this")
+    parser.add_argument("--draw", type=int, metavar="K", help="only K of them, drawn")
+    parser.add_argument("--seed", type=int, default=random.randrange(10**6), help="what is drawn")
+    parser.add_argument("--check", action="store_true", help="only whether texts and tests are there")
+    parser.add_argument("--lines", type=int, metavar="K", help="no breaks: K lines of code, drawn, to make breaks of")
+    parser.add_argument("--jobs", type=int, default=os.cpu_count(), help="of the build")
+    parser.add_argument("--timeout", type=float, default=300, help="seconds for the tests of one break")
+    options = parser.parse_args(arguments)
+    if options.lines or options.draw:
+        print(f"seed {options.seed}")
+    if options.lines:
+        print("\n".join(drawn_lines(SOURCE, options.lines, options.seed)))
+        return 0
+    try:
+        breaks = read_lists(SOURCE, options.file)
+        breaks = [one for one in breaks if (options.name or "") in one.name + "\0" + one.file]
+        if options.draw:
+            chosen = random.Random(options.seed).sample(breaks, min(options.draw, len(breaks)))
+            breaks = [one for one in breaks if one in chosen]
+        if not breaks:
+            raise BadList("no break is meant")
+        if wrong := misfits(SOURCE, breaks):
+            raise BadList("\n".join(wrong))
+        if options.check:
+            return 0
+        python = os.environ.get("PYTHON", "/usr/bin/python3")
+        return 1 if test(Tree(SOURCE, SCRATCH, python, options.jobs, options.timeout), breaks) else 0
+    except BadList as error:
+        print(error, file=sys.stderr)
+        return 2
+
+
+if __name__ == "__main__":
+    sys.exit(main(sys.argv[1:]))
