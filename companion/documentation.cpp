@@ -1,5 +1,5 @@
 // The documentation of records, fields and functions, composed from the rows when the layer is built.
-#include "companion/record_class.hpp"
+#include "companion/documentation.hpp"
 
 #include <iterator>
 

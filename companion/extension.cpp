@@ -1,5 +1,9 @@
 // The native part of the companion layer: makes the record classes, and finds the other names when they are used.
-#include "companion/record_class.hpp"
+#include "companion/extension.hpp"
+
+#include "companion/functions.hpp"
+#include "companion/instances.hpp"
+#include "companion/members.hpp"
 
 #include <cstring>
 
@@ -22,22 +26,19 @@ bool find_engine(PyObject *module) {
   return true;
 }
 
-// install(module): fills the dictionary of the companion layer with its classes.
+// install(module): fills the dictionary of the companion layer with its classes. A module that is reloaded, or imported
+// again after it was forgotten, gets those that are there.
 PyObject *install(PyObject * /*self*/, PyObject *module) {
-  if (engine) {
-    PyErr_SetString(PyExc_ImportError, "the companion layer can be imported once in a process");
-    return nullptr;
+  Py_XSETREF(layer, Py_NewRef(module));
+  if (!native_module) {
+    native_module = PyImport_ImportModule("_libvswitch");
   }
-  native_module = PyImport_ImportModule("_libvswitch");
-  layer_name = PyUnicode_InternFromString("libvswitch");
-  layer = Py_NewRef(module);
-  if (!native_module || !layer_name || !find_engine(native_module) || !prepare_functions() ||
-      !make_record_classes(PyModule_GetDict(layer))) {
-    // Can be tried again: with memory, for instance.
-    engine = nullptr;
-    Py_CLEAR(native_module);
-    Py_CLEAR(layer_name);
-    Py_CLEAR(layer);
+  if (!layer_name) {
+    layer_name = PyUnicode_InternFromString("libvswitch");
+  }
+  // What fails can be tried again: with memory, for instance.
+  if (!native_module || !layer_name || (!engine && !find_engine(native_module)) || !prepare_functions() ||
+      !make_record_classes() || !add_record_classes(PyModule_GetDict(layer))) {
     return nullptr;
   }
   Py_RETURN_NONE;
@@ -205,6 +206,8 @@ PyModuleDef definition = [] {
 
 }  // namespace
 
+const Engine *engine = nullptr;
+
 PyObject *python_part(const char *module, const char *name) {
   PyObject *part = PyImport_ImportModule(module);
   PyObject *function = part ? PyObject_GetAttrString(part, name) : nullptr;
@@ -213,7 +216,7 @@ PyObject *python_part(const char *module, const char *name) {
 }
 
 PyObject *native_function(MethodIndex method) {
-  const char *name = engine_text(engine->methods[method].name);
+  const char *name = method_name(method);
   PyObject *key = PyUnicode_FromString(name);
   PyObject *function = key ? PyDict_GetItemWithError(PyModule_GetDict(native_module), key) : nullptr;
   Py_XDECREF(key);

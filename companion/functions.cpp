@@ -1,5 +1,9 @@
 // The module's functions as the companion layer offers them: documented, and called without an argument tuple.
-#include "companion/record_class.hpp"
+#include "companion/functions.hpp"
+
+#include "companion/documentation.hpp"
+#include "companion/instances.hpp"
+#include "companion/members.hpp"
 
 #include <array>
 #include <cstring>
@@ -39,7 +43,7 @@ void remember_source(PyObject *item, MethodIndex method) {
 bool may_be_given_back(PyObject *argument, MethodIndex method) {
   if (is_record(argument) && as_record(argument)->owner) {
     PyErr_Format(PyExc_ValueError, "in method '%s', a view cannot be freed without the record it lies in",
-                 engine_text(engine->methods[method].name));
+                 method_name(method));
     return false;
   }
   return true;
@@ -93,7 +97,7 @@ bool prepare_functions() {
 PyObject *checked_result(MethodIndex method, PyObject *result) {
   *engine->error_left = false;
   char where[160];
-  PyOS_snprintf(where, sizeof where, "<built-in function %s>", engine_text(engine->methods[method].name));
+  PyOS_snprintf(where, sizeof where, "<built-in function %s>", method_name(method));
   return _Py_CheckFunctionResult(PyThreadState_Get(), nullptr, result, where);
 }
 

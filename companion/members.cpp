@@ -1,5 +1,9 @@
 // The members of record classes: fields as attributes, and methods.
-#include "companion/record_class.hpp"
+#include "companion/members.hpp"
+
+#include "companion/documentation.hpp"
+#include "companion/functions.hpp"
+#include "companion/instances.hpp"
 
 #include <cstring>
 
@@ -28,17 +32,14 @@ const MethodObject &as_method(PyObject *object) {
   return *reinterpret_cast<MethodObject *>(object);
 }
 
-bool is_instance(PyObject *object, RecordClass *kind) {
-  return Py_TYPE(object) == &kind->type || PyType_IsSubtype(Py_TYPE(object), &kind->type);
-}
-
-// The memory to work on directly; null where the accessor function has to judge.
-[[gnu::always_inline]] inline void *direct_pointer(PyObject *object, RecordClass *kind) {
-  return is_instance(object, kind) ? live_pointer(as_record(object)) : nullptr;
+// The memory to work on directly; null where the accessor function has to judge. What counts is whose memory it is, not
+// which class a script has given the instance.
+[[gnu::always_inline]] inline void *direct_pointer(PyObject *object, const RecordClass *kind) {
+  return is_record(object) && as_record(object)->type == kind->descriptor ? live_pointer(as_record(object)) : nullptr;
 }
 
 PyObject *member_name(MethodIndex method, const RecordClass &owner, std::size_t suffix) {
-  const char *name = engine_text(engine->methods[method].name) + std::strlen(record_name(owner)) + 1;
+  const char *name = method_name(method) + std::strlen(record_name(owner)) + 1;
   return PyUnicode_FromStringAndSize(name, static_cast<Py_ssize_t>(std::strlen(name) - suffix));
 }
 
@@ -120,7 +121,7 @@ PyObject *field_owner(PyObject *self, void * /*closure*/) {
 }
 
 PyObject *accessor(MethodIndex method) {
-  return method == no_method ? Py_NewRef(Py_None) : python_name(engine_text(engine->methods[method].name));
+  return method == no_method ? Py_NewRef(Py_None) : python_name(method_name(method));
 }
 
 PyObject *field_getter(PyObject *self, void * /*closure*/) {
@@ -188,7 +189,7 @@ namespace {
 PyObject *method_call(PyObject *self, PyObject *const *items, std::size_t flagged_count, PyObject *keywords) {
   const MethodObject &method = as_method(self);
   if (keywords && PyTuple_GET_SIZE(keywords)) {
-    PyErr_Format(PyExc_TypeError, "%s() takes no keyword arguments", engine_text(engine->methods[method.method].name));
+    PyErr_Format(PyExc_TypeError, "%s() takes no keyword arguments", method_name(method.method));
     return nullptr;
   }
   return call_method(method.method, {items, PyVectorcall_NARGS(flagged_count)});
@@ -261,14 +262,6 @@ constinit PyTypeObject method_type = [] {
 }();
 
 }  // namespace
-
-bool refuse_released(PyObject *object) {
-  if (!is_record(object) || !is_released(as_record(object))) {
-    return false;
-  }
-  PyErr_Format(PyExc_ValueError, "the memory of this %s was released", Py_TYPE(object)->tp_name);
-  return true;
-}
 
 bool ready_member_types() {
   return PyType_Ready(&field_type) == 0 && PyType_Ready(&method_type) == 0;

@@ -5,6 +5,22 @@
 
 namespace vswitchpy {
 
+// Whose the memory of an instance is, and what moves it from one state to another:
+//
+//   state       | how it is told              | who frees the memory            | comes about in
+//   ------------+-----------------------------+---------------------------------+------------------------------------
+//   owned       | `owned`                     | the instance: free_own          | construct_into, make_instance,
+//               |                             |                                 | record_set_thisown
+//   proxy       | `proxy`; its flag `own`     | the proxy, if it owns it        | record_get_this, adopt_proxy
+//   view        | `owner`, lies_in_owner      | the owner, which it keeps alive | lie_in
+//   handed out  | `source`, none of the above | the library: hand_back          | remember_source
+//   unknown     | none of these               | whoever has it; not the layer   | make_instance
+//   released    | given_back                  | nobody: it is gone              | free_own_memory, remember_release,
+//               |                             |                                 | destruct
+//
+// An owned instance becomes a proxy's when a script asks for `this`; `thisown` switches between owned and handed out or
+// unknown; what is released stays so, and a view is released with its owner.
+
 // An instance carries its native pointer itself. A proxy for it is made only when a script asks for `this`; from
 // then on the proxy owns the memory, and the pointer here is a copy of its own (null if the proxy is of
 // another type: then only the slow paths work).

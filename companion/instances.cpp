@@ -1,5 +1,7 @@
-// The record classes: native types built from the module's tables when the companion layer is imported.
-#include "companion/record_class.hpp"
+// Instances of the record classes: where their memory is, who frees it, and what every record can do.
+#include "companion/instances.hpp"
+
+#include "companion/functions.hpp"
 
 #include <cstdlib>
 #include <cstring>
@@ -7,21 +9,12 @@
 namespace vswitchpy {
 namespace {
 
-RecordClass *classes = nullptr;
-extern PyTypeObject base_type;
-
 // Instances of all record classes have one size, so that one list of unused ones serves them all.
 constexpr std::size_t most_unused = 256;
 RecordObject *unused[most_unused];
 std::size_t unused_count = 0;
 
-// The record class that a type is or derives from; null for the base of all.
-RecordClass *class_behind(PyTypeObject *type) {
-  while (type && type->tp_base != &base_type) {
-    type = type->tp_base;
-  }
-  return reinterpret_cast<RecordClass *>(type);
-}
+}  // namespace
 
 PyObject *make_instance(PyTypeObject *type, void *pointer, swig_type_info *descriptor, Ownership ownership) {
   auto &kind = *reinterpret_cast<RecordClass *>(type);
@@ -49,7 +42,10 @@ PyObject *make_instance(PyTypeObject *type, void *pointer, swig_type_info *descr
   return reinterpret_cast<PyObject *>(record);
 }
 
-void give_back(RecordObject *record) {
+namespace {
+
+// Frees what is the instance's own.
+void free_own(const RecordObject *record) {
   if (record->owned) {
     // As the record's destructor function does.
     std::free(record->pointer);
@@ -61,7 +57,7 @@ void record_dealloc(PyObject *self) {
   if (record->weak_references) {
     PyObject_ClearWeakRefs(self);
   }
-  give_back(record);
+  free_own(record);
   Py_XDECREF(record->proxy);
   Py_XDECREF(record->owner);
   PyTypeObject *type = Py_TYPE(self);
@@ -126,6 +122,19 @@ bool refuse_keywords(const RecordClass &kind) {
   return false;
 }
 
+// The module passes such a number on as -1 and complains when the call is over.
+bool refuse_count_beyond_64_bits(const RecordClass &kind, Arguments arguments) {
+  if (arguments.count != 1 || !PyLong_Check(arguments.items[0])) {
+    return false;
+  }
+  int overflow = 0;
+  PyLong_AsLongLongAndOverflow(arguments.items[0], &overflow);
+  if (overflow) {
+    PyErr_Format(PyExc_OverflowError, "in method '%s', argument 1 of type 'int'", method_name(kind.constructor));
+  }
+  return overflow != 0;
+}
+
 // The memory of a new record: as the constructor function makes it, and with its errors.
 bool construct_into(RecordObject *record, const RecordClass &kind, Arguments arguments) {
   if (refuse_second_memory(record)) {
@@ -143,6 +152,9 @@ bool construct_into(RecordObject *record, const RecordClass &kind, Arguments arg
     Py_CLEAR(record->proxy);
     Py_CLEAR(record->owner);
     return true;
+  }
+  if (refuse_count_beyond_64_bits(kind, arguments)) {
+    return false;
   }
   PyObject *proxy = call_function(kind.constructor, arguments);
   if (proxy == Py_None) {
@@ -163,6 +175,8 @@ int record_init(PyObject *self, PyObject *arguments, PyObject *keywords) {
   return construct_into(as_record(self), kind, arguments_in(arguments)) ? 0 : -1;
 }
 
+}  // namespace
+
 PyObject *record_vectorcall(PyObject *type, PyObject *const *items, std::size_t flagged_count, PyObject *keywords) {
   const auto &kind = *reinterpret_cast<RecordClass *>(type);
   if (keywords && PyTuple_GET_SIZE(keywords) && !refuse_keywords(kind)) {
@@ -174,6 +188,8 @@ PyObject *record_vectorcall(PyObject *type, PyObject *const *items, std::size_t 
   }
   return self;
 }
+
+namespace {
 
 // ---- what every record has ---------------------------------------------------------------------------------
 
@@ -258,7 +274,7 @@ PyObject *free_own_memory(RecordObject *record) {
     Py_DECREF(before);
   }
   if (!is_released(record)) {
-    give_back(record);
+    free_own(record);
   }
   record->owned = false;
   mark_released(record);
@@ -284,29 +300,71 @@ PyObject *record_release(PyObject *self, PyObject * /*unused*/) {
                                                : free_own_memory(record);
 }
 
-PyObject *record_bytes(PyObject *self, PyObject * /*unused*/) {
-  const Py_ssize_t size = fixed_size(*class_of(self));
-  void *pointer = live_pointer(as_record(self));
-  if (size >= 0 && !pointer) {
+// How many bytes the memory of a record has; -1 with the error set where a count field says, or where a script has
+// given the record another class.
+Py_ssize_t size_of(PyObject *self) {
+  const RecordClass &kind = *class_of(self);
+  if (as_record(self)->type != kind.descriptor) {
+    PyErr_Format(PyExc_TypeError, "this is not the memory of a '%s'", kind.type.tp_name);
+    return -1;
+  }
+  return fixed_size(kind);
+}
+
+bool refuse_missing(PyObject *self) {
+  if (refuse_released(self)) {
+    return true;
+  }
+  if (!live_pointer(as_record(self))) {
     PyErr_SetString(PyExc_ValueError, "the record has no memory");
+    return true;
+  }
+  return false;
+}
+
+PyObject *record_bytes(PyObject *self, PyObject * /*unused*/) {
+  const Py_ssize_t size = size_of(self);
+  if (size < 0 || refuse_missing(self)) {
     return nullptr;
   }
-  return size < 0 ? nullptr : PyBytes_FromStringAndSize(static_cast<const char *>(pointer), size);
+  return PyBytes_FromStringAndSize(static_cast<const char *>(live_pointer(as_record(self))), size);
+}
+
+// A new instance as the script's class makes it, which may be anything.
+PyObject *instance_for_bytes(PyObject *type, Py_ssize_t size) {
+  PyObject *self = PyObject_CallNoArgs(type);
+  if (!self) {
+    return nullptr;
+  }
+  if (!is_record(self)) {
+    PyErr_Format(PyExc_TypeError, "'%s' made no record but '%s'", reinterpret_cast<PyTypeObject *>(type)->tp_name,
+                 Py_TYPE(self)->tp_name);
+  } else if (size_of(self) == size && !refuse_missing(self)) {
+    return self;
+  } else if (!PyErr_Occurred()) {
+    PyErr_Format(PyExc_TypeError, "'%s' made another record, '%s'", reinterpret_cast<PyTypeObject *>(type)->tp_name,
+                 Py_TYPE(self)->tp_name);
+  }
+  Py_DECREF(self);
+  return nullptr;
 }
 
 PyObject *record_from_bytes(PyObject *type, PyObject *data) {
-  PyObject *self = PyObject_CallNoArgs(type);
-  const Py_ssize_t size = self ? fixed_size(*class_of(self)) : -1;
+  const RecordClass *kind = class_behind(reinterpret_cast<PyTypeObject *>(type));
+  if (!kind) {
+    return PyErr_Format(PyExc_TypeError, "cannot create '%s' instances",
+                        reinterpret_cast<PyTypeObject *>(type)->tp_name);
+  }
+  const Py_ssize_t size = fixed_size(*kind);
   Py_buffer view;
   if (size < 0 || PyObject_GetBuffer(data, &view, PyBUF_SIMPLE) < 0) {
-    Py_XDECREF(self);
     return nullptr;
   }
-  if (view.len == size) {
-    std::memcpy(as_record(self)->pointer, view.buf, static_cast<std::size_t>(size));
-  } else {
-    PyErr_Format(PyExc_ValueError, "%s has %zd bytes, not %zd", class_of(self)->type.tp_name, size, view.len);
-    Py_CLEAR(self);
+  PyObject *self = nullptr;
+  if (view.len != size) {
+    PyErr_Format(PyExc_ValueError, "%s has %zd bytes, not %zd", kind->type.tp_name, size, view.len);
+  } else if ((self = instance_for_bytes(type, size))) {
+    std::memcpy(live_pointer(as_record(self)), view.buf, static_cast<std::size_t>(size));
   }
   PyBuffer_Release(&view);
   return self;
@@ -336,6 +394,8 @@ PyObject *record_iter(PyObject *self) {
 
 // ---- indexing ------------------------------------------------------------------------------------------------
 
+}  // namespace
+
 PyObject *record_next(PyObject *self) {
   return call_method(class_of(self)->next, {&self, 1});
 }
@@ -362,6 +422,8 @@ int record_set_item(PyObject *self, PyObject *index, PyObject *value) {
   Py_XDECREF(result);
   return result ? 0 : -1;
 }
+
+namespace {
 
 PyObject *record_reduce(PyObject *self, PyObject * /*protocol*/) {
   return PyErr_Format(PyExc_TypeError, "cannot copy or pickle '%s' object: bytes() and from_bytes() carry its contents",
@@ -393,6 +455,8 @@ PyMethodDef base_methods[] = {
     {nullptr, nullptr, 0, nullptr},
 };
 
+}  // namespace
+
 constinit PyTypeObject base_type = [] {
   PyTypeObject type = {};
   type.ob_base = {PyObject_HEAD_INIT(nullptr) 0};
@@ -416,282 +480,11 @@ constinit PyTypeObject base_type = [] {
   return type;
 }();
 
-// ---- building a class ----------------------------------------------------------------------------------------
-
-// `__doc__` of a class, read when it is asked for.
-PyObject *class_doc(PyObject * /*self*/, PyObject * /*instance*/, PyObject *type) {
-  const RecordClass *kind = class_behind(reinterpret_cast<PyTypeObject *>(type));
-  return kind ? PyUnicode_FromString(record_doc(static_cast<std::size_t>(kind - classes))) : Py_NewRef(Py_None);
-}
-
-constinit PyTypeObject class_doc_type = [] {
-  PyTypeObject type = {};
-  type.ob_base = {PyObject_HEAD_INIT(nullptr) 0};
-  type.tp_name = "libvswitch.documentation";
-  type.tp_basicsize = sizeof(PyObject);
-  type.tp_flags = Py_TPFLAGS_DEFAULT | Py_TPFLAGS_DISALLOW_INSTANTIATION;
-  type.tp_descr_get = class_doc;
-  return type;
-}();
-
-// A method that the layer's Python part defines.
-struct PythonMethod {
-  PyObject_HEAD const char *module;
-  const char *name;
-};
-
-PyObject *python_method_get(PyObject *self, PyObject *object, PyObject * /*type*/) {
-  const auto &method = *reinterpret_cast<PythonMethod *>(self);
-  PyObject *function = python_part(method.module, method.name);
-  if (!function || !object || object == Py_None) {
-    return function;
-  }
-  PyObject *bound = PyMethod_New(function, object);
-  Py_DECREF(function);
-  return bound;
-}
-
-constinit PyTypeObject python_method_type = [] {
-  PyTypeObject type = {};
-  type.ob_base = {PyObject_HEAD_INIT(nullptr) 0};
-  type.tp_name = "libvswitch.python_method";
-  type.tp_basicsize = sizeof(PythonMethod);
-  type.tp_flags = Py_TPFLAGS_DEFAULT | Py_TPFLAGS_DISALLOW_INSTANTIATION;
-  type.tp_descr_get = python_method_get;
-  return type;
-}();
-
-// Methods that no row describes.
-constexpr struct {
-  const char *record;
-  const char *name;
-  const char *module;
-} python_methods[] = {
-    {"DVMirrorSessionTable", "entities", "libvswitch._iteration"},
-};
-
-struct SpecialMethod {
-  const char *name;
-  MethodIndex RecordClass::*index;
-};
-constexpr SpecialMethod special_methods[] = {
-    {"__getitem__", &RecordClass::get_item},    {"__setitem__", &RecordClass::set_item},
-    {"__len__", &RecordClass::length},          {"__next__", &RecordClass::next},
-    {"__repr__", &RecordClass::representation},
-};
-
-bool add_member(PyTypeObject &type, const char *name, std::size_t size, PyObject *member) {
-  PyObject *key = member ? PyUnicode_FromStringAndSize(name, static_cast<Py_ssize_t>(size)) : nullptr;
-  const bool added = key && PyDict_SetItem(type.tp_dict, key, member) == 0;
-  Py_XDECREF(key);
-  Py_XDECREF(member);
-  return added;
-}
-
-// Puts what rows describe of a record into its class.
-bool add_members(RecordClass &kind) {
-  const std::size_t prefix = std::strlen(record_name(kind)) + 1;
-  for (MethodIndex index = kind.first; index < kind.constructor; ++index) {
-    const MethodEntry &entry = engine->methods[index];
-    if (entry.kind == MethodKind::setter) {
-      continue;  // its getter follows
-    }
-    const char *name = engine_text(entry.name) + prefix;
-    std::size_t size = std::strlen(name);
-    PyObject *member = nullptr;
-    if (entry.kind == MethodKind::getter) {
-      const FieldEntry &field = engine->fields[entry.index];
-      const auto setter = field.setter_name ? static_cast<MethodIndex>(index - 1) : no_method;
-      member = new_field(&kind, &field, index, setter);
-      size -= std::strlen("_get");
-    } else {
-      member = new_method(&kind, index);
-    }
-    if (!add_member(kind.type, name, size, member)) {
-      return false;
-    }
-  }
-  return true;
-}
-
-bool add_python_methods(RecordClass &kind) {
-  for (const auto &row : python_methods) {
-    if (std::strcmp(row.record, record_name(kind)) != 0) {
-      continue;
-    }
-    auto *method = PyObject_New(PythonMethod, &python_method_type);
-    if (method) {
-      method->module = row.module;
-      method->name = row.name;
-    }
-    if (!add_member(kind.type, row.name, std::strlen(row.name), reinterpret_cast<PyObject *>(method))) {
-      return false;
-    }
-  }
-  return true;
-}
-
-// The methods behind the interpreter's own operations.
-void set_slots(RecordClass &kind) {
-  const std::size_t prefix = std::strlen(record_name(kind)) + 1;
-  for (MethodIndex index = kind.first; index < kind.constructor; ++index) {
-    const MethodEntry &entry = engine->methods[index];
-    for (const SpecialMethod &special : special_methods) {
-      if (entry.kind == MethodKind::call && std::strcmp(engine_text(entry.name) + prefix, special.name) == 0) {
-        kind.*special.index = index;
-      }
-    }
-  }
-  if (kind.get_item != no_method) {
-    kind.mapping.mp_subscript = record_get_item;
-  }
-  if (kind.set_item != no_method) {
-    kind.mapping.mp_ass_subscript = record_set_item;
-  }
-  if (kind.length != no_method) {
-    kind.mapping.mp_length = record_length;
-  }
-  kind.type.tp_as_mapping = &kind.mapping;
-  if (kind.next != no_method) {
-    kind.type.tp_iternext = record_next;
-  }
-}
-
-// Name in memory of its own: static types keep a pointer to it.
-const char *qualified_name(const char *name) {
-  constexpr char module[] = "libvswitch.";
-  const std::size_t size = sizeof module + std::strlen(name);
-  auto *text = static_cast<char *>(PyMem_Malloc(size));
-  if (text) {
-    PyOS_snprintf(text, size, "%s%s", module, name);
-  }
-  return text;
-}
-
-bool register_class(RecordClass &kind, std::size_t registration) {
-  auto *type = reinterpret_cast<PyObject *>(&kind.type);
-  PyObject *done = engine->call(registration, {&type, 1});
-  Py_XDECREF(done);
-  return done != nullptr;
-}
-
-// ---- the class of the classes: makes the members of one when it is first looked at ---------------------------------
-
-PyObject *class_getattro(PyObject *self, PyObject *name) {
-  RecordClass *kind = class_behind(reinterpret_cast<PyTypeObject *>(self));
-  return kind && !kind->complete && !complete_class(*kind) ? nullptr : PyType_Type.tp_getattro(self, name);
-}
-
-// A class that a script derives may ask its base for members without an instance.
-PyObject *class_new(PyTypeObject *type, PyObject *arguments, PyObject *keywords) {
-  PyObject *bases = PyTuple_GET_SIZE(arguments) == 3 ? PyTuple_GET_ITEM(arguments, 1) : nullptr;
-  for (Py_ssize_t i = 0; bases && PyTuple_Check(bases) && i < PyTuple_GET_SIZE(bases); ++i) {
-    PyObject *base = PyTuple_GET_ITEM(bases, i);
-    RecordClass *kind = PyType_Check(base) ? class_behind(reinterpret_cast<PyTypeObject *>(base)) : nullptr;
-    if (kind && !kind->complete && !complete_class(*kind)) {
-      return nullptr;
-    }
-  }
-  return PyType_Type.tp_new(type, arguments, keywords);
-}
-
-constinit PyTypeObject class_type = [] {
-  PyTypeObject type = {};
-  type.ob_base = {PyObject_HEAD_INIT(nullptr) 0};
-  type.tp_name = "libvswitch.RecordClass";
-  type.tp_doc = "The class of the record classes.";
-  type.tp_flags = Py_TPFLAGS_DEFAULT | Py_TPFLAGS_BASETYPE | Py_TPFLAGS_TYPE_SUBCLASS;
-  type.tp_getattro = class_getattro;
-  type.tp_new = class_new;
-  return type;
-}();
-
-// Everything of a class but its members. Returns the position behind the record's functions, or 0 with the error set.
-std::size_t make_class(RecordClass &kind, const RecordEntry &entry, std::size_t method, PyObject *dictionary) {
-  kind.entry = &entry;
-  kind.descriptor = engine->types[entry.self];
-  kind.get_item = kind.set_item = kind.length = kind.representation = kind.next = no_method;
-  kind.first = static_cast<MethodIndex>(method);
-  while (engine->methods[method].kind != MethodKind::constructor) {
-    ++method;
-  }
-  kind.constructor = static_cast<MethodIndex>(method++);
-  kind.destructor = static_cast<MethodIndex>(method++);
-  const char *name = record_name(kind);
-  PyTypeObject &type = kind.type;
-  type.ob_base = {PyObject_HEAD_INIT(&class_type) 0};
-  type.tp_name = qualified_name(name);
-  type.tp_base = &base_type;
-  type.tp_basicsize = sizeof(RecordObject);
-  type.tp_flags = Py_TPFLAGS_DEFAULT | Py_TPFLAGS_BASETYPE;
-  type.tp_vectorcall = record_vectorcall;
-  set_slots(kind);
-  if (!type.tp_name) {
-    PyErr_NoMemory();
-    return 0;
-  }
-  // Registration asks the class for its destructor, and for nothing else.
-  kind.complete = true;
-  // The built-in function itself: wrapper modules read its flags.
-  PyObject *destroy = PyType_Ready(&type) == 0 ? native_function(kind.destructor) : nullptr;
-  const bool made = destroy && PyDict_SetItemString(type.tp_dict, "__swig_destroy__", destroy) == 0 &&
-                    PyDict_SetItemString(dictionary, name, reinterpret_cast<PyObject *>(&type)) == 0 &&
-                    register_class(kind, method);
-  Py_XDECREF(destroy);
-  kind.complete = false;
-  return made ? method + 1 : 0;
-}
-
-}  // namespace
-
-const Engine *engine = nullptr;
-
-// The module has a copy of this.
-RecordClasses record_classes = {};
-
-RecordClass *class_of(PyObject *record) {
-  PyTypeObject *type = Py_TYPE(record);
-  while (type->tp_base != &base_type) {
-    type = type->tp_base;
-  }
-  return reinterpret_cast<RecordClass *>(type);
-}
-
-const char *record_name(const RecordClass &kind) {
-  return engine_text(kind.entry->constructor_name) + std::strlen("new_");
-}
-
-bool complete_class(RecordClass &kind) {
-  PyObject *documentation = PyObject_New(PyObject, &class_doc_type);
-  const bool added = documentation && PyDict_SetItemString(kind.type.tp_dict, "__doc__", documentation) == 0 &&
-                     add_members(kind) && add_python_methods(kind);
-  Py_XDECREF(documentation);
-  PyType_Modified(&kind.type);
-  kind.complete = added;
-  return added;
-}
-
-bool make_record_classes(PyObject *dictionary) {
-  // Types are never taken down, as the module is not.
-  classes = static_cast<RecordClass *>(PyMem_Calloc(engine->record_count, sizeof(RecordClass)));
-  if (!classes) {
-    PyErr_NoMemory();
+bool refuse_released(PyObject *object) {
+  if (!is_record(object) || !is_released(as_record(object))) {
     return false;
   }
-  class_type.tp_base = &PyType_Type;
-  if (PyType_Ready(&class_type) < 0 || PyType_Ready(&base_type) < 0 || PyType_Ready(&class_doc_type) < 0 ||
-      PyType_Ready(&python_method_type) < 0 ||
-      PyDict_SetItemString(dictionary, "Record", reinterpret_cast<PyObject *>(&base_type)) < 0) {
-    return false;
-  }
-  std::size_t method = 0;
-  for (std::size_t i = 0; i < engine->record_count; ++i) {
-    method = make_class(classes[i], engine->records[i], method, dictionary);
-    if (!method) {
-      return false;
-    }
-  }
-  record_classes = *engine->record_classes = {&base_type, make_instance};
+  PyErr_Format(PyExc_ValueError, "the memory of this %s was released", Py_TYPE(object)->tp_name);
   return true;
 }
 
