@@ -367,6 +367,22 @@ std::string state_file_path() {
   return std::filesystem::absolute(path).string();
 }
 
+bool host_exists() {
+  std::string const path = state_file_path();
+  if (path == memory_host)
+    return true;
+  std::error_code error;
+  std::uintmax_t const size = std::filesystem::file_size(path, error);
+  if (error || size == 0)
+    return false;
+  // Only the first transaction has a journal of this kind. Where it was cut short, looking into the file undoes it.
+  if (!entry_at(path + "-journal"))
+    return true;
+  check_state_file(path);
+  Database database(path, Database::Mode::file);
+  return identify_at_once(database) != Identity::fresh;
+}
+
 Database &open_host() {
   if (connection.database) {
     if (connection.is_inherited()) {

@@ -20,6 +20,10 @@ class HOST_API HostLock {
 // Where the environment says that the state file is: a full path, or ":memory:".
 HOST_API std::string state_file_path();
 
+// Whether there is a host, so that opening would not make one. Writes nothing, but takes back what a process left that
+// was killed while it booted the host.
+HOST_API bool host_exists();
+
 // This process's connection, opened and the host booted if need be. Needs the lock.
 HOST_API Database &open_host();
 

@@ -1,7 +1,6 @@
 // What all commands share: the options before them, work on the host, and how they answer.
 #include "platform/tool/session.hpp"
 
-#include <filesystem>
 #include <iostream>
 
 #include "platform/core/safe_files.hpp"
@@ -17,15 +16,8 @@ void Session::answer(std::string const &text, Json const &data) const {
   }
 }
 
-bool host_exists() {
-  std::string const path = host::state_file_path();
-  std::error_code error;
-  std::uintmax_t const size = std::filesystem::file_size(path, error);
-  return path == ":memory:" || (!error && size > 0);
-}
-
 void use_host(std::function<void(host::Database &)> const &work) {
-  if (!host_exists())
+  if (!host::host_exists())
     throw Refused(host::state_file_path() + ": there is no host; `vswitch-host init` makes one");
   host::HostLock lock;
   work(host::open_host());

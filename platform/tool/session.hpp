@@ -33,8 +33,6 @@ void change_host(std::function<void(host::Database &)> const &work);
 // The same without a transaction.
 void use_host(std::function<void(host::Database &)> const &work);
 
-bool host_exists();
-
 std::string read_text_file(std::string const &path);
 
 void add_host_commands(CLI::App &app, Session &session);

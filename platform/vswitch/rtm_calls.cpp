@@ -1,6 +1,8 @@
 // Calls on save and restore (RTM).
 #include "platform/core/rtm.hpp"
 
+#include <algorithm>
+#include <array>
 #include <cstring>
 
 #include "platform/core/call.hpp"
@@ -34,35 +36,53 @@ Entry entry_at(void const *entries, std::size_t index) {
   return entry;
 }
 
+// What a request is answered with. Nothing of it has a destructor: an abort jumps over the exported function.
+struct RtmAnswers {
+  RTMIOCtlQuery header;
+  std::uint32_t longest_outage;
+  std::size_t count;
+  std::array<RtmRequest, most_entries> switches;
+};
+
+// The caller's record is filled only when the step is committed.
+void fill_answers(RTMIOCtlQuery *query, RTMIOCtlMode mode, RtmAnswers &answers) {
+  if (mode == static_cast<RTMIOCtlMode>(RTM_IOCCMD_RESTORE_COMPLETE))
+    answers.header.maxAllowedOutage = answers.longest_outage;
+  std::memcpy(query, &answers.header, sizeof answers.header);
+  char *const entries = reinterpret_cast<char *>(query) + sizeof answers.header;
+  for (std::size_t i = 0; i < answers.count; ++i) {
+    auto entry = entry_at<RTM_Portset>(entries, i);
+    entry.orvSwitchMode = answers.switches[i].switch_mode;
+    entry.orvPsMode = answers.switches[i].portset_mode;
+    std::memcpy(entries + i * sizeof entry, &entry, sizeof entry);
+  }
+}
+
 }  // namespace
 
 int VSQEL_RTMOp(RTMIOCtlQuery *query, RTMIOCtlMode mode) {
   NOTE_ARGUMENTS(query, mode);
-  return update([&](Database &database) {
+  RtmAnswers answers;
+  Status const status = update([&](Database &database) {
     refuse_if(!query, QEL_BAD_PARAM);
-    RTMIOCtlQuery header;
+    RTMIOCtlQuery &header = answers.header;
     std::memcpy(static_cast<void *>(&header), query, sizeof header);
     refuse_if(header.numPortsets > most_entries, QEL_LIMIT_EXCEEDED);
-    auto *const entries = reinterpret_cast<char *>(query) + sizeof header;
     std::vector<RtmRequest> requests;
     for (std::size_t i = 0; i < header.numPortsets; ++i) {
-      auto const entry = entry_at<RTM_Portset>(entries, i);
+      auto const entry = entry_at<RTM_Portset>(reinterpret_cast<char const *>(query) + sizeof header, i);
       RowId const vswitch = switch_in_field(database, entry.psName);
       refuse_other_kind(database, vswitch, header.isQBRV != 0);
       requests.push_back({vswitch, entry.orvSwitchMode, entry.orvPsMode});
     }
     RtmAnswer const answer = run_rtm_step(database, mode, std::move(requests), header.maxAllowedOutage);
-
-    if (mode == static_cast<RTMIOCtlMode>(RTM_IOCCMD_RESTORE_COMPLETE))
-      header.maxAllowedOutage = answer.longest_outage;
-    std::memcpy(query, &header, sizeof header);
-    for (std::size_t i = 0; i < answer.switches.size(); ++i) {
-      auto entry = entry_at<RTM_Portset>(entries, i);
-      entry.orvSwitchMode = answer.switches[i].switch_mode;
-      entry.orvPsMode = answer.switches[i].portset_mode;
-      std::memcpy(entries + i * sizeof entry, &entry, sizeof entry);
-    }
+    answers.longest_outage = answer.longest_outage;
+    answers.count = answer.switches.size();
+    std::copy(answer.switches.begin(), answer.switches.end(), answers.switches.begin());
   });
+  if (status == QEL_OK)
+    fill_answers(query, mode, answers);
+  return status;
 }
 
 int VSQEL_RTMModOp(RTMModIOCtlQuery *query, RTMIOCtlMode mode) {

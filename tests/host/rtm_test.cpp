@@ -1,4 +1,7 @@
 // Save and restore (RTM): the steps, what an upgrade loses and a restore brings back, modules, blocked ports.
+#include <sys/resource.h>
+
+#include <csignal>
 #include <vector>
 
 #include "host_test.hpp"
@@ -298,6 +301,26 @@ TEST_F(Rtm, modes_are_kept_and_answered) {
   ASSERT_STATUS(QEL_OK, restore.run(RTM_IOCCMD_RESTORE));
   EXPECT_EQ(1u, restore.switch_mode());
   EXPECT_EQ(5u, restore.portset_mode());
+}
+
+TEST_F(Rtm, a_step_that_cannot_be_committed_leaves_the_record_as_it_was) {
+  Request saved({"portset-1"});
+  ASSERT_STATUS(QEL_OK, saved.modes(0, 8).run(RTM_IOCCMD_REG_SAVE));
+  Request change({"portset-1"});
+  change.modes(RTM_IOCCMD_ORV_ACTIVATE, 5);
+  ASSERT_EQ(0, in_child([&] {
+              // The log must not grow any more, as on a disk that is full.
+              VSDVS_SetMTU("s", 2000);
+              rlimit const limit{std::filesystem::file_size(state_file().string() + "-wal"), RLIM_INFINITY};
+              signal(SIGXFSZ, SIG_IGN);
+              setrlimit(RLIMIT_FSIZE, &limit);
+              if (change.run(RTM_IOCCMD_ORV_OP) != QEL_NO_SPACE_ON_DEVICE)
+                return 1;
+              return change.switch_mode() == RTM_IOCCMD_ORV_ACTIVATE && change.portset_mode() == 5 ? 0 : 2;
+            }));
+  ASSERT_STATUS(QEL_OK, change.run(RTM_IOCCMD_ORV_OP));
+  EXPECT_EQ(0u, change.switch_mode());
+  EXPECT_EQ(8u, change.portset_mode());
 }
 
 TEST_F(Rtm, what_holds_for_all_switches_is_saved_and_restored_in_turn) {

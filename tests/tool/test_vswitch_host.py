@@ -1,7 +1,9 @@
 """The tool vswitch-host, as it is run from the command line."""
 
+import contextlib
 import json
 import os
+import shutil
 import sqlite3
 import stat
 import subprocess
@@ -116,6 +118,29 @@ def test_a_refused_description_leaves_no_host(empty, refuse):
         assert "switches[100]" in empty.python(call + "m.VSDVS_SetMTU('only', 2000)").stderr
     assert "there is no host" in empty.refused("show")
     description.write_text(ONE_SWITCH)
+    empty("init", description)
+    assert [vswitch["alias"] for vswitch in empty("show")["switches"]] == ["only"]
+
+
+def cut_short(host, folder):
+    """What a process leaves at the host's file that was killed within its first commit: a part of the pages, and the
+    journal that says that there were none before."""
+    unfinished = folder / "unfinished.db"
+    with contextlib.closing(sqlite3.connect(unfinished, isolation_level=None)) as database:
+        database.executescript("PRAGMA cache_size = 1; BEGIN IMMEDIATE; CREATE TABLE t (value BLOB);")
+        database.execute("INSERT INTO t VALUES (zeroblob(1000000))")
+        for suffix in ("", "-journal"):
+            shutil.copyfile(f"{unfinished}{suffix}", f"{host.file}{suffix}")
+    assert host.file.stat().st_size > 0
+
+
+def test_a_boot_that_was_cut_short_leaves_no_host(empty):
+    description = empty.folder / "init.json"
+    description.write_text(ONE_SWITCH)
+    for command in (["show"], ["boot"]):
+        cut_short(empty, empty.folder)
+        assert "there is no host" in empty.refused(*command)
+    cut_short(empty, empty.folder)
     empty("init", description)
     assert [vswitch["alias"] for vswitch in empty("show")["switches"]] == ["only"]
 
