@@ -35,6 +35,7 @@ install(TARGETS installed_module DESTINATION ${VSWITCHPY_PYTHON_DIR} COMPONENT m
 install(FILES ${PROJECT_BINARY_DIR}/python/_libvswitch.so DESTINATION ${VSWITCHPY_PYTHON_DIR} COMPONENT module)
 install(TARGETS records DESTINATION ${VSWITCHPY_PYTHON_DIR}/libvswitch COMPONENT module)
 install(FILES ${LAYER}/__init__.pyi DESTINATION ${VSWITCHPY_PYTHON_DIR}/libvswitch COMPONENT module)
+install(FILES ${FAMILIES} DESTINATION ${VSWITCHPY_PYTHON_DIR}/vswitch/enums COMPONENT module)
 foreach(source ${LAYER_SOURCES})
   get_filename_component(folder ${source} DIRECTORY)
   string(REGEX REPLACE "^python" ${VSWITCHPY_PYTHON_DIR} folder ${folder})

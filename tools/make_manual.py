@@ -13,6 +13,7 @@ import subprocess
 import sys
 import textwrap
 
+from constant_meanings import meanings
 from interface_text import Interface
 
 SOURCE = pathlib.Path(__file__).resolve().parents[1]
@@ -357,9 +358,14 @@ class Reference:
         shown = repr(value)
         if isinstance(value, int) and value & ~0xFFFF == STATUS_PREFIX:
             shown = f"{value} (0x{value:08x})"
-        return f".. py:data:: {name}\n   :value: {shown}\n"
+        entry = f".. py:data:: {name}\n   :value: {shown}\n"
+        if name not in self.meanings:
+            return entry
+        kind, member, meaning = self.meanings[name]
+        return f"{entry}\n   {self.markup.escaped(meaning)} (``vswitch.{kind}.{member}``)\n"
 
     def constant_pages(self):
+        self.meanings = meanings()
         home = declared_in("constants", ".def", r"(?:INTEGER|TEXT)\((\w+)")
         for page, title in CONSTANT_PAGES.items():
             entries = [heading(title, "="), ".. py:currentmodule:: libvswitch\n"]

@@ -7,6 +7,7 @@ import json
 import sys
 import textwrap
 
+from constant_meanings import meanings
 from interface_text import Interface
 
 HEADER = '''\
@@ -195,11 +196,14 @@ class Stubs:
             if name in overloaded:
                 self.lines.append("@overload")
             self.function(name, arguments, result, text)
+        known = meanings()
         for family in self.interface.constants:
             self.lines.append("")
             self.lines.extend("# " + line for line in textwrap.wrap(family["doc"], 110))
             for name, value in family["items"]:
                 self.lines.append(f"{name}: {type(value).__name__}")
+                if name in known:
+                    self.doc(known[name][2], "")
         return "\n".join(self.lines) + "\n"
 
 
