@@ -16,6 +16,16 @@ from typing import TYPE_CHECKING
 
 if TYPE_CHECKING:
     from vswitch.enums import *
+    from vswitch.errors import *
+    from vswitch.values.link import *
+    from vswitch.values.mac import *
+    from vswitch.values.mirror import *
+    from vswitch.values.multicast import *
+    from vswitch.values.properties import *
+    from vswitch.values.security import *
+    from vswitch.values.statistics import *
+    from vswitch.values.teaming import *
+    from vswitch.values.vlan import *
 
 __version__ = "1.0.0"
 
@@ -27,6 +37,19 @@ _PLACES = {
         " PortFlag PortType PrivateVlanType PropertyKey PropertyKind RcfType RuntimeOption SaveRestoreMode Scope"
         " SecurityFlag SourceFilterMode Status SwitchStatus SwitchVersion TeamCriterion TeamFlag VlanFlag constants"
     ),
+    "errors": (
+        "AlreadyExists ApplyError BadImage BadParameter Busy DocumentError Error Failed LimitExceeded NoMemory NoSpace"
+        " NotFound NotSupported NotVerified PermissionDenied PlanChanged ReadOnly TimedOut WrongState"
+    ),
+    "values.link": "Lag LagMember LinkStatus PortStatus",
+    "values.mac": "HostMacLearning MacEntry MacLearning MacStatistics MacSummary StaticEntry SwitchMacLearning",
+    "values.mirror": "MirrorEnd MirrorRule MirrorSession MirrorStatistics",
+    "values.multicast": "MulticastGroup",
+    "values.properties": "PropertyValue ResourcePool",
+    "values.security": "EthernetFilter SecurityPolicy",
+    "values.statistics": "Announcements ServicePort Statistics SwitchInfo",
+    "values.teaming": "NamedTeaming TeamingPolicy",
+    "values.vlan": "PrivateVlan VlanPolicy",
 }
 _PLACE_OF = {name: module for module, names in _PLACES.items() for name in names.split()}
 
