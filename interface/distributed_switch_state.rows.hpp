@@ -9,79 +9,557 @@
 namespace vswitchpy {
 
 inline constexpr auto distributed_switch_state = calls(
-    CALL(DVSLoadConfig, "Loads the stored configuration of the distributed switches into the state that the other DVS calls work on. Gives the status. Where the configuration is stored and when loading is needed: the host defines the details; see docs/host.md."),
-    CALL(DVSQEL_StateInit, "Sets up the state of the distributed switches from a serialised image, as DVSQEL_StateGet and DVSQEL_PersistentStateGet give it. image: any proxy of the image, passed unchecked; length: its length in bytes, as given. What None, or an image of another format, gives: the host defines the details; see docs/host.md.", IN(image, void *), IN(length, int)),
-    CALL(DVSQEL_StateGet, "Serialises the whole state of the distributed switches, volatile values included. image, length: storage of the caller for the address of the image and for its length in bytes; release the image with DVSQEL_DataFree. Nothing but the status is returned. The format of the image: the host defines the details; see docs/host.md.", IN(image, void **), IN(length, int *)),
-    CALL(DVSQEL_PersistentStateGet, "Serialises the part of the state of the distributed switches that survives a boot: persistent switches and persistent values. image, length: storage of the caller for the address of the image and for its length in bytes; release the image with DVSQEL_DataFree. Nothing but the status is returned. The format of the image: the host defines the details; see docs/host.md.", IN(image, void **), IN(length, int *)),
-    CALL(DVSQEL_StateSanitize, "Repairs the state of the distributed switches: removes what belongs to nothing any more, such as values of ports that are gone. Gives the status. Values that their rules no longer admit go, too; see docs/host.md."),
-    CALL(DVSQEL_StateCleanup, "Ends this process's use of the state: releases what the library holds for it and makes all handles into it stale, so that they tell nothing any more. The state itself stays. Gives the status; see docs/host.md."),
-    CALL(DVSQEL_DataFree, "Releases a value, image or list that a DVS call stored through a pointer. data: any proxy, whatever its type, or None, which is ignored; it must hold the address of the value, not that of the storage. Gives None. The proxy still holds the released address and must not be used or released again.", IN(data, void *)),
-    CALL(DVSState_ConfigReset, "Empties the configuration of the distributed switches, as before loading another with DVSState_ConfigDeserialize. Gives the status. What becomes of switches in use: the host defines the details; see docs/host.md."),
-    CALL(DVSState_ConfigDeserialize, "Loads the configuration of the distributed switches from a serialised image. image: any proxy of the image, passed unchecked; length: its length in bytes, as given. Whether it replaces or adds to what is there, and what a damaged image gives: the host defines the details; see docs/host.md.", IN(image, void *), IN(length, int)),
-    CALL(DVSQEL_SwitchAdd, "Adds a distributed switch to the state, without a port set until DVSQEL_SwitchAssociate; VSDVS_CreateVSwitch does both. alias: at most 80 bytes; switch_id: at most 63 bytes. max_ports: greatest number of ports. version: DVS_VERSION_* or a VS_QBR* version. Limits and defaults: the host defines the details; see docs/host.md.", IN(alias, char const *), IN(switch_id, char const *), IN(max_ports, qel_uint32), IN(version, HNQVersion)),
-    CALL(DVSQEL_SwitchRemove, "Removes a distributed switch from the state, with its ports and properties. alias: alias of the switch. Whether a switch with a port set, or with ports in use, can be removed: the host defines the details; see docs/host.md.", IN(alias, char const *)),
-    CALL(DVSQEL_SwitchAssociate, "Connects a distributed switch of the state with a port set on this host, so that it forwards traffic here. alias: alias of the switch. Whether a switch that is connected already is an error: the host defines the details; see docs/host.md.", IN(alias, char const *)),
-    CALL(DVSQEL_SwitchDissociate, "Takes the port set on this host from a distributed switch; its state stays. alias: alias of the switch. Whether a switch in use can be taken off, and whether one without a port set is an error: the host defines the details; see docs/host.md.", IN(alias, char const *)),
-    CALL(DVSQEL_SwitchSetVersion, "Sets the version of a distributed switch, which says what features its state may use. alias: alias of the switch. version: DVS_VERSION_* or a VS_QBR* version. Whether it can be lowered: the host defines the details; see docs/host.md.", IN(alias, char const *), IN(version, HNQVersion)),
-    CALL(DVSQEL_SwitchSetMaxPorts, "Sets how many ports a distributed switch may have. alias: alias of the switch. max_ports: unsigned 32 bits. Which values are refused, and whether the limit may fall below the ports there are: the host defines the details; see docs/host.md.", IN(alias, char const *), IN(max_ports, qel_uint32)),
-    CALL(DVSQEL_SwitchPortList, "Lists the ports of one kind on a distributed switch. alias: alias of the switch. ports: storage of the caller for a DVPortList pointer; the list with nports entries stored there is released with DVSQEL_DataFree. type: kind of port wanted, one of DVSPORT_TYPE_*. Nothing but the status is returned. What the kinds mean: the host defines the details; see docs/host.md.", IN(alias, char const *), IN(ports, DVPortList **), IN(type, DVSPortType)),
-    CALL(DVSQEL_PortAdd, "Adds a port to a distributed switch in the state, together with the serialised state that it starts with. alias: alias of the switch. dvport_id: identifier of the port, at most 47 bytes. data: any proxy of an image as DVSQEL_PortStateGet gives it, passed unchecked; length: its length in bytes, as given. Whether data may be None: the host defines the details; see docs/host.md.", IN(alias, char const *), IN(dvport_id, char const *), IN(data, void *), IN(length, int)),
-    CALL(DVSQEL_PortRemove, "Removes a port from a distributed switch in the state, together with its data. alias: alias of the switch; dvport_id: identifier of the port, at most 47 bytes. Whether a port with a client can be removed: the host defines the details; see docs/host.md.", IN(alias, char const *), IN(dvport_id, char const *)),
-    CALL(DVSQEL_PortFind, "Tells by its status whether a switch has a distributed port; nothing else is returned. alias: alias of the switch; dvport_id: identifier of the port, at most 47 bytes. QEL_OK: it has. QEL_NOT_FOUND: no such switch or port. DVPortExist tells the same without a status.", IN(alias, char const *), IN(dvport_id, char const *)),
-    CALL(DVSQEL_PortGetByExternalId, "Finds the port that another party manages by the identifier it has there (VSDVS_AddOpaqueDVPort). alias: alias of the switch. external_id: identifier at the other party, at most 127 bytes. port: storage of the caller for an OpaqueDVPortData pointer; the record stored there is released with DVSQEL_DataFree. Nothing but the status is returned; the host defines the details; see docs/host.md.", IN(alias, char const *), IN(external_id, char const *), IN(port, OpaqueDVPortData **)),
-    CALL(DVSQEL_PortStateGet, "Serialises the whole state of one port, volatile values included. alias: alias of the switch; dvport_id: identifier of the port, at most 47 bytes. state, length: storage of the caller for the address of the image and for its length in bytes; release the image with DVSQEL_DataFree. Nothing but the status is returned. The format of the image: the host defines the details; see docs/host.md.", IN(alias, char const *), IN(dvport_id, char const *), IN(state, void **), IN(length, int *)),
-    CALL(DVSQEL_PersistentPortStateGet, "Serialises the part of the state of one port that survives a boot. alias: alias of the switch; dvport_id: identifier of the port, at most 47 bytes. version: format to write, DVS_VERSION_* or a VS_QBR* version. state, length: storage of the caller for the address of the image and for its length in bytes; release the image with DVSQEL_DataFree. Nothing but the status is returned. The formats: the host defines the details; see docs/host.md.", IN(alias, char const *), IN(dvport_id, char const *), IN(version, HNQVersion), IN(state, void **), IN(length, int *)),
-    CALL(DVSQEL_PortDataGet, "Reads the value in effect of a port property. alias, dvport_id: switch and port. name: key, such as QEL_HNQPROP_PORT_CONNECTID. data, length: storage of the caller for the address of the value and for its length in bytes; release the value with DVSQEL_DataFree. Nothing but the status is returned; VSDVS_GetPortProp copies the value into a record that scripts can read; the host defines the details; see docs/host.md.", IN(alias, char const *), IN(dvport_id, char const *), IN(name, char const *), IN(data, void **), IN(length, int *)),
-    CALL(DVSQEL_SmartNICPortDataGet, "Reads the value of a port property as the part of the switch sees it that runs on a SmartNIC (a NIC that switches by itself). alias, dvport_id: switch and port. name: key. data, length: storage of the caller for the address of the value and for its length in bytes; release the value with DVSQEL_DataFree. Nothing but the status is returned. What a host without such a NIC gives: the host defines the details; see docs/host.md.", IN(alias, char const *), IN(dvport_id, char const *), IN(name, char const *), IN(data, void **), IN(length, int *)),
-    CALL(DVSQEL_PortDataSet, "Writes a property of a port. alias, dvport_id: switch and port. name: key, 1 to 255 bytes. data: any proxy, passed unchecked. length: bytes to store, as given: more than data holds reads past it. property_type: CONFIG_PROP_TYPE and other *_PROP_TYPE bits, a negative constant with & 0xFFFFFFFF. What the bits change: the host defines the details; see docs/host.md.", IN(alias, char const *), IN(dvport_id, char const *), IN(name, char const *), IN(data, void *), IN(length, int), IN(property_type, qel_uint32)),
-    CALL(DVSQEL_PortDataClear, "Removes the value of a port property, so that its default holds or it is gone. alias, dvport_id: switch and port. name: key. Whether a property without a value is an error: the host defines the details; see docs/host.md.", IN(alias, char const *), IN(dvport_id, char const *), IN(name, char const *)),
-    CALL(DVSQEL_HostPropGet, "Reads the value in effect of a property that a switch has on this host. alias: alias of the switch. name: key, such as QEL_HNQPROP_HOST_UPLINKPORTS. data, length: storage of the caller for the address of the value and for its length in bytes; release the value with DVSQEL_DataFree. Nothing but the status is returned; VSDVS_GetHostProp copies the value into a record that scripts can read; the host defines the details; see docs/host.md.", IN(alias, char const *), IN(name, char const *), IN(data, void **), IN(length, int *)),
-    CALL(DVSQEL_SmartNICHostPropGet, "Reads the value of a property that a switch has on this host, as the part of the switch sees it that runs on a SmartNIC (a NIC that switches by itself). alias: alias of the switch. name: key. data, length: storage of the caller for the address of the value and for its length in bytes; release the value with DVSQEL_DataFree. Nothing but the status is returned. What a host without such a NIC gives: the host defines the details; see docs/host.md.", IN(alias, char const *), IN(name, char const *), IN(data, void **), IN(length, int *)),
-    CALL(DVSQEL_HostPropSet, "Writes a property that a switch has on this host. alias: alias of the switch. name: key, 1 to 255 bytes. data: any proxy, passed unchecked. length: bytes to store, as given: more than data holds reads past it. property_type: CONFIG_PROP_TYPE and other *_PROP_TYPE bits, a negative constant with & 0xFFFFFFFF. What the bits change: the host defines the details; see docs/host.md.", IN(alias, char const *), IN(name, char const *), IN(data, void *), IN(length, int), IN(property_type, qel_uint32)),
-    CALL(DVSQEL_HostPropClear, "Removes the value of a property that a switch has on this host, so that its default holds or it is gone. alias: alias of the switch. name: key. Whether a property without a value is an error: the host defines the details; see docs/host.md.", IN(alias, char const *), IN(name, char const *)),
-    CALL(DVSQEL_GlobalPropGet, "Reads the value in effect of a property that a switch has on all its hosts. alias: alias of the switch. name: key, such as VSPROP_MTU. data, length: storage of the caller for the address of the value and for its length in bytes; release the value with DVSQEL_DataFree. Nothing but the status is returned; VSDVS_GetGlobProp copies the value into a record that scripts can read; the host defines the details; see docs/host.md.", IN(alias, char const *), IN(name, char const *), IN(data, void **), IN(length, int *)),
-    CALL(DVSQEL_SmartNICGlobalPropGet, "Reads the value of a property that a switch has on all its hosts, as the part of the switch sees it that runs on a SmartNIC (a NIC that switches by itself). alias: alias of the switch. name: key. data, length: storage of the caller for the address of the value and for its length in bytes; release the value with DVSQEL_DataFree. Nothing but the status is returned. What a host without such a NIC gives: the host defines the details; see docs/host.md.", IN(alias, char const *), IN(name, char const *), IN(data, void **), IN(length, int *)),
-    CALL(DVSQEL_GlobalPropSet, "Writes a property that a switch has on all its hosts. alias: alias of the switch. name: key, 1 to 255 bytes. data: any proxy, passed unchecked. length: bytes to store, as given: more than data holds reads past it. property_type: CONFIG_PROP_TYPE and other *_PROP_TYPE bits, a negative constant with & 0xFFFFFFFF. What the bits change: the host defines the details; see docs/host.md.", IN(alias, char const *), IN(name, char const *), IN(data, void *), IN(length, int), IN(property_type, qel_uint32)),
-    CALL(DVSQEL_GlobalPropClear, "Removes the value of a property that a switch has on all its hosts, so that its default holds or it is gone. alias: alias of the switch. name: key. Whether a property without a value is an error: the host defines the details; see docs/host.md.", IN(alias, char const *), IN(name, char const *)),
-    CALL(DVSQEL_UplinkDataGet, "Reads data that the state keeps for one uplink of a switch. alias: alias of the switch. uplink: name of the uplink. kind: number of the data wanted, unsigned. data, length: storage of the caller for the address of the value and for its length in bytes; release the value with DVSQEL_DataFree. Nothing but the status is returned. Which kinds there are: the host defines the details; see docs/host.md.", IN(alias, char const *), IN(uplink, char const *), IN(kind, qel_uint32), IN(data, void **), IN(length, int *)),
-    CALL(DVSQEL_UplinkDataSet, "Writes data that the state keeps for one uplink of a switch. alias: alias of the switch. uplink: name of the uplink. kind: number of the data, unsigned. data: any proxy, passed unchecked. length: bytes to store, as given: more than data holds reads past it. property_type: CONFIG_PROP_TYPE and other *_PROP_TYPE bits, a negative constant with & 0xFFFFFFFF. Which kinds there are: the host defines the details; see docs/host.md.", IN(alias, char const *), IN(uplink, char const *), IN(kind, qel_uint32), IN(data, void *), IN(length, int), IN(property_type, qel_uint32)),
-    CALL(DVSQEL_CmdExec, "Has the component behind a switch execute a command. alias: alias of the switch. command: name of the command. input: any proxy of its input or None, passed unchecked; input_length: length in bytes, as given. output, output_length: storage of the caller for the address of the answer and for its length in bytes; release the answer with DVSQEL_DataFree. Nothing but the status is returned. Which commands there are: the host defines the details; see docs/host.md.", IN(alias, char const *), IN(command, char const *), IN(input, void *), IN(input_length, int), IN(output, void **), IN(output_length, int *)),
-    CALL(DVSQEL_VendorGlobalPropList, "Collects the properties with an owner (the vendor that wrote them) that a switch has on all its hosts. alias: alias of the switch. list: storage of the caller for a DVSDataHandle, the list that the library makes; release it with DVSData_Free. property_type: *_PROP_TYPE bits of the properties wanted, a negative constant with & 0xFFFFFFFF. Nothing but the status is returned; the host defines the details; see docs/host.md.", IN(alias, char const *), IN(list, DVSDataHandle *), IN(property_type, qel_uint32)),
-    CALL(DVSQEL_VendorHostPropList, "Collects the properties with an owner (the vendor that wrote them) that a switch has on this host. alias: alias of the switch. list: storage of the caller for a DVSDataHandle, the list that the library makes; release it with DVSData_Free. property_type: *_PROP_TYPE bits of the properties wanted, a negative constant with & 0xFFFFFFFF. Nothing but the status is returned; the host defines the details; see docs/host.md.", IN(alias, char const *), IN(list, DVSDataHandle *), IN(property_type, qel_uint32)),
-    CALL(DVSQEL_ExtraConfigPropList, "Collects the extra configuration of a switch: properties that management stores under free names and no typed call sets. alias: alias of the switch. list: storage of the caller for a DVSDataHandle, the list that the library makes; release it with DVSData_Free. property_type: *_PROP_TYPE bits of the properties wanted, a negative constant with & 0xFFFFFFFF. Nothing but the status is returned. Which properties count: the host defines the details; see docs/host.md.", IN(alias, char const *), IN(list, DVSDataHandle *), IN(property_type, qel_uint32)),
-    CALL(DVSQEL_VendorPortPropList, "Collects the properties of a port that have an owner (the vendor that wrote them). alias, dvport_id: switch and port. list: storage of the caller for a DVSDataHandle, the list that the library makes; release it with DVSData_Free. property_type: *_PROP_TYPE bits of the properties wanted, a negative constant with & 0xFFFFFFFF. Nothing but the status is returned; the host defines the details; see docs/host.md.", IN(alias, char const *), IN(dvport_id, char const *), IN(list, DVSDataHandle *), IN(property_type, qel_uint32)),
-    CALL(DVSQEL_ExtraConfigPortPropList, "Collects the extra configuration of a port: properties that management stores under free names and no typed call sets. alias, dvport_id: switch and port. list: storage of the caller for a DVSDataHandle, the list that the library makes; release it with DVSData_Free. property_type: *_PROP_TYPE bits of the properties wanted, a negative constant with & 0xFFFFFFFF. Nothing but the status is returned. Which properties count: the host defines the details; see docs/host.md.", IN(alias, char const *), IN(dvport_id, char const *), IN(list, DVSDataHandle *), IN(property_type, qel_uint32)),
-    CALL(DVSState_SwitchForEach, "Calls a function for each distributed switch in the state. callback: DVSwitchCallback, a native function pointer proxy or None; a Python function raises TypeError. context: any proxy or None, handed to each call beside the handle of the switch. Gives None. The order, and what the result of the callback means: the host defines the details; see docs/host.md.", IN(callback, DVSwitchCallback), IN(context, void *)),
-    CALL(DVSState_PortForEach, "Calls a function for each port of a distributed switch. vswitch: handle of DVSState_SwitchFindByAlias. callback: DVSPortCallback, a native function pointer proxy or None; a Python function raises TypeError. context: any proxy or None, handed to each call beside the handle of the port. Gives None. The order, and what the result of the callback means: the host defines the details; see docs/host.md.", IN(vswitch, DVSwitchHandle), IN(callback, DVSPortCallback), IN(context, void *)),
-    CALL(DVSState_HostPropForEach, "Calls a function for each property that a switch has on this host. vswitch: handle of DVSState_SwitchFindByAlias. callback: DVSPortDataCallback, a native function pointer proxy or None; a Python function raises TypeError. context: any proxy or None, handed to each call beside the item. Gives None. The order, and what the result of the callback means: the host defines the details; see docs/host.md.", IN(vswitch, DVSwitchHandle), IN(callback, DVSPortDataCallback), IN(context, void *)),
-    CALL(DVSState_GlobalPropForEach, "Calls a function for each property that a switch has on all its hosts. vswitch: handle of DVSState_SwitchFindByAlias. callback: DVSPortDataCallback, a native function pointer proxy or None; a Python function raises TypeError. context: any proxy or None, handed to each call beside the item. Gives None. The order, and what the result of the callback means: the host defines the details; see docs/host.md.", IN(vswitch, DVSwitchHandle), IN(callback, DVSPortDataCallback), IN(context, void *)),
-    CALL(DVSState_PortDataForEach, "Calls a function for each property of a port. port: handle of DVSState_PortFind. callback: DVSPortDataCallback, a native function pointer proxy or None; a Python function raises TypeError. context: any proxy or None, handed to each call beside the item. Gives None. The order, and what the result of the callback means: the host defines the details; see docs/host.md.", IN(port, DVSPortHandle), IN(callback, DVSPortDataCallback), IN(context, void *)),
-    CALL(DVSState_SwitchFindByAlias, "Finds a distributed switch in the state. alias: alias of the switch. Gives its handle for DVS_SwitchName and the like, or None when there is none; the handle belongs to the library and is never released by scripts. How long it is valid: the host defines the details; see docs/host.md.", IN(alias, char const *)),
-    CALL(DVSState_PortFind, "Finds a port of a distributed switch in the state. alias: alias of the switch; dvport_id: identifier of the port, at most 47 bytes. Gives its handle for DVS_PortId and the like, or None when there is none; the handle belongs to the library and is never released by scripts. How long it is valid: the host defines the details; see docs/host.md.", IN(alias, char const *), IN(dvport_id, char const *)),
-    CALL(DVSState_GlobalPropLookup, "Finds a property that a switch has on all its hosts. alias: alias of the switch. name: key. item: storage of the caller for a DVSDataItem, which the library keeps; DVSData_Data, DVSData_Name and DVSData_PropType read it. Nothing but the status is returned. How long the item is valid: the host defines the details; see docs/host.md.", IN(alias, char const *), IN(name, char const *), IN(item, DVSDataItem *)),
-    CALL(DVSState_HostPropLookup, "Finds a property that a switch has on this host. alias: alias of the switch. name: key. item: storage of the caller for a DVSDataItem, which the library keeps; DVSData_Data, DVSData_Name and DVSData_PropType read it. Nothing but the status is returned. How long the item is valid: the host defines the details; see docs/host.md.", IN(alias, char const *), IN(name, char const *), IN(item, DVSDataItem *)),
-    CALL(DVS_SwitchName, "Gives the name of a distributed switch, its alias, or None when the library has none. vswitch: handle of DVSState_SwitchFindByAlias. What None for the handle gives: the host defines the details; see docs/host.md.", IN(vswitch, DVSwitchHandle)),
-    CALL(DVS_SwitchId, "Gives the identifier of a distributed switch, the same on all hosts that it spans, or None when the library has none. vswitch: handle of DVSState_SwitchFindByAlias. What None for the handle gives: the host defines the details; see docs/host.md.", IN(vswitch, DVSwitchHandle)),
-    CALL(DVS_ClassName, "Gives the name of the port-set class that implements a distributed switch, such as PS_CLASS_NAME, or None when the library has none. vswitch: handle of DVSState_SwitchFindByAlias. What None for the handle gives: the host defines the details; see docs/host.md.", IN(vswitch, DVSwitchHandle)),
-    CALL(DVS_Version, "Gives the version of a distributed switch as an unsigned number, DVS_VERSION_* or a VS_QBR* version; there is no status. vswitch: handle of DVSState_SwitchFindByAlias. What None for the handle gives: the host defines the details; see docs/host.md.", IN(vswitch, DVSwitchHandle)),
-    CALL(DVS_GetMaxPorts, "Gives the greatest number of ports that a distributed switch may have, a signed number; there is no status. vswitch: handle of DVSState_SwitchFindByAlias. What None for the handle gives: the host defines the details; see docs/host.md.", IN(vswitch, DVSwitchHandle)),
-    CALL(DVS_PortAlias, "Gives the alias of a port, the name that people gave it (property QEL_HNQPROP_PORT_ALIAS), or None when it has none. port: handle of DVSState_PortFind. What None for the handle gives: the host defines the details; see docs/host.md.", IN(port, DVSPortHandle)),
-    CALL(DVS_PortId, "Gives the identifier text of a port, the dvport_id of other calls, or None when the library has none. port: handle of DVSState_PortFind. What None for the handle gives: the host defines the details; see docs/host.md.", IN(port, DVSPortHandle)),
-    CALL(DVSData_Alloc, "Makes an empty property list, to be filled with DVSData_Update and released with DVSData_Free. data: storage of the caller for the DVSDataHandle. allocate, release: native function pointer proxies (DVSData_MemAlloc, DVSData_MemFree) for the memory of the list, or None; a Python function raises TypeError. What None for them means: the host defines the details; see docs/host.md.", IN(data, DVSDataHandle *), IN(allocate, DVSData_MemAlloc), IN(release, DVSData_MemFree)),
-    CALL(DVSData_Free, "Releases a property list with all its items; items looked up in it must not be used any more. data: handle that DVSData_Alloc or a call such as DVSQEL_VendorHostPropList stored. Gives None; the host defines the details; see docs/host.md.", IN(data, DVSDataHandle)),
-    CALL(DVSData_Update, "Adds a property to a list, or replaces the one of the same name. data: handle of the list. name: key. value: any proxy of the bytes to copy, passed unchecked; length: their number, unsigned, as given. property_type: CONFIG_PROP_TYPE and other *_PROP_TYPE bits, a negative constant with & 0xFFFFFFFF. Nothing but the status is returned; the host defines the details; see docs/host.md.", IN(data, DVSDataHandle), IN(name, char const *), IN(value, void *), IN(length, qel_uint32), IN(property_type, qel_uint32)),
-    CALL(DVSData_Serialize, "Serialises a property list. data: handle of the list. image, length: storage of the caller for the address of the image and for its length in bytes; release the image with DVSQEL_DataFree. version: format to write, DVS_VERSION_* or a VS_QBR* version. Nothing but the status is returned. The formats: the host defines the details; see docs/host.md.", IN(data, DVSDataHandle), IN(image, void **), IN(length, qel_uint32 *), IN(version, HNQVersion)),
-    CALL(DVSData_Data, "Gives the length in bytes of the value of a property, an unsigned number; there is no status. item: a DVSDataItem that a lookup stored. value: storage of the caller for the address of the value, which stays the library's and is not released. How long it is valid: the host defines the details; see docs/host.md.", IN(item, DVSDataItem), IN(value, void **)),
-    CALL(DVSData_Name, "Gives the name (key) of a property, such as VSPROP_MTU, or None when the library has none. item: a DVSDataItem that a lookup stored. What None for the item gives: the host defines the details; see docs/host.md.", IN(item, DVSDataItem)),
-    CALL(DVSData_PropType, "Gives the property type of a property, *_PROP_TYPE bits as an unsigned number: NO_SYNC_PROP_TYPE, a negative constant, must be compared with & 0xFFFFFFFF. item: a DVSDataItem that a lookup stored. What None for the item gives: the host defines the details; see docs/host.md.", IN(item, DVSDataItem)),
-    CALL(DVSData_IsSamePropType, "Tells whether a property has a given property type. item: a DVSDataItem that a lookup stored. property_type: *_PROP_TYPE bits to compare with, a negative constant with & 0xFFFFFFFF. Gives a text of one character, chr(0) for no and another for yes; both are true in a condition, so compare with chr(0). Whether all bits must agree: the host defines the details; see docs/host.md.", IN(item, DVSDataItem), IN(property_type, qel_uint32)),
-    CALL(DVPortExist, "Tells whether a switch has a distributed port, as DVSQEL_PortFind does by its status. alias: alias of the switch; dvport_id: identifier of the port, at most 47 bytes. Gives chr(1) if the port exists, else, for whatever reason, chr(0); both are true in a condition, so compare with chr(0).", IN(alias, char const *), IN(dvport_id, char const *)),
-    CALL(DVSPortsetNameToAlias, "Looks up the alias of a switch by its port-set name, but gives only the status: the library writes the alias into a temporary array, which is not returned. portset: port-set name, at most 127 bytes. alias: any text of at most 127 bytes (else TypeError) or None; its content does not matter. QEL_NOT_FOUND: no such port set. VSDVS_GetAliasFromPortset returns the alias.", IN(portset, char const *), IN(alias, char [128])),
-    CALL(DVSAliasToSwitchId, "Looks up the identifier of a switch by its alias, but gives only the status: the library writes the identifier into a temporary array, which is not returned. alias: alias of the switch. switch_id: any text of at most 63 bytes (else TypeError) or None; its content does not matter. QEL_NOT_FOUND: no switch with this alias. VSQEL_GetSwitchInfo returns the identifier in hnqID.", IN(alias, char const *), IN(switch_id, char [64])),
-    CALL(DVSAliasToSwitchIdAllTypes, "Looks up the identifier of a switch of any type by its alias, not only of a distributed one, but gives only the status: the library writes the identifier into a temporary array, which is not returned. alias: alias of the switch. switch_id: any text of at most 63 bytes (else TypeError) or None; its content does not matter. Which types there are: the host defines the details; see docs/host.md.", IN(alias, char const *), IN(switch_id, char [64])),
-    CALL(DVSAliasToPortsetName, "Looks up the port-set name of a switch, the name that the host gave it (portset-1 and so on). alias: alias of the switch. Gives [status, portset]: the name, at most 127 bytes, empty unless the status is QEL_OK. QEL_NOT_FOUND: no switch with this alias. QEL_IS_DISCONNECTED: the switch has no port set. Arguments that fit neither form raise NotImplementedError.", IN(alias, char const *), OUT_TEXT(portset, 128)),
-    OVERLOAD(DVSAliasToPortsetName, "With a second argument only the status: the library writes the port-set name into a temporary array, which is not returned. alias: alias of the switch. portset: any text of at most 127 bytes or None; its content does not matter. QEL_NOT_FOUND: no switch with this alias. Arguments that fit neither form raise NotImplementedError.", IN(alias, char const *), IN(portset, char [128])),
-    CALL(QEL_ReturnStatusToString, "Gives the name of a status, such as QEL_NOT_FOUND, or None for a number that is no status. status: what a library call returned, signed 32 bits. Needs no state file, so that it works when other calls fail.", IN(status, QEL_ReturnStatus)));
+    CALL(DVSLoadConfig,
+        "Loads the stored configuration of the distributed switches into the state that the other DVS calls work on. "
+        "Gives the status. "
+        "Where the configuration is stored and when loading is needed: the host defines the details; see "
+        "docs/host.md."),
+    CALL(DVSQEL_StateInit,
+        "Sets up the state of the distributed switches from a serialised image, as DVSQEL_StateGet and "
+        "DVSQEL_PersistentStateGet give it.",
+        IN(image, void *, "any proxy of the image, passed unchecked"),
+        IN(length, int, "its length in bytes, as given"),
+        REMARKS("What None, or an image of another format, gives: the host defines the details; see docs/host.md.")),
+    CALL(DVSQEL_StateGet,
+        "Serialises the whole state of the distributed switches, volatile values included.",
+        IN(image, void **,
+            "storage of the caller for the address of the image; release the image with DVSQEL_DataFree"),
+        IN(length, int *, "storage of the caller for the length of the image in bytes"),
+        REMARKS(
+            "Nothing but the status is returned. "
+            "The format of the image: the host defines the details; see docs/host.md.")),
+    CALL(DVSQEL_PersistentStateGet,
+        "Serialises the part of the state of the distributed switches that survives a boot: persistent switches and "
+        "persistent values.",
+        IN(image, void **,
+            "storage of the caller for the address of the image; release the image with DVSQEL_DataFree"),
+        IN(length, int *, "storage of the caller for the length of the image in bytes"),
+        REMARKS(
+            "Nothing but the status is returned. "
+            "The format of the image: the host defines the details; see docs/host.md.")),
+    CALL(DVSQEL_StateSanitize,
+        "Repairs the state of the distributed switches: removes what belongs to nothing any more, such as values of "
+        "ports that are gone. "
+        "Gives the status. "
+        "Values that their rules no longer admit go, too; see docs/host.md."),
+    CALL(DVSQEL_StateCleanup,
+        "Ends this process's use of the state: releases what the library holds for it and makes all handles into it "
+        "stale, so that they tell nothing any more. "
+        "The state itself stays. "
+        "Gives the status; see docs/host.md."),
+    CALL(DVSQEL_DataFree,
+        "Releases a value, image or list that a DVS call stored through a pointer.",
+        IN(data, void *,
+            "any proxy, whatever its type, or None, which is ignored; it must hold the address of the value, not "
+            "that of the storage"),
+        REMARKS(
+            "Gives None. "
+            "The proxy still holds the released address and must not be used or released again.")),
+    CALL(DVSState_ConfigReset,
+        "Empties the configuration of the distributed switches, as before loading another with "
+        "DVSState_ConfigDeserialize. "
+        "Gives the status. "
+        "What becomes of switches in use: the host defines the details; see docs/host.md."),
+    CALL(DVSState_ConfigDeserialize,
+        "Loads the configuration of the distributed switches from a serialised image.",
+        IN(image, void *, "any proxy of the image, passed unchecked"),
+        IN(length, int, "its length in bytes, as given"),
+        REMARKS(
+            "Whether it replaces or adds to what is there, and what a damaged image gives: the host defines the "
+            "details; see docs/host.md.")),
+    CALL(DVSQEL_SwitchAdd,
+        "Adds a distributed switch to the state, without a port set until DVSQEL_SwitchAssociate; "
+        "VSDVS_CreateVSwitch does both.",
+        IN(alias, char const *, "at most 80 bytes"),
+        IN(switch_id, char const *, "at most 63 bytes"),
+        IN(max_ports, qel_uint32, "greatest number of ports"),
+        IN(version, HNQVersion, "DVS_VERSION_* or a VS_QBR* version"),
+        REMARKS("Limits and defaults: the host defines the details; see docs/host.md.")),
+    CALL(DVSQEL_SwitchRemove,
+        "Removes a distributed switch from the state, with its ports and properties.",
+        IN(alias, char const *),
+        REMARKS(
+            "Whether a switch with a port set, or with ports in use, can be removed: the host defines the details; "
+            "see docs/host.md.")),
+    CALL(DVSQEL_SwitchAssociate,
+        "Connects a distributed switch of the state with a port set on this host, so that it forwards traffic here.",
+        IN(alias, char const *),
+        REMARKS(
+            "Whether a switch that is connected already is an error: the host defines the details; see "
+            "docs/host.md.")),
+    CALL(DVSQEL_SwitchDissociate,
+        "Takes the port set on this host from a distributed switch; its state stays.",
+        IN(alias, char const *),
+        REMARKS(
+            "Whether a switch in use can be taken off, and whether one without a port set is an error: the host "
+            "defines the details; see docs/host.md.")),
+    CALL(DVSQEL_SwitchSetVersion,
+        "Sets the version of a distributed switch, which says what features its state may use.",
+        IN(alias, char const *),
+        IN(version, HNQVersion, "DVS_VERSION_* or a VS_QBR* version"),
+        REMARKS("Whether it can be lowered: the host defines the details; see docs/host.md.")),
+    CALL(DVSQEL_SwitchSetMaxPorts,
+        "Sets how many ports a distributed switch may have.",
+        IN(alias, char const *),
+        IN(max_ports, qel_uint32, "unsigned 32 bits"),
+        REMARKS(
+            "Which values are refused, and whether the limit may fall below the ports there are: the host defines "
+            "the details; see docs/host.md.")),
+    CALL(DVSQEL_SwitchPortList,
+        "Lists the ports of one kind on a distributed switch.",
+        IN(alias, char const *),
+        IN(ports, DVPortList **,
+            "storage of the caller for a DVPortList pointer; the list with nports entries stored there is released "
+            "with DVSQEL_DataFree"),
+        IN(type, DVSPortType, "kind of port wanted, one of DVSPORT_TYPE_*"),
+        REMARKS(
+            "Nothing but the status is returned. "
+            "What the kinds mean: the host defines the details; see docs/host.md.")),
+    CALL(DVSQEL_PortAdd,
+        "Adds a port to a distributed switch in the state, together with the serialised state that it starts with.",
+        IN(alias, char const *), IN(dvport_id, char const *),
+        IN(data, void *, "any proxy of an image as DVSQEL_PortStateGet gives it, passed unchecked"),
+        IN(length, int, "its length in bytes, as given"),
+        REMARKS("Whether data may be None: the host defines the details; see docs/host.md.")),
+    CALL(DVSQEL_PortRemove,
+        "Removes a port from a distributed switch in the state, together with its data.",
+        IN(alias, char const *), IN(dvport_id, char const *),
+        REMARKS("Whether a port with a client can be removed: the host defines the details; see docs/host.md.")),
+    CALL(DVSQEL_PortFind,
+        "Tells by its status whether a switch has a distributed port; nothing else is returned.",
+        IN(alias, char const *), IN(dvport_id, char const *),
+        REMARKS(
+            "QEL_OK: it has. "
+            "QEL_NOT_FOUND: no such switch or port. "
+            "DVPortExist tells the same without a status.")),
+    CALL(DVSQEL_PortGetByExternalId,
+        "Finds the port that another party manages by the identifier it has there (VSDVS_AddOpaqueDVPort).",
+        IN(alias, char const *),
+        IN(external_id, char const *, "identifier at the other party, at most 127 bytes"),
+        IN(port, OpaqueDVPortData **,
+            "storage of the caller for an OpaqueDVPortData pointer; the record stored there is released with "
+            "DVSQEL_DataFree"),
+        REMARKS("Nothing but the status is returned; the host defines the details; see docs/host.md.")),
+    CALL(DVSQEL_PortStateGet,
+        "Serialises the whole state of one port, volatile values included.",
+        IN(alias, char const *), IN(dvport_id, char const *),
+        IN(state, void **,
+            "storage of the caller for the address of the image; release the image with DVSQEL_DataFree"),
+        IN(length, int *, "storage of the caller for the length of the image in bytes"),
+        REMARKS(
+            "Nothing but the status is returned. "
+            "The format of the image: the host defines the details; see docs/host.md.")),
+    CALL(DVSQEL_PersistentPortStateGet,
+        "Serialises the part of the state of one port that survives a boot.",
+        IN(alias, char const *), IN(dvport_id, char const *),
+        IN(version, HNQVersion, "format to write, DVS_VERSION_* or a VS_QBR* version"),
+        IN(state, void **,
+            "storage of the caller for the address of the image; release the image with DVSQEL_DataFree"),
+        IN(length, int *, "storage of the caller for the length of the image in bytes"),
+        REMARKS(
+            "Nothing but the status is returned. "
+            "The formats: the host defines the details; see docs/host.md.")),
+    CALL(DVSQEL_PortDataGet,
+        "Reads the value in effect of a port property.",
+        IN(alias, char const *), IN(dvport_id, char const *),
+        IN(name, char const *, "key, such as QEL_HNQPROP_PORT_CONNECTID"),
+        IN(data, void **,
+            "storage of the caller for the address of the value; release the value with DVSQEL_DataFree"),
+        IN(length, int *, "storage of the caller for the length of the value in bytes"),
+        REMARKS(
+            "Nothing but the status is returned; VSDVS_GetPortProp copies the value into a record that scripts can "
+            "read; the host defines the details; see docs/host.md.")),
+    CALL(DVSQEL_SmartNICPortDataGet,
+        "Reads the value of a port property as the part of the switch sees it that runs on a SmartNIC (a NIC that "
+        "switches by itself).",
+        IN(alias, char const *), IN(dvport_id, char const *),
+        IN(name, char const *, "key"),
+        IN(data, void **,
+            "storage of the caller for the address of the value; release the value with DVSQEL_DataFree"),
+        IN(length, int *, "storage of the caller for the length of the value in bytes"),
+        REMARKS(
+            "Nothing but the status is returned. "
+            "What a host without such a NIC gives: the host defines the details; see docs/host.md.")),
+    CALL(DVSQEL_PortDataSet,
+        "Writes a property of a port.",
+        IN(alias, char const *), IN(dvport_id, char const *),
+        IN(name, char const *, "key, 1 to 255 bytes"),
+        IN(data, void *, "any proxy, passed unchecked"),
+        IN(length, int, "bytes to store, as given: more than data holds reads past it"),
+        IN(property_type, qel_uint32,
+            "CONFIG_PROP_TYPE and other *_PROP_TYPE bits, a negative constant with & 0xFFFFFFFF"),
+        REMARKS("What the bits change: the host defines the details; see docs/host.md.")),
+    CALL(DVSQEL_PortDataClear,
+        "Removes the value of a port property, so that its default holds or it is gone.",
+        IN(alias, char const *), IN(dvport_id, char const *),
+        IN(name, char const *, "key"),
+        REMARKS("Whether a property without a value is an error: the host defines the details; see docs/host.md.")),
+    CALL(DVSQEL_HostPropGet,
+        "Reads the value in effect of a property that a switch has on this host.",
+        IN(alias, char const *),
+        IN(name, char const *, "key, such as QEL_HNQPROP_HOST_UPLINKPORTS"),
+        IN(data, void **,
+            "storage of the caller for the address of the value; release the value with DVSQEL_DataFree"),
+        IN(length, int *, "storage of the caller for the length of the value in bytes"),
+        REMARKS(
+            "Nothing but the status is returned; VSDVS_GetHostProp copies the value into a record that scripts can "
+            "read; the host defines the details; see docs/host.md.")),
+    CALL(DVSQEL_SmartNICHostPropGet,
+        "Reads the value of a property that a switch has on this host, as the part of the switch sees it that runs "
+        "on a SmartNIC (a NIC that switches by itself).",
+        IN(alias, char const *),
+        IN(name, char const *, "key"),
+        IN(data, void **,
+            "storage of the caller for the address of the value; release the value with DVSQEL_DataFree"),
+        IN(length, int *, "storage of the caller for the length of the value in bytes"),
+        REMARKS(
+            "Nothing but the status is returned. "
+            "What a host without such a NIC gives: the host defines the details; see docs/host.md.")),
+    CALL(DVSQEL_HostPropSet,
+        "Writes a property that a switch has on this host.",
+        IN(alias, char const *),
+        IN(name, char const *, "key, 1 to 255 bytes"),
+        IN(data, void *, "any proxy, passed unchecked"),
+        IN(length, int, "bytes to store, as given: more than data holds reads past it"),
+        IN(property_type, qel_uint32,
+            "CONFIG_PROP_TYPE and other *_PROP_TYPE bits, a negative constant with & 0xFFFFFFFF"),
+        REMARKS("What the bits change: the host defines the details; see docs/host.md.")),
+    CALL(DVSQEL_HostPropClear,
+        "Removes the value of a property that a switch has on this host, so that its default holds or it is gone.",
+        IN(alias, char const *),
+        IN(name, char const *, "key"),
+        REMARKS("Whether a property without a value is an error: the host defines the details; see docs/host.md.")),
+    CALL(DVSQEL_GlobalPropGet,
+        "Reads the value in effect of a property that a switch has on all its hosts.",
+        IN(alias, char const *),
+        IN(name, char const *, "key, such as VSPROP_MTU"),
+        IN(data, void **,
+            "storage of the caller for the address of the value; release the value with DVSQEL_DataFree"),
+        IN(length, int *, "storage of the caller for the length of the value in bytes"),
+        REMARKS(
+            "Nothing but the status is returned; VSDVS_GetGlobProp copies the value into a record that scripts can "
+            "read; the host defines the details; see docs/host.md.")),
+    CALL(DVSQEL_SmartNICGlobalPropGet,
+        "Reads the value of a property that a switch has on all its hosts, as the part of the switch sees it that "
+        "runs on a SmartNIC (a NIC that switches by itself).",
+        IN(alias, char const *),
+        IN(name, char const *, "key"),
+        IN(data, void **,
+            "storage of the caller for the address of the value; release the value with DVSQEL_DataFree"),
+        IN(length, int *, "storage of the caller for the length of the value in bytes"),
+        REMARKS(
+            "Nothing but the status is returned. "
+            "What a host without such a NIC gives: the host defines the details; see docs/host.md.")),
+    CALL(DVSQEL_GlobalPropSet,
+        "Writes a property that a switch has on all its hosts.",
+        IN(alias, char const *),
+        IN(name, char const *, "key, 1 to 255 bytes"),
+        IN(data, void *, "any proxy, passed unchecked"),
+        IN(length, int, "bytes to store, as given: more than data holds reads past it"),
+        IN(property_type, qel_uint32,
+            "CONFIG_PROP_TYPE and other *_PROP_TYPE bits, a negative constant with & 0xFFFFFFFF"),
+        REMARKS("What the bits change: the host defines the details; see docs/host.md.")),
+    CALL(DVSQEL_GlobalPropClear,
+        "Removes the value of a property that a switch has on all its hosts, so that its default holds or it is gone.",
+        IN(alias, char const *),
+        IN(name, char const *, "key"),
+        REMARKS("Whether a property without a value is an error: the host defines the details; see docs/host.md.")),
+    CALL(DVSQEL_UplinkDataGet,
+        "Reads data that the state keeps for one uplink of a switch.",
+        IN(alias, char const *),
+        IN(uplink, char const *, "name of the uplink"),
+        IN(kind, qel_uint32, "number of the data wanted, unsigned"),
+        IN(data, void **,
+            "storage of the caller for the address of the value; release the value with DVSQEL_DataFree"),
+        IN(length, int *, "storage of the caller for the length of the value in bytes"),
+        REMARKS(
+            "Nothing but the status is returned. "
+            "Which kinds there are: the host defines the details; see docs/host.md.")),
+    CALL(DVSQEL_UplinkDataSet,
+        "Writes data that the state keeps for one uplink of a switch.",
+        IN(alias, char const *),
+        IN(uplink, char const *, "name of the uplink"),
+        IN(kind, qel_uint32, "number of the data, unsigned"),
+        IN(data, void *, "any proxy, passed unchecked"),
+        IN(length, int, "bytes to store, as given: more than data holds reads past it"),
+        IN(property_type, qel_uint32,
+            "CONFIG_PROP_TYPE and other *_PROP_TYPE bits, a negative constant with & 0xFFFFFFFF"),
+        REMARKS("Which kinds there are: the host defines the details; see docs/host.md.")),
+    CALL(DVSQEL_CmdExec,
+        "Has the component behind a switch execute a command.",
+        IN(alias, char const *),
+        IN(command, char const *, "name of the command"),
+        IN(input, void *, "any proxy of its input or None, passed unchecked"),
+        IN(input_length, int, "length in bytes, as given"),
+        IN(output, void **,
+            "storage of the caller for the address of the answer; release the answer with DVSQEL_DataFree"),
+        IN(output_length, int *, "storage of the caller for the length of the answer in bytes"),
+        REMARKS(
+            "Nothing but the status is returned. "
+            "Which commands there are: the host defines the details; see docs/host.md.")),
+    CALL(DVSQEL_VendorGlobalPropList,
+        "Collects the properties with an owner (the vendor that wrote them) that a switch has on all its hosts.",
+        IN(alias, char const *),
+        IN(list, DVSDataHandle *,
+            "storage of the caller for a DVSDataHandle, the list that the library makes; release it with "
+            "DVSData_Free"),
+        IN(property_type, qel_uint32,
+            "*_PROP_TYPE bits of the properties wanted, a negative constant with & 0xFFFFFFFF"),
+        REMARKS("Nothing but the status is returned; the host defines the details; see docs/host.md.")),
+    CALL(DVSQEL_VendorHostPropList,
+        "Collects the properties with an owner (the vendor that wrote them) that a switch has on this host.",
+        IN(alias, char const *),
+        IN(list, DVSDataHandle *,
+            "storage of the caller for a DVSDataHandle, the list that the library makes; release it with "
+            "DVSData_Free"),
+        IN(property_type, qel_uint32,
+            "*_PROP_TYPE bits of the properties wanted, a negative constant with & 0xFFFFFFFF"),
+        REMARKS("Nothing but the status is returned; the host defines the details; see docs/host.md.")),
+    CALL(DVSQEL_ExtraConfigPropList,
+        "Collects the extra configuration of a switch: properties that management stores under free names and no "
+        "typed call sets.",
+        IN(alias, char const *),
+        IN(list, DVSDataHandle *,
+            "storage of the caller for a DVSDataHandle, the list that the library makes; release it with "
+            "DVSData_Free"),
+        IN(property_type, qel_uint32,
+            "*_PROP_TYPE bits of the properties wanted, a negative constant with & 0xFFFFFFFF"),
+        REMARKS(
+            "Nothing but the status is returned. "
+            "Which properties count: the host defines the details; see docs/host.md.")),
+    CALL(DVSQEL_VendorPortPropList,
+        "Collects the properties of a port that have an owner (the vendor that wrote them).",
+        IN(alias, char const *), IN(dvport_id, char const *),
+        IN(list, DVSDataHandle *,
+            "storage of the caller for a DVSDataHandle, the list that the library makes; release it with "
+            "DVSData_Free"),
+        IN(property_type, qel_uint32,
+            "*_PROP_TYPE bits of the properties wanted, a negative constant with & 0xFFFFFFFF"),
+        REMARKS("Nothing but the status is returned; the host defines the details; see docs/host.md.")),
+    CALL(DVSQEL_ExtraConfigPortPropList,
+        "Collects the extra configuration of a port: properties that management stores under free names and no typed "
+        "call sets.",
+        IN(alias, char const *), IN(dvport_id, char const *),
+        IN(list, DVSDataHandle *,
+            "storage of the caller for a DVSDataHandle, the list that the library makes; release it with "
+            "DVSData_Free"),
+        IN(property_type, qel_uint32,
+            "*_PROP_TYPE bits of the properties wanted, a negative constant with & 0xFFFFFFFF"),
+        REMARKS(
+            "Nothing but the status is returned. "
+            "Which properties count: the host defines the details; see docs/host.md.")),
+    CALL(DVSState_SwitchForEach,
+        "Calls a function for each distributed switch in the state.",
+        IN(callback, DVSwitchCallback,
+            "DVSwitchCallback, a native function pointer proxy or None; a Python function raises TypeError"),
+        IN(context, void *, "any proxy or None, handed to each call beside the handle of the switch"),
+        REMARKS(
+            "Gives None. "
+            "The order, and what the result of the callback means: the host defines the details; see docs/host.md.")),
+    CALL(DVSState_PortForEach,
+        "Calls a function for each port of a distributed switch.",
+        IN(vswitch, DVSwitchHandle),
+        IN(callback, DVSPortCallback,
+            "DVSPortCallback, a native function pointer proxy or None; a Python function raises TypeError"),
+        IN(context, void *, "any proxy or None, handed to each call beside the handle of the port"),
+        REMARKS(
+            "Gives None. "
+            "The order, and what the result of the callback means: the host defines the details; see docs/host.md.")),
+    CALL(DVSState_HostPropForEach,
+        "Calls a function for each property that a switch has on this host.",
+        IN(vswitch, DVSwitchHandle),
+        IN(callback, DVSPortDataCallback,
+            "DVSPortDataCallback, a native function pointer proxy or None; a Python function raises TypeError"),
+        IN(context, void *, "any proxy or None, handed to each call beside the item"),
+        REMARKS(
+            "Gives None. "
+            "The order, and what the result of the callback means: the host defines the details; see docs/host.md.")),
+    CALL(DVSState_GlobalPropForEach,
+        "Calls a function for each property that a switch has on all its hosts.",
+        IN(vswitch, DVSwitchHandle),
+        IN(callback, DVSPortDataCallback,
+            "DVSPortDataCallback, a native function pointer proxy or None; a Python function raises TypeError"),
+        IN(context, void *, "any proxy or None, handed to each call beside the item"),
+        REMARKS(
+            "Gives None. "
+            "The order, and what the result of the callback means: the host defines the details; see docs/host.md.")),
+    CALL(DVSState_PortDataForEach,
+        "Calls a function for each property of a port.",
+        IN(port, DVSPortHandle, "handle of DVSState_PortFind"),
+        IN(callback, DVSPortDataCallback,
+            "DVSPortDataCallback, a native function pointer proxy or None; a Python function raises TypeError"),
+        IN(context, void *, "any proxy or None, handed to each call beside the item"),
+        REMARKS(
+            "Gives None. "
+            "The order, and what the result of the callback means: the host defines the details; see docs/host.md.")),
+    CALL(DVSState_SwitchFindByAlias,
+        "Finds a distributed switch in the state.",
+        IN(alias, char const *),
+        REMARKS(
+            "Gives its handle for DVS_SwitchName and the like, or None when there is none; the handle belongs to "
+            "the library and is never released by scripts. "
+            "How long it is valid: the host defines the details; see docs/host.md.")),
+    CALL(DVSState_PortFind,
+        "Finds a port of a distributed switch in the state.",
+        IN(alias, char const *), IN(dvport_id, char const *),
+        REMARKS(
+            "Gives its handle for DVS_PortId and the like, or None when there is none; the handle belongs to the "
+            "library and is never released by scripts. "
+            "How long it is valid: the host defines the details; see docs/host.md.")),
+    CALL(DVSState_GlobalPropLookup,
+        "Finds a property that a switch has on all its hosts.",
+        IN(alias, char const *),
+        IN(name, char const *, "key"),
+        IN(item, DVSDataItem *,
+            "storage of the caller for a DVSDataItem, which the library keeps; DVSData_Data, DVSData_Name and "
+            "DVSData_PropType read it"),
+        REMARKS(
+            "Nothing but the status is returned. "
+            "How long the item is valid: the host defines the details; see docs/host.md.")),
+    CALL(DVSState_HostPropLookup,
+        "Finds a property that a switch has on this host.",
+        IN(alias, char const *),
+        IN(name, char const *, "key"),
+        IN(item, DVSDataItem *,
+            "storage of the caller for a DVSDataItem, which the library keeps; DVSData_Data, DVSData_Name and "
+            "DVSData_PropType read it"),
+        REMARKS(
+            "Nothing but the status is returned. "
+            "How long the item is valid: the host defines the details; see docs/host.md.")),
+    CALL(DVS_SwitchName,
+        "Gives the name of a distributed switch, its alias, or None when the library has none.",
+        IN(vswitch, DVSwitchHandle),
+        REMARKS("What None for the handle gives: the host defines the details; see docs/host.md.")),
+    CALL(DVS_SwitchId,
+        "Gives the identifier of a distributed switch, the same on all hosts that it spans, or None when the library "
+        "has none.",
+        IN(vswitch, DVSwitchHandle),
+        REMARKS("What None for the handle gives: the host defines the details; see docs/host.md.")),
+    CALL(DVS_ClassName,
+        "Gives the name of the port-set class that implements a distributed switch, such as PS_CLASS_NAME, or None "
+        "when the library has none.",
+        IN(vswitch, DVSwitchHandle),
+        REMARKS("What None for the handle gives: the host defines the details; see docs/host.md.")),
+    CALL(DVS_Version,
+        "Gives the version of a distributed switch as an unsigned number, DVS_VERSION_* or a VS_QBR* version; there "
+        "is no status.",
+        IN(vswitch, DVSwitchHandle),
+        REMARKS("What None for the handle gives: the host defines the details; see docs/host.md.")),
+    CALL(DVS_GetMaxPorts,
+        "Gives the greatest number of ports that a distributed switch may have, a signed number; there is no status.",
+        IN(vswitch, DVSwitchHandle),
+        REMARKS("What None for the handle gives: the host defines the details; see docs/host.md.")),
+    CALL(DVS_PortAlias,
+        "Gives the alias of a port, the name that people gave it (property QEL_HNQPROP_PORT_ALIAS), or None when it "
+        "has none.",
+        IN(port, DVSPortHandle, "handle of DVSState_PortFind"),
+        REMARKS("What None for the handle gives: the host defines the details; see docs/host.md.")),
+    CALL(DVS_PortId,
+        "Gives the identifier text of a port, the dvport_id of other calls, or None when the library has none.",
+        IN(port, DVSPortHandle, "handle of DVSState_PortFind"),
+        REMARKS("What None for the handle gives: the host defines the details; see docs/host.md.")),
+    CALL(DVSData_Alloc,
+        "Makes an empty property list, to be filled with DVSData_Update and released with DVSData_Free.",
+        IN(data, DVSDataHandle *, "storage of the caller for the DVSDataHandle"),
+        IN(allocate, DVSData_MemAlloc,
+            "native function pointer proxy (DVSData_MemAlloc) for the memory of the list, or None; a Python "
+            "function raises TypeError"),
+        IN(release, DVSData_MemFree, "likewise (DVSData_MemFree)"),
+        REMARKS("What None for them means: the host defines the details; see docs/host.md.")),
+    CALL(DVSData_Free,
+        "Releases a property list with all its items; items looked up in it must not be used any more.",
+        IN(data, DVSDataHandle, "handle that DVSData_Alloc or a call such as DVSQEL_VendorHostPropList stored"),
+        REMARKS("Gives None; the host defines the details; see docs/host.md.")),
+    CALL(DVSData_Update,
+        "Adds a property to a list, or replaces the one of the same name.",
+        IN(data, DVSDataHandle, "handle of the list"),
+        IN(name, char const *, "key"),
+        IN(value, void *, "any proxy of the bytes to copy, passed unchecked"),
+        IN(length, qel_uint32, "their number, unsigned, as given"),
+        IN(property_type, qel_uint32,
+            "CONFIG_PROP_TYPE and other *_PROP_TYPE bits, a negative constant with & 0xFFFFFFFF"),
+        REMARKS("Nothing but the status is returned; the host defines the details; see docs/host.md.")),
+    CALL(DVSData_Serialize,
+        "Serialises a property list.",
+        IN(data, DVSDataHandle, "handle of the list"),
+        IN(image, void **,
+            "storage of the caller for the address of the image; release the image with DVSQEL_DataFree"),
+        IN(length, qel_uint32 *, "storage of the caller for the length of the image in bytes"),
+        IN(version, HNQVersion, "format to write, DVS_VERSION_* or a VS_QBR* version"),
+        REMARKS(
+            "Nothing but the status is returned. "
+            "The formats: the host defines the details; see docs/host.md.")),
+    CALL(DVSData_Data,
+        "Gives the length in bytes of the value of a property, an unsigned number; there is no status.",
+        IN(item, DVSDataItem, "a DVSDataItem that a lookup stored"),
+        IN(value, void **,
+            "storage of the caller for the address of the value, which stays the library's and is not released"),
+        REMARKS("How long it is valid: the host defines the details; see docs/host.md.")),
+    CALL(DVSData_Name,
+        "Gives the name (key) of a property, such as VSPROP_MTU, or None when the library has none.",
+        IN(item, DVSDataItem, "a DVSDataItem that a lookup stored"),
+        REMARKS("What None for the item gives: the host defines the details; see docs/host.md.")),
+    CALL(DVSData_PropType,
+        "Gives the property type of a property, *_PROP_TYPE bits as an unsigned number: NO_SYNC_PROP_TYPE, a "
+        "negative constant, must be compared with & 0xFFFFFFFF.",
+        IN(item, DVSDataItem, "a DVSDataItem that a lookup stored"),
+        REMARKS("What None for the item gives: the host defines the details; see docs/host.md.")),
+    CALL(DVSData_IsSamePropType,
+        "Tells whether a property has a given property type.",
+        IN(item, DVSDataItem, "a DVSDataItem that a lookup stored"),
+        IN(property_type, qel_uint32, "*_PROP_TYPE bits to compare with, a negative constant with & 0xFFFFFFFF"),
+        REMARKS(
+            "Gives a text of one character, chr(0) for no and another for yes; both are true in a condition, so "
+            "compare with chr(0). "
+            "Whether all bits must agree: the host defines the details; see docs/host.md.")),
+    CALL(DVPortExist,
+        "Tells whether a switch has a distributed port, as DVSQEL_PortFind does by its status.",
+        IN(alias, char const *), IN(dvport_id, char const *),
+        REMARKS(
+            "Gives chr(1) if the port exists, else, for whatever reason, chr(0); both are true in a condition, so "
+            "compare with chr(0).")),
+    CALL(DVSPortsetNameToAlias,
+        "Looks up the alias of a switch by its port-set name, but gives only the status: the library writes the "
+        "alias into a temporary array, which is not returned.",
+        IN(portset, char const *, "port-set name, at most 127 bytes"),
+        IN(alias, char [128], "any text of at most 127 bytes (else TypeError) or None; its content does not matter"),
+        REMARKS(
+            "QEL_NOT_FOUND: no such port set. "
+            "VSDVS_GetAliasFromPortset returns the alias.")),
+    CALL(DVSAliasToSwitchId,
+        "Looks up the identifier of a switch by its alias, but gives only the status: the library writes the "
+        "identifier into a temporary array, which is not returned.",
+        IN(alias, char const *),
+        IN(switch_id, char [64], "any text of at most 63 bytes (else TypeError) or None; its content does not matter"),
+        REMARKS(
+            "QEL_NOT_FOUND: no switch with this alias. "
+            "VSQEL_GetSwitchInfo returns the identifier in hnqID.")),
+    CALL(DVSAliasToSwitchIdAllTypes,
+        "Looks up the identifier of a switch of any type by its alias, not only of a distributed one, but gives only "
+        "the status: the library writes the identifier into a temporary array, which is not returned.",
+        IN(alias, char const *),
+        IN(switch_id, char [64], "any text of at most 63 bytes (else TypeError) or None; its content does not matter"),
+        REMARKS("Which types there are: the host defines the details; see docs/host.md.")),
+    CALL(DVSAliasToPortsetName,
+        "Looks up the port-set name of a switch, the name that the host gave it (portset-1 and so on).",
+        IN(alias, char const *), OUT_TEXT(portset, 128),
+        REMARKS(
+            "Gives [status, portset]: the name, at most 127 bytes, empty unless the status is QEL_OK. "
+            "QEL_NOT_FOUND: no switch with this alias. "
+            "QEL_IS_DISCONNECTED: the switch has no port set. "
+            "Arguments that fit neither form raise NotImplementedError.")),
+    OVERLOAD(DVSAliasToPortsetName,
+        "With a second argument only the status: the library writes the port-set name into a temporary array, which "
+        "is not returned.",
+        IN(alias, char const *),
+        IN(portset, char [128], "any text of at most 127 bytes or None; its content does not matter"),
+        REMARKS(
+            "QEL_NOT_FOUND: no switch with this alias. "
+            "Arguments that fit neither form raise NotImplementedError.")),
+    CALL(QEL_ReturnStatusToString,
+        "Gives the name of a status, such as QEL_NOT_FOUND, or None for a number that is no status.",
+        IN(status, QEL_ReturnStatus, "what a library call returned, signed 32 bits"),
+        REMARKS("Needs no state file, so that it works when other calls fail.")));
 
 }  // namespace vswitchpy
 

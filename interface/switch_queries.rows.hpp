@@ -9,48 +9,363 @@
 namespace vswitchpy {
 
 inline constexpr auto switch_queries = calls(
-    CALL(VSQEL_RTMOp, "Carries out one step of save and restore (RTM), by which switches keep their state over an upgrade. query: request of alloc_rtm_query with one RTM_Portset for each switch; read and answered in place. mode: the step, one of RTM_IOCCMD_*. Which steps there are and how long traffic may stop (maxAllowedOutage): the host defines the details; see docs/host.md.", IN(query, RTMIOCtlQuery *), IN(mode, RTMIOCtlMode)),
-    CALL(VSQEL_RTMModOp, "Carries out one step of save and restore (RTM) for modules of one switch. query: request of alloc_rtm_mod_query with the port-set name in psName and one RTM_ModInfo for each module; read and answered in place. mode: the step, one of RTM_IOCCMD_*; the host defines the details; see docs/host.md.", IN(query, RTMModIOCtlQuery *), IN(mode, RTMIOCtlMode)),
-    CALL(VSQEL_RTMPortOp, "Blocks a port while its switch is saved and restored (RTM), or lets it pass traffic again. world_id: world (execution context on the host) that owns the port, a signed 32-bit number. port_id: numeric identifier of the port, unsigned. block: 0 to unblock, any other byte to block (the text 0 is byte 48 and so blocks); the host defines the details; see docs/host.md.", IN(world_id, qel_WorldID), IN(port_id, qel_SwitchPortID), IN(block, qel_Bool)),
-    CALL(VSQEL_GetRuntimeOptions, "Reads runtime options of the switches (IGMP and MLD snooping, reverse ARP, reverse-path check, teaming). types: pointer to count option types of 16 bits each, VS_RT_OPT_*. count: at most 65535, else OverflowError. Gives [status, options]: a VSRuntimeOptions buffer with one entry for each option, walked with get_first_option and get_next_option, not owned by its proxy: release it with VSQEL_FreeMemory. Values and their units: the host defines the details; see docs/host.md.", IN(types, qel_uint16 const *), IN(count, qel_uint16), OUT(options, VSRuntimeOptions **)),
-    CALL(VSQEL_SetRuntimeOptions, "Sets the runtime options that a buffer holds. options: VSRuntimeOptions filled with add_int_option and add_str_option and closed with set_options_length, read up to totalLength (at most 4096 bytes, VS_CHARDEV_MAX_RUNTIME_OPTIONS_LENGTH); it stays the caller's. Values and their units, and which options stay as they were: the host defines the details; see docs/host.md.", IN(options, VSRuntimeOptions *)),
-    CALL(VSQEL_GetGlobalMACLearningProps, "Reads the MAC learning properties that hold for all switches: aging time in seconds, address limit, and how static addresses are treated. props: VSMACLearningGlobalProps of the caller (new_VSMACLearningGlobalProps), filled in place; the host defines the details; see docs/host.md.", IN(props, VSMACLearningGlobalProps *)),
-    CALL(VSQEL_SetGlobalMACLearningProps, "Sets the MAC learning properties that hold for all switches. props: the four settings together (agingTime in seconds, at most VS_MAC_LEARNING_AGING_TIME_MAX; macLimit; learnStatic; staticMACAllow), so read them with VSQEL_GetGlobalMACLearningProps first to change only one; the host defines the details; see docs/host.md.", IN(props, VSMACLearningGlobalProps *)),
-    CALL(VSQEL_FreeMemory, "Releases a record or list that a call returned. memory: any proxy, whatever its type, or None, which is ignored. Gives None. The proxy still holds the released address: neither it nor views into the record must be used or released again. Not for records that their proxy owns, nor for those of alloc_*.", IN(memory, void *)),
-    CALL(VSQEL_GetSwitches, "Lists the switches of the host in the order of their creation; most scripts use VSQEL_GetSwitchesPy, which returns the list. list_type: VS_LIST_PS for port-set names in slots of 128 bytes, VS_LIST_DVS_ALIAS for aliases in slots of 81 bytes. list: storage for a VSList pointer that the caller provides; the list stored there is released with VSQEL_FreeMemory. Gives the bare status. QEL_BAD_PARAM: another list_type, or no storage.", IN(list_type, VSListType), IN(list, VSList **)),
-    CALL(VSQEL_GetSwitchInfo, "Describes a switch. switch_name: alias, port-set name or identifier of the switch. Gives [status, info]: a VSInfo with the MTU in effect, the valid VLAN IDs (1 to 4094), the numbers of active ports and of ports at most, the alias in dvsName, the switch identifier in hnqID and the flags; not owned by its proxy: release it with VSQEL_FreeMemory. None unless the status is QEL_OK. QEL_NOT_FOUND: no such switch.", IN(switch_name, char const *), OUT(info, VSInfo **)),
-    CALL(VSQEL_GetVSInfo, "Describes a switch in a record of the caller, as VSQEL_GetSwitchInfo does in a new one. switch_name: alias, port-set name or identifier of the switch. info: VSInfo made with alloc_vs_info or new_VSInfo, filled in place; a failing call leaves it as it was. QEL_NOT_FOUND: no such switch.", IN(switch_name, char const *), IN(info, VSInfo *)),
-    CALL(VSQEL_RefreshDevNUMAInfo, "Makes a switch look up again on which NUMA node (processor and memory group) each of its uplink devices sits, for teaming that prefers near uplinks (runtime option VS_RT_OPT_TEAMING_NUMA_AWARE). switch_name: alias, port-set name or identifier of the switch; the host defines the details; see docs/host.md.", IN(switch_name, char const *)),
-    CALL(VSQEL_DVSAliasToSwitchId, "Looks up the identifier of a switch by its alias, but gives only the status: the library writes into a temporary copy of switch_id, which is not returned. switch_id: a text whose length says how much room there is. QEL_BUF_TOO_SMALL: the identifier is longer than that text. QEL_NOT_FOUND: no switch with this alias. VSQEL_GetSwitchInfo returns the identifier in hnqID.", IN(alias, char const *), IN(switch_id, char *)),
-    CALL(VSQEL_GetUplinks, "Lists the physical NICs behind the uplink ports of a switch, in the order of the uplink ports. switch_name: alias, port-set name or identifier of the switch. Gives [status, uplinks]: a VSUplinks with the name of each NIC and the numeric identifier of its port; uplink ports without a NIC are left out; not owned by its proxy: release it with VSQEL_FreeMemory. QEL_NOT_FOUND: no such switch.", IN(switch_name, char const *), OUT(uplinks, VSUplinks **)),
-    CALL(VSQEL_GetUplinkLinkState, "Reads the link state of an uplink. switch_name: alias, port-set name or identifier of the switch. uplink: name of an uplink port of the switch or, failing that, of the NIC behind one. Gives [status, state]: QEL_LINK_STATE_UP when there is a NIC whose carrier is up and that is administratively up, else QEL_LINK_STATE_DOWN. QEL_NOT_FOUND: no such switch or uplink.", IN(switch_name, char const *), IN(uplink, char const *), OUT(state, qel_LinkState *)),
-    CALL(VSQEL_GetUplinkLACPLinkState, "Reads the state that LACP (IEEE 802.1AX) negotiated for an uplink inside its link aggregation group, which can be down while the link itself is up. switch_name: alias, port-set name or identifier of the switch. uplink: name of the uplink. Gives [status, state]: QEL_LINK_STATE_UP or QEL_LINK_STATE_DOWN; the host defines the details; see docs/host.md.", IN(switch_name, char const *), IN(uplink, char const *), OUT(state, qel_LinkState *)),
-    CALL(VSQEL_SetUplinkAdminLinkState, "Sets the NIC behind an uplink administratively up or down; the host sets all NICs up again when it boots. switch_name: alias, port-set name or identifier of the switch. uplink: name of an uplink port of the switch or, failing that, of the NIC behind one. state: QEL_LINK_STATE_UP or QEL_LINK_STATE_DOWN. QEL_NOT_FOUND: no such switch or uplink. QEL_BAD_PARAM: another state. QEL_NO_SUCH_DEVICE: the uplink port has no NIC.", IN(switch_name, char const *), IN(uplink, char const *), IN(state, qel_LinkState)),
-    CALL(VSQEL_GetUplinkDVPortID, "Finds the distributed port that an uplink occupies. uplink: name of the uplink, without its switch. Gives [status, dvport_id]: the identifier of the port, at most 48 bytes of text; the host defines the details; see docs/host.md.", IN(uplink, char const *), OUT_TEXT(dvport_id, 48)),
-    CALL(VSQEL_GetLAGTable, "Reads the link aggregation groups (LAGs, IEEE 802.1AX: several uplinks used as one) of a switch. switch_name: alias, port-set name or identifier of the switch. Gives [status, table]: a VSLAGTable of numLAGs VSLAGStatus records of different lengths, walked with vs_lag_table_first_lag and vs_lag_table_next_lag, not owned by its proxy: release it with VSQEL_FreeMemory. The host defines the details; see docs/host.md.", IN(switch_name, char const *), OUT(table, VSLAGTable **)),
-    CALL(VSQEL_PortGetTeamUplinkHint, "Tells which uplink teaming would choose at present for traffic of a port. port_id: numeric identifier of the port, unsigned. uplink: qel_Name of the caller (new_qel_Name), filled with the name of the uplink; the host defines the details; see docs/host.md.", IN(port_id, qel_SwitchPortID), IN(uplink, qel_Name *)),
-    CALL(VSQEL_GetLSTeamingPolicyTable, "Reads the named teaming policies for logical switches that are in force on a running switch; VSDVS_GetLSTeamingPolicyTable reads the configured ones. switch_name: alias, port-set name or identifier of the switch. Gives [status, table]: an LSTeamTable with numLSTeam policies, not owned by its proxy: release it with VSQEL_FreeMemory. Uplink ports that the switch does not have are left out. switch_name is only read. QEL_NOT_FOUND: no such switch.", IN(switch_name, char *), OUT(table, LSTeamTable **)),
-    CALL(VSQEL_GetPortLSTeamingPolicyName, "Tells which named teaming policy for logical switches is in force on a port. port_id: numeric identifier of the port (0 to 4294967295, else OverflowError), not its identifier text. Gives [status, policy_name]: LSTeamPolicy.name of the policy, at most 136 bytes; empty unless the port chose a policy that the switch has. QEL_NOT_FOUND: no such port.", IN(port_id, qel_SwitchPortID), OUT_TEXT(policy_name, 136)),
-    CALL(VSQEL_GetServicePortTeamingStats, "Reads the counters of the teaming decisions for the service port of a switch: packets sent from it and by whose policy, errors, packets received for it. switch_name: alias, port-set name or identifier of the switch. stats: VSServicePortTeamingStats of the caller (new_VSServicePortTeamingStats), filled in place; the host defines the details; see docs/host.md.", IN(switch_name, char const *), IN(stats, VSServicePortTeamingStats *)),
-    CALL(VSQEL_GetSwitchMACLearningInfo, "Reads the MAC learning state of a whole switch: aging time and limit in force, numbers of learning ports and learned addresses, policy and counters of the uplink team. switch_name: alias, port-set name or identifier of the switch. info: VSMACLearningSwitchInfo of the caller (new_VSMACLearningSwitchInfo), filled in place; the host defines the details; see docs/host.md.", IN(switch_name, char const *), IN(info, VSMACLearningSwitchInfo *)),
-    CALL(VSQEL_GetMACLearningAllPorts, "Reads the MAC learning policy in force on each port of a switch. switch_name: alias, port-set name or identifier of the switch. Gives [status, entries]: a VSMACLearningEntries whose numEntries entries pair a numeric port identifier with a VSPMACLearning, not owned by its proxy: release it with VSQEL_FreeMemory. Which ports it lists: the host defines the details; see docs/host.md.", IN(switch_name, char const *), OUT(entries, VSMACLearningEntries **)),
-    CALL(VSQEL_GetSwitchMACLearningStats, "Reads the MAC learning counters of a switch port by port. switch_name: alias, port-set name or identifier of the switch. Gives [status, stats]: a VSMACLearningStats whose numEntries entries pair a numeric port identifier with a VSPMACLearningStats, not owned by its proxy: release it with VSQEL_FreeMemory. Which ports it lists: the host defines the details; see docs/host.md.", IN(switch_name, char const *), OUT(stats, VSMACLearningStats **)),
-    CALL(VSQEL_GetPortMACLearningStats, "Reads the MAC learning counters of one port: addresses learned at present, packets let through or dropped unlearned, moves. switch_name: alias, port-set name or identifier of the switch. dvport_id: identifier of the port. stats: VSPMACLearningStats of the caller (new_VSPMACLearningStats), filled in place; the host defines the details; see docs/host.md.", IN(switch_name, char const *), IN(dvport_id, char const *), IN(stats, VSPMACLearningStats *)),
-    CALL(VSQEL_GetMACTable, "Reads the MAC address table of a switch: behind which port each address lies, in which VLAN and overlay network. switch_name: alias, port-set name or identifier of the switch. address_type: kind of address, one of VS_MAC_ADDR_TYPE_*; one byte reaches the library, so that 256 means 0 (VS_MAC_ADDR_TYPE_STATIC). Gives [status, table]: a VSMACTable with numEntries VSMACEntry records, not owned by its proxy: release it with VSQEL_FreeMemory. Which addresses it holds: the host defines the details; see docs/host.md.", IN(switch_name, char const *), IN(address_type, VSMACAddrType), OUT(table, VSMACTable **)),
-    CALL(VSQEL_GetTeamMACTable, "Reads the MAC addresses that a switch knows behind its uplink team, that is, in the physical network. switch_name: alias, port-set name or identifier of the switch. address_type: kind of address, one of VS_MAC_ADDR_TYPE_*; one byte reaches the library, so that 256 means 0 (VS_MAC_ADDR_TYPE_STATIC). Gives [status, table]: a VSMACTable with numEntries VSMACEntry records, not owned by its proxy: release it with VSQEL_FreeMemory. Which addresses it holds: the host defines the details; see docs/host.md.", IN(switch_name, char const *), IN(address_type, VSMACAddrType), OUT(table, VSMACTable **)),
-    CALL(VSQEL_GetPortMACTable, "Reads the MAC addresses that a switch knows behind one port. switch_name: alias, port-set name or identifier of the switch. dvport_id: identifier of the port. address_type: kind of address, one of VS_MAC_ADDR_TYPE_*; one byte reaches the library, so that 256 means 0 (VS_MAC_ADDR_TYPE_STATIC). Gives [status, table]: a VSMACTable with numEntries VSMACEntry records, not owned by its proxy: release it with VSQEL_FreeMemory. Which addresses it holds: the host defines the details; see docs/host.md.", IN(switch_name, char const *), IN(dvport_id, char const *), IN(address_type, VSMACAddrType), OUT(table, VSMACTable **)),
-    CALL(VSQEL_SetPortMACTable, "Adds an address to the MAC table of a port by hand, so that it need not be learned (VS_MAC_ADDR_TYPE_USER). switch_name: alias, port-set name or identifier of the switch. dvport_id: identifier of the port. entry: VSMACEntry with the address, VLAN ID and overlay network (new_VSMACEntry, set_mac_address); only read. Which fields count: the host defines the details; see docs/host.md.", IN(switch_name, char const *), IN(dvport_id, char const *), IN(entry, VSMACEntry const *)),
-    CALL(VSQEL_ClearPortMACTable, "Removes an address from the MAC table of a port, as VSQEL_SetPortMACTable adds one. switch_name: alias, port-set name or identifier of the switch. dvport_id: identifier of the port. entry: VSMACEntry that names the address, VLAN ID and overlay network to remove; only read. Which entries match and whether it may be None: the host defines the details; see docs/host.md.", IN(switch_name, char const *), IN(dvport_id, char const *), IN(entry, VSMACEntry const *)),
-    CALL(VSQEL_GetStaticLectx, "Reads the static entries of the logical switch forwarding table: addresses bound to a port, an overlay network and a set of VLANs without being learned. switch_name: alias, port-set name or identifier of the switch. Gives [status, entries]: a VSStaticLeCtxEntries with numEntries VSStaticLEEntry records, not owned by its proxy: release it with VSQEL_FreeMemory. Which entries there are: the host defines the details; see docs/host.md.", IN(switch_name, char const *), OUT(entries, VSStaticLeCtxEntries **)),
-    CALL(VSQEL_GetPortStaticLectx, "Reads the static entries of the logical switch forwarding table that belong to one port. switch_name: alias, port-set name or identifier of the switch. dvport_id: identifier of the port. Gives [status, entries]: a VSStaticLeCtxEntries with numEntries VSStaticLEEntry records, not owned by its proxy: release it with VSQEL_FreeMemory. Which entries there are: the host defines the details; see docs/host.md.", IN(switch_name, char const *), IN(dvport_id, char const *), OUT(entries, VSStaticLeCtxEntries **)),
-    CALL(VSQEL_GetL2Security, "Reads the layer-2 security policy in force on each port of a switch: what is refused of promiscuous mode, changed and forged source addresses. switch_name: alias, port-set name or identifier of the switch. Gives [status, security]: a VSL2Security whose numEntries entries pair a numeric port identifier with VSPORT_SECURITY_* flags, not owned by its proxy: release it with VSQEL_FreeMemory. It lists the ports with a client that is no uplink. QEL_NOT_FOUND: no such switch.", IN(switch_name, char const *), OUT(security, VSL2Security **)),
-    CALL(VSQEL_GetRARPStats, "Reads the counters of the reverse ARP packets (RFC 903) by which a switch tells the physical network behind which uplink its addresses now lie. switch_name: alias, port-set name or identifier of the switch. stats: VSRARPStats of the caller (new_VSRARPStats), filled in place; the host defines the details; see docs/host.md.", IN(switch_name, char const *), IN(stats, VSRARPStats *)),
-    CALL(VSQEL_GetMcastFilterMode, "Reads how a running switch filters multicast traffic. switch_name: alias, port-set name or identifier of the switch. Gives [status, mode]: the mode in effect, VS_MCAST_FILTER_MODE_LEGACY (by hardware address) or VS_MCAST_FILTER_MODE_SNOOPING (by IGMP and MLD group membership), or another value set with VSDVS_SetMcastFilterMode. QEL_NOT_FOUND: no such switch.", IN(switch_name, char const *), OUT(mode, VSMcastFilterMode *)),
-    CALL(VSQEL_GetMcastFilters, "Lists the multicast addresses that a port receives. switch_name: alias, port-set name or identifier of the switch. port_id: number of the port. mode: VS_MCAST_FILTER_MODE_LEGACY (hardware addresses), VS_MCAST_FILTER_MODE_IGMP (IPv4 groups) or VS_MCAST_FILTER_MODE_MLD (IPv6 groups). Gives [status, filters]: a VSMcastFilters, read with get_mac_entry, get_ip_entry or get_ipv6_entry to match, not owned by its proxy: release it with VSQEL_FreeMemory. Empty unless the switch filters by this kind (VSDVS_SetMcastFilterMode). QEL_NOT_FOUND: no such switch, or no such port on it. QEL_BAD_PARAM: another mode.", IN(switch_name, char const *), IN(port_id, qel_SwitchPortID), IN(mode, VSMcastFilterMode), OUT(filters, VSMcastFilters **)),
-    CALL(VSQEL_GetMcastFilterStats, "Reads the state of one multicast group on a port. switch_name: alias, port-set name or identifier of the switch. port_id: number of the port. mode: VS_MCAST_FILTER_MODE_IGMP or VS_MCAST_FILTER_MODE_MLD. group: the binary address in bytes (4 or 16), passed unchecked: a short one is read past its end; any other object reaches the library as null and raises SystemError after the call. Gives [status, stats]: a VSMcastFilterStats, not owned by its proxy: release it with VSQEL_FreeMemory. QEL_NOT_FOUND: no such switch or port, the group is not joined, or the switch does not filter by this kind. QEL_BAD_PARAM: another mode.", IN(switch_name, char const *), IN(port_id, qel_SwitchPortID), IN(mode, VSMcastFilterMode), RAW(group), OUT(stats, VSMcastFilterStats **)),
-    CALL(VSQEL_GetDVMirrorSessionIDs, "Lists the mirror sessions that run on a switch. switch_name: alias, port-set name or identifier of the switch. Gives [status, session_ids]: a VSDVMirrorSessionIDs with numEntries identifiers, not owned by its proxy: release it with VSQEL_FreeMemory. Sessions run unless VS_DVMIRROR_FLAG_DISABLED is set; legacy_promiscuous runs while there is a promiscuous port. QEL_NOT_FOUND: no such switch.", IN(switch_name, char const *), OUT(session_ids, VSDVMirrorSessionIDs **)),
-    CALL(VSQEL_GetDVMirrorSessionStats, "Reads the packet counters and the display name of one mirror session. switch_name: alias, port-set name or identifier of the switch. session_id: identifier of the session (DVMirrorSession.sid), at most 31 bytes, else TypeError; None is the empty text. stats: VSDVMirrorSessionStats of the caller (new_VSDVMirrorSessionStats), filled in place. QEL_NOT_FOUND: no such switch or session.", IN(switch_name, char const *), IN(session_id, char const [32]), IN(stats, VSDVMirrorSessionStats *)),
-    CALL(VSQEL_GetPromiscSessionActiveDsts, "Lists the ports that receive all traffic of a switch at present because their client is in promiscuous mode; internally they are the destinations of a mirror session. switch_name: alias, port-set name or identifier of the switch. Gives [status, destinations]: a VSPromiscSessionActiveDsts with numEntries numeric port identifiers, not owned by its proxy: release it with VSQEL_FreeMemory. Its security policy must allow it (VSPORT_SECURITY_DISALLOW_PROMISC). QEL_NOT_FOUND: no such switch.", IN(switch_name, char const *), OUT(destinations, VSPromiscSessionActiveDsts **)));
+    CALL(VSQEL_RTMOp,
+        "Carries out one step of save and restore (RTM), by which switches keep their state over an upgrade.",
+        IN(query, RTMIOCtlQuery *,
+            "request of alloc_rtm_query with one RTM_Portset for each switch; read and answered in place"),
+        IN(mode, RTMIOCtlMode, "the step, one of RTM_IOCCMD_*"),
+        REMARKS(
+            "Which steps there are and how long traffic may stop (maxAllowedOutage): the host defines the details; "
+            "see docs/host.md.")),
+    CALL(VSQEL_RTMModOp,
+        "Carries out one step of save and restore (RTM) for modules of one switch.",
+        IN(query, RTMModIOCtlQuery *,
+            "request of alloc_rtm_mod_query with the port-set name in psName and one RTM_ModInfo for each module; "
+            "read and answered in place"),
+        IN(mode, RTMIOCtlMode, "the step, one of RTM_IOCCMD_*; the host defines the details; see docs/host.md")),
+    CALL(VSQEL_RTMPortOp,
+        "Blocks a port while its switch is saved and restored (RTM), or lets it pass traffic again.",
+        IN(world_id, qel_WorldID, "world (execution context on the host) that owns the port, a signed 32-bit number"),
+        IN(port_id, qel_SwitchPortID, "numeric identifier of the port, unsigned"),
+        IN(block, qel_Bool,
+            "0 to unblock, any other byte to block (the text 0 is byte 48 and so blocks); the host defines the "
+            "details; see docs/host.md")),
+    CALL(VSQEL_GetRuntimeOptions,
+        "Reads runtime options of the switches (IGMP and MLD snooping, reverse ARP, reverse-path check, teaming).",
+        IN(types, qel_uint16 const *, "pointer to count option types of 16 bits each, VS_RT_OPT_*"),
+        IN(count, qel_uint16, "at most 65535, else OverflowError"),
+        OUT(options, VSRuntimeOptions **),
+        REMARKS(
+            "Gives [status, options]: a VSRuntimeOptions buffer with one entry for each option, walked with "
+            "get_first_option and get_next_option, not owned by its proxy: release it with VSQEL_FreeMemory. "
+            "Values and their units: the host defines the details; see docs/host.md.")),
+    CALL(VSQEL_SetRuntimeOptions,
+        "Sets the runtime options that a buffer holds.",
+        IN(options, VSRuntimeOptions *,
+            "VSRuntimeOptions filled with add_int_option and add_str_option and closed with set_options_length, "
+            "read up to totalLength (at most 4096 bytes, VS_CHARDEV_MAX_RUNTIME_OPTIONS_LENGTH); it stays the "
+            "caller's"),
+        REMARKS(
+            "Values and their units, and which options stay as they were: the host defines the details; see "
+            "docs/host.md.")),
+    CALL(VSQEL_GetGlobalMACLearningProps,
+        "Reads the MAC learning properties that hold for all switches: aging time in seconds, address limit, and how "
+        "static addresses are treated.",
+        IN(props, VSMACLearningGlobalProps *,
+            "VSMACLearningGlobalProps of the caller (new_VSMACLearningGlobalProps), filled in place; the host "
+            "defines the details; see docs/host.md")),
+    CALL(VSQEL_SetGlobalMACLearningProps,
+        "Sets the MAC learning properties that hold for all switches.",
+        IN(props, VSMACLearningGlobalProps *,
+            "the four settings together (agingTime in seconds, at most VS_MAC_LEARNING_AGING_TIME_MAX; macLimit; "
+            "learnStatic; staticMACAllow), so read them with VSQEL_GetGlobalMACLearningProps first to change only "
+            "one; the host defines the details; see docs/host.md")),
+    CALL(VSQEL_FreeMemory,
+        "Releases a record or list that a call returned.",
+        IN(memory, void *, "any proxy, whatever its type, or None, which is ignored"),
+        REMARKS(
+            "Gives None. "
+            "The proxy still holds the released address: neither it nor views into the record must be used or "
+            "released again. "
+            "Not for records that their proxy owns, nor for those of alloc_*.")),
+    CALL(VSQEL_GetSwitches,
+        "Lists the switches of the host in the order of their creation; most scripts use VSQEL_GetSwitchesPy, which "
+        "returns the list.",
+        IN(list_type, VSListType,
+            "VS_LIST_PS for port-set names in slots of 128 bytes, VS_LIST_DVS_ALIAS for aliases in slots of 81 "
+            "bytes"),
+        IN(list, VSList **,
+            "storage for a VSList pointer that the caller provides; the list stored there is released with "
+            "VSQEL_FreeMemory"),
+        REMARKS(
+            "Gives the bare status. "
+            "QEL_BAD_PARAM: another list_type, or no storage.")),
+    CALL(VSQEL_GetSwitchInfo,
+        "Describes a switch.",
+        IN(switch_name, char const *), OUT(info, VSInfo **),
+        REMARKS(
+            "Gives [status, info]: a VSInfo with the MTU in effect, the valid VLAN IDs (1 to 4094), the numbers of "
+            "active ports and of ports at most, the alias in dvsName, the switch identifier in hnqID and the "
+            "flags; not owned by its proxy: release it with VSQEL_FreeMemory. "
+            "None unless the status is QEL_OK. "
+            "QEL_NOT_FOUND: no such switch.")),
+    CALL(VSQEL_GetVSInfo,
+        "Describes a switch in a record of the caller, as VSQEL_GetSwitchInfo does in a new one.",
+        IN(switch_name, char const *),
+        IN(info, VSInfo *,
+            "VSInfo made with alloc_vs_info or new_VSInfo, filled in place; a failing call leaves it as it was"),
+        REMARKS("QEL_NOT_FOUND: no such switch.")),
+    CALL(VSQEL_RefreshDevNUMAInfo,
+        "Makes a switch look up again on which NUMA node (processor and memory group) each of its uplink devices "
+        "sits, for teaming that prefers near uplinks (runtime option VS_RT_OPT_TEAMING_NUMA_AWARE).",
+        IN(switch_name, char const *,
+            "alias, port-set name or identifier of the switch; the host defines the details; see docs/host.md")),
+    CALL(VSQEL_DVSAliasToSwitchId,
+        "Looks up the identifier of a switch by its alias, but gives only the status: the library writes into a "
+        "temporary copy of switch_id, which is not returned.",
+        IN(alias, char const *),
+        IN(switch_id, char *, "a text whose length says how much room there is"),
+        REMARKS(
+            "QEL_BUF_TOO_SMALL: the identifier is longer than that text. "
+            "QEL_NOT_FOUND: no switch with this alias. "
+            "VSQEL_GetSwitchInfo returns the identifier in hnqID.")),
+    CALL(VSQEL_GetUplinks,
+        "Lists the physical NICs behind the uplink ports of a switch, in the order of the uplink ports.",
+        IN(switch_name, char const *), OUT(uplinks, VSUplinks **),
+        REMARKS(
+            "Gives [status, uplinks]: a VSUplinks with the name of each NIC and the numeric identifier of its "
+            "port; uplink ports without a NIC are left out; not owned by its proxy: release it with "
+            "VSQEL_FreeMemory. "
+            "QEL_NOT_FOUND: no such switch.")),
+    CALL(VSQEL_GetUplinkLinkState,
+        "Reads the link state of an uplink.",
+        IN(switch_name, char const *),
+        IN(uplink, char const *, "name of an uplink port of the switch or, failing that, of the NIC behind one"),
+        OUT(state, qel_LinkState *),
+        REMARKS(
+            "Gives [status, state]: QEL_LINK_STATE_UP when there is a NIC whose carrier is up and that is "
+            "administratively up, else QEL_LINK_STATE_DOWN. "
+            "QEL_NOT_FOUND: no such switch or uplink.")),
+    CALL(VSQEL_GetUplinkLACPLinkState,
+        "Reads the state that LACP (IEEE 802.1AX) negotiated for an uplink inside its link aggregation group, which "
+        "can be down while the link itself is up.",
+        IN(switch_name, char const *),
+        IN(uplink, char const *, "name of the uplink"),
+        OUT(state, qel_LinkState *),
+        REMARKS(
+            "Gives [status, state]: QEL_LINK_STATE_UP or QEL_LINK_STATE_DOWN; the host defines the details; see "
+            "docs/host.md.")),
+    CALL(VSQEL_SetUplinkAdminLinkState,
+        "Sets the NIC behind an uplink administratively up or down; the host sets all NICs up again when it boots.",
+        IN(switch_name, char const *),
+        IN(uplink, char const *, "name of an uplink port of the switch or, failing that, of the NIC behind one"),
+        IN(state, qel_LinkState, "QEL_LINK_STATE_UP or QEL_LINK_STATE_DOWN"),
+        REMARKS(
+            "QEL_NOT_FOUND: no such switch or uplink. "
+            "QEL_BAD_PARAM: another state. "
+            "QEL_NO_SUCH_DEVICE: the uplink port has no NIC.")),
+    CALL(VSQEL_GetUplinkDVPortID,
+        "Finds the distributed port that an uplink occupies.",
+        IN(uplink, char const *, "name of the uplink, without its switch"),
+        OUT_TEXT(dvport_id, 48),
+        REMARKS(
+            "Gives [status, dvport_id]: the identifier of the port, at most 48 bytes of text; the host defines the "
+            "details; see docs/host.md.")),
+    CALL(VSQEL_GetLAGTable,
+        "Reads the link aggregation groups (LAGs, IEEE 802.1AX: several uplinks used as one) of a switch.",
+        IN(switch_name, char const *), OUT(table, VSLAGTable **),
+        REMARKS(
+            "Gives [status, table]: a VSLAGTable of numLAGs VSLAGStatus records of different lengths, walked with "
+            "vs_lag_table_first_lag and vs_lag_table_next_lag, not owned by its proxy: release it with "
+            "VSQEL_FreeMemory. "
+            "The host defines the details; see docs/host.md.")),
+    CALL(VSQEL_PortGetTeamUplinkHint,
+        "Tells which uplink teaming would choose at present for traffic of a port.",
+        IN(port_id, qel_SwitchPortID, "numeric identifier of the port, unsigned"),
+        IN(uplink, qel_Name *,
+            "qel_Name of the caller (new_qel_Name), filled with the name of the uplink; the host defines the "
+            "details; see docs/host.md")),
+    CALL(VSQEL_GetLSTeamingPolicyTable,
+        "Reads the named teaming policies for logical switches that are in force on a running switch; "
+        "VSDVS_GetLSTeamingPolicyTable reads the configured ones.",
+        IN(switch_name, char *), OUT(table, LSTeamTable **),
+        REMARKS(
+            "Gives [status, table]: an LSTeamTable with numLSTeam policies, not owned by its proxy: release it "
+            "with VSQEL_FreeMemory. "
+            "Uplink ports that the switch does not have are left out. "
+            "switch_name is only read. "
+            "QEL_NOT_FOUND: no such switch.")),
+    CALL(VSQEL_GetPortLSTeamingPolicyName,
+        "Tells which named teaming policy for logical switches is in force on a port.",
+        IN(port_id, qel_SwitchPortID,
+            "numeric identifier of the port (0 to 4294967295, else OverflowError), not its identifier text"),
+        OUT_TEXT(policy_name, 136),
+        REMARKS(
+            "Gives [status, policy_name]: LSTeamPolicy.name of the policy, at most 136 bytes; empty unless the "
+            "port chose a policy that the switch has. "
+            "QEL_NOT_FOUND: no such port.")),
+    CALL(VSQEL_GetServicePortTeamingStats,
+        "Reads the counters of the teaming decisions for the service port of a switch: packets sent from it and by "
+        "whose policy, errors, packets received for it.",
+        IN(switch_name, char const *),
+        IN(stats, VSServicePortTeamingStats *,
+            "VSServicePortTeamingStats of the caller (new_VSServicePortTeamingStats), filled in place; the host "
+            "defines the details; see docs/host.md")),
+    CALL(VSQEL_GetSwitchMACLearningInfo,
+        "Reads the MAC learning state of a whole switch: aging time and limit in force, numbers of learning ports "
+        "and learned addresses, policy and counters of the uplink team.",
+        IN(switch_name, char const *),
+        IN(info, VSMACLearningSwitchInfo *,
+            "VSMACLearningSwitchInfo of the caller (new_VSMACLearningSwitchInfo), filled in place; the host "
+            "defines the details; see docs/host.md")),
+    CALL(VSQEL_GetMACLearningAllPorts,
+        "Reads the MAC learning policy in force on each port of a switch.",
+        IN(switch_name, char const *), OUT(entries, VSMACLearningEntries **),
+        REMARKS(
+            "Gives [status, entries]: a VSMACLearningEntries whose numEntries entries pair a numeric port "
+            "identifier with a VSPMACLearning, not owned by its proxy: release it with VSQEL_FreeMemory. "
+            "Which ports it lists: the host defines the details; see docs/host.md.")),
+    CALL(VSQEL_GetSwitchMACLearningStats,
+        "Reads the MAC learning counters of a switch port by port.",
+        IN(switch_name, char const *), OUT(stats, VSMACLearningStats **),
+        REMARKS(
+            "Gives [status, stats]: a VSMACLearningStats whose numEntries entries pair a numeric port identifier "
+            "with a VSPMACLearningStats, not owned by its proxy: release it with VSQEL_FreeMemory. "
+            "Which ports it lists: the host defines the details; see docs/host.md.")),
+    CALL(VSQEL_GetPortMACLearningStats,
+        "Reads the MAC learning counters of one port: addresses learned at present, packets let through or dropped "
+        "unlearned, moves.",
+        IN(switch_name, char const *),
+        IN(dvport_id, char const *, "identifier of the port"),
+        IN(stats, VSPMACLearningStats *,
+            "VSPMACLearningStats of the caller (new_VSPMACLearningStats), filled in place; the host defines the "
+            "details; see docs/host.md")),
+    CALL(VSQEL_GetMACTable,
+        "Reads the MAC address table of a switch: behind which port each address lies, in which VLAN and overlay "
+        "network.",
+        IN(switch_name, char const *),
+        IN(address_type, VSMACAddrType,
+            "kind of address, one of VS_MAC_ADDR_TYPE_*; one byte reaches the library, so that 256 means 0 "
+            "(VS_MAC_ADDR_TYPE_STATIC)"),
+        OUT(table, VSMACTable **),
+        REMARKS(
+            "Gives [status, table]: a VSMACTable with numEntries VSMACEntry records, not owned by its proxy: "
+            "release it with VSQEL_FreeMemory. "
+            "Which addresses it holds: the host defines the details; see docs/host.md.")),
+    CALL(VSQEL_GetTeamMACTable,
+        "Reads the MAC addresses that a switch knows behind its uplink team, that is, in the physical network.",
+        IN(switch_name, char const *),
+        IN(address_type, VSMACAddrType,
+            "kind of address, one of VS_MAC_ADDR_TYPE_*; one byte reaches the library, so that 256 means 0 "
+            "(VS_MAC_ADDR_TYPE_STATIC)"),
+        OUT(table, VSMACTable **),
+        REMARKS(
+            "Gives [status, table]: a VSMACTable with numEntries VSMACEntry records, not owned by its proxy: "
+            "release it with VSQEL_FreeMemory. "
+            "Which addresses it holds: the host defines the details; see docs/host.md.")),
+    CALL(VSQEL_GetPortMACTable,
+        "Reads the MAC addresses that a switch knows behind one port.",
+        IN(switch_name, char const *),
+        IN(dvport_id, char const *, "identifier of the port"),
+        IN(address_type, VSMACAddrType,
+            "kind of address, one of VS_MAC_ADDR_TYPE_*; one byte reaches the library, so that 256 means 0 "
+            "(VS_MAC_ADDR_TYPE_STATIC)"),
+        OUT(table, VSMACTable **),
+        REMARKS(
+            "Gives [status, table]: a VSMACTable with numEntries VSMACEntry records, not owned by its proxy: "
+            "release it with VSQEL_FreeMemory. "
+            "Which addresses it holds: the host defines the details; see docs/host.md.")),
+    CALL(VSQEL_SetPortMACTable,
+        "Adds an address to the MAC table of a port by hand, so that it need not be learned (VS_MAC_ADDR_TYPE_USER).",
+        IN(switch_name, char const *),
+        IN(dvport_id, char const *, "identifier of the port"),
+        IN(entry, VSMACEntry const *,
+            "VSMACEntry with the address, VLAN ID and overlay network (new_VSMACEntry, set_mac_address); only read"),
+        REMARKS("Which fields count: the host defines the details; see docs/host.md.")),
+    CALL(VSQEL_ClearPortMACTable,
+        "Removes an address from the MAC table of a port, as VSQEL_SetPortMACTable adds one.",
+        IN(switch_name, char const *),
+        IN(dvport_id, char const *, "identifier of the port"),
+        IN(entry, VSMACEntry const *,
+            "VSMACEntry that names the address, VLAN ID and overlay network to remove; only read"),
+        REMARKS("Which entries match and whether it may be None: the host defines the details; see docs/host.md.")),
+    CALL(VSQEL_GetStaticLectx,
+        "Reads the static entries of the logical switch forwarding table: addresses bound to a port, an overlay "
+        "network and a set of VLANs without being learned.",
+        IN(switch_name, char const *), OUT(entries, VSStaticLeCtxEntries **),
+        REMARKS(
+            "Gives [status, entries]: a VSStaticLeCtxEntries with numEntries VSStaticLEEntry records, not owned by "
+            "its proxy: release it with VSQEL_FreeMemory. "
+            "Which entries there are: the host defines the details; see docs/host.md.")),
+    CALL(VSQEL_GetPortStaticLectx,
+        "Reads the static entries of the logical switch forwarding table that belong to one port.",
+        IN(switch_name, char const *),
+        IN(dvport_id, char const *, "identifier of the port"),
+        OUT(entries, VSStaticLeCtxEntries **),
+        REMARKS(
+            "Gives [status, entries]: a VSStaticLeCtxEntries with numEntries VSStaticLEEntry records, not owned by "
+            "its proxy: release it with VSQEL_FreeMemory. "
+            "Which entries there are: the host defines the details; see docs/host.md.")),
+    CALL(VSQEL_GetL2Security,
+        "Reads the layer-2 security policy in force on each port of a switch: what is refused of promiscuous mode, "
+        "changed and forged source addresses.",
+        IN(switch_name, char const *), OUT(security, VSL2Security **),
+        REMARKS(
+            "Gives [status, security]: a VSL2Security whose numEntries entries pair a numeric port identifier with "
+            "VSPORT_SECURITY_* flags, not owned by its proxy: release it with VSQEL_FreeMemory. "
+            "It lists the ports with a client that is no uplink. "
+            "QEL_NOT_FOUND: no such switch.")),
+    CALL(VSQEL_GetRARPStats,
+        "Reads the counters of the reverse ARP packets (RFC 903) by which a switch tells the physical network behind "
+        "which uplink its addresses now lie.",
+        IN(switch_name, char const *),
+        IN(stats, VSRARPStats *,
+            "VSRARPStats of the caller (new_VSRARPStats), filled in place; the host defines the details; see "
+            "docs/host.md")),
+    CALL(VSQEL_GetMcastFilterMode,
+        "Reads how a running switch filters multicast traffic.",
+        IN(switch_name, char const *), OUT(mode, VSMcastFilterMode *),
+        REMARKS(
+            "Gives [status, mode]: the mode in effect, VS_MCAST_FILTER_MODE_LEGACY (by hardware address) or "
+            "VS_MCAST_FILTER_MODE_SNOOPING (by IGMP and MLD group membership), or another value set with "
+            "VSDVS_SetMcastFilterMode. "
+            "QEL_NOT_FOUND: no such switch.")),
+    CALL(VSQEL_GetMcastFilters,
+        "Lists the multicast addresses that a port receives.",
+        IN(switch_name, char const *),
+        IN(port_id, qel_SwitchPortID, "number of the port"),
+        IN(mode, VSMcastFilterMode,
+            "VS_MCAST_FILTER_MODE_LEGACY (hardware addresses), VS_MCAST_FILTER_MODE_IGMP (IPv4 groups) or "
+            "VS_MCAST_FILTER_MODE_MLD (IPv6 groups)"),
+        OUT(filters, VSMcastFilters **),
+        REMARKS(
+            "Gives [status, filters]: a VSMcastFilters, read with get_mac_entry, get_ip_entry or get_ipv6_entry to "
+            "match, not owned by its proxy: release it with VSQEL_FreeMemory. "
+            "Empty unless the switch filters by this kind (VSDVS_SetMcastFilterMode). "
+            "QEL_NOT_FOUND: no such switch, or no such port on it. "
+            "QEL_BAD_PARAM: another mode.")),
+    CALL(VSQEL_GetMcastFilterStats,
+        "Reads the state of one multicast group on a port.",
+        IN(switch_name, char const *),
+        IN(port_id, qel_SwitchPortID, "number of the port"),
+        IN(mode, VSMcastFilterMode, "VS_MCAST_FILTER_MODE_IGMP or VS_MCAST_FILTER_MODE_MLD"),
+        RAW(group,
+            "the binary address in bytes (4 or 16), passed unchecked: a short one is read past its end; any other "
+            "object reaches the library as null and raises SystemError after the call"),
+        OUT(stats, VSMcastFilterStats **),
+        REMARKS(
+            "Gives [status, stats]: a VSMcastFilterStats, not owned by its proxy: release it with "
+            "VSQEL_FreeMemory. "
+            "QEL_NOT_FOUND: no such switch or port, the group is not joined, or the switch does not filter by this "
+            "kind. "
+            "QEL_BAD_PARAM: another mode.")),
+    CALL(VSQEL_GetDVMirrorSessionIDs,
+        "Lists the mirror sessions that run on a switch.",
+        IN(switch_name, char const *), OUT(session_ids, VSDVMirrorSessionIDs **),
+        REMARKS(
+            "Gives [status, session_ids]: a VSDVMirrorSessionIDs with numEntries identifiers, not owned by its "
+            "proxy: release it with VSQEL_FreeMemory. "
+            "Sessions run unless VS_DVMIRROR_FLAG_DISABLED is set; legacy_promiscuous runs while there is a "
+            "promiscuous port. "
+            "QEL_NOT_FOUND: no such switch.")),
+    CALL(VSQEL_GetDVMirrorSessionStats,
+        "Reads the packet counters and the display name of one mirror session.",
+        IN(switch_name, char const *),
+        IN(session_id, char const [32],
+            "identifier of the session (DVMirrorSession.sid), at most 31 bytes, else TypeError; None is the empty "
+            "text"),
+        IN(stats, VSDVMirrorSessionStats *,
+            "VSDVMirrorSessionStats of the caller (new_VSDVMirrorSessionStats), filled in place"),
+        REMARKS("QEL_NOT_FOUND: no such switch or session.")),
+    CALL(VSQEL_GetPromiscSessionActiveDsts,
+        "Lists the ports that receive all traffic of a switch at present because their client is in promiscuous "
+        "mode; internally they are the destinations of a mirror session.",
+        IN(switch_name, char const *), OUT(destinations, VSPromiscSessionActiveDsts **),
+        REMARKS(
+            "Gives [status, destinations]: a VSPromiscSessionActiveDsts with numEntries numeric port identifiers, "
+            "not owned by its proxy: release it with VSQEL_FreeMemory. "
+            "Its security policy must allow it (VSPORT_SECURITY_DISALLOW_PROMISC). "
+            "QEL_NOT_FOUND: no such switch.")));
 
 }  // namespace vswitchpy
 

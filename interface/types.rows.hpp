@@ -21,8 +21,12 @@ inline constexpr std::array scalar_types = {
     TYPE(unsigned char, "qel_uint8 *|qel_PortsetResPoolPriorityTag *|unsigned char *"),
     TYPE(short, "qel_int16 *|short *"),
     TYPE(unsigned short, "qel_VlanID *|qel_uint16 *|unsigned short *"),
-    TYPE(int, "qel_int32 *|qel_ModuleID *|qel_WorldID *|qel_PortsetResPoolLimit *|qel_PortsetResPoolReservation *|qel_PortsetResPoolQueueDepth *|int *"),
-    TYPE(unsigned int, "qel_uint32 *|qel_SwitchPortID *|qel_IPv4Address *|qel_ByteCountSmall *|qel_revnum *|qel_LinkSpeed *|qel_PortsetResPoolShares *|unsigned int *"),
+    TYPE(int,
+         "qel_int32 *|qel_ModuleID *|qel_WorldID *|qel_PortsetResPoolLimit *|qel_PortsetResPoolReservation *|"
+         "qel_PortsetResPoolQueueDepth *|int *"),
+    TYPE(unsigned int,
+         "qel_uint32 *|qel_SwitchPortID *|qel_IPv4Address *|qel_ByteCountSmall *|qel_revnum *|qel_LinkSpeed *|"
+         "qel_PortsetResPoolShares *|unsigned int *"),
     TYPE(long, "ssize_t *|long *"),
     TYPE(std::size_t, "size_t *"),
     TYPE(long long, "qel_int64 *|long long *"),

@@ -31,24 +31,36 @@
   }
 #define METHOD(name, function, ...) ::vswitchpy::method<&function, Self>(#name, self_type, __VA_ARGS__)
 
-// Each call is written CALL(function, "what it does", arguments ...), the arguments in native order.
+// Each call is written CALL(function, "what it does", arguments and notes ...), the arguments in native order. An
+// argument may end with what it means; those of the glossary mean the same everywhere.
 #define CALL(function, ...) ::vswitchpy::call<&::function>(#function, __VA_ARGS__)
 // Likewise for a function of this module that is not exported under the script's name.
 #define HELPER(name, function, ...) ::vswitchpy::call<&function>(#name, __VA_ARGS__)
 // The proxy of the result owns it.
 #define OWNED_RESULT(row) ::vswitchpy::owned_result(row)
 #define OVERLOAD(function, ...) ::vswitchpy::overload<&::function>(#function, __VA_ARGS__)
-#define IN(name, type) ::vswitchpy::input<type>(#name, #type)
+#define IN(name, type, ...) ::vswitchpy::input<type>(#name, #type __VA_OPT__(, ) __VA_ARGS__)
 // A pointer that must not be null.
-#define IN_PRESENT(name, type) ::vswitchpy::value_input<std::remove_pointer_t<type>>(#name, #type)
-#define IN_DISOWNED(name, record) ::vswitchpy::disowned_input<record>(#name, #record " *")
-#define IN_VALUE(name, record) ::vswitchpy::value_input<record>(#name, #record)
-#define RAW(name) ::vswitchpy::untyped_input<void const *>(#name, ::vswitchpy::Typemap::raw_bytes)
-#define RAW_OR_TEXT(name) ::vswitchpy::untyped_input<void const *>(#name, ::vswitchpy::Typemap::raw_bytes_or_text)
-#define SIX_BYTES(name) ::vswitchpy::untyped_input<unsigned char const *>(#name, ::vswitchpy::Typemap::six_bytes)
-#define OUT(name, type) ::vswitchpy::output<type, std::remove_pointer_t<type>>(#name, #type)
-#define OUT_AS(name, type, wrapped) ::vswitchpy::output<type, wrapped>(#name, #type)
-#define OUT_TEXT(name, capacity) ::vswitchpy::text_output(#name, capacity)
+#define IN_PRESENT(name, type, ...) \
+  ::vswitchpy::value_input<std::remove_pointer_t<type>>(#name, #type __VA_OPT__(, ) __VA_ARGS__)
+#define IN_DISOWNED(name, record, ...) \
+  ::vswitchpy::disowned_input<record>(#name, #record " *" __VA_OPT__(, ) __VA_ARGS__)
+#define IN_VALUE(name, record, ...) ::vswitchpy::value_input<record>(#name, #record __VA_OPT__(, ) __VA_ARGS__)
+#define RAW(name, ...) \
+  ::vswitchpy::untyped_input<void const *>(#name, ::vswitchpy::Typemap::raw_bytes __VA_OPT__(, ) __VA_ARGS__)
+#define RAW_OR_TEXT(name, ...) \
+  ::vswitchpy::untyped_input<void const *>(#name, ::vswitchpy::Typemap::raw_bytes_or_text __VA_OPT__(, ) __VA_ARGS__)
+#define SIX_BYTES(name, ...) \
+  ::vswitchpy::untyped_input<unsigned char const *>(#name, ::vswitchpy::Typemap::six_bytes __VA_OPT__(, ) __VA_ARGS__)
+#define OUT(name, type, ...) \
+  ::vswitchpy::output<type, std::remove_pointer_t<type>>(#name, #type __VA_OPT__(, ) __VA_ARGS__)
+#define OUT_AS(name, type, wrapped, ...) ::vswitchpy::output<type, wrapped>(#name, #type __VA_OPT__(, ) __VA_ARGS__)
+#define OUT_TEXT(name, capacity, ...) ::vswitchpy::text_output(#name, capacity __VA_OPT__(, ) __VA_ARGS__)
+// What comes of the call: outputs, statuses, and what else there is to know.
+#define REMARKS(doc)     \
+  ::vswitchpy::Remarks { \
+    doc                  \
+  }
 
 #define TYPE(pointee, display)                     \
   ::vswitchpy::TypeRow {                           \

@@ -21,4 +21,5 @@
 #undef OUT
 #undef OUT_AS
 #undef OUT_TEXT
+#undef REMARKS
 #undef TYPE

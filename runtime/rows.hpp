@@ -189,6 +189,7 @@ struct ArgumentRow {
   Typemap typemap{};
   Scalar scalar{};
   std::uint16_t capacity = 0;  // of texts in fixed room, without the terminator that outputs add
+  Doc doc;                     // empty where the glossary has the name, or the call's own text says it
 };
 
 // An argument row with the native type that it stands for.
@@ -218,31 +219,33 @@ consteval ArgumentRow classify_input(ArgumentRow row) {
 }
 
 template <class Stated>
-consteval auto input(std::string_view name, std::string_view type) {
+consteval auto input(std::string_view name, std::string_view type, Doc doc = {}) {
   ArgumentRow row;
   row.name = name;
+  row.doc = doc;
   row.type = type;
   return Argument<typename ParameterType<Stated>::Type>{classify_input<Stated>(row)};
 }
 
 template <class Record>
-consteval auto disowned_input(std::string_view name, std::string_view type) {
-  auto argument = input<Record *>(name, type);
+consteval auto disowned_input(std::string_view name, std::string_view type, Doc doc = {}) {
+  auto argument = input<Record *>(name, type, doc);
   argument.row.typemap = Typemap::disowned_pointer;
   return argument;
 }
 
 template <class Record>
-consteval auto value_input(std::string_view name, std::string_view type) {
-  auto argument = input<Record *>(name, type);
+consteval auto value_input(std::string_view name, std::string_view type, Doc doc = {}) {
+  auto argument = input<Record *>(name, type, doc);
   argument.row.typemap = Typemap::record_value;
   return argument;
 }
 
 template <class Native>
-consteval auto untyped_input(std::string_view name, Typemap typemap) {
+consteval auto untyped_input(std::string_view name, Typemap typemap, Doc doc = {}) {
   ArgumentRow row;
   row.name = name;
+  row.doc = doc;
   row.typemap = typemap;
   if (typemap == Typemap::six_bytes) {
     row.type = "(unsigned char *mac_str, SIZE)";
@@ -253,10 +256,11 @@ consteval auto untyped_input(std::string_view name, Typemap typemap) {
 // `Wrapped` is the pointer type of the proxy returned, for the one call whose output is wrapped as
 // something else than it is.
 template <class Native, class Wrapped>
-consteval auto output(std::string_view name, std::string_view type) {
+consteval auto output(std::string_view name, std::string_view type, Doc doc = {}) {
   using Value = std::remove_pointer_t<Native>;
   ArgumentRow row;
   row.name = name;
+  row.doc = doc;
   row.type = type;
   if constexpr (std::is_pointer_v<Value>) {
     row.typemap = Typemap::record_output;
@@ -270,9 +274,10 @@ consteval auto output(std::string_view name, std::string_view type) {
   return Argument<Native>{row};
 }
 
-consteval auto text_output(std::string_view name, std::size_t capacity) {
+consteval auto text_output(std::string_view name, std::size_t capacity, Doc doc = {}) {
   ArgumentRow row;
   row.name = name;
+  row.doc = doc;
   row.type = "char *";
   row.typemap = Typemap::text_output;
   row.capacity = static_cast<std::uint16_t>(capacity);
@@ -305,10 +310,17 @@ struct CallRow {
   std::array<ArgumentRow, most_arguments> arguments{};
   Invoke invoke = nullptr;
   Doc doc;
+  Doc remarks;
+};
+
+// What a row says beside the arguments of its call.
+struct Remarks {
+  Doc doc;
+  consteval void add_to(CallRow &row) const { row.remarks = doc; }
 };
 
 template <class ResultType>
-consteval void classify_result(CallRow &row) {
+constexpr void classify_result(CallRow &row) {
   if constexpr (std::is_void_v<ResultType>) {
     row.result = Result::none;
   } else if constexpr (requires(ResultType made) { made.object; }) {
@@ -329,7 +341,7 @@ consteval void classify_result(CallRow &row) {
 }
 
 template <auto Function, class ResultType, class... Parameters, class... Natives>
-consteval CallRow call_row(ResultType (*function)(Parameters...), std::string_view name, Doc doc,
+constexpr CallRow call_row(ResultType (*function)(Parameters...), std::string_view name, Doc doc,
                            Argument<Natives>... arguments) {
   static_assert(sizeof...(Natives) == sizeof...(Parameters), "one argument row for each native parameter");
   static_assert(sizeof...(Natives) <= most_arguments);
@@ -345,9 +357,28 @@ consteval CallRow call_row(ResultType (*function)(Parameters...), std::string_vi
   return row;
 }
 
-template <auto Function, class... Arguments>
-consteval CallRow call(std::string_view name, Doc doc, Arguments... arguments) {
-  return call_row<Function>(Function, name, doc, arguments...);
+template <class Native>
+consteval auto arguments_among(Argument<Native> argument) {
+  return std::tuple(argument);
+}
+template <class Note>
+consteval auto arguments_among(Note /*note*/) {
+  return std::tuple();
+}
+template <class Native>
+consteval void add_note(CallRow & /*row*/, Argument<Native> /*argument*/) {}
+template <class Note>
+consteval void add_note(CallRow &row, Note note) {
+  note.add_to(row);
+}
+
+// The items are arguments in native order, and notes.
+template <auto Function, class... Items>
+consteval CallRow call(std::string_view name, Doc doc, Items... items) {
+  CallRow row = std::apply([&](auto... arguments) { return call_row<Function>(Function, name, doc, arguments...); },
+                           std::tuple_cat(arguments_among(items)...));
+  (add_note(row, items), ...);
+  return row;
 }
 
 consteval CallRow owned_result(CallRow row) {
@@ -355,19 +386,19 @@ consteval CallRow owned_result(CallRow row) {
   return row;
 }
 
-template <auto Function, class... Arguments>
-consteval CallRow overload(std::string_view name, Doc doc, Arguments... arguments) {
-  CallRow row = call_row<Function>(Function, name, doc, arguments...);
+template <auto Function, class... Items>
+consteval CallRow overload(std::string_view name, Doc doc, Items... items) {
+  CallRow row = call<Function>(name, doc, items...);
   row.overload = true;
   return row;
 }
 
 // A method's first native parameter is its record, which must not be null.
-template <auto Function, class Record, class... Arguments>
-consteval CallRow method(std::string_view name, std::string_view self_type, Doc doc, Arguments... arguments) {
+template <auto Function, class Record, class... Items>
+consteval CallRow method(std::string_view name, std::string_view self_type, Doc doc, Items... items) {
   auto self = input<Record *>("self", self_type);
   self.row.typemap = Typemap::self;
-  return call_row<Function>(Function, name, doc, self, arguments...);
+  return call<Function>(name, doc, self, items...);
 }
 
 // ---- records ---------------------------------------------------------------------------------------

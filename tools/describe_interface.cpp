@@ -3,6 +3,7 @@
 #include <iostream>
 #include <nlohmann/json.hpp>
 
+#include "interface/glossary.hpp"
 #include "interface/interface.hpp"
 
 namespace vswitchpy {
@@ -94,6 +95,15 @@ Json describe(const FieldRow &row) {
   return json;
 }
 
+std::string_view meaning(const ArgumentRow &row) {
+  if (!row.doc.text().empty() || is_output(row.typemap)) {
+    return row.doc.text();
+  }
+  const auto *term = std::find_if(std::begin(glossary), std::end(glossary),
+                                  [&](const Term &known) { return known.argument == row.name; });
+  return term == std::end(glossary) ? std::string_view() : term->meaning;
+}
+
 Json describe(const ArgumentRow &row) {
   Json json = {
       {"name", row.name}, {"type", row.type}, {"typemap", name_of(row.typemap)}, {"output", is_output(row.typemap)}};
@@ -106,15 +116,15 @@ Json describe(const ArgumentRow &row) {
   if (!row.pointee.empty()) {
     json["target"] = target(row.pointee);
   }
+  if (!meaning(row).empty()) {
+    json["doc"] = meaning(row);
+  }
   return json;
 }
 
 Json describe(const CallRow &row) {
-  Json json = {{"name", row.name},
-               {"result", name_of(row.result)},
-               {"overload", row.overload},
-               {"arguments", Json::array()},
-               {"doc", row.doc.text()}};
+  Json json = {{"name", row.name},           {"result", name_of(row.result)}, {"overload", row.overload},
+               {"arguments", Json::array()}, {"doc", row.doc.text()},         {"remarks", row.remarks.text()}};
   if (row.result == Result::scalar) {
     json["scalar"] = name_of(row.result_scalar);
   }

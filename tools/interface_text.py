@@ -111,7 +111,7 @@ class Interface:
         else:
             value = "str" if result == "text" else self.proxy(call["target"])
         # The text says when there is nothing.
-        return f"{value} | None" if "None" in call["doc"] and value != "None" else value
+        return f"{value} | None" if "None" in self.meaning(call) and value != "None" else value
 
     def result_type(self, call):
         outputs = [self.output_type(argument) for argument in call["arguments"] if argument["output"]]
@@ -169,10 +169,15 @@ class Interface:
                 errors.add("TypeError for a text that is too long")
         return f"Raises {', '.join(sorted(errors, key=lambda text: (text[0] != 'T', text)))}." if errors else ""
 
+    def meaning(self, call):
+        """What a call does, what its arguments mean, and what comes of it."""
+        arguments = [f"{argument['name']}: {argument['doc']}." for argument in call["arguments"] if "doc" in argument]
+        return " ".join(filter(None, [call["doc"], *arguments, call["remarks"]]))
+
     def call_text(self, call):
-        parts = [call["doc"], self.error_text(call)]
+        parts = [self.meaning(call), self.error_text(call)]
         library_call = call["name"].startswith(("VSQEL_", "VSDVS_", "DVS"))
-        returns_status = call["name"].startswith(("VSQEL_", "VSDVS_", "DVSQEL_")) or "QEL_" in call["doc"]
+        returns_status = call["name"].startswith(("VSQEL_", "VSDVS_", "DVSQEL_")) or "QEL_" in self.meaning(call)
         if call["result"] == "scalar" and library_call and returns_status:
             parts.append(f"All statuses of the simulated host: {HOST_MANUAL}.")
         return " ".join(part for part in parts if part)

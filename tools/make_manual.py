@@ -260,7 +260,7 @@ class Reference:
         lines += [f"                 {signature}" for signature in signatures[1:]]
         lines.append("")
         for _, _, row in forms:
-            lines += [indented(self.text(row["doc"])), ""]
+            lines += [indented(self.text(self.interface.meaning(row))), ""]
         _, result, row = forms[0]
         errors = self.interface.error_text(row).removeprefix("Raises ")
         fields = [
@@ -331,7 +331,7 @@ class Reference:
         full = f"{record}_{row['name']}"
         return (
             f".. py:method:: {row['name']}({', '.join([*names, '/']) if names else ''}) -> {result}\n\n"
-            f"   {self.text(row['doc'])} {self.markup.plain(self.interface.error_text(row))}\n\n"
+            f"   {self.text(self.interface.meaning(row))} {self.markup.plain(self.interface.error_text(row))}\n\n"
             f"   Raw: ``{full}``.\n"
         )
 

@@ -4,6 +4,7 @@ import ast
 import importlib
 import inspect
 import itertools
+import json
 import re
 import textwrap
 
@@ -11,7 +12,7 @@ import _libvswitch
 import libvswitch
 import pytest
 from libvswitch import _iteration, _records
-from workspace import BUILD
+from workspace import BUILD, SOURCE
 
 STUBS = ast.parse((BUILD / "python" / "libvswitch" / "__init__.pyi").read_text())
 CLASSES = {node.name: node for node in STUBS.body if isinstance(node, ast.ClassDef)}
@@ -252,3 +253,40 @@ def test_texts_fit_their_lines():
     for name, value, _ in documented():
         for line in textwrap.dedent(value.__doc__).splitlines():
             assert len(line) <= 120, name
+
+
+# ---- the rows --------------------------------------------------------------------------------------------------
+
+
+def rows_of_the_interface():
+    return sorted([*SOURCE.glob("interface/*.rows.hpp"), *SOURCE.glob("extensions/*.rows.hpp")])
+
+
+def test_rows_fit_on_a_screen():
+    assert len(rows_of_the_interface()) > 9
+    for file in rows_of_the_interface():
+        long = [number for number, line in enumerate(file.read_text().splitlines(), 1) if len(line) > 120]
+        assert long == [], file.name
+
+
+def test_what_every_call_means_by_an_argument_is_said_once():
+    rows = "".join(file.read_text() for file in rows_of_the_interface())
+    for name, meaning in re.findall(r'{"(\w+)", "(.*)"}', (SOURCE / "interface" / "glossary.hpp").read_text()):
+        assert rows.count(f'IN({name}, char const *, "{meaning}') == 0
+        assert sum(f"{name}: {meaning}." in texts_of(node) for _, node in own_functions()) >= 8, name
+
+
+def texts_of(node):
+    return " ".join(ast.get_docstring(node).split())
+
+
+def test_inputs_of_the_library_calls_are_explained():
+    with open(BUILD / "interface.json", encoding="utf-8") as source:
+        calls = [call for call in json.load(source)["calls"] if call["name"].startswith(("VSQEL_", "VSDVS_", "DVS"))]
+    assert len(calls) > 150
+    for call in calls:
+        text = " ".join(getattr(libvswitch, call["name"]).__doc__.split())
+        for argument in call["arguments"]:
+            if not argument["output"] and call["name"] != "VSQEL_GetSwitchesPy":
+                assert re.search(rf"\b{argument['name']}\b", text), (call["name"], argument["name"])
+                assert f"{argument['name']}: {argument.get('doc', '')}" in text or "doc" not in argument
