@@ -5,10 +5,9 @@ Usage: full_disk.py FOLDER LOGS. The folder is where the file system is mounted;
 import os
 import pathlib
 import sys
-import time
 
 sys.path.insert(0, str(pathlib.Path(__file__).parents[1] / "support"))
-from load import differences, make_host, start_workers  # noqa: E402 - found by the line above
+from load import PATIENCE, differences, make_host, start_workers  # noqa: E402 - found by the line above
 
 PROCESSES = 4
 
@@ -25,19 +24,21 @@ def fill(path: pathlib.Path) -> None:
 def main(folder: pathlib.Path, logs_folder: pathlib.Path) -> None:
     state_file = folder / "host.db"
     make_host(state_file)
-    workers = start_workers(PROCESSES, state_file, 2.0, logs_folder)
-    fill(folder / "filler")
-    time.sleep(0.7)
-    os.unlink(folder / "filler")
-    logs = []
+    workers = start_workers(PROCESSES, state_file, PATIENCE, logs_folder)
     for worker in workers:
-        worker.process.wait(timeout=60)
-        logs.append(worker.end())
+        worker.hear("working")
+    fill(folder / "filler")
+    for worker in workers:
+        worker.hear("troubled")
+    os.unlink(folder / "filler")
+    for worker in workers:
+        worker.hear("recovered")
+    logs = [worker.end() for worker in workers]
     assert [log["surprises"] for log in logs] == [[]] * PROCESSES
     assert {trouble for log in logs for trouble in log["troubles"]} == {"QEL_NO_SPACE_ON_DEVICE"}
     assert differences(state_file, logs) == []
-    final = start_workers(1, state_file, 0.5, logs_folder)[0]
-    final.process.wait(timeout=60)
+    final = start_workers(1, state_file, PATIENCE, logs_folder)[0]
+    final.hear("working")
     assert final.end()["troubles"] == {}
 
 

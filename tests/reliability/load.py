@@ -5,11 +5,15 @@ import contextlib
 import json
 import os
 import pathlib
+import select
 import sqlite3
 import subprocess
 import sys
 
 import workspace
+
+# Seconds for what takes milliseconds: only what hangs meets it.
+PATIENCE = 60
 
 PROGRAM = pathlib.Path(__file__).parent / "load_worker.py"
 
@@ -36,20 +40,29 @@ class Worker:
         self.process = subprocess.Popen(
             [sys.executable, str(PROGRAM), str(number), str(seconds), str(self.log_path)],
             env=dict(os.environ, PYTHONPATH=os.pathsep.join(workspace.SEARCH), VSWITCH_HOST=str(state_file)),
-            stdin=subprocess.PIPE, stdout=subprocess.PIPE, stderr=subprocess.PIPE, text=True,
+            stdin=subprocess.PIPE, stdout=subprocess.PIPE, stderr=subprocess.PIPE, bufsize=0,
         )
+        self.said = ""
 
-    def await_ready(self) -> None:
-        assert self.process.stdout.readline() == "ready\n", self.process.communicate(timeout=60)[1]
+    def listen(self) -> None:
+        """Reads what the process says next."""
+        said = os.read(self.process.stdout.fileno(), 1000).decode()
+        assert said, ("ended", self.process.communicate(timeout=PATIENCE)[1].decode())
+        self.said += said
+
+    def hear(self, word: str) -> None:
+        """Waits until the process has said it."""
+        while word not in self.said.split():
+            assert select.select([self.process.stdout], [], [], PATIENCE)[0], f"never {word}, only {self.said.split()}"
+            self.listen()
 
     def begin(self) -> None:
-        self.process.stdin.write("go\n")
-        self.process.stdin.flush()
+        self.process.stdin.write(b"go\n")
 
-    def end(self, timeout: float = 60) -> dict:
+    def end(self) -> dict:
         """Ends the work, and gives the log."""
-        _, errors = self.process.communicate(timeout=timeout)
-        assert self.process.returncode == 0, (self.process.returncode, errors)
+        _, errors = self.process.communicate(timeout=PATIENCE)
+        assert self.process.returncode == 0, (self.process.returncode, errors.decode())
         return json.loads(self.log_path.read_text(encoding="utf-8"))
 
 
@@ -59,10 +72,22 @@ def start_workers(
     """All at once. Their logs stand beside the state file, or in the folder that is given."""
     workers = [Worker(number, state_file, logs or state_file.parent, seconds) for number in range(count)]
     for worker in workers:
-        worker.await_ready()
+        worker.hear("ready")
     for worker in workers:
         worker.begin()
     return workers
+
+
+def somebody_says(workers: list[Worker], word: str, within: float) -> bool:
+    """Whether one of them has said it, or does in so many seconds."""
+    while not any(word in worker.said.split() for worker in workers):
+        talking, _, _ = select.select([worker.process.stdout for worker in workers], [], [], within)
+        if not talking:
+            return False
+        for worker in workers:
+            if worker.process.stdout in talking:
+                worker.listen()
+    return True
 
 
 def differences(state_file: pathlib.Path, logs: list[dict]) -> list[str]:

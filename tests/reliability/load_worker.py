@@ -2,11 +2,12 @@
 test_load.py and test_surroundings.py.
 
 Usage: load_worker.py WORKER SECONDS LOG. It opens the host, says "ready" and begins at a line on its standard input.
-Then it works until the time is over, or until its standard input ends. The log, in JSON: `slots` (the last
-acknowledged value of each of its own properties), `port` (whether its own port is there), `flips` (for each of the
-ports that all workers share: how often it was made, less how often it was removed), `reads` and `writes` (how long
-each took, in microseconds), `surprises` (calls that ended as they should not have), and `troubles` (how many calls
-each refusal met that only broken surroundings explain; those calls are not acknowledged)."""
+Then it works until the time is over, or until its standard input ends, and says, once each, when it has made some
+calls ("working"), when one met a trouble ("troubled"), and when a write succeeded after that ("recovered"). The log,
+in JSON: `slots` (the last acknowledged value of each of its own properties), `port` (whether its own port is there),
+`flips` (for each of the ports that all workers share: how often it was made, less how often it was removed), `reads`
+and `writes` (how long each took, in microseconds), `surprises` (calls that ended as they should not have), and
+`troubles` (how many calls each refusal met that only broken surroundings explain; those calls are not acknowledged)."""
 
 import collections
 import json
@@ -23,6 +24,8 @@ SHARED_PORTS = 16
 VALUE_SIZE = 200
 # What any call may return by the documentation.
 GENERAL = {m.QEL_BUSY, m.QEL_NO_SPACE_ON_DEVICE, m.QEL_READ_ONLY}
+# Calls that make a process one that is at work.
+WARM = 500
 
 
 class Worker:
@@ -31,6 +34,7 @@ class Worker:
         self.chance = random.Random(number)
         self.query = m.alloc_hnq_query(VALUE_SIZE)
         self.written = 0
+        self.said: set[str] = set()
         self.log = {
             "slots": {}, "port": False, "flips": [0] * SHARED_PORTS, "reads": [], "writes": [], "surprises": [],
             "troubles": collections.Counter(),
@@ -42,16 +46,27 @@ class Worker:
         try:
             result = getattr(m, name)(*arguments)
         except OSError as error:
-            self.log["troubles"][str(error)] += 1
+            self.trouble(str(error))
             return None
         self.log[kind].append((time.monotonic_ns() - began) // 1000)
         status = result[0] if isinstance(result, list) else result
         if status in GENERAL:
-            self.log["troubles"][m.QEL_ReturnStatusToString(status)] += 1
+            self.trouble(m.QEL_ReturnStatusToString(status))
             return None
+        if kind == "writes" and status == m.QEL_OK and self.log["troubles"]:
+            self.say("recovered")
         if status != m.QEL_OK and status not in admitted:
             self.log["surprises"].append(f"{name}{arguments}: {m.QEL_ReturnStatusToString(status)}")
         return status
+
+    def trouble(self, text: str) -> None:
+        self.log["troubles"][text] += 1
+        self.say("troubled")
+
+    def say(self, word: str) -> None:
+        if word not in self.said:
+            self.said.add(word)
+            print(word, flush=True)
 
     # ---- writes ----------------------------------------------------------------------------------------
 
@@ -123,9 +138,13 @@ def main(number: int, seconds: float, log_path: str) -> None:
     print("ready", flush=True)
     sys.stdin.readline()
     deadline = time.monotonic() + seconds
+    steps = 0
     while not is_over(deadline):
         for _ in range(50):
             worker.step()
+        steps += 50
+        if steps >= WARM:
+            worker.say("working")
     with open(log_path, "w", encoding="utf-8") as log:
         json.dump(worker.log, log)
 

@@ -8,11 +8,10 @@ import json
 import os
 
 import pytest
-from load import differences, make_host, start_workers
+from load import PATIENCE, differences, make_host, start_workers
 
 PROCESSES = int(os.environ.get("VSWITCHPY_LOAD_PROCESSES", "8"))
 SECONDS = float(os.environ.get("VSWITCHPY_LOAD_SECONDS", "3"))
-SECOND = 1_000_000  # in microseconds
 
 
 @pytest.fixture(scope="module")
@@ -23,7 +22,7 @@ def loaded(tmp_path_factory):
     workers = start_workers(PROCESSES, state_file, SECONDS)
     logs = []
     for worker in workers:
-        worker.process.wait(timeout=SECONDS + 60)
+        worker.process.wait(timeout=SECONDS + PATIENCE)
         logs.append(worker.end())
     report(logs)
     return state_file, logs
@@ -69,7 +68,6 @@ def test_nobody_starves(loaded):
     _, logs = loaded
     calls = [len(log["reads"]) + len(log["writes"]) for log in logs]
     assert min(calls) >= sum(calls) / len(calls) / 4, calls
-    assert max(max(log["writes"]) for log in logs) < 5 * SECOND
 
 
 def test_the_log_does_not_stay(loaded):
