@@ -1,0 +1,74 @@
+// A frame on its way, and what forwarding reads in it.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <optional>
+#include <span>
+
+namespace forwarding {
+
+using Bytes = std::span<std::uint8_t const>;
+
+// The six bytes as a number, the first one highest. 0 is no address.
+using MacAddress = std::uint64_t;
+
+inline constexpr std::size_t mac_size = 6;
+inline constexpr std::size_t ethernet_size = 14;
+inline constexpr std::size_t tag_size = 4;
+
+inline constexpr std::uint16_t ethertype_vlan = 0x8100;
+inline constexpr std::uint16_t ethertype_provider_vlan = 0x88a8;
+inline constexpr std::uint16_t ethertype_double_vlan = 0x9100;
+inline constexpr std::uint16_t ethertype_ipv4 = 0x0800;
+inline constexpr std::uint16_t ethertype_ipv6 = 0x86dd;
+inline constexpr std::uint16_t ethertype_slow_protocols = 0x8809;
+
+inline constexpr MacAddress broadcast_address = 0xffffffffffff;
+
+constexpr bool is_group(MacAddress address) {
+  return (address >> 40 & 1) != 0;
+}
+
+constexpr std::uint8_t last_byte(MacAddress address) {
+  return static_cast<std::uint8_t>(address);
+}
+
+constexpr bool is_tag(std::uint16_t ethertype) {
+  return ethertype == ethertype_vlan || ethertype == ethertype_provider_vlan || ethertype == ethertype_double_vlan;
+}
+
+// The head of a frame (P-0). A frame without 14 bytes has none; one that is cut off within its outer tag is malformed.
+struct Header {
+  Bytes bytes;
+  MacAddress destination = 0;
+  MacAddress source = 0;
+  std::uint16_t tag = 0;         // PCP, DEI and VID of the outer tag
+  std::uint16_t inner_type = 0;  // the EtherType behind the outer tag, or that of an untagged frame
+  bool has_tag = false;
+  bool is_malformed = false;
+
+  std::uint16_t vid() const { return tag & 0xfff; }
+  std::uint8_t priority() const { return static_cast<std::uint8_t>(tag >> 12); }  // PCP and DEI
+  bool is_nested() const { return is_tag(inner_type); }
+  bool is_multicast() const { return is_group(destination) && destination != broadcast_address; }
+  // Where what follows the inner type begins.
+  std::size_t payload_at() const { return ethernet_size + (has_tag ? tag_size : 0); }
+  // The outer tag becomes payload (V-13).
+  void keep_tag();
+};
+
+// Of at least 14 bytes.
+Header read_header(Bytes bytes);
+
+// The length of the payload that the MTU limits; below 0 in a frame that is cut off within a tag.
+std::int64_t payload_length(Bytes bytes);
+
+// Source and destination of a valid IP header as one number: all their 32-bit words, XORed. None in a frame that is
+// not IP or cut short.
+std::optional<std::uint32_t> ip_words(Header const &header);
+
+// Source port << 16 | destination port; 0 unless TCP or UDP in an unfragmented packet.
+std::uint32_t transport_ports(Header const &header);
+
+}  // namespace forwarding
