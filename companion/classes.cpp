@@ -165,7 +165,7 @@ const char *qualified_name(const char *name) {
 
 bool register_class(RecordClass &kind, std::size_t registration) {
   auto *type = reinterpret_cast<PyObject *>(&kind.type);
-  PyObject *done = engine->call(registration, {&type, 1});
+  PyObject *done = engine->call(registration, {&type, 1}, NameEnd::slot);
   Py_XDECREF(done);
   return done != nullptr;
 }

@@ -16,8 +16,20 @@ PyObject *native_module = nullptr;  // `_libvswitch`
 PyObject *layer = nullptr;          // `libvswitch`
 PyObject *layer_name = nullptr;
 
+// A module that the interpreter has made from its copy of the dictionary does not know its definition; the functions
+// know the module that does.
+PyModuleDef *definition_of(PyObject *module) {
+  PyModuleDef *definition = PyModule_GetDef(module);
+  if (definition || PyErr_Occurred()) {
+    return definition;
+  }
+  PyObject *function = PyDict_GetItemString(PyModule_GetDict(module), "SWIG_PyInstanceMethod_New");
+  PyObject *maker = function && PyCFunction_Check(function) ? PyCFunction_GET_SELF(function) : nullptr;
+  return maker && PyModule_Check(maker) ? PyModule_GetDef(maker) : nullptr;
+}
+
 bool find_engine(PyObject *module) {
-  auto *definition = reinterpret_cast<ModuleDefinition *>(PyModule_GetDef(module));
+  auto *definition = reinterpret_cast<ModuleDefinition *>(definition_of(module));
   if (!definition || std::strcmp(definition->interpreter.m_name, "_libvswitch") != 0) {
     PyErr_SetString(PyExc_ImportError, "the companion layer belongs to the module _libvswitch");
     return false;

@@ -129,7 +129,7 @@ PyObject *call_function(MethodIndex method, Arguments arguments) {
   if (role == Role::takes_back && arguments.count == 1 && !may_be_given_back(arguments.items[0], method)) {
     return nullptr;
   }
-  PyObject *result = engine->call(method, arguments);
+  PyObject *result = engine->call(method, arguments, NameEnd::slot);
   if (!result) {
     return nullptr;
   }

@@ -4,6 +4,8 @@
 #include "constants/constants.hpp"
 #include "interface/switch_queries.h"
 
+#include <malloc.h>
+
 #include <cstdio>
 #include <cstdlib>
 
@@ -22,10 +24,10 @@ class RequestSize {
     return *this;
   }
 
-  // Null also when negative counts leave less than the record's fixed part.
+  // Null also when negative counts leave less than the `least` bytes.
   template <class Record>
-  Record *allocate() const {
-    if (!fits_ || bytes_ < static_cast<int>(sizeof(Record))) {
+  Record *allocate(std::size_t least = sizeof(Record)) const {
+    if (!fits_ || bytes_ < static_cast<int>(least)) {
       return nullptr;
     }
     return static_cast<Record *>(std::calloc(1, static_cast<std::size_t>(bytes_)));
@@ -92,12 +94,16 @@ void free_rtm_query(RTMIOCtlQuery *query) {
 }
 
 RTMModIOCtlQuery *alloc_rtm_mod_query(int module_count) {
-  auto *query = allocate_counted<RTMModIOCtlQuery>(module_count, sizeof(RTM_ModInfo));
+  // A negative count takes from the fixed part, down to nothing.
+  auto *query =
+      RequestSize(sizeof(RTMModIOCtlQuery)).add(module_count, sizeof(RTM_ModInfo)).allocate<RTMModIOCtlQuery>(0);
   if (!query) {
     report("Calloc failed for RTMModIOCtlQuery");
     return nullptr;
   }
-  query->numMod = static_cast<qel_uint32>(module_count);
+  if (malloc_usable_size(query) >= sizeof query->numMod) {
+    query->numMod = static_cast<qel_uint32>(module_count);
+  }
   return query;
 }
 

@@ -12,18 +12,18 @@ void report_invalid_index() {
   std::fputs("Invalid array index.", stdout);
 }
 
-TextObject switch_name(VSList *self, int index) {
+SlotText switch_name(VSList *self, int index) {
   constexpr std::size_t switch_width = 128;
   constexpr std::size_t alias_width = 81;
   // Signed, so that a negative index reads before the first name, and reported with a line end and without a
   // full stop: scripts of the platform rely on this method being the exception.
   if (index >= load<qel_int32>(self, offsetof(VSList, count))) {
     std::puts("Invalid array index");
-    return no_text();
+    return {};
   }
   const bool switches = load<int>(self, offsetof(VSList, listType)) == constant::VS_LIST_PS;
   const std::size_t width = switches ? switch_width : alias_width;
-  return slot_text(byte_at(self, element_offset(offsetof(VSList, switches), width, index)), width);
+  return slot_at(self, element_offset(offsetof(VSList, switches), width, index), width);
 }
 
 qel_SwitchPortID active_destination(VSPromiscSessionActiveDsts *self, int index) {

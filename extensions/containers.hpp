@@ -37,16 +37,17 @@ template <class Record, class Bound, std::size_t first, std::size_t stride, std:
 struct NameSlots {
   static int count(Record *self) { return Bound::count(self); }
 
-  static TextObject get(Record *self, int index) {
+  static SlotText get(Record *self, int index) {
     if (!Bound::holds(self, index)) {
       report_invalid_index();
-      return no_text();
+      return {};
     }
-    return slot_text(byte_at(self, element_offset(first, stride, index)), width);
+    return slot_at(self, element_offset(first, stride, index), width);
   }
 
   static TextObject get_silently(Record *self, int index) {
-    return Bound::holds(self, index) ? get(self, index) : no_text();
+    return Bound::holds(self, index) ? slot_text(byte_at(self, element_offset(first, stride, index)), width)
+                                     : no_text();
   }
 
   static void set(Record *self, int index, char const *text) {
@@ -73,7 +74,7 @@ using TeamUplinkNames = NameSlots<VSTeamPolicy, UpTo<31>, offsetof(VSTeamPolicy,
 using LogicalSwitchTeamUplinkNames = NameSlots<LSTeamPolicy, UpTo<31>, offsetof(LSTeamPolicy, uplinkPortName), 81>;
 
 // The one list whose slots have the width that its kind asks for.
-TextObject switch_name(VSList *self, int index);
+SlotText switch_name(VSList *self, int index);
 
 // ---- pattern 3: tables of whole records -----------------------------------------------------------------
 

@@ -5,6 +5,10 @@
 
 namespace vswitchpy {
 
+// The name that starts `offset` bytes into a record.
+inline SlotText slot_at(const void *record, std::int64_t offset, std::size_t width) {
+  return {reinterpret_cast<const char *>(byte_at(record, offset)), width};
+}
 // The name up to its terminator; one that fills its slot has none and is read whole.
 TextObject slot_text(const void *slot, std::size_t width);
 TextObject no_text();

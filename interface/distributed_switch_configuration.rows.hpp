@@ -174,14 +174,6 @@ inline constexpr auto distributed_switch_configuration = calls(
             "Gives [status, instruction_type]: QBR_RCF_INSN_TYPE_CBPF (classic BPF) or QBR_RCF_INSN_TYPE_EBPF "
             "(extended BPF). "
             "QEL_NOT_FOUND: no such switch.")),
-    CALL(VSDVS_FreeMemory,
-        "Releases a record or list that a call returned, exactly as VSQEL_FreeMemory.",
-        IN(memory, void *, "any proxy, whatever its type, or None, which is ignored"),
-        REMARKS(
-            "Gives None. "
-            "The proxy still holds the released address: neither it nor views into the record must be used or "
-            "released again. "
-            "Not for records that their proxy owns, nor for those of alloc_*.")),
     CALL(VSDVS_GetGlobProp,
         "Reads a property that a switch has on all its hosts.",
         IN(alias, char const *),
@@ -193,6 +185,14 @@ inline constexpr auto distributed_switch_configuration = calls(
         REMARKS(
             "QEL_NOT_FOUND: no such switch or property, or another owner. "
             "QEL_BUF_TOO_SMALL: too little room, the query stays as it was.")),
+    CALL(VSDVS_FreeMemory,
+        "Releases a record or list that a call returned, exactly as VSQEL_FreeMemory.",
+        IN(memory, void *, "any proxy, whatever its type, or None, which is ignored"),
+        REMARKS(
+            "Gives None. "
+            "The proxy still holds the released address: neither it nor views into the record must be used or "
+            "released again. "
+            "Not for records that their proxy owns, nor for those of alloc_*.")),
     CALL(VSDVS_SetGlobProp,
         "Writes a property that a switch has on all its hosts.",
         IN(alias, char const *),

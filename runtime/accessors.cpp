@@ -113,6 +113,19 @@ PyObject *write_character_array(const FieldEntry &field, void *record, PyObject 
   return outcome == Outcome::ok ? none() : value_error(field, outcome);
 }
 
+// An array is copied element by element, ascending. Where it begins within the source, that is not what a copy as a
+// whole leaves.
+void copy_elements(std::uint8_t *array, const std::uint8_t *source, const FieldEntry &field) {
+  const bool begins_within = array > source && array < source + field.place.size;
+  if (!begins_within || field.place.kind == FieldKind::embedded_record) [[likely]] {
+    std::memmove(array, source, field.place.size);
+    return;
+  }
+  for (std::size_t at = 0; at < field.place.size; at += field.element_size) {
+    std::memmove(array + at, source + at, field.element_size);
+  }
+}
+
 // Copies as many bytes as the field has from where the value points.
 PyObject *write_copy(const FieldEntry &field, void *record, PyObject *object) {
   void *source = nullptr;
@@ -125,8 +138,7 @@ PyObject *write_copy(const FieldEntry &field, void *record, PyObject *object) {
                : null_variable_error(text_at(field.name), text_at(field.type));
   }
   if (record) {
-    // The source may be this very field.
-    std::memmove(field_address(record, field), source, field.place.size);
+    copy_elements(field_address(record, field), static_cast<const std::uint8_t *>(source), field);
   }
   return none();
 }

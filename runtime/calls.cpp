@@ -13,7 +13,7 @@ constexpr std::size_t longest_fixed_text = 256;
 // Everything that one call holds. Trivial on purpose: an abort leaves it without running a destructor.
 struct Frame {
   Slot slots[most_arguments];
-  Slot result;
+  Slot result[2];  // the second one for the width of a name's slot
   struct Text {
     char *copy;
     std::size_t size;
@@ -184,11 +184,18 @@ bool convert_arguments(Frame &frame, const CallEntry &call, Arguments arguments,
   return true;
 }
 
-PyObject *result_to_python(const CallEntry &call, const Slot &result) {
+// A name that fills its slot has no terminator there.
+PyObject *name_to_python(const char *text, std::size_t width, NameEnd name_end) {
+  return text && name_end == NameEnd::slot ? text_to_python(text, SWIG_strnlen(text, width)) : text_to_python(text);
+}
+
+PyObject *result_to_python(const CallEntry &call, const Slot (&results)[2], NameEnd name_end) {
+  const Slot &result = results[0];
   switch (call.result) {
     case Result::none: return Py_NewRef(Py_None);
     case Result::scalar: return scalar_to_python(result.address(), call.result_scalar);
     case Result::text: return text_to_python(result.get<const char *>());
+    case Result::slot_text: return name_to_python(result.get<const char *>(), results[1].get<std::size_t>(), name_end);
     case Result::borrowed_pointer:
       return new_proxy(result.get<void *>(), descriptor(call.result_pointee), Ownership::borrowed);
     case Result::owned_pointer: {
@@ -239,7 +246,7 @@ PyObject *result_list(Frame &frame, const CallEntry &call, PyObject *status) {
 
 }  // namespace
 
-PyObject *call_bridged(const CallEntry &call, Arguments arguments) {
+PyObject *call_bridged(const CallEntry &call, Arguments arguments, NameEnd name_end) {
   if (arguments.count != call.input_count) [[unlikely]] {
     return argument_count_error(arguments, call.input_count, text_at(call.name));
   }
@@ -254,9 +261,9 @@ PyObject *call_bridged(const CallEntry &call, Arguments arguments) {
     // The text copies stay: the library may have kept their addresses.
     return raise_aborted_call();
   }
-  call.invoke(frame.slots, &frame.result);
+  call.invoke(frame.slots, frame.result);
   leave_call(frame.outer);
-  PyObject *result = result_to_python(call, frame.result);
+  PyObject *result = result_to_python(call, frame.result, name_end);
   if (frame.output_count) {
     result = result_list(frame, call, result);
   }
@@ -313,7 +320,7 @@ PyObject *call_overloaded(const CallEntry *forms, Arguments arguments) {
   for (std::size_t form = 0; form < count; ++form) {
     const Outcome outcome = form_fits(forms[form], arguments);
     if (outcome == Outcome::ok) {
-      return call_bridged(forms[form], arguments);
+      return call_bridged(forms[form], arguments, NameEnd::terminator);
     }
     if (outcome == Outcome::memory_error) {
       return PyErr_NoMemory();

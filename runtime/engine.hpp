@@ -22,7 +22,7 @@ struct Engine {
   swig_type_info *(*find_descriptor)(const char *mangled_name);
   PyObject *(*read_field)(const FieldEntry &field, void *record);
   PyObject *(*write_field)(const FieldEntry &field, void *record, PyObject *value);
-  PyObject *(*call)(std::size_t method, Arguments arguments);
+  PyObject *(*call)(std::size_t method, Arguments arguments, NameEnd name_end);
   PyObject *(*new_bare_proxy)(void *pointer, swig_type_info *type, Ownership ownership);
   PyObject *(*new_proxy)(void *pointer, swig_type_info *type, Ownership ownership);
   bool (*pointer_from)(PyObject *object, swig_type_info *type, Disown disown, void **pointer);

@@ -21,6 +21,7 @@ struct FieldEntry {
   FieldPlace place;
   TypeIndex self = no_type;
   TypeIndex pointee = no_type;
+  std::uint16_t element_size = 0;  // of arrays, which are copied element by element
 };
 
 struct RecordEntry {
@@ -71,7 +72,7 @@ PyObject *destruct(const RecordEntry &entry, Arguments arguments);
 PyObject *register_shadow_class(const RecordEntry &record, Arguments arguments);
 
 // Library calls, helpers and methods.
-PyObject *call_bridged(const CallEntry &call, Arguments arguments);
+PyObject *call_bridged(const CallEntry &call, Arguments arguments, NameEnd name_end);
 // `forms` are the two overloads of one function, in the order in which they are tried.
 PyObject *call_overloaded(const CallEntry *forms, Arguments arguments);
 

@@ -63,7 +63,11 @@ constexpr bool is_output(Typemap typemap) {
   return typemap >= Typemap::record_output;
 }
 
-enum class Result : std::uint8_t { none, scalar, text, borrowed_pointer, owned_pointer, object };
+enum class Result : std::uint8_t { none, scalar, text, slot_text, borrowed_pointer, owned_pointer, object };
+
+// Where a name ends that fills its slot: the module measures it up to its terminator and reads on into what follows, as
+// its scripts expect; the companion layer stops at the slot.
+enum class NameEnd : bool { terminator, slot };
 
 // One native argument or result, whatever its type.
 class Slot {
@@ -95,7 +99,8 @@ class Slot {
 
 inline constexpr std::size_t most_arguments = 8;
 
-// Calls the native function with its arguments from `slots` and leaves its result in `result`.
+// Calls the native function with its arguments from `slots` and leaves its result in `result`: one value, or a slot's
+// text and width.
 using Invoke = void (*)(const Slot *slots, Slot *result);
 
 }  // namespace vswitchpy

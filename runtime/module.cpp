@@ -52,7 +52,7 @@ PyObject *name_object(const char *name) {
 }
 
 // An item that cannot be made is left out; the next one is installed regardless. Names are not interned: that is half
-// of what 2,800 of them cost, and code that uses a name brings its own.
+// of what 1,000 of them cost, and code that uses a name brings its own.
 void install(PyObject *dictionary, const char *name, PyObject *value) {
   PyObject *key = value ? name_object(name) : nullptr;
   if (!key || PyDict_SetItem(dictionary, key, value) < 0) {
@@ -60,14 +60,6 @@ void install(PyObject *dictionary, const char *name, PyObject *value) {
   }
   Py_XDECREF(key);
   Py_XDECREF(value);
-}
-
-void install_functions(PyObject *module, PyObject *dictionary) {
-  PyObject *module_name = PyModule_GetNameObject(module);
-  for (PyMethodDef *method = module_methods; method->ml_name; ++method) {
-    install(dictionary, method->ml_name, PyCFunction_NewEx(method, module, module_name));
-  }
-  Py_XDECREF(module_name);
 }
 
 // The link object is made and installed as `cvar` just before its first variable is linked.
@@ -107,8 +99,9 @@ ModuleDefinition definition = [] {
   PyModuleDef module = {};
   module.m_base = PyModuleDef_HEAD_INIT;
   module.m_name = "_libvswitch";
-  // Not -1: the interpreter would keep a copy of the whole dictionary for further imports, which start anew instead.
-  module.m_size = 0;
+  // No state for each module: a further import in the process gets the same functions from the interpreter's copy.
+  module.m_size = -1;
+  module.m_methods = module_methods;
   return ModuleDefinition{module, &module_engine};
 }();
 
@@ -118,14 +111,12 @@ ModuleDefinition definition = [] {
 PyObject *PyInit__libvswitch() {
   using namespace vswitchpy;
   // 1. Method documentation that names pointer constants would be rewritten here; no method has any.
-  // 2. The module and its dictionary.
-  //    The functions are put into it directly: adding them as attributes would cost most of the import.
+  // 2. The module with its functions, and its dictionary.
   PyObject *module = PyModule_Create2(&definition.interpreter, PYTHON_API_VERSION);
   if (!module) {
     return nullptr;
   }
   PyObject *dictionary = PyModule_GetDict(module);
-  install_functions(module, dictionary);
   // 3. The type descriptors.
   register_types(module_types);
   // 4. Pointer and binary constants: there are none.

@@ -3,6 +3,7 @@
 
 #include <Python.h>
 
+#include <cstddef>
 #include <string_view>
 
 namespace vswitchpy {
@@ -11,6 +12,12 @@ namespace vswitchpy {
 template <class T>
 struct Owned {
   T *pointer;
+};
+
+// A name in a slot of fixed width; a null text is None.
+struct SlotText {
+  const char *text;
+  std::size_t width;
 };
 
 // What an extension returns when it makes the Python object itself: a new reference, or null with an error

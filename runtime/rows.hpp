@@ -109,6 +109,7 @@ struct FieldRow {
   std::string_view type{};     // as the interface spells it, for messages
   std::string_view pointee{};  // descriptor of what the getter's proxy points at; empty without one
   FieldPlace place{};
+  std::size_t element_size = 0;  // of an array
   bool read_only = false;
   Doc doc{};
 };
@@ -124,6 +125,7 @@ consteval FieldRow classify(FieldRow row) {
     using Element = typename ArrayTraits<Member>::Element;
     row.place.kind = std::is_same_v<Element, char> ? FieldKind::character_array : FieldKind::array;
     row.pointee = mangled_pointer<Element>;
+    row.element_size = sizeof(Element);
   } else if constexpr (std::is_same_v<Member, char *>) {
     row.place.kind = FieldKind::owned_text;
   } else if constexpr (std::is_pointer_v<Member>) {
@@ -293,6 +295,10 @@ constexpr Invoke make_invoke(ResultType (*)(Parameters...), std::index_sequence<
       result->set(Function(slots[I].template get<Parameters>()...).pointer);
     } else if constexpr (requires(ResultType made) { made.object; }) {
       result->set(Function(slots[I].template get<Parameters>()...).object);
+    } else if constexpr (std::is_same_v<ResultType, SlotText>) {
+      const SlotText name = Function(slots[I].template get<Parameters>()...);
+      result[0].set(name.text);
+      result[1].set(name.width);
     } else {
       result->set(Function(slots[I].template get<Parameters>()...));
     }
@@ -328,6 +334,9 @@ constexpr void classify_result(CallRow &row) {
     row.result_annotation = ResultType::annotation;
   } else if constexpr (std::is_same_v<ResultType, char const *>) {
     row.result = Result::text;
+  } else if constexpr (std::is_same_v<ResultType, SlotText>) {
+    row.result = Result::slot_text;
+    row.result_annotation = "str | None";
   } else if constexpr (requires(ResultType owned) { owned.pointer; }) {
     row.result = Result::owned_pointer;
     row.result_pointee = mangled_pointer<std::remove_pointer_t<decltype(ResultType::pointer)>>;

@@ -10,6 +10,7 @@ namespace vswitchpy {
 // Never defined: reached only while compiling a table that is wrong.
 void type_without_descriptor();
 void descriptor_declared_twice();
+void element_too_large();
 
 // ---- rows in flat form -------------------------------------------------------------------------------
 
@@ -207,6 +208,10 @@ struct Tables {
       entry.place = row.place;
       entry.self = type_index(record.mangled);
       entry.pointee = type_index(row.pointee);
+      entry.element_size = static_cast<std::uint16_t>(row.element_size);
+      if (entry.element_size != row.element_size) {
+        element_too_large();
+      }
       if (!row.read_only) {
         entry.setter_name = texts.add(record.name, "_", row.name, "_set");
         add_method(MethodKind::setter, index, entry.setter_name);
@@ -302,12 +307,12 @@ struct Tables {
 
   static constexpr auto method_entries = built.methods;
 
-  static PyObject *call(std::size_t method, Arguments arguments) {
+  static PyObject *call(std::size_t method, Arguments arguments, NameEnd name_end) {
     const MethodEntry &entry = method_entries[method];
     switch (entry.kind) {
       case MethodKind::setter: return set_field(fields[entry.index], arguments);
       case MethodKind::getter: return get_field(fields[entry.index], arguments);
-      case MethodKind::call: return call_bridged(calls[entry.index], arguments);
+      case MethodKind::call: return call_bridged(calls[entry.index], arguments, name_end);
       case MethodKind::overloaded_call: return call_overloaded(&calls[entry.index], arguments);
       case MethodKind::constructor: return construct(records[entry.index], arguments);
       case MethodKind::destructor: return destruct(records[entry.index], arguments);
@@ -317,7 +322,7 @@ struct Tables {
   }
 
   [[gnu::noinline]] static PyObject *call_with_tuple(std::size_t method, PyObject *tuple) {
-    return call(method, arguments_in(tuple));
+    return call(method, arguments_in(tuple), NameEnd::terminator);
   }
 
   // One thin function for each method: it only gives its position.

@@ -66,6 +66,7 @@ const char *name_of(Result result) {
     case Result::none: return "none";
     case Result::scalar: return "scalar";
     case Result::text: return "text";
+    case Result::slot_text: return "object";
     case Result::borrowed_pointer: return "borrowed pointer";
     case Result::owned_pointer: return "owned pointer";
     case Result::object: return "object";

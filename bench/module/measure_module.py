@@ -106,10 +106,10 @@ LOOPS = [
          counted=False),
 ]
 
-NATIVE_IMPORT = Row("import of the native module", {DEFAULT: 0.65, BUILTIN: 0.65}, "us")
-LAYER_IMPORT = Row("import of the layer, all classes", {DEFAULT: 0.45, BUILTIN: 1.1}, "us")
+NATIVE_IMPORT = Row("import of the native module", {DEFAULT: 0.80, BUILTIN: 0.80}, "us")
+LAYER_IMPORT = Row("import of the layer, all classes", {DEFAULT: 0.45, BUILTIN: 1.0}, "us")
 FIRST_USE = Row("first use of a class", {DEFAULT: None, BUILTIN: None}, "us")
-MEMORY = Row("peak memory added by the layer", {DEFAULT: 0.50, BUILTIN: 0.90}, "KiB")
+MEMORY = Row("peak memory added by the layer", {DEFAULT: 1.0, BUILTIN: 1.0}, "KiB")
 SIZE = Row("size of the native module", {DEFAULT: 0.40, BUILTIN: 0.40}, "KiB")
 LAYER_SIZE = Row("size of all the layer's files", {DEFAULT: None, BUILTIN: None}, "KiB")
 

@@ -90,7 +90,7 @@ def test_an_rtm_query_for_two_switches_has_281_bytes():
         ("alloc_ls_team_table", (1562943,)),
         ("alloc_rtm_query", (-1,)),
         ("alloc_rtm_query", (31580642,)),
-        ("alloc_rtm_mod_query", (-1,)),
+        ("alloc_rtm_mod_query", (-27,)),
         ("alloc_rtm_mod_query", (858993460,)),
     ],
 )
@@ -103,6 +103,16 @@ def test_negative_counts_that_leave_a_valid_size_are_kept():
     table = m.alloc_dvmirror_session_table(1, -1)
     assert content(table, 20 + 232 - 52)[:16] == MAGIC + struct.pack("<IIi", 0, 1, -1)
     m.free_dvmirror_session_table(table)
+
+
+@pytest.mark.parametrize("count", [-1, -2, -25, -26])
+def test_a_negative_number_of_modules_takes_from_the_fixed_part(count, printed):
+    query = m.alloc_rtm_mod_query(count)
+    size = 132 + 5 * count
+    assert content(query, max(size, 4))[:4] == struct.pack("<i", count)
+    assert set(content(query, size)[4:]) <= {0}
+    assert m.free_rtm_mod_query(query) is None
+    assert printed() == ""
 
 
 def test_a_property_query_has_a_cleared_value_of_its_own(printed):
@@ -194,6 +204,8 @@ def failing_allocator(tmp_path_factory):
     ("call", "size", "message"),
     [
         *((f"{name}{arguments}", size, NO_TABLE[name]) for name, arguments, size, _, _ in TABLES),
+        ("alloc_rtm_mod_query(-1)", 127, NO_TABLE["alloc_rtm_mod_query"]),
+        ("alloc_rtm_mod_query(-20)", 32, NO_TABLE["alloc_rtm_mod_query"]),
         ("alloc_hnq_query(70)", 12, "Calloc failed for HNQQuery"),
         ("alloc_hnq_query(777)", 777, "Calloc failed for property value"),
         ("alloc_vs_info()", 218, "malloc failed for VSInfo"),

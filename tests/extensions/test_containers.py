@@ -75,7 +75,7 @@ class Names(Memory):
 @pytest.mark.parametrize("slots", COUNTED + READ_ONLY + FIXED, ids=named)
 def test_names_are_read_from_their_slots(slots, place, printed):
     names = Names(slots, place)
-    texts = [b"vmnic0", b"", b"x" * slots.width]
+    texts = [b"vmnic0", b"", b"x" * (slots.width - 1)]
     for index, text in enumerate(texts):
         names.write(names.at(index), text.ljust(slots.width, b"\0"))
     assert [names.get(index) for index in range(3)] == [text.decode() for text in texts]
@@ -141,9 +141,17 @@ def test_a_name_of_81_characters_leaves_its_slot_without_a_terminator():
     ports = Names(COUNTED[1], 512)
     ports.set(0, "z" * 81)
     assert ports.read(ports.at(0), 82) == b"z" * 81 + b"\xaa"
-    assert ports.get(0) == "z" * 81
-    ports.write(ports.at(1), b"next\0")
-    assert ports.get(0) == "z" * 81
+
+
+@pytest.mark.parametrize("slots", COUNTED + READ_ONLY + FIXED, ids=named)
+def test_a_name_that_fills_its_slot_runs_on_up_to_the_next_terminator(slots, place, printed):
+    names = Names(slots, place)
+    names.write(names.at(0), b"z" * slots.width + b"next\0")
+    assert names.get(0) == "z" * slots.width + "next"
+    # Over more than one slot, too, and through bytes that are no UTF-8.
+    names.write(names.at(0), b"\xff" * (names.at(2) - names.at(0)) + b"end\0")
+    assert names.get(0) == "\udcff" * (names.at(2) - names.at(0)) + "end"
+    assert printed() == ""
 
 
 @pytest.mark.parametrize("slots", COUNTED, ids=named)
@@ -194,11 +202,13 @@ def test_names_in_a_record_of_its_own_can_be_used_through_a_class(script):
 def test_the_slots_of_a_switch_list_have_the_width_of_its_kind(kind, width, place, printed):
     memory = Memory(4096)
     memory.write(place, struct.pack("<ii", 3, kind))
-    for index, text in ((-1, b"before"), (0, b"vSwitch0"), (1, b"s" * width), (2, b"\xe9")):
+    for index, text in ((-1, b"before"), (0, b"vSwitch0"), (1, b"s" * (width - 1)), (2, b"\xe9")):
         memory.write(place + 8 + width * index, text.ljust(width, b"\0") if index >= 0 else text + b"\0")
     switches = memory.record("VSList", place)
     memory.write(place, struct.pack("<ii", 3, kind))
-    assert [m.VSList___getitem__(switches, index) for index in range(3)] == ["vSwitch0", "s" * width, "\udce9"]
+    assert [m.VSList___getitem__(switches, index) for index in range(3)] == ["vSwitch0", "s" * (width - 1), "\udce9"]
+    memory.write(place + 8 + 2 * width - 1, b"s")
+    assert m.VSList___getitem__(switches, 1) == "s" * width + "\udce9"
     assert printed() == ""
 
 

@@ -8,7 +8,7 @@ import re
 import _libvswitch as m
 import pytest
 from exact import raises
-from native_memory import proxy_at
+from native_memory import POINTER_OFFSET, proxy_at
 
 DATA = pathlib.Path(__file__).parent.parent / "data"
 FIELDS = list(csv.DictReader((DATA / "fields.tsv").open(), delimiter="\t"))
@@ -243,6 +243,43 @@ def test_arrays(row, memory):
         write(block.proxy, None)
     with raises(TypeError, message(row)):
         write(block.proxy, b"bytes")
+
+
+ARRAYS_OF_SOME = [row for row in FIELDS if kind_of(row) in ("array", "mac") and int(row["width"])]
+
+
+@pytest.mark.parametrize("row", ARRAYS_OF_SOME, ids=[f"{row['record']}.{row['field']}" for row in ARRAYS_OF_SOME])
+def test_arrays_are_copied_element_by_element_from_the_first(row, memory):
+    """Where source and field overlap, each element is stored before the next one is read."""
+    width, before = int(row["width"]), 512
+    length = int(re.search(r"\[(\d+)\]", row["type"]).group(1))
+    element = width // length
+    assert element * length == width
+    _, write = accessors(row)
+    block = ctypes.create_string_buffer(before + int(row["size"]) + width)
+    place = before + int(row["offset"])
+    start = ctypes.addressof(block)
+    proxy = proxy_at(start + before, row["record"])
+    other, elements = element_view(row, memory(row["record"])) if kind_of(row) == "array" else mac_view()
+    pattern = bytes((7 * i + i // 251) % 256 for i in range(len(block)))
+    for shift in (1, -1, element, -element, element + 1, 2 * element + 1, 1 - element, width - 1, 1 - width, width):
+        source = place - shift
+        if not 0 <= source <= len(block) - width:
+            continue
+        block[:] = pattern
+        expected = bytearray(pattern)
+        for i in range(length):
+            one = bytes(expected[source + element * i : source + element * (i + 1)])
+            expected[place + element * i : place + element * (i + 1)] = one
+        ctypes.c_void_p.from_address(id(elements) + POINTER_OFFSET).value = start + source
+        write(proxy, elements)
+        assert bytes(block) == bytes(expected), shift
+    del other
+
+
+def mac_view():
+    header = m.new_qel_EthHdr()
+    return header, m.qel_EthHdr_daddr_get(header)
 
 
 @of_kind("mac")

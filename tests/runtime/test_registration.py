@@ -1,10 +1,99 @@
 """Module initialisation and the type registry that wrapper modules share."""
 
+import ctypes
 import shutil
 
 import _libvswitch
 import registry
 from workspace import BUILD, SOURCE
+
+
+class MethodDefinition(ctypes.Structure):
+    _fields_ = [
+        ("name", ctypes.c_char_p),
+        ("function", ctypes.c_void_p),
+        ("flags", ctypes.c_int),
+        ("documentation", ctypes.c_char_p),
+    ]
+
+
+class ModuleDefinition(ctypes.Structure):
+    _fields_ = [
+        ("object", ctypes.c_ssize_t * 2),
+        ("initialise", ctypes.c_void_p),
+        ("index", ctypes.c_ssize_t),
+        ("copy", ctypes.c_void_p),
+        ("name", ctypes.c_char_p),
+        ("documentation", ctypes.c_char_p),
+        ("size", ctypes.c_ssize_t),
+        ("methods", ctypes.POINTER(MethodDefinition)),
+        ("slots", ctypes.c_void_p),
+        ("traverse", ctypes.c_void_p),
+        ("clear", ctypes.c_void_p),
+        ("free", ctypes.c_void_p),
+    ]
+
+
+def definition() -> ModuleDefinition:
+    of_module = ctypes.pythonapi.PyModule_GetDef
+    of_module.argtypes, of_module.restype = [ctypes.py_object], ctypes.POINTER(ModuleDefinition)
+    return of_module(_libvswitch).contents
+
+
+METH_VARARGS, METH_O = 1, 8
+
+
+def test_the_definition_has_a_name_no_documentation_and_no_state():
+    module = definition()
+    assert module.name == b"_libvswitch"
+    assert module.documentation is None
+    assert module.size == -1
+    assert [module.slots, module.traverse, module.clear, module.free] == [None] * 4
+
+
+def test_the_definition_holds_the_method_table():
+    table = definition().methods
+    listed = (SOURCE / "tests" / "data" / "functions.txt").read_text().split()
+    assert len(listed) == 1777
+    assert [table[index].name.decode() for index in range(len(listed))] == listed
+    assert all(table[index].function for index in range(len(listed)))
+    assert [table[index].documentation for index in range(len(listed))] == [None] * len(listed)
+    assert [table[index].flags for index in range(len(listed))] == [METH_O] + [METH_VARARGS] * (len(listed) - 1)
+    end = table[len(listed)]
+    assert (end.name, end.function, end.flags, end.documentation) == (None, None, 0, None)
+
+
+def test_the_functions_are_those_of_the_definition():
+    """Built-in function objects point at their entry of the table, and belong to the module."""
+    table = ctypes.addressof(definition().methods.contents)
+    listed = (SOURCE / "tests" / "data" / "functions.txt").read_text().split()
+    for index, name in enumerate(listed):
+        function = getattr(_libvswitch, name)
+        entry = ctypes.c_void_p.from_address(id(function) + object.__basicsize__).value
+        assert entry == table + index * ctypes.sizeof(MethodDefinition), name
+        assert function.__self__ is _libvswitch and function.__module__ == "_libvswitch"
+
+
+def test_the_library_functions_end_with_the_global_property_and_the_release():
+    listed = [name for name in vars(_libvswitch) if name.startswith("VS")]
+    start = listed.index("VSQEL_RTMOp")
+    assert listed[start + 1] == "VSQEL_RTMModOp"
+    assert listed[listed.index("VSDVS_GetGlobProp") + 1] == "VSDVS_FreeMemory"
+
+
+def test_a_repeated_import_gives_the_same_functions(script):
+    script(
+        """
+        import sys, _libvswitch as first
+        before = dict(vars(first))
+        del sys.modules["_libvswitch"]
+        import _libvswitch as second
+        assert second is not first
+        for name, value in before.items():
+            if not name.startswith("__"):
+                assert vars(second)[name] is value, name
+        """
+    )
 
 
 def test_method_table_begins_with_the_instance_method_maker():
