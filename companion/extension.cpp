@@ -15,6 +15,7 @@ namespace {
 PyObject *native_module = nullptr;  // `_libvswitch`
 PyObject *layer = nullptr;          // `libvswitch`
 PyObject *layer_name = nullptr;
+PyInterpreterState *owner = nullptr;  // the interpreter whose objects these are
 
 // A module that the interpreter has made from its copy of the dictionary does not know its definition; the functions
 // know the module that does.
@@ -41,6 +42,11 @@ bool find_engine(PyObject *module) {
 // install(module): fills the dictionary of the companion layer with its classes. A module that is reloaded, or imported
 // again after it was forgotten, gets those that are there.
 PyObject *install(PyObject * /*self*/, PyObject *module) {
+  if (owner && owner != PyInterpreterState_Get()) {
+    PyErr_SetString(PyExc_ImportError, "the companion layer belongs to the interpreter that imported it first");
+    return nullptr;
+  }
+  owner = PyInterpreterState_Get();
   Py_XSETREF(layer, Py_NewRef(module));
   if (!native_module) {
     native_module = PyImport_ImportModule("_libvswitch");

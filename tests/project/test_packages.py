@@ -28,6 +28,7 @@ MODULE_FILES = {
     f"{PYTHON}/libvswitch/__init__.pyi",
     f"{PYTHON}/libvswitch/_records.so",
     *(f"{PYTHON}/{name}" for name in PACKAGES),
+    f"{PYTHON}/vswitch/enums/families.json",
     f"{DOC}/vswitchpy/changelog.gz",
     f"{DOC}/vswitchpy/copyright",
     "share/lintian/overrides/vswitchpy",
