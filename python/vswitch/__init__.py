@@ -17,6 +17,19 @@ from typing import TYPE_CHECKING
 if TYPE_CHECKING:
     from vswitch.enums import *
     from vswitch.errors import *
+    from vswitch.handles.collection import *
+    from vswitch.handles.host import *
+    from vswitch.handles.image import *
+    from vswitch.handles.mac_table import *
+    from vswitch.handles.mirrors import *
+    from vswitch.handles.nic import *
+    from vswitch.handles.options import *
+    from vswitch.handles.port import *
+    from vswitch.handles.properties import *
+    from vswitch.handles.save_restore import *
+    from vswitch.handles.switch import *
+    from vswitch.handles.teaming_policies import *
+    from vswitch.handles.uplink import *
     from vswitch.values.link import *
     from vswitch.values.mac import *
     from vswitch.values.mirror import *
@@ -41,6 +54,19 @@ _PLACES = {
         "AlreadyExists ApplyError BadImage BadParameter Busy DocumentError Error Failed LimitExceeded NoMemory NoSpace"
         " NotFound NotSupported NotVerified PermissionDenied PlanChanged ReadOnly TimedOut WrongState"
     ),
+    "handles.collection": "Collection",
+    "handles.host": "Host",
+    "handles.image": "StateImage",
+    "handles.mac_table": "MacTable PortMacTable",
+    "handles.mirrors": "Mirrors",
+    "handles.nic": "Nic Nics",
+    "handles.options": "RuntimeOptions",
+    "handles.port": "Port Ports",
+    "handles.properties": "Properties PropertyList",
+    "handles.save_restore": "ModuleSteps SaveRestore",
+    "handles.switch": "Lags Switch Switches",
+    "handles.teaming_policies": "TeamingPolicies",
+    "handles.uplink": "Uplink UplinkData Uplinks",
     "values.link": "Lag LagMember LinkStatus PortStatus",
     "values.mac": "HostMacLearning MacEntry MacLearning MacStatistics MacSummary StaticEntry SwitchMacLearning",
     "values.mirror": "MirrorEnd MirrorRule MirrorSession MirrorStatistics",

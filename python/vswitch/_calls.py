@@ -5,7 +5,7 @@ from __future__ import annotations
 import struct
 import threading
 import time
-from collections.abc import Callable, Iterator
+from collections.abc import Callable, Iterable, Iterator
 from contextlib import contextmanager
 from typing import Any, Protocol, TypeVar
 
@@ -18,6 +18,7 @@ T = TypeVar("T")
 
 OK = libvswitch.QEL_OK
 MOST_ROOM = 1 << 26
+VLAN_POLICY = 8
 _QUERY = struct.Struct("<iQ")
 
 # Calls whose result is no status.
@@ -68,8 +69,12 @@ class Packed:
 
     def __init__(self, kind: str, data: bytes, value: HasDict | list[Any] | None = None) -> None:
         self.value = value
-        if kind in _COUNTED:
-            self._storage: Any = libvswitch.buffer(data)
+        if kind == "qel_HNQPortVIDRange":
+            # Ranges side by side: those behind a VLAN policy.
+            self._storage: Any = libvswitch.buffer(bytes(VLAN_POLICY) + data)
+            self.this = libvswitch.cell("VSPortVlanPolicy **", self._storage).value.vidRanges.this
+        elif kind in _COUNTED:
+            self._storage = libvswitch.buffer(data)
             self.this = libvswitch.cell(f"{kind} **", self._storage).value.this
         else:
             self._storage = getattr(libvswitch, kind).from_bytes(data)
@@ -90,6 +95,24 @@ class Data:
         self.size = len(data)
         self._storage = libvswitch.buffer(data or b"\0")
         self.this = self._storage.this
+
+
+class Queried:
+    """A request that a call reads and answers in, released at the end of a `with` block. `value` is what errors show."""
+
+    __slots__ = ("_release", "native", "this", "value")
+
+    def __init__(self, native: Any, value: dict[str, Any], release: Callable[[Any], object]) -> None:
+        self.native = native
+        self.this = native.this
+        self.value = value
+        self._release = release
+
+    def __enter__(self) -> Queried:
+        return self
+
+    def __exit__(self, *details: object) -> None:
+        self._release(self.native)
 
 
 class Output:
@@ -116,8 +139,8 @@ def call(name: str, *arguments: Any) -> Any:
     else:
         try:
             result = function(*arguments)
-        except OverflowError:
-            raise _out_of_range(name, arguments) from None
+        except (OverflowError, TypeError) as error:
+            raise _refused(name, arguments, error) from None
     if not has_status:
         return result
     if type(result) is list:
@@ -140,9 +163,9 @@ def _watched(name: str, function: Callable[..., Any], has_status: bool, argument
         if has_status:
             status = result[0] if type(result) is list else result
         return result
-    except OverflowError as error:
+    except (OverflowError, TypeError) as error:
         result = error
-        raise _out_of_range(name, arguments) from None
+        raise _refused(name, arguments, error) from None
     except BaseException as error:
         result = error
         raise
@@ -150,6 +173,15 @@ def _watched(name: str, function: Callable[..., Any], has_status: bool, argument
         seconds = time.perf_counter() - begin
         for observer in _observers:
             observer(name, arguments, status, result, seconds)
+
+
+def status_of(name: str, *arguments: Any) -> int:
+    """The status of a call without outputs, of which a failure is an answer; nothing is raised for one."""
+    try:
+        call(name, *arguments)
+    except Error as error:
+        return error.status
+    return OK
 
 
 # ---- what calls hand out ------------------------------------------------------------------------------------------------
@@ -234,6 +266,8 @@ def pointed(record: Any, size: int) -> bytes:
 
 def _plain(value: Any) -> object:
     """An argument as plain data."""
+    if isinstance(value, Queried):
+        return value.value
     if isinstance(value, Packed):
         shown = value.value
         return shown if shown is None or isinstance(shown, list) else shown.to_dict()
@@ -250,7 +284,11 @@ def inputs(name: str, arguments: tuple[Any, ...]) -> dict[str, object]:
     """The inputs of a call by the interface's names, as plain data."""
     import inspect
 
-    names = inspect.signature(getattr(libvswitch, name)).parameters
+    names: Iterable[str]
+    if name == "DVSAliasToPortsetName":  # has two forms, and so no signature
+        names = ("alias",)
+    else:
+        names = inspect.signature(getattr(libvswitch, name)).parameters
     return {
         key: _plain(value)
         for key, value in zip(names, arguments, strict=False)
@@ -279,12 +317,11 @@ def _failure(name: str, arguments: tuple[Any, ...], status: int) -> Error:
     return kind(hint, status=status, name=status_name, call=name, arguments=known)
 
 
-def _out_of_range(name: str, arguments: tuple[Any, ...]) -> Error:
-    """A number for which the call's argument has no room."""
+def _refused(name: str, arguments: tuple[Any, ...], error: Exception) -> Error:
+    """What does not reach the library: a number or a text for which the argument has no room. Types were checked before."""
     known = inputs(name, arguments)
     from vswitch import _hints
 
-    hint = _hints.limit(name, "QEL_BAD_PARAM", known) or "a number that does not fit"
-    return BadParameter(
-        hint, status=libvswitch.QEL_BAD_PARAM, name="QEL_BAD_PARAM", call=name, arguments=known
-    )
+    status = "QEL_BAD_PARAM" if isinstance(error, OverflowError) else "QEL_NAME_TOO_LONG"
+    hint = _hints.limit(name, status, known) or str(error)
+    return BadParameter(hint, status=getattr(libvswitch, status), name=status, call=name, arguments=known)

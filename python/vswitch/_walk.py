@@ -8,7 +8,7 @@ from typing import Any, NamedTuple, TypeVar
 
 import libvswitch
 
-from vswitch._calls import call, pointed, take, take_pointer
+from vswitch._calls import OK, call, pointed, status_of, take, take_pointer
 from vswitch.errors import NotFound
 
 T = TypeVar("T")
@@ -151,6 +151,18 @@ def ports(alias: str) -> list[str]:
     everything = all_ports(alias)
     others = {port for _, port in uplinks(alias)} | zombies(alias)
     return [port for port in everything if port not in others]
+
+
+def has_port(alias: str, port: str) -> bool:
+    """Whether a switch has a port of an identifier, of whatever kind. NotFound where there is no such switch."""
+    status = status_of("DVSQEL_PortFind", alias, port)
+    if status == OK:
+        return True
+    known_switch(alias)
+    if status == libvswitch.QEL_NOT_FOUND:
+        return False
+    call("DVSQEL_PortFind", alias, port)  # fails, and says why
+    return True
 
 
 def port_number(alias: str, port: str) -> int:

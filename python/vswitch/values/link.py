@@ -3,6 +3,7 @@
 from __future__ import annotations
 
 import struct
+from collections.abc import Callable
 from typing import Self
 
 from vswitch.enums import LinkDuplex, LinkState, PortFlag
@@ -131,13 +132,13 @@ def _row(data: bytes, place: int) -> tuple[tuple[str, int, LinkState | int, tupl
     return (slot_text(name), number, LinkState.of(state), members), place + count * _NAME
 
 
-def table_size(read: object) -> int:
+def table_size(read: Callable[[int], bytes]) -> int:
     """The bytes of a `VSLAGTable`, read with `read(size)` as far as needed."""
     size, known = 4, 4
-    (count,) = struct.unpack("<I", read(4))  # type: ignore[operator]
+    (count,) = struct.unpack("<I", read(4))
     for _ in range(count):
         known = size + _LAG.size
-        (members,) = struct.unpack_from("<I", read(known), known - 4)  # type: ignore[operator]
+        (members,) = struct.unpack_from("<I", read(known), known - 4)
         size = known + members * _NAME
     return size
 

@@ -28,6 +28,7 @@ from vswitch.values.base import (
     Value,
     bits_of,
     exactly,
+    fields_of,
     ip,
     ip_bytes,
     ip_of,
@@ -291,7 +292,7 @@ class MirrorSession(Value):
         found = table_from(data)
         if len(found) != 1:
             raise ValueError(f"a table of {len(found)} sessions, not one")
-        return cls._made(*(getattr(found[0], name) for name in found[0].__slots__))
+        return cls._made(*(getattr(found[0], name) for name, _, _ in fields_of(cls)))
 
 
 def table_bytes(sessions: Iterable[MirrorSession]) -> bytes:

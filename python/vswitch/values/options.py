@@ -6,6 +6,7 @@ import struct
 from collections.abc import Mapping
 
 from vswitch.enums import RuntimeOption
+from vswitch.errors import BadParameter
 from vswitch.values.base import plain_text, whole_number
 
 _TOTAL = struct.Struct("<I")
@@ -26,12 +27,12 @@ def checked(option: RuntimeOption, value: object) -> int | str:
 
 
 def options_bytes(options: Mapping[RuntimeOption, int | str]) -> bytes:
-    """A `VSRuntimeOptions` with these options. OverflowError for a number that has no room."""
+    """A `VSRuntimeOptions` with these options. BadParameter for a number that has no room."""
     entries = b""
     for option, value in options.items():
         if isinstance(value, int):
             if not 0 <= value <= 0xFFFFFFFF:
-                raise OverflowError(f"{option.option_name} is 0 to 4294967295, not {value}")
+                raise BadParameter(f"{option.option_name}: {value} is out of its range")
             data = _NUMBER.pack(value)
         else:
             data = value.encode(errors="surrogateescape")[:0xFFF0] + b"\0"

@@ -1,0 +1,429 @@
+"""Switches of the host."""
+
+from __future__ import annotations
+
+import struct
+import uuid
+from typing import Any
+
+import libvswitch
+
+from vswitch import _hints, _walk
+from vswitch._calls import Data, Output, call, fill, pointed, query, take, take_pointer
+from vswitch._similar import did_you_mean
+from vswitch.enums import MulticastMode, Scope, SwitchStatus, SwitchVersion
+from vswitch.errors import AlreadyExists, Error, NotFound, NotSupported, WrongState
+from vswitch.handles.collection import Collection, text
+from vswitch.handles.mac_table import MacTable
+from vswitch.handles.mirrors import Mirrors
+from vswitch.handles.port import Port, Ports, static_entries
+from vswitch.handles.properties import Properties
+from vswitch.handles.setting import named
+from vswitch.handles.switch_settings import SwitchSettings
+from vswitch.handles.teaming_policies import TeamingPolicies
+from vswitch.handles.uplink import Uplinks
+from vswitch.values.base import number_of, truth, whole_number
+from vswitch.values.link import Lag, table_from, table_size
+from vswitch.values.mac import LEARNING_SIZE, STATISTICS_SIZE, MacLearning, MacStatistics, MacSummary, StaticEntry
+from vswitch.values.security import SecurityPolicy
+from vswitch.values.statistics import Announcements, ServicePort, SwitchInfo
+
+__all__ = ["Lags", "Switch", "Switches"]
+
+_VERSION = number_of(SwitchVersion)
+
+
+class Switch(SwitchSettings):
+    """A switch. Its settings are read, written and deleted as attributes; beside them stand the views `origin`, `stored` and
+    `is_volatile`. All uses raise NotFound where there is no such switch; what tells its running state raises WrongState
+    where it has no port set."""
+
+    __slots__ = ()
+
+    def __init__(self, alias: str) -> None:
+        """The switch of an alias. Asks the host nothing."""
+        self._names = (text("alias", alias),)
+
+    @property
+    def alias(self) -> str:
+        """Its alias, 1 to 80 bytes."""
+        return self._names[0]
+
+    @property
+    def exists(self) -> bool:
+        """Whether the host has it."""
+        return _walk.switch_handle(self.alias) is not None
+
+    @property
+    def id(self) -> str:
+        """Its identifier, 1 to 63 bytes."""
+        found: str = self._ask("DVS_SwitchId")
+        return found
+
+    @property
+    def class_name(self) -> str:
+        """Its class, such as "cswitch"."""
+        found: str = self._ask("DVS_ClassName")
+        return found
+
+    def _ask(self, name: str) -> Any:
+        """What a call gives for its handle."""
+        found = call(name, _walk.known_switch(self.alias))
+        if found is None:  # went meanwhile
+            _walk.known_switch(self.alias)
+        return found
+
+    @property
+    def version(self) -> SwitchVersion | int:
+        """Its version, which only grows; writable. NotSupported, BadImage for an earlier one."""
+        return SwitchVersion.of(self._ask("DVS_Version"))
+
+    @version.setter
+    def version(self, version: SwitchVersion | int) -> None:
+        call("DVSQEL_SwitchSetVersion", self.alias, int(named("version", _VERSION.accept, version)))
+
+    @property
+    def max_ports(self) -> int:
+        """How many ports it may have, 1 to 8192; writable. Busy where it has more, LimitExceeded, BadParameter."""
+        return int(self._ask("DVS_GetMaxPorts"))
+
+    @max_ports.setter
+    def max_ports(self, count: int) -> None:
+        call("DVSQEL_SwitchSetMaxPorts", self.alias, named("max_ports", whole_number, count))
+
+    @property
+    def portset(self) -> str | None:
+        """The name of its port set on this host, None without one."""
+        try:
+            found: str = call("DVSAliasToPortsetName", self.alias)
+        except Error as error:
+            if error.name == "QEL_IS_DISCONNECTED":
+                return None
+            raise
+        return found
+
+    @property
+    def connected(self) -> bool:
+        """Whether it has a port set on this host."""
+        return self.portset is not None
+
+    def connect(self) -> bool:
+        """Gives it a port set; returns whether it had none."""
+        try:
+            call("DVSQEL_SwitchAssociate", self.alias)
+        except AlreadyExists:
+            return False
+        return True
+
+    def disconnect(self) -> bool:
+        """Takes its port set away; returns whether it had one. Busy where a port has a client."""
+        try:
+            call("DVSQEL_SwitchDissociate", self.alias)
+        except Error as error:
+            if error.name == "QEL_IS_DISCONNECTED":
+                return False
+            raise
+        return True
+
+    @property
+    def persistent(self) -> bool:
+        """Whether it outlives a boot. NotSupported where the form of images is not known."""
+        from vswitch.handles.host import Host
+
+        _walk.known_switch(self.alias)
+        image = Host().image(persistent=True)
+        if image.content is None:
+            raise NotSupported("the form of images is not known, and nothing else tells whether a switch is persistent")
+        return any(switch["alias"] == self.alias for switch in image.document()["switches"])
+
+    @property
+    def info(self) -> SwitchInfo:
+        """What it is as a whole: MTU, numbers of ports, names."""
+        size = 218
+        return take(
+            lambda record: SwitchInfo.from_bytes(pointed(record, size)), "VSQEL_GetSwitchInfo", self.alias
+        )
+
+    @property
+    def status(self) -> SwitchStatus | int:
+        """Whether the links of its uplink ports are up: OK, DEGRADED or DOWN."""
+        data = query("VSDVS_GetHostProp", self.alias, libvswitch.QEL_HNQPROP_HOST_STATUS, after=(None, 0))
+        return SwitchStatus.of(int.from_bytes(data, "little"))
+
+    @property
+    def ports(self) -> Ports:
+        """Its ports, without uplink ports."""
+        return Ports(self)
+
+    @property
+    def uplinks(self) -> Uplinks:
+        """Its uplink ports."""
+        return Uplinks(self)
+
+    @property
+    def properties(self) -> Properties:
+        """Its properties on all its hosts."""
+        return Properties(Scope.GLOBAL, self.alias)
+
+    @property
+    def host_properties(self) -> Properties:
+        """Its properties on this host."""
+        return Properties(Scope.HOST, self.alias)
+
+    def remove(self, *, missing_ok: bool = False) -> bool:
+        """As `host.switches.remove`."""
+        return Switches().remove(self.alias, missing_ok=missing_ok)
+
+    @property
+    def lags(self) -> Lags:
+        """Its LAGs; none without a port set."""
+        return Lags(self.alias)
+
+    @property
+    def mirrors(self) -> Mirrors:
+        """Its own mirror sessions, beside those of its ports."""
+        return Mirrors(self.alias, None)
+
+    @property
+    def running_mirrors(self) -> tuple[str, ...]:
+        """Identifiers of the mirror sessions that run, its own and those of its ports."""
+
+        def read(table: Any) -> tuple[str, ...]:
+            data = pointed(table, 8 + table.numEntries * 32)
+            return tuple(_walk.text(data[place : place + 32]) for place in range(8, len(data), 32))
+
+        return take(read, "VSQEL_GetDVMirrorSessionIDs", self.alias)
+
+    @property
+    def promiscuous_ports(self) -> tuple[Port, ...]:
+        """The ports that receive everything, by their numbers."""
+
+        def read(table: Any) -> tuple[int, ...]:
+            count = table.numEntries
+            return struct.unpack_from(f"<{count}I", pointed(table, 8 + count * 4), 8)
+
+        numbers = take(read, "VSQEL_GetPromiscSessionActiveDsts", self.alias)
+        ports = _walk.identifiers(self.alias, numbers)
+        return tuple(Port(self, ports[number]) for number in numbers if number in ports)
+
+    @property
+    def teaming_policies(self) -> TeamingPolicies:
+        """Its named teaming policies, which ports choose."""
+        return TeamingPolicies(self.alias)
+
+    @property
+    def mac_table(self) -> MacTable:
+        """The addresses behind its ports."""
+        return MacTable("VSQEL_GetMACTable", self.alias)
+
+    @property
+    def uplink_mac_table(self) -> MacTable:
+        """The addresses behind its uplinks."""
+        return MacTable("VSQEL_GetTeamMACTable", self.alias)
+
+    @property
+    def mac_summary(self) -> MacSummary:
+        """MAC learning as a whole."""
+        return MacSummary.from_bytes(fill("VSMACLearningSwitchInfo", "VSQEL_GetSwitchMACLearningInfo", self.alias))
+
+    def _by_port(self, name: str, size: int, made: Any) -> dict[str, Any]:
+        """A mapping from ports to values, of records that begin with the number of a port."""
+
+        def read(table: Any) -> list[tuple[int, bytes]]:
+            data = pointed(table, 8 + table.numEntries * size)
+            places = range(8, len(data), size)
+            return [(struct.unpack_from("<I", data, place)[0], data[place + 4 : place + size]) for place in places]
+
+        found = take(read, name, self.alias)
+        ports = _walk.identifiers(self.alias, [number for number, _ in found])
+        return {ports[number]: made(data) for number, data in found if number in ports}
+
+    @property
+    def mac_statistics(self) -> dict[str, MacStatistics]:
+        """Counters of MAC learning by port, without uplink ports."""
+        return self._by_port("VSQEL_GetSwitchMACLearningStats", 4 + STATISTICS_SIZE, MacStatistics.from_bytes)
+
+    @property
+    def mac_policies(self) -> dict[str, MacLearning]:
+        """MAC learning policies by port, without uplink ports."""
+        return self._by_port("VSQEL_GetMACLearningAllPorts", 4 + LEARNING_SIZE, MacLearning.from_bytes)
+
+    @property
+    def security_in_force(self) -> dict[str, SecurityPolicy]:
+        """What clients are allowed, by port with a client that is no uplink."""
+        return self._by_port("VSQEL_GetL2Security", 8, SecurityPolicy.from_bytes)
+
+    @property
+    def static_entries(self) -> tuple[StaticEntry, ...]:
+        """Its static addresses: those of clients, and those that were set by hand."""
+        return static_entries("VSQEL_GetStaticLectx", self.alias)
+
+    @property
+    def announcements(self) -> Announcements:
+        """Counters of its announcements."""
+        return Announcements.from_bytes(fill("VSRARPStats", "VSQEL_GetRARPStats", self.alias))
+
+    @property
+    def service_port(self) -> ServicePort:
+        """Counters of its service port."""
+        return ServicePort.from_bytes(
+            fill("VSServicePortTeamingStats", "VSQEL_GetServicePortTeamingStats", self.alias)
+        )
+
+    @property
+    def running_multicast_mode(self) -> MulticastMode | int:
+        """How the running switch filters multicast."""
+        return MulticastMode.of(call("VSQEL_GetMcastFilterMode", self.alias))
+
+    def refresh_numa(self) -> None:
+        """Teaming looks up anew on which NUMA nodes the NICs are."""
+        call("VSQEL_RefreshDevNUMAInfo", self.alias)
+
+    def command(self, text: str, input: bytes | str = b"") -> str:  # noqa: A002 - what it is
+        """Has the component behind the switch execute a command; its answer as a text (UTF-8, wrong bytes replaced).
+        NotSupported for an unknown command, BadParameter for an input where none is taken."""
+        command = _text_argument("text", text)
+        data = input.encode() if isinstance(input, str) else input
+        if not isinstance(data, (bytes, bytearray, memoryview)):
+            raise TypeError(f"input: bytes or a str is wanted, not {input!r}")
+        data = bytes(data)
+        length = libvswitch.cell("int *")
+        given = Data(data) if data else None
+        answer = take_pointer(
+            lambda pointer: pointed(pointer, length.value) if pointer is not None else b"",
+            "void **",
+            "DVSQEL_CmdExec",
+            self.alias,
+            command,
+            given,
+            len(data),
+            after=(Output(length),),
+        )
+        return answer.decode(errors="replace")
+
+    def __repr__(self) -> str:
+        return f"<Switch {self.alias!r}>"
+
+
+_text_argument = text
+
+
+class Lags(Collection[Lag]):
+    """The LAGs of a switch by name, by their numbers; none without a port set."""
+
+    __slots__ = ("_alias",)
+
+    def __init__(self, alias: str) -> None:
+        self._alias = alias
+
+    def _all(self) -> dict[str, Lag]:
+        try:
+            found = take(_lags_of, "VSQEL_GetLAGTable", self._alias)
+        except WrongState:
+            return {}
+        return {lag.name: lag for lag in found}
+
+    def _missing(self, name: str) -> str:
+        return f"no LAG {name!r} on switch {self._alias!r}{did_you_mean(name, self._all())}"
+
+    def __repr__(self) -> str:
+        return f"<Lags of switch {self._alias!r}>"
+
+
+def _lags_of(table: Any) -> tuple[Lag, ...]:
+    return table_from(pointed(table, table_size(lambda size: pointed(table, size))))
+
+
+class Switches(Collection[Switch]):
+    """The switches of the host by alias, in the library's order, also those without a port set."""
+
+    __slots__ = ()
+
+    def _all(self) -> dict[str, Switch]:
+        return {alias: Switch(alias) for alias in _walk.aliases()}
+
+    def _find(self, name: str) -> Switch | None:
+        return Switch(name) if _walk.switch_handle(name) is not None else None
+
+    def _missing(self, name: str) -> str:
+        return _hints.asked(_hints.no_switch, name)
+
+    def create(
+        self,
+        alias: str,
+        *,
+        id: str | None = None,  # noqa: A002 - the field's name
+        class_name: str = "",
+        max_ports: int = 0,
+        persistent: bool = True,
+        mtu: int = 0,
+        version: SwitchVersion | int = 0,
+        flags: int = 0,
+        connected: bool = True,
+        exist_ok: bool = False,
+    ) -> Switch:
+        """Makes a switch and returns it.
+
+        `alias`: 1 to 80 bytes. `id`: 1 to 63 bytes; None: made of the alias, always the same. `class_name`: empty for the
+        usual one. `max_ports`: 1 to 8192, 0 for the usual number. `persistent`: it outlives a boot. `mtu`: 1280 to 9000 bytes,
+        0 for the default. `version`: 0 for the latest. `flags`: kept and reported. `connected`: with a port set; without
+        one `class_name`, `persistent`, `mtu` and `flags` keep their defaults (ValueError). `exist_ok`: a switch that is
+        there is returned unchanged, unless its identifier is not `id`. AlreadyExists, BadParameter, LimitExceeded,
+        NotSupported, NotFound for another class.
+        """
+        switch = Switch(alias)
+        name = text("id", id) if id is not None else str(uuid.uuid5(uuid.NAMESPACE_URL, f"vswitch:{alias}"))
+        class_name = text("class_name", class_name)
+        max_ports = named("max_ports", whole_number, max_ports)
+        persistent, connected = named("persistent", truth, persistent), named("connected", truth, connected)
+        mtu, flags = named("mtu", whole_number, mtu), named("flags", whole_number, flags)
+        version = int(named("version", _VERSION.accept, version))
+        if not connected and (class_name or not persistent or mtu or flags):
+            raise ValueError("connected: a switch without a port set has no class_name, persistent, mtu or flags")
+        if named("exist_ok", truth, exist_ok) and switch.exists:
+            return self._same(switch, id)
+        try:
+            if connected:
+                arguments = (class_name, max_ports, int(persistent), mtu, version, flags)
+                call("VSDVS_CreateVSwitch", alias, name, *arguments)
+            else:
+                call("DVSQEL_SwitchAdd", alias, name, max_ports, version)
+        except AlreadyExists:
+            if not exist_ok or not switch.exists:
+                raise
+            return self._same(switch, id)
+        return switch
+
+    def _same(self, switch: Switch, id: str | None) -> Switch:  # noqa: A002 - the field's name
+        """A switch that is there, if it has the wanted identifier."""
+        if id is not None and switch.id != id:
+            raise AlreadyExists(f"switch {switch.alias!r} exists with the identifier {switch.id!r}")
+        return switch
+
+    def remove(self, alias: str, *, missing_ok: bool = False) -> bool:
+        """Removes a switch with its ports and properties; returns whether there was one. Busy where a port has a client.
+        NotFound."""
+        switch = Switch(alias)
+        missing_ok = named("missing_ok", truth, missing_ok)
+        try:
+            call("VSDVS_DestroyVSwitch" if switch.connected else "DVSQEL_SwitchRemove", switch.alias)
+        except NotFound:
+            if missing_ok and not switch.exists:
+                return False
+            raise
+        return True
+
+    def by_id(self, id: str) -> Switch:  # noqa: A002 - the field's name
+        """The switch of an identifier. NotFound."""
+        wanted = text("id", id)
+        for alias in _walk.aliases():
+            if call("DVS_SwitchId", _walk.switch_handle(alias)) == wanted:
+                return Switch(alias)
+        raise NotFound(f"no switch with the identifier {wanted!r}")
+
+    def by_portset(self, name: str) -> Switch:
+        """The switch of a port set's name. NotFound."""
+        return Switch(call("VSDVS_GetAliasFromPortset", text("name", name)))
+
+    def __repr__(self) -> str:
+        return "<Switches>"
