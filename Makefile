@@ -3,8 +3,8 @@ PYTHON ?= /usr/bin/python3
 BUILD_JOBS ?= $(shell nproc)
 STATE := $(CURDIR)/build/demo-host.db
 
-.PHONY: bench bench-host build build-debug build-sanitize build-tests clean deb demo docs format fuzz help lint \
-  packages soak test test-breaks test-memory test-random test-sanitize test-valgrind
+.PHONY: bench bench-host build build-debug build-sanitize build-tests clean counted deb demo docs format fuzz help lint \
+  packages soak test test-breaks test-everything test-memory test-random test-sanitize test-valgrind
 
 help: ## print this list
 	@grep -E '^[a-z-]+:.*## ' $(MAKEFILE_LIST) | sed -E 's/^([a-z-]+):.*## (.*)/  make \1\t\2/' | expand -t 24
@@ -18,7 +18,7 @@ without_tests = $(if $(wildcard build/CMakeCache.txt),,-DVSWITCHPY_TESTS=OFF)
 with_tests = -DVSWITCHPY_TESTS=ON
 
 packages: ## install the Debian packages that any of these commands needs (the list is the README's)
-	$(call install,test fuzz lint docs bench deb)
+	$(call install,test test-everything fuzz lint docs bench deb)
 
 build: ## build the module and the simulated host (build/python, build/host)
 	$(call install)
@@ -59,15 +59,26 @@ test-breaks: ## break the sources as tests/breaks lists, see each break caught (
 	$(call install,test)
 	@PYTHON=$(PYTHON) $(PYTHON) tools/test_breaks.py $(ARGUMENTS)
 
-test-random: build-tests ## the abort storms and random calls in full
+# VSWITCHPY_FULL: every sweep in full, where `make test` takes a sample.
+counted: build-tests
+	$(call install,test test-everything)
+	@cmake --build --preset release -j $(BUILD_JOBS) --target counted
+
+test-everything: counted ## the whole test suite with every sweep in full
+	@PYTHON=$(PYTHON) VSWITCHPY_FULL=1 PYTEST_ADDOPTS="-rsP --durations=20" tools/run_tests build
+
+test-random: build-tests ## of these, the abort storms and random calls
 	@VSWITCHPY_FULL=1 $(PYTHON) -m pytest -q -s tests/reliability/test_abort_storms.py tests/reliability/test_random_calls.py
 
-test-memory: build-tests ## every failing allocation, references at length, and all counted under python3-dbg
-	@cmake --build --preset release --target counted
+test-memory: counted ## of these, every failing allocation, and references at length
 	@VSWITCHPY_FULL=1 $(PYTHON) -m pytest -q -s tests/reliability/test_failing_allocations.py tests/reliability/test_references.py
 
-test-valgrind: build-tests ## every operation under valgrind
+test-valgrind: build-tests ## of these, every operation under valgrind
 	@VSWITCHPY_FULL=1 $(PYTHON) -m pytest -q tests/reliability/test_valgrind.py
+
+soak: build-tests ## of these, 200 killed writers of the simulated host, and 16 processes that load it for a minute
+	@VSWITCHPY_FULL=1 VSWITCHPY_LOAD_REPORT=build/load.json \
+	  $(PYTHON) -m pytest -q tests/simulated_host/test_crashes.py tests/reliability/test_load.py
 
 docs: build ## build the manual (build/manual)
 	$(call install,docs)
@@ -85,11 +96,6 @@ bench: build ## measure the module beside SWIG-generated peers (build/bench-modu
 bench-host: build ## measure the simulated host (build/bench-host.json)
 	@cmake --build --preset release --target measure_host
 	@build/bench/host/measure_host build/bench-host.json
-
-soak: build-tests ## kill writers of the simulated host 200 times, then load it with 16 processes for a minute
-	@VSWITCHPY_CRASH_KILLS=200 $(PYTHON) -m pytest -q tests/simulated_host/test_crashes.py
-	@VSWITCHPY_LOAD_PROCESSES=16 VSWITCHPY_LOAD_SECONDS=60 VSWITCHPY_LOAD_REPORT=build/load.json \
-	  $(PYTHON) -m pytest -q tests/reliability/test_load.py
 
 format: ## format all C and C++ sources
 	$(call install,lint)

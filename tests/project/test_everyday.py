@@ -10,7 +10,7 @@ from workspace import SOURCE
 
 pytestmark = pytest.mark.pure_python
 
-ROWS = re.findall(r"^\| `([a-z0-9.+-]+)` \| ([a-z, ]+) \| .+ \|$", (SOURCE / "README.md").read_text(), re.M)
+ROWS = re.findall(r"^\| `([a-z0-9.+-]+)` \| ([a-z, -]+) \| .+ \|$", (SOURCE / "README.md").read_text(), re.M)
 COMMANDS = {command for _, commands in ROWS for command in commands.split(", ")}
 
 

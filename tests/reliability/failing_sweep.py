@@ -9,6 +9,7 @@ import _imp
 import collections
 import ctypes
 import faulthandler
+import fcntl
 import functools
 import gc
 import importlib.util
@@ -225,6 +226,8 @@ def in_a_process_of_its_own(work):
 
 
 PROGRESS = os.memfd_create("progress")
+# What goes to standard error within an import.
+ERRORS = os.memfd_create("errors")
 
 
 def main(family: str, points: str, seed: int, share: int = 0, shares: int = 1) -> None:
@@ -286,11 +289,15 @@ def import_once(name: str, first: int, last: int) -> dict:
     return report | {"names": len(vars(made))}
 
 
-# The C library's, with a message, where it has no memory for a library's variables of a thread.
+# The C library's, with its messages, where it has no memory for a library's variables of a thread.
 LOADER_ENDS = 127
+LOADER_SAYS = (b"cannot allocate memory for thread-local data: ABORT\n", b"out of memory\n")
 
 
 def import_sweep(name: str, points: str, seed: int) -> dict:
+    os.set_inheritable(ERRORS, True)
+    fcntl.fcntl(ERRORS, fcntl.F_SETFL, os.O_APPEND)
+    os.dup2(ERRORS, 2)
     usual = in_a_process_of_its_own(lambda _: import_once(name, *NEVER))
     summary = {"operations": 1, "requests": usual["requests"], "points": 0, "failed": 0, "incomplete": 0,
                "ended by the loader": 0, "problems": []}
@@ -305,11 +312,13 @@ def import_sweep(name: str, points: str, seed: int) -> dict:
                     progress(way, number), import_once(name, number, min(number + span - 1, FOREVER))
                 )[1]
             )
-            if report.get("trouble", "").startswith(f"ended with {LOADER_ENDS}"):
+            said = os.pread(ERRORS, 4096, 0)
+            os.ftruncate(ERRORS, 0)
+            if report.get("trouble", "").startswith(f"ended with {LOADER_ENDS}") and said in LOADER_SAYS:
                 summary["ended by the loader"] += 1
                 continue
             if "trouble" in report:
-                summary["problems"].append([name, way, number, str(report)])
+                summary["problems"].append([name, way, number, f"{report} {said.decode(errors='replace')}"])
                 continue
             if not report["failures"]:
                 break

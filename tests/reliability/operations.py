@@ -14,6 +14,7 @@ import _libvswitch as m
 import workspace
 
 INTERFACE = json.loads((workspace.BUILD / "interface.json").read_text(encoding="utf-8"))
+CLOSED = workspace.SOURCE / "tests" / "data"
 # Of the counted records; enough for the operations below.
 COUNTED = {"VSUplinks": 2, "VSUplinkPorts": 2, "VSUplinkPortIds": 2, "VSRuntimeOptions": 64}
 # Larger than every record and what its counts claim below.
@@ -566,7 +567,14 @@ def host_calls() -> Iterator[Operation]:
             yield from refused(name, getattr(m, name), inputs, values)
 
 
+def helpers() -> Iterator[Operation]:
+    import helper_operations
+
+    return helper_operations.helpers()
+
+
 LAYER_FAMILIES = {
+    "helpers": helpers,
     "layer classes": layer_classes,
     "layer records": layer_records,
     "layer fields": layer_fields,
@@ -577,6 +585,22 @@ LAYER_FAMILIES = {
 FAMILIES = RAW_FAMILIES | LAYER_FAMILIES
 
 
+def functions_of(interface: dict) -> set[str]:
+    """Every function that there is by the interface as the product prints it."""
+    found = {"SWIG_PyInstanceMethod_New", "Panic"} | {call["name"] for call in interface["calls"]}
+    for row in interface["records"]:
+        name = row["name"]
+        found |= {f"new_{name}", f"delete_{name}", f"{name}_swigregister"}
+        found |= {f"{name}_{method['name']}" for method in row["methods"]}
+        for field in row["fields"]:
+            found |= {f"{name}_{field['name']}_get"}
+            found |= set() if field["read_only"] else {f"{name}_{field['name']}_set"}
+    return found
+
+
 def operations(family: str) -> list[Operation]:
-    """Of one family; those of the module by itself need a process without the layer."""
+    """Of one family; those of the module by itself need a process without the layer. What is not in the interface as
+    printed would be in no operation either: it is compared with the closed list first."""
+    listed = set((CLOSED / "functions.txt").read_text(encoding="utf-8").split())
+    assert functions_of(INTERFACE) == listed, functions_of(INTERFACE) ^ listed
     return list(FAMILIES[family]())

@@ -33,14 +33,17 @@ HELD = 4000
 COUNTS_ALL = hasattr(sys, "gettotalrefcount")
 
 
-def attempt(operation) -> None:
+def attempt(operation) -> bool:
+    """Whether it succeeded. What always fails balances easily; refusals are operations, too."""
     prepared = operation.prepare()
     result = None
     try:
         result = operation.run(*prepared)
-    except Exception:  # noqa: BLE001 - refusals are part of the operations
-        pass
+        succeeds = True
+    except Exception:  # noqa: BLE001 - whichever: it is counted
+        succeeds = False
     operation.discard(result, *prepared)
+    return succeeds
 
 
 def living_objects() -> list:
@@ -149,7 +152,9 @@ def main(family: str, rounds: int) -> None:
     gc.collect()
     gc.freeze()
     found = []
+    succeeding = 0
     for operation in every:
+        succeeding += attempt(operation)
         counters = Counters(living, operation)
         changed = lasting(counters, operation, rounds)
         if changed:
@@ -158,7 +163,10 @@ def main(family: str, rounds: int) -> None:
         if len(found) == MOST:
             break
     os.write(
-        answer, json.dumps({"operations": len(every), "calls": rounds * len(every), "changing": found}).encode()
+        answer,
+        json.dumps({
+            "operations": len(every), "succeeding": succeeding, "calls": rounds * len(every), "changing": found
+        }).encode(),
     )
     # Without letting go of what has too few references.
     os._exit(0)

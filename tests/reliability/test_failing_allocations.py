@@ -20,6 +20,7 @@ SAMPLES = {
     "raw records": "few",
     "raw proxies": 3,
     "raw shadow classes": 20,
+    "helpers": "few",
     "layer classes": "few",
     "layer records": 3,
     "layer fields": "few",
@@ -30,6 +31,24 @@ SAMPLES = {
 }
 # Of operations with 11,000 allocations, each of which takes a boot to fail.
 LARGE_SAMPLES = {"host starts": 300}
+# At least so many failures there are, in the sample and in full: nine of ten that there were when this was written.
+LEAST = {
+    "import _libvswitch": (108, 14_190),
+    "import libvswitch": (108, 4_260),
+    "raw records": (73, 13_880),
+    "raw proxies": (28, 32),
+    "raw shadow classes": (19, 19),
+    "helpers": (89, 89),
+    "layer classes": (132, 14_350),
+    "layer records": (95, 194),
+    "layer fields": (81, 22_440),
+    "layer methods": (46, 3_060),
+    "layer parts": (50, 1_380),
+    "host calls": (158, 34_910),
+    "host starts": (8, 2_420),
+}
+# Imports that the C library's loader ends: one of 1,000 failures.
+MOST_LOADER_ENDS = (2, 20)
 FULL = bool(os.environ.get("VSWITCHPY_FULL"))
 SEED = 20
 
@@ -90,5 +109,6 @@ def test_each_failing_allocation_is_an_error_without_a_trace(family, record_prop
     problems = found.pop("problems")
     record_property("found", found)
     print(f"{family}: {found}")
-    assert found["points"] > 0
+    assert found["points"] >= LEAST[family][FULL]
+    assert found.get("ended by the loader", 0) <= MOST_LOADER_ENDS[FULL]
     assert [problem for problem in problems if ours(problem)] == []

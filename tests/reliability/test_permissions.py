@@ -5,11 +5,11 @@ import contextlib
 import json
 import os
 import pathlib
+import resource
 import sqlite3
 import stat
 import subprocess
 import sys
-import time
 
 import pytest
 import workspace
@@ -36,6 +36,16 @@ def call(state_file, user: int | None = None, **environment: str) -> str:
     )
     assert ended.returncode == 0, ended
     return ended.stdout.strip()
+
+
+# Seconds of the processor for what would otherwise take minutes, whatever else the machine does.
+AT_ONCE = 20
+
+
+def processor_seconds() -> float:
+    """What the processes that were started have used."""
+    used = resource.getrusage(resource.RUSAGE_CHILDREN)
+    return used.ru_utime + used.ru_stime
 
 
 def tool(*arguments, state_file, **options) -> subprocess.CompletedProcess:
@@ -308,9 +318,9 @@ def test_a_state_file_with_other_tables_is_not_used(state_file, tmp_path, sql):
     with contextlib.closing(sqlite3.connect(state_file)) as database:
         database.executescript("PRAGMA journal_mode = DELETE; PRAGMA synchronous = OFF; BEGIN;" + sql + ";COMMIT")
     before = state_file.read_bytes()
-    began = time.monotonic()
+    before = processor_seconds()
     assert call(state_file) == f"OSError: {state_file}: {FOREIGN}"
-    assert time.monotonic() - began < 20
+    assert processor_seconds() - before < AT_ONCE
     assert state_file.read_bytes() == before
     # Neither is it taken as a snapshot.
     good = tmp_path / "good.db"
@@ -367,9 +377,9 @@ NESTED = 1_000_000
     ids=lambda value: value[:24] if isinstance(value, str) else None,
 )
 def test_a_hostile_description_is_refused_at_once(tmp_path, text, message):
-    began = time.monotonic()
+    before = processor_seconds()
     assert message in description_refusal(tmp_path, text)
-    assert time.monotonic() - began < 20
+    assert processor_seconds() - before < AT_ONCE
 
 
 @pytest.mark.parametrize("path", ["/dev/zero", "/dev/null", "{folder}", "{pipe}"])

@@ -14,8 +14,8 @@ import workspace
 
 PROGRAM = workspace.SOURCE / "tests" / "simulated_host" / "crash_writer.py"
 WRITERS = 4
-# `make soak` asks for more.
-KILLS = int(os.environ.get("VSWITCHPY_CRASH_KILLS", "12"))
+FULL = bool(os.environ.get("VSWITCHPY_FULL"))
+KILLS = int(os.environ.get("VSWITCHPY_CRASH_KILLS", "200" if FULL else "12"))
 SEED = int(os.environ.get("VSWITCHPY_CRASH_SEED", "20240229"))
 # Once in so many times all writers are killed: nobody is left who has the state file open.
 KILL_ALL_ONE_IN = 5

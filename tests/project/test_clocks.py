@@ -1,0 +1,35 @@
+"""No test waits for time to pass or is judged by the clock, but for those listed here with their reason: on a machine
+with other work such a test fails by itself. A test waits for what it needs: a line that is said, a file, an exit."""
+
+import re
+
+import pytest
+from workspace import SOURCE
+
+pytestmark = pytest.mark.pure_python
+
+CLOCKS = re.compile(
+    r"\b(?:time\.sleep|time\.time|monotonic|perf_counter|asyncio\.sleep|usleep|nanosleep|sleep_for|sleep_until|sleep"
+    r"|steady_clock|system_clock|clock_gettime)(?:_ns)?\b *(?:\(|::now)"
+)
+PATIENCE = "only a deadline for what hangs"
+LISTED = {
+    "tests/host/faults_test.cpp": "a delay on demand lasts at least as long as asked for; longer is no failure",
+    "tests/project/test_clocks.py": "this table",
+    "tests/reliability/load_worker.py": "a load of a given time; how long calls took is reported and not judged",
+    "tests/reliability/test_surroundings.py": PATIENCE,
+    "tests/simulated_host/crash_writer.py": "how long calls took",
+    "tests/simulated_host/test_crashes.py": "that nobody waits long for a killed writer is the promise: ten times what is"
+    " usual; between two looks into a log it sleeps a millisecond",
+}
+
+
+def test_no_other_test_looks_at_the_clock():
+    found = {}
+    for path in sorted((SOURCE / "tests").rglob("*")):
+        if path.suffix in (".py", ".cpp", ".hpp", ".c"):
+            used = sorted(set(CLOCKS.findall(path.read_text(encoding="utf-8"))))
+            if used:
+                found[str(path.relative_to(SOURCE))] = used
+    assert {path: used for path, used in found.items() if path not in LISTED} == {}
+    assert [path for path in LISTED if path not in found and path != "tests/project/test_clocks.py"] == []
