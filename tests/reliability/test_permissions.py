@@ -318,9 +318,9 @@ def test_a_state_file_with_other_tables_is_not_used(state_file, tmp_path, sql):
     with contextlib.closing(sqlite3.connect(state_file)) as database:
         database.executescript("PRAGMA journal_mode = DELETE; PRAGMA synchronous = OFF; BEGIN;" + sql + ";COMMIT")
     before = state_file.read_bytes()
-    before = processor_seconds()
+    used = processor_seconds()
     assert call(state_file) == f"OSError: {state_file}: {FOREIGN}"
-    assert processor_seconds() - before < AT_ONCE
+    assert processor_seconds() - used < AT_ONCE
     assert state_file.read_bytes() == before
     # Neither is it taken as a snapshot.
     good = tmp_path / "good.db"
@@ -377,9 +377,9 @@ NESTED = 1_000_000
     ids=lambda value: value[:24] if isinstance(value, str) else None,
 )
 def test_a_hostile_description_is_refused_at_once(tmp_path, text, message):
-    before = processor_seconds()
+    used = processor_seconds()
     assert message in description_refusal(tmp_path, text)
-    assert processor_seconds() - before < AT_ONCE
+    assert processor_seconds() - used < AT_ONCE
 
 
 @pytest.mark.parametrize("path", ["/dev/zero", "/dev/null", "{folder}", "{pipe}"])
