@@ -15,6 +15,7 @@ from __future__ import annotations
 from typing import TYPE_CHECKING
 
 if TYPE_CHECKING:
+    from vswitch.coverage import *
     from vswitch.enums import *
     from vswitch.errors import *
     from vswitch.handles.collection import *
@@ -44,6 +45,7 @@ __version__ = "1.0.0"
 
 # The public names of each module, which is imported when one of them is first used.
 _PLACES = {
+    "coverage": "coverage",
     "enums": (
         "Constant EthernetFilterFlag LinkDuplex LinkState LoadBalance MacLimitPolicy MacType MirrorAction"
         " MirrorEncapsulation MirrorEndType MirrorFlag MirrorType MirrorUplinkFilter MirrorWildcard MulticastMode Origin"

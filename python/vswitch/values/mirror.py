@@ -3,8 +3,8 @@
 from __future__ import annotations
 
 import struct
-from collections.abc import Iterable, Mapping
-from typing import Any, Self
+from collections.abc import Iterable, Mapping, Sequence
+from typing import TYPE_CHECKING, Any, Self
 
 import libvswitch
 
@@ -185,6 +185,18 @@ class MirrorRule(Value):
     sources: tuple[str, ...] = of(many(PREFIX), ())
     destinations: tuple[str, ...] = of(many(PREFIX), ())
 
+    if TYPE_CHECKING:  # what is accepted is more than what is kept
+
+        def __init__(
+            self,
+            action: int = MirrorAction.MIRROR,
+            protocol: int | None = None,
+            source_ports: int | str | Sequence[int] | None = None,
+            destination_ports: int | str | Sequence[int] | None = None,
+            sources: Iterable[str] = (),
+            destinations: Iterable[str] = (),
+        ) -> None: ...
+
     def to_bytes(self) -> bytes:
         """A `DVMirrorFilterRule`, with its prefixes (`DVMirrorIpPrefix`) behind it."""
         return self._record(0) + self._prefixes()
@@ -277,6 +289,33 @@ class MirrorSession(Value):
     erspan_gra: int = of(INT, 0)
     mirror_stack: bool = of(BOOL, False)
     rules: tuple[MirrorRule, ...] = of(many(value_of(MirrorRule)), ())
+
+    if TYPE_CHECKING:  # what is accepted is more than what is kept
+
+        def __init__(
+            self,
+            id: str,  # noqa: A002
+            name: str = "",
+            type: int = MirrorType.DVPORT,  # noqa: A002
+            destinations: Iterable[MirrorEnd | str] = (),
+            sources_in: Iterable[MirrorEnd | str] = (),
+            sources_out: Iterable[MirrorEnd | str] = (),
+            enabled: bool = True,
+            flags: int = MirrorFlag(0),
+            snap_length: int | None = None,
+            sampling: int = 0,
+            vlan: int = 0,
+            wildcards_in: int = MirrorWildcard(0),
+            wildcards_out: int = MirrorWildcard(0),
+            uplink_filter: int = MirrorUplinkFilter.NONE,
+            encapsulation: int = MirrorEncapsulation.GRE,
+            gre_key: int = 0,
+            erspan_id: int = 0,
+            erspan_cos: int = 0,
+            erspan_gra: int = 0,
+            mirror_stack: bool = False,
+            rules: Iterable[MirrorRule] = (),
+        ) -> None: ...
 
     def _check(self) -> None:
         if self.flags & DISABLED:

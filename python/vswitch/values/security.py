@@ -3,7 +3,8 @@
 from __future__ import annotations
 
 import struct
-from typing import Self
+from collections.abc import Iterable
+from typing import TYPE_CHECKING, Self
 
 from vswitch.enums import EthernetFilterFlag, SecurityFlag
 from vswitch.values.base import BOOL, MAC, Value, bits_of, exactly, mac_bytes, mac_of, many, of, pack, value
@@ -48,6 +49,14 @@ class EthernetFilter(Value):
 
     flags: EthernetFilterFlag = of(bits_of(EthernetFilterFlag), EthernetFilterFlag(0))
     addresses: tuple[str, ...] = of(many(MAC), ())
+
+    if TYPE_CHECKING:  # what is accepted is more than what is kept
+
+        def __init__(
+            self,
+            flags: int = EthernetFilterFlag(0),
+            addresses: Iterable[str] = (),
+        ) -> None: ...
 
     def to_bytes(self) -> bytes:
         """A `VSExtraEthFilter`, 200 bytes."""

@@ -4,7 +4,7 @@ from __future__ import annotations
 
 import struct
 from collections.abc import Iterable
-from typing import Any, Self
+from typing import TYPE_CHECKING, Any, Self
 
 import libvswitch
 
@@ -70,6 +70,20 @@ class TeamingPolicy(Value):
     full_duplex: bool = of(BOOL, False)
     speed: int = of(INT, 0)
 
+    if TYPE_CHECKING:  # what is accepted is more than what is kept
+
+        def __init__(
+            self,
+            active: Iterable[str] = (),
+            standby: Iterable[str] = (),
+            load_balance: int = LoadBalance.LB_SRCID,
+            criteria: int = TeamCriterion.LINK_STATE,
+            flags: int = TeamFlag.NOTIFY_SWITCH,
+            percent_error: int = 0,
+            full_duplex: bool = False,
+            speed: int = 0,
+        ) -> None: ...
+
     def _check(self) -> None:
         _at_most(self)
 
@@ -109,6 +123,18 @@ class NamedTeaming(Value):
     load_balance: LoadBalance | int = of(_BALANCE, LoadBalance.LB_SRCID)
     criteria: TeamCriterion = of(_CRITERIA, TeamCriterion.LINK_STATE)
     flags: TeamFlag = of(_FLAGS, TeamFlag.NOTIFY_SWITCH)
+
+    if TYPE_CHECKING:  # what is accepted is more than what is kept
+
+        def __init__(
+            self,
+            name: str,
+            active: Iterable[str] = (),
+            standby: Iterable[str] = (),
+            load_balance: int = LoadBalance.LB_SRCID,
+            criteria: int = TeamCriterion.LINK_STATE,
+            flags: int = TeamFlag.NOTIFY_SWITCH,
+        ) -> None: ...
 
     def _check(self) -> None:
         _at_most(self)

@@ -3,8 +3,8 @@
 from __future__ import annotations
 
 import struct
-from collections.abc import Iterable
-from typing import Self
+from collections.abc import Iterable, Sequence
+from typing import TYPE_CHECKING, Self
 
 from vswitch.enums import PrivateVlanType, VlanFlag
 from vswitch.values.base import (
@@ -60,6 +60,16 @@ class VlanPolicy(Value):
     )
     private: bool = of(BOOL, False)
 
+    if TYPE_CHECKING:  # what is accepted is more than what is kept
+
+        def __init__(
+            self,
+            id: int = 0,  # noqa: A002
+            priority: int | None = None,
+            trunk: Iterable[int | str | Sequence[int]] | None = None,
+            private: bool = False,
+        ) -> None: ...
+
     def _check(self) -> None:
         if self.private and self.trunk is not None:
             raise ValueError("VlanPolicy.trunk: a port in a private VLAN is no trunk")
@@ -72,7 +82,7 @@ class VlanPolicy(Value):
     @classmethod
     def trunk_of(cls, *ranges: int | str | tuple[int, int]) -> Self:
         """A trunk of these VLANs: numbers, texts like "10-19", pairs; of all without any."""
-        return cls(trunk=ranges)  # type: ignore[arg-type]
+        return cls(trunk=ranges)
 
     @classmethod
     def secondary(cls, id: int) -> Self:  # noqa: A002 - the field's name
