@@ -65,7 +65,7 @@ inline constexpr auto distributed_switch_configuration = calls(
         IN(alias, char const *),
         IN(dvport_id, char const *, "identifier of the port on the switch, at most 47 bytes"),
         IN(external_id, char const *,
-            "identifier at the other party, at most 127 bytes; the host defines the details; see docs/host.md")),
+            "identifier at the other party, at most 127 bytes, unique on the switch")),
     CALL(VSDVS_RemoveDVPort,
         "Removes a distributed port and its properties.",
         IN(alias, char const *), IN(dvport_id, char const *),
@@ -88,8 +88,7 @@ inline constexpr auto distributed_switch_configuration = calls(
         OUT(port_id, qel_SwitchPortID *),
         REMARKS(
             "Gives [status, port_id]: the number is read as signed, so that identifiers from 2147483648 on come "
-            "back negative; & 0xFFFFFFFF gives what other calls take; the host defines the details; see "
-            "docs/host.md.")),
+            "back negative; & 0xFFFFFFFF gives what other calls take.")),
     CALL(VSDVS_GetAliasFromPortset,
         "Looks up the alias of a switch by its port-set name, the name that the host gave it (portset-1 and so on).",
         IN(portset, char const *, "port-set name, at most 127 bytes"),

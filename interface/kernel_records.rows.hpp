@@ -15,8 +15,7 @@ inline constexpr auto kernel_records = records(
         "The record does not own the buffer.",
         FIELD(0, bufferSize, qel_ByteCountSmall, "Size of the buffer in bytes, whether or not the text fills it."),
         FIELD(4, stringLength, qel_ByteCountSmall,
-            "Length of the text in bytes, at most bufferSize; whether a terminator counts, the host defines; see "
-            "docs/host.md."),
+            "Length of the text in bytes, at most bufferSize; no call of this interface reads or writes the record."),
         FIELD(8, buffer, qel_uint8 *,
             "First byte of the text; the record never frees it, and a proxy that owned the buffer gives up "
             "ownership when set here.")),
@@ -56,14 +55,14 @@ inline constexpr auto kernel_records = records(
             "Direction and form of each of up to four parameters, QEL_MGMT_PARMTYPE_*; view into the record, valid "
             "while it lives."),
         FIELD(56, callbackId, qel_uint64,
-            "Number by which a management call selects this callback, 64 bits; the host defines it; see "
-            "docs/host.md.")),
+            "Number by which a management call selects this callback, 64 bits; no call of this interface reads or "
+            "writes the record.")),
 
     RECORD(qel_MgmtApiSignature,
         "Description of a management interface: its version, name, vendor and callbacks (80 bytes).",
         FIELD(0, version, qel_revnum,
-            "Revision number of the management interface, an unsigned 32-bit word; the host defines it; see "
-            "docs/host.md."),
+            "Revision number of the management interface, an unsigned 32-bit word; no call of this interface reads "
+            "or writes the record."),
         FIELD(4, name, qel_Name *,
             "Name by which the management interface is found, an embedded qel_Name; view into the record, valid "
             "while it lives."),
@@ -125,17 +124,17 @@ inline constexpr auto kernel_records = records(
             "Weight of the pool against the other pools when the bandwidth does not suffice for all, up to "
             "QEL_PORTSET_RESPOOL_MAX_SHARES (100)."),
         FIELD(4, limit, qel_PortsetResPoolLimit,
-            "Largest bandwidth that the pool may use, QEL_PORTSET_RESPOOL_LIMIT_INFINITE (-1) for no limit; the host "
-            "defines its unit; see docs/host.md."),
+            "Largest bandwidth that the pool may use, QEL_PORTSET_RESPOOL_LIMIT_INFINITE (-1) for no limit (the "
+            "default); in the unit of reservation, which is free: the value is kept, and no traffic is shaped by "
+            "it."),
         FIELD(8, reservation, qel_PortsetResPoolReservation,
-            "Bandwidth that is guaranteed to the pool, in the unit of limit; signed; the host defines it; see "
-            "docs/host.md."),
+            "Bandwidth that is guaranteed to the pool, in the unit of limit; signed, at most that; 0 by default."),
         FIELD(12, pTag, qel_PortsetResPoolPriorityTag,
             "Priority tag of the pool's packets (IEEE 802.1Q priority, QEL_VLAN_PRIORITY_*); "
             "QEL_PORTSET_RESPOOL_DEFAULT_PRIORITY_TAG is 0."),
         FIELD(16, queueDepth, qel_PortsetResPoolQueueDepth,
-            "Length of the pool's transmit queue, QEL_PORTSET_RESPOOL_DEFAULT_QUEUE_DEPTH (-1) for the default; the "
-            "host defines its unit; see docs/host.md.")),
+            "Length of the pool's transmit queue, QEL_PORTSET_RESPOOL_DEFAULT_QUEUE_DEPTH (-1) for the default; "
+            "kept, and no queue is made by it.")),
 
     RECORD(qel_PortsetResPoolStats, "Packet and byte counters of a switch resource pool, each a 64-bit count.",
         FIELD(0, pktsIn, qel_uint64, "Packets that entered the pool."),
@@ -149,13 +148,13 @@ inline constexpr auto kernel_records = records(
         FIELD(0, flags, qel_uint64, "State of the port, QEL_HNQPORT_STATUS_* flags in a 64-bit word."),
         FIELD(8, noPassthruReason, qel_uint64,
             "Why traffic cannot pass between client and hardware without the switch, a 64-bit word that no exported "
-            "constants name; the host defines it; see docs/host.md."),
+            "constants name; 0 on the simulated host."),
         FIELD(16, portID, qel_uint32, "Numeric identifier of the switch port that serves the distributed port."),
         FIELD(20, displayStr, char [80], "Text about the status for people to read, at most 79 bytes.")),
 
     RECORD(qel_HNQPortStatistics,
-        "Packet and byte counters of a distributed switch port, each a 64-bit count. "
-        "From which side in and out are seen, the host defines it; see docs/host.md.",
+        "Packet and byte counters of a distributed switch port, each a 64-bit count. In is from the port's client "
+        "into the switch, out the other way.",
         FIELD(0, pktsInUnicast, qel_uint64, "Incoming packets addressed to a single station."),
         FIELD(8, bytesInUnicast, qel_uint64, "Bytes in the packets that pktsInUnicast counts."),
         FIELD(16, pktsInMulticast, qel_uint64, "Incoming packets addressed to a multicast group."),
@@ -171,9 +170,9 @@ inline constexpr auto kernel_records = records(
         FIELD(96, pktsInDropped, qel_uint64, "Incoming packets that were dropped."),
         FIELD(104, pktsOutDropped, qel_uint64, "Outgoing packets that were dropped."),
         FIELD(112, pktsInException, qel_uint64,
-            "Incoming packets that were treated as exceptions; the host defines it; see docs/host.md."),
+            "Incoming packets that were handled outside the fast path."),
         FIELD(120, pktsOutException, qel_uint64,
-            "Outgoing packets that were treated as exceptions; the host defines it; see docs/host.md.")),
+            "Outgoing packets that were handled outside the fast path.")),
 
     RECORD(qel_HNQPortVIDRange,
         "A range of VLAN IDs, both ends included; VSPortVlanPolicy and the arrays of new_vidrangeArray hold these.",

@@ -26,7 +26,7 @@ inline constexpr auto mirror_records = records(
             "Identifier of the distributed port, at most 47 bytes of text (VS_DVPORT_ID_MAX with its terminator)."),
         FIELD(48, connectId, qel_uint32,
             "Number that tells one connection to the port from the next, as in the property "
-            "QEL_HNQPROP_PORT_CONNECTID; the host defines it; see docs/host.md.")),
+            "QEL_HNQPROP_PORT_CONNECTID; 0 if none was written.")),
 
     RECORD(DVPortList,
         "List of distributed ports of one type. "
@@ -136,12 +136,12 @@ inline constexpr auto mirror_records = records(
         FIELD(113, pad0, char [3], "Unused padding; keeps the following field at its offset."),
         FIELD(116, type, DVMirrorSessionType, "Kind of session, one of VS_DVMIRROR_SESSIONTYPE_*."),
         FIELD(120, snapLen, qel_uint32,
-            "Length to which mirror copies are cut, VS_DVMIRROR_SNAPLEN_COMPLETE (-1, read as 4294967295) to keep "
-            "them whole; the host defines it; see docs/host.md."),
+            "Length to which mirror copies are cut, VS_DVMIRROR_SNAPLEN_COMPLETE (-1, read as 4294967295) or 0 to "
+            "keep them whole."),
         FIELD(124, flags, qel_uint32, "Options of the session, VS_DVMIRROR_FLAG_* flags."),
         FIELD(128, encapVlan, qel_uint16,
-            "VLAN ID that mirror copies are tagged with (IEEE 802.1Q), for use with VS_DVMIRROR_FLAG_DST_ENCAP; the "
-            "host defines it; see docs/host.md."),
+            "VLAN ID that mirror copies are tagged with (IEEE 802.1Q), 0 to 4094, for use with "
+            "VS_DVMIRROR_FLAG_DST_ENCAP."),
         FIELD(130, wildIn, qel_uint16,
             "Classes of ports that are ingress sources without being listed as entities, VS_DVMIRROR_WILDCARD_* "
             "flags."),
@@ -149,15 +149,14 @@ inline constexpr auto mirror_records = records(
             "Classes of ports that are egress sources without being listed as entities, VS_DVMIRROR_WILDCARD_* flags."),
         FIELD(134, pad1, qel_uint16, "Unused padding; keeps the following field at its offset."),
         FIELD(136, samplingRate, qel_uint32,
-            "Share of the packets that is mirrored; the host defines it; see docs/host.md."),
+            "One of so many packets is mirrored; 0 and 1 for every packet."),
         FIELD(140, greKey, qel_uint32,
-            "Key of the GRE header (RFC 2890) on encapsulated mirror copies; the host defines it; see docs/host.md."),
+            "Key of the GRE header (RFC 2890) on encapsulated mirror copies."),
         FIELD(144, uplinkFilter, DVMirrorFilterType,
-            "Which traffic of mirrored uplinks counts, one of MIRROR_UPLINK_FILTER_*; the host defines it; see "
-            "docs/host.md."),
+            "Which traffic of mirrored uplinks counts, one of MIRROR_UPLINK_FILTER_*; another value is refused."),
         FIELD(148, stack, qel_Bool,
-            "Which network stack sends encapsulated mirror copies; reads as one character; the host defines it; see "
-            "docs/host.md."),
+            "Which network stack sends encapsulated mirror copies; reads as one character; NUL for the default "
+            "stack, any other for the one for mirroring."),
         FIELD(149, encapType, DVMirrorEncapType,
             "Encapsulation of mirror copies to remote destinations, one of DVMIRROR_ENCAP_*; lies at the unaligned "
             "offset 149."),
@@ -165,10 +164,9 @@ inline constexpr auto mirror_records = records(
             "Session identifier in the headers of DVMIRROR_ENCAP_ERSPAN2 and DVMIRROR_ENCAP_ERSPAN3; lies at the "
             "unaligned offset 153."),
         FIELD(155, erspanCOS, qel_uint8,
-            "Class of service in the headers of encapsulated mirror copies; the host defines it; see docs/host.md."),
+            "Class of service in the headers of encapsulated mirror copies, 0 to 7."),
         FIELD(156, erspanGra, qel_uint8,
-            "Granularity of the time stamps in the headers of encapsulated mirror copies; the host defines it; see "
-            "docs/host.md."),
+            "Granularity of the time stamps in the headers of encapsulated mirror copies, 0 to 3."),
         FIELD(157, numFilterRules, qel_uint16,
             "Number of traffic filter rules of the session, consecutive from startRuleIdx; lies at the unaligned "
             "offset 157."),

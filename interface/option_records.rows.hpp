@@ -66,10 +66,10 @@ inline constexpr auto option_records = records(
         FIELD(0, psName, char [128],
             "Name of the switch, at most 127 bytes of text (QEL_PORTSET_NAME_MAX with its terminator)."),
         FIELD(128, orvSwitchMode, qel_uint32,
-            "Mode of the switch in the enhanced datapath, carried unchanged; the host defines it; see docs/host.md."),
+            "Mode of the switch in the enhanced datapath, RTM_IOCCMD_ORV_ACTIVATE or RTM_IOCCMD_ORV_DEACTIVATE in "
+            "the step ORV_OP; the steps that bring back answer with what is kept."),
         FIELD(132, orvPsMode, qel_uint32,
-            "Mode of the port set in the enhanced datapath, carried unchanged; the host defines it; see "
-            "docs/host.md.")),
+            "Mode of the port set in the enhanced datapath, kept with orvSwitchMode and answered like it.")),
 
     RECORD(RTMIOCtlQuery,
         "Save-and-restore request over switches for VSQEL_RTMOp; packed. "
@@ -77,11 +77,11 @@ inline constexpr auto option_records = records(
         FIELD(0, numPortsets, qel_uint32,
             "Number of RTM_Portset entries that follow; bounds the index of __getitem__ and __setitem__."),
         FIELD(4, isQBRV, qel_Bool,
-            "Kind of switch that the request is about; reads as one character, NUL for false; the host defines it; "
-            "see docs/host.md."),
+            "Whether the request is about switches of the versions VS_QBR_*, which go together; reads as one "
+            "character, NUL for false."),
         FIELD(5, maxAllowedOutage, qel_uint32,
-            "Longest interruption of traffic that the caller accepts, 0 in a newly allocated request; the host "
-            "defines its unit; see docs/host.md."),
+            "Longest interruption of traffic that the caller accepts, in milliseconds, 0 for any; RESTORE_COMPLETE "
+            "answers with the longest that there was."),
         FIELD(9, rtmPs, RTM_Portset [0],
             "First of the numPortsets entries of 136 bytes each, reached with __getitem__ and __setitem__; view into "
             "the record, valid while it lives."),
@@ -96,8 +96,7 @@ inline constexpr auto option_records = records(
 
     RECORD(RTM_ModInfo, "One module entry of a save-and-restore request; packed (5 bytes).",
         FIELD(0, isFromMod, qel_Bool,
-            "Whether the entry comes from a module; reads as one character, NUL for false; the host defines it; see "
-            "docs/host.md."),
+            "Whether the module is the one that is replaced; reads as one character, NUL for false."),
         FIELD(1, ModID, qel_ModuleID, "Identifier of the module, a signed 32-bit number at the unaligned offset 1.")),
 
     RECORD(RTMModIOCtlQuery,
@@ -122,12 +121,12 @@ inline constexpr auto option_records = records(
     RECORD(RTMPortIOCtlQuery,
         "Save-and-restore request for one port: the world that owns it, its identifier and its kind; packed (9 bytes).",
         FIELD(0, worldID, qel_WorldID,
-            "Identifier of the world that owns the port, a signed 32-bit number; the host defines it; see "
-            "docs/host.md."),
+            "Identifier of the world that owns the port, a signed 32-bit number; no call of this interface reads or "
+            "writes the record."),
         FIELD(4, portID, qel_SwitchPortID, "Numeric identifier of the port that the request is about."),
         FIELD(8, isAssociatedPort, qel_Bool,
-            "Whether the port is an associated port; reads as one character, NUL for false; the host defines it; "
-            "see docs/host.md.")),
+            "Whether the port is an associated port; reads as one character, NUL for false; no call of this "
+            "interface reads or writes the record.")),
 
     RECORD(RTMIOCtlData,
         "Raw input and output buffers of a control request to the save-and-restore device (RTMDEV_PATH), laid out as "

@@ -304,11 +304,11 @@ inline constexpr auto packet_headers = records(
         "Header of the platform's own fence overlay (4 bytes): fragmentation bits in byte 0, then a 24-bit fence "
         "identifier.",
         FIELD_BITS(0, 0, 2, version, qel_uint8,
-            "Version of the fence header, 0 to 3; bits 0 and 1 of byte 0; the host defines it; see docs/host.md."),
+            "Version of the fence header, 0 to 3; bits 0 and 1 of byte 0."),
         FIELD_BITS(0, 2, 1, frag, qel_uint8,
-            "1 if the packet is a fragment, otherwise 0; bit 2 of byte 0; the host defines it; see docs/host.md."),
+            "1 if the packet is a fragment, otherwise 0; bit 2 of byte 0."),
         FIELD_BITS(0, 3, 5, fragmentID, qel_uint8,
-            "Identifier of the fragment, 0 to 31; bits 3 to 7 of byte 0; the host defines it; see docs/host.md."),
+            "Identifier of the fragment, 0 to 31; bits 3 to 7 of byte 0."),
         FIELD_BITS(1, 0, 24, fenceID, qel_uint32,
             "Identifier of the fenced network, 24 bits in bytes 1 to 3; the accessors take byte 1 as the least "
             "significant.")),
@@ -318,8 +318,7 @@ inline constexpr auto packet_headers = records(
         "Bit 1 of the flag byte is the platform's own; the other flags are those of the standard.",
         FIELD_BITS(0, 0, 1, flags1, qel_uint8, "Reserved flag of RFC 7348, sent as zero; bit 0 of byte 0."),
         FIELD_BITS(0, 1, 1, locallyReplicate, qel_uint8,
-            "Flag of the platform, not of RFC 7348, about local replication of the packet; bit 1 of byte 0; the host "
-            "defines it; see docs/host.md."),
+            "Flag of the platform, not of RFC 7348, about local replication of the packet; bit 1 of byte 0."),
         FIELD_BITS(0, 2, 1, flags1b, qel_uint8, "Reserved flag of RFC 7348, sent as zero; bit 2 of byte 0."),
         FIELD_BITS(0, 3, 1, instanceID, qel_uint8, "The I flag of RFC 7348: 1 if vxlanID is valid; bit 3 of byte 0."),
         FIELD_BITS(0, 4, 4, flags2, qel_uint8, "Reserved flags of RFC 7348, sent as zero; bits 4 to 7 of byte 0."),

@@ -33,10 +33,9 @@ inline constexpr auto status_records = records(
             "Overlay network identifier that the entry belongs to, up to QEL_VIRTUAL_NETWORK_ID_MAX; "
             "QEL_VIRTUAL_NETWORK_ID_NONE (0) outside an overlay."),
         FIELD(18, elapsed, qel_uint32,
-            "Time since the address was last seen, to be compared with the aging time; the host defines it; see "
-            "docs/host.md."),
+            "Whole seconds since the address was last seen, to be compared with the aging time."),
         FIELD(22, macMove, qel_uint32,
-            "How often the address has moved from one port to another; the host defines it; see docs/host.md."),
+            "How often the address has moved from one port to another."),
         METHOD(__getitem__, Run<VSMACEntry>::get,
             "Copy of record index of the run that starts here, such as the one that VSMACTable.macEntries gives; the "
             "proxy owns the copy. "
@@ -61,8 +60,8 @@ inline constexpr auto status_records = records(
 
     RECORD(VSMACTable, "Counted list of VSMACEntry records (26 bytes each), as the MAC table queries return it.",
         FIELD(0, totalEntries, qel_uint32,
-            "Number of addresses in the table that was queried, also those that this list does not hold; the host "
-            "defines it; see docs/host.md."),
+            "Number of addresses of all types in the table that was queried, also those that this list does not "
+            "hold."),
         FIELD(4, numEntries, qel_uint32,
             "Number of VSMACEntry records that follow; reading entries does not check it, so scripts keep their "
             "index below it."),
@@ -77,11 +76,12 @@ inline constexpr auto status_records = records(
             "Table that the caller provides for the entries; the record never frees it, and a proxy that owned the "
             "table gives up ownership when set here."),
         FIELD(8, count, qel_uint32,
-            "Number of entries that the request is about; the host defines it; see docs/host.md."),
+            "Number of entries that the request is about; no call of this interface reads or writes the record."),
         FIELD(12, macAddrType, VSMACAddrType,
             "Kind of address wanted, one of VS_MAC_ADDR_TYPE_*; stored as one byte, as in VSMACEntry."),
         FIELD(16, numEntriesToCopy, qel_uint32,
-            "Limit on the number of entries copied into macTable; the host defines it; see docs/host.md."),
+            "Limit on the number of entries copied into macTable; no call of this interface reads or writes the "
+            "record."),
         FIELD(20, getTeamMacs, qel_Bool,
             "Whether addresses learned on the uplink team are wanted; reads as one character, NUL for false.")),
 
@@ -94,11 +94,11 @@ inline constexpr auto status_records = records(
         FIELD(4, macLimit, qel_uint32,
             "Largest number of addresses that a switch learns; VS_MAC_LEARNING_LIMIT_ENTRIES_DEFAULT is 65536."),
         FIELD(8, learnStatic, qel_Bool,
-            "Whether static addresses take part in learning (VS_MAC_LEARNING_LEARN_STATIC_DEFAULT is 0); reads as "
-            "one character, NUL for false; the host defines it; see docs/host.md."),
+            "Whether an address that is static on the switch may also be learned from traffic "
+            "(VS_MAC_LEARNING_LEARN_STATIC_DEFAULT is 0); reads as one character, NUL for false."),
         FIELD(9, staticMACAllow, qel_Bool,
-            "Whether static addresses are allowed (VS_MAC_LEARNING_ALLOW_STATIC_DEFAULT is 1); reads as one "
-            "character, NUL for false; the host defines it; see docs/host.md.")),
+            "Whether the addresses of clients and those set by hand are in the MAC tables, and more can be set "
+            "(VS_MAC_LEARNING_ALLOW_STATIC_DEFAULT is 1); reads as one character, NUL for false.")),
 
     RECORD(VSPMACLearningStats, "MAC learning counters of one port or of the uplink team; packed (28 bytes).",
         FIELD(0, numMACsLearned, qel_uint32, "Number of addresses that are learned at present, not a running total."),
@@ -127,8 +127,7 @@ inline constexpr auto status_records = records(
         "Counted list of VSPMACLearningStatsPortInfo records (32 bytes each): the MAC learning counters of a switch "
         "port by port.",
         FIELD(0, totalEntries, qel_uint32,
-            "Number of ports of the switch that have such counters, also those that this list does not hold; the "
-            "host defines it; see docs/host.md."),
+            "Number of ports of the switch that have such counters, also those that this list does not hold."),
         FIELD(4, numEntries, qel_uint32,
             "Number of VSPMACLearningStatsPortInfo records that follow; reading entries does not check it, so "
             "scripts keep their index below it."),
@@ -157,13 +156,11 @@ inline constexpr auto status_records = records(
             "MAC learning counters of the uplink team, an embedded VSPMACLearningStats; view into the record, valid "
             "while it lives."),
         FIELD(64, teamAllowedPktsWithPortLimit, qel_uint64,
-            "Packets from the uplink team let through while the address limit of a port was reached; the host "
-            "defines it; see docs/host.md."),
+            "Packets let through unlearned at an uplink with an address limit of its own, while it was reached."),
         FIELD(72, noOfPortsMACLimitHit, qel_uint32, "Number of ports that have reached their address limit."),
         FIELD(76, numSinkPorts, qel_uint32, "Number of ports configured as sink ports with VSDVS_ConfigureSinkPort."),
         FIELD(80, numSinkAndFloodingPorts, qel_uint32,
-            "Number of sink ports and of ports with flooding switched on, taken together; the host defines it; see "
-            "docs/host.md.")),
+            "Number of ports that are sink ports or have flooding switched on.")),
 
     RECORD(VSPMACLearningInfo,
         "The MAC learning policy of one port together with its identifier; one packed 14-byte entry of "
@@ -182,8 +179,7 @@ inline constexpr auto status_records = records(
     RECORD(VSMACLearningEntries,
         "Counted list of VSPMACLearningInfo records (14 bytes each): the MAC learning policy of a switch port by port.",
         FIELD(0, totalEntries, qel_uint32,
-            "Number of ports of the switch that have such a policy, also those that this list does not hold; the "
-            "host defines it; see docs/host.md."),
+            "Number of ports of the switch that have such a policy, also those that this list does not hold."),
         FIELD(4, numEntries, qel_uint32,
             "Number of VSPMACLearningInfo records that follow; reading entries does not check it, so scripts keep "
             "their index below it."),
@@ -209,8 +205,7 @@ inline constexpr auto status_records = records(
         "Counted list of VSPropSecurityPortInfo records (8 bytes each): the layer-2 security policy of a switch port "
         "by port.",
         FIELD(0, totalEntries, qel_uint32,
-            "Number of ports of the switch that have such a policy, also those that this list does not hold; the "
-            "host defines it; see docs/host.md."),
+            "Number of ports of the switch that have such a policy, also those that this list does not hold."),
         FIELD(4, numEntries, qel_uint32,
             "Number of VSPropSecurityPortInfo records that follow; reading entries does not check it, so scripts "
             "keep their index below it."),
@@ -302,7 +297,7 @@ inline constexpr auto status_records = records(
         FIELD(4, maxValidVlan, qel_VlanID, "Highest VLAN ID that the switch accepts, at most 4095 (IEEE 802.1Q)."),
         FIELD(6, minValidVlan, qel_VlanID, "Lowest VLAN ID that the switch accepts (IEEE 802.1Q)."),
         FIELD(8, activePorts, qel_uint32,
-            "Number of ports of the switch that are in use; the host defines it; see docs/host.md."),
+            "Number of ports of the switch that have a client; uplink ports count."),
         FIELD(12, maxPorts, qel_uint32, "Largest number of ports that the switch can have."),
         FIELD(16, dvsName, qel_uint8 [128],
             "Name of the switch, up to 128 bytes; view into the record, valid while it lives."),
@@ -311,12 +306,12 @@ inline constexpr auto status_records = records(
             "while it lives."),
         FIELD(208, numSinkPorts, qel_uint16, "Number of ports configured as sink ports with VSDVS_ConfigureSinkPort."),
         FIELD(210, flags, qel_uint64,
-            "State flags of the switch, 64 bits that no exported constants name; the host defines it; see "
-            "docs/host.md.")),
+            "Flags that VSDVS_CreateVSwitch was given, 64 bits that no exported constants name; kept and reported, "
+            "without a meaning of their own.")),
 
     RECORD(VSStats,
-        "Packet, byte and drop counters of a port, each a 64-bit count. "
-        "From which side transmitting and receiving are seen, the host defines it; see docs/host.md.",
+        "Packet, byte and drop counters of a port, each a 64-bit count. No call of this interface reads or writes "
+        "the record.",
         FIELD(0, pktsTx, qel_uint64,
             "Packets transmitted; the multicast and broadcast counters single out two kinds of them."),
         FIELD(8, pktsTxMulticast, qel_uint64, "Packets transmitted to a multicast address."),
@@ -343,7 +338,8 @@ inline constexpr auto status_records = records(
         "Everything about one switch port: its client, hardware address, distributed port, accepted multicast "
         "addresses, counters and VLAN settings; packed (1420 bytes).",
         FIELD(0, portIdx, qel_uint32,
-            "Number of the port among the ports of its switch; the host defines it; see docs/host.md."),
+            "Number of the port among the ports of its switch; no call of this interface reads or writes the "
+            "record."),
         FIELD(4, clientName, char [1040],
             "Name of what is connected to the port, at most 1039 bytes of text (QEL_PORT_CLIENT_NAME_MAX with its "
             "terminator)."),
@@ -390,9 +386,9 @@ inline constexpr auto status_records = records(
 
     RECORD(VSVLAN, "Times and packet counters of one VLAN on a switch.",
         FIELD(0, creationTime, qel_uint64,
-            "When the VLAN came into use on the switch; the host defines it; see docs/host.md."),
+            "When the VLAN came into use on the switch; no call of this interface reads or writes the record."),
         FIELD(8, modificationTime, qel_uint64,
-            "When the settings of the VLAN last changed; the host defines it; see docs/host.md."),
+            "When the settings of the VLAN last changed; no call of this interface reads or writes the record."),
         FIELD(16, pktsTx, qel_uint64, "Packets of the VLAN that were transmitted."),
         FIELD(24, pktsRx, qel_uint64, "Packets of the VLAN that were received.")),
 
@@ -403,11 +399,11 @@ inline constexpr auto status_records = records(
             "VLANs that the entry applies to, an embedded VSVLANBitmap; vlan_get_values(i) reads its word i; view "
             "into the record, valid while it lives."),
         FIELD(512, isTrunkVNI, qel_Bool,
-            "Whether vni stands for a trunk of overlay networks; reads as one character, NUL for false; the host "
-            "defines it; see docs/host.md."),
+            "Whether the address is in an overlay network and its port lets the client tag its frames; reads as one "
+            "character, NUL for false."),
         FIELD(513, isVdrMac, qel_Bool,
-            "Whether the address belongs to a distributed router (VDR); reads as one character, NUL for false; the "
-            "host defines it; see docs/host.md."),
+            "Whether the address is that of the interface of a distributed router (VDR); reads as one character, "
+            "NUL for false."),
         FIELD(514, vni, qel_uint32,
             "Overlay network identifier that the entry belongs to, up to QEL_VIRTUAL_NETWORK_ID_MAX; "
             "QEL_VIRTUAL_NETWORK_ID_NONE (0) outside an overlay."),
@@ -437,8 +433,7 @@ inline constexpr auto status_records = records(
         "Counted list of VSStaticLEEntry records (529 bytes each), as VSQEL_GetStaticLectx and "
         "VSQEL_GetPortStaticLectx return it.",
         FIELD(0, totalEntries, qel_uint32,
-            "Number of static entries of the switch or port, also those that this list does not hold; the host "
-            "defines it; see docs/host.md."),
+            "Number of static entries of the switch or port, also those that this list does not hold."),
         FIELD(4, numEntries, qel_uint32,
             "Number of VSStaticLEEntry records that follow; reading entries does not check it, so scripts keep their "
             "index below it."),
@@ -451,9 +446,9 @@ inline constexpr auto status_records = records(
         "network.",
         FIELD(0, rarpPktsSent, qel_uint32, "Number of reverse ARP packets sent so far."),
         FIELD(4, maxRARPTime, qel_uint32,
-            "Longest time that one round of announcements took; the host defines its unit; see docs/host.md."),
+            "Longest time that one round of announcements took, in milliseconds."),
         FIELD(8, rarpTime, qel_uint64,
-            "Time that announcements took, a 64-bit value; the host defines it; see docs/host.md.")),
+            "Time that all announcements took together, in milliseconds; 64 bits.")),
 
     RECORD(VSServicePortTeamingStats, "Counters of the teaming decisions for a service port of a switch.",
         FIELD(0, txFromSrvPort, qel_uint64, "Packets transmitted from the service port."),
@@ -461,7 +456,7 @@ inline constexpr auto status_records = records(
         FIELD(16, txUsingPktSrcPortFRP, qel_uint64,
             "Packets transmitted by the teaming policy of the port that the packet came from."),
         FIELD(24, txErrors, qel_uint64,
-            "Packets for which no transmission was possible; the host defines it; see docs/host.md."),
+            "Packets for which no transmission was possible."),
         FIELD(32, rxToSrvPort, qel_uint64, "Packets received that were delivered to the service port."),
         FIELD(40, rxRpfOverride, qel_uint64,
             "Packets received for which the result of the reverse-path forwarding check was overridden.")),
@@ -472,8 +467,7 @@ inline constexpr auto status_records = records(
         "than n entries.",
         COUNTED(32, 8, numEntries),
         FIELD(0, totalEntries, qel_uint32,
-            "Number of uplinks of the switch, also those that this list does not hold; the host defines it; see "
-            "docs/host.md."),
+            "Number of the switch's uplinks with a physical NIC, also those that this list does not hold."),
         FIELD(4, numEntries, qel_uint32,
             "Number of VSUplinks_entries records that follow; it is the length of the list and bounds the index of "
             "__getitem__ and __setitem__."),
@@ -503,13 +497,12 @@ inline constexpr auto status_records = records(
         FIELD(0, state, qel_LinkState,
             "Whether the group as a whole has a link, QEL_LINK_STATE_UP or QEL_LINK_STATE_DOWN."),
         FIELD(4, id, qel_uint32,
-            "Number that identifies the group on its switch; the host defines it; see docs/host.md."),
+            "Number that identifies the group on its switch, from 1."),
         FIELD(8, name, qel_uint8 [68],
             "Name of the group, up to VS_LACP_LAG_NAME_LENGTH (68) bytes, read as text with get_name; view into the "
             "record, valid while it lives."),
         FIELD(76, uplinkLinkupBitmap, qel_uint64,
-            "One bit for each member uplink, set while its link is up; the host defines the bit order; see "
-            "docs/host.md."),
+            "One bit for each member uplink, in their order from the lowest bit on, set while its link is up."),
         FIELD(84, numUplinks, qel_uint32,
             "Number of member uplinks and of names that follow, at most VS_MAX_UPLINKS_IN_LAG (32); bounds the index "
             "of __getitem__, __setitem__ and get_uplink_name."),
@@ -546,8 +539,7 @@ inline constexpr auto status_records = records(
     RECORD(VSPromiscSessionActiveDsts,
         "Counted list of the ports to which the promiscuous mirror session delivers at present.",
         FIELD(0, totalEntries, qel_uint32,
-            "Number of active destination ports, also those that this list does not hold; the host defines it; see "
-            "docs/host.md."),
+            "Number of active destination ports, also those that this list does not hold."),
         FIELD(4, numEntries, qel_uint32,
             "Number of port identifiers that follow; bounds the index of __getitem__ and __setitem__."),
         FIELD(8, entries, qel_SwitchPortID [0],
@@ -565,8 +557,7 @@ inline constexpr auto status_records = records(
     RECORD(VSDVMirrorSessionIDs,
         "Counted list of the identifiers of the mirror sessions of a switch, in slots of 32 bytes.",
         FIELD(0, totalEntries, qel_uint32,
-            "Number of mirror sessions of the switch, also those that this list does not hold; the host defines it; "
-            "see docs/host.md."),
+            "Number of mirror sessions of the switch, also those that this list does not hold."),
         FIELD(4, numEntries, qel_uint32, "Number of session identifiers that follow; bounds the index of __getitem__."),
         FIELD(8, entries, char [0][32],
             "First of the numEntries identifier slots of 32 bytes each, read as text with __getitem__; view into the "
@@ -579,16 +570,15 @@ inline constexpr auto status_records = records(
     RECORD(VSDVMirrorSessionStats,
         "Packet counters of one mirror session, with the session's display name; packed (121 bytes).",
         FIELD(0, mirrorPktCnt, qel_uint64,
-            "Mirror copies that the session produced; the host defines it; see docs/host.md."),
+            "Mirror copies that the session produced."),
         FIELD(8, mirrorPktFailCnt, qel_uint64,
-            "Mirror copies that could not be produced; the host defines it; see docs/host.md."),
+            "Mirror copies that could not be produced."),
         FIELD(16, mirroredPkts, qel_uint64,
-            "Packets that matched the session and were mirrored; the host defines it; see docs/host.md."),
+            "Packets that matched the session and were mirrored."),
         FIELD(24, discardedPkts, qel_uint64,
-            "Packets that matched the session but were left out on purpose; the host defines it; see docs/host.md."),
+            "Packets that matched the session but were left out by a filter or by sampling."),
         FIELD(32, failedPkts, qel_uint64,
-            "Packets that matched the session but could not be delivered to its destinations; the host defines it; "
-            "see docs/host.md."),
+            "Packets that matched the session but could not be delivered to its destinations."),
         FIELD(40, name, char [81],
             "Display name of the session, at most 80 bytes of text, as in DVMirrorSession.dname.")),
 
@@ -596,8 +586,7 @@ inline constexpr auto status_records = records(
         "Counted list of the multicast filters of a port. "
         "MAC, IPv4 and IPv6 addresses share one storage area; the filter kind of the query tells which view holds.",
         FIELD(0, totalEntries, qel_uint32,
-            "Number of filters of the port, also those that this list does not hold; the host defines it; see "
-            "docs/host.md."),
+            "Number of filters of the port, also those that this list does not hold."),
         FIELD(4, numEntries, qel_uint32,
             "Number of addresses that follow; reading entries does not check it, so scripts keep their index below "
             "it."),
@@ -627,19 +616,17 @@ inline constexpr auto status_records = records(
         "State of one multicast group on a port, followed by its source addresses; IPv4 and IPv6 addresses share one "
         "storage area, as the filter mode of the query tells.",
         FIELD(0, version, qel_uint32,
-            "Version of the group membership protocol in use for the group (IGMP or MLD); the host defines it; see "
-            "docs/host.md."),
+            "Version of the group membership protocol in use for the group (IGMP: 1 to 3, MLD: 1 or 2)."),
         FIELD(4, srcIPFilterMode, qel_uint32,
             "How the source addresses filter the group's traffic, one of VS_MCAST_SRC_IP_FILTER_MODE_* (RFC 3376, "
             "RFC 3810)."),
         FIELD(8, updateTime, qel_uint64,
-            "When the membership was last refreshed; the host defines it; see docs/host.md."),
+            "When the membership was last refreshed, in microseconds of the host's clock."),
         FIELD(16, vni, qel_uint32,
             "Overlay network identifier that the group belongs to; QEL_VIRTUAL_NETWORK_ID_NONE (0) outside an "
             "overlay."),
         FIELD(20, totalEntries, qel_uint32,
-            "Number of source addresses of the group, also those that this record does not hold; the host defines "
-            "it; see docs/host.md."),
+            "Number of source addresses of the group, also those that this record does not hold."),
         FIELD(24, numEntries, qel_uint32,
             "Number of source addresses that follow; reading entries does not check it, so scripts keep their index "
             "below it."),

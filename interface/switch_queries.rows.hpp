@@ -15,21 +15,23 @@ inline constexpr auto switch_queries = calls(
             "request of alloc_rtm_query with one RTM_Portset for each switch; read and answered in place"),
         IN(mode, RTMIOCtlMode, "the step, one of RTM_IOCCMD_*"),
         REMARKS(
-            "Which steps there are and how long traffic may stop (maxAllowedOutage): the host defines the details; "
-            "see docs/host.md.")),
+            "The steps of a switch, in their order: REG_SAVE (or REG_SAVE_DUALLOAD and PREDUALLOAD), SAVE, "
+            "BLOCKPORTS, PS_UPGRADE, PORT_UPGRADE, REG_RESTORE (or REG_RESTORE_DUALLOAD), RESTORE, "
+            "RESTORE_COMPLETE; COMPLETE ends it at any time. maxAllowedOutage is in milliseconds, 0 for any.")),
     CALL(VSQEL_RTMModOp,
         "Carries out one step of save and restore (RTM) for modules of one switch.",
         IN(query, RTMModIOCtlQuery *,
             "request of alloc_rtm_mod_query with the port-set name in psName and one RTM_ModInfo for each module; "
             "read and answered in place"),
-        IN(mode, RTMIOCtlMode, "the step, one of RTM_IOCCMD_*; the host defines the details; see docs/host.md")),
+        IN(mode, RTMIOCtlMode,
+            "the step, one of RTM_IOCCMD_*: REG_SAVE, SAVE, REG_RESTORE, RESTORE in this order; COMPLETE takes a "
+            "module out at any time")),
     CALL(VSQEL_RTMPortOp,
         "Blocks a port while its switch is saved and restored (RTM), or lets it pass traffic again.",
         IN(world_id, qel_WorldID, "world (execution context on the host) that owns the port, a signed 32-bit number"),
         IN(port_id, qel_SwitchPortID, "numeric identifier of the port, unsigned"),
         IN(block, qel_Bool,
-            "0 to unblock, any other byte to block (the text 0 is byte 48 and so blocks); the host defines the "
-            "details; see docs/host.md")),
+            "0 to unblock, any other byte to block (the text 0 is byte 48 and so blocks)")),
     CALL(VSQEL_GetRuntimeOptions,
         "Reads runtime options of the switches (IGMP and MLD snooping, reverse ARP, reverse-path check, teaming).",
         IN(types, qel_uint16 const *, "pointer to count option types of 16 bits each, VS_RT_OPT_*"),
@@ -38,7 +40,8 @@ inline constexpr auto switch_queries = calls(
         REMARKS(
             "Gives [status, options]: a VSRuntimeOptions buffer with one entry for each option, walked with "
             "get_first_option and get_next_option, not owned by its proxy: release it with VSQEL_FreeMemory. "
-            "Values and their units: the host defines the details; see docs/host.md.")),
+            "Intervals and durations are in seconds, TeamPolicyUpDelay in milliseconds; switches are 0 or 1, "
+            "addresses texts.")),
     CALL(VSQEL_SetRuntimeOptions,
         "Sets the runtime options that a buffer holds.",
         IN(options, VSRuntimeOptions *,
@@ -46,20 +49,21 @@ inline constexpr auto switch_queries = calls(
             "read up to totalLength (at most 4096 bytes, VS_CHARDEV_MAX_RUNTIME_OPTIONS_LENGTH); it stays the "
             "caller's"),
         REMARKS(
-            "Values and their units, and which options stay as they were: the host defines the details; see "
-            "docs/host.md.")),
+            "Intervals and durations are in seconds, TeamPolicyUpDelay in milliseconds; switches are 0 or 1, "
+            "addresses texts. All are set or none; options that are not in the buffer stay as they were. They hold "
+            "for all switches until the next boot.")),
     CALL(VSQEL_GetGlobalMACLearningProps,
         "Reads the MAC learning properties that hold for all switches: aging time in seconds, address limit, and how "
         "static addresses are treated.",
         IN(props, VSMACLearningGlobalProps *,
-            "VSMACLearningGlobalProps of the caller (new_VSMACLearningGlobalProps), filled in place; the host "
-            "defines the details; see docs/host.md")),
+            "VSMACLearningGlobalProps of the caller (new_VSMACLearningGlobalProps), filled in place; where nothing "
+            "was set: 600 seconds, 65536 addresses, 0 and 1")),
     CALL(VSQEL_SetGlobalMACLearningProps,
         "Sets the MAC learning properties that hold for all switches.",
         IN(props, VSMACLearningGlobalProps *,
             "the four settings together (agingTime in seconds, at most VS_MAC_LEARNING_AGING_TIME_MAX; macLimit; "
             "learnStatic; staticMACAllow), so read them with VSQEL_GetGlobalMACLearningProps first to change only "
-            "one; the host defines the details; see docs/host.md")),
+            "one; kept over a boot")),
     CALL(VSQEL_FreeMemory,
         "Releases a record or list that a call returned.",
         IN(memory, void *, "any proxy, whatever its type, or None, which is ignored"),
@@ -99,7 +103,7 @@ inline constexpr auto switch_queries = calls(
         "Makes a switch look up again on which NUMA node (processor and memory group) each of its uplink devices "
         "sits, for teaming that prefers near uplinks (runtime option VS_RT_OPT_TEAMING_NUMA_AWARE).",
         IN(switch_name, char const *,
-            "alias, port-set name or identifier of the switch; the host defines the details; see docs/host.md")),
+            "alias, port-set name or identifier of the switch")),
     CALL(VSQEL_DVSAliasToSwitchId,
         "Looks up the identifier of a switch by its alias, but gives only the status: the library writes into a "
         "temporary copy of switch_id, which is not returned.",
@@ -133,8 +137,8 @@ inline constexpr auto switch_queries = calls(
         IN(uplink, char const *, "name of the uplink"),
         OUT(state, qel_LinkState *),
         REMARKS(
-            "Gives [status, state]: QEL_LINK_STATE_UP or QEL_LINK_STATE_DOWN; the host defines the details; see "
-            "docs/host.md.")),
+            "Gives [status, state]: QEL_LINK_STATE_UP where the link is up and LACP negotiated it, else "
+            "QEL_LINK_STATE_DOWN.")),
     CALL(VSQEL_SetUplinkAdminLinkState,
         "Sets the NIC behind an uplink administratively up or down; the host sets all NICs up again when it boots.",
         IN(switch_name, char const *),
@@ -149,22 +153,21 @@ inline constexpr auto switch_queries = calls(
         IN(uplink, char const *, "name of the uplink, without its switch"),
         OUT_TEXT(dvport_id, 48),
         REMARKS(
-            "Gives [status, dvport_id]: the identifier of the port, at most 48 bytes of text; the host defines the "
-            "details; see docs/host.md.")),
+            "Gives [status, dvport_id]: the identifier of the port, at most 48 bytes of text; of several uplinks of "
+            "that name, that of the oldest switch.")),
     CALL(VSQEL_GetLAGTable,
         "Reads the link aggregation groups (LAGs, IEEE 802.1AX: several uplinks used as one) of a switch.",
         IN(switch_name, char const *), OUT(table, VSLAGTable **),
         REMARKS(
             "Gives [status, table]: a VSLAGTable of numLAGs VSLAGStatus records of different lengths, walked with "
             "vs_lag_table_first_lag and vs_lag_table_next_lag, not owned by its proxy: release it with "
-            "VSQEL_FreeMemory. "
-            "The host defines the details; see docs/host.md.")),
+            "VSQEL_FreeMemory. They come in the order of their numbers.")),
     CALL(VSQEL_PortGetTeamUplinkHint,
         "Tells which uplink teaming would choose at present for traffic of a port.",
         IN(port_id, qel_SwitchPortID, "numeric identifier of the port, unsigned"),
         IN(uplink, qel_Name *,
-            "qel_Name of the caller (new_qel_Name), filled with the name of the uplink; the host defines the "
-            "details; see docs/host.md")),
+            "qel_Name of the caller (new_qel_Name), filled with the name of the uplink that teaming chooses at "
+            "present: of its NIC, or of the uplink port where it has none")),
     CALL(VSQEL_GetLSTeamingPolicyTable,
         "Reads the named teaming policies for logical switches that are in force on a running switch; "
         "VSDVS_GetLSTeamingPolicyTable reads the configured ones.",
@@ -189,37 +192,36 @@ inline constexpr auto switch_queries = calls(
         "whose policy, errors, packets received for it.",
         IN(switch_name, char const *),
         IN(stats, VSServicePortTeamingStats *,
-            "VSServicePortTeamingStats of the caller (new_VSServicePortTeamingStats), filled in place; the host "
-            "defines the details; see docs/host.md")),
+            "VSServicePortTeamingStats of the caller (new_VSServicePortTeamingStats), filled in place")),
     CALL(VSQEL_GetSwitchMACLearningInfo,
         "Reads the MAC learning state of a whole switch: aging time and limit in force, numbers of learning ports "
         "and learned addresses, policy and counters of the uplink team.",
         IN(switch_name, char const *),
         IN(info, VSMACLearningSwitchInfo *,
-            "VSMACLearningSwitchInfo of the caller (new_VSMACLearningSwitchInfo), filled in place; the host "
-            "defines the details; see docs/host.md")),
+            "VSMACLearningSwitchInfo of the caller (new_VSMACLearningSwitchInfo), filled in place with the settings "
+            "in force and what is counted")),
     CALL(VSQEL_GetMACLearningAllPorts,
         "Reads the MAC learning policy in force on each port of a switch.",
         IN(switch_name, char const *), OUT(entries, VSMACLearningEntries **),
         REMARKS(
             "Gives [status, entries]: a VSMACLearningEntries whose numEntries entries pair a numeric port "
-            "identifier with a VSPMACLearning, not owned by its proxy: release it with VSQEL_FreeMemory. "
-            "Which ports it lists: the host defines the details; see docs/host.md.")),
+            "identifier with a VSPMACLearning, not owned by its proxy: release it with VSQEL_FreeMemory. It lists "
+            "the ports that are no uplinks, by their numbers.")),
     CALL(VSQEL_GetSwitchMACLearningStats,
         "Reads the MAC learning counters of a switch port by port.",
         IN(switch_name, char const *), OUT(stats, VSMACLearningStats **),
         REMARKS(
             "Gives [status, stats]: a VSMACLearningStats whose numEntries entries pair a numeric port identifier "
-            "with a VSPMACLearningStats, not owned by its proxy: release it with VSQEL_FreeMemory. "
-            "Which ports it lists: the host defines the details; see docs/host.md.")),
+            "with a VSPMACLearningStats, not owned by its proxy: release it with VSQEL_FreeMemory. It lists the "
+            "ports that are no uplinks, by their numbers.")),
     CALL(VSQEL_GetPortMACLearningStats,
         "Reads the MAC learning counters of one port: addresses learned at present, packets let through or dropped "
         "unlearned, moves.",
         IN(switch_name, char const *),
         IN(dvport_id, char const *, "identifier of the port"),
         IN(stats, VSPMACLearningStats *,
-            "VSPMACLearningStats of the caller (new_VSPMACLearningStats), filled in place; the host defines the "
-            "details; see docs/host.md")),
+            "VSPMACLearningStats of the caller (new_VSPMACLearningStats), filled in place; the port may be an "
+            "uplink")),
     CALL(VSQEL_GetMACTable,
         "Reads the MAC address table of a switch: behind which port each address lies, in which VLAN and overlay "
         "network.",
@@ -230,8 +232,8 @@ inline constexpr auto switch_queries = calls(
         OUT(table, VSMACTable **),
         REMARKS(
             "Gives [status, table]: a VSMACTable with numEntries VSMACEntry records, not owned by its proxy: "
-            "release it with VSQEL_FreeMemory. "
-            "Which addresses it holds: the host defines the details; see docs/host.md.")),
+            "release it with VSQEL_FreeMemory. It holds the addresses behind the ports, by type, address, VLAN and "
+            "overlay network.")),
     CALL(VSQEL_GetTeamMACTable,
         "Reads the MAC addresses that a switch knows behind its uplink team, that is, in the physical network.",
         IN(switch_name, char const *),
@@ -241,8 +243,8 @@ inline constexpr auto switch_queries = calls(
         OUT(table, VSMACTable **),
         REMARKS(
             "Gives [status, table]: a VSMACTable with numEntries VSMACEntry records, not owned by its proxy: "
-            "release it with VSQEL_FreeMemory. "
-            "Which addresses it holds: the host defines the details; see docs/host.md.")),
+            "release it with VSQEL_FreeMemory. It holds the addresses behind the uplinks, by type, address, VLAN "
+            "and overlay network.")),
     CALL(VSQEL_GetPortMACTable,
         "Reads the MAC addresses that a switch knows behind one port.",
         IN(switch_name, char const *),
@@ -253,30 +255,34 @@ inline constexpr auto switch_queries = calls(
         OUT(table, VSMACTable **),
         REMARKS(
             "Gives [status, table]: a VSMACTable with numEntries VSMACEntry records, not owned by its proxy: "
-            "release it with VSQEL_FreeMemory. "
-            "Which addresses it holds: the host defines the details; see docs/host.md.")),
+            "release it with VSQEL_FreeMemory. It holds the addresses at the port, by type, address, VLAN and "
+            "overlay network.")),
     CALL(VSQEL_SetPortMACTable,
         "Adds an address to the MAC table of a port by hand, so that it need not be learned (VS_MAC_ADDR_TYPE_USER).",
         IN(switch_name, char const *),
         IN(dvport_id, char const *, "identifier of the port"),
         IN(entry, VSMACEntry const *,
             "VSMACEntry with the address, VLAN ID and overlay network (new_VSMACEntry, set_mac_address); only read"),
-        REMARKS("Which fields count: the host defines the details; see docs/host.md.")),
+        REMARKS(
+            "Address, VLAN and overlay network count; the type is VS_MAC_ADDR_TYPE_USER or 0. The entry stays until "
+            "the next boot.")),
     CALL(VSQEL_ClearPortMACTable,
         "Removes an address from the MAC table of a port, as VSQEL_SetPortMACTable adds one.",
         IN(switch_name, char const *),
         IN(dvport_id, char const *, "identifier of the port"),
         IN(entry, VSMACEntry const *,
             "VSMACEntry that names the address, VLAN ID and overlay network to remove; only read"),
-        REMARKS("Which entries match and whether it may be None: the host defines the details; see docs/host.md.")),
+        REMARKS(
+            "Removed is the entry with its address, VLAN and overlay network: one set by hand (type "
+            "VS_MAC_ADDR_TYPE_USER or 0), a learned one, or both (VS_MAC_ADDR_TYPE_ALL). None is QEL_BAD_PARAM.")),
     CALL(VSQEL_GetStaticLectx,
         "Reads the static entries of the logical switch forwarding table: addresses bound to a port, an overlay "
         "network and a set of VLANs without being learned.",
         IN(switch_name, char const *), OUT(entries, VSStaticLeCtxEntries **),
         REMARKS(
             "Gives [status, entries]: a VSStaticLeCtxEntries with numEntries VSStaticLEEntry records, not owned by "
-            "its proxy: release it with VSQEL_FreeMemory. "
-            "Which entries there are: the host defines the details; see docs/host.md.")),
+            "its proxy: release it with VSQEL_FreeMemory. There is one entry for all VLANs of an address: those of "
+            "clients and those set by hand, behind ports and uplinks.")),
     CALL(VSQEL_GetPortStaticLectx,
         "Reads the static entries of the logical switch forwarding table that belong to one port.",
         IN(switch_name, char const *),
@@ -284,8 +290,8 @@ inline constexpr auto switch_queries = calls(
         OUT(entries, VSStaticLeCtxEntries **),
         REMARKS(
             "Gives [status, entries]: a VSStaticLeCtxEntries with numEntries VSStaticLEEntry records, not owned by "
-            "its proxy: release it with VSQEL_FreeMemory. "
-            "Which entries there are: the host defines the details; see docs/host.md.")),
+            "its proxy: release it with VSQEL_FreeMemory. There is one entry for all VLANs of an address: those of "
+            "the client and those set by hand.")),
     CALL(VSQEL_GetL2Security,
         "Reads the layer-2 security policy in force on each port of a switch: what is refused of promiscuous mode, "
         "changed and forged source addresses.",
@@ -300,8 +306,7 @@ inline constexpr auto switch_queries = calls(
         "which uplink its addresses now lie.",
         IN(switch_name, char const *),
         IN(stats, VSRARPStats *,
-            "VSRARPStats of the caller (new_VSRARPStats), filled in place; the host defines the details; see "
-            "docs/host.md")),
+            "VSRARPStats of the caller (new_VSRARPStats), filled in place; times in milliseconds")),
     CALL(VSQEL_GetMcastFilterMode,
         "Reads how a running switch filters multicast traffic.",
         IN(switch_name, char const *), OUT(mode, VSMcastFilterMode *),

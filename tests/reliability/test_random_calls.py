@@ -40,7 +40,8 @@ def documentation(place: str) -> str:
         return (workspace.SOURCE / place).read_text(encoding="utf-8")
     rows = [*INTERFACE["calls"], *INTERFACE["records"]]
     rows += [part for record in INTERFACE["records"] for part in (*record["fields"], *record["methods"])]
-    return "\n".join(row["doc"] for row in rows)
+    rows += [argument for row in rows for argument in row.get("arguments", [])]
+    return "\n".join(row.get(text, "") for row in rows for text in ("doc", "remarks"))
 
 
 @pytest.mark.parametrize("sentence, place", [row[1:3] for row in UNCHECKED])
