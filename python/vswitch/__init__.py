@@ -28,7 +28,9 @@ if TYPE_CHECKING:
     from vswitch.handles.port import *
     from vswitch.handles.properties import *
     from vswitch.handles.save_restore import *
+    from vswitch.handles.lags import *
     from vswitch.handles.switch import *
+    from vswitch.handles.switches import *
     from vswitch.handles.teaming_policies import *
     from vswitch.handles.uplink import *
     from vswitch.values.link import *
@@ -66,16 +68,18 @@ _PLACES = {
     "handles.port": "Port Ports",
     "handles.properties": "Properties PropertyList",
     "handles.save_restore": "ModuleSteps SaveRestore",
-    "handles.switch": "Lags Switch Switches",
+    "handles.lags": "Lags",
+    "handles.switch": "Switch",
+    "handles.switches": "Switches",
     "handles.teaming_policies": "TeamingPolicies",
     "handles.uplink": "Uplink UplinkData Uplinks",
     "values.link": "Lag LagMember LinkStatus PortStatus",
     "values.mac": "HostMacLearning MacEntry MacLearning MacStatistics MacSummary StaticEntry SwitchMacLearning",
-    "values.mirror": "MirrorEnd MirrorRule MirrorSession MirrorStatistics",
+    "values.mirror": "MirrorEnd MirrorRule MirrorSession",
     "values.multicast": "MulticastGroup",
     "values.properties": "PropertyValue ResourcePool",
     "values.security": "EthernetFilter SecurityPolicy",
-    "values.statistics": "Announcements ServicePort Statistics SwitchInfo",
+    "values.statistics": "Announcements MirrorStatistics ServicePort Statistics SwitchInfo",
     "values.teaming": "NamedTeaming TeamingPolicy",
     "values.vlan": "PrivateVlan VlanPolicy",
 }

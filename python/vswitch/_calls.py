@@ -12,6 +12,7 @@ from typing import Any, Protocol, TypeVar
 import libvswitch
 from libvswitch import Record
 
+from vswitch._limits import limit
 from vswitch.errors import BadParameter, Error, LimitExceeded, NotFound, WrongState, class_of
 
 T = TypeVar("T")
@@ -320,8 +321,6 @@ def _failure(name: str, arguments: tuple[Any, ...], status: int) -> Error:
 def _refused(name: str, arguments: tuple[Any, ...], error: Exception) -> Error:
     """What does not reach the library: a number or a text for which the argument has no room. Types were checked before."""
     known = inputs(name, arguments)
-    from vswitch import _hints
-
     status = "QEL_BAD_PARAM" if isinstance(error, OverflowError) else "QEL_NAME_TOO_LONG"
-    hint = _hints.limit(name, status, known) or str(error)
+    hint = limit(name, status, known) or str(error)
     return BadParameter(hint, status=getattr(libvswitch, status), name=status, call=name, arguments=known)

@@ -9,6 +9,7 @@ import libvswitch
 
 from vswitch import _walk
 from vswitch._calls import call, fill, query, take
+from vswitch._limits import IMAGES, READ_ONLY, WORDS, limit
 from vswitch._similar import did_you_mean
 from vswitch.errors import (
     AlreadyExists,
@@ -26,127 +27,7 @@ from vswitch.errors import (
 Known = dict[str, Any]
 
 ANOTHER_PROCESS = "another process holds the host"
-
-# Statuses of a call, and what was missed: the limits of the library in words.
-_NAMES = {
-    "alias": "an alias has 1 to 80 bytes",
-    "switch_id": "a switch identifier has 1 to 63 bytes",
-    "dvport_id": "a port identifier has 1 to 47 bytes",
-    "external_id": "an external identifier has 1 to 127 bytes",
-    "uplink": "the name of an uplink port has 1 to 80 bytes",
-    "session_id": "the identifier of a mirror session has 1 to 31 bytes",
-    "policy_name": "the name of a teaming policy has 1 to 135 bytes",
-    "name": "the name of a property has 1 to 255 bytes",
-    "portset": "the name of a port set has 1 to 127 bytes",
-}
-_SIZES = {**dict.fromkeys(_NAMES, 80), "switch_id": 63, "dvport_id": 47, "external_id": 127, "session_id": 31}
-_SIZES |= {"policy_name": 135, "name": 255, "portset": 127, "switch_name": 80}
-_MTU = "an MTU is 1280 to 9000 bytes"
-_TEAMING = "load balancing is a TEAM_FRP_TYPE_*, percent_error 0 to 100, and no uplink stands twice"
-_VLAN = (
-    "a VLAN is 0 to 4094 (4095 for a trunk), a priority 0 to 7, and ranges of a trunk do not overlap; "
-    "a private VLAN is no trunk"
-)
-_MULTICAST = "each is a multicast address, and there are at most 25"
-_MIRROR = "a session, its ends or rules have a value that its type cannot have"
-_PORTS = "a switch has 1 to 8192 ports"
-_IMAGE = "it is no image"
-_LIMITS: dict[str, str] = {
-    "VSDVS_SetMTU": _MTU,
-    "VSDVS_CreateVSwitch": f"{_MTU}, and {_PORTS}",
-    "DVSQEL_SwitchAdd": _PORTS,
-    "DVSQEL_SwitchSetMaxPorts": _PORTS,
-    "VSDVS_AddDVPort": "a switch has no more ports than its max_ports",
-    "VSDVS_AddOpaqueDVPort": "a switch has no more ports than its max_ports",
-    "DVSQEL_PortAdd": "a switch has no more ports than its max_ports",
-    "VSDVS_AddSwitchUplinkPort": "a switch has at most 32 uplink ports, and no more ports than its max_ports",
-    "VSDVS_SetSwitchUplinkPorts": "a switch has at most 32 uplink ports, and no more ports than its max_ports",
-    "VSDVS_SetTeamingPolicy": _TEAMING,
-    "VSDVS_SetPortTeamingPolicy": _TEAMING,
-    "VSDVS_SetLSTeamingPolicy": f"at most 128 policies of at most 32 uplinks; {_TEAMING}",
-    "VSDVS_SetPortVLANPolicy": _VLAN,
-    "VSDVS_SetPrivateVLANMap": (
-        "VLANs are 1 to 4094, and each primary VLAN has one promiscuous entry, whose secondary VLAN is the primary one"
-    ),
-    "VSDVS_SetMACLearning": "the aging time is 0 to 1000000 seconds, the limit at most 65536 addresses",
-    "VSQEL_SetGlobalMACLearningProps": "the aging time is 0 to 1000000 seconds, the limit at most 65536 addresses",
-    "VSDVS_SetPortMACLearning": "the limit is at most 4096 addresses, at_limit one of MacLimitPolicy",
-    "VSDVS_SetPortSecurity": "a flag that is none of SecurityFlag",
-    "VSDVS_SetExtraEthFilter": "at most 32 addresses, each a multicast address",
-    "VSDVS_SetRCFType": "one of RcfType",
-    "VSDVS_SetMcastFilterMode": "one of MulticastMode",
-    "VSDVS_SetMcastUserLegacyEntries": _MULTICAST,
-    "VSDVS_SetPortMcastUserLegacyEntries": _MULTICAST,
-    "VSQEL_GetMcastFilters": "the kind is LEGACY, IGMP or MLD",
-    "VSDVS_SetDVMirrorSessions": _MIRROR,
-    "VSDVS_AppendDVMirrorSessions": _MIRROR,
-    "VSQEL_SetUplinkAdminLinkState": "the state is up or down",
-    "VSQEL_PortGetTeamUplinkHint": "the port is an uplink",
-    "VSQEL_SetPortMACTable": (
-        "an address is no multicast one and not zero, a VLAN 0 to 4094, an overlay network 0 to 16777215"
-    ),
-    "VSQEL_ClearPortMACTable": (
-        "an address is no multicast one and not zero, a VLAN 0 to 4094, an overlay network 0 to 16777215"
-    ),
-    "VSQEL_SetRuntimeOptions": "the value of an option is out of its range",
-    "VSDVS_SetGlobProp": "the property cannot have this value, or not at this scope",
-    "VSDVS_SetHostProp": "the property cannot have this value, or not at this scope",
-    "VSDVS_SetRuntimeHostProp": "the property cannot have this value, or not at this scope",
-    "VSDVS_SetPortProp": "the property cannot have this value, or not at this scope",
-    "DVSQEL_GlobalPropSet": "the property cannot have this value or kind, or not at this scope",
-    "DVSQEL_HostPropSet": "the property cannot have this value or kind, or not at this scope",
-    "DVSQEL_PortDataSet": "the property cannot have this value or kind, or not at this scope",
-    "DVSQEL_StateInit": _IMAGE,
-    "DVSState_ConfigDeserialize": _IMAGE,
-    "VSQEL_RTMOp": "a switch or step that is none",
-    "VSQEL_RTMModOp": "a module or step that is none",
-    "DVSQEL_CmdExec": "an input where none is taken, or none where one is",
-}
-_WORDS: dict[tuple[str, str], str] = {
-    ("VSDVS_CreateVSwitch", "QEL_MODULE_NOT_FOUND"): "no class of switches {class_name!r}",
-    ("VSDVS_CreateVSwitch", "QEL_NOT_SUPPORTED"): "a switch has no version {version}",
-    ("DVSQEL_SwitchAdd", "QEL_NOT_SUPPORTED"): "a switch has no version {version}",
-    ("DVSQEL_SwitchSetVersion", "QEL_NOT_SUPPORTED"): "a switch has no version {version}",
-    ("DVSQEL_SwitchSetVersion", "QEL_VERSION_MISMATCH_MAJOR"): "the version of a switch only grows",
-    ("VSDVS_CreateVSwitch", "QEL_LIMIT_EXCEEDED"): "a host has at most 128 switches, a switch at most 8192 ports",
-    ("DVSQEL_CmdExec", "QEL_NOT_SUPPORTED"): "no command {command!r}",
-    ("VSQEL_GetUplinkLACPLinkState", "QEL_NOT_SUPPORTED"): "uplink {uplink!r} is in no LAG",
-    ("VSQEL_SetUplinkAdminLinkState", "QEL_NO_SUCH_DEVICE"): "no NIC behind uplink {uplink!r}",
-    ("VSQEL_SetPortMACTable", "QEL_NO_PERMISSION"): "static addresses are not allowed on switch {switch_name!r}",
-    ("VSQEL_SetPortMACTable", "QEL_LIMIT_EXCEEDED"): "port {dvport_id!r} is at its limit of addresses",
-    ("VSQEL_PortGetTeamUplinkHint", "QEL_ENETDOWN"): "no uplink is fit to carry the port's traffic",
-    ("VSQEL_PortGetTeamUplinkHint", "QEL_NOT_FOUND"): "no port has the number {port_id}",
-    ("VSQEL_GetPortLSTeamingPolicyName", "QEL_NOT_FOUND"): "no port has the number {port_id}",
-    ("VSQEL_RTMPortOp", "QEL_NOT_FOUND"): "no port has the number {port_id}",
-    ("VSQEL_RTMPortOp", "QEL_INVALID_WORLD"): "a world is not negative",
-    ("VSQEL_RTMPortOp", "QEL_INVALID_STATE"): "the switch is not in save and restore",
-    ("VSQEL_RTMPortOp", "QEL_BUSY"): "another world has blocked the port",
-    ("VSQEL_RTMPortOp", "QEL_NO_PERMISSION"): "another world has blocked the port",
-    ("VSQEL_RTMOp", "QEL_INVALID_STATE"): "this step may not follow the last one",
-    ("VSQEL_RTMOp", "QEL_EALREADY"): "a switch is in save and restore",
-    ("VSQEL_RTMOp", "QEL_EXISTS"): "a switch stands twice",
-    ("VSQEL_RTMOp", "QEL_BUSY"): "a module waits to be restored",
-    ("VSQEL_RTMOp", "QEL_TIMEOUT"): "the outage is longer than allowed",
-    ("VSQEL_RTMOp", "QEL_VERSION_MISMATCH_MAJOR"): "switches of the two kinds of versions do not go together",
-    ("VSQEL_RTMModOp", "QEL_INVALID_STATE"): "the switch is not in save and restore, or this step may not follow",
-    ("VSQEL_RTMModOp", "QEL_EALREADY"): "a module takes part already",
-    ("VSQEL_RTMModOp", "QEL_NOT_FOUND"): "a module takes no part",
-    ("VSQEL_RTMModOp", "QEL_INVALID_MODULE"): "the identifier of a module is not negative",
-    ("DVSQEL_SwitchRemove", "QEL_BUSY"): "switch {alias!r} has a port set",
-    ("DVSQEL_SwitchAssociate", "QEL_EXISTS"): "switch {alias!r} has a port set",
-    ("DVSQEL_SwitchSetMaxPorts", "QEL_BUSY"): "switch {alias!r} has more ports",
-    ("VSQEL_SetRuntimeOptions", "QEL_INVALID_ADDRESS"): "a router is an IPv4 address, or for MLD an IPv6 one",
-    ("VSQEL_SetRuntimeOptions", "QEL_LIMIT_EXCEEDED"): "at most 4096 bytes of options",
-    ("DVSData_Update", "QEL_LIMIT_EXCEEDED"): "a value has at most 1048576 bytes, a list at most 65536 values",
-    ("DVSData_Serialize", "QEL_NOT_SUPPORTED"): "a switch has no version {version}",
-    ("DVSQEL_PersistentPortStateGet", "QEL_NOT_SUPPORTED"): "a switch has no version {version}",
-}
-_IMAGES = {
-    "QEL_INVALID_METADATA": "it is no image of this kind",
-    "QEL_CHECKSUM_MISMATCH": "the image is damaged",
-    "QEL_VERSION_MISMATCH_MAJOR": "the image is of a later version",
-    "QEL_VERSION_MISMATCH_MINOR": "the image is of a later version",
-}
+_MAKING = ("VSDVS_CreateVSwitch", "DVSQEL_SwitchAdd")
 
 
 def asked(ask: Callable[..., str], *arguments: Any) -> str:
@@ -159,28 +40,15 @@ def asked(ask: Callable[..., str], *arguments: Any) -> str:
 
 def hint(kind: type[Error], name: str, status: str, known: Known) -> str:
     """The hint of a failed call, empty if nothing is known."""
-    words = _WORDS.get((name, status))
-    if words is not None and not (kind is NotFound and _missing(known)):
+    words = WORDS.get((name, status))
+    if words is not None and (name in _MAKING or kind is not NotFound or not _missing(known)):
         return words.format(**known)
     if kind in (LimitExceeded, BadParameter):
         return limit(name, status, known)
     ask = _ASK.get(kind)
     if ask is not None:
         return ask(name, known)
-    return _IMAGES.get(status, "")
-
-
-def limit(name: str, status: str, known: Known) -> str:
-    """The limit that was missed."""
-    if status == "QEL_LIMIT_EXCEEDED" and ("data" in known or "value" in known) and "Prop" in name + "DataProp":
-        return "a value has at most 1048576 bytes"
-    if status in ("QEL_INVALID_NAME", "QEL_NAME_TOO_LONG"):
-        for argument, words in _NAMES.items():
-            value = known.get(argument)
-            if isinstance(value, str) and not 1 <= len(value.encode(errors="replace")) <= _SIZES[argument]:
-                return words
-        return "a name is empty or too long"
-    return _LIMITS.get(name, "")
+    return IMAGES.get(status, "")
 
 
 # ---- what is missing ------------------------------------------------------------------------------------------------------
@@ -246,7 +114,7 @@ def _policy_names(alias: str) -> list[str]:
 
 
 def _session_ids(alias: str) -> list[str]:
-    from vswitch.values.mirror import sessions_of
+    from vswitch.values.mirror_table import sessions_of
 
     found = []
     for port in (None, *_walk.all_ports(alias)):
@@ -355,7 +223,7 @@ def _wrong_state(name: str, known: Known) -> str:
 
 def _exists(name: str, known: Known) -> str:
     alias = _switch_of(known)
-    if name in ("VSDVS_CreateVSwitch", "DVSQEL_SwitchAdd"):
+    if name in _MAKING:
         if alias is not None and _walk.switch_handle(alias) is not None:
             return f"switch {alias!r} exists"
         for other in _walk.aliases():
@@ -453,13 +321,8 @@ def _read_only(name: str, known: Known) -> str:
     return "the host's state cannot be written"
 
 
-_READ_ONLY_KEYS = """SWITCH_ALIAS SWITCH_VERSION SWITCH_UPLINKPORTS HOST_STATUS HOST_PROXY PORT_STATUS PORT_LINK_STATUS
-    PORT_TYPE PORT_VLAN PORT_PERSIST PORT_VNIC_CONNECTEE PORT_STATISTICS""".split()
-
-
 def _is_read_only(key: str) -> bool:
-    names = (*(f"QEL_HNQPROP_{name}" for name in _READ_ONLY_KEYS), "VSPROP_PORT_MAC_LEARNING_STATS")
-    return key in [getattr(libvswitch, name) for name in names]
+    return key in [getattr(libvswitch, name) for name in READ_ONLY]
 
 
 def _denied(_name: str, known: Known) -> str:

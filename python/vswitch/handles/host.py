@@ -15,7 +15,7 @@ from vswitch.handles.nic import Nics
 from vswitch.handles.options import RuntimeOptions
 from vswitch.handles.save_restore import SaveRestore, alias_of
 from vswitch.handles.setting import Names, Raw, Setting, Ways, named, one_of
-from vswitch.handles.switch import Switches
+from vswitch.handles.switches import Switches
 from vswitch.values.base import truth
 from vswitch.values.mac import HostMacLearning
 

@@ -10,7 +10,9 @@ from vswitch.errors import NotFound
 from vswitch.handles.collection import Collection, text
 from vswitch.handles.setting import named, one_of
 from vswitch.values.base import several, truth
-from vswitch.values.mirror import MirrorSession, MirrorStatistics, sessions_of, table_bytes
+from vswitch.values.mirror import MirrorSession
+from vswitch.values.mirror_table import sessions_of, table_bytes
+from vswitch.values.statistics import MirrorStatistics
 
 __all__ = ["Mirrors"]
 

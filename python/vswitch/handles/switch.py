@@ -3,17 +3,16 @@
 from __future__ import annotations
 
 import struct
-import uuid
 from typing import Any
 
 import libvswitch
 
-from vswitch import _hints, _walk
+from vswitch import _walk
 from vswitch._calls import Data, Output, call, fill, pointed, query, take, take_pointer
-from vswitch._similar import did_you_mean
 from vswitch.enums import MulticastMode, Scope, SwitchStatus, SwitchVersion
-from vswitch.errors import AlreadyExists, Error, NotFound, NotSupported, WrongState
-from vswitch.handles.collection import Collection, text
+from vswitch.errors import AlreadyExists, Error, NotSupported
+from vswitch.handles.collection import text
+from vswitch.handles.lags import Lags
 from vswitch.handles.mac_table import MacTable
 from vswitch.handles.mirrors import Mirrors
 from vswitch.handles.port import Port, Ports, static_entries
@@ -22,13 +21,12 @@ from vswitch.handles.setting import named
 from vswitch.handles.switch_settings import SwitchSettings
 from vswitch.handles.teaming_policies import TeamingPolicies
 from vswitch.handles.uplink import Uplinks
-from vswitch.values.base import number_of, truth, whole_number
-from vswitch.values.link import Lag, table_from, table_size
+from vswitch.values.base import number_of, plain_text, whole_number
 from vswitch.values.mac import LEARNING_SIZE, STATISTICS_SIZE, MacLearning, MacStatistics, MacSummary, StaticEntry
 from vswitch.values.security import SecurityPolicy
 from vswitch.values.statistics import Announcements, ServicePort, SwitchInfo
 
-__all__ = ["Lags", "Switch", "Switches"]
+__all__ = ["Switch"]
 
 _VERSION = number_of(SwitchVersion)
 
@@ -172,6 +170,8 @@ class Switch(SwitchSettings):
 
     def remove(self, *, missing_ok: bool = False) -> bool:
         """As `host.switches.remove`."""
+        from vswitch.handles.switches import Switches
+
         return Switches().remove(self.alias, missing_ok=missing_ok)
 
     @property
@@ -282,7 +282,7 @@ class Switch(SwitchSettings):
     def command(self, text: str, input: bytes | str = b"") -> str:  # noqa: A002 - what it is
         """Has the component behind the switch execute a command; its answer as a text (UTF-8, wrong bytes replaced).
         NotSupported for an unknown command, BadParameter for an input where none is taken."""
-        command = _text_argument("text", text)
+        command = named("text", plain_text, text)
         data = input.encode() if isinstance(input, str) else input
         if not isinstance(data, (bytes, bytearray, memoryview)):
             raise TypeError(f"input: bytes or a str is wanted, not {input!r}")
@@ -303,127 +303,3 @@ class Switch(SwitchSettings):
 
     def __repr__(self) -> str:
         return f"<Switch {self.alias!r}>"
-
-
-_text_argument = text
-
-
-class Lags(Collection[Lag]):
-    """The LAGs of a switch by name, by their numbers; none without a port set."""
-
-    __slots__ = ("_alias",)
-
-    def __init__(self, alias: str) -> None:
-        self._alias = alias
-
-    def _all(self) -> dict[str, Lag]:
-        try:
-            found = take(_lags_of, "VSQEL_GetLAGTable", self._alias)
-        except WrongState:
-            return {}
-        return {lag.name: lag for lag in found}
-
-    def _missing(self, name: str) -> str:
-        return f"no LAG {name!r} on switch {self._alias!r}{did_you_mean(name, self._all())}"
-
-    def __repr__(self) -> str:
-        return f"<Lags of switch {self._alias!r}>"
-
-
-def _lags_of(table: Any) -> tuple[Lag, ...]:
-    return table_from(pointed(table, table_size(lambda size: pointed(table, size))))
-
-
-class Switches(Collection[Switch]):
-    """The switches of the host by alias, in the library's order, also those without a port set."""
-
-    __slots__ = ()
-
-    def _all(self) -> dict[str, Switch]:
-        return {alias: Switch(alias) for alias in _walk.aliases()}
-
-    def _find(self, name: str) -> Switch | None:
-        return Switch(name) if _walk.switch_handle(name) is not None else None
-
-    def _missing(self, name: str) -> str:
-        return _hints.asked(_hints.no_switch, name)
-
-    def create(
-        self,
-        alias: str,
-        *,
-        id: str | None = None,  # noqa: A002 - the field's name
-        class_name: str = "",
-        max_ports: int = 0,
-        persistent: bool = True,
-        mtu: int = 0,
-        version: SwitchVersion | int = 0,
-        flags: int = 0,
-        connected: bool = True,
-        exist_ok: bool = False,
-    ) -> Switch:
-        """Makes a switch and returns it.
-
-        `alias`: 1 to 80 bytes. `id`: 1 to 63 bytes; None: made of the alias, always the same. `class_name`: empty for the
-        usual one. `max_ports`: 1 to 8192, 0 for the usual number. `persistent`: it outlives a boot. `mtu`: 1280 to 9000 bytes,
-        0 for the default. `version`: 0 for the latest. `flags`: kept and reported. `connected`: with a port set; without
-        one `class_name`, `persistent`, `mtu` and `flags` keep their defaults (ValueError). `exist_ok`: a switch that is
-        there is returned unchanged, unless its identifier is not `id`. AlreadyExists, BadParameter, LimitExceeded,
-        NotSupported, NotFound for another class.
-        """
-        switch = Switch(alias)
-        name = text("id", id) if id is not None else str(uuid.uuid5(uuid.NAMESPACE_URL, f"vswitch:{alias}"))
-        class_name = text("class_name", class_name)
-        max_ports = named("max_ports", whole_number, max_ports)
-        persistent, connected = named("persistent", truth, persistent), named("connected", truth, connected)
-        mtu, flags = named("mtu", whole_number, mtu), named("flags", whole_number, flags)
-        version = int(named("version", _VERSION.accept, version))
-        if not connected and (class_name or not persistent or mtu or flags):
-            raise ValueError("connected: a switch without a port set has no class_name, persistent, mtu or flags")
-        if named("exist_ok", truth, exist_ok) and switch.exists:
-            return self._same(switch, id)
-        try:
-            if connected:
-                arguments = (class_name, max_ports, int(persistent), mtu, version, flags)
-                call("VSDVS_CreateVSwitch", alias, name, *arguments)
-            else:
-                call("DVSQEL_SwitchAdd", alias, name, max_ports, version)
-        except AlreadyExists:
-            if not exist_ok or not switch.exists:
-                raise
-            return self._same(switch, id)
-        return switch
-
-    def _same(self, switch: Switch, id: str | None) -> Switch:  # noqa: A002 - the field's name
-        """A switch that is there, if it has the wanted identifier."""
-        if id is not None and switch.id != id:
-            raise AlreadyExists(f"switch {switch.alias!r} exists with the identifier {switch.id!r}")
-        return switch
-
-    def remove(self, alias: str, *, missing_ok: bool = False) -> bool:
-        """Removes a switch with its ports and properties; returns whether there was one. Busy where a port has a client.
-        NotFound."""
-        switch = Switch(alias)
-        missing_ok = named("missing_ok", truth, missing_ok)
-        try:
-            call("VSDVS_DestroyVSwitch" if switch.connected else "DVSQEL_SwitchRemove", switch.alias)
-        except NotFound:
-            if missing_ok and not switch.exists:
-                return False
-            raise
-        return True
-
-    def by_id(self, id: str) -> Switch:  # noqa: A002 - the field's name
-        """The switch of an identifier. NotFound."""
-        wanted = text("id", id)
-        for alias in _walk.aliases():
-            if call("DVS_SwitchId", _walk.switch_handle(alias)) == wanted:
-                return Switch(alias)
-        raise NotFound(f"no switch with the identifier {wanted!r}")
-
-    def by_portset(self, name: str) -> Switch:
-        """The switch of a port set's name. NotFound."""
-        return Switch(call("VSDVS_GetAliasFromPortset", text("name", name)))
-
-    def __repr__(self) -> str:
-        return "<Switches>"

@@ -4,7 +4,7 @@ from __future__ import annotations
 
 import struct
 from collections.abc import Iterable, Mapping, Sequence
-from typing import TYPE_CHECKING, Any, Self
+from typing import TYPE_CHECKING, Self
 
 import libvswitch
 
@@ -49,17 +49,12 @@ from vswitch.values.base import (
     wrong_type,
 )
 
-__all__ = ["MirrorEnd", "MirrorRule", "MirrorSession", "MirrorStatistics"]
+__all__ = ["MirrorEnd", "MirrorRule", "MirrorSession"]
 
-_HEAD = struct.Struct("<IiIIHH")
-_SESSION = struct.Struct("<32s81s3xiIIHHH2xIIiBiHBBHH55xIIII")
-_END = struct.Struct("<i48s")
-_RULE = struct.Struct("<HHHHBHHHHi")
-_PREFIX = struct.Struct("<?B2x16s")
-_STATISTICS = struct.Struct("<5Q81s")
+END = struct.Struct("<i48s")
+RULE = struct.Struct("<HHHHBHHHHi")
+PREFIX_RECORD = struct.Struct("<?B2x16s")
 
-MAGIC = libvswitch.VS_DVMIRROR_MAGIC_NUM & 0xFFFFFFFF
-VERSION = libvswitch.VS_DVMIRROR_VERSION_V4
 COMPLETE = libvswitch.VS_DVMIRROR_SNAPLEN_COMPLETE & 0xFFFFFFFF
 DISABLED = int(MirrorFlag.DISABLED)
 
@@ -136,12 +131,12 @@ class MirrorEnd(Value):
             contents = slot(given, 48)
         else:
             contents = bytes.fromhex(given)
-        return pack(_END, kind, contents)
+        return pack(END, kind, contents)
 
     @classmethod
     def from_bytes(cls, data: bytes) -> Self:
         """The end of a `DVMirrorEntity`; the contents of an unknown type in hexadecimal. ValueError."""
-        number, contents = _END.unpack(exactly(data, _END.size, "DVMirrorEntity"))
+        number, contents = END.unpack(exactly(data, END.size, "DVMirrorEntity"))
         kind = MirrorEndType.of(number)
         given: str | int
         if kind == MirrorEndType.VLAN:
@@ -199,13 +194,14 @@ class MirrorRule(Value):
 
     def to_bytes(self) -> bytes:
         """A `DVMirrorFilterRule`, with its prefixes (`DVMirrorIpPrefix`) behind it."""
-        return self._record(0) + self._prefixes()
+        return self.record(0) + self.prefixes()
 
-    def _record(self, start: int) -> bytes:
+    def record(self, start: int) -> bytes:
+        """A `DVMirrorFilterRule` alone, whose prefixes begin with number `start`."""
         has = (self.protocol is not None) | (self.source_ports is not None) << 1
         has |= (self.destination_ports is not None) << 2
         return pack(
-            _RULE,
+            RULE,
             start,
             len(self.sources),
             len(self.destinations),
@@ -216,28 +212,30 @@ class MirrorRule(Value):
             self.action,
         )
 
-    def _prefixes(self) -> bytes:
+    def prefixes(self) -> bytes:
+        """Its prefixes, `DVMirrorIpPrefix` records side by side."""
         made = b""
         for text in (*self.sources, *self.destinations):
             address, _, length = text.partition("/")
             data = ip_bytes(address)
-            made += pack(_PREFIX, len(data) == 16, int(length), data)
+            made += pack(PREFIX_RECORD, len(data) == 16, int(length), data)
         return made
 
     @classmethod
     def from_bytes(cls, data: bytes) -> Self:
         """The rule of a `DVMirrorFilterRule` with its prefixes behind it. ValueError."""
-        if len(data) < _RULE.size:
-            raise ValueError(f"a DVMirrorFilterRule has at least {_RULE.size} bytes, not {len(data)}")
-        return cls._read(data[: _RULE.size], data[_RULE.size :], 0)
+        if len(data) < RULE.size:
+            raise ValueError(f"a DVMirrorFilterRule has at least {RULE.size} bytes, not {len(data)}")
+        return cls.read(data[: RULE.size], data[RULE.size :], 0)
 
     @classmethod
-    def _read(cls, record: bytes, prefixes: bytes, start: int | None = None) -> Self:
-        first, sources, destinations, protocol, has, *ports, action = _RULE.unpack(record)
+    def read(cls, record: bytes, prefixes: bytes, start: int | None = None) -> Self:
+        """The rule of a `DVMirrorFilterRule` and the prefixes of its table, from number `start` on (None: as it says)."""
+        first, sources, destinations, protocol, has, *ports, action = RULE.unpack(record)
         texts = []
         first = first if start is None else start
         for index in range(first, first + sources + destinations):
-            wide, length, address = _PREFIX.unpack_from(prefixes, index * _PREFIX.size)
+            wide, length, address = PREFIX_RECORD.unpack_from(prefixes, index * PREFIX_RECORD.size)
             texts.append(f"{ip_of(address if wide else address[:4])}/{length}")
         return cls._made(
             MirrorAction.of(action),
@@ -249,7 +247,7 @@ class MirrorRule(Value):
         )
 
 
-def _snap_length(given: object) -> int | None:
+def snap_length_of(given: object) -> int | None:
     """A length; None for what the library takes for all of a packet."""
     kept = None if given is None else whole_number(given)
     return None if kept in (0, COMPLETE) else kept
@@ -276,7 +274,7 @@ class MirrorSession(Value):
     sources_out: tuple[MirrorEnd, ...] = of(_ENDS, ())
     enabled: bool = of(BOOL, True)
     flags: MirrorFlag = of(bits_of(MirrorFlag), MirrorFlag(0))
-    snap_length: int | None = of(Kind(_snap_length), None)
+    snap_length: int | None = of(Kind(snap_length_of), None)
     sampling: int = of(INT, 0)
     vlan: int = of(INT, 0)
     wildcards_in: MirrorWildcard = of(bits_of(MirrorWildcard), MirrorWildcard(0))
@@ -323,162 +321,16 @@ class MirrorSession(Value):
 
     def to_bytes(self) -> bytes:
         """A `DVMirrorSessionTable` of version 4 with this session alone."""
+        from vswitch.values.mirror_table import table_bytes
+
         return table_bytes([self])
 
     @classmethod
     def from_bytes(cls, data: bytes) -> Self:
         """The session of a table that has one. ValueError."""
+        from vswitch.values.mirror_table import table_from
+
         found = table_from(data)
         if len(found) != 1:
             raise ValueError(f"a table of {len(found)} sessions, not one")
         return cls._made(*(getattr(found[0], name) for name, _, _ in fields_of(cls)))
-
-
-def table_bytes(sessions: Iterable[MirrorSession]) -> bytes:
-    """A `DVMirrorSessionTable` of version 4 with its sessions, ends, rules and prefixes behind it."""
-    records, ends, rules, prefixes = b"", b"", b"", b""
-    count = 0
-    for count, session in enumerate(sessions, 1):
-        records += pack(
-            _SESSION,
-            slot(session.id, 32),
-            slot(session.name, 81),
-            session.type,
-            COMPLETE if session.snap_length is None else session.snap_length,
-            session.flags | (0 if session.enabled else DISABLED),
-            session.vlan,
-            session.wildcards_in,
-            session.wildcards_out,
-            session.sampling,
-            session.gre_key,
-            session.uplink_filter,
-            session.mirror_stack,
-            session.encapsulation,
-            session.erspan_id,
-            session.erspan_cos,
-            session.erspan_gra,
-            len(session.rules),
-            len(rules) // _RULE.size,
-            len(session.destinations),
-            len(session.sources_in),
-            len(session.sources_out),
-            len(ends) // _END.size,
-        )
-        ends += b"".join(end.to_bytes() for end in (*session.destinations, *session.sources_in, *session.sources_out))
-        for rule in session.rules:
-            rules += rule._record(len(prefixes) // _PREFIX.size)
-            prefixes += rule._prefixes()
-    counts = (count, len(ends) // _END.size, len(rules) // _RULE.size, len(prefixes) // _PREFIX.size)
-    return pack(_HEAD, MAGIC, VERSION, *counts) + records + ends + rules + prefixes
-
-
-def table_from(data: bytes) -> tuple[MirrorSession, ...]:
-    """The sessions of a `DVMirrorSessionTable` with its lists behind it. ValueError."""
-    if not data:
-        return ()
-    if len(data) < _HEAD.size or len(data) < table_size(data[: _HEAD.size]):
-        raise ValueError(f"a DVMirrorSessionTable that is longer than {len(data)} bytes")
-    _, _, sessions, ends, rules, _ = _HEAD.unpack_from(data)
-    end_place = _HEAD.size + sessions * _SESSION.size
-    rule_place = end_place + ends * _END.size
-    prefixes = data[rule_place + rules * _RULE.size :]
-
-    def slices(place: int, size: int, first: int, count: int) -> list[bytes]:
-        return [data[at : at + size] for at in range(place + first * size, place + (first + count) * size, size)]
-
-    found = []
-    for place in range(_HEAD.size, end_place, _SESSION.size):
-        (
-            session_id,
-            name,
-            kind,
-            snap_length,
-            flags,
-            vlan,
-            wild_in,
-            wild_out,
-            sampling,
-            gre_key,
-            uplink_filter,
-            stack,
-            encapsulation,
-            erspan_id,
-            erspan_cos,
-            erspan_gra,
-            rule_count,
-            first_rule,
-            to,
-            inward,
-            outward,
-            first_end,
-        ) = _SESSION.unpack_from(data, place)
-        records = slices(end_place, _END.size, first_end, to + inward + outward)
-        all_ends = tuple(MirrorEnd.from_bytes(record) for record in records)
-        found.append(
-            MirrorSession._made(
-                slot_text(session_id),
-                slot_text(name),
-                MirrorType.of(kind),
-                all_ends[:to],
-                all_ends[to : to + inward],
-                all_ends[to + inward :],
-                not flags & DISABLED,
-                MirrorFlag(flags & ~DISABLED),
-                _snap_length(snap_length),
-                sampling,
-                vlan,
-                MirrorWildcard(wild_in),
-                MirrorWildcard(wild_out),
-                MirrorUplinkFilter.of(uplink_filter),
-                MirrorEncapsulation.of(encapsulation),
-                gre_key,
-                erspan_id,
-                erspan_cos,
-                erspan_gra,
-                bool(stack),
-                tuple(
-                    MirrorRule._read(record, prefixes)
-                    for record in slices(rule_place, _RULE.size, first_rule, rule_count)
-                ),
-            )
-        )
-    return tuple(found)
-
-
-def table_size(head: bytes) -> int:
-    """The bytes of a table with its lists, by its fixed part."""
-    _, _, sessions, ends, rules, prefixes = _HEAD.unpack(head)
-    return int(
-        _HEAD.size + sessions * _SESSION.size + ends * _END.size + rules * _RULE.size + prefixes * _PREFIX.size
-    )
-
-
-def sessions_of(record: Any) -> tuple[MirrorSession, ...]:
-    """The sessions of a `DVMirrorSessionTable` that a call has handed out."""
-    size = table_size(libvswitch.pointed_bytes(record, _HEAD.size))
-    return table_from(libvswitch.pointed_bytes(record, size))
-
-
-@value
-class MirrorStatistics(Value):
-    """Counters of a mirror session. `name` of the session; `copies` that were made and that could not be made
-    (`copies_failed`); packets that were `mirrored`, left out by a rule or by sampling (`discarded`), or not delivered
-    (`failed`)."""
-
-    name: str = of(TEXT)
-    copies: int = of(INT)
-    copies_failed: int = of(INT)
-    mirrored: int = of(INT)
-    discarded: int = of(INT)
-    failed: int = of(INT)
-
-    def to_bytes(self) -> bytes:
-        """A `VSDVMirrorSessionStats`, 121 bytes."""
-        counters = (self.copies, self.copies_failed, self.mirrored, self.discarded, self.failed)
-        return pack(_STATISTICS, *counters, slot(self.name, 81))
-
-    @classmethod
-    def from_bytes(cls, data: bytes) -> Self:
-        """The counters of a `VSDVMirrorSessionStats`. ValueError."""
-        row = _STATISTICS.unpack(exactly(data, _STATISTICS.size, "VSDVMirrorSessionStats"))
-        return cls._made(slot_text(row[5]), *row[:5])

@@ -30,8 +30,8 @@ from vswitch.values.base import (
 )
 from vswitch.values.link import LinkStatus, PortStatus
 from vswitch.values.mac import MacStatistics, SwitchMacLearning
-from vswitch.values.mirror import table_bytes as mirror_bytes
-from vswitch.values.mirror import table_from as mirror_table
+from vswitch.values.mirror_table import table_bytes as mirror_bytes
+from vswitch.values.mirror_table import table_from as mirror_table
 from vswitch.values.multicast import keys_bytes, keys_from
 from vswitch.values.security import EthernetFilter, SecurityPolicy
 from vswitch.values.statistics import Statistics

@@ -1,4 +1,4 @@
-"""Counters of ports and switches, and what a switch is as a whole."""
+"""Counters of ports, switches and mirror sessions, and what a switch is as a whole."""
 
 from __future__ import annotations
 
@@ -7,11 +7,12 @@ from typing import Self
 
 from vswitch.values.base import INT, TEXT, Value, exactly, of, pack, slot, slot_text, value
 
-__all__ = ["Announcements", "ServicePort", "Statistics", "SwitchInfo"]
+__all__ = ["Announcements", "MirrorStatistics", "ServicePort", "Statistics", "SwitchInfo"]
 
 _STATISTICS = struct.Struct("<16Q")
 _ANNOUNCEMENTS = struct.Struct("<IIQ")
 _SERVICE = struct.Struct("<6Q")
+_MIRROR = struct.Struct("<5Q81s")
 _INFO = struct.Struct("<IHHII128s64sHQ")
 
 
@@ -152,3 +153,28 @@ class SwitchInfo(Value):
             exactly(data, _INFO.size, "VSInfo")
         )
         return cls._made(slot_text(alias), slot_text(switch_id), mtu, active, most, min_vlan, max_vlan, sinks, flags)
+
+
+@value
+class MirrorStatistics(Value):
+    """Counters of a mirror session. `name` of the session; `copies` that were made and that could not be made
+    (`copies_failed`); packets that were `mirrored`, left out by a rule or by sampling (`discarded`), or not delivered
+    (`failed`)."""
+
+    name: str = of(TEXT)
+    copies: int = of(INT)
+    copies_failed: int = of(INT)
+    mirrored: int = of(INT)
+    discarded: int = of(INT)
+    failed: int = of(INT)
+
+    def to_bytes(self) -> bytes:
+        """A `VSDVMirrorSessionStats`, 121 bytes."""
+        counters = (self.copies, self.copies_failed, self.mirrored, self.discarded, self.failed)
+        return pack(_MIRROR, *counters, slot(self.name, 81))
+
+    @classmethod
+    def from_bytes(cls, data: bytes) -> Self:
+        """The counters of a `VSDVMirrorSessionStats`. ValueError."""
+        row = _MIRROR.unpack(exactly(data, _MIRROR.size, "VSDVMirrorSessionStats"))
+        return cls._made(slot_text(row[5]), *row[:5])
