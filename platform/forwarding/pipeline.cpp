@@ -1,0 +1,593 @@
+// The way of a frame through a switch, from the gate of the port where it comes in to its deliveries.
+#include "platform/forwarding/pipeline.hpp"
+
+#include <algorithm>
+#include <array>
+#include <bit>
+#include <utility>
+
+#include "constants/constants.hpp"
+#include "platform/forwarding/receivers.hpp"
+#include "platform/forwarding/vlan.hpp"
+
+namespace forwarding {
+
+namespace {
+
+using namespace constant;
+
+constexpr std::uint32_t team_limit = TEAM_MAC_LEARNING_LIMIT_ENTRIES_DEFAULT;
+
+constexpr MacAddress slow_protocols = 0x0180c2000002;
+constexpr MacAddress reserved_prefix = 0x0180c2000000;
+constexpr MacAddress reserved_bits = 0xf;
+
+constexpr std::size_t forms = 3;
+
+class Forwarding {
+ public:
+  Forwarding(Tables const &tables, Traffic &traffic, std::int64_t now, Frame const &frame, Sink &sink)
+      : tables_(tables),
+        traffic_(traffic),
+        now_(now),
+        frame_(frame),
+        sink_(sink),
+        explains_(sink.wants_steps()),
+        passage_{tables, traffic} {}
+
+  void run();
+
+ private:
+  // The steps, in their order.
+  Verdict gate();
+  Verdict frame();
+  Verdict sender();
+  Verdict vlan();
+  Verdict control();
+  Verdict reverse_path();
+  Verdict learn();
+  Verdict look_up_destination();
+  Verdict receivers();
+  Verdict team();
+  void out();
+
+  struct Step {
+    char const *name;
+    Verdict (Forwarding::*run)();
+  };
+  static Step const steps[];
+
+  bool is_at_limit(MacTable::Place known, MacTable const &table, bool &is_own) const;
+  Verdict known_at(PortIndex index);
+  Verdict receive_addressed();
+  void flood(std::vector<PortIndex> const &ports);
+  void add_promiscuous();
+  Port const &sending_port();
+  std::optional<UplinkPosition> choose_uplink(Port const &sender);
+  void send_by(UplinkPosition uplink);
+  Verdict nobody_received() const;
+  Bytes bytes_in(Form form);
+  void deliver(Receiver const &receiver);
+
+  // What a port that is not asked further says of itself.
+  void add(PortIndex port, DeliveryKind kind, Reason drop, bool overridden = false) {
+    traffic_.receivers.push_back({port, kind, drop, overridden});
+  }
+  bool is_group_frame() const { return target_.kind == Target::Kind::group; }
+
+  void drop_in(Verdict const &verdict);
+  void drop_out(Receiver const &receiver, Rule rule);
+  void explain(Rule rule, Place place, std::string text, Outcome outcome = Outcome::go_on) const {
+    sink_.step({rule, place, std::move(text), outcome});
+  }
+  void explain_step(Step const &step, Rule rule) const;
+  void explain_refusal(PortIndex port, Refusal const &refused) const;
+
+  Tables const &tables_;
+  Traffic &traffic_;
+  std::int64_t now_;
+  Frame frame_;
+  Sink &sink_;
+  bool explains_;
+  Passage passage_;
+  Target target_;
+  bool to_team_ = false;
+  bool also_to_team_ = false;  // beside the port that has the destination (S-10)
+  bool has_learned_ = false;   // from here on promiscuous ports get a copy
+  // What has refused a port or the team: who receives nothing says so (P-5).
+  bool is_filtered_ = false;
+  bool is_unexpected_ = false;
+  bool has_no_uplink_ = false;
+  bool is_team_blocked_ = false;
+  std::array<Bytes, forms> formed_{};
+};
+
+// 5 is the mirror at the ingress, and 12 is `out`.
+Forwarding::Step const Forwarding::steps[] = {
+    {"1 gate", &Forwarding::gate},
+    {"2 frame", &Forwarding::frame},
+    {"3 sender", &Forwarding::sender},
+    {"4 VLAN", &Forwarding::vlan},
+    {"6 control", &Forwarding::control},
+    {"7 reverse path", &Forwarding::reverse_path},
+    {"8 learn", &Forwarding::learn},
+    {"9 look up", &Forwarding::look_up_destination},
+    {"10 receivers", &Forwarding::receivers},
+    {"11 team", &Forwarding::team},
+};
+
+void Forwarding::run() {
+  traffic_.receivers.clear();
+  traffic_.refresh_team(tables_, now_);
+  for (Step const &step : steps) {
+    Verdict const verdict = (this->*step.run)();
+    if (verdict.passes()) {
+      if (explains_)
+        explain_step(step, verdict.rule);
+      continue;
+    }
+    if (verdict.is_consumed) {
+      if (tables_.options.fast_path)
+        ++traffic_.count(passage_.from).in.exceptions;
+      if (explains_)
+        explain(verdict.rule, frame_.from, std::string("consumed: ") + rule_text(verdict.rule), Outcome::consume);
+      sink_.consume();
+      return;
+    }
+    drop_in(verdict);
+    break;
+  }
+  if (has_learned_)
+    out();
+}
+
+// ---- 1 gate: what has not passed it has not entered ---------------------------------------------------------------
+
+Verdict Forwarding::gate() {
+  passage_.from = frame_.from.kind == Place::Kind::nic ? tables_.port_of_nic[frame_.from.index] : frame_.from.index;
+  if (passage_.from == nowhere)
+    return refuse(Reason::nic_unbound);
+  Port const &port = tables_.ports[passage_.from];
+  passage_.ingress = &port;
+  passage_.vswitch_index = port.vswitch;
+  passage_.vswitch = &tables_.switches[port.vswitch];
+  if (!passage_.vswitch->is_connected)
+    return refuse(Reason::no_portset);
+  if (passage_.vswitch->is_disabled)
+    return refuse(Reason::forwarding_disabled);
+  if (port.is_zombie)
+    return refuse(Reason::zombie_port);
+  if (port.kind == PortKind::unused)
+    return refuse(Reason::no_client);
+  if (!has_link(tables_, traffic_, port))
+    return refuse(Reason::link_down);
+  return port.is_blocked ? refuse(Reason::port_blocked) : pass(Rule::P_6);
+}
+
+// ---- 2 frame ------------------------------------------------------------------------------------------------------
+
+Verdict Forwarding::frame() {
+  if (frame_.bytes.size() < ethernet_size)
+    return refuse(Reason::runt);
+  Header &header = passage_.header;
+  header = read_header(frame_.bytes);
+  DirectionCounters &in = traffic_.count(passage_.from).in;
+  in.count(header, frame_.bytes.size());
+  in.exceptions += !tables_.options.fast_path;
+  if (header.is_malformed)
+    return refuse(Reason::malformed);
+  if (payload_length(frame_.bytes) > passage_.vswitch->mtu)
+    return refuse(Reason::too_long);
+  return is_group(header.source) || header.source == 0 ? refuse(Reason::bad_source) : pass(Rule::P_7);
+}
+
+// ---- 3 sender -----------------------------------------------------------------------------------------------------
+
+Verdict Forwarding::sender() {
+  Header const &header = passage_.header;
+  Port const &port = *passage_.ingress;
+  if (!passage_.is_from_uplink()) {
+    bool const is_forged = port.disallow_forged_source && header.source != port.effective;
+    return is_forged ? refuse(Reason::forged_source) : pass(Rule::S_2);
+  }
+  if (header.destination == slow_protocols && !header.has_tag && header.inner_type == ethertype_slow_protocols)
+    return consume(Rule::L_1);
+  if (port.lag == nowhere)
+    return pass(Rule::L_1);
+  bool const is_up = passage_.vswitch->lags[port.lag].up & only(port.position);
+  return is_up ? pass(Rule::L_6) : refuse(Reason::lacp_down);
+}
+
+// ---- 4 VLAN -------------------------------------------------------------------------------------------------------
+
+Verdict Forwarding::vlan() {
+  return classify(tables_, *passage_.ingress, passage_.header, passage_.in_vlan);
+}
+
+// ---- 6 control ----------------------------------------------------------------------------------------------------
+
+Verdict Forwarding::control() {
+  bool const is_reserved = (passage_.header.destination & ~reserved_bits) == reserved_prefix;
+  return is_reserved ? refuse(Reason::reserved_address) : pass(Rule::MAC_10);
+}
+
+// ---- 7 reverse path -----------------------------------------------------------------------------------------------
+
+Verdict Forwarding::reverse_path() {
+  if (!passage_.is_from_uplink() || !tables_.options.reverse_path_check)
+    return pass(Rule::T_4);
+  traffic_.age(tables_, passage_.vswitch_index, now_);
+  MacAddress const source = passage_.header.source;
+  PortIndex const known = find_static(passage_, source);
+  if (known != nowhere && tables_.ports[known].kind == PortKind::client)
+    return refuse(Reason::reflected);
+  MacTable const &table = traffic_.table(passage_.vswitch_index);
+  MacTable::Place const place = table.find(passage_.key_of(source));
+  if (place == nowhere)
+    return pass(Rule::T_4);
+  Port const &port = tables_.ports[table.port(place)];
+  bool const is_reflected =
+      port.kind == PortKind::client && !(expected_uplinks(passage_, port) & only(passage_.ingress->position));
+  return is_reflected ? refuse(Reason::reflected) : pass(Rule::T_4);
+}
+
+// ---- 8 learn ------------------------------------------------------------------------------------------------------
+
+Verdict Forwarding::learn() {
+  has_learned_ = true;
+  traffic_.age(tables_, passage_.vswitch_index, now_);
+  Port const &port = *passage_.ingress;
+  MacAddress const source = passage_.header.source;
+  bool const learns = port.is_uplink() ? passage_.vswitch->team_learns : port.learns;
+  if (!learns || is_static(passage_, source))
+    return pass(Rule::MAC_2);
+
+  MacTable &table = traffic_.table(passage_.vswitch_index);
+  std::int64_t const seen = whole_seconds(now_);
+  MacTable::Place const known = table.find(passage_.key_of(source));
+  if (known != nowhere && table.port(known) == passage_.from) {
+    table.refresh(known, seen);
+    return pass(Rule::MAC_3);
+  }
+  bool is_own_limit = false;
+  if (is_at_limit(known, table, is_own_limit)) {
+    PortCounters &counters = traffic_.count(passage_.from);
+    bool const has_policy = !port.is_uplink() || port.has_own_limit;
+    if (has_policy && port.drops_at_limit) {
+      ++counters.not_learned_dropped;
+      has_learned_ = false;
+      return refuse(Reason::mac_limit);
+    }
+    ++counters.not_learned_allowed;
+    if (port.is_uplink() && is_own_limit)
+      ++traffic_.count_switch(passage_.vswitch_index).team_allowed_at_port_limit;
+    return pass(Rule::MAC_9);
+  }
+  if (known == nowhere) {
+    table.add({source, passage_.vswitch->database(passage_.in_vlan.vlan), passage_.from, seen, 0, true});
+    return pass(Rule::MAC_1);
+  }
+  std::uint32_t const former_lag = tables_.ports[table.port(known)].lag;
+  bool const counts = former_lag == nowhere || former_lag != port.lag;
+  table.move(known, passage_.from, seen, counts);
+  traffic_.count(passage_.from).addresses_moved += counts;
+  return pass(Rule::MAC_7);
+}
+
+// Of an address that is new at the port (MAC-9).
+bool Forwarding::is_at_limit(MacTable::Place known, MacTable const &table, bool &is_own) const {
+  Port const &port = *passage_.ingress;
+  bool const has_own_limit = !port.is_uplink() || port.has_own_limit;
+  is_own = has_own_limit && table.count_at(passage_.from) + port.manual_count >= port.learned_limit;
+  if (is_own)
+    return true;
+  bool const is_new_on_side = known == nowhere || tables_.ports[table.port(known)].is_uplink() != port.is_uplink();
+  if (!is_new_on_side)
+    return false;
+  std::uint32_t in_team = 0;
+  for (PortIndex uplink : passage_.vswitch->uplinks)
+    in_team += table.count_at(uplink);
+  return port.is_uplink() ? in_team >= team_limit : table.size() - in_team >= passage_.vswitch->learned_limit;
+}
+
+// ---- 9 look up ----------------------------------------------------------------------------------------------------
+
+Verdict Forwarding::look_up_destination() {
+  bool const is_from_client = !passage_.is_from_uplink();
+  if (is_group(passage_.header.destination)) {
+    to_team_ = is_from_client;
+    return pass(passage_.header.is_multicast() ? Rule::IG_20 : Rule::S_9);
+  }
+  PortIndex const found = look_up(passage_);
+  if (found != nowhere)
+    return known_at(found);
+  target_.kind = Target::Kind::unknown;
+  to_team_ = is_from_client;
+  return pass(Rule::MAC_5);
+}
+
+Verdict Forwarding::known_at(PortIndex index) {
+  target_.port = index;
+  Port const &port = tables_.ports[index];
+  target_.kind = port.is_uplink() ? Target::Kind::uplink : Target::Kind::port;
+  if (index == passage_.from)
+    return refuse(Reason::same_port);
+  if (port.is_uplink()) {
+    if (passage_.is_from_uplink())
+      return refuse(Reason::uplink_to_uplink);
+    to_team_ = true;
+    return pass(Rule::MAC_11);
+  }
+  if (tables_.is_member(port, passage_.in_vlan.vlan))
+    return pass(Rule::MAC_20);
+  return refuse(port.vlan_kind == VlanPolicy::Kind::private_vlan ? Reason::private_vlan : Reason::not_a_member);
+}
+
+// ---- 10 receivers -------------------------------------------------------------------------------------------------
+
+Verdict Forwarding::receivers() {
+  switch (target_.kind) {
+    case Target::Kind::group: flood(passage_.vswitch->clients); return pass(Rule::V_5);
+    case Target::Kind::unknown: flood(passage_.vswitch->flooded); return pass(Rule::MAC_5);
+    case Target::Kind::port: return receive_addressed();
+    case Target::Kind::uplink: break;
+  }
+  return pass(Rule::MAC_11);
+}
+
+// The one port that has the destination: it receives the frame, or drops it.
+Verdict Forwarding::receive_addressed() {
+  bool overridden = false;
+  std::optional<Refusal> const refused =
+      refusal(passage_, target_, tables_.ports[target_.port], Way::addressed, overridden);
+  if (refused && refused->reason == Reason::reverse_path)
+    return refuse(Reason::reverse_path);
+  if (refused && explains_)
+    explain_refusal(target_.port, *refused);
+  add(target_.port, DeliveryKind::frame, refused ? refused->reason : Reason::none, overridden);
+  also_to_team_ = to_team_ = passage_.ingress->sends_to_uplink_too && !passage_.is_from_uplink();
+  return pass(also_to_team_ ? Rule::S_10 : Rule::MAC_20);
+}
+
+// Those of the ports that may receive it.
+void Forwarding::flood(std::vector<PortIndex> const &ports) {
+  for (PortIndex index : ports) {
+    if (index == passage_.from)
+      continue;
+    bool overridden = false;
+    std::optional<Refusal> const refused = refusal(passage_, target_, tables_.ports[index], Way::flooded, overridden);
+    if (!refused) {
+      add(index, DeliveryKind::frame, Reason::none, overridden);
+      continue;
+    }
+    is_filtered_ |= refused->reason == Reason::multicast_filtered;
+    is_unexpected_ |= refused->reason == Reason::reverse_path;
+    if (explains_)
+      explain_refusal(index, *refused);
+  }
+}
+
+// ---- 11 team ------------------------------------------------------------------------------------------------------
+
+Verdict Forwarding::team() {
+  if (to_team_ && !passage_.vswitch->uplinks.empty()) {
+    Port const &sender = sending_port();
+    std::optional<UplinkPosition> const uplink = choose_uplink(sender);
+    if (uplink)
+      send_by(*uplink);
+    else if (passage_.ingress->is_router && has_no_uplink_)
+      ++traffic_.count_switch(passage_.vswitch_index).service_errors;
+  }
+  return traffic_.receivers.empty() ? nobody_received() : pass(Rule::T_3);
+}
+
+// The port whose policy decides: the sender's own, but a service port uses that of the client for which it sends.
+Port const &Forwarding::sending_port() {
+  Port const &port = *passage_.ingress;
+  if (!port.is_router)
+    return port;
+  SwitchCounters &counters = traffic_.count_switch(passage_.vswitch_index);
+  ++counters.sent_by_service_ports;
+  AddressIndex::Pairs const clients = passage_.vswitch->effective.find(passage_.header.source);
+  if (clients.empty()) {
+    ++counters.sent_by_own_policy;
+    return port;
+  }
+  ++counters.sent_by_source_policy;
+  return tables_.ports[clients.front().second];
+}
+
+std::optional<UplinkPosition> Forwarding::choose_uplink(Port const &sender) {
+  std::optional<UplinkPosition> uplink;
+  if (sender.tied) {
+    if (tables_.ports[passage_.vswitch->uplinks[*sender.tied]].link_up)
+      uplink = sender.tied;
+  } else {
+    Team const &team = *tables_.teams[sender.team].team;
+    if (team.has(TEAM_FRP_FLAG_BLOCK_OUTPUT)) {
+      is_team_blocked_ = true;
+      return std::nullopt;
+    }
+    uplink = pick(traffic_.fit(sender.team).fit, team, {sender.number, sender.effective, std::nullopt, std::nullopt},
+                  &passage_.header);
+    // A LAG is one link to the policy, and spreads the frames itself.
+    std::uint32_t const lag_number = uplink ? tables_.ports[passage_.vswitch->uplinks[*uplink]].lag : nowhere;
+    if (lag_number != nowhere) {
+      Lag const &lag = passage_.vswitch->lags[lag_number];
+      auto const up = static_cast<std::uint32_t>(std::popcount(lag.up));
+      std::uint32_t left = up ? lag_share(lag.hash, passage_.header, passage_.in_vlan.vlan) % up : 0;
+      uplink.reset();
+      for (UplinkPosition member : lag.members) {
+        if ((lag.up & only(member)) && left-- == 0) {
+          uplink = member;
+          break;
+        }
+      }
+    }
+  }
+  has_no_uplink_ = !uplink;
+  return uplink;
+}
+
+// What the uplink cannot send is dropped there (T-9).
+void Forwarding::send_by(UplinkPosition uplink) {
+  PortIndex const index = passage_.vswitch->uplinks[uplink];
+  Port const &port = tables_.ports[index];
+  if (explains_)
+    explain(port.lag == nowhere ? Rule::T_1 : Rule::T_3, tables_.place_of(index),
+            "team: chosen by port number " + std::to_string(port.number));
+  Reason drop = Reason::none;
+  if (port.nic == nowhere)
+    drop = Reason::no_nic;
+  else if (!port.link_up)
+    drop = Reason::link_down;
+  else if (port.is_blocked)
+    drop = Reason::port_blocked;
+  else if (!tables_.is_member(port, passage_.in_vlan.vlan))
+    drop = Reason::vlan_egress;
+  else if (refuses_nested(port, passage_.header)) {
+    if (!target_.is_known()) {
+      if (explains_)
+        explain_refusal(index, {Rule::V_13, Reason::nested_tag});
+      return;
+    }
+    drop = Reason::nested_tag;
+  }
+  add(index, DeliveryKind::frame, drop);
+}
+
+// P-5.
+Verdict Forwarding::nobody_received() const {
+  if (is_team_blocked_)
+    return refuse(Reason::team_blocked);
+  if (has_no_uplink_)
+    return refuse(Reason::no_uplink);
+  if (is_unexpected_)
+    return refuse(Reason::reverse_path);
+  if (is_filtered_)
+    return refuse(Reason::multicast_filtered);
+  return refuse(is_group_frame() ? Reason::no_receiver : Reason::unknown_unicast);
+}
+
+// ---- 12 out -------------------------------------------------------------------------------------------------------
+
+void Forwarding::out() {
+  add_promiscuous();
+  std::vector<Receiver> &all = traffic_.receivers;
+  auto const by_port = [](Receiver const &left, Receiver const &right) { return left.port < right.port; };
+  if (!std::is_sorted(all.begin(), all.end(), by_port))
+    std::sort(all.begin(), all.end(), by_port);
+  for (Receiver const &receiver : all) {
+    if (receiver.drop == Reason::none)
+      deliver(receiver);
+    else
+      drop_out(receiver, rule_of(receiver.drop));
+  }
+}
+
+// A copy for each promiscuous port that does not get the frame anyway (S-4).
+void Forwarding::add_promiscuous() {
+  std::vector<Receiver> &all = traffic_.receivers;
+  std::size_t const addressed = all.size();
+  for (PortIndex index : passage_.vswitch->promiscuous) {
+    auto const end = all.begin() + static_cast<std::ptrdiff_t>(addressed);
+    bool const has_it = index == passage_.from || std::find_if(all.begin(), end, [&](Receiver const &receiver) {
+                                                    return receiver.port == index;
+                                                  }) != end;
+    bool overridden = false;
+    if (has_it || refusal(passage_, target_, tables_.ports[index], Way::promiscuous, overridden))
+      continue;
+    add(index, DeliveryKind::promiscuous, Reason::none, overridden);
+  }
+  if (all.size() > addressed && tables_.options.mirror_statistics) {
+    SwitchCounters &counters = traffic_.count_switch(passage_.vswitch_index);
+    counters.promiscuous_copies += all.size() - addressed;
+    ++counters.promiscuous_frames;
+  }
+}
+
+void Forwarding::deliver(Receiver const &receiver) {
+  Port const &port = tables_.ports[receiver.port];
+  Form const form = form_at(port, passage_.header, passage_.in_vlan);
+  Bytes const bytes = bytes_in(form);
+  DirectionCounters &counters = traffic_.count(receiver.port).out;
+  counters.count(passage_.header, bytes.size());
+  counters.exceptions += !tables_.options.fast_path;
+  if (port.is_router && passage_.is_from_uplink()) {
+    SwitchCounters &of_switch = traffic_.count_switch(passage_.vswitch_index);
+    ++of_switch.received_by_service_ports;
+    of_switch.reverse_path_overridden += receiver.overrides_path;
+  }
+  Place const place = tables_.place_of(receiver.port);
+  if (explains_)
+    explain(Rule::C_5, place, "delivered: " + std::to_string(bytes.size()) + " bytes", Outcome::deliver);
+  sink_.deliver({place, receiver.kind, form, bytes});
+}
+
+// The frame as it leaves in a form: made once, and the very bytes that came in where nothing changes.
+Bytes Forwarding::bytes_in(Form form) {
+  Bytes &bytes = formed_[static_cast<std::size_t>(form)];
+  if (!bytes.empty())
+    return bytes;
+  Header const &header = passage_.header;
+  bool const is_tagged = form != Form::untagged;
+  std::uint16_t const tag = passage_.in_vlan.tag(form == Form::tagged ? passage_.in_vlan.vlan : 0);
+  if (is_tagged == header.has_tag && (!is_tagged || tag == header.tag))
+    return bytes = header.bytes;
+  constexpr std::size_t addresses = 2 * mac_size;
+  std::vector<std::uint8_t> &room = traffic_.form_room[static_cast<std::size_t>(form)];
+  room.assign(header.bytes.begin(), header.bytes.begin() + addresses);
+  if (is_tagged) {
+    for (std::uint16_t part : {ethertype_vlan, tag}) {
+      room.push_back(static_cast<std::uint8_t>(part >> 8));
+      room.push_back(static_cast<std::uint8_t>(part));
+    }
+  }
+  room.insert(room.end(), header.bytes.begin() + addresses + (header.has_tag ? tag_size : 0), header.bytes.end());
+  return bytes = room;
+}
+
+// ---- drops and explanations ---------------------------------------------------------------------------------------
+
+void Forwarding::drop_in(Verdict const &verdict) {
+  // One that was not let in for its address is counted by learning.
+  if (passage_.from != nowhere && verdict.reason != Reason::mac_limit)
+    ++traffic_.count(passage_.from).in.dropped;
+  if (explains_) {
+    explain(verdict.rule, frame_.from,
+            std::string(reason_name(static_cast<unsigned>(verdict.reason))) + ": " + rule_text(verdict.rule),
+            Outcome::drop);
+  }
+  sink_.drop({frame_.from, verdict.reason, Stage::in});
+}
+
+void Forwarding::drop_out(Receiver const &receiver, Rule rule) {
+  ++traffic_.count(receiver.port).out.dropped;
+  Place const place = tables_.place_of(receiver.port);
+  if (explains_) {
+    explain(rule, place, std::string(reason_name(static_cast<unsigned>(receiver.drop))) + ": " + rule_text(rule),
+            Outcome::drop);
+  }
+  sink_.drop({place, receiver.drop, Stage::out});
+}
+
+void Forwarding::explain_step(Step const &step, Rule rule) const {
+  std::string text = std::string(step.name) + ": " + rule_text(rule);
+  if (step.run == &Forwarding::vlan)
+    text += " (VLAN " + std::to_string(passage_.in_vlan.vlan) + ")";
+  if (step.run == &Forwarding::look_up_destination && target_.is_known())
+    text += " (port " + std::to_string(tables_.ports[target_.port].number) + ")";
+  explain(rule, frame_.from, std::move(text));
+}
+
+void Forwarding::explain_refusal(PortIndex port, Refusal const &refused) const {
+  explain(refused.rule, tables_.place_of(port), std::string("receives nothing: ") + rule_text(refused.rule));
+}
+
+}  // namespace
+
+void forward(Tables const &tables, Traffic &traffic, std::int64_t now, Frame frame, Sink &sink) {
+  Forwarding(tables, traffic, now, frame, sink).run();
+}
+
+}  // namespace forwarding

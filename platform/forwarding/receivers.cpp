@@ -1,0 +1,130 @@
+// Where a frame goes inside its switch: the look-up of its destination, and which ports may receive it.
+#include "platform/forwarding/receivers.hpp"
+
+#include "constants/constants.hpp"
+
+namespace forwarding {
+
+namespace {
+
+using namespace constant;
+
+// What every client takes, and no list has: all hosts.
+constexpr MacAddress all_ipv4_hosts = 0x01005e000001;
+constexpr MacAddress all_ipv6_nodes = 0x333300000001;
+
+PortIndex find_manual(Passage const &passage, MacAddress address) {
+  AddressIndex::Pairs const found = passage.vswitch->manual.find(passage.key_of(address));
+  return found.empty() ? nowhere : found.front().second;
+}
+
+PortIndex find_client(Passage const &passage, MacAddress address) {
+  std::uint16_t const vlan = passage.in_vlan.vlan;
+  for (auto const &[mac, index] : passage.vswitch->known_clients.find(address)) {
+    Port const &port = passage.tables.ports[index];
+    bool const is_there = port.vlan_kind == VlanPolicy::Kind::private_vlan
+                              ? port.primary != 0 && port.primary == passage.vswitch->private_vlan(vlan).primary
+                              : passage.tables.is_member(port, vlan);
+    if (is_there)
+      return index;
+  }
+  return nowhere;
+}
+
+PortIndex find_learned(Passage const &passage) {
+  MacTable const &table = passage.traffic.table(passage.vswitch_index);
+  MacTable::Place const place = table.find(passage.key_of(passage.header.destination));
+  return place == nowhere ? nowhere : table.port(place);
+}
+
+bool takes_multicast(Passage const &passage, Port const &port) {
+  MacAddress const group = passage.header.destination;
+  return port.all_multicast || group == all_ipv4_hosts || group == all_ipv6_nodes ||
+         passage.tables.lists_multicast(port, group) || (port.buckets && (port.buckets >> address_bucket(group) & 1));
+}
+
+// T-20 for a frame from an uplink.
+bool is_unexpected(Passage const &passage, Target const &target, Port const &port, Way way) {
+  Options const &options = passage.tables.options;
+  if (!passage.is_from_uplink() || !options.reverse_path_check ||
+      (way == Way::promiscuous && !options.reverse_path_check_promiscuous))
+    return false;
+  UplinkSet const expected = target.is_known() ? possible_uplinks(passage, port) : expected_uplinks(passage, port);
+  return !(expected & only(passage.ingress->position));
+}
+
+}  // namespace
+
+PortIndex find_static(Passage const &passage, MacAddress address) {
+  if (!passage.vswitch->allows_static)
+    return nowhere;
+  PortIndex const manual = find_manual(passage, address);
+  return manual == nowhere ? find_client(passage, address) : manual;
+}
+
+PortIndex look_up(Passage const &passage) {
+  bool const learned_first = passage.vswitch->learns_static;
+  PortIndex const first = learned_first ? find_learned(passage) : find_static(passage, passage.header.destination);
+  if (first != nowhere)
+    return first;
+  return learned_first ? find_static(passage, passage.header.destination) : find_learned(passage);
+}
+
+bool is_static(Passage const &passage, MacAddress address) {
+  Switch const &vswitch = *passage.vswitch;
+  return vswitch.allows_static && !vswitch.learns_static &&
+         (!vswitch.effective.find(address).empty() || find_manual(passage, address) != nowhere);
+}
+
+std::optional<Refusal> refusal(Passage const &passage, Target const &target, Port const &port, Way way,
+                               bool &overridden) {
+  if (way != Way::addressed && !passage.tables.is_member(port, passage.in_vlan.vlan)) {
+    bool const is_private = port.vlan_kind == VlanPolicy::Kind::private_vlan;
+    return Refusal{is_private ? Rule::PV_1 : Rule::V_5, Reason::no_receiver};
+  }
+  if (refuses_nested(port, passage.header))
+    return Refusal{Rule::V_13, Reason::nested_tag};
+  if (way == Way::flooded && passage.header.is_multicast() && !takes_multicast(passage, port))
+    return Refusal{Rule::IG_20, Reason::multicast_filtered};
+  if (port.kind == PortKind::client && is_unexpected(passage, target, port, way)) {
+    if (!port.is_router)
+      return Refusal{Rule::T_20, Reason::reverse_path};
+    overridden = true;
+  }
+  if (port.is_in_violation)
+    return Refusal{Rule::S_3, Reason::mac_changed};
+  if (port.is_zombie)
+    return Refusal{Rule::X_5, Reason::zombie_port};
+  if (port.kind == PortKind::unused)
+    return Refusal{Rule::X_5, Reason::no_client};
+  if (!has_link(passage.tables, passage.traffic, port))
+    return Refusal{Rule::X_5, Reason::link_down};
+  if (port.is_blocked)
+    return Refusal{Rule::X_5, Reason::port_blocked};
+  return std::nullopt;
+}
+
+UplinkSet expected_uplinks(Passage const &passage, Port const &port) {
+  Switch const &vswitch = *passage.vswitch;
+  if (port.tied)
+    return vswitch.lag_mates[*port.tied];
+  TeamFit const &fit = passage.traffic.fit(port.team);
+  Team const &team = *passage.tables.teams[port.team].team;
+  if (team.load_balance == TEAM_FRP_TYPE_LB_IP)
+    return fit.with_mates;
+  std::optional<UplinkPosition> const chosen =
+      pick(fit.fit, team, {port.number, port.effective, std::nullopt, std::nullopt}, nullptr);
+  return chosen ? vswitch.lag_mates[*chosen] : 0;
+}
+
+UplinkSet possible_uplinks(Passage const &passage, Port const &port) {
+  return port.tied ? passage.vswitch->lag_mates[*port.tied] : passage.traffic.fit(port.team).with_mates;
+}
+
+bool has_link(Tables const &tables, Traffic const &traffic, Port const &port) {
+  if (!port.link_up || port.is_uplink() || port.tied)
+    return port.link_up;
+  return !tables.teams[port.team].team->has(TEAM_FRP_FLAG_LST) || traffic.fit(port.team).fit.count != 0;
+}
+
+}  // namespace forwarding

@@ -1,0 +1,118 @@
+// What traffic leaves behind in a host: learned addresses and counters, and what has changed of them.
+#pragma once
+
+#include <array>
+#include <cstdint>
+#include <vector>
+
+#include "platform/forwarding/mac_table.hpp"
+#include "platform/forwarding/tables.hpp"
+
+namespace forwarding {
+
+// The host's time in seconds as learned addresses have it: rounded down, before the epoch too.
+std::int64_t whole_seconds(std::int64_t microseconds);
+
+// Packets and bytes in one direction of a port.
+struct DirectionCounters {
+  std::uint64_t unicast = 0;
+  std::uint64_t multicast = 0;
+  std::uint64_t broadcast = 0;
+  std::uint64_t unicast_bytes = 0;
+  std::uint64_t multicast_bytes = 0;
+  std::uint64_t broadcast_bytes = 0;
+  std::uint64_t dropped = 0;
+  std::uint64_t exceptions = 0;
+
+  void count(Header const &header, std::size_t length);
+};
+
+struct PortCounters {
+  DirectionCounters in;  // without what noLearningDroppedPkts counts
+  DirectionCounters out;
+  std::uint64_t not_learned_allowed = 0;
+  std::uint64_t not_learned_dropped = 0;
+  std::uint64_t addresses_moved = 0;
+};
+
+struct SwitchCounters {
+  std::uint64_t team_allowed_at_port_limit = 0;
+  // Service ports.
+  std::uint64_t sent_by_service_ports = 0;
+  std::uint64_t sent_by_own_policy = 0;
+  std::uint64_t sent_by_source_policy = 0;
+  std::uint64_t service_errors = 0;
+  std::uint64_t received_by_service_ports = 0;
+  std::uint64_t reverse_path_overridden = 0;
+  // The mirror session `legacy_promiscuous`.
+  std::uint64_t promiscuous_copies = 0;
+  std::uint64_t promiscuous_frames = 0;
+};
+
+// The uplinks that are fit for a way of sending, and those with all members of their LAGs.
+struct TeamFit {
+  Fit fit;
+  UplinkSet with_mates = 0;
+};
+
+// Who gets the frame that is on its way.
+struct Receiver {
+  PortIndex port = 0;
+  DeliveryKind kind = DeliveryKind::frame;
+  Reason drop = Reason::none;   // it would get the frame, but cannot
+  bool overrides_path = false;  // it gets the frame although it does not expect it from there (T-21)
+};
+
+class Traffic {
+ public:
+  explicit Traffic(Tables const &tables);
+
+  MacTable &table(std::uint32_t vswitch) { return tables_[vswitch]; }
+  MacTable const &table(std::uint32_t vswitch) const { return tables_[vswitch]; }
+
+  PortCounters const &counters(PortIndex port) const { return ports_[port]; }
+  SwitchCounters const &switch_counters(std::uint32_t vswitch) const { return switches_[vswitch]; }
+  // To be counted in: they stand in the changes then.
+  PortCounters &count(PortIndex port);
+  SwitchCounters &count_switch(std::uint32_t vswitch);
+
+  // Which ports and switches were counted in since this was asked last, in the order in which it happened first.
+  std::vector<PortIndex> take_changed_ports();
+  std::vector<std::uint32_t> take_changed_switches();
+
+  // What was learned at a port goes (MAC-8); what was learned in VLANs does (V-8).
+  void forget_port(Tables const &tables, PortIndex port) { table(tables.ports[port].vswitch).forget_port(port); }
+  void forget_vlans(Tables const &tables, std::uint32_t vswitch, VlanSet const &vlans);
+
+  // Removes the addresses of a switch that have aged at a time, in microseconds.
+  void age(Tables const &tables, std::uint32_t vswitch, std::int64_t now);
+
+  // Teaming at a time, in microseconds; what is asked for by the next two is that of the time told last.
+  void refresh_team(Tables const &tables, std::int64_t now) {
+    if (now < fit_since_ || now >= fit_until_)
+      compute_fit(tables, now);
+  }
+  TeamFit const &fit(std::uint32_t team) const { return fits_[team]; }
+
+  // Room for the receivers of the frame that is on its way: kept from frame to frame.
+  std::vector<Receiver> receivers;
+  // And for its bytes in each form.
+  std::array<std::vector<std::uint8_t>, 3> form_room;
+
+ private:
+  void compute_fit(Tables const &tables, std::int64_t now);
+
+  std::vector<MacTable> tables_;
+  std::vector<PortCounters> ports_;
+  std::vector<SwitchCounters> switches_;
+  std::vector<bool> is_port_changed_;
+  std::vector<bool> is_switch_changed_;
+  std::vector<PortIndex> changed_ports_;
+  std::vector<std::uint32_t> changed_switches_;
+  std::vector<TeamFit> fits_;
+  // When they hold: up to the next end of a wait for a link.
+  std::int64_t fit_since_ = INT64_MAX;
+  std::int64_t fit_until_ = INT64_MIN;
+};
+
+}  // namespace forwarding
