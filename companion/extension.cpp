@@ -62,18 +62,6 @@ PyObject *install(PyObject * /*self*/, PyObject *module) {
   Py_RETURN_NONE;
 }
 
-// Position of a function of the native module; no_method for one that no row describes, and for anything else.
-MethodIndex method_of(PyObject *value) {
-  if (!PyCFunction_Check(value)) {
-    return no_method;
-  }
-  const PyMethodDef *definition = reinterpret_cast<PyCFunctionObject *>(value)->m_ml;
-  const auto position = definition - engine->definitions;
-  return position >= 0 && position < static_cast<std::ptrdiff_t>(engine->method_count)
-             ? static_cast<MethodIndex>(position)
-             : no_method;
-}
-
 // The two functions that no row describes.
 PyMethodDef other_functions[] = {
     {"SWIG_PyInstanceMethod_New", nullptr, METH_O,
@@ -103,7 +91,7 @@ PyObject *native_value(PyObject *name) {
   if (!value) {
     return nullptr;
   }
-  const MethodIndex method = method_of(value);
+  const MethodIndex method = index_of_function(value);
   return method == no_method ? documented(value) : new_function(method, layer, layer_name);
 }
 
@@ -205,12 +193,57 @@ PyObject *called_back(PyObject * /*self*/, PyObject *function) {
   return PyCFunction_New(&called_back_definition, function);
 }
 
+// unlocked(function, *arguments): see libvswitch._unlocked.
+PyObject *unlocked(PyObject * /*self*/, PyObject *const *items, Py_ssize_t count) {
+  if (count == 0) {
+    PyErr_SetString(PyExc_TypeError, "unlocked() needs a function of libvswitch");
+    return nullptr;
+  }
+  const MethodIndex method = index_of_function(items[0]);
+  return method == no_method
+             ? PyErr_Format(PyExc_TypeError, "unlocked() needs a function of libvswitch, not %R", items[0])
+             : call_without_lock(method, {items + 1, count - 1});
+}
+
+PyObject *fork_begins(PyObject * /*self*/, PyObject * /*unused*/) {
+  engine->hold_bridge_for_fork();
+  Py_RETURN_NONE;
+}
+
+PyObject *forked_in_parent(PyObject * /*self*/, PyObject * /*unused*/) {
+  engine->give_bridge_up_in_parent();
+  Py_RETURN_NONE;
+}
+
+PyObject *forked_in_child(PyObject * /*self*/, PyObject * /*unused*/) {
+  engine->give_bridge_up_in_child();
+  Py_RETURN_NONE;
+}
+
+constexpr char unlocked_doc[] =
+    "unlocked($module, function, /, *arguments)\n--\n\n"
+    "One call of a function of the library with the interpreter lock released, so that other threads of the script "
+    "run\n"
+    "while the library works. Arguments, result and exceptions are those of the function itself. Calls of the library\n"
+    "are made one at a time: others wait for this one, without the interpreter lock. TypeError for what is no "
+    "function\n"
+    "of libvswitch.";
+
 PyMethodDef functions[] = {
-    {"install", install, METH_O, nullptr},         {"find", find, METH_O, nullptr},
-    {"pointer", pointer, METH_VARARGS, nullptr},   {"address", address, METH_O, nullptr},
-    {"read", read, METH_VARARGS, nullptr},         {"rows", rows, METH_VARARGS, nullptr},
-    {"released", released, METH_O, nullptr},       {"source", source, METH_O, nullptr},
-    {"called_back", called_back, METH_O, nullptr}, {nullptr, nullptr, 0, nullptr},
+    {"install", install, METH_O, nullptr},
+    {"find", find, METH_O, nullptr},
+    {"pointer", pointer, METH_VARARGS, nullptr},
+    {"address", address, METH_O, nullptr},
+    {"read", read, METH_VARARGS, nullptr},
+    {"rows", rows, METH_VARARGS, nullptr},
+    {"released", released, METH_O, nullptr},
+    {"source", source, METH_O, nullptr},
+    {"called_back", called_back, METH_O, nullptr},
+    {"unlocked", reinterpret_cast<PyCFunction>(reinterpret_cast<void (*)()>(unlocked)), METH_FASTCALL, unlocked_doc},
+    {"fork_begins", fork_begins, METH_NOARGS, nullptr},
+    {"forked_in_parent", forked_in_parent, METH_NOARGS, nullptr},
+    {"forked_in_child", forked_in_child, METH_NOARGS, nullptr},
+    {nullptr, nullptr, 0, nullptr},
 };
 
 PyModuleDef definition = [] {

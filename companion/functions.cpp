@@ -115,21 +115,8 @@ void *quick_pointer(PyObject *object, const swig_type_info *type) {
   return nullptr;
 }
 
-}  // namespace
-
-PyObject *call_function(MethodIndex method, Arguments arguments) {
-  const MethodEntry &entry = engine->methods[method];
-  if (entry.kind == MethodKind::getter && arguments.count == 1) {
-    const FieldEntry &field = engine->fields[entry.index];
-    if (void *record = quick_pointer(arguments.items[0], engine->types[field.self])) {
-      return read_directly(field.place, field, record);
-    }
-  }
-  const Role role = roles[method];
-  if (role == Role::takes_back && arguments.count == 1 && !may_be_given_back(arguments.items[0], method)) {
-    return nullptr;
-  }
-  PyObject *result = engine->call(method, arguments, NameEnd::slot);
+// What the layer does when a function of the module is over.
+PyObject *finished(MethodIndex method, Arguments arguments, PyObject *result) {
   if (!result) {
     return nullptr;
   }
@@ -140,12 +127,41 @@ PyObject *call_function(MethodIndex method, Arguments arguments) {
     for (Py_ssize_t i = 1; i < PyList_GET_SIZE(result); ++i) {
       remember_source(PyList_GET_ITEM(result, i), method);
     }
-  } else if (role == Role::hands_out) {
+  } else if (roles[method] == Role::hands_out) {
     remember_source(result, method);
-  } else if (role == Role::takes_back) {
+  } else if (roles[method] == Role::takes_back) {
     remember_release(arguments.items[0]);
   }
   return result;
+}
+
+}  // namespace
+
+PyObject *call_function(MethodIndex method, Arguments arguments) {
+  const MethodEntry &entry = engine->methods[method];
+  if (entry.kind == MethodKind::getter && arguments.count == 1) {
+    const FieldEntry &field = engine->fields[entry.index];
+    if (void *record = quick_pointer(arguments.items[0], engine->types[field.self])) {
+      return read_directly(field.place, field, record);
+    }
+  }
+  if (roles[method] == Role::takes_back) {
+    if (*engine->bridge_claims) [[unlikely]] {
+      // Now rather than in the call: what is looked at here is to hold until it is over.
+      engine->wait_for_bridge();
+    }
+    if (arguments.count == 1 && !may_be_given_back(arguments.items[0], method)) {
+      return nullptr;
+    }
+  }
+  return finished(method, arguments, engine->call(method, arguments, NameEnd::slot));
+}
+
+PyObject *call_without_lock(MethodIndex method, Arguments arguments) {
+  // What takes memory back works without others in between, and what reads a field has no call.
+  return engine->methods[method].kind == MethodKind::getter || roles[method] == Role::takes_back
+             ? call_function(method, arguments)
+             : finished(method, arguments, engine->call_without_lock(method, arguments, NameEnd::slot));
 }
 
 PyObject *call_method(MethodIndex method, Arguments arguments) {
@@ -154,6 +170,21 @@ PyObject *call_method(MethodIndex method, Arguments arguments) {
   }
   PyObject *result = call_function(method, arguments);
   return arguments.count ? keep_owner(result, arguments.items[0]) : result;
+}
+
+MethodIndex index_of_function(PyObject *function) {
+  if (!PyCFunction_Check(function)) {
+    return no_method;
+  }
+  const PyMethodDef *definition = reinterpret_cast<PyCFunctionObject *>(function)->m_ml;
+  const PyMethodDef *const tables[] = {engine->definitions, definitions};
+  for (const PyMethodDef *table : tables) {
+    const auto position = reinterpret_cast<std::intptr_t>(definition) - reinterpret_cast<std::intptr_t>(table);
+    if (position >= 0 && position < static_cast<std::intptr_t>(engine->method_count * sizeof *table)) {
+      return static_cast<MethodIndex>(position / static_cast<std::intptr_t>(sizeof *table));
+    }
+  }
+  return no_method;
 }
 
 PyObject *new_function(MethodIndex method, PyObject *module, PyObject *module_name) {

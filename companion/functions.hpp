@@ -13,6 +13,12 @@ bool prepare_functions();
 PyObject *call_function(MethodIndex method, Arguments arguments);
 PyObject *checked_result(MethodIndex method, PyObject *result);
 
+// As call_function, with the interpreter lock released while a function of a library works.
+PyObject *call_without_lock(MethodIndex method, Arguments arguments);
+
+// Position of a function of the native module, or of one that this layer offers for it; no_method for anything else.
+MethodIndex index_of_function(PyObject *function);
+
 // As call_function for a function of a record: a view in the result keeps the record alive.
 PyObject *call_method(MethodIndex method, Arguments arguments);
 

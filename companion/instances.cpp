@@ -48,7 +48,7 @@ namespace {
 void free_own(const RecordObject *record) {
   if (record->owned) {
     // As the record's destructor function does.
-    std::free(record->pointer);
+    *engine->bridge_claims ? engine->free_later(record->pointer) : std::free(record->pointer);
   }
 }
 

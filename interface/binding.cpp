@@ -49,10 +49,17 @@ const Engine module_engine = {
     .read_field = read_field,
     .write_field = write_field,
     .call = Module::call,
+    .call_without_lock = Module::call_without_lock,
     .new_bare_proxy = new_bare_proxy,
     .new_proxy = new_proxy,
     .pointer_from = pointer_from,
     .call_back = call_back,
+    .bridge_claims = &bridge_claims,
+    .wait_for_bridge = wait_for_bridge,
+    .free_later = free_later,
+    .hold_bridge_for_fork = hold_bridge_for_fork,
+    .give_bridge_up_in_parent = give_bridge_up_in_parent,
+    .give_bridge_up_in_child = give_bridge_up_in_child,
 };
 
 }  // namespace vswitchpy

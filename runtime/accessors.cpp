@@ -1,4 +1,5 @@
 // Fields: one rule for reading and one for writing each kind, and the accessor functions over them.
+#include "runtime/bridge.hpp"
 #include "runtime/entries.hpp"
 
 #include <cstdlib>
@@ -175,7 +176,7 @@ PyObject *write_owned_text(const FieldEntry &field, void *record, PyObject *obje
     }
     std::memcpy(copy, text, size);
   }
-  std::free(load_pointer(field_address(record, field)));
+  free_memory(load_pointer(field_address(record, field)));
   std::memcpy(field_address(record, field), &copy, sizeof copy);
   return none();
 }

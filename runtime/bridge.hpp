@@ -5,6 +5,7 @@
 
 #include <csetjmp>
 #include <cstddef>
+#include <cstdlib>
 #include <cstring>
 
 // A library that cannot go on stores an exception class and a message here and jumps to
@@ -35,7 +36,43 @@ struct OuterCall {
 };
 extern int calls_in_progress;
 
+// ---- calls without the interpreter lock --------------------------------------------------------------------
+
+// There is one jump target, so a call that gives the interpreter lock up holds the bridge until it is over. Everybody
+// else waits for it at the bridge, without the interpreter lock. All of this is read and written with that lock held.
+
+// Threads that hold the bridge or wait for it: as a rule none, and then nothing below costs more than a look.
+extern int bridge_claims;
+
+// Returns when no other thread holds the bridge, or when the interpreter ends.
+void wait_for_bridge();
+
+// Takes the bridge for a call of this thread that is to run without the interpreter lock. False if that is not
+// possible: a library is in the middle of a call and would come back to a jump target that is not its own.
+bool hold_bridge();
+void give_bridge_up();
+
+// Around a fork: no other thread is in the middle of a call then, whose work the child would find half done.
+void hold_bridge_for_fork();
+void give_bridge_up_in_parent();
+void give_bridge_up_in_child();
+
+// Memory that a call without the interpreter lock may be using is freed once that is over.
+void free_later(void *memory);
+inline void free_memory(void *memory) {
+  if (bridge_claims) [[unlikely]] {
+    free_later(memory);
+  } else {
+    std::free(memory);
+  }
+}
+
+// ---- every call ----------------------------------------------------------------------------------------------
+
 inline void enter_call(OuterCall &outer) {
+  if (bridge_claims) [[unlikely]] {
+    wait_for_bridge();
+  }
   outer.depth = calls_in_progress++;
   if (outer.depth) [[unlikely]] {
     std::memcpy(&outer.target, &exception_buffer, sizeof outer.target);
@@ -54,7 +91,8 @@ inline void leave_call(const OuterCall &outer) {
 PyObject *raise_aborted_call();
 
 // Calls a script's function for a library that is in the middle of a call. Other threads may run meanwhile and make
-// calls of their own, which need not be over: the library gets the jump target back that it had.
+// calls of their own, which need not be over: the library gets the jump target back that it had, and the bridge if it
+// held that.
 PyObject *call_back(PyObject *function, PyObject *const *items, std::size_t count);
 
 }  // namespace vswitchpy

@@ -244,24 +244,47 @@ PyObject *result_list(Frame &frame, const CallEntry &call, PyObject *status) {
   return list;
 }
 
-}  // namespace
+enum class InterpreterLock : bool { kept, released };
 
-PyObject *call_bridged(const CallEntry &call, Arguments arguments, NameEnd name_end) {
+// A library may jump with the interpreter lock or without it.
+void take_interpreter_lock(PyThreadState *thread) {
+  if (_PyThreadState_UncheckedGet() != thread) {
+    PyEval_RestoreThread(thread);
+  }
+}
+
+// With `released`, this thread holds the bridge.
+template <InterpreterLock lock>
+PyObject *run(const CallEntry &call, Arguments arguments, NameEnd name_end) {
   if (arguments.count != call.input_count) [[unlikely]] {
     return argument_count_error(arguments, call.input_count, text_at(call.name));
+  }
+  if (bridge_claims) [[unlikely]] {
+    // Before addresses are taken, too: other threads may do as they like with what has them meanwhile.
+    wait_for_bridge();
   }
   Frame frame;
   char text_storage[longest_fixed_text];  // no function has more than one text output
   if (!convert_arguments(frame, call, arguments, text_storage)) {
     return nullptr;
   }
+  PyThreadState *const thread = lock == InterpreterLock::released ? PyThreadState_Get() : nullptr;
   enter_call(frame.outer);
   if (!VSWITCHPY_BRIDGE_ARMED()) {
+    if constexpr (lock == InterpreterLock::released) {
+      take_interpreter_lock(thread);
+    }
     leave_call(frame.outer);
     // The text copies stay: the library may have kept their addresses.
     return raise_aborted_call();
   }
-  call.invoke(frame.slots, frame.result);
+  if constexpr (lock == InterpreterLock::released) {
+    PyEval_SaveThread();
+    call.invoke(frame.slots, frame.result);
+    PyEval_RestoreThread(thread);
+  } else {
+    call.invoke(frame.slots, frame.result);
+  }
   leave_call(frame.outer);
   PyObject *result = result_to_python(call, frame.result, name_end);
   if (frame.output_count) {
@@ -271,6 +294,22 @@ PyObject *call_bridged(const CallEntry &call, Arguments arguments, NameEnd name_
   if (result) {
     frame.deferred.raise();
   }
+  return result;
+}
+
+}  // namespace
+
+PyObject *call_bridged(const CallEntry &call, Arguments arguments, NameEnd name_end) {
+  return run<InterpreterLock::kept>(call, arguments, name_end);
+}
+
+PyObject *call_unlocked(const CallEntry &call, Arguments arguments, NameEnd name_end) {
+  // What makes Python objects needs the lock.
+  if (call.result == Result::object || !hold_bridge()) {
+    return call_bridged(call, arguments, name_end);
+  }
+  PyObject *result = run<InterpreterLock::released>(call, arguments, name_end);
+  give_bridge_up();
   return result;
 }
 
@@ -315,12 +354,12 @@ PyObject *no_form_error(const CallEntry *forms, std::size_t count) {
 
 }  // namespace
 
-PyObject *call_overloaded(const CallEntry *forms, Arguments arguments) {
+PyObject *call_overloaded(const CallEntry *forms, Arguments arguments, CallFunction call) {
   constexpr std::size_t count = 2;
   for (std::size_t form = 0; form < count; ++form) {
     const Outcome outcome = form_fits(forms[form], arguments);
     if (outcome == Outcome::ok) {
-      return call_bridged(forms[form], arguments, NameEnd::terminator);
+      return call(forms[form], arguments, NameEnd::terminator);
     }
     if (outcome == Outcome::memory_error) {
       return PyErr_NoMemory();

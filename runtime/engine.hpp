@@ -23,10 +23,18 @@ struct Engine {
   PyObject *(*read_field)(const FieldEntry &field, void *record);
   PyObject *(*write_field)(const FieldEntry &field, void *record, PyObject *value);
   PyObject *(*call)(std::size_t method, Arguments arguments, NameEnd name_end);
+  PyObject *(*call_without_lock)(std::size_t method, Arguments arguments, NameEnd name_end);
   PyObject *(*new_bare_proxy)(void *pointer, swig_type_info *type, Ownership ownership);
   PyObject *(*new_proxy)(void *pointer, swig_type_info *type, Ownership ownership);
   bool (*pointer_from)(PyObject *object, swig_type_info *type, Disown disown, void **pointer);
   PyObject *(*call_back)(PyObject *function, PyObject *const *items, std::size_t count);
+  // See bridge.hpp.
+  const int *bridge_claims;
+  void (*wait_for_bridge)();
+  void (*free_later)(void *memory);
+  void (*hold_bridge_for_fork)();
+  void (*give_bridge_up_in_parent)();
+  void (*give_bridge_up_in_child)();
 };
 
 // The definition that the interpreter knows, and the engine behind it.

@@ -72,9 +72,12 @@ PyObject *destruct(const RecordEntry &entry, Arguments arguments);
 PyObject *register_shadow_class(const RecordEntry &record, Arguments arguments);
 
 // Library calls, helpers and methods.
-PyObject *call_bridged(const CallEntry &call, Arguments arguments, NameEnd name_end);
+using CallFunction = PyObject *(const CallEntry &call, Arguments arguments, NameEnd name_end);
+CallFunction call_bridged;
+// Likewise with the interpreter lock released while the library works; kept where that is not possible.
+CallFunction call_unlocked;
 // `forms` are the two overloads of one function, in the order in which they are tried.
-PyObject *call_overloaded(const CallEntry *forms, Arguments arguments);
+PyObject *call_overloaded(const CallEntry *forms, Arguments arguments, CallFunction call);
 
 // ---- functions of the module ---------------------------------------------------------------------------
 

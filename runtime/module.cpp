@@ -1,6 +1,7 @@
 // Module initialisation, in the order that scripts and other wrapper modules rely on.
 #include "runtime/module.hpp"
 
+#include "runtime/bridge.hpp"
 #include "runtime/engine.hpp"
 
 #include <cstring>
@@ -33,6 +34,10 @@ PyObject *panic(PyObject * /*module*/, PyObject *tuple) {
   char *copy = text ? copy_text(text, size) : nullptr;
   if (text && !copy) {
     return argument_error(Outcome::memory_error, "Panic", 1, "char const *");
+  }
+  if (bridge_claims) [[unlikely]] {
+    // Not in the middle of another thread's call.
+    wait_for_bridge();
   }
   Panic(copy, static_cast<void *>(nullptr));
   release_text(copy, size);

@@ -313,12 +313,23 @@ struct Tables {
       case MethodKind::setter: return set_field(fields[entry.index], arguments);
       case MethodKind::getter: return get_field(fields[entry.index], arguments);
       case MethodKind::call: return call_bridged(calls[entry.index], arguments, name_end);
-      case MethodKind::overloaded_call: return call_overloaded(&calls[entry.index], arguments);
+      case MethodKind::overloaded_call: return call_overloaded(&calls[entry.index], arguments, call_bridged);
       case MethodKind::constructor: return construct(records[entry.index], arguments);
       case MethodKind::destructor: return destruct(records[entry.index], arguments);
       case MethodKind::registration: return register_shadow_class(records[entry.index], arguments);
     }
     return nullptr;
+  }
+
+  // Methods work on the memory of records and gain nothing.
+  static PyObject *call_without_lock(std::size_t method, Arguments arguments, NameEnd name_end) {
+    const MethodEntry &entry = method_entries[method];
+    if (entry.kind == MethodKind::overloaded_call) {
+      return call_overloaded(&calls[entry.index], arguments, call_unlocked);
+    }
+    return entry.kind == MethodKind::call && entry.index >= method_count
+               ? call_unlocked(calls[entry.index], arguments, name_end)
+               : call(method, arguments, name_end);
   }
 
   [[gnu::noinline]] static PyObject *call_with_tuple(std::size_t method, PyObject *tuple) {

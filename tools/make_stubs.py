@@ -32,6 +32,7 @@ from libvswitch._errors import VSwitchError as VSwitchError
 from libvswitch._errors import check as check
 from libvswitch._iteration import rows as rows
 from libvswitch._ownership import allocated as allocated
+from libvswitch._unlocked import unlocked as unlocked
 
 _Read = TypeVar("_Read")
 _Written = TypeVar("_Written")

@@ -35,6 +35,7 @@ _PARTS = {
     "mac_text": "_addresses",
     "pointed_bytes": "_cells",
     "rows": "_iteration",
+    "unlocked": "_unlocked",
 }
 
 

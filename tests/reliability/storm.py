@@ -71,10 +71,16 @@ ENTRY_COUNT = _table_size // ENTRY_SIZE
 _texts = ctypes.c_void_p.from_address(_symbols["vswitchpy::text_pool"][0]).value
 _unused_copies = ctypes.c_size_t.from_address(_symbols["vswitchpy::(anonymous namespace)::unused_copy_count"][0])
 _in_progress = ctypes.c_int.from_address(_symbols["vswitchpy::calls_in_progress"][0])
+_claims = ctypes.c_int.from_address(_symbols["vswitchpy::bridge_claims"][0])
 
 
 def calls_in_progress() -> int:
     return _in_progress.value
+
+
+def bridge_claims() -> int:
+    """Threads that hold the bridge for a call without the interpreter lock, or wait for one."""
+    return _claims.value
 
 
 def blocks_in_use() -> int:
@@ -111,6 +117,17 @@ gate.gate_bridge(*(ctypes.c_void_p(_symbols[name][0]) for name in ("exception_bu
 assert gate.gate_install(_table, ENTRY_COUNT) == 0
 gate.gate_watch_code(*code_of("libvswitchpy.so"), 1)
 gate.gate_watch_code(*code_of("libabort_gate.so"), 1)
+
+
+class Unlocked:
+    """The layer's functions, each called with the interpreter lock released."""
+
+    def __getattr__(self, name: str):
+        import functools
+
+        import libvswitch
+
+        return functools.partial(libvswitch.unlocked, getattr(libvswitch, name))
 
 
 def watch_layer() -> None:
@@ -248,7 +265,7 @@ def run(script: Script, omitted: int = -1, aborted: int = -1, late: bool = False
         else:
             assert position != aborted, NAMES[entry]
             results.append(settle(NAMES[entry], result))
-    assert not gate.gate_pending() and calls_in_progress() == 0
+    assert not gate.gate_pending() and calls_in_progress() == 0 and bridge_claims() == 0
     return results
 
 

@@ -1,7 +1,6 @@
 """Calls that the host aborts, one after the other, in long random scripts: nothing but the aborted call is lost."""
 
 import os
-import textwrap
 
 import pytest
 import workspace
@@ -11,34 +10,19 @@ pytestmark = pytest.mark.skipif(
 )
 
 FULL = bool(os.environ.get("VSWITCHPY_FULL"))
-HERE = workspace.SOURCE / "tests" / "reliability"
-
-
-@pytest.fixture
-def storm(script):
-    """Runs a script with the abort gate between the module and the recording stand-ins, see storm.py."""
-
-    def run(source: str, *arguments: str) -> str:
-        prelude = f"import sys; sys.path.insert(0, {str(HERE)!r})\nfrom storm import *\n"
-        return script(
-            prelude + textwrap.dedent(source),
-            *arguments,
-            library_path=str(workspace.SUPPORT / "recording"),
-            LD_PRELOAD=str(workspace.SUPPORT / "libabort_gate.so"),
-        )
-
-    return run
 
 
 SWEEP = """
 import gc, os, random
 answers = os.dup(1)
 os.dup2(os.open(os.devnull, os.O_WRONLY), 1)   # what the methods say of indexes
-if sys.argv[1] == "layer":
+if sys.argv[1] == "native":
+    module = m
+else:
     import libvswitch as module
     watch_layer()
-else:
-    module = m
+if sys.argv[1] == "unlocked":
+    module = Unlocked()
 length, points, seed = int(sys.argv[2]), int(sys.argv[3]), int(sys.argv[4])
 script = Script(module, seed, length)
 plain = run(script)
@@ -70,7 +54,7 @@ os.write(answers, f"{len(chosen)} of {length} calls aborted, {ENTRY_COUNT} funct
 """
 
 
-@pytest.mark.parametrize("module", ["native", "layer"])
+@pytest.mark.parametrize("module", ["native", "layer", "unlocked"])
 def test_a_call_that_is_aborted_changes_nothing_else(storm, module):
     """Each function is aborted at least once, before and after its work; every other call of the script answers as if
     the aborted one had been left out, or had been made."""
