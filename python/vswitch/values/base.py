@@ -216,7 +216,8 @@ def fields_of(cls: type[Value]) -> tuple[tuple[str, Kind, Any], ...]:
 @dataclass_transform(frozen_default=True, field_specifiers=(of,))
 def value(cls: type) -> Any:
     """Makes a class a value type: a frozen dataclass with slots."""
-    return dataclasses.dataclass(frozen=True, slots=True)(cls)
+    # What `Value` has once need not be made for each class, which is most of what importing 30 of them costs.
+    return dataclasses.dataclass(frozen=True, slots=True, eq=False, repr=False)(cls)
 
 
 class Value:
@@ -237,6 +238,18 @@ class Value:
             if kept is not given:
                 object.__setattr__(self, name, kept)
         self._check()
+
+    def __eq__(self, other: object) -> bool:
+        if other.__class__ is not self.__class__:
+            return NotImplemented
+        return all(getattr(self, name) == getattr(other, name) for name in self.__dataclass_fields__)
+
+    def __hash__(self) -> int:
+        return hash(tuple(getattr(self, name) for name in self.__dataclass_fields__))
+
+    def __repr__(self) -> str:
+        fields = ", ".join(f"{name}={getattr(self, name)!r}" for name in self.__dataclass_fields__)
+        return f"{type(self).__qualname__}({fields})"
 
     def _check(self) -> None:
         """Raises ValueError for fields that do not go together."""
