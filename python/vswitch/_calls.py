@@ -5,8 +5,9 @@ from __future__ import annotations
 import struct
 import threading
 import time
-from collections.abc import Callable, Iterable, Iterator
+from collections.abc import Callable, Iterator
 from contextlib import contextmanager
+from functools import cache
 from typing import Any, Protocol, TypeVar
 
 import libvswitch
@@ -281,18 +282,21 @@ def _plain(value: Any) -> object:
     return int(value) if isinstance(value, int) else "<handle>"
 
 
-def inputs(name: str, arguments: tuple[Any, ...]) -> dict[str, object]:
-    """The inputs of a call by the interface's names, as plain data."""
+@cache
+def argument_names(name: str) -> tuple[str, ...]:
+    """The names of a call's arguments, in order."""
     import inspect
 
-    names: Iterable[str]
     if name == "DVSAliasToPortsetName":  # has two forms, and so no signature
-        names = ("alias",)
-    else:
-        names = inspect.signature(getattr(libvswitch, name)).parameters
+        return ("alias",)
+    return tuple(inspect.signature(getattr(libvswitch, name)).parameters)
+
+
+def inputs(name: str, arguments: tuple[Any, ...]) -> dict[str, object]:
+    """The inputs of a call by the interface's names, as plain data."""
     return {
         key: _plain(value)
-        for key, value in zip(names, arguments, strict=False)
+        for key, value in zip(argument_names(name), arguments, strict=False)
         if not isinstance(value, (Output, libvswitch.Callback))
     }
 

@@ -11,12 +11,15 @@ import pytest
 def pytest_configure(config):
     config.addinivalue_line("markers", "pure_python: needs no run with sanitizers")
     config.addinivalue_line("markers", "same_process: touches no host, or one of a process that it starts")
+    import vswitch
+
+    vswitch.Host().portsets  # boots the host that each test gets a copy of
 
 
 @pytest.hookimpl(tryfirst=True)
 def pytest_pyfunc_call(pyfuncitem):
     """Runs the test in a child, whose host in memory is its own; what it raises is told to the parent."""
-    if pyfuncitem.get_closest_marker("same_process") or "vswitch" not in str(pyfuncitem.path.parent.name):
+    if pyfuncitem.get_closest_marker("same_process"):
         return None
     arguments = {name: pyfuncitem.funcargs[name] for name in pyfuncitem._fixtureinfo.argnames}
     sys.stdout.flush()

@@ -7,7 +7,7 @@ from typing import TYPE_CHECKING
 from vswitch import _walk
 from vswitch._calls import call
 from vswitch._similar import did_you_mean
-from vswitch.errors import Error, NotFound, WrongState
+from vswitch.errors import NotFound, WrongState
 from vswitch.handles.collection import Collection, Handle, text
 
 if TYPE_CHECKING:
@@ -72,7 +72,7 @@ class Nic(Handle):
             found = call("VSQEL_GetUplinkDVPortID", self.name)
             if _walk.port_number(alias, found) == number:
                 return Port(Switch(alias), found)
-        except Error:
+        except NotFound:
             pass
         return Switch(alias).ports.by_number(number)
 
