@@ -16,6 +16,11 @@ from typing import TYPE_CHECKING
 
 if TYPE_CHECKING:
     from vswitch.coverage import *
+    from vswitch.desired.apply import ApplyResult as ApplyResult
+    from vswitch.desired.apply import Confirmation as Confirmation
+    from vswitch.desired.plan import Operation as Operation
+    from vswitch.desired.plan import Plan as Plan
+    from vswitch.desired.schema import schema as schema
     from vswitch.enums import *
     from vswitch.errors import *
     from vswitch.handles.collection import *
@@ -33,6 +38,9 @@ if TYPE_CHECKING:
     from vswitch.handles.switches import *
     from vswitch.handles.teaming_policies import *
     from vswitch.handles.uplink import *
+    from vswitch.topology import Edge as Edge
+    from vswitch.topology import Node as Node
+    from vswitch.topology import Topology as Topology
     from vswitch.values.link import *
     from vswitch.values.mac import *
     from vswitch.values.mirror import *
@@ -42,6 +50,9 @@ if TYPE_CHECKING:
     from vswitch.values.statistics import *
     from vswitch.values.teaming import *
     from vswitch.values.vlan import *
+    from vswitch.watch import Change as Change
+    from vswitch.watch import ChangeSet as ChangeSet
+    from vswitch.watch import Watch as Watch
 
 __version__ = "1.0.0"
 
@@ -54,6 +65,9 @@ _PLACES = {
         " PortFlag PortType PrivateVlanType PropertyKey PropertyKind RcfType RuntimeOption SaveRestoreMode Scope"
         " SecurityFlag SourceFilterMode Status SwitchStatus SwitchVersion TeamCriterion TeamFlag VlanFlag constants"
     ),
+    "desired.apply": "ApplyResult Confirmation",
+    "desired.plan": "Operation Plan",
+    "desired.schema": "schema",
     "errors": (
         "AlreadyExists ApplyError BadImage BadParameter Busy DocumentError Error Failed LimitExceeded NoMemory NoSpace"
         " NotFound NotSupported NotVerified PermissionDenied PlanChanged ReadOnly TimedOut WrongState"
@@ -73,6 +87,7 @@ _PLACES = {
     "handles.switches": "Switches",
     "handles.teaming_policies": "TeamingPolicies",
     "handles.uplink": "Uplink UplinkData Uplinks",
+    "topology": "Edge Node Topology",
     "values.link": "Lag LagMember LinkStatus PortStatus",
     "values.mac": "HostMacLearning MacEntry MacLearning MacStatistics MacSummary StaticEntry SwitchMacLearning",
     "values.mirror": "MirrorEnd MirrorRule MirrorSession",
@@ -82,6 +97,7 @@ _PLACES = {
     "values.statistics": "Announcements MirrorStatistics ServicePort Statistics SwitchInfo",
     "values.teaming": "NamedTeaming TeamingPolicy",
     "values.vlan": "PrivateVlan VlanPolicy",
+    "watch": "Change ChangeSet Watch",
 }
 _PLACE_OF = {name: module for module, names in _PLACES.items() for name in names.split()}
 

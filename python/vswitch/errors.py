@@ -9,7 +9,7 @@ import libvswitch
 from libvswitch import VSwitchError
 
 if TYPE_CHECKING:
-    from vswitch.desired.plan import Operation  # type: ignore[import]
+    from vswitch.desired.plan import Operation
 
 __all__ = [
     "AlreadyExists",

@@ -2,8 +2,10 @@
 
 from __future__ import annotations
 
-from typing import Any
-
+from collections.abc import Callable, Iterable, Mapping
+from importlib import import_module
+from pathlib import Path
+from typing import TYPE_CHECKING, Any
 
 from vswitch import _walk
 from vswitch._calls import Data, Packed, call, fill, take_bytes
@@ -18,6 +20,12 @@ from vswitch.handles.setting import Names, Raw, Setting, Ways, named, one_of
 from vswitch.handles.switches import Switches
 from vswitch.values.base import truth
 from vswitch.values.mac import HostMacLearning
+
+if TYPE_CHECKING:
+    from vswitch.desired.apply import ApplyResult, Confirmation
+    from vswitch.desired.plan import Plan
+    from vswitch.topology import Topology
+    from vswitch.watch import Watch
 
 __all__ = ["Host"]
 
@@ -130,5 +138,64 @@ class Host(WithSettings):
         names = tuple(alias_of(switch) for switch in switches)
         return SaveRestore(names, dual_load=dual_load, max_outage=max_outage, enhanced=enhanced)
 
+    # ---- desired state ----------------------------------------------------------------------------------------------------
+
+    def export(self, *, observed: bool = False, only: Iterable[str] | None = None) -> dict[str, Any]:
+        """What is stored, as a desired-state document: of the switches with the aliases `only` (NotFound), or of all and
+        the host itself. `observed`: with what runs, which plans ignore."""
+        made: dict[str, Any] = _desired("export").export(observed=observed, only=only)
+        return made
+
+    def plan(self, desired: Mapping[str, Any] | Path | str, *, exact: bool | None = None) -> Plan:
+        """What this host lacks to be as a document says: a dict, a path, or a text of YAML or JSON. Changes nothing.
+        `exact`: goes before what the document's collections say. DocumentError for a document that is wrong, Busy and
+        others for one that cannot be reached, with the path in the document."""
+        made: Plan = _desired("difference").plan(desired, exact=exact)
+        return made
+
+    @property
+    def pending(self) -> Confirmation | None:
+        """The apply that waits to be confirmed or was interrupted; None without one, and for a host in memory."""
+        found: Confirmation | None = _desired("apply").pending()
+        return found
+
+    def confirm(self, id: str | None = None) -> ApplyResult:  # noqa: A002 - the name in the journal
+        """Keeps the changes that wait to be confirmed. NotFound if none do, or not those of `id`; TimedOut once they are
+        being reverted."""
+        result: ApplyResult = _desired("apply").confirm(id)
+        return result
+
+    def revert(self, id: str | None = None) -> ApplyResult:  # noqa: A002 - the name in the journal
+        """Takes the changes back that wait to be confirmed, or that an interrupted apply left. NotFound if there are none,
+        or not those of `id`; ApplyError with what could not be taken back."""
+        result: ApplyResult = _desired("apply").revert(id)
+        return result
+
+    def watch(
+        self, *paths: str, interval: float = 1.0, timeout: float | None = None, observed: bool = True
+    ) -> Watch:
+        """An iterator of what changes below `paths`, or anywhere, looked at each `interval` (0.05 to 3600 seconds, else
+        ValueError); it ends after `timeout` seconds."""
+        made: Watch = import_module("vswitch.watch").Watch(paths, interval, timeout, observed)
+        return made
+
+    def wait_until(
+        self, condition: str | Callable[[Host], Any], *, timeout: float = 30.0, interval: float = 0.2
+    ) -> Any:
+        """Waits for a condition: a callable of the host, whose first true result is returned, or a text `PATH OP [VALUE]`
+        such as "switches/lab/observed/uplinks/nic4/link == up", for which the value at the path is. TimedOut after
+        `timeout` seconds, ValueError for a text that is no condition."""
+        return import_module("vswitch.watch").wait_until(self, condition, timeout, interval)
+
+    def topology(self, *, observed: bool = True) -> Topology:
+        """The switches with their uplinks, NICs, LAGs, ports and clients as a picture."""
+        made: Topology = import_module("vswitch.topology").topology(observed=observed)
+        return made
+
     def __repr__(self) -> str:
         return "<Host>"
+
+
+def _desired(name: str) -> Any:
+    """A module of the layer above, which is loaded when it is first used."""
+    return import_module(f"vswitch.desired.{name}")
