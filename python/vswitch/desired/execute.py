@@ -18,7 +18,7 @@ from vswitch.enums import MacType, RuntimeOption
 from vswitch.values.base import slot
 from vswitch.values.mac import HostMacLearning, MacEntry, MacLearning, SwitchMacLearning
 from vswitch.values.mirror import MirrorSession
-from vswitch.values.mirror import table_bytes as mirror_bytes
+from vswitch.values.mirror_table import table_bytes as mirror_bytes
 from vswitch.values.multicast import entries_bytes
 from vswitch.values.options import options_bytes
 from vswitch.values.security import EthernetFilter, SecurityPolicy

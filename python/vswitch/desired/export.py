@@ -12,7 +12,7 @@ from vswitch.desired import schema, settings, state
 from vswitch.desired.settings import short
 from vswitch.desired.state import Entry, HostState, Object, PortState, SwitchState
 from vswitch.enums import LinkState, PortFlag, PortType, SwitchVersion
-from vswitch.values.mirror import table_from
+from vswitch.values.mirror_table import table_from
 from vswitch.values.teaming import table_from as teaming_from
 
 _GENERATED = re.compile(r"uplink-[0-9]+")
