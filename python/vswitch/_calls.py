@@ -7,7 +7,7 @@ import threading
 import time
 from collections.abc import Callable, Iterator
 from contextlib import contextmanager
-from functools import cache
+from functools import cache, partial
 from typing import Any, Protocol, TypeVar
 
 import libvswitch
@@ -128,7 +128,9 @@ class Output:
 
 
 def _find(name: str) -> tuple[Callable[..., Any], bool]:
-    found = _functions[name] = getattr(libvswitch, name), name not in _WITHOUT_STATUS
+    # Other threads of the script run while the library works.
+    function = partial(libvswitch.unlocked, getattr(libvswitch, name))
+    found = _functions[name] = function, name not in _WITHOUT_STATUS
     return found
 
 
