@@ -40,8 +40,9 @@ build-sanitize: ## the same and the tests, with sanitizers (build-sanitize/)
 	$(call configure,sanitize,$(with_tests))
 	@cmake --build --preset sanitize -j $(BUILD_JOBS)
 
-demo: build ## build, then run an administration script on the simulated host
-	@PYTHONPATH=build/python VSWITCH_HOST=$(STATE) $(PYTHON) examples/set_up_switch.py
+demo: build ## build, then set up a switch and list what there is on the simulated host
+	@for script in set_up inventory; do \
+	  PYTHONPATH=build/python VSWITCH_HOST=$(STATE) $(PYTHON) examples/vswitch/$$script.py || exit 1; done
 
 test: build-tests ## build, then run the whole test suite
 	@PYTHON=$(PYTHON) tools/run_tests build

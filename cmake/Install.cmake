@@ -94,7 +94,8 @@ set(CPACK_DEBIAN_MODULE_PACKAGE_CONTROL_STRICT_PERMISSION ON)
 set(CPACK_DEBIAN_MODULE_DESCRIPTION "Python access to a host's virtual switches
 Switches, ports, uplinks and teaming, MAC learning, VLAN and security policy,
 multicast filters, link aggregation, mirroring, runtime options and the
-property store: the modules _libvswitch and libvswitch, with type stubs.
+property store: the package vswitch, and below it the modules libvswitch and
+_libvswitch, with type stubs.
 .
 The modules need the platform's libraries libvswitch.so, libdvs.so and
 libtlklibs.so. Where the system has none, those of the package vswitchpy-host

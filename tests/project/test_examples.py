@@ -27,8 +27,8 @@ def add_fault(host, *rule):
 
 def test_the_readme_prints_what_it_says(tmp_path):
     readme = (SOURCE / "README.md").read_text()
-    code = re.search(r"```python\n(.*?)```", readme, re.S)[1]
-    printed = re.search(r"prints\n\n```\n(.*?)```", readme, re.S)[1]
+    code = "".join(re.findall(r"```python\n(.*?)```", readme, re.S))
+    printed = "".join(re.findall(r"prints\n\n```\n(.*?)```", readme, re.S))
     script = tmp_path / "example.py"
     script.write_text(code)
     process = run([script], tmp_path / "host.db")

@@ -43,7 +43,7 @@ HOST_FILES = {
     f"{DOC}/vswitchpy-host/copyright",
     f"{DOC}/vswitchpy-host/host.md",
     "share/man/man1/vswitch-host.1.gz",
-    *(f"{DOC}/vswitchpy-host/examples/{path.name}" for path in (SOURCE / "examples").glob("*.py")),
+    *(f"{DOC}/vswitchpy-host/{path.relative_to(SOURCE)}" for path in (SOURCE / "examples").rglob("*.py")),
 }
 BINARIES = [path for path in MODULE_FILES | HOST_FILES if path.endswith(".so") or path == f"{HOST}/bin/vswitch-host"]
 

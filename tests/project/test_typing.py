@@ -47,7 +47,11 @@ def mypy(tmp_path_factory):
 
 
 def test_the_package_is_typed_strictly(mypy):
-    assert mypy("mypy", "-p", "libvswitch").startswith("Success: no issues found in 9 source files")
+    assert mypy("mypy", "-p", "libvswitch").startswith("Success: no issues found in 10 source files")
+
+
+def test_the_package_of_objects_is_typed_strictly(mypy):
+    assert mypy("mypy", "-p", "vswitch").startswith("Success: no issues found in ")
 
 
 def test_the_stubs_are_what_inspection_finds(mypy, tmp_path):
@@ -59,8 +63,8 @@ def test_the_stubs_are_what_inspection_finds(mypy, tmp_path):
 
 def test_the_examples_and_the_readme_are_right(mypy, tmp_path):
     readme = tmp_path / "readme.py"
-    readme.write_text((SOURCE / "README.md").read_text().split("```python\n")[1].split("```")[0])
-    examples = sorted((SOURCE / "examples").glob("*.py"))
+    readme.write_text("".join(re.findall(r"```python\n(.*?)```", (SOURCE / "README.md").read_text(), re.S)))
+    examples = sorted((SOURCE / "examples").rglob("*.py"))
     assert len(examples) >= 2
     for script in [*examples, readme]:
         assert mypy("mypy", script) == "Success: no issues found in 1 source file\n"
