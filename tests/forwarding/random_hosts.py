@@ -217,25 +217,31 @@ class Generator:
         return {"address": address, "sources": sources, "mode": mode}
 
     def addresses(self, switch: Document) -> None:
-        """Addresses by hand and learned ones, at some ports of the switch."""
+        """Addresses by hand and learned ones, at some ports of the switch; learned ones within the limits."""
+        def learns(port: Document) -> bool:
+            return bool(port.get("client") and port.get("mac_management", {}).get("learning"))
+
+        room = switch["mac_settings"]["limit"]
         for port in switch["ports"]:
-            client = port.get("client")
+            tail = f"{port['number'] & 0xff:02x}"
             if switch["mac_settings"]["static_allowed"] and self.odd():
-                port["user_macs"] = [{"mac": f"02:00:00:00:03:{port['number'] & 0xff:02x}",
-                                      "vlan": self.random.choice((0, 10, 100)), "since": START}]
-            learns = port.get("mac_management", {}).get("learning", False)
-            if self.chance(0.3) and (port.get("uplink") or (client and learns)):
-                port["learned"] = [{"mac": f"02:00:00:00:04:{port['number'] & 0xff:02x}",
-                                    "vlan": self.random.choice((0, 10, 20, 100)),
-                                    "seen": START // 1_000_000 - self.random.randrange(3),
-                                    "aging": not self.odd()}]
+                port["user_macs"] = [{"mac": f"02:00:00:00:03:{tail}", "vlan": self.random.choice((0, 10, 100)),
+                                      "since": START}]
+            limit = port.get("mac_management", {}).get("limit", 4096)
+            blocked = port["block"] or port["not_ready_block"]
+            if blocked or limit <= len(port.get("user_macs", [])) or not self.chance(0.3):
+                continue
+            if any(map(learns, switch["ports"])) if port.get("uplink") else learns(port) and room > 0:
+                room -= not port.get("uplink")
+                port["learned"] = [{"mac": f"02:00:00:00:04:{tail}", "vlan": self.random.choice((0, 10, 20, 100)),
+                                    "seen": START // 1_000_000 - self.random.randrange(3), "aging": not self.odd()}]
 
     # ---- teams, LAGs, mirror sessions -------------------------------------------------------------------------------
 
     def team(self, uplinks: list[str]) -> Document:
         names = self.random.sample(uplinks, self.random.randrange(len(uplinks) + 1)) if self.odd() else uplinks[:]
         self.random.shuffle(names)
-        split = len(names) if self.chance(0.6) else self.random.randrange(len(names) + 1)
+        split = len(names) if self.chance(0.6) else self.random.randrange(min(1, len(names)), len(names) + 1)
         criteria = ["link_state"] if self.chance(0.6) else self.some(CRITERIA, 0.25)
         return {
             "balance": self.random.choice(("none", "ip", "ip", "srcmac", "srcid", "explicit", "lbt")),

@@ -217,7 +217,10 @@ def test_promiscuous_ports():
     assert places(host.send("a", unicast(mac(a), mac(b)))) == ["b", "wants!", "filter!"]
     assert places(host.send("a", unicast(mac(a), mac(a)))) == ["wants!", "filter!"]  # a drop does not end it for them
     assert places(host.send("a", unicast(mac(a), ALL))) == ["nic0", "b", "wants", "filter", "may not"]
-    assert places(host.send("a", unicast("01:00:00:00:00:01", ALL))) == []  # bad-source: did not pass step 8
+    # What did not pass step 8 is not for them: bad-source, reserved-address, reflected.
+    assert places(host.send("a", unicast("01:00:00:00:00:01", ALL))) == []
+    assert places(host.send("a", unicast(mac(a), "01:80:c2:00:00:00"))) == []
+    assert places(host.send("nic0", unicast(mac(a), ALL))) == []
     counted = host.model.mirror_counters("sw", "legacy_promiscuous")
     assert counted["mirrorPktCnt"] == 4 and counted["mirroredPkts"] == 2
 

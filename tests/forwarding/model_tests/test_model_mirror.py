@@ -83,6 +83,14 @@ def test_a_frame_is_selected_once_and_before_it_is_dropped():
     assert places(made.send("a", frame(made, destination="01:80:c2:00:00:00"))) == []  # M-6
 
 
+def test_what_is_filtered_at_the_ingress_is_not_tried_again():
+    made = host({"uplink_filter": "vxlan", "sources_in": [entity("uplink", "nic0")],
+                 "sources_out": [entity("dvport", "b")]})
+    wire = Ether(src="02:00:00:00:09:01", dst=ALL) / Dot1Q(vlan=10) / Raw(bytes(46))
+    assert places(made.send("nic0", wire)) == ["a", "b"] and counted(made) == [0, 0, 0, 1, 0]
+    assert places(made.send("a", frame(made))) == ["nic0", "b", "c*"]  # at a client port the filter does not hold
+
+
 def test_no_input_and_no_output():
     made = Host()  # M-3
     made.switch["mirror_sessions"] = [{"session_id": "s", "destinations": [entity("dvport", "b")], "no_input": True,

@@ -210,13 +210,14 @@ def test_learning_is_in_the_primary_vlan():
 @pytest.mark.parametrize(
     ("length", "tags", "outcome"),
     [(1514, 0, []), (1515, 0, ["too-long"]), (1518, 1, []), (1519, 1, ["too-long"]), (1522, 2, []),
-     (1523, 2, ["too-long"]), (13, 0, ["runt"]), (17, 1, ["malformed"]), (18, 1, [])],
+     (1523, 2, ["too-long"]),
+     (1522, 3, []), (1523, 3, ["too-long"]), (13, 0, ["runt"]), (17, 1, ["malformed"]), (18, 1, [])],
 )
 def test_lengths(length, tags, outcome):
     host = Host()  # P-7, X-1
     sender = host.port("a", vlan=trunk(), nested_tag=True)
     frame = Ether(src=mac(sender), dst=ALL)
-    for vlan in (10, 20)[:tags]:
+    for vlan in (10, 20, 30)[:tags]:
         frame /= Dot1Q(vlan=vlan)
     whole = (bytes(frame / IP() / UDP() / Raw(bytes(1600))))[:length]
     assert reasons(host.send("a", whole)) == outcome
