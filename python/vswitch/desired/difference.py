@@ -638,6 +638,7 @@ class SwitchChange:
         is the default again, it is cleared."""
         own = settings.MANAGEMENT in kept.stored
         now = settings.management(kept.data())
+        first, was_own = now, own
         undo: Calls = restore.property_calls(place, kept, settings.MANAGEMENT)
         for name in ("mac_learning", "mac_changes"):
             if name not in members:
@@ -658,7 +659,8 @@ class SwitchChange:
                 calls = setting.write(place, value)
             else:
                 calls = (settings.write_property(place, settings.MANAGEMENT, then),)
-            before, after = short(here) if own else None, None if wanted is None else short(value)
+            before = short(setting.decode({settings.MANAGEMENT: first})) if was_own else None
+            after = None if wanted is None else short(value)
             action = "clear" if wanted is None else "set"
             self.planner.add(Phase.PORTS, action, f"{path}/{name}", calls, undo, before, after)
             own, now = not cleared, then

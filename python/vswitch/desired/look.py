@@ -35,6 +35,11 @@ class Look:
             now = self._property(operation, found, *names)
         else:
             now = self._member(found, names[0])
+            shared = settings.PORT.get(names[0]) if isinstance(found, PortState) else None
+            if shared is not None and settings.MANAGEMENT in shared.keys:
+                # Whether the default is written depends on the other setting of the property, too.
+                default = short(shared.default)
+                now, expected = default if now is None else now, default if expected is None else expected
         return None if now == expected else (operation.path, now, expected)
 
     def _object(self, place: str) -> Any:

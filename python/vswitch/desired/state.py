@@ -14,7 +14,7 @@ from vswitch._calls import Output, call, fill, take, take_bytes
 from vswitch.desired import settings
 from vswitch.desired.schema import StaticAddress, Uplink
 from vswitch.enums import MacType, PortFlag, PortType, PropertyKey, RuntimeOption
-from vswitch.errors import NotFound
+from vswitch.errors import Failed, NotFound
 from vswitch.values.base import slot_text
 from vswitch.values.mac import HostMacLearning, MacEntry
 from vswitch.values.options import options_from
@@ -25,6 +25,7 @@ _NAME, _IDENTIFIER = 81, 48
 _ENTRY_SIZE = 26
 _VOLATILE = int(libvswitch.VOLATILE_PROP_TYPE)
 _CONFIG = int(libvswitch.CONFIG_PROP_TYPE)
+_ATTEMPTS = 5
 
 
 class Entry(NamedTuple):
@@ -105,14 +106,8 @@ def decoded(image: bytes) -> dict[str, Any] | None:
 
 def read(only: Iterable[str] | None = None, *, volatile: bool = False, own: bool = True) -> HostState:
     """Reads the host: of the switches `only`, or all; with the volatile values too; and the host's own settings."""
-    aliases = _walk.aliases()
+    images, aliases = _all_images() if volatile else _stored_images()
     wanted = aliases if only is None else [alias for alias in aliases if alias in set(only)]
-    images: dict[str, Any] = {}
-    if wanted:
-        call_name = "DVSQEL_StateGet" if volatile else "DVSQEL_PersistentStateGet"
-        images = _images(call_name)
-        if not volatile and any(alias not in images for alias in wanted):
-            images = {**_images("DVSQEL_StateGet"), **images}
     host = HostState({})
     for alias in wanted:
         try:
@@ -127,9 +122,32 @@ def read(only: Iterable[str] | None = None, *, volatile: bool = False, own: bool
     return host
 
 
-def _images(name: str) -> dict[str, Any]:
+def _images(name: str) -> dict[str, Any] | None:
     document = decoded(take_bytes(name))
-    return {} if document is None else {switch["alias"]: switch for switch in document["switches"]}
+    return None if document is None else {switch["alias"]: switch for switch in document["switches"]}
+
+
+def _all_images() -> tuple[dict[str, Any], list[str]]:
+    """The switches by their aliases with all values, and the aliases."""
+    images = _images("DVSQEL_StateGet")
+    return ({}, _walk.aliases()) if images is None else (images, list(images))
+
+
+def _stored_images() -> tuple[dict[str, Any], list[str]]:
+    """The switches with what is stored, those that are not persistent with all values, and all aliases. The walk has no
+    status: where it lacks what the image has, it failed, or the switch went meanwhile, and everything is read again."""
+    for _ in range(_ATTEMPTS):
+        images = _images("DVSQEL_PersistentStateGet")
+        aliases = _walk.aliases()
+        if images is None:
+            return {}, aliases
+        if all(alias in aliases for alias in images):
+            break
+    else:
+        raise Failed("the library leaves switches out that its image has")
+    if any(alias not in images for alias in aliases):
+        images = {**(_images("DVSQEL_StateGet") or {}), **images}
+    return images, aliases
 
 
 def host_mac_learning() -> HostMacLearning:
@@ -195,8 +213,9 @@ def _of_image(image: dict[str, Any]) -> SwitchState:
         port = found[one["dvport_id"]] = PortState(external_id=one["external_id"])
         _object(one["properties"], port)
     names = {uplink.port: uplink.name for uplink in switch.uplinks}
-    order = _walk.all_ports(switch.alias) if len(found) > len(names) else []
-    switch.ports = {port: found[port] for port in order if port in found and port not in names}
+    free = {port: one for port, one in found.items() if port not in names}
+    order = _walk.all_ports(switch.alias) if len(free) > 1 else []
+    switch.ports = {port: free.pop(port) for port in order if port in free} | free
     switch.uplink_ports = {name: found.get(str(port)) or PortState() for port, name in names.items()}
     if not switch.persistent:
         # Nothing of it outlives a boot: what is written counts as stored.
