@@ -2,12 +2,14 @@
 
     document = random_host(seed)
     for endpoint, frame, now in random_traffic(seed, document, 200): ...
+    document, port, changes = random_change(random, document)
 
 By default a host is one that a boot description can ask for (`boot.description`): no zombies, no port in a private
 VLAN that the map lacks. Its time begins at START, and traffic never goes more than LONGEST microseconds further, so
 that nothing periodic happens meanwhile: that is not what is compared.
 """
 
+import copy
 from collections.abc import Iterator
 from dataclasses import dataclass
 from random import Random
@@ -344,3 +346,27 @@ def random_traffic(seed: int, document: Document, count: int) -> Iterator[tuple[
             now = min(now + random.choice((1000, 400_000, 1_000_000, 3_500_000)), START + LONGEST)
         endpoint = random.choice(endpoints(document))
         yield endpoint, frames.frame(endpoint, now), now
+
+
+def random_change(random: Random, document: Document) -> tuple[Document, tuple[str, str], Document] | None:
+    """A change of the run-time state of a client: the document afterwards, the port, and the changes as `set_client` of
+    the simulated host takes them. None: the host has no client."""
+    changed = copy.deepcopy(document)
+    ports = [(switch["alias"], port) for switch in changed["switches"] for port in switch["ports"]
+             if port.get("client") and not port.get("zombie")]
+    if not ports:
+        return None
+    alias, port = random.choice(ports)
+    client = port["client"]
+    possible: list[Document] = [
+        {"mac": None}, {"mac": f"02:00:00:00:02:{port['number'] & 0xff:02x}"}, {"mac": client_mac(port["number"] + 1)},
+        {"promiscuous": random.random() < 0.5}, {"link": False}, {"link": True},
+        {"multicast_macs": random.sample(random_frames.GROUP_MACS, 2)},
+    ]
+    changes = random.choice(possible)
+    for name, value in changes.items():
+        if name == "mac":
+            client["effective_mac"] = value or client["mac"]
+        else:
+            client[name] = value
+    return changed, (alias, port["dvport_id"]), changes
