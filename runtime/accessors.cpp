@@ -107,9 +107,7 @@ PyObject *write_bits(const FieldEntry &field, void *record, PyObject *object) {
 }
 
 PyObject *write_character_array(const FieldEntry &field, void *record, PyObject *object) {
-  constexpr std::size_t longest = 2048;
-  char nowhere[longest];
-  char *destination = record ? reinterpret_cast<char *>(field_address(record, field)) : nowhere;
+  char *destination = record ? reinterpret_cast<char *>(field_address(record, field)) : nullptr;
   const Outcome outcome = fixed_text_from(object, destination, field.place.size);
   return outcome == Outcome::ok ? none() : value_error(field, outcome);
 }

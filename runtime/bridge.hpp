@@ -1,7 +1,7 @@
 // The exception bridge: how a host library aborts a call and the wrapper raises a Python exception.
 #pragma once
 
-#include <Python.h>
+#include "runtime/python.hpp"
 
 #include <csetjmp>
 #include <cstddef>

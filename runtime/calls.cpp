@@ -8,8 +8,6 @@
 namespace vswitchpy {
 namespace {
 
-constexpr std::size_t longest_fixed_text = 256;
-
 // Everything that one call holds. Trivial on purpose: an abort leaves it without running a destructor.
 struct Frame {
   Slot slots[most_arguments];
@@ -34,9 +32,8 @@ void release_texts(const Frame &frame) {
   }
 }
 
-// A private, terminated block that lives until the call is over, and for ever if it is aborted.
-char *text_room(Frame &frame, const char *text, std::size_t size) {
-  char *copy = copy_text(text, size);
+// A private block for a text that lives until the call is over, and for ever if it is aborted. Null without memory.
+char *keep_text(Frame &frame, char *copy, std::size_t size) {
   if (copy) {
     frame.texts[frame.text_count++] = {copy, size};
   }
@@ -51,7 +48,7 @@ Outcome convert_text(Frame &frame, PyObject *object, Slot &slot) {
     return outcome;
   }
   if (text && PyUnicode_Check(object)) {
-    text = text_room(frame, text, size);
+    text = keep_text(frame, copy_text(text, size), size);
     if (!text) {
       return Outcome::memory_error;
     }
@@ -61,14 +58,13 @@ Outcome convert_text(Frame &frame, PyObject *object, Slot &slot) {
 }
 
 Outcome convert_fixed_text(Frame &frame, PyObject *object, std::size_t capacity, Slot &slot) {
-  char room[longest_fixed_text];
-  const Outcome outcome = fixed_text_from(object, room, capacity);
+  const Outcome outcome = fixed_text_from(object, nullptr, capacity);
   if (outcome != Outcome::ok) {
     return outcome;
   }
-  char *copy = text_room(frame, room, capacity);
+  char *copy = keep_text(frame, new_copy(capacity), capacity);
   slot.set(copy);
-  return copy ? Outcome::ok : Outcome::memory_error;
+  return copy ? fixed_text_from(object, copy, capacity) : Outcome::memory_error;
 }
 
 Outcome convert_scalar(Frame &frame, PyObject *object, Scalar scalar, Slot &slot) {
@@ -146,26 +142,28 @@ bool must_not_be_null(Typemap typemap) {
   return typemap == Typemap::self || typemap == Typemap::record_value;
 }
 
-// The room that an output is passed by address. `text_rooms` is storage of the calling frame.
-void prepare_output(Frame &frame, const ArgumentEntry &argument, char *text_storage, Slot &slot) {
+// The room that an output is passed by address. `text_room` is storage of the calling frame, of which texts take
+// theirs.
+void prepare_output(Frame &frame, const ArgumentEntry &argument, char *&text_room, Slot &slot) {
   Frame::Output &output = frame.outputs[frame.output_count++];
   output.value = 0;
   if (argument.typemap == Typemap::text_output) {
-    output.text = text_storage;
+    output.text = text_room;
     output.text[0] = 0;
     slot.set(output.text);
+    text_room += argument.capacity + 1;
   } else {
     slot.set(&output.value);
   }
 }
 
 // Converts all arguments in native order; false with the error set and the copies released.
-bool convert_arguments(Frame &frame, const CallEntry &call, Arguments arguments, char *text_storage) {
+bool convert_arguments(Frame &frame, const CallEntry &call, Arguments arguments, char *text_room) {
   Py_ssize_t next = 0;
   for (std::size_t i = 0; i < call.argument_count; ++i) {
     const ArgumentEntry &argument = argument_entries[call.first_argument + i];
     if (is_output(argument.typemap)) {
-      prepare_output(frame, argument, text_storage, frame.slots[i]);
+      prepare_output(frame, argument, text_room, frame.slots[i]);
       continue;
     }
     const Outcome outcome = convert_input(frame, argument, arguments.items[next++], frame.slots[i]);
@@ -264,8 +262,8 @@ PyObject *run(const CallEntry &call, Arguments arguments, NameEnd name_end) {
     wait_for_bridge();
   }
   Frame frame;
-  char text_storage[longest_fixed_text];  // no function has more than one text output
-  if (!convert_arguments(frame, call, arguments, text_storage)) {
+  char text_room[text_output_room];
+  if (!convert_arguments(frame, call, arguments, text_room)) {
     return nullptr;
   }
   PyThreadState *const thread = lock == InterpreterLock::released ? PyThreadState_Get() : nullptr;

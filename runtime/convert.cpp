@@ -161,6 +161,9 @@ Outcome fixed_text_from(PyObject *object, char *destination, std::size_t capacit
   if (size > capacity) {
     return Outcome::type_error;
   }
+  if (!destination) {
+    return Outcome::ok;
+  }
   if (size > 0) {
     std::memmove(destination, text, size);
   }
@@ -206,17 +209,11 @@ std::size_t unused_copy_count = 0;
 
 }  // namespace
 
-char *copy_text(const char *text, std::size_t size) {
-  char *copy = nullptr;
+char *new_copy(std::size_t size) {
   if (size <= short_copy && unused_copy_count) {
-    copy = unused_copies[--unused_copy_count];
-  } else {
-    copy = static_cast<char *>(std::malloc(size <= short_copy ? short_copy : size));
+    return unused_copies[--unused_copy_count];
   }
-  if (copy) {
-    std::memcpy(copy, text, size);
-  }
-  return copy;
+  return static_cast<char *>(std::malloc(size <= short_copy ? short_copy : size));
 }
 
 void release_text(char *copy, std::size_t size) {
@@ -278,9 +275,8 @@ PyObject *null_variable_error(const char *field, const char *type) {
 }
 
 PyObject *argument_count_error(Arguments arguments, int expected, const char *name) {
-  constexpr int most_arguments = 8;
   static_assert(sizeof("OOOOOOOO") - 1 == most_arguments);
-  char format[128];
+  char format[most_arguments + sizeof(":") + longest_function_name];
   std::snprintf(format, sizeof format, "%.*s:%s", expected, "OOOOOOOO", name);
   PyObject *tuple = PyTuple_New(arguments.count);
   for (Py_ssize_t i = 0; tuple && i < arguments.count; ++i) {

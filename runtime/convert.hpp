@@ -170,7 +170,7 @@ inline Outcome text_from(PyObject *object, const char **text, std::size_t *size)
 
 // Fills all `capacity` bytes: the text, then zeros. At most capacity - 1 bytes of text fit; a single byte
 // of capacity takes one character without its terminator. None gives zeros. The destination is written only once the
-// text is known to fit, and may be where it came from.
+// text is known to fit, and may be where it came from; without one, the text is only checked.
 Outcome fixed_text_from(PyObject *object, char *destination, std::size_t capacity);
 
 // A text decoded from UTF-8 with "surrogateescape"; None for null. New reference.
@@ -204,8 +204,15 @@ inline PyObject *decoded_text(const char *text, std::size_t size) {
 extern "C" __attribute__((visibility("default"))) std::size_t SWIG_strnlen(const char *text, std::size_t size);
 
 // Private, terminated copies of the texts of one call. They are released by the frame that made them, and
-// not at all when the host aborts the call: the host may still point at them then.
-char *copy_text(const char *text, std::size_t size);
+// not at all when the host aborts the call: the host may still point at them then. Null without memory.
+char *new_copy(std::size_t size);
+inline char *copy_text(const char *text, std::size_t size) {
+  char *copy = new_copy(size);
+  if (copy) {
+    std::memcpy(copy, text, size);
+  }
+  return copy;
+}
 void release_text(char *copy, std::size_t size);
 
 // "in method 'NAME', argument N of type 'TYPE'" and its null-reference forms. All return null with the
@@ -223,6 +230,10 @@ struct Arguments {
 inline Arguments arguments_in(PyObject *tuple) {
   return {reinterpret_cast<PyTupleObject *>(tuple)->ob_item, PyTuple_GET_SIZE(tuple)};
 }
+
+// As many as a function of the interface can have, and the length of its name.
+inline constexpr std::size_t most_arguments = 8;
+inline constexpr std::size_t longest_function_name = 100;
 
 // Raises the interpreter's own error for a wrong argument count: as PyArg_ParseTuple with one "O" for each
 // argument, a colon and the name.

@@ -59,6 +59,9 @@ enum class Typemap : std::uint8_t {
   text_output,
 };
 
+// Of all text outputs of one call, with their terminators.
+inline constexpr std::size_t text_output_room = 256;
+
 constexpr bool is_output(Typemap typemap) {
   return typemap >= Typemap::record_output;
 }
@@ -96,8 +99,6 @@ class Slot {
  private:
   std::uint64_t bits_;
 };
-
-inline constexpr std::size_t most_arguments = 8;
 
 // Calls the native function with its arguments from `slots` and leaves its result in `result`: one value, or a slot's
 // text and width.

@@ -115,6 +115,9 @@ ModuleDefinition definition = [] {
 
 PyObject *PyInit__libvswitch() {
   using namespace vswitchpy;
+  if (!version_fits("_libvswitch")) {
+    return nullptr;
+  }
   // 1. Method documentation that names pointer constants would be rewritten here; no method has any.
   // 2. The module with its functions, and its dictionary.
   PyObject *module = PyModule_Create2(&definition.interpreter, PYTHON_API_VERSION);

@@ -1,7 +1,7 @@
 // What functions of the module's own return when a number, a text or a pointer does not say it.
 #pragma once
 
-#include <Python.h>
+#include "runtime/python.hpp"
 
 #include <cstddef>
 #include <string_view>

@@ -20,6 +20,9 @@ namespace vswitchpy {
 void row_without_documentation();
 void row_with_wrong_offset();
 void mac_text_that_is_not_six_bytes();
+void bits_beyond_their_type();
+void field_beyond_its_record();
+void text_outputs_need_more_room();
 
 // What a field, record or call means. Kept only in the tool that prints the interface (VSWITCHPY_KEEP_DOCS),
 // never in the module.
@@ -171,6 +174,9 @@ consteval FieldRow read_as_mac(FieldRow row) {
 template <class Stated>
 consteval FieldRow bit_field(std::string_view name, std::string_view type, std::size_t byte, unsigned first_bit,
                              unsigned bit_count, Doc doc) {
+  if (bit_count == 0 || first_bit >= 8 || first_bit + bit_count > 8 * sizeof(Stated)) {
+    bits_beyond_their_type();
+  }
   return {.name = name,
           .type = type,
           .place = {.offset = static_cast<std::uint32_t>(byte),
@@ -204,6 +210,7 @@ template <class Stated>
 consteval ArgumentRow classify_input(ArgumentRow row) {
   using Native = typename ParameterType<Stated>::Type;
   if constexpr (std::is_array_v<Stated>) {
+    static_assert(std::extent_v<Stated> <= UINT16_MAX, "a fixed text of that length has no entry");
     row.typemap = Typemap::fixed_text;
     row.capacity = static_cast<std::uint16_t>(std::extent_v<Stated>);
   } else if constexpr (std::is_same_v<Native, char const *> || std::is_same_v<Native, char *>) {
@@ -361,6 +368,13 @@ constexpr CallRow call_row(ResultType (*function)(Parameters...), std::string_vi
   row.doc = doc;
   row.argument_count = sizeof...(Natives);
   row.arguments = {arguments.row...};
+  std::size_t room = 0;
+  for (const ArgumentRow &argument : row.arguments) {
+    room += argument.typemap == Typemap::text_output ? argument.capacity + 1u : 0u;
+  }
+  if (room > text_output_room) {
+    text_outputs_need_more_room();
+  }
   row.invoke = make_invoke<Function>(function, std::index_sequence_for<Parameters...>());
   classify_result<ResultType>(row);
   return row;
@@ -443,6 +457,9 @@ consteval auto record(std::string_view name, bool tagged, Doc doc, Items... item
   std::size_t methods = 0;
   const auto place = [&](auto item) {
     if constexpr (std::is_same_v<decltype(item), FieldRow>) {
+      if (item.place.offset + item.place.size > sizeof(Record)) {
+        field_beyond_its_record();
+      }
       row.fields[fields++] = item;
     } else if constexpr (std::is_same_v<decltype(item), CallRow>) {
       row.methods[methods++] = item;

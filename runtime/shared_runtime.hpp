@@ -1,7 +1,7 @@
 // The in-memory structures that wrapper modules of runtime data version 4 share in one process.
 #pragma once
 
-#include <Python.h>
+#include "runtime/python.hpp"
 
 #include <cstddef>
 

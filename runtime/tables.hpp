@@ -11,6 +11,7 @@ namespace vswitchpy {
 void type_without_descriptor();
 void descriptor_declared_twice();
 void element_too_large();
+void function_name_too_long();
 
 // ---- rows in flat form -------------------------------------------------------------------------------
 
@@ -194,6 +195,9 @@ struct Tables {
     std::size_t next_method = 0;
 
     constexpr void add_method(MethodKind kind, std::size_t index, TextOffset name) {
+      if (std::string_view(&texts.characters[name]).size() > longest_function_name) {
+        function_name_too_long();
+      }
       methods[next_method++] = {name, static_cast<std::uint16_t>(index), kind};
     }
 

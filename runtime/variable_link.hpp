@@ -1,7 +1,7 @@
 // The link object `cvar`: native global variables as attributes.
 #pragma once
 
-#include <Python.h>
+#include "runtime/python.hpp"
 
 namespace vswitchpy {
 

@@ -13,7 +13,10 @@ with `allocated(...)` or the library's own function, see `thisown`.
 
 import sys
 
-from libvswitch import _records
+# First: it says if it is built for another version of Python.
+__import__("_libvswitch")
+
+from libvswitch import _records  # noqa: E402 - see above
 
 _records.install(sys.modules[__name__])
 

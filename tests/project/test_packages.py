@@ -26,7 +26,7 @@ MODULE_FILES = {
     f"{PYTHON}/_libvswitch.so",
     f"{PYTHON}/libvswitchpy.so",
     f"{PYTHON}/libvswitch/__init__.pyi",
-    f"{PYTHON}/libvswitch/_records.so",
+    f"{PYTHON}/libvswitch/_records.{sysconfig.get_config_var('SOABI')}.so",
     *(f"{PYTHON}/{name}" for name in PACKAGES),
     f"{PYTHON}/vswitch/enums/families.json",
     f"{DOC}/vswitchpy/changelog.gz",

@@ -7,7 +7,7 @@ import re
 import subprocess
 import xml.etree.ElementTree as ElementTree
 
-OURS = re.compile(r"/(libvswitchpy|_records|libvswitch|libdvs|libtlklibs)\.so$")
+OURS = re.compile(r"/(libvswitchpy|_records[^/]*|libvswitch|libdvs|libtlklibs)\.so$")
 INTERPRETER = re.compile(r"/python3[^/]*$")
 # What is not looked into: ctypes does what a script tells it, and loses memory of its own; the loader compares words at
 # a time, beyond the end of a path.

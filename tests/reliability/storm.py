@@ -132,7 +132,9 @@ class Unlocked:
 
 def watch_layer() -> None:
     """The companion layer frees records by itself."""
-    gate.gate_watch_code(*code_of("_records.so"), 0)
+    from libvswitch import _records
+
+    gate.gate_watch_code(*code_of(_records.__file__), 0)
 
 
 # ---- random scripts -------------------------------------------------------------------------------------------------
