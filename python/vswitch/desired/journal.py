@@ -120,12 +120,12 @@ class Journal:
         self.folder.mkdir(mode=0o700, parents=True, exist_ok=True)
 
     @contextmanager
-    def locked(self, patience: float = PATIENCE) -> Iterator[None]:
-        """Holds the lock of the host's journal. Busy if another process has it for too long."""
+    def locked(self, patience: float | None = None) -> Iterator[None]:
+        """Holds the lock of the host's journal. Busy if another process has it for too long (PATIENCE)."""
         self._make_folder()
         descriptor = opened(self.lock, os.O_RDWR | os.O_CREAT)
         try:
-            if not self._take(descriptor, patience):
+            if not self._take(descriptor, PATIENCE if patience is None else patience):
                 raise Busy("another process applies changes to this host")
             yield
         finally:

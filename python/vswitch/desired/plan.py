@@ -37,6 +37,9 @@ class Operation:
     before: Any
     after: Any
 
+    def __hash__(self) -> int:
+        return hash((self.number, self.action, self.path))
+
     def to_dict(self) -> dict[str, Any]:
         """All of it as plain data."""
         return {
