@@ -435,7 +435,7 @@ class SwitchChange:
         path = f"{self.path}/teaming_policies"
         after = self._policies_after()
         for name in naming:
-            if after.get(name) is now[name]:
+            if after.get(name) == now[name]:
                 uplink = min(going & {*now[name].active, *now[name].standby})
                 where = joined(path, name)
                 raise Busy(f"{where} names the uplink '{uplink}'", path=where)

@@ -310,7 +310,6 @@ SWITCH = {
             write=lambda place, value: (
                 ("VSDVS_SetPrivateVLANMap", {**place, "map": plain(value) or None, "count": len(value)}),
             ),
-            clear=lambda place: (("VSDVS_SetPrivateVLANMap", {**place, "map": None, "count": 0}),),
         ),
         _typed(
             "multicast_mode",
