@@ -89,10 +89,11 @@ deb: build ## make the Debian packages (build/packages)
 	$(call install,deb)
 	@cpack --config build/CPackConfig.cmake
 
-bench: build ## measure the module beside SWIG-generated peers (build/bench-module.json)
+bench: build ## measure the module beside SWIG-generated peers, and the objects (build/bench-*.json)
 	$(call install,bench)
 	@cmake --build --preset release --target bench_module
 	@$(PYTHON) bench/module/measure_module.py build/bench/module --json build/bench-module.json
+	@PYTHONPATH=build/python $(PYTHON) bench/vswitch.py --folder build --json build/bench-vswitch.json
 
 bench-host: build ## measure the simulated host (build/bench-host.json)
 	@cmake --build --preset release --target measure_host

@@ -15,6 +15,7 @@ import textwrap
 
 from constant_meanings import meanings
 from interface_text import Interface
+from manual_objects import calls_page
 
 SOURCE = pathlib.Path(__file__).resolve().parents[1]
 GUIDES = SOURCE / "docs" / "manual"
@@ -404,6 +405,7 @@ def write_sources(build, folder):
     """Guides and reference into one folder. Files that stay as they were are not touched, so that Sphinx reads only
     what has changed."""
     texts = dict(Reference(build).pages())
+    texts["objects/calls.rst"] = calls_page()
     for path in GUIDES.rglob("*"):
         if path.suffix in (".rst", ".py"):
             texts[str(path.relative_to(GUIDES))] = path.read_text(encoding="utf-8")

@@ -12,8 +12,7 @@ ask the host at each use; values (`VlanPolicy`, `TeamingPolicy`, ...) are plain 
 
 from __future__ import annotations
 
-from typing import TYPE_CHECKING
-
+TYPE_CHECKING = False  # that of typing, which costs more to import than all of this
 if TYPE_CHECKING:
     from vswitch.coverage import *
     from vswitch.desired.apply import ApplyResult as ApplyResult

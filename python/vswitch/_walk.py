@@ -48,12 +48,26 @@ def _text_by(name: str) -> Callable[[Any], str | None]:
     return read
 
 
-def _item(item: Any) -> tuple[str, Written]:
-    """Name, kinds and value of an item, which goes with the walk."""
-    place = libvswitch.cell("void **")
-    size = call("DVSData_Data", item, place)
-    data = pointed(place.value, size) if place.value is not None else b""
-    return call("DVSData_Name", item) or "", Written(call("DVSData_PropType", item), data)
+class _Items:
+    """Reads the properties of one thing after the other, with one visitor and one cell for all of them."""
+
+    def __init__(self) -> None:
+        self._place = libvswitch.cell("void **")
+        self._visitor = libvswitch.callback(self._visit)
+        self._found: dict[str, Written] = {}
+
+    def _visit(self, item: Any) -> None:
+        size = call("DVSData_Data", item, self._place)
+        data = pointed(self._place.value, size) if size else b""
+        self._found[call("DVSData_Name", item) or ""] = Written(call("DVSData_PropType", item), data)
+
+    def of(self, name: str, handle: Any) -> dict[str, Written]:
+        """What the for-each call `name` visits of a handle, by name. The items go with the walk."""
+        found: dict[str, Written] = {}
+        self._found = found
+        call(name, handle, self._visitor, None)
+        self._visitor.reraise()
+        return found
 
 
 # ---- switches -----------------------------------------------------------------------------------------------------------
@@ -213,12 +227,12 @@ def identifiers(alias: str, numbers: Iterable[int]) -> dict[int, str]:
 
 def switch_properties(alias: str) -> dict[str, Written]:
     """What was written for a switch on all its hosts, by name. NotFound."""
-    return dict(_walk("DVSState_GlobalPropForEach", _item, known_switch(alias)))
+    return _Items().of("DVSState_GlobalPropForEach", known_switch(alias))
 
 
 def host_properties(alias: str) -> dict[str, Written]:
     """What was written for a switch on this host, by name. NotFound."""
-    return dict(_walk("DVSState_HostPropForEach", _item, known_switch(alias)))
+    return _Items().of("DVSState_HostPropForEach", known_switch(alias))
 
 
 def port_properties(alias: str, port: str) -> dict[str, Written]:
@@ -229,13 +243,14 @@ def port_properties(alias: str, port: str) -> dict[str, Written]:
 
         known_switch(alias)
         raise NotFound(_hints.asked(_hints.no_port, alias, port))
-    return dict(_walk("DVSState_PortDataForEach", _item, handle))
+    return _Items().of("DVSState_PortDataForEach", handle)
 
 
 def properties_of_ports(alias: str) -> dict[str, dict[str, Written]]:
     """What was written for each port of a switch, uplink ports and zombies included, by their numbers: one walk."""
+    items = _Items()
 
     def port(handle: Any) -> tuple[str, dict[str, Written]]:
-        return call("DVS_PortId", handle) or "", dict(_walk("DVSState_PortDataForEach", _item, handle))
+        return call("DVS_PortId", handle) or "", items.of("DVSState_PortDataForEach", handle)
 
     return dict(_walk("DVSState_PortForEach", port, known_switch(alias)))

@@ -3,7 +3,6 @@
 from __future__ import annotations
 
 import os
-import tempfile
 from typing import Any, Self
 
 from vswitch.errors import NotSupported
@@ -56,6 +55,8 @@ class StateImage:
 
     def save(self, path: str | os.PathLike[str]) -> None:
         """Writes a new file of mode 0600, which takes the place of `path` in one step. OSError."""
+        import tempfile
+
         folder, name = os.path.split(os.fspath(path))
         handle, made = tempfile.mkstemp(prefix=f".{name}.", dir=folder or ".")
         try:

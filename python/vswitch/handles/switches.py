@@ -2,8 +2,6 @@
 
 from __future__ import annotations
 
-import uuid
-
 from vswitch import _hints, _walk
 from vswitch._calls import call
 from vswitch.enums import SwitchVersion
@@ -16,6 +14,13 @@ from vswitch.values.base import number_of, truth, whole_number
 __all__ = ["Switches"]
 
 _VERSION = number_of(SwitchVersion)
+
+
+def made_identifier(alias: str) -> str:
+    """The identifier of a switch that is made without one: always the same for an alias."""
+    import uuid
+
+    return str(uuid.uuid5(uuid.NAMESPACE_URL, f"vswitch:{alias}"))
 
 
 class Switches(Collection[Switch]):
@@ -56,7 +61,7 @@ class Switches(Collection[Switch]):
         NotSupported, NotFound for another class.
         """
         switch = Switch(alias)
-        name = text("id", id) if id is not None else str(uuid.uuid5(uuid.NAMESPACE_URL, f"vswitch:{alias}"))
+        name = text("id", id) if id is not None else made_identifier(alias)
         class_name = text("class_name", class_name)
         max_ports = named("max_ports", whole_number, max_ports)
         persistent, connected = named("persistent", truth, persistent), named("connected", truth, connected)

@@ -1,0 +1,170 @@
+"""Measures the objects beside the plain calls they stand on: medians of 7 runs after a warm-up, as JSON.
+
+    PYTHONPATH=build/python python3 bench/vswitch.py [--json FILE] [--quick]
+
+The simulated host stands in a state file in a folder of its own (`--folder`, on a disk). Each figure has its goal beside it,
+where there is one, and ratios are of two measurements of one run; `missed` names the goals that are missed.
+"""
+
+from __future__ import annotations
+
+import argparse
+import json
+import os
+import pathlib
+import statistics
+import subprocess
+import sys
+import tempfile
+import time
+from collections.abc import Callable
+
+# The interpreter looks beside a script first, where this one has the name of what it measures.
+sys.path[:] = [place for place in sys.path if pathlib.Path(place or ".").resolve() != pathlib.Path(__file__).resolve().parent]
+
+RUNS = 7
+MILLI, MICRO = 1e3, 1e6
+
+
+def median(measure: Callable[[], float], runs: int = RUNS) -> float:
+    """Seconds: the median of some runs after one that does not count."""
+    measure()
+    return statistics.median(measure() for _ in range(runs))
+
+
+def timed(work: Callable[[], object], times: int = 1) -> Callable[[], float]:
+    """Measures one use of many."""
+
+    def measure() -> float:
+        begin = time.perf_counter()
+        for _ in range(times):
+            work()
+        return (time.perf_counter() - begin) / times
+
+    return measure
+
+
+def process(*arguments: str) -> float:
+    """Seconds that a whole process of the interpreter takes."""
+    begin = time.perf_counter()
+    subprocess.run([sys.executable, *arguments], check=True, capture_output=True)
+    return time.perf_counter() - begin
+
+
+class Report:
+    """What was measured."""
+
+    def __init__(self) -> None:
+        self.rows: dict[str, dict[str, object]] = {}
+        self.missed: list[str] = []
+
+    def add(self, name: str, value: float, unit: str, goal: float | None = None, **others: float) -> None:
+        """A figure, and what it is to be at most."""
+        self.rows[name] = {"value": round(value, 3), "unit": unit, "goal": goal}
+        self.rows[name] |= {key: round(other, 3) for key, other in others.items()}
+        if goal is not None and value > goal:
+            self.missed.append(name)
+
+    def to_dict(self) -> dict[str, object]:
+        """All of it."""
+        return {"figures": self.rows, "missed": self.missed}
+
+
+def reading(report: Report, quick: bool) -> None:
+    """A setting beside the plain call."""
+    import libvswitch
+    import vswitch
+
+    times, runs = (200, 3) if quick else (2000, RUNS)
+    port = vswitch.Switch("workload").ports["100"]
+    get, free, ok = libvswitch.VSDVS_GetPortVLANPolicy, libvswitch.VSDVS_FreeMemory, libvswitch.QEL_OK
+
+    def plain() -> int:
+        status, policy, _ = get("workload", "100")
+        assert status == ok
+        vlan = policy.vlanID
+        free(policy)
+        return int(vlan)
+
+    call = median(timed(plain, times), runs) * MICRO
+    setting = median(timed(lambda: port.vlan, times), runs) * MICRO
+    report.add("port.vlan over the plain call", setting - call, "us", 10, setting=setting, call=call, ratio=setting / call)
+    mtu = median(timed(lambda: vswitch.Switch("workload").mtu, times), runs) * MICRO
+    report.add("switch.mtu", mtu, "us")
+
+
+def bulk(report: Report, quick: bool) -> None:
+    """Many ports by one walk, beside a call for each setting."""
+    from vswitch import Host, _walk
+
+    count, runs = (50, 3) if quick else (1000, RUNS)
+    switch = Host().switches.create("many", max_ports=8192, exist_ok=True)
+    for number in range(count):
+        switch.ports.create(f"port-{number}", connect_id=number, exist_ok=True)
+        switch.ports[f"port-{number}"].vlan = number % 4000
+    walk = median(timed(lambda: _walk.properties_of_ports("many")), runs) * MILLI
+    each = median(timed(lambda: [port.vlan for port in switch.ports.values()]), runs) * MILLI
+    export = median(timed(lambda: Host().export(only=["many"])), runs) * MILLI
+    report.add(f"properties of {count} ports in one walk", walk, "ms", None, vlan_of_each=each, ratio=walk / each)
+    report.add(f"export() of {count} ports", export, "ms", 60 if count == 1000 else None, ratio_to_walk=export / walk)
+
+
+def addresses(report: Report, quick: bool) -> None:
+    """A MAC table of many addresses."""
+    import libvswitch
+    import vswitch
+
+    count, runs = (100, 3) if quick else (10000, RUNS)
+    lab = vswitch.Host().switches.create("addresses", exist_ok=True)
+    for first in range(0, count, 4000):
+        port = lab.ports.create(f"port-{first}")
+        for number in range(first, min(first + 4000, count)):
+            port.mac_table.add(f"02:00:00:01:{number >> 8:02x}:{number & 255:02x}")
+    table = lab.mac_table
+    assert len(table) == count
+
+    def plain() -> None:
+        status, record = libvswitch.VSQEL_GetMACTable("addresses", libvswitch.VS_MAC_ADDR_TYPE_ALL)
+        assert status == libvswitch.QEL_OK
+        libvswitch.VSQEL_FreeMemory(record)
+
+    call = median(timed(plain), runs) * MILLI
+    entries = median(timed(table.entries), runs) * MILLI
+    goal = 50 if count == 10000 else None
+    report.add(f"MacTable.entries() of {count} addresses", entries, "ms", goal, call=call, ratio=entries / call)
+
+
+def imports(report: Report, quick: bool) -> None:
+    """What importing costs beside an interpreter that imports nothing."""
+    runs = 3 if quick else RUNS
+    nothing = median(lambda: process("-c", "pass"), runs) * MILLI
+    package = median(lambda: process("-c", "import vswitch"), runs) * MILLI
+    host = median(lambda: process("-c", "import vswitch; vswitch.Host"), runs) * MILLI
+    report.add("import vswitch", package, "ms", 15, nothing=nothing, ratio=package / nothing)
+    report.add("import vswitch; vswitch.Host", host, "ms", None, ratio=host / nothing)
+
+
+def main() -> int:
+    """Measures and prints."""
+    parser = argparse.ArgumentParser(description="measure the objects")
+    parser.add_argument("--json", type=pathlib.Path, help="where the figures go; printed without")
+    parser.add_argument("--quick", action="store_true", help="few and small runs, of no meaning")
+    parser.add_argument("--folder", type=pathlib.Path, help="where the state file stands; on a disk")
+    options = parser.parse_args()
+    report = Report()
+    with tempfile.TemporaryDirectory(dir=options.folder) as folder:
+        os.environ["VSWITCH_HOST"] = str(pathlib.Path(folder) / "host.db")
+        for measure in (reading, bulk, addresses, imports):
+            measure(report, options.quick)
+    text = json.dumps(report.to_dict(), indent=2)
+    if options.json:
+        options.json.write_text(text + "\n")
+    else:
+        print(text)
+    for name in report.missed:
+        print(f"missed: {name}", file=sys.stderr)
+    return 0
+
+
+if __name__ == "__main__":
+    sys.exit(main())
