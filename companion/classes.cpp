@@ -1,7 +1,9 @@
 // The record classes themselves, built from the module's tables: static types, and the members of each.
 #include "companion/classes.hpp"
 
+#include "companion/contents.hpp"
 #include "companion/documentation.hpp"
+#include "companion/facts.hpp"
 #include "companion/functions.hpp"
 #include "companion/instances.hpp"
 #include "companion/members.hpp"
@@ -70,8 +72,9 @@ struct SpecialMethod {
   MethodIndex RecordClass::*index;
 };
 constexpr SpecialMethod special_methods[] = {
-    {"__getitem__", &RecordClass::get_item},    {"__setitem__", &RecordClass::set_item},
-    {"__len__", &RecordClass::length},          {"__next__", &RecordClass::next},
+    {"__getitem__", &RecordClass::get_item},
+    {"__setitem__", &RecordClass::set_item},
+    {"__next__", &RecordClass::next},
     {"__repr__", &RecordClass::representation},
 };
 
@@ -126,6 +129,22 @@ bool add_python_methods(RecordClass &kind) {
   return true;
 }
 
+int always_true(PyObject * /*self*/) {
+  return 1;
+}
+
+// Whether arrays of the record are counted by others.
+bool lies_in_counted_arrays(const RecordClass &kind) {
+  for (std::size_t i = 0; i < engine->record_count; ++i) {
+    const RecordContents *contents = contents_of(i);
+    if (contents && contents->elements == Elements::of_array &&
+        engine->types[engine->fields[contents->array].pointee] == kind.descriptor) {
+      return true;
+    }
+  }
+  return false;
+}
+
 // The methods behind the interpreter's own operations.
 void set_slots(RecordClass &kind) {
   const std::size_t prefix = std::strlen(record_name(kind)) + 1;
@@ -137,14 +156,19 @@ void set_slots(RecordClass &kind) {
       }
     }
   }
-  if (kind.get_item != no_method) {
+  if (has_index(kind)) {
     kind.mapping.mp_subscript = record_get_item;
   }
   if (kind.set_item != no_method) {
     kind.mapping.mp_ass_subscript = record_set_item;
   }
-  if (kind.length != no_method) {
+  if (has_length(kind)) {
     kind.mapping.mp_length = record_length;
+  }
+  if (kind.in_array) {
+    // A view of an array is there also where the array is empty, and any other has no length to ask for.
+    kind.number.nb_bool = always_true;
+    kind.type.tp_as_number = &kind.number;
   }
   kind.type.tp_as_mapping = &kind.mapping;
   if (kind.next != no_method) {
@@ -244,7 +268,9 @@ constinit PyTypeObject class_type = [] {
 std::size_t make_class(RecordClass &kind, const RecordEntry &entry, std::size_t method) {
   kind.entry = &entry;
   kind.descriptor = engine->types[entry.self];
-  kind.get_item = kind.set_item = kind.length = kind.representation = kind.next = no_method;
+  kind.get_item = kind.set_item = kind.representation = kind.next = no_method;
+  kind.contents = contents_of(static_cast<std::size_t>(&entry - engine->records));
+  kind.in_array = lies_in_counted_arrays(kind);
   kind.first = static_cast<MethodIndex>(method);
   while (engine->methods[method].kind != MethodKind::constructor) {
     ++method;
@@ -309,7 +335,7 @@ bool make_record_classes() {
   record_classes = {&base_type, make_instance};
   class_type.tp_base = &PyType_Type;
   if (PyType_Ready(&class_type) < 0 || PyType_Ready(&base_type) < 0 || PyType_Ready(&class_doc_type) < 0 ||
-      PyType_Ready(&python_method_type) < 0) {
+      PyType_Ready(&python_method_type) < 0 || !ready_iterator_type()) {
     return false;
   }
   std::size_t method = 0;

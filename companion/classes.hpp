@@ -5,20 +5,24 @@
 
 namespace vswitchpy {
 
+struct RecordContents;
+
 struct RecordClass {
   PyTypeObject type;  // first: a type is found back from its address
   PyMappingMethods mapping;
+  PyNumberMethods number;
   const RecordEntry *entry;
   swig_type_info *descriptor;
   MethodIndex constructor;
   MethodIndex destructor;
   MethodIndex get_item;
   MethodIndex set_item;
-  MethodIndex length;
   MethodIndex representation;
   MethodIndex next;
-  MethodIndex first;  // of the record's functions
-  bool complete;      // whether its members are there: they are made when the class is first used
+  MethodIndex first;               // of the record's functions
+  const RecordContents *contents;  // what the record counts, or null
+  bool in_array;                   // whether a view of it may be one of an array whose elements another record counts
+  bool complete;                   // whether its members are there: they are made when the class is first used
 };
 
 // Makes all classes and registers each with the module; when they are there already, does nothing. False with the

@@ -1,6 +1,7 @@
 // The native part of the companion layer: makes the record classes, and finds the other names when they are used.
 #include "companion/extension.hpp"
 
+#include "companion/facts.hpp"
 #include "companion/functions.hpp"
 #include "companion/instances.hpp"
 #include "companion/members.hpp"
@@ -172,12 +173,16 @@ PyObject *released(PyObject * /*self*/, PyObject *record) {
   return PyBool_FromLong(is_record(record) && is_released(as_record(record)));
 }
 
-// source(record): the name of the library call that handed the record out, or None.
-PyObject *source(PyObject * /*self*/, PyObject *record) {
-  if (!is_record(record) || !as_record(record)->source) {
+// storage(function): where among its arguments a function has the library store what then has to be taken back, and the
+// function that does; None for any other.
+PyObject *storage(PyObject * /*self*/, PyObject *function) {
+  const MethodIndex method = index_of_function(function);
+  const MethodFacts *facts = method == no_method ? nullptr : facts_of(method);
+  if (!facts || !facts->storage) {
     Py_RETURN_NONE;
   }
-  return PyUnicode_FromString(engine_text(engine->methods[as_record(record)->source - 1].name));
+  PyObject *taker = python_name(method_name(facts->storage_taken_back_by));
+  return taker ? Py_BuildValue("iN", facts->storage - 1, taker) : nullptr;
 }
 
 PyObject *call_function_back(PyObject *function, PyObject *const *items, Py_ssize_t count) {
@@ -237,7 +242,7 @@ PyMethodDef functions[] = {
     {"read", read, METH_VARARGS, nullptr},
     {"rows", rows, METH_VARARGS, nullptr},
     {"released", released, METH_O, nullptr},
-    {"source", source, METH_O, nullptr},
+    {"storage", storage, METH_O, nullptr},
     {"called_back", called_back, METH_O, nullptr},
     {"unlocked", reinterpret_cast<PyCFunction>(reinterpret_cast<void (*)()>(unlocked)), METH_FASTCALL, unlocked_doc},
     {"fork_begins", fork_begins, METH_NOARGS, nullptr},

@@ -1,10 +1,13 @@
 // The module's functions as the companion layer offers them: documented, and called without an argument tuple.
 #include "companion/functions.hpp"
 
+#include "companion/contents.hpp"
 #include "companion/documentation.hpp"
+#include "companion/facts.hpp"
 #include "companion/instances.hpp"
 #include "companion/members.hpp"
 
+#include <algorithm>
 #include <array>
 #include <cstring>
 #include <utility>
@@ -15,10 +18,6 @@ namespace {
 // Enough for the module; checked when the layer is imported.
 constexpr std::size_t most_methods = 1792;
 PyMethodDef definitions[most_methods];
-
-// What a function does with records that are not the script's.
-enum class Role : std::uint8_t { other, hands_out, takes_back };
-Role roles[most_methods];
 
 template <std::size_t I>
 PyObject *function(PyObject * /*module*/, PyObject *const *items, Py_ssize_t count) {
@@ -60,36 +59,12 @@ void remember_release(PyObject *argument) {
   }
 }
 
-bool starts_with(const char *name, const char *start) {
-  return std::strncmp(name, start, std::strlen(start)) == 0;
-}
-
-Role role_of(const MethodEntry &entry) {
-  const char *name = engine_text(entry.name);
-  if (entry.kind == MethodKind::destructor) {
-    return Role::takes_back;
-  }
-  if (entry.kind != MethodKind::call) {
-    return Role::other;
-  }
-  if (starts_with(name, "alloc_") || starts_with(name, "new_")) {
-    return Role::hands_out;
-  }
-  return starts_with(name, "free_") || starts_with(name, "delete_") || std::strstr(name, "_FreeMemory") ||
-                 std::strcmp(name, "DVSQEL_DataFree") == 0
-             ? Role::takes_back
-             : Role::other;
-}
-
 }  // namespace
 
 bool prepare_functions() {
-  if (engine->method_count > most_methods || !documentation_fits()) {
+  if (engine->method_count > most_methods || !documentation_fits() || !facts_fit()) {
     PyErr_SetString(PyExc_ImportError, "the native module is not the one that this companion layer was built for");
     return false;
-  }
-  for (std::size_t i = 0; i < engine->method_count; ++i) {
-    roles[i] = role_of(engine->methods[i]);
   }
   return true;
 }
@@ -115,24 +90,154 @@ void *quick_pointer(PyObject *object, const swig_type_info *type) {
   return nullptr;
 }
 
-// What the layer does when a function of the module is over.
-PyObject *finished(MethodIndex method, Arguments arguments, PyObject *result) {
-  if (!result) {
+// Whether the interpreter lock is held while the library works.
+enum class Lock : bool { released, held };
+
+PyObject *checked_call(MethodIndex method, Arguments arguments, Lock lock) {
+  PyObject *result = lock == Lock::held ? engine->call(method, arguments, NameEnd::slot)
+                                        : engine->call_without_lock(method, arguments, NameEnd::slot);
+  return result && *engine->error_left ? checked_result(method, result) : result;
+}
+
+// ---- data and its length ---------------------------------------------------------------------------------------
+
+constexpr Py_ssize_t unknown = -1;
+constexpr Py_ssize_t refused = -2;  // with the error set
+
+PyObject *refuse_type(MethodIndex method, std::uint8_t place, const char *type) {
+  return PyErr_Format(PyExc_TypeError, "in method '%s', argument %d of type '%s'", method_name(method), int{place},
+                      type);
+}
+
+// The size of the bytes or the text that is data. The library would be called with a null pointer for anything else.
+Py_ssize_t size_of_bytes(MethodIndex method, const MethodFacts &facts, PyObject *data) {
+  if (PyBytes_Check(data)) {
+    return PyBytes_GET_SIZE(data);
+  }
+  Py_ssize_t size = 0;
+  if (facts.data_kind == Data::bytes_or_text && PyUnicode_Check(data)) {
+    if (PyUnicode_AsUTF8AndSize(data, &size)) {
+      return size;
+    }
+    if (PyErr_ExceptionMatches(PyExc_MemoryError)) {
+      return refused;
+    }
+    PyErr_Clear();
+  }
+  refuse_type(method, facts.data, facts.data_kind == Data::bytes ? "bytes" : "bytes or str");
+  return refused;
+}
+
+// How much a cell or buffer holds; unknown for a record or proxy.
+Py_ssize_t size_of_storage(const MethodFacts &facts, PyObject *data) {
+  if (data == Py_None || is_record(data) || Py_TYPE(data) == engine->proxy_type) {
+    return unknown;
+  }
+  Py_ssize_t size = unknown;
+  PyObject *storage = PyObject_GetAttrString(data, "_storage");
+  Py_buffer view;
+  if (storage && PyObject_GetBuffer(storage, &view, PyBUF_SIMPLE) == 0) {
+    size = facts.data_kind == Data::elements && view.itemsize ? view.len / view.itemsize : view.len;
+    PyBuffer_Release(&view);
+  }
+  Py_XDECREF(storage);
+  PyErr_Clear();
+  return size;
+}
+
+// False with the error set for data that is none, or that is shorter than its length says.
+bool data_fits(MethodIndex method, const MethodFacts &facts, Arguments arguments) {
+  PyObject *data = arguments.items[facts.data - 1];
+  const Py_ssize_t size = facts.data_kind == Data::bytes || facts.data_kind == Data::bytes_or_text
+                              ? size_of_bytes(method, facts, data)
+                              : size_of_storage(facts, data);
+  PyObject *length = facts.length ? arguments.items[facts.length - 1] : nullptr;
+  if (size < 0 || !length || !PyLong_Check(length)) {
+    return size != refused;
+  }
+  int overflow = 0;
+  const long long stated = PyLong_AsLongLongAndOverflow(length, &overflow);
+  if (overflow || stated <= size) {
+    return true;
+  }
+  PyErr_Format(PyExc_ValueError, "in method '%s', argument %d: a length of %lld, where argument %d has %zd",
+               method_name(method), int{facts.length}, stated, int{facts.data}, size);
+  return false;
+}
+
+// False with the error set for an object of which six bytes cannot be read. What has no bytes is the module's to
+// refuse.
+bool has_six_bytes(MethodIndex method, std::uint8_t place, PyObject *object) {
+  Py_buffer view;
+  if (PyObject_GetBuffer(object, &view, PyBUF_SIMPLE) < 0) {
+    PyErr_Clear();
+    return true;
+  }
+  const Py_ssize_t size = view.len;
+  PyBuffer_Release(&view);
+  if (size < 6) {
+    PyErr_Format(PyExc_ValueError, "in method '%s', argument %d: six bytes are needed, not %zd", method_name(method),
+                 int{place}, size);
+  }
+  return size >= 6;
+}
+
+// ---- functions of which something is known ---------------------------------------------------------------------
+
+void remember_sources(PyObject *result, MethodIndex method) {
+  if (!PyList_CheckExact(result)) {
+    remember_source(result, method);
+    return;
+  }
+  for (Py_ssize_t i = 1; i < PyList_GET_SIZE(result); ++i) {
+    remember_source(PyList_GET_ITEM(result, i), method);
+  }
+}
+
+PyObject *call_by_facts(MethodIndex method, const MethodFacts &facts, Arguments arguments, Lock lock) {
+  if (facts.role == Role::takes_back) {
+    if (*engine->bridge_claims) [[unlikely]] {
+      // Now rather than in the call: what is looked at here is to hold until it is over.
+      engine->wait_for_bridge();
+    }
+    lock = Lock::held;  // it works without others in between
+  }
+  if ((facts.data && !data_fits(method, facts, arguments)) ||
+      (facts.six_bytes && !has_six_bytes(method, facts.six_bytes, arguments.items[facts.six_bytes - 1])) ||
+      (facts.role == Role::takes_back && !may_be_given_back(arguments.items[0], method))) {
     return nullptr;
   }
-  if (*engine->error_left) [[unlikely]] {
-    return checked_result(method, result);
-  }
-  if (PyList_CheckExact(result)) {
-    for (Py_ssize_t i = 1; i < PyList_GET_SIZE(result); ++i) {
-      remember_source(PyList_GET_ITEM(result, i), method);
-    }
-  } else if (roles[method] == Role::hands_out) {
-    remember_source(result, method);
-  } else if (roles[method] == Role::takes_back) {
+  PyObject *result = checked_call(method, arguments, lock);
+  if (result && facts.role == Role::hands_out) {
+    remember_sources(result, method);
+  } else if (result && facts.role == Role::takes_back) {
     remember_release(arguments.items[0]);
   }
   return result;
+}
+
+// With the index that the module's function is to get.
+PyObject *call_with_index(MethodIndex method, const MethodFacts &facts, Arguments arguments, Lock lock) {
+  PyObject *items[most_arguments];
+  PyObject *index = bounded_index(method, arguments.items[0], arguments.items[facts.index - 1]);
+  if (!index) {
+    return nullptr;
+  }
+  std::copy_n(arguments.items, arguments.count, items);
+  items[facts.index - 1] = index;
+  PyObject *result = call_by_facts(method, facts, {items, arguments.count}, lock);
+  Py_DECREF(index);
+  return result;
+}
+
+PyObject *call(MethodIndex method, Arguments arguments, Lock lock) {
+  const MethodFacts *facts = facts_of(method);
+  // A wrong number of arguments is the module's to refuse.
+  if (!facts || facts->inputs != arguments.count) {
+    return checked_call(method, arguments, lock);
+  }
+  return facts->index ? call_with_index(method, *facts, arguments, lock)
+                      : call_by_facts(method, *facts, arguments, lock);
 }
 
 }  // namespace
@@ -145,23 +250,13 @@ PyObject *call_function(MethodIndex method, Arguments arguments) {
       return read_directly(field.place, field, record);
     }
   }
-  if (roles[method] == Role::takes_back) {
-    if (*engine->bridge_claims) [[unlikely]] {
-      // Now rather than in the call: what is looked at here is to hold until it is over.
-      engine->wait_for_bridge();
-    }
-    if (arguments.count == 1 && !may_be_given_back(arguments.items[0], method)) {
-      return nullptr;
-    }
-  }
-  return finished(method, arguments, engine->call(method, arguments, NameEnd::slot));
+  return call(method, arguments, Lock::held);
 }
 
 PyObject *call_without_lock(MethodIndex method, Arguments arguments) {
-  // What takes memory back works without others in between, and what reads a field has no call.
-  return engine->methods[method].kind == MethodKind::getter || roles[method] == Role::takes_back
-             ? call_function(method, arguments)
-             : finished(method, arguments, engine->call_without_lock(method, arguments, NameEnd::slot));
+  // What reads a field has no call.
+  return engine->methods[method].kind == MethodKind::getter ? call_function(method, arguments)
+                                                            : call(method, arguments, Lock::released);
 }
 
 PyObject *call_method(MethodIndex method, Arguments arguments) {

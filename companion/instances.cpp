@@ -1,6 +1,8 @@
 // Instances of the record classes: where their memory is, who frees it, and what every record can do.
 #include "companion/instances.hpp"
 
+#include "companion/contents.hpp"
+#include "companion/facts.hpp"
 #include "companion/functions.hpp"
 
 #include <cstdlib>
@@ -38,6 +40,7 @@ PyObject *make_instance(PyTypeObject *type, void *pointer, swig_type_info *descr
   record->weak_references = nullptr;
   record->source = 0;
   record->state = 0;
+  record->run = 0;
   record->owned = ownership == Ownership::owned;
   return reinterpret_cast<PyObject *>(record);
 }
@@ -97,6 +100,7 @@ bool adopt_proxy(RecordObject *record, PyObject *proxy) {
   record->type = own_type;
   record->state = pointer && Py_TYPE(proxy) == engine->proxy_type ? follows_proxy : 0;
   record->owned = false;
+  record->run = 0;
   Py_CLEAR(record->owner);
   Py_XSETREF(record->proxy, proxy);
   return true;
@@ -149,6 +153,7 @@ bool construct_into(RecordObject *record, const RecordClass &kind, Arguments arg
     record->pointer = memory;
     record->owned = true;
     record->state = 0;
+    record->run = 0;
     Py_CLEAR(record->proxy);
     Py_CLEAR(record->owner);
     return true;
@@ -290,14 +295,18 @@ bool is_handed_out(PyObject *self) {
   return !own && live_pointer(as_record(self)) && !as_record(self)->owner;
 }
 
+// Gives a record back to the library or helper that has handed it out.
+PyObject *hand_back(PyObject *self) {
+  return call_function(facts_of(static_cast<MethodIndex>(as_record(self)->source - 1))->taken_back_by, {&self, 1});
+}
+
 // A script is done with a record: what it owns is freed, what a call has handed out goes back. A view stays.
 PyObject *record_release(PyObject *self, PyObject * /*unused*/) {
   RecordObject *record = as_record(self);
   if (record->owner) {
     Py_RETURN_NONE;
   }
-  return record->source && is_handed_out(self) ? call_python_part("libvswitch._ownership", "give_back", self)
-                                               : free_own_memory(record);
+  return record->source && is_handed_out(self) ? hand_back(self) : free_own_memory(record);
 }
 
 // How many bytes the memory of a record has; -1 with the error set where a count field says, or where a script has
@@ -388,39 +397,10 @@ PyObject *record_repr(PyObject *self) {
              : call_method(kind.representation, {&self, 1});
 }
 
-PyObject *record_iter(PyObject *self) {
-  return call_python_part("libvswitch._iteration", "iterate", self);
-}
-
-// ---- indexing ------------------------------------------------------------------------------------------------
-
 }  // namespace
 
 PyObject *record_next(PyObject *self) {
   return call_method(class_of(self)->next, {&self, 1});
-}
-
-Py_ssize_t record_length(PyObject *self) {
-  PyObject *length = call_method(class_of(self)->length, {&self, 1});
-  const Py_ssize_t value = length ? PyLong_AsSsize_t(length) : -1;
-  Py_XDECREF(length);
-  return value;
-}
-
-PyObject *record_get_item(PyObject *self, PyObject *index) {
-  PyObject *items[] = {self, index};
-  return call_method(class_of(self)->get_item, {items, 2});
-}
-
-int record_set_item(PyObject *self, PyObject *index, PyObject *value) {
-  if (!value) {
-    PyErr_Format(PyExc_TypeError, "'%s' object doesn't support item deletion", Py_TYPE(self)->tp_name);
-    return -1;
-  }
-  PyObject *items[] = {self, index, value};
-  PyObject *result = call_method(class_of(self)->set_item, {items, 3});
-  Py_XDECREF(result);
-  return result ? 0 : -1;
 }
 
 namespace {

@@ -11,11 +11,8 @@ extern PyTypeObject base_type;
 // See RecordClasses::make.
 PyObject *make_instance(PyTypeObject *type, void *pointer, swig_type_info *descriptor, Ownership ownership);
 
-// tp_vectorcall of the record classes, and what those with such methods have in their slots.
+// tp_vectorcall of the record classes, and tp_iternext of those with such a method.
 PyObject *record_vectorcall(PyObject *type, PyObject *const *items, std::size_t flagged_count, PyObject *keywords);
-PyObject *record_get_item(PyObject *self, PyObject *index);
-int record_set_item(PyObject *self, PyObject *index, PyObject *value);
-Py_ssize_t record_length(PyObject *self);
 PyObject *record_next(PyObject *self);
 
 // Whether an object is a record whose memory was given back; the error is set then.

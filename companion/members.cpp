@@ -2,6 +2,7 @@
 #include "companion/members.hpp"
 
 #include "companion/documentation.hpp"
+#include "companion/facts.hpp"
 #include "companion/functions.hpp"
 #include "companion/instances.hpp"
 
@@ -16,6 +17,7 @@ struct FieldObject {
   FieldPlace place;  // a copy, so that no entry has to be looked at for the frequent kinds
   MethodIndex getter;
   MethodIndex setter;
+  std::uint16_t run;  // of an array whose elements the record counts: see run_in
 };
 
 struct MethodObject {
@@ -72,7 +74,13 @@ PyObject *field_get(PyObject *self, PyObject *object, PyObject * /*type*/) {
       return read_view(*attribute.field, static_cast<char *>(record) + attribute.place.offset, object);
     }
     PyObject *value = read_directly(attribute.place, *attribute.field, record);
-    return attribute.place.kind < FieldKind::array ? value : keep_owner(value, object);
+    if (attribute.place.kind < FieldKind::array) {
+      return value;
+    }
+    if (attribute.run && value && is_record(value)) {
+      as_record(value)->run = attribute.run;
+    }
+    return keep_owner(value, object);
   }
   return refuse_released(object) ? nullptr : call_function(attribute.getter, {&object, 1});
 }
@@ -349,6 +357,8 @@ PyObject *new_field(RecordClass *owner, const FieldEntry *field, MethodIndex get
     attribute->place = field->place;
     attribute->getter = getter;
     attribute->setter = setter;
+    attribute->run =
+        field->place.kind == FieldKind::array ? run_in(static_cast<FieldIndex>(field - engine->fields)) : 0;
   }
   return reinterpret_cast<PyObject *>(attribute);
 }

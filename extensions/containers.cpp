@@ -17,7 +17,7 @@ SlotText switch_name(VSList *self, int index) {
   constexpr std::size_t alias_width = 81;
   // Signed, so that a negative index reads before the first name, and reported with a line end and without a
   // full stop: scripts of the platform rely on this method being the exception.
-  if (index >= load<qel_int32>(self, offsetof(VSList, count))) {
+  if (index >= load<qel_int32>(self, SwitchNames::count_offset)) {
     std::puts("Invalid array index");
     return {};
   }
@@ -27,7 +27,7 @@ SlotText switch_name(VSList *self, int index) {
 }
 
 qel_SwitchPortID active_destination(VSPromiscSessionActiveDsts *self, int index) {
-  if (!ActiveDestinationBound::holds(self, index)) {
+  if (!ActiveDestinations::holds(self, index)) {
     report_invalid_index();
     return 0;
   }
@@ -36,7 +36,7 @@ qel_SwitchPortID active_destination(VSPromiscSessionActiveDsts *self, int index)
 }
 
 void set_active_destination(VSPromiscSessionActiveDsts *self, int index, qel_SwitchPortID port) {
-  if (!ActiveDestinationBound::holds(self, index)) {
+  if (!ActiveDestinations::holds(self, index)) {
     report_invalid_index();
     return;
   }

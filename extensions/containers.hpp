@@ -13,8 +13,9 @@ namespace vswitchpy {
 // ---- when an index is valid ----------------------------------------------------------------------------
 
 // Below a 32-bit count in the record. The comparison is unsigned, so that negative indexes are invalid too.
-template <std::size_t count_offset>
+template <std::size_t offset>
 struct BelowCount {
+  static constexpr std::size_t count_offset = offset;
   static int count(const void *record) { return load<int>(record, count_offset); }
   static bool holds(const void *record, int index) {
     return static_cast<unsigned>(index) < static_cast<unsigned>(count(record));
@@ -34,7 +35,7 @@ void report_invalid_index();
 // ---- patterns 1 and 2: names in slots of fixed width -----------------------------------------------------
 
 template <class Record, class Bound, std::size_t first, std::size_t stride, std::size_t width = stride>
-struct NameSlots {
+struct NameSlots : Bound {
   static int count(Record *self) { return Bound::count(self); }
 
   static SlotText get(Record *self, int index) {
@@ -74,6 +75,9 @@ using TeamUplinkNames = NameSlots<VSTeamPolicy, UpTo<31>, offsetof(VSTeamPolicy,
 using LogicalSwitchTeamUplinkNames = NameSlots<LSTeamPolicy, UpTo<31>, offsetof(LSTeamPolicy, uplinkPortName), 81>;
 
 // The one list whose slots have the width that its kind asks for.
+struct SwitchNames {
+  static constexpr std::size_t count_offset = offsetof(VSList, count);
+};
 SlotText switch_name(VSList *self, int index);
 
 // ---- pattern 3: tables of whole records -----------------------------------------------------------------
@@ -85,7 +89,7 @@ struct NoneObject {
 };
 
 template <class Record, class Entry, class Bound, std::size_t first = sizeof(Record)>
-struct EntryTable {
+struct EntryTable : Bound {
   static Entry *get(Record *self, int index) {
     if (!Bound::holds(self, index)) {
       report_invalid_index();
@@ -153,7 +157,7 @@ struct ElementArray {
 
 // ---- pattern 5: the counted integer array ---------------------------------------------------------------
 
-using ActiveDestinationBound = COUNT(VSPromiscSessionActiveDsts, numEntries);
+using ActiveDestinations = COUNT(VSPromiscSessionActiveDsts, numEntries);
 // An invalid index is reported and reads as port 0, which is no port.
 qel_SwitchPortID active_destination(VSPromiscSessionActiveDsts *self, int index);
 void set_active_destination(VSPromiscSessionActiveDsts *self, int index, qel_SwitchPortID port);

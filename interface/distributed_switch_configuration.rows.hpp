@@ -64,8 +64,7 @@ inline constexpr auto distributed_switch_configuration = calls(
         "DVSQEL_PortGetByExternalId finds it by that.",
         IN(alias, char const *),
         IN(dvport_id, char const *, "identifier of the port on the switch, at most 47 bytes"),
-        IN(external_id, char const *,
-            "identifier at the other party, at most 127 bytes, unique on the switch")),
+        IN(external_id, char const *, "identifier at the other party, at most 127 bytes, unique on the switch")),
     CALL(VSDVS_RemoveDVPort,
         "Removes a distributed port and its properties.",
         IN(alias, char const *), IN(dvport_id, char const *),
@@ -138,6 +137,7 @@ inline constexpr auto distributed_switch_configuration = calls(
     CALL(VSDVS_GetSwitchUplinkPorts,
         "Lists the uplink ports of a switch in their order.",
         IN(alias, char const *), OUT(names, VSUplinkPorts **), OUT(dvport_ids, VSUplinkPortIds **),
+        HANDS_OUT(VSDVS_FreeMemory),
         REMARKS(
             "Gives [status, names, dvport_ids]: a VSUplinkPorts with the names and a VSUplinkPortIds with the "
             "identifiers of their distributed ports; neither is owned by its proxy: release both with "
@@ -187,6 +187,7 @@ inline constexpr auto distributed_switch_configuration = calls(
     CALL(VSDVS_FreeMemory,
         "Releases a record or list that a call returned, exactly as VSQEL_FreeMemory.",
         IN(memory, void *, "any proxy, whatever its type, or None, which is ignored"),
+        TAKES_BACK,
         REMARKS(
             "Gives None. "
             "The proxy still holds the released address: neither it nor views into the record must be used or "
@@ -197,9 +198,9 @@ inline constexpr auto distributed_switch_configuration = calls(
         IN(alias, char const *),
         IN(name, char const *, "key, 1 to 255 bytes"),
         RAW_OR_TEXT(data,
-            "bytes, or str as UTF-8, passed unchecked; other objects reach the library as null and raise "
-            "SystemError after the call"),
-        IN(length, int, "bytes to store, as given: more than data holds reads past it"),
+            "bytes, or str as UTF-8; _libvswitch passes any other object on as null and raises SystemError after "
+            "the call"),
+        LENGTH_OF(data, IN(length, int, "bytes to store, at most as many as data has: _libvswitch reads past it")),
         IN(vendor, char const *, "owner, or None or empty to leave it"),
         IN(persistent, qel_Bool, "0 for the volatile value, else the persistent one"),
         REMARKS(
@@ -233,9 +234,9 @@ inline constexpr auto distributed_switch_configuration = calls(
         IN(alias, char const *),
         IN(name, char const *, "key, 1 to 255 bytes"),
         RAW_OR_TEXT(data,
-            "bytes, or str as UTF-8, passed unchecked; other objects reach the library as null and raise "
-            "SystemError after the call"),
-        IN(length, int, "bytes to store, as given: more than data holds reads past it"),
+            "bytes, or str as UTF-8; _libvswitch passes any other object on as null and raises SystemError after "
+            "the call"),
+        LENGTH_OF(data, IN(length, int, "bytes to store, at most as many as data has: _libvswitch reads past it")),
         IN(vendor, char const *, "owner, or None or empty to leave it"),
         IN(persistent, qel_Bool, "0 for the volatile value, else the persistent one"),
         REMARKS(
@@ -247,9 +248,9 @@ inline constexpr auto distributed_switch_configuration = calls(
         IN(alias, char const *),
         IN(name, char const *, "key, 1 to 255 bytes"),
         RAW_OR_TEXT(data,
-            "bytes, or str as UTF-8, passed unchecked; other objects reach the library as null and raise "
-            "SystemError after the call"),
-        IN(length, int, "bytes to store, as given: more than data holds reads past it"),
+            "bytes, or str as UTF-8; _libvswitch passes any other object on as null and raises SystemError after "
+            "the call"),
+        LENGTH_OF(data, IN(length, int, "bytes to store, at most as many as data has: _libvswitch reads past it")),
         IN(vendor, char const *, "owner, or None or empty to leave it"),
         IN(persistent, qel_Bool, "0 for the volatile value, else the persistent one"),
         REMARKS(
@@ -283,9 +284,9 @@ inline constexpr auto distributed_switch_configuration = calls(
         IN(alias, char const *), IN(dvport_id, char const *),
         IN(name, char const *, "key, 1 to 255 bytes"),
         RAW_OR_TEXT(data,
-            "bytes, or str as UTF-8, passed unchecked; other objects reach the library as null and raise "
-            "SystemError after the call"),
-        IN(length, int, "bytes to store, as given: more than data holds reads past it"),
+            "bytes, or str as UTF-8; _libvswitch passes any other object on as null and raises SystemError after "
+            "the call"),
+        LENGTH_OF(data, IN(length, int, "bytes to store, at most as many as data has: _libvswitch reads past it")),
         IN(vendor, char const *, "owner, or None or empty to leave it"),
         IN(persistent, qel_Bool, "0 for the volatile value, else the persistent one"),
         REMARKS(
@@ -389,7 +390,7 @@ inline constexpr auto distributed_switch_configuration = calls(
             "QEL_BAD_PARAM, QEL_NOT_FOUND: as VSDVS_SetTeamingPolicy.")),
     CALL(VSDVS_GetLSTeamingPolicyTable,
         "Reads the named teaming policies for logical switches that are configured on a switch.",
-        IN(alias, char const *), OUT(table, LSTeamTable **),
+        IN(alias, char const *), OUT(table, LSTeamTable **), HANDS_OUT(VSDVS_FreeMemory),
         REMARKS(
             "Gives [status, table]: an LSTeamTable with numLSTeam policies, not owned by its proxy: release it "
             "with VSDVS_FreeMemory. "
@@ -590,6 +591,7 @@ inline constexpr auto distributed_switch_configuration = calls(
     CALL(VSDVS_GetPortVLANPolicy,
         "Reads how a port uses VLANs.",
         IN(alias, char const *), IN(dvport_id, char const *), OUT(policy, VSPortVlanPolicy **), OUT(length, int *),
+        HANDS_OUT(VSDVS_FreeMemory),
         REMARKS(
             "Gives [status, policy, length]: a VSPortVlanPolicy with VSPORT_VLAN_* flags, access VLAN ID and "
             "numRanges trunk ranges (get_vid_range), not owned by its proxy: release it with VSDVS_FreeMemory. "
@@ -618,6 +620,7 @@ inline constexpr auto distributed_switch_configuration = calls(
     CALL(VSDVS_GetPrivateVLANMap,
         "Reads the private VLANs of a switch.",
         IN(alias, char const *), OUT_AS(map, VSPvlanMapEntry **, VSUplinkPorts *), OUT(count, int *),
+        HANDS_OUT(VSDVS_FreeMemory),
         REMARKS(
             "Gives [status, map, count]: the first of count VSPvlanMapEntry records of 8 bytes each, but its proxy "
             "has the type VSUplinkPorts, whose fields and methods do not fit the map; not owned by its proxy: "
@@ -653,7 +656,7 @@ inline constexpr auto distributed_switch_configuration = calls(
             "QEL_NOT_FOUND: no such switch.")),
     CALL(VSDVS_GetMcastUserLegacyEntries,
         "Reads the multicast addresses that a user set on a switch with VSDVS_SetMcastUserLegacyEntries.",
-        IN(alias, char const *), OUT(keys, VSUserMcastLegacyKeys **),
+        IN(alias, char const *), OUT(keys, VSUserMcastLegacyKeys **), HANDS_OUT(VSDVS_FreeMemory),
         REMARKS(
             "Gives [status, keys]: a VSUserMcastLegacyKeys with numEntries addresses (get_mac_entry), not owned by "
             "its proxy: release it with VSDVS_FreeMemory. "
@@ -680,6 +683,7 @@ inline constexpr auto distributed_switch_configuration = calls(
     CALL(VSDVS_GetPortMcastUserLegacyEntries,
         "Reads the multicast addresses that a user set on a port with VSDVS_SetPortMcastUserLegacyEntries.",
         IN(alias, char const *), IN(dvport_id, char const *), OUT(keys, VSUserMcastLegacyKeys **),
+        HANDS_OUT(VSDVS_FreeMemory),
         REMARKS(
             "Gives [status, keys]: a VSUserMcastLegacyKeys with numEntries addresses (get_mac_entry), not owned by "
             "its proxy: release it with VSDVS_FreeMemory. "
@@ -716,6 +720,7 @@ inline constexpr auto distributed_switch_configuration = calls(
     CALL(VSDVS_GetDVMirrorSessions,
         "Reads the mirror sessions that are configured on a port.",
         IN(alias, char const *), IN(dvport_id, char const *), OUT(table, DVMirrorSessionTable **),
+        HANDS_OUT(VSDVS_FreeMemory),
         REMARKS(
             "Gives [status, table]: a DVMirrorSessionTable with numSessions sessions and one pool of numEntities "
             "sources and destinations, walked with __getitem__ and get_first_session_entity, not owned by its "

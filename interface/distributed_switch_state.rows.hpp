@@ -10,59 +10,68 @@ namespace vswitchpy {
 
 inline constexpr auto distributed_switch_state = calls(
     CALL(DVSLoadConfig,
-        "Loads the stored configuration of the distributed switches into the state that the other DVS calls work "
-        "on. Gives the status. Volatile values and switches that are not persistent are gone then; while such a "
-        "switch has clients that are not uplinks, it is QEL_BUSY."),
+        "Loads the stored configuration of the distributed switches into the state that the other DVS calls work on. "
+        "Gives the status. "
+        "Volatile values and switches that are not persistent are gone then; while such a switch has clients that "
+        "are not uplinks, it is QEL_BUSY."),
     CALL(DVSQEL_StateInit,
         "Sets up the state of the distributed switches from a serialised image, as DVSQEL_StateGet and "
         "DVSQEL_PersistentStateGet give it.",
         IN(image, void *, "any proxy of the image, passed unchecked"),
-        IN(length, int, "its length in bytes, as given"),
+        LENGTH_OF(image, IN(length, int, "its length in bytes, as given")),
         REMARKS(
             "None with a length is QEL_BAD_PARAM, an image of a newer format QEL_VERSION_MISMATCH_MAJOR, a damaged "
             "one QEL_CHECKSUM_MISMATCH; nothing has changed then.")),
     CALL(DVSQEL_StateGet,
         "Serialises the whole state of the distributed switches, volatile values included.",
-        IN(image, void **,
-            "storage of the caller for the address of the image; release the image with DVSQEL_DataFree"),
+        GIVEN_BACK_BY(DVSQEL_DataFree, IN(image, void **,
+            "storage of the caller for the address of the image; release the image with DVSQEL_DataFree")),
         IN(length, int *, "storage of the caller for the length of the image in bytes"),
         REMARKS(
-            "Nothing but the status is returned. The image is the text vswstate, then format, length and CRC-32 of "
-            "what follows as little-endian 32-bit numbers, then a document in CBOR.")),
+            "Nothing but the status is returned. "
+            "The image is the text vswstate, then format, length and CRC-32 of what follows as little-endian "
+            "32-bit numbers, then a document in CBOR.")),
     CALL(DVSQEL_PersistentStateGet,
         "Serialises the part of the state of the distributed switches that survives a boot: persistent switches and "
         "persistent values.",
-        IN(image, void **,
-            "storage of the caller for the address of the image; release the image with DVSQEL_DataFree"),
+        GIVEN_BACK_BY(DVSQEL_DataFree, IN(image, void **,
+            "storage of the caller for the address of the image; release the image with DVSQEL_DataFree")),
         IN(length, int *, "storage of the caller for the length of the image in bytes"),
         REMARKS(
-            "Nothing but the status is returned. The image is the text vswstate, then format, length and CRC-32 of "
-            "what follows as little-endian 32-bit numbers, then a document in CBOR.")),
+            "Nothing but the status is returned. "
+            "The image is the text vswstate, then format, length and CRC-32 of what follows as little-endian "
+            "32-bit numbers, then a document in CBOR.")),
     CALL(DVSQEL_StateSanitize,
         "Repairs the state of the distributed switches: removes what belongs to nothing any more, such as values of "
-        "ports that are gone. Gives the status. Values that their rules no longer admit go, too."),
+        "ports that are gone. "
+        "Gives the status. "
+        "Values that their rules no longer admit go, too."),
     CALL(DVSQEL_StateCleanup,
         "Ends this process's use of the state: releases what the library holds for it and makes all handles into it "
-        "stale, so that they tell nothing any more. The state itself stays. Gives the status."),
+        "stale, so that they tell nothing any more. "
+        "The state itself stays. "
+        "Gives the status."),
     CALL(DVSQEL_DataFree,
         "Releases a value, image or list that a DVS call stored through a pointer.",
         IN(data, void *,
             "any proxy, whatever its type, or None, which is ignored; it must hold the address of the value, not "
             "that of the storage"),
+        TAKES_BACK,
         REMARKS(
             "Gives None. "
             "The proxy still holds the released address and must not be used or released again.")),
     CALL(DVSState_ConfigReset,
         "Empties the configuration of the distributed switches, as before loading another with "
-        "DVSState_ConfigDeserialize. Gives the status. A switch with clients that are not uplinks stays, with the "
-        "ports of these clients and nothing else."),
+        "DVSState_ConfigDeserialize. "
+        "Gives the status. "
+        "A switch with clients that are not uplinks stays, with the ports of these clients and nothing else."),
     CALL(DVSState_ConfigDeserialize,
         "Loads the configuration of the distributed switches from a serialised image.",
         IN(image, void *, "any proxy of the image, passed unchecked"),
-        IN(length, int, "its length in bytes, as given"),
+        LENGTH_OF(image, IN(length, int, "its length in bytes, as given")),
         REMARKS(
-            "Switches of the image take over what it says; switches that it does not have stay as they are. A "
-            "damaged image is QEL_CHECKSUM_MISMATCH, and nothing has changed then.")),
+            "Switches of the image take over what it says; switches that it does not have stay as they are. "
+            "A damaged image is QEL_CHECKSUM_MISMATCH, and nothing has changed then.")),
     CALL(DVSQEL_SwitchAdd,
         "Adds a distributed switch to the state, without a port set until DVSQEL_SwitchAssociate; "
         "VSDVS_CreateVSwitch does both.",
@@ -76,13 +85,11 @@ inline constexpr auto distributed_switch_state = calls(
     CALL(DVSQEL_SwitchRemove,
         "Removes a distributed switch from the state, with its ports and properties.",
         IN(alias, char const *),
-        REMARKS(
-            "A switch with a port set is QEL_BUSY; ports, uplink ports and properties of another go with it.")),
+        REMARKS("A switch with a port set is QEL_BUSY; ports, uplink ports and properties of another go with it.")),
     CALL(DVSQEL_SwitchAssociate,
         "Connects a distributed switch of the state with a port set on this host, so that it forwards traffic here.",
         IN(alias, char const *),
-        REMARKS(
-            "A switch that is connected already is QEL_EXISTS.")),
+        REMARKS("A switch that is connected already is QEL_EXISTS.")),
     CALL(DVSQEL_SwitchDissociate,
         "Takes the port set on this host from a distributed switch; its state stays.",
         IN(alias, char const *),
@@ -98,24 +105,24 @@ inline constexpr auto distributed_switch_state = calls(
         "Sets how many ports a distributed switch may have.",
         IN(alias, char const *),
         IN(max_ports, qel_uint32, "unsigned 32 bits"),
-        REMARKS(
-            "It is 1 to 8192, and not below the ports that there are (QEL_BUSY).")),
+        REMARKS("It is 1 to 8192, and not below the ports that there are (QEL_BUSY).")),
     CALL(DVSQEL_SwitchPortList,
         "Lists the ports of one kind on a distributed switch.",
         IN(alias, char const *),
-        IN(ports, DVPortList **,
-            "storage of the caller for a DVPortList pointer; the list with nports entries stored there is released "
-            "with DVSQEL_DataFree"),
+        GIVEN_BACK_BY(DVSQEL_DataFree, IN(ports, DVPortList **,
+            "storage of the caller for a DVPortList pointer; the list with nports entries stored there is "
+            "released with DVSQEL_DataFree")),
         IN(type, DVSPortType, "kind of port wanted, one of DVSPORT_TYPE_*"),
         REMARKS(
-            "Nothing but the status is returned. DVSPORT_TYPE_ACTIVE: ports with a client; DVSPORT_TYPE_SHADOW: "
-            "without one; DVSPORT_TYPE_LOCALCACHE: without one, made from an image; DVSPORT_TYPE_ZOMBIE: removed "
-            "from the state while their client was connected.")),
+            "Nothing but the status is returned. "
+            "DVSPORT_TYPE_ACTIVE: ports with a client; DVSPORT_TYPE_SHADOW: without one; DVSPORT_TYPE_LOCALCACHE: "
+            "without one, made from an image; DVSPORT_TYPE_ZOMBIE: removed from the state while their client was "
+            "connected.")),
     CALL(DVSQEL_PortAdd,
         "Adds a port to a distributed switch in the state, together with the serialised state that it starts with.",
         IN(alias, char const *), IN(dvport_id, char const *),
         IN(data, void *, "any proxy of an image as DVSQEL_PortStateGet gives it, passed unchecked"),
-        IN(length, int, "its length in bytes, as given"),
+        LENGTH_OF(data, IN(length, int, "its length in bytes, as given")),
         REMARKS("data may be None where length is 0: a port without properties.")),
     CALL(DVSQEL_PortRemove,
         "Removes a port from a distributed switch in the state, together with its data.",
@@ -134,36 +141,38 @@ inline constexpr auto distributed_switch_state = calls(
         "Finds the port that another party manages by the identifier it has there (VSDVS_AddOpaqueDVPort).",
         IN(alias, char const *),
         IN(external_id, char const *, "identifier at the other party, at most 127 bytes"),
-        IN(port, OpaqueDVPortData **,
+        GIVEN_BACK_BY(DVSQEL_DataFree, IN(port, OpaqueDVPortData **,
             "storage of the caller for an OpaqueDVPortData pointer; the record stored there is released with "
-            "DVSQEL_DataFree"),
+            "DVSQEL_DataFree")),
         REMARKS("Nothing but the status is returned.")),
     CALL(DVSQEL_PortStateGet,
         "Serialises the whole state of one port, volatile values included.",
         IN(alias, char const *), IN(dvport_id, char const *),
-        IN(state, void **,
-            "storage of the caller for the address of the image; release the image with DVSQEL_DataFree"),
+        GIVEN_BACK_BY(DVSQEL_DataFree, IN(state, void **,
+            "storage of the caller for the address of the image; release the image with DVSQEL_DataFree")),
         IN(length, int *, "storage of the caller for the length of the image in bytes"),
         REMARKS(
-            "Nothing but the status is returned. The image is the text vswstate, then format, length and CRC-32 of "
-            "what follows as little-endian 32-bit numbers, then a document in CBOR.")),
+            "Nothing but the status is returned. "
+            "The image is the text vswstate, then format, length and CRC-32 of what follows as little-endian "
+            "32-bit numbers, then a document in CBOR.")),
     CALL(DVSQEL_PersistentPortStateGet,
         "Serialises the part of the state of one port that survives a boot.",
         IN(alias, char const *), IN(dvport_id, char const *),
         IN(version, HNQVersion, "format to write, DVS_VERSION_* or a VS_QBR* version"),
-        IN(state, void **,
-            "storage of the caller for the address of the image; release the image with DVSQEL_DataFree"),
+        GIVEN_BACK_BY(DVSQEL_DataFree, IN(state, void **,
+            "storage of the caller for the address of the image; release the image with DVSQEL_DataFree")),
         IN(length, int *, "storage of the caller for the length of the image in bytes"),
         REMARKS(
-            "Nothing but the status is returned. version is the earliest version of a switch that may take the "
-            "image, 0 for that of the switch. The image is the text vswstate, then format, length and CRC-32 of "
-            "what follows as little-endian 32-bit numbers, then a document in CBOR.")),
+            "Nothing but the status is returned. "
+            "version is the earliest version of a switch that may take the image, 0 for that of the switch. "
+            "The image is the text vswstate, then format, length and CRC-32 of what follows as little-endian "
+            "32-bit numbers, then a document in CBOR.")),
     CALL(DVSQEL_PortDataGet,
         "Reads the value in effect of a port property.",
         IN(alias, char const *), IN(dvport_id, char const *),
         IN(name, char const *, "key, such as QEL_HNQPROP_PORT_CONNECTID"),
-        IN(data, void **,
-            "storage of the caller for the address of the value; release the value with DVSQEL_DataFree"),
+        GIVEN_BACK_BY(DVSQEL_DataFree, IN(data, void **,
+            "storage of the caller for the address of the value; release the value with DVSQEL_DataFree")),
         IN(length, int *, "storage of the caller for the length of the value in bytes"),
         REMARKS(
             "Nothing but the status is returned; VSDVS_GetPortProp copies the value into a record that scripts can "
@@ -173,18 +182,19 @@ inline constexpr auto distributed_switch_state = calls(
         "switches by itself).",
         IN(alias, char const *), IN(dvport_id, char const *),
         IN(name, char const *, "key"),
-        IN(data, void **,
-            "storage of the caller for the address of the value; release the value with DVSQEL_DataFree"),
+        GIVEN_BACK_BY(DVSQEL_DataFree, IN(data, void **,
+            "storage of the caller for the address of the value; release the value with DVSQEL_DataFree")),
         IN(length, int *, "storage of the caller for the length of the value in bytes"),
         REMARKS(
-            "Nothing but the status is returned. QEL_NOT_SUPPORTED where no uplink port of the switch is backed by "
-            "a SmartNIC; values with NO_SYNC_PROP_TYPE are not seen.")),
+            "Nothing but the status is returned. "
+            "QEL_NOT_SUPPORTED where no uplink port of the switch is backed by a SmartNIC; values with "
+            "NO_SYNC_PROP_TYPE are not seen.")),
     CALL(DVSQEL_PortDataSet,
         "Writes a property of a port.",
         IN(alias, char const *), IN(dvport_id, char const *),
         IN(name, char const *, "key, 1 to 255 bytes"),
         IN(data, void *, "any proxy, passed unchecked"),
-        IN(length, int, "bytes to store, as given: more than data holds reads past it"),
+        LENGTH_OF(data, IN(length, int, "bytes to store, at most as many as data has: _libvswitch reads past it")),
         IN(property_type, qel_uint32,
             "CONFIG_PROP_TYPE and other *_PROP_TYPE bits, a negative constant with & 0xFFFFFFFF"),
         REMARKS(
@@ -200,8 +210,8 @@ inline constexpr auto distributed_switch_state = calls(
         "Reads the value in effect of a property that a switch has on this host.",
         IN(alias, char const *),
         IN(name, char const *, "key, such as QEL_HNQPROP_HOST_UPLINKPORTS"),
-        IN(data, void **,
-            "storage of the caller for the address of the value; release the value with DVSQEL_DataFree"),
+        GIVEN_BACK_BY(DVSQEL_DataFree, IN(data, void **,
+            "storage of the caller for the address of the value; release the value with DVSQEL_DataFree")),
         IN(length, int *, "storage of the caller for the length of the value in bytes"),
         REMARKS(
             "Nothing but the status is returned; VSDVS_GetHostProp copies the value into a record that scripts can "
@@ -211,18 +221,19 @@ inline constexpr auto distributed_switch_state = calls(
         "on a SmartNIC (a NIC that switches by itself).",
         IN(alias, char const *),
         IN(name, char const *, "key"),
-        IN(data, void **,
-            "storage of the caller for the address of the value; release the value with DVSQEL_DataFree"),
+        GIVEN_BACK_BY(DVSQEL_DataFree, IN(data, void **,
+            "storage of the caller for the address of the value; release the value with DVSQEL_DataFree")),
         IN(length, int *, "storage of the caller for the length of the value in bytes"),
         REMARKS(
-            "Nothing but the status is returned. QEL_NOT_SUPPORTED where no uplink port of the switch is backed by "
-            "a SmartNIC; values with NO_SYNC_PROP_TYPE are not seen.")),
+            "Nothing but the status is returned. "
+            "QEL_NOT_SUPPORTED where no uplink port of the switch is backed by a SmartNIC; values with "
+            "NO_SYNC_PROP_TYPE are not seen.")),
     CALL(DVSQEL_HostPropSet,
         "Writes a property that a switch has on this host.",
         IN(alias, char const *),
         IN(name, char const *, "key, 1 to 255 bytes"),
         IN(data, void *, "any proxy, passed unchecked"),
-        IN(length, int, "bytes to store, as given: more than data holds reads past it"),
+        LENGTH_OF(data, IN(length, int, "bytes to store, at most as many as data has: _libvswitch reads past it")),
         IN(property_type, qel_uint32,
             "CONFIG_PROP_TYPE and other *_PROP_TYPE bits, a negative constant with & 0xFFFFFFFF"),
         REMARKS(
@@ -238,8 +249,8 @@ inline constexpr auto distributed_switch_state = calls(
         "Reads the value in effect of a property that a switch has on all its hosts.",
         IN(alias, char const *),
         IN(name, char const *, "key, such as VSPROP_MTU"),
-        IN(data, void **,
-            "storage of the caller for the address of the value; release the value with DVSQEL_DataFree"),
+        GIVEN_BACK_BY(DVSQEL_DataFree, IN(data, void **,
+            "storage of the caller for the address of the value; release the value with DVSQEL_DataFree")),
         IN(length, int *, "storage of the caller for the length of the value in bytes"),
         REMARKS(
             "Nothing but the status is returned; VSDVS_GetGlobProp copies the value into a record that scripts can "
@@ -249,18 +260,19 @@ inline constexpr auto distributed_switch_state = calls(
         "runs on a SmartNIC (a NIC that switches by itself).",
         IN(alias, char const *),
         IN(name, char const *, "key"),
-        IN(data, void **,
-            "storage of the caller for the address of the value; release the value with DVSQEL_DataFree"),
+        GIVEN_BACK_BY(DVSQEL_DataFree, IN(data, void **,
+            "storage of the caller for the address of the value; release the value with DVSQEL_DataFree")),
         IN(length, int *, "storage of the caller for the length of the value in bytes"),
         REMARKS(
-            "Nothing but the status is returned. QEL_NOT_SUPPORTED where no uplink port of the switch is backed by "
-            "a SmartNIC; values with NO_SYNC_PROP_TYPE are not seen.")),
+            "Nothing but the status is returned. "
+            "QEL_NOT_SUPPORTED where no uplink port of the switch is backed by a SmartNIC; values with "
+            "NO_SYNC_PROP_TYPE are not seen.")),
     CALL(DVSQEL_GlobalPropSet,
         "Writes a property that a switch has on all its hosts.",
         IN(alias, char const *),
         IN(name, char const *, "key, 1 to 255 bytes"),
         IN(data, void *, "any proxy, passed unchecked"),
-        IN(length, int, "bytes to store, as given: more than data holds reads past it"),
+        LENGTH_OF(data, IN(length, int, "bytes to store, at most as many as data has: _libvswitch reads past it")),
         IN(property_type, qel_uint32,
             "CONFIG_PROP_TYPE and other *_PROP_TYPE bits, a negative constant with & 0xFFFFFFFF"),
         REMARKS(
@@ -277,19 +289,19 @@ inline constexpr auto distributed_switch_state = calls(
         IN(alias, char const *),
         IN(uplink, char const *, "name of the uplink"),
         IN(kind, qel_uint32, "number of the data wanted, unsigned"),
-        IN(data, void **,
-            "storage of the caller for the address of the value; release the value with DVSQEL_DataFree"),
+        GIVEN_BACK_BY(DVSQEL_DataFree, IN(data, void **,
+            "storage of the caller for the address of the value; release the value with DVSQEL_DataFree")),
         IN(length, int *, "storage of the caller for the length of the value in bytes"),
         REMARKS(
-            "Nothing but the status is returned. The kind is any number: the host keeps a value under it and gives "
-            "it no meaning.")),
+            "Nothing but the status is returned. "
+            "The kind is any number: the host keeps a value under it and gives it no meaning.")),
     CALL(DVSQEL_UplinkDataSet,
         "Writes data that the state keeps for one uplink of a switch.",
         IN(alias, char const *),
         IN(uplink, char const *, "name of the uplink"),
         IN(kind, qel_uint32, "number of the data, unsigned"),
         IN(data, void *, "any proxy, passed unchecked"),
-        IN(length, int, "bytes to store, as given: more than data holds reads past it"),
+        LENGTH_OF(data, IN(length, int, "bytes to store, at most as many as data has: _libvswitch reads past it")),
         IN(property_type, qel_uint32,
             "CONFIG_PROP_TYPE and other *_PROP_TYPE bits, a negative constant with & 0xFFFFFFFF"),
         REMARKS("The kind is any number: the host keeps the value under it and gives it no meaning.")),
@@ -298,28 +310,29 @@ inline constexpr auto distributed_switch_state = calls(
         IN(alias, char const *),
         IN(command, char const *, "name of the command"),
         IN(input, void *, "any proxy of its input or None, passed unchecked"),
-        IN(input_length, int, "length in bytes, as given"),
-        IN(output, void **,
-            "storage of the caller for the address of the answer; release the answer with DVSQEL_DataFree"),
+        LENGTH_OF(input, IN(input_length, int, "length in bytes, as given")),
+        GIVEN_BACK_BY(DVSQEL_DataFree, IN(output, void **,
+            "storage of the caller for the address of the answer; release the answer with DVSQEL_DataFree")),
         IN(output_length, int *, "storage of the caller for the length of the answer in bytes"),
         REMARKS(
-            "Nothing but the status is returned. The commands are help, switch, ports, uplinks, properties, and "
-            "port-properties with a port's identifier as input.")),
+            "Nothing but the status is returned. "
+            "The commands are help, switch, ports, uplinks, properties, and port-properties with a port's "
+            "identifier as input.")),
     CALL(DVSQEL_VendorGlobalPropList,
         "Collects the properties with an owner (the vendor that wrote them) that a switch has on all its hosts.",
         IN(alias, char const *),
-        IN(list, DVSDataHandle *,
+        GIVEN_BACK_BY(DVSData_Free, IN(list, DVSDataHandle *,
             "storage of the caller for a DVSDataHandle, the list that the library makes; release it with "
-            "DVSData_Free"),
+            "DVSData_Free")),
         IN(property_type, qel_uint32,
             "*_PROP_TYPE bits of the properties wanted, a negative constant with & 0xFFFFFFFF"),
         REMARKS("Listed are the values in effect of the properties that have an owner and one of these types.")),
     CALL(DVSQEL_VendorHostPropList,
         "Collects the properties with an owner (the vendor that wrote them) that a switch has on this host.",
         IN(alias, char const *),
-        IN(list, DVSDataHandle *,
+        GIVEN_BACK_BY(DVSData_Free, IN(list, DVSDataHandle *,
             "storage of the caller for a DVSDataHandle, the list that the library makes; release it with "
-            "DVSData_Free"),
+            "DVSData_Free")),
         IN(property_type, qel_uint32,
             "*_PROP_TYPE bits of the properties wanted, a negative constant with & 0xFFFFFFFF"),
         REMARKS("Listed are the values in effect of the properties that have an owner and one of these types.")),
@@ -327,21 +340,21 @@ inline constexpr auto distributed_switch_state = calls(
         "Collects the extra configuration of a switch: properties that management stores under free names and no "
         "typed call sets.",
         IN(alias, char const *),
-        IN(list, DVSDataHandle *,
+        GIVEN_BACK_BY(DVSData_Free, IN(list, DVSDataHandle *,
             "storage of the caller for a DVSDataHandle, the list that the library makes; release it with "
-            "DVSData_Free"),
+            "DVSData_Free")),
         IN(property_type, qel_uint32,
             "*_PROP_TYPE bits of the properties wanted, a negative constant with & 0xFFFFFFFF"),
         REMARKS(
-            "Nothing but the status is returned. Listed are the values in effect of the properties that have no "
-            "owner and whose names have no rules. A property of the switch on this host goes before the global one "
-            "of its name.")),
+            "Nothing but the status is returned. "
+            "Listed are the values in effect of the properties that have no owner and whose names have no rules. "
+            "A property of the switch on this host goes before the global one of its name.")),
     CALL(DVSQEL_VendorPortPropList,
         "Collects the properties of a port that have an owner (the vendor that wrote them).",
         IN(alias, char const *), IN(dvport_id, char const *),
-        IN(list, DVSDataHandle *,
+        GIVEN_BACK_BY(DVSData_Free, IN(list, DVSDataHandle *,
             "storage of the caller for a DVSDataHandle, the list that the library makes; release it with "
-            "DVSData_Free"),
+            "DVSData_Free")),
         IN(property_type, qel_uint32,
             "*_PROP_TYPE bits of the properties wanted, a negative constant with & 0xFFFFFFFF"),
         REMARKS("Listed are the values in effect of the properties that have an owner and one of these types.")),
@@ -349,22 +362,22 @@ inline constexpr auto distributed_switch_state = calls(
         "Collects the extra configuration of a port: properties that management stores under free names and no typed "
         "call sets.",
         IN(alias, char const *), IN(dvport_id, char const *),
-        IN(list, DVSDataHandle *,
+        GIVEN_BACK_BY(DVSData_Free, IN(list, DVSDataHandle *,
             "storage of the caller for a DVSDataHandle, the list that the library makes; release it with "
-            "DVSData_Free"),
+            "DVSData_Free")),
         IN(property_type, qel_uint32,
             "*_PROP_TYPE bits of the properties wanted, a negative constant with & 0xFFFFFFFF"),
         REMARKS(
-            "Nothing but the status is returned. Listed are the values in effect of the properties that have no "
-            "owner and whose names have no rules.")),
+            "Nothing but the status is returned. "
+            "Listed are the values in effect of the properties that have no owner and whose names have no rules.")),
     CALL(DVSState_SwitchForEach,
         "Calls a function for each distributed switch in the state.",
         IN(callback, DVSwitchCallback,
             "DVSwitchCallback, a native function pointer proxy or None; a Python function raises TypeError"),
         IN(context, void *, "any proxy or None, handed to each call beside the handle of the switch"),
         REMARKS(
-            "Gives None. Switches come in the order of creation; a result of the callback other than 0 ends the "
-            "walk.")),
+            "Gives None. "
+            "Switches come in the order of creation; a result of the callback other than 0 ends the walk.")),
     CALL(DVSState_PortForEach,
         "Calls a function for each port of a distributed switch.",
         IN(vswitch, DVSwitchHandle),
@@ -372,7 +385,8 @@ inline constexpr auto distributed_switch_state = calls(
             "DVSPortCallback, a native function pointer proxy or None; a Python function raises TypeError"),
         IN(context, void *, "any proxy or None, handed to each call beside the handle of the port"),
         REMARKS(
-            "Gives None. Ports come by their numbers; a result of the callback other than 0 ends the walk.")),
+            "Gives None. "
+            "Ports come by their numbers; a result of the callback other than 0 ends the walk.")),
     CALL(DVSState_HostPropForEach,
         "Calls a function for each property that a switch has on this host.",
         IN(vswitch, DVSwitchHandle),
@@ -380,8 +394,9 @@ inline constexpr auto distributed_switch_state = calls(
             "DVSPortDataCallback, a native function pointer proxy or None; a Python function raises TypeError"),
         IN(context, void *, "any proxy or None, handed to each call beside the item"),
         REMARKS(
-            "Gives None. Properties that were written come by name, with the value in effect; a result of the "
-            "callback other than 0 ends the walk.")),
+            "Gives None. "
+            "Properties that were written come by name, with the value in effect; a result of the callback other "
+            "than 0 ends the walk.")),
     CALL(DVSState_GlobalPropForEach,
         "Calls a function for each property that a switch has on all its hosts.",
         IN(vswitch, DVSwitchHandle),
@@ -389,8 +404,9 @@ inline constexpr auto distributed_switch_state = calls(
             "DVSPortDataCallback, a native function pointer proxy or None; a Python function raises TypeError"),
         IN(context, void *, "any proxy or None, handed to each call beside the item"),
         REMARKS(
-            "Gives None. Properties that were written come by name, with the value in effect; a result of the "
-            "callback other than 0 ends the walk.")),
+            "Gives None. "
+            "Properties that were written come by name, with the value in effect; a result of the callback other "
+            "than 0 ends the walk.")),
     CALL(DVSState_PortDataForEach,
         "Calls a function for each property of a port.",
         IN(port, DVSPortHandle, "handle of DVSState_PortFind"),
@@ -398,22 +414,25 @@ inline constexpr auto distributed_switch_state = calls(
             "DVSPortDataCallback, a native function pointer proxy or None; a Python function raises TypeError"),
         IN(context, void *, "any proxy or None, handed to each call beside the item"),
         REMARKS(
-            "Gives None. Properties that were written come by name, with the value in effect; a result of the "
-            "callback other than 0 ends the walk.")),
+            "Gives None. "
+            "Properties that were written come by name, with the value in effect; a result of the callback other "
+            "than 0 ends the walk.")),
     CALL(DVSState_SwitchFindByAlias,
         "Finds a distributed switch in the state.",
-        IN(alias, char const *),
+        IN(alias, char const *), OR_NONE,
         REMARKS(
             "Gives its handle for DVS_SwitchName and the like, or None when there is none; the handle belongs to "
-            "the library and is never released by scripts. It is good until the switch is gone, or "
-            "DVSQEL_StateInit, DVSQEL_StateCleanup or a restore of the whole state ends all handles.")),
+            "the library and is never released by scripts. "
+            "It is good until the switch is gone, or DVSQEL_StateInit, DVSQEL_StateCleanup or a restore of the "
+            "whole state ends all handles.")),
     CALL(DVSState_PortFind,
         "Finds a port of a distributed switch in the state.",
-        IN(alias, char const *), IN(dvport_id, char const *),
+        IN(alias, char const *), IN(dvport_id, char const *), OR_NONE,
         REMARKS(
             "Gives its handle for DVS_PortId and the like, or None when there is none; the handle belongs to the "
-            "library and is never released by scripts. It is good until the port is gone, or DVSQEL_StateInit, "
-            "DVSQEL_StateCleanup or a restore of the whole state ends all handles.")),
+            "library and is never released by scripts. "
+            "It is good until the port is gone, or DVSQEL_StateInit, DVSQEL_StateCleanup or a restore of the whole "
+            "state ends all handles.")),
     CALL(DVSState_GlobalPropLookup,
         "Finds a property that a switch has on all its hosts.",
         IN(alias, char const *),
@@ -422,8 +441,9 @@ inline constexpr auto distributed_switch_state = calls(
             "storage of the caller for a DVSDataItem, which the library keeps; DVSData_Data, DVSData_Name and "
             "DVSData_PropType read it"),
         REMARKS(
-            "Nothing but the status is returned. The item is good as long as the handles into the state; another "
-            "lookup of the property brings it up to date.")),
+            "Nothing but the status is returned. "
+            "The item is good as long as the handles into the state; another lookup of the property brings it up "
+            "to date.")),
     CALL(DVSState_HostPropLookup,
         "Finds a property that a switch has on this host.",
         IN(alias, char const *),
@@ -432,21 +452,22 @@ inline constexpr auto distributed_switch_state = calls(
             "storage of the caller for a DVSDataItem, which the library keeps; DVSData_Data, DVSData_Name and "
             "DVSData_PropType read it"),
         REMARKS(
-            "Nothing but the status is returned. The item is good as long as the handles into the state; another "
-            "lookup of the property brings it up to date.")),
+            "Nothing but the status is returned. "
+            "The item is good as long as the handles into the state; another lookup of the property brings it up "
+            "to date.")),
     CALL(DVS_SwitchName,
         "Gives the name of a distributed switch, its alias, or None when the library has none.",
-        IN(vswitch, DVSwitchHandle),
+        IN(vswitch, DVSwitchHandle), OR_NONE,
         REMARKS("None, or a handle that is stale, gives None.")),
     CALL(DVS_SwitchId,
         "Gives the identifier of a distributed switch, the same on all hosts that it spans, or None when the library "
         "has none.",
-        IN(vswitch, DVSwitchHandle),
+        IN(vswitch, DVSwitchHandle), OR_NONE,
         REMARKS("None, or a handle that is stale, gives None.")),
     CALL(DVS_ClassName,
         "Gives the name of the port-set class that implements a distributed switch, such as PS_CLASS_NAME, or None "
         "when the library has none.",
-        IN(vswitch, DVSwitchHandle),
+        IN(vswitch, DVSwitchHandle), OR_NONE,
         REMARKS("None, or a handle that is stale, gives None.")),
     CALL(DVS_Version,
         "Gives the version of a distributed switch as an unsigned number, DVS_VERSION_* or a VS_QBR* version; there "
@@ -461,14 +482,16 @@ inline constexpr auto distributed_switch_state = calls(
         "Gives the alias of a port, the name that people gave it (property QEL_HNQPROP_PORT_ALIAS), or None when it "
         "has none.",
         IN(port, DVSPortHandle, "handle of DVSState_PortFind"),
+        OR_NONE,
         REMARKS("None, or a handle that is stale, gives None.")),
     CALL(DVS_PortId,
         "Gives the identifier text of a port, the dvport_id of other calls, or None when the library has none.",
         IN(port, DVSPortHandle, "handle of DVSState_PortFind"),
+        OR_NONE,
         REMARKS("None, or a handle that is stale, gives None.")),
     CALL(DVSData_Alloc,
         "Makes an empty property list, to be filled with DVSData_Update and released with DVSData_Free.",
-        IN(data, DVSDataHandle *, "storage of the caller for the DVSDataHandle"),
+        GIVEN_BACK_BY(DVSData_Free, IN(data, DVSDataHandle *, "storage of the caller for the DVSDataHandle")),
         IN(allocate, DVSData_MemAlloc,
             "native function pointer proxy (DVSData_MemAlloc) for the memory of the list, or None; a Python "
             "function raises TypeError"),
@@ -483,21 +506,22 @@ inline constexpr auto distributed_switch_state = calls(
         IN(data, DVSDataHandle, "handle of the list"),
         IN(name, char const *, "key"),
         IN(value, void *, "any proxy of the bytes to copy, passed unchecked"),
-        IN(length, qel_uint32, "their number, unsigned, as given"),
+        LENGTH_OF(value, IN(length, qel_uint32, "their number, unsigned, as given")),
         IN(property_type, qel_uint32,
             "CONFIG_PROP_TYPE and other *_PROP_TYPE bits, a negative constant with & 0xFFFFFFFF"),
         REMARKS("Nothing but the status is returned.")),
     CALL(DVSData_Serialize,
         "Serialises a property list.",
         IN(data, DVSDataHandle, "handle of the list"),
-        IN(image, void **,
-            "storage of the caller for the address of the image; release the image with DVSQEL_DataFree"),
+        GIVEN_BACK_BY(DVSQEL_DataFree, IN(image, void **,
+            "storage of the caller for the address of the image; release the image with DVSQEL_DataFree")),
         IN(length, qel_uint32 *, "storage of the caller for the length of the image in bytes"),
         IN(version, HNQVersion, "format to write, DVS_VERSION_* or a VS_QBR* version"),
         REMARKS(
-            "Nothing but the status is returned. version is the earliest version of a switch that may take the "
-            "image, 0 for DVS_VERSION_70. The image is the text vswstate, then format, length and CRC-32 of what "
-            "follows as little-endian 32-bit numbers, then a document in CBOR.")),
+            "Nothing but the status is returned. "
+            "version is the earliest version of a switch that may take the image, 0 for DVS_VERSION_70. "
+            "The image is the text vswstate, then format, length and CRC-32 of what follows as little-endian "
+            "32-bit numbers, then a document in CBOR.")),
     CALL(DVSData_Data,
         "Gives the length in bytes of the value of a property, an unsigned number; there is no status.",
         IN(item, DVSDataItem, "a DVSDataItem that a lookup stored"),
@@ -507,6 +531,7 @@ inline constexpr auto distributed_switch_state = calls(
     CALL(DVSData_Name,
         "Gives the name (key) of a property, such as VSPROP_MTU, or None when the library has none.",
         IN(item, DVSDataItem, "a DVSDataItem that a lookup stored"),
+        OR_NONE,
         REMARKS("None, or an item that is stale, gives None.")),
     CALL(DVSData_PropType,
         "Gives the property type of a property, *_PROP_TYPE bits as an unsigned number: NO_SYNC_PROP_TYPE, a "
@@ -519,7 +544,8 @@ inline constexpr auto distributed_switch_state = calls(
         IN(property_type, qel_uint32, "*_PROP_TYPE bits to compare with, a negative constant with & 0xFFFFFFFF"),
         REMARKS(
             "Gives a text of one character, chr(0) for no and another for yes; both are true in a condition, so "
-            "compare with chr(0). It is yes where the property's type has all these bits, and there is one.")),
+            "compare with chr(0). "
+            "It is yes where the property's type has all these bits, and there is one.")),
     CALL(DVPortExist,
         "Tells whether a switch has a distributed port, as DVSQEL_PortFind does by its status.",
         IN(alias, char const *), IN(dvport_id, char const *),
@@ -567,6 +593,7 @@ inline constexpr auto distributed_switch_state = calls(
     CALL(QEL_ReturnStatusToString,
         "Gives the name of a status, such as QEL_NOT_FOUND, or None for a number that is no status.",
         IN(status, QEL_ReturnStatus, "what a library call returned, signed 32 bits"),
+        OR_NONE,
         REMARKS("Needs no state file, so that it works when other calls fail.")));
 
 }  // namespace vswitchpy

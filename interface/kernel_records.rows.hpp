@@ -33,7 +33,7 @@ inline constexpr auto kernel_records = records(
         FIELD(0, string, char [32],
             "Text of the name, at most 31 bytes when set; a name that fills all 32 bytes without a terminator reads "
             "back whole."),
-        HELPER(__repr__, name_text, "Text of the name; None for a null record.", IN(self, struct qel_Name *))),
+        HELPER(__repr__, name_text, "Text of the name; None for a null record.", IN(self, struct qel_Name *), OR_NONE)),
 
     RECORD(qel_MgmtCallbackInfo,
         "One callback of a management interface: where it runs, its address, its parameters and its identifier (64 "
@@ -181,6 +181,7 @@ inline constexpr auto kernel_records = records(
 
     RECORD(qel_HNQPortVlanInfo,
         "VLAN settings of a distributed switch port: its VLAN ID and the trunk ranges that follow directly.",
+        COUNTED_BY(numRanges, vidRanges),
         FIELD(0, vlanID, qel_uint16, "VLAN ID of the port's untagged traffic, 0 to 4095 (IEEE 802.1Q)."),
         FIELD(2, numRanges, qel_uint16, "Number of trunk ranges that follow the record's fixed part."),
         FIELD(4, vidRanges, qel_HNQPortVIDRange [0],

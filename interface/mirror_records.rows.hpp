@@ -31,6 +31,7 @@ inline constexpr auto mirror_records = records(
     RECORD(DVPortList,
         "List of distributed ports of one type. "
         "The record holds the first DVPortData; the others follow it directly, 52 bytes apart.",
+        COUNTED_BY(nports, dvPort),
         FIELD(0, nports, int, "Number of distributed ports in the list, the first one included; signed."),
         FIELD(4, type, DVSPortType, "Kind of port that the list holds, one of DVSPORT_TYPE_*."),
         FIELD(8, dvPort, DVPortData [1],
@@ -181,6 +182,7 @@ inline constexpr auto mirror_records = records(
         "Header of a mirror session table; the sessions (232 bytes each) follow it directly, then the entity pool (52 "
         "bytes each). "
         "alloc_dvmirror_session_table allocates one.",
+        COUNTED_AS(MirrorSessions),
         FIELD(0, magicNum, qel_uint32,
             "Mark of a valid table, 0xFACEBEEF: reads as 4207853295, while the constant VS_DVMIRROR_MAGIC_NUM holds "
             "the same bits as -87114001."),
@@ -199,16 +201,16 @@ inline constexpr auto mirror_records = records(
         METHOD(__getitem__, MirrorSessions::get,
             "View of session index, valid while the table lives; changes through it change the table. "
             "An index that is negative or not below numSessions prints \"Invalid array index.\" and gives None.",
-            IN(index, int)),
+            INDEX(index), OR_NONE),
         METHOD(__setitem__, MirrorSessions::set,
             "Copies a whole DVMirrorSession into session index; None for the entry raises ValueError. "
             "An index that is negative or not below numSessions prints \"Invalid array index.\" and gives None.",
-            IN(index, int), IN(entry, DVMirrorSession const *)),
+            INDEX(index), IN(entry, DVMirrorSession const *)),
         METHOD(get_first_session_entity, mirror::session_entity,
             "View of entity index of the pool that all sessions share, behind the last session; valid while the "
             "table lives. "
             "No index is refused: scripts keep it below numEntities.",
-            IN(index, int)),
+            INDEX_BELOW(numEntities, index)),
         METHOD(get_first_session, mirror::first_session,
             "View of the first session, directly behind the header, whether or not the table holds any; valid "
             "while the table lives.")));

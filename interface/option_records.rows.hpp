@@ -24,7 +24,8 @@ inline constexpr auto option_records = records(
             "Value behind the header: an unsigned 32-bit integer or a terminated text, read with get_option_value; "
             "view into the record, valid while it lives."),
         METHOD(get_option_name, runtime_options::name,
-            "Name of the option, as runtimeOptionNames has it for type; None for a type without a name."),
+            "Name of the option, as runtimeOptionNames has it for type; None for a type without a name.",
+            OR_NONE),
         METHOD(get_option_value, runtime_options::value,
             "Value of the option: an unsigned integer for types up to 15, else the bytes of its text up to the "
             "terminator.")),
@@ -32,6 +33,7 @@ inline constexpr auto option_records = records(
     RECORD(VSRuntimeOptions,
         "A runtime options buffer: its length, then option entries. "
         "new_VSRuntimeOptions(n) allocates n bytes without clearing them and stores n in totalLength.",
+        YIELDS(VSRuntimeOptionHeader),
         COUNTED(1, 0, totalLength),
         FIELD(0, totalLength, qel_uint32,
             "Length of the buffer in bytes including this field, at most VS_CHARDEV_MAX_RUNTIME_OPTIONS_LENGTH "
@@ -43,7 +45,7 @@ inline constexpr auto option_records = records(
         METHOD(get_next_option, runtime_options::next,
             "View of the entry behind hdr, its length bytes further on; None when that is not before totalLength. "
             "An entry of length 0 gives itself.",
-            IN_PRESENT(hdr, VSRuntimeOptionHeader *)),
+            IN_PRESENT(hdr, VSRuntimeOptionHeader *), OR_NONE),
         METHOD(set_options_length, runtime_options::set_length,
             "Sets totalLength to n + 4, for n bytes of entries.",
             IN(n, int)),
@@ -52,13 +54,13 @@ inline constexpr auto option_records = records(
             "written, when that is not before totalLength. "
             "The entry takes the low 16 bits of type; name is only checked to be text. "
             "The buffer is not enlarged: totalLength must not exceed its capacity.",
-            IN_PRESENT(hdr, VSRuntimeOptionHeader *), IN(name, char *), IN(type, int), IN(value, int)),
+            IN_PRESENT(hdr, VSRuntimeOptionHeader *), IN(name, char *), IN(type, int), IN(value, int), OR_NONE),
         METHOD(add_str_option, runtime_options::add_text,
             "Writes an entry with a copy of a text of at most 127 bytes at hdr, text length + 5 bytes in all, and "
             "returns the view of the position behind it; None, and nothing written, when that is not before "
             "totalLength, when the text is longer, or when it is None. "
             "The entry takes the low 16 bits of type; name is only checked to be text.",
-            IN_PRESENT(hdr, VSRuntimeOptionHeader *), IN(name, char *), IN(type, int), IN(value, char *))),
+            IN_PRESENT(hdr, VSRuntimeOptionHeader *), IN(name, char *), IN(type, int), IN(value, char *), OR_NONE)),
 
     RECORD(RTM_Portset,
         "One switch (port set) in a save-and-restore request, with two mode words of the enhanced datapath (136 "
@@ -74,6 +76,7 @@ inline constexpr auto option_records = records(
     RECORD(RTMIOCtlQuery,
         "Save-and-restore request over switches for VSQEL_RTMOp; packed. "
         "alloc_rtm_query(n) allocates 136 * n + 9 bytes and stores n in numPortsets.",
+        COUNTED_AS(RtmSwitches),
         FIELD(0, numPortsets, qel_uint32,
             "Number of RTM_Portset entries that follow; bounds the index of __getitem__ and __setitem__."),
         FIELD(4, isQBRV, qel_Bool,
@@ -88,11 +91,11 @@ inline constexpr auto option_records = records(
         METHOD(__getitem__, RtmSwitches::get,
             "View of entry index, valid while the table lives; changes through it change the table. "
             "An index that is negative or not below numPortsets prints \"Invalid array index.\" and gives None.",
-            IN(index, int)),
+            INDEX(index), OR_NONE),
         METHOD(__setitem__, RtmSwitches::set,
             "Copies a whole RTM_Portset into entry index; None for the entry raises ValueError. "
             "An index that is negative or not below numPortsets prints \"Invalid array index.\" and gives None.",
-            IN(index, int), IN(entry, RTM_Portset const *))),
+            INDEX(index), IN(entry, RTM_Portset const *))),
 
     RECORD(RTM_ModInfo, "One module entry of a save-and-restore request; packed (5 bytes).",
         FIELD(0, isFromMod, qel_Bool,
@@ -102,6 +105,7 @@ inline constexpr auto option_records = records(
     RECORD(RTMModIOCtlQuery,
         "Save-and-restore request over modules of one switch for VSQEL_RTMModOp. "
         "alloc_rtm_mod_query(n) allocates 5 * n + 132 bytes and stores n in numMod.",
+        COUNTED_AS(RtmModules),
         FIELD(0, numMod, qel_uint32,
             "Number of RTM_ModInfo entries that follow; bounds the index of __getitem__ and __setitem__."),
         FIELD(4, psName, char [128],
@@ -112,11 +116,11 @@ inline constexpr auto option_records = records(
         METHOD(__getitem__, RtmModules::get,
             "View of entry index, valid while the table lives; changes through it change the table. "
             "An index that is negative or not below numMod prints \"Invalid array index.\" and gives None.",
-            IN(index, int)),
+            INDEX(index), OR_NONE),
         METHOD(__setitem__, RtmModules::set,
             "Copies a whole RTM_ModInfo into entry index; None for the entry raises ValueError. "
             "An index that is negative or not below numMod prints \"Invalid array index.\" and gives None.",
-            IN(index, int), IN(entry, RTM_ModInfo const *))),
+            INDEX(index), IN(entry, RTM_ModInfo const *))),
 
     RECORD(RTMPortIOCtlQuery,
         "Save-and-restore request for one port: the world that owns it, its identifier and its kind; packed (9 bytes).",

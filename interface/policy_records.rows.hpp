@@ -23,7 +23,7 @@ inline constexpr auto policy_records = records(
         METHOD(__getitem__, Run<VSPvlanMapEntry>::get,
             "Copy of record index of the run that starts here; the proxy owns the copy. "
             "No index is refused: scripts keep it within the count that came with the run.",
-            IN(index, int))),
+            INDEX(index))),
 
     RECORD(VSForwardingMode, "Which versions of IP a switch forwards.",
         FIELD(0, forwardingMode, ForwardingMode,
@@ -43,6 +43,7 @@ inline constexpr auto policy_records = records(
     RECORD(VSPortVlanPolicy,
         "VLAN policy of a port: flags and the access VLAN ID, followed directly by numRanges trunk ranges of 4 bytes "
         "each.",
+        COUNTED_BY(numRanges, get_vid_range),
         FIELD(0, flags, qel_uint16, "How the port uses VLANs, VSPORT_VLAN_* flags."),
         FIELD(2, vlanID, qel_uint16, "Access VLAN ID of the port, 0 to 4095 (IEEE 802.1Q)."),
         FIELD(4, pad, qel_uint16, "Unused padding; keeps the following field at its offset."),
@@ -53,7 +54,7 @@ inline constexpr auto policy_records = records(
         METHOD(get_vid_range, PortVlanRanges::get,
             "Copy of trunk range index; the proxy owns the copy. "
             "No index is refused: scripts keep it below numRanges.",
-            IN(index, int))),
+            INDEX(index))),
 
     RECORD(VSPropSecurity, "Layer-2 security policy of a switch or port, a word of flags.",
         FIELD(0, flags, qel_uint32,
@@ -74,6 +75,7 @@ inline constexpr auto policy_records = records(
     RECORD(VSUplinkPorts,
         "Counted list of uplink port names in slots of 81 bytes. "
         "new_VSUplinkPorts(n) allocates 81 * n + 4 bytes without clearing them and stores n in nUplinkPorts.",
+        COUNTED_AS(UplinkPortNames),
         COUNTED(81, 4, nUplinkPorts),
         FIELD(0, nUplinkPorts, qel_uint32,
             "Number of name slots that follow; it is the length of the list and bounds the index of __getitem__ and "
@@ -85,16 +87,17 @@ inline constexpr auto policy_records = records(
         METHOD(__getitem__, UplinkPortNames::get,
             "Name of the uplink in slot index, a text of at most 81 bytes. "
             "An index that is negative or not below nUplinkPorts prints \"Invalid array index.\" and gives None.",
-            IN(index, int)),
+            INDEX(index), OR_NONE),
         METHOD(__setitem__, UplinkPortNames::set,
             "Copies at most 81 bytes of text into slot index; a text that fills the slot is left without a "
             "terminator, a shorter one is padded with zeros, None clears the slot. "
             "An index that is negative or not below nUplinkPorts prints \"Invalid array index.\" and gives None.",
-            IN(index, int), IN(text, char const *))),
+            INDEX(index), IN(text, char const *))),
 
     RECORD(VSUplinkPortIds,
         "Counted list of uplink port identifiers in slots of 48 bytes. "
         "new_VSUplinkPortIds(n) allocates 48 * n + 4 bytes without clearing them and stores n in nUplinkPorts.",
+        COUNTED_AS(UplinkPortIds),
         COUNTED(48, 4, nUplinkPorts),
         FIELD(0, nUplinkPorts, qel_uint32,
             "Number of identifier slots that follow; it is the length of the list and bounds the index of "
@@ -106,16 +109,17 @@ inline constexpr auto policy_records = records(
         METHOD(__getitem__, UplinkPortIds::get,
             "Identifier of the uplink port in slot index, a text of at most 48 bytes. "
             "An index that is negative or not below nUplinkPorts prints \"Invalid array index.\" and gives None.",
-            IN(index, int)),
+            INDEX(index), OR_NONE),
         METHOD(__setitem__, UplinkPortIds::set,
             "Copies at most 48 bytes of text into slot index; a text that fills the slot is left without a "
             "terminator, a shorter one is padded with zeros, None clears the slot. "
             "An index that is negative or not below nUplinkPorts prints \"Invalid array index.\" and gives None.",
-            IN(index, int), IN(text, char const *))),
+            INDEX(index), IN(text, char const *))),
 
     RECORD(VSTeamPolicy,
         "NIC teaming policy of a switch or port: how traffic spreads over the uplinks, when an uplink counts as "
         "failed, and which uplinks take part (2616 bytes).",
+        COUNTED_BY_BOTH(numActive, numStandby, 32),
         FIELD(0, loadBalance, qel_uint32, "How an uplink is chosen for a packet, one of TEAM_FRP_TYPE_*."),
         FIELD(4, linkCriteria, qel_uint32,
             "What makes an uplink count as failed, TEAM_FRP_CRIT_* flags; percentError, fullDuplex and speed are "
@@ -142,17 +146,18 @@ inline constexpr auto policy_records = records(
             "Name of the uplink in slot index, a text of at most 81 bytes. "
             "An index above 31 prints \"Invalid array index.\" and gives None; a negative one is not refused and "
             "reaches the bytes before the first slot.",
-            IN(index, int)),
+            INDEX(index), OR_NONE),
         METHOD(__setitem__, TeamUplinkNames::set,
             "Copies at most 81 bytes of text into slot index; a text that fills the slot is left without a "
             "terminator, a shorter one is padded with zeros, None clears the slot. "
             "An index above 31 prints \"Invalid array index.\" and gives None; a negative one is not refused and "
             "reaches the bytes before the first slot.",
-            IN(index, int), IN(text, char const *))),
+            INDEX(index), IN(text, char const *))),
 
     RECORD(LSTeamPolicy,
         "Named teaming policy for logical switches: as VSTeamPolicy, without the parameters of the link criteria "
         "(2748 bytes).",
+        COUNTED_BY_BOTH(numActive, numStandby, 32),
         FIELD(0, name, char [(32*4) +8], "Name by which ports select the policy, at most 135 bytes of text."),
         FIELD(136, loadBalance, qel_uint32, "How an uplink is chosen for a packet, one of TEAM_FRP_TYPE_*."),
         FIELD(140, linkCriteria, qel_uint32, "What makes an uplink count as failed, TEAM_FRP_CRIT_* flags."),
@@ -170,17 +175,18 @@ inline constexpr auto policy_records = records(
             "Name of the uplink in slot index, a text of at most 81 bytes. "
             "An index above 31 prints \"Invalid array index.\" and gives None; a negative one is not refused and "
             "reaches the bytes before the first slot.",
-            IN(index, int)),
+            INDEX(index), OR_NONE),
         METHOD(__setitem__, LogicalSwitchTeamUplinkNames::set,
             "Copies at most 81 bytes of text into slot index; a text that fills the slot is left without a "
             "terminator, a shorter one is padded with zeros, None clears the slot. "
             "An index above 31 prints \"Invalid array index.\" and gives None; a negative one is not refused and "
             "reaches the bytes before the first slot.",
-            IN(index, int), IN(text, char const *))),
+            INDEX(index), IN(text, char const *))),
 
     RECORD(LSTeamTable,
         "Counted list of LSTeamPolicy records (2748 bytes each); alloc_ls_team_table(n) allocates 2748 * n + 4 bytes "
         "and stores n in numLSTeam.",
+        COUNTED_AS(LogicalSwitchTeams),
         FIELD(0, numLSTeam, qel_uint32,
             "Number of policies that follow; bounds the index of __getitem__ and __setitem__."),
         FIELD(4, lsTeamPolicy, LSTeamPolicy [0],
@@ -189,11 +195,11 @@ inline constexpr auto policy_records = records(
         METHOD(__getitem__, LogicalSwitchTeams::get,
             "View of policy index, valid while the table lives; changes through it change the table. "
             "An index that is negative or not below numLSTeam prints \"Invalid array index.\" and gives None.",
-            IN(index, int)),
+            INDEX(index), OR_NONE),
         METHOD(__setitem__, LogicalSwitchTeams::set,
             "Copies a whole LSTeamPolicy into policy index; None for the entry raises ValueError. "
             "An index that is negative or not below numLSTeam prints \"Invalid array index.\" and gives None.",
-            IN(index, int), IN(entry, LSTeamPolicy const *))),
+            INDEX(index), IN(entry, LSTeamPolicy const *))),
 
     RECORD(VSPMACLearning,
         "MAC learning policy of a port: whether it learns and floods, and what happens when it has learned enough; "
@@ -223,6 +229,7 @@ inline constexpr auto policy_records = records(
     RECORD(VSUserMcastLegacyKeys,
         "Counted list of multicast hardware addresses set by the user: a one-byte count followed directly by the "
         "addresses.",
+        COUNTED_BY(numEntries, get_mac_entry),
         FIELD(0, numEntries, qel_uint8,
             "Number of addresses that follow, at most VS_MULTICAST_USER_ENTRIES_MAX (25); get_mac_entry does not "
             "check it."),
@@ -232,7 +239,7 @@ inline constexpr auto policy_records = records(
         METHOD(get_mac_entry, LegacyMulticastMacs::get,
             "Multicast address index as lower-case MAC text. "
             "No index is refused: scripts keep it below numEntries.",
-            IN(index, int))),
+            INDEX(index))),
 
     RECORD(OrvPRPTunablesData,
         "Tunables of the parallel redundancy protocol (IEC 62439-3) in the enhanced datapath, the value of the "

@@ -40,7 +40,7 @@ inline constexpr auto status_records = records(
             "Copy of record index of the run that starts here, such as the one that VSMACTable.macEntries gives; the "
             "proxy owns the copy. "
             "No index is refused: scripts keep it within the count that came with the run.",
-            IN(index, int)),
+            INDEX(index)),
         METHOD(set_mac_address, set_entry_mac,
             "Sets macAddress from the first six bytes of a bytes-like object; scripts pass exactly six, a shorter "
             "object is read past its end.",
@@ -56,9 +56,10 @@ inline constexpr auto status_records = records(
             "Sets the address in row index, 6 * index bytes into the record, from the first six bytes of a "
             "bytes-like object; scripts pass exactly six, a shorter object is read past its end. "
             "No index is refused: scripts keep it below VS_MULTICAST_USER_ENTRIES_MAX (25).",
-            IN(index, int), SIX_BYTES(mac))),
+            INDEX_WITHIN(25, index), SIX_BYTES(mac))),
 
     RECORD(VSMACTable, "Counted list of VSMACEntry records (26 bytes each), as the MAC table queries return it.",
+        COUNTED_BY(numEntries, macEntries),
         FIELD(0, totalEntries, qel_uint32,
             "Number of addresses of all types in the table that was queried, also those that this list does not "
             "hold."),
@@ -120,12 +121,13 @@ inline constexpr auto status_records = records(
             "Copy of record index of the run that starts here, such as the one that "
             "VSMACLearningStats.macLearningEntries gives; the proxy owns the copy. "
             "No index is refused: scripts keep it within the count that came with the run.",
-            IN(index, int)),
+            INDEX(index)),
         METHOD(get_mac_learning_stats, port_mac_learning_stats, "Copy of portStats; the proxy owns the copy.")),
 
     RECORD(VSMACLearningStats,
         "Counted list of VSPMACLearningStatsPortInfo records (32 bytes each): the MAC learning counters of a switch "
         "port by port.",
+        COUNTED_BY(numEntries, macLearningEntries),
         FIELD(0, totalEntries, qel_uint32,
             "Number of ports of the switch that have such counters, also those that this list does not hold."),
         FIELD(4, numEntries, qel_uint32,
@@ -173,11 +175,12 @@ inline constexpr auto status_records = records(
             "Copy of record index of the run that starts here, such as the one that "
             "VSMACLearningEntries.portMACLearningEntries gives; the proxy owns the copy. "
             "No index is refused: scripts keep it within the count that came with the run.",
-            IN(index, int)),
+            INDEX(index)),
         METHOD(get_mac_learning_config, port_mac_learning, "Copy of portMACLearning; the proxy owns the copy.")),
 
     RECORD(VSMACLearningEntries,
         "Counted list of VSPMACLearningInfo records (14 bytes each): the MAC learning policy of a switch port by port.",
+        COUNTED_BY(numEntries, portMACLearningEntries),
         FIELD(0, totalEntries, qel_uint32,
             "Number of ports of the switch that have such a policy, also those that this list does not hold."),
         FIELD(4, numEntries, qel_uint32,
@@ -198,12 +201,13 @@ inline constexpr auto status_records = records(
             "Copy of record index of the run that starts here, such as the one that VSL2Security.portSecEntries "
             "gives; the proxy owns the copy. "
             "No index is refused: scripts keep it within the count that came with the run.",
-            IN(index, int)),
+            INDEX(index)),
         METHOD(get_port_sec, port_security, "Copy of l2SecPortInfo; the proxy owns the copy.")),
 
     RECORD(VSL2Security,
         "Counted list of VSPropSecurityPortInfo records (8 bytes each): the layer-2 security policy of a switch port "
         "by port.",
+        COUNTED_BY(numEntries, portSecEntries),
         FIELD(0, totalEntries, qel_uint32,
             "Number of ports of the switch that have such a policy, also those that this list does not hold."),
         FIELD(4, numEntries, qel_uint32,
@@ -274,6 +278,7 @@ inline constexpr auto status_records = records(
 
     RECORD(VSList,
         "List of switch names in fixed-width slots behind an 8-byte header; VSQEL_GetSwitchesPy returns one.",
+        COUNTED_AS(SwitchNames),
         FIELD(0, count, qel_int32,
             "Number of switch names that follow; signed, and the upper bound of the index of __getitem__."),
         FIELD(4, listType, VSListType,
@@ -286,7 +291,7 @@ inline constexpr auto status_records = records(
             "Name index: slots of 128 bytes when listType is VS_LIST_PS, else of 81 bytes. "
             "An index not below count prints \"Invalid array index\" and a line end and gives None; a negative one "
             "is not refused and reads the bytes before the first name.",
-            IN(index, int))),
+            INDEX(index), OR_NONE)),
 
     RECORD(VSInfo,
         "Size, limits, names and flags of one switch. "
@@ -330,6 +335,7 @@ inline constexpr auto status_records = records(
         FIELD(104, droppedRx, qel_uint64, "Packets dropped on their way in the receive direction.")),
 
     RECORD(VSPortList, "The ports of a switch: a count and that many numeric port identifiers.",
+        COUNTED_BY(numPorts, ports),
         FIELD(0, numPorts, qel_uint32, "Number of port identifiers that follow the record's fixed part."),
         FIELD(4, ports, qel_SwitchPortID [0],
             "First of the numPorts identifiers of four bytes each; view into the record, valid while it lives.")),
@@ -418,7 +424,7 @@ inline constexpr auto status_records = records(
             "Copy of record index of the run that starts here, such as the one that "
             "VSStaticLeCtxEntries.staticLECtxEntries gives; the proxy owns the copy. "
             "No index is refused: scripts keep it within the count that came with the run.",
-            IN(index, int)),
+            INDEX(index)),
         METHOD(set_mac_address, set_static_entry_mac,
             "Sets macAddress from the first six bytes of a bytes-like object; scripts pass exactly six, a shorter "
             "object is read past its end.",
@@ -427,11 +433,12 @@ inline constexpr auto status_records = records(
             "Word index of the 64 words of vlanBitmap as an unsigned 64-bit integer: bit b stands for VLAN ID 64 * "
             "index + b. "
             "No index is refused: scripts keep it within 0 to 63.",
-            IN(index, int))),
+            INDEX_WITHIN(64, index))),
 
     RECORD(VSStaticLeCtxEntries,
         "Counted list of VSStaticLEEntry records (529 bytes each), as VSQEL_GetStaticLectx and "
         "VSQEL_GetPortStaticLectx return it.",
+        COUNTED_BY(numEntries, staticLECtxEntries),
         FIELD(0, totalEntries, qel_uint32,
             "Number of static entries of the switch or port, also those that this list does not hold."),
         FIELD(4, numEntries, qel_uint32,
@@ -465,6 +472,7 @@ inline constexpr auto status_records = records(
         "Counted list of uplinks (36 bytes each). "
         "new_VSUplinks(n) allocates only 32 * n + 8 bytes and stores n in numEntries, so its block has room for fewer "
         "than n entries.",
+        COUNTED_AS(UplinkNames),
         COUNTED(32, 8, numEntries),
         FIELD(0, totalEntries, qel_uint32,
             "Number of the switch's uplinks with a physical NIC, also those that this list does not hold."),
@@ -478,12 +486,12 @@ inline constexpr auto status_records = records(
         METHOD(__getitem__, UplinkNames::get,
             "Name of the uplink in slot index, a text of at most 32 bytes. "
             "An index that is negative or not below numEntries prints \"Invalid array index.\" and gives None.",
-            IN(index, int)),
+            INDEX(index), OR_NONE),
         METHOD(__setitem__, UplinkNames::set,
             "Copies at most 32 bytes of text into slot index; a text that fills the slot is left without a "
             "terminator, a shorter one is padded with zeros, None clears the slot. "
             "An index that is negative or not below numEntries prints \"Invalid array index.\" and gives None.",
-            IN(index, int), IN(text, char const *))),
+            INDEX(index), IN(text, char const *))),
 
     RECORD_UNTAGGED(VSUplinks_entries, "One uplink of VSUplinks: its name and its port identifier (36 bytes).",
         FIELD(0, name, qel_Name *,
@@ -494,6 +502,7 @@ inline constexpr auto status_records = records(
 
     RECORD(VSLAGStatus,
         "Status of one link aggregation group (IEEE 802.1AX), followed directly by numUplinks names of 32 bytes each.",
+        COUNTED_AS(LagUplinkNames),
         FIELD(0, state, qel_LinkState,
             "Whether the group as a whole has a link, QEL_LINK_STATE_UP or QEL_LINK_STATE_DOWN."),
         FIELD(4, id, qel_uint32,
@@ -512,12 +521,12 @@ inline constexpr auto status_records = records(
         METHOD(__getitem__, LagUplinkNames::get,
             "Name of the uplink in slot index, a text of at most 32 bytes. "
             "An index that is negative or not below numUplinks prints \"Invalid array index.\" and gives None.",
-            IN(index, int)),
+            INDEX(index), OR_NONE),
         METHOD(__setitem__, LagUplinkNames::set,
             "Copies at most 32 bytes of text into slot index; a text that fills the slot is left without a "
             "terminator, a shorter one is padded with zeros, None clears the slot. "
             "An index that is negative or not below numUplinks prints \"Invalid array index.\" and gives None.",
-            IN(index, int), IN(text, char const *)),
+            INDEX(index), IN(text, char const *)),
         METHOD(vs_lag_table_next_lag, lag::next,
             "View of the LAG status directly behind the last uplink name of this one. "
             "The end of the table is not noticed: scripts take numLAGs steps."),
@@ -525,10 +534,11 @@ inline constexpr auto status_records = records(
         METHOD(get_uplink_name, LagUplinkNames::get_silently,
             "Name of uplink index, a text of at most 32 bytes; None, without a message, for an index that is "
             "negative or not below numUplinks.",
-            IN(index, int))),
+            IN(index, int), OR_NONE)),
 
     RECORD(VSLAGTable,
         "Header of the link aggregation table (IEEE 802.1AX), followed by VSLAGStatus records of different lengths.",
+        COUNTED_BY(numLAGs), YIELDS(VSLAGStatus),
         FIELD(0, numLAGs, qel_uint32,
             "Number of VSLAGStatus records that follow, at most VS_MAX_LAGS (32); walk them with "
             "vs_lag_table_first_lag and VSLAGStatus.vs_lag_table_next_lag, which test no end."),
@@ -538,6 +548,7 @@ inline constexpr auto status_records = records(
 
     RECORD(VSPromiscSessionActiveDsts,
         "Counted list of the ports to which the promiscuous mirror session delivers at present.",
+        COUNTED_AS(ActiveDestinations),
         FIELD(0, totalEntries, qel_uint32,
             "Number of active destination ports, also those that this list does not hold."),
         FIELD(4, numEntries, qel_uint32,
@@ -548,14 +559,15 @@ inline constexpr auto status_records = records(
         METHOD(__getitem__, active_destination,
             "Numeric identifier of destination port index. "
             "An index that is negative or not below numEntries prints \"Invalid array index.\" and gives 0.",
-            IN(index, int)),
+            INDEX(index)),
         METHOD(__setitem__, set_active_destination,
             "Stores the numeric identifier of destination port index. "
             "An index that is negative or not below numEntries prints \"Invalid array index.\" and stores nothing.",
-            IN(index, int), IN(port, qel_SwitchPortID))),
+            INDEX(index), IN(port, qel_SwitchPortID))),
 
     RECORD(VSDVMirrorSessionIDs,
         "Counted list of the identifiers of the mirror sessions of a switch, in slots of 32 bytes.",
+        COUNTED_AS(MirrorSessionIds),
         FIELD(0, totalEntries, qel_uint32,
             "Number of mirror sessions of the switch, also those that this list does not hold."),
         FIELD(4, numEntries, qel_uint32, "Number of session identifiers that follow; bounds the index of __getitem__."),
@@ -565,7 +577,7 @@ inline constexpr auto status_records = records(
         METHOD(__getitem__, MirrorSessionIds::get,
             "Identifier of mirror session index, a text of at most 32 bytes. "
             "An index that is negative or not below numEntries prints \"Invalid array index.\" and gives None.",
-            IN(index, int))),
+            INDEX(index), OR_NONE)),
 
     RECORD(VSDVMirrorSessionStats,
         "Packet counters of one mirror session, with the session's display name; packed (121 bytes).",
@@ -585,6 +597,7 @@ inline constexpr auto status_records = records(
     RECORD(VSMcastFilters,
         "Counted list of the multicast filters of a port. "
         "MAC, IPv4 and IPv6 addresses share one storage area; the filter kind of the query tells which view holds.",
+        COUNTED_BY(numEntries),
         FIELD(0, totalEntries, qel_uint32,
             "Number of filters of the port, also those that this list does not hold."),
         FIELD(4, numEntries, qel_uint32,
@@ -602,19 +615,20 @@ inline constexpr auto status_records = records(
         METHOD(get_mac_entry, FilterMacs::get,
             "Entry index as lower-case MAC text, when the list holds hardware addresses. "
             "No index is refused: scripts keep it below numEntries.",
-            IN(index, int)),
+            INDEX(index)),
         METHOD(get_ip_entry, FilterIpv4s::get,
             "Entry index as dotted IPv4 text, when the list holds IPv4 addresses. "
             "No index is refused: scripts keep it below numEntries.",
-            IN(index, int)),
+            INDEX(index)),
         METHOD(get_ipv6_entry, FilterIpv6s::get,
             "Entry index as IPv6 text, when the list holds IPv6 addresses. "
             "No index is refused: scripts keep it below numEntries.",
-            IN(index, int))),
+            INDEX(index))),
 
     RECORD(VSMcastFilterStats,
         "State of one multicast group on a port, followed by its source addresses; IPv4 and IPv6 addresses share one "
         "storage area, as the filter mode of the query tells.",
+        COUNTED_BY(numEntries),
         FIELD(0, version, qel_uint32,
             "Version of the group membership protocol in use for the group (IGMP: 1 to 3, MLD: 1 or 2)."),
         FIELD(4, srcIPFilterMode, qel_uint32,
@@ -639,11 +653,11 @@ inline constexpr auto status_records = records(
         METHOD(get_ip_entry, SourceIpv4s::get,
             "Source address index as dotted IPv4 text, when the group is an IPv4 one. "
             "No index is refused: scripts keep it below numEntries.",
-            IN(index, int)),
+            INDEX(index)),
         METHOD(get_ipv6_entry, SourceIpv6s::get,
             "Source address index as IPv6 text, when the group is an IPv6 one. "
             "No index is refused: scripts keep it below numEntries.",
-            IN(index, int))));
+            INDEX(index))));
 
 }  // namespace vswitchpy
 

@@ -17,7 +17,8 @@ inline constexpr auto switch_queries = calls(
         REMARKS(
             "The steps of a switch, in their order: REG_SAVE (or REG_SAVE_DUALLOAD and PREDUALLOAD), SAVE, "
             "BLOCKPORTS, PS_UPGRADE, PORT_UPGRADE, REG_RESTORE (or REG_RESTORE_DUALLOAD), RESTORE, "
-            "RESTORE_COMPLETE; COMPLETE ends it at any time. maxAllowedOutage is in milliseconds, 0 for any.")),
+            "RESTORE_COMPLETE; COMPLETE ends it at any time. "
+            "maxAllowedOutage is in milliseconds, 0 for any.")),
     CALL(VSQEL_RTMModOp,
         "Carries out one step of save and restore (RTM) for modules of one switch.",
         IN(query, RTMModIOCtlQuery *,
@@ -30,13 +31,12 @@ inline constexpr auto switch_queries = calls(
         "Blocks a port while its switch is saved and restored (RTM), or lets it pass traffic again.",
         IN(world_id, qel_WorldID, "world (execution context on the host) that owns the port, a signed 32-bit number"),
         IN(port_id, qel_SwitchPortID, "numeric identifier of the port, unsigned"),
-        IN(block, qel_Bool,
-            "0 to unblock, any other byte to block (the text 0 is byte 48 and so blocks)")),
+        IN(block, qel_Bool, "0 to unblock, any other byte to block (the text 0 is byte 48 and so blocks)")),
     CALL(VSQEL_GetRuntimeOptions,
         "Reads runtime options of the switches (IGMP and MLD snooping, reverse ARP, reverse-path check, teaming).",
         IN(types, qel_uint16 const *, "pointer to count option types of 16 bits each, VS_RT_OPT_*"),
-        IN(count, qel_uint16, "at most 65535, else OverflowError"),
-        OUT(options, VSRuntimeOptions **),
+        LENGTH_OF(types, IN(count, qel_uint16, "at most 65535, else OverflowError")),
+        OUT(options, VSRuntimeOptions **), HANDS_OUT(VSQEL_FreeMemory),
         REMARKS(
             "Gives [status, options]: a VSRuntimeOptions buffer with one entry for each option, walked with "
             "get_first_option and get_next_option, not owned by its proxy: release it with VSQEL_FreeMemory. "
@@ -50,8 +50,9 @@ inline constexpr auto switch_queries = calls(
             "caller's"),
         REMARKS(
             "Intervals and durations are in seconds, TeamPolicyUpDelay in milliseconds; switches are 0 or 1, "
-            "addresses texts. All are set or none; options that are not in the buffer stay as they were. They hold "
-            "for all switches until the next boot.")),
+            "addresses texts. "
+            "All are set or none; options that are not in the buffer stay as they were. "
+            "They hold for all switches until the next boot.")),
     CALL(VSQEL_GetGlobalMACLearningProps,
         "Reads the MAC learning properties that hold for all switches: aging time in seconds, address limit, and how "
         "static addresses are treated.",
@@ -67,6 +68,7 @@ inline constexpr auto switch_queries = calls(
     CALL(VSQEL_FreeMemory,
         "Releases a record or list that a call returned.",
         IN(memory, void *, "any proxy, whatever its type, or None, which is ignored"),
+        TAKES_BACK,
         REMARKS(
             "Gives None. "
             "The proxy still holds the released address: neither it nor views into the record must be used or "
@@ -78,15 +80,15 @@ inline constexpr auto switch_queries = calls(
         IN(list_type, VSListType,
             "VS_LIST_PS for port-set names in slots of 128 bytes, VS_LIST_DVS_ALIAS for aliases in slots of 81 "
             "bytes"),
-        IN(list, VSList **,
+        GIVEN_BACK_BY(VSQEL_FreeMemory, IN(list, VSList **,
             "storage for a VSList pointer that the caller provides; the list stored there is released with "
-            "VSQEL_FreeMemory"),
+            "VSQEL_FreeMemory")),
         REMARKS(
             "Gives the bare status. "
             "QEL_BAD_PARAM: another list_type, or no storage.")),
     CALL(VSQEL_GetSwitchInfo,
         "Describes a switch.",
-        IN(switch_name, char const *), OUT(info, VSInfo **),
+        IN(switch_name, char const *), OUT(info, VSInfo **), HANDS_OUT(VSQEL_FreeMemory),
         REMARKS(
             "Gives [status, info]: a VSInfo with the MTU in effect, the valid VLAN IDs (1 to 4094), the numbers of "
             "active ports and of ports at most, the alias in dvsName, the switch identifier in hnqID and the "
@@ -102,8 +104,7 @@ inline constexpr auto switch_queries = calls(
     CALL(VSQEL_RefreshDevNUMAInfo,
         "Makes a switch look up again on which NUMA node (processor and memory group) each of its uplink devices "
         "sits, for teaming that prefers near uplinks (runtime option VS_RT_OPT_TEAMING_NUMA_AWARE).",
-        IN(switch_name, char const *,
-            "alias, port-set name or identifier of the switch")),
+        IN(switch_name, char const *)),
     CALL(VSQEL_DVSAliasToSwitchId,
         "Looks up the identifier of a switch by its alias, but gives only the status: the library writes into a "
         "temporary copy of switch_id, which is not returned.",
@@ -115,7 +116,7 @@ inline constexpr auto switch_queries = calls(
             "VSQEL_GetSwitchInfo returns the identifier in hnqID.")),
     CALL(VSQEL_GetUplinks,
         "Lists the physical NICs behind the uplink ports of a switch, in the order of the uplink ports.",
-        IN(switch_name, char const *), OUT(uplinks, VSUplinks **),
+        IN(switch_name, char const *), OUT(uplinks, VSUplinks **), HANDS_OUT(VSQEL_FreeMemory),
         REMARKS(
             "Gives [status, uplinks]: a VSUplinks with the name of each NIC and the numeric identifier of its "
             "port; uplink ports without a NIC are left out; not owned by its proxy: release it with "
@@ -153,15 +154,16 @@ inline constexpr auto switch_queries = calls(
         IN(uplink, char const *, "name of the uplink, without its switch"),
         OUT_TEXT(dvport_id, 48),
         REMARKS(
-            "Gives [status, dvport_id]: the identifier of the port, at most 48 bytes of text; of several uplinks of "
-            "that name, that of the oldest switch.")),
+            "Gives [status, dvport_id]: the identifier of the port, at most 48 bytes of text; of several uplinks "
+            "of that name, that of the oldest switch.")),
     CALL(VSQEL_GetLAGTable,
         "Reads the link aggregation groups (LAGs, IEEE 802.1AX: several uplinks used as one) of a switch.",
-        IN(switch_name, char const *), OUT(table, VSLAGTable **),
+        IN(switch_name, char const *), OUT(table, VSLAGTable **), HANDS_OUT(VSQEL_FreeMemory),
         REMARKS(
             "Gives [status, table]: a VSLAGTable of numLAGs VSLAGStatus records of different lengths, walked with "
             "vs_lag_table_first_lag and vs_lag_table_next_lag, not owned by its proxy: release it with "
-            "VSQEL_FreeMemory. They come in the order of their numbers.")),
+            "VSQEL_FreeMemory. "
+            "They come in the order of their numbers.")),
     CALL(VSQEL_PortGetTeamUplinkHint,
         "Tells which uplink teaming would choose at present for traffic of a port.",
         IN(port_id, qel_SwitchPortID, "numeric identifier of the port, unsigned"),
@@ -171,7 +173,7 @@ inline constexpr auto switch_queries = calls(
     CALL(VSQEL_GetLSTeamingPolicyTable,
         "Reads the named teaming policies for logical switches that are in force on a running switch; "
         "VSDVS_GetLSTeamingPolicyTable reads the configured ones.",
-        IN(switch_name, char *), OUT(table, LSTeamTable **),
+        IN(switch_name, char *), OUT(table, LSTeamTable **), HANDS_OUT(VSQEL_FreeMemory),
         REMARKS(
             "Gives [status, table]: an LSTeamTable with numLSTeam policies, not owned by its proxy: release it "
             "with VSQEL_FreeMemory. "
@@ -198,22 +200,22 @@ inline constexpr auto switch_queries = calls(
         "and learned addresses, policy and counters of the uplink team.",
         IN(switch_name, char const *),
         IN(info, VSMACLearningSwitchInfo *,
-            "VSMACLearningSwitchInfo of the caller (new_VSMACLearningSwitchInfo), filled in place with the settings "
-            "in force and what is counted")),
+            "VSMACLearningSwitchInfo of the caller (new_VSMACLearningSwitchInfo), filled in place with the "
+            "settings in force and what is counted")),
     CALL(VSQEL_GetMACLearningAllPorts,
         "Reads the MAC learning policy in force on each port of a switch.",
-        IN(switch_name, char const *), OUT(entries, VSMACLearningEntries **),
+        IN(switch_name, char const *), OUT(entries, VSMACLearningEntries **), HANDS_OUT(VSQEL_FreeMemory),
         REMARKS(
             "Gives [status, entries]: a VSMACLearningEntries whose numEntries entries pair a numeric port "
-            "identifier with a VSPMACLearning, not owned by its proxy: release it with VSQEL_FreeMemory. It lists "
-            "the ports that are no uplinks, by their numbers.")),
+            "identifier with a VSPMACLearning, not owned by its proxy: release it with VSQEL_FreeMemory. "
+            "It lists the ports that are no uplinks, by their numbers.")),
     CALL(VSQEL_GetSwitchMACLearningStats,
         "Reads the MAC learning counters of a switch port by port.",
-        IN(switch_name, char const *), OUT(stats, VSMACLearningStats **),
+        IN(switch_name, char const *), OUT(stats, VSMACLearningStats **), HANDS_OUT(VSQEL_FreeMemory),
         REMARKS(
             "Gives [status, stats]: a VSMACLearningStats whose numEntries entries pair a numeric port identifier "
-            "with a VSPMACLearningStats, not owned by its proxy: release it with VSQEL_FreeMemory. It lists the "
-            "ports that are no uplinks, by their numbers.")),
+            "with a VSPMACLearningStats, not owned by its proxy: release it with VSQEL_FreeMemory. "
+            "It lists the ports that are no uplinks, by their numbers.")),
     CALL(VSQEL_GetPortMACLearningStats,
         "Reads the MAC learning counters of one port: addresses learned at present, packets let through or dropped "
         "unlearned, moves.",
@@ -229,22 +231,22 @@ inline constexpr auto switch_queries = calls(
         IN(address_type, VSMACAddrType,
             "kind of address, one of VS_MAC_ADDR_TYPE_*; one byte reaches the library, so that 256 means 0 "
             "(VS_MAC_ADDR_TYPE_STATIC)"),
-        OUT(table, VSMACTable **),
+        OUT(table, VSMACTable **), HANDS_OUT(VSQEL_FreeMemory),
         REMARKS(
             "Gives [status, table]: a VSMACTable with numEntries VSMACEntry records, not owned by its proxy: "
-            "release it with VSQEL_FreeMemory. It holds the addresses behind the ports, by type, address, VLAN and "
-            "overlay network.")),
+            "release it with VSQEL_FreeMemory. "
+            "It holds the addresses behind the ports, by type, address, VLAN and overlay network.")),
     CALL(VSQEL_GetTeamMACTable,
         "Reads the MAC addresses that a switch knows behind its uplink team, that is, in the physical network.",
         IN(switch_name, char const *),
         IN(address_type, VSMACAddrType,
             "kind of address, one of VS_MAC_ADDR_TYPE_*; one byte reaches the library, so that 256 means 0 "
             "(VS_MAC_ADDR_TYPE_STATIC)"),
-        OUT(table, VSMACTable **),
+        OUT(table, VSMACTable **), HANDS_OUT(VSQEL_FreeMemory),
         REMARKS(
             "Gives [status, table]: a VSMACTable with numEntries VSMACEntry records, not owned by its proxy: "
-            "release it with VSQEL_FreeMemory. It holds the addresses behind the uplinks, by type, address, VLAN "
-            "and overlay network.")),
+            "release it with VSQEL_FreeMemory. "
+            "It holds the addresses behind the uplinks, by type, address, VLAN and overlay network.")),
     CALL(VSQEL_GetPortMACTable,
         "Reads the MAC addresses that a switch knows behind one port.",
         IN(switch_name, char const *),
@@ -252,11 +254,11 @@ inline constexpr auto switch_queries = calls(
         IN(address_type, VSMACAddrType,
             "kind of address, one of VS_MAC_ADDR_TYPE_*; one byte reaches the library, so that 256 means 0 "
             "(VS_MAC_ADDR_TYPE_STATIC)"),
-        OUT(table, VSMACTable **),
+        OUT(table, VSMACTable **), HANDS_OUT(VSQEL_FreeMemory),
         REMARKS(
             "Gives [status, table]: a VSMACTable with numEntries VSMACEntry records, not owned by its proxy: "
-            "release it with VSQEL_FreeMemory. It holds the addresses at the port, by type, address, VLAN and "
-            "overlay network.")),
+            "release it with VSQEL_FreeMemory. "
+            "It holds the addresses at the port, by type, address, VLAN and overlay network.")),
     CALL(VSQEL_SetPortMACTable,
         "Adds an address to the MAC table of a port by hand, so that it need not be learned (VS_MAC_ADDR_TYPE_USER).",
         IN(switch_name, char const *),
@@ -264,8 +266,8 @@ inline constexpr auto switch_queries = calls(
         IN(entry, VSMACEntry const *,
             "VSMACEntry with the address, VLAN ID and overlay network (new_VSMACEntry, set_mac_address); only read"),
         REMARKS(
-            "Address, VLAN and overlay network count; the type is VS_MAC_ADDR_TYPE_USER or 0. The entry stays until "
-            "the next boot.")),
+            "Address, VLAN and overlay network count; the type is VS_MAC_ADDR_TYPE_USER or 0. "
+            "The entry stays until the next boot.")),
     CALL(VSQEL_ClearPortMACTable,
         "Removes an address from the MAC table of a port, as VSQEL_SetPortMACTable adds one.",
         IN(switch_name, char const *),
@@ -274,28 +276,30 @@ inline constexpr auto switch_queries = calls(
             "VSMACEntry that names the address, VLAN ID and overlay network to remove; only read"),
         REMARKS(
             "Removed is the entry with its address, VLAN and overlay network: one set by hand (type "
-            "VS_MAC_ADDR_TYPE_USER or 0), a learned one, or both (VS_MAC_ADDR_TYPE_ALL). None is QEL_BAD_PARAM.")),
+            "VS_MAC_ADDR_TYPE_USER or 0), a learned one, or both (VS_MAC_ADDR_TYPE_ALL). "
+            "None is QEL_BAD_PARAM.")),
     CALL(VSQEL_GetStaticLectx,
         "Reads the static entries of the logical switch forwarding table: addresses bound to a port, an overlay "
         "network and a set of VLANs without being learned.",
-        IN(switch_name, char const *), OUT(entries, VSStaticLeCtxEntries **),
+        IN(switch_name, char const *), OUT(entries, VSStaticLeCtxEntries **), HANDS_OUT(VSQEL_FreeMemory),
         REMARKS(
             "Gives [status, entries]: a VSStaticLeCtxEntries with numEntries VSStaticLEEntry records, not owned by "
-            "its proxy: release it with VSQEL_FreeMemory. There is one entry for all VLANs of an address: those of "
-            "clients and those set by hand, behind ports and uplinks.")),
+            "its proxy: release it with VSQEL_FreeMemory. "
+            "There is one entry for all VLANs of an address: those of clients and those set by hand, behind ports "
+            "and uplinks.")),
     CALL(VSQEL_GetPortStaticLectx,
         "Reads the static entries of the logical switch forwarding table that belong to one port.",
         IN(switch_name, char const *),
         IN(dvport_id, char const *, "identifier of the port"),
-        OUT(entries, VSStaticLeCtxEntries **),
+        OUT(entries, VSStaticLeCtxEntries **), HANDS_OUT(VSQEL_FreeMemory),
         REMARKS(
             "Gives [status, entries]: a VSStaticLeCtxEntries with numEntries VSStaticLEEntry records, not owned by "
-            "its proxy: release it with VSQEL_FreeMemory. There is one entry for all VLANs of an address: those of "
-            "the client and those set by hand.")),
+            "its proxy: release it with VSQEL_FreeMemory. "
+            "There is one entry for all VLANs of an address: those of the client and those set by hand.")),
     CALL(VSQEL_GetL2Security,
         "Reads the layer-2 security policy in force on each port of a switch: what is refused of promiscuous mode, "
         "changed and forged source addresses.",
-        IN(switch_name, char const *), OUT(security, VSL2Security **),
+        IN(switch_name, char const *), OUT(security, VSL2Security **), HANDS_OUT(VSQEL_FreeMemory),
         REMARKS(
             "Gives [status, security]: a VSL2Security whose numEntries entries pair a numeric port identifier with "
             "VSPORT_SECURITY_* flags, not owned by its proxy: release it with VSQEL_FreeMemory. "
@@ -322,7 +326,7 @@ inline constexpr auto switch_queries = calls(
         IN(mode, VSMcastFilterMode,
             "VS_MCAST_FILTER_MODE_LEGACY (hardware addresses), VS_MCAST_FILTER_MODE_IGMP (IPv4 groups) or "
             "VS_MCAST_FILTER_MODE_MLD (IPv6 groups)"),
-        OUT(filters, VSMcastFilters **),
+        OUT(filters, VSMcastFilters **), HANDS_OUT(VSQEL_FreeMemory),
         REMARKS(
             "Gives [status, filters]: a VSMcastFilters, read with get_mac_entry, get_ip_entry or get_ipv6_entry to "
             "match, not owned by its proxy: release it with VSQEL_FreeMemory. "
@@ -335,9 +339,9 @@ inline constexpr auto switch_queries = calls(
         IN(port_id, qel_SwitchPortID, "number of the port"),
         IN(mode, VSMcastFilterMode, "VS_MCAST_FILTER_MODE_IGMP or VS_MCAST_FILTER_MODE_MLD"),
         RAW(group,
-            "the binary address in bytes (4 or 16), passed unchecked: a short one is read past its end; any other "
-            "object reaches the library as null and raises SystemError after the call"),
-        OUT(stats, VSMcastFilterStats **),
+            "the binary address in bytes (4 or 16), of which a short one is read past its end; _libvswitch passes "
+            "any other object on as null and raises SystemError after the call"),
+        OUT(stats, VSMcastFilterStats **), HANDS_OUT(VSQEL_FreeMemory),
         REMARKS(
             "Gives [status, stats]: a VSMcastFilterStats, not owned by its proxy: release it with "
             "VSQEL_FreeMemory. "
@@ -346,7 +350,7 @@ inline constexpr auto switch_queries = calls(
             "QEL_BAD_PARAM: another mode.")),
     CALL(VSQEL_GetDVMirrorSessionIDs,
         "Lists the mirror sessions that run on a switch.",
-        IN(switch_name, char const *), OUT(session_ids, VSDVMirrorSessionIDs **),
+        IN(switch_name, char const *), OUT(session_ids, VSDVMirrorSessionIDs **), HANDS_OUT(VSQEL_FreeMemory),
         REMARKS(
             "Gives [status, session_ids]: a VSDVMirrorSessionIDs with numEntries identifiers, not owned by its "
             "proxy: release it with VSQEL_FreeMemory. "
@@ -365,7 +369,7 @@ inline constexpr auto switch_queries = calls(
     CALL(VSQEL_GetPromiscSessionActiveDsts,
         "Lists the ports that receive all traffic of a switch at present because their client is in promiscuous "
         "mode; internally they are the destinations of a mirror session.",
-        IN(switch_name, char const *), OUT(destinations, VSPromiscSessionActiveDsts **),
+        IN(switch_name, char const *), OUT(destinations, VSPromiscSessionActiveDsts **), HANDS_OUT(VSQEL_FreeMemory),
         REMARKS(
             "Gives [status, destinations]: a VSPromiscSessionActiveDsts with numEntries numeric port identifiers, "
             "not owned by its proxy: release it with VSQEL_FreeMemory. "

@@ -33,7 +33,8 @@ struct RecordObject {
   std::uint16_t source;  // 1 + position of the library call that handed the record out; 0: none did
   // Why the pointer alone does not say where the record is; 0 for most records.
   std::uint8_t state;
-  bool owned;  // while there is no proxy: whether the memory is freed with the instance
+  bool owned;         // while there is no proxy: whether the memory is freed with the instance
+  std::uint16_t run;  // of a view of an array whose elements its record counts: which one (run_in); 0: of none
 };
 
 // Bits of `state`.

@@ -29,6 +29,27 @@
   ::vswitchpy::Counted {                           \
     bytes_per_entry, fixed, offsetof(Self, member) \
   }
+// How many elements a record holds is said in a field, or is the sum of two fields with room for `room`. The elements
+// are those of an array, of a method that takes an index, or of __getitem__. COUNTED_AS takes the count from a pattern
+// of containers.hpp.
+#define COUNTED_BY(member, ...)                                                                    \
+  ::vswitchpy::Contents {                                                                          \
+    .counted = true, .count_offset = offsetof(Self, member) __VA_OPT__(, .elements = #__VA_ARGS__) \
+  }
+#define COUNTED_BY_BOTH(member, further, most)                                                                \
+  ::vswitchpy::Contents {                                                                                     \
+    .counted = true, .count_offset = offsetof(Self, member), .further_count_offset = offsetof(Self, further), \
+    .room = most                                                                                              \
+  }
+#define COUNTED_AS(pattern)                                             \
+  ::vswitchpy::Contents {                                               \
+    .counted = true, .count_offset = ::vswitchpy::pattern::count_offset \
+  }
+// What walking a record gives that has neither.
+#define YIELDS(record)  \
+  ::vswitchpy::Yields { \
+#record             \
+  }
 #define METHOD(name, function, ...) ::vswitchpy::method<&function, Self>(#name, self_type, __VA_ARGS__)
 
 // Each call is written CALL(function, "what it does", arguments and notes ...), the arguments in native order. An
@@ -56,6 +77,26 @@
   ::vswitchpy::output<type, std::remove_pointer_t<type>>(#name, #type __VA_OPT__(, ) __VA_ARGS__)
 #define OUT_AS(name, type, wrapped, ...) ::vswitchpy::output<type, wrapped>(#name, #type __VA_OPT__(, ) __VA_ARGS__)
 #define OUT_TEXT(name, capacity, ...) ::vswitchpy::text_output(#name, capacity __VA_OPT__(, ) __VA_ARGS__)
+// An index: below what the record counts, below another field of it, or below a number. The module tests what the
+// function tests; the companion layer refuses every other.
+#define INDEX(name) ::vswitchpy::index_argument(#name, {}, 0)
+#define INDEX_BELOW(member, name) ::vswitchpy::index_argument(#name, #member, 0)
+#define INDEX_WITHIN(number, name) ::vswitchpy::index_argument(#name, {}, number)
+// The argument says how many bytes another one has, or how many elements.
+#define LENGTH_OF(data, argument) ::vswitchpy::length_of(#data, argument)
+// The library stores something there that `function` releases.
+#define GIVEN_BACK_BY(function, argument) ::vswitchpy::given_back_by(#function, argument)
+// Who frees what: the result, or every record among the outputs, is released with `function`.
+#define HANDS_OUT(function) \
+  ::vswitchpy::HandsOut {   \
+#function               \
+  }
+// The function releases what its argument points at.
+#define TAKES_BACK \
+  ::vswitchpy::TakesBack {}
+// There may be no result.
+#define OR_NONE \
+  ::vswitchpy::OrNone {}
 // What comes of the call: outputs, statuses, and what else there is to know.
 #define REMARKS(doc)     \
   ::vswitchpy::Remarks { \

@@ -6,6 +6,10 @@
 #undef FIELD_MAC
 #undef FIELD_BITS
 #undef COUNTED
+#undef COUNTED_BY
+#undef COUNTED_BY_BOTH
+#undef COUNTED_AS
+#undef YIELDS
 #undef METHOD
 #undef CALL
 #undef HELPER
@@ -21,5 +25,13 @@
 #undef OUT
 #undef OUT_AS
 #undef OUT_TEXT
+#undef INDEX
+#undef INDEX_BELOW
+#undef INDEX_WITHIN
+#undef LENGTH_OF
+#undef GIVEN_BACK_BY
+#undef HANDS_OUT
+#undef TAKES_BACK
+#undef OR_NONE
 #undef REMARKS
 #undef TYPE

@@ -196,8 +196,13 @@ struct ArgumentRow {
   std::string_view pointee;  // descriptor accepted, or of the proxy returned
   Typemap typemap{};
   Scalar scalar{};
-  std::uint16_t capacity = 0;  // of texts in fixed room, without the terminator that outputs add
-  Doc doc;                     // empty where the glossary has the name, or the call's own text says it
+  std::uint16_t capacity = 0;      // of texts in fixed room, without the terminator that outputs add
+  Doc doc;                         // empty where the glossary has the name, or the call's own text says it
+  std::string_view taken_back_by;  // of storage: what releases that which the library stores there
+  std::string_view length_of;      // which argument it says the length of
+  bool is_index = false;           // bounded by what the record counts, or by one of:
+  std::string_view below;          // a field of the record
+  std::uint16_t within = 0;        // a number
 };
 
 // An argument row with the native type that it stands for.
@@ -293,6 +298,26 @@ consteval auto text_output(std::string_view name, std::size_t capacity, Doc doc 
   return Argument<char *>{row};
 }
 
+template <class Native>
+consteval Argument<Native> given_back_by(std::string_view function, Argument<Native> argument) {
+  argument.row.taken_back_by = function;
+  return argument;
+}
+
+template <class Native>
+consteval Argument<Native> length_of(std::string_view data, Argument<Native> argument) {
+  argument.row.length_of = data;
+  return argument;
+}
+
+consteval auto index_argument(std::string_view name, std::string_view below, std::uint16_t within) {
+  auto argument = input<int>(name, "int");
+  argument.row.is_index = true;
+  argument.row.below = below;
+  argument.row.within = within;
+  return argument;
+}
+
 template <auto Function, class ResultType, class... Parameters, std::size_t... I>
 constexpr Invoke make_invoke(ResultType (*)(Parameters...), std::index_sequence<I...>) {
   return +[]([[maybe_unused]] const Slot *slots, [[maybe_unused]] Slot *result) {
@@ -324,12 +349,25 @@ struct CallRow {
   Invoke invoke = nullptr;
   Doc doc;
   Doc remarks;
+  std::string_view taken_back_by;  // what releases its result, or the records among its outputs
+  bool takes_back = false;         // releases what its argument points at
+  bool result_may_be_none = false;
 };
 
 // What a row says beside the arguments of its call.
 struct Remarks {
   Doc doc;
   consteval void add_to(CallRow &row) const { row.remarks = doc; }
+};
+struct HandsOut {
+  std::string_view function;
+  consteval void add_to(CallRow &row) const { row.taken_back_by = function; }
+};
+struct TakesBack {
+  consteval void add_to(CallRow &row) const { row.takes_back = true; }
+};
+struct OrNone {
+  consteval void add_to(CallRow &row) const { row.result_may_be_none = true; }
 };
 
 template <class ResultType>
@@ -426,6 +464,20 @@ consteval CallRow method(std::string_view name, std::string_view self_type, Doc 
 
 // ---- records ---------------------------------------------------------------------------------------
 
+// What a record holds beside its fields, and which of its fields counts that. Nothing of it reaches the module.
+struct Contents {
+  bool counted = false;
+  std::uint32_t count_offset = 0;
+  std::uint32_t further_count_offset = 0;  // added to the count; 0: there is one count
+  std::uint32_t room = 0;                  // for as many at most; 0: for as many as are counted
+  std::string_view elements{};             // the array or the method that gives them, unless __getitem__ does
+};
+
+// The record that walking it yields, where it has neither array nor index.
+struct Yields {
+  std::string_view record;
+};
+
 struct RecordHead {
   std::string_view name;
   std::string_view mangled;
@@ -433,6 +485,8 @@ struct RecordHead {
   std::uint32_t size = 0;  // of the fixed part
   bool counted = false;
   Counted count{};
+  Contents contents{};
+  std::string_view yields;
   Doc doc;
 };
 
@@ -463,6 +517,10 @@ consteval auto record(std::string_view name, bool tagged, Doc doc, Items... item
       row.fields[fields++] = item;
     } else if constexpr (std::is_same_v<decltype(item), CallRow>) {
       row.methods[methods++] = item;
+    } else if constexpr (std::is_same_v<decltype(item), Contents>) {
+      row.contents = item;
+    } else if constexpr (std::is_same_v<decltype(item), Yields>) {
+      row.yields = item.record;
     } else {
       static_assert(std::is_same_v<decltype(item), Counted>);
       row.counted = true;

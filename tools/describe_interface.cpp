@@ -120,6 +120,15 @@ Json describe(const ArgumentRow &row) {
   if (!meaning(row).empty()) {
     json["doc"] = meaning(row);
   }
+  if (!row.taken_back_by.empty()) {
+    json["taken_back_by"] = row.taken_back_by;
+  }
+  if (!row.length_of.empty()) {
+    json["length_of"] = row.length_of;
+  }
+  if (row.is_index) {
+    json["index"] = !row.below.empty() ? Json(row.below) : row.within ? Json(row.within) : Json(true);
+  }
   return json;
 }
 
@@ -135,8 +144,39 @@ Json describe(const CallRow &row) {
   if (!row.result_annotation.empty()) {
     json["annotation"] = row.result_annotation;
   }
+  if (!row.taken_back_by.empty()) {
+    json["taken_back_by"] = row.taken_back_by;
+  }
+  if (row.takes_back) {
+    json["takes_back"] = true;
+  }
+  if (row.result_may_be_none) {
+    json["or_none"] = true;
+  }
   for (std::size_t i = 0; i < row.argument_count; ++i) {
     json["arguments"].push_back(describe(row.arguments[i]));
+  }
+  return json;
+}
+
+// The names of the fields at these offsets: numbers, so that a view of the same place is not taken for one.
+Json describe(const Contents &contents, const FieldRow *fields, std::size_t field_count) {
+  const auto number_at = [&](std::uint32_t offset) {
+    return std::find_if(fields, fields + field_count,
+                        [&](const FieldRow &field) {
+                          return field.place.offset == offset && field.place.kind == FieldKind::scalar;
+                        })
+        ->name;
+  };
+  Json json = {{"counts", {number_at(contents.count_offset)}}};
+  if (contents.further_count_offset) {
+    json["counts"].push_back(number_at(contents.further_count_offset));
+  }
+  if (contents.room) {
+    json["room"] = contents.room;
+  }
+  if (!contents.elements.empty()) {
+    json["elements"] = contents.elements;
   }
   return json;
 }
@@ -148,6 +188,12 @@ Json describe_records() {
   for (const FlatRecord &record : Interface::records.records) {
     Json json = {{"name", record.name},      {"size", record.size},     {"counted", record.counted},
                  {"doc", record.doc.text()}, {"fields", Json::array()}, {"methods", Json::array()}};
+    if (record.contents.counted) {
+      json["contents"] = describe(record.contents, &Interface::records.fields[field], record.field_count);
+    }
+    if (!record.yields.empty()) {
+      json["yields"] = record.yields;
+    }
     for (std::size_t i = 0; i < record.field_count; ++i) {
       json["fields"].push_back(describe(Interface::records.fields[field++]));
     }

@@ -1,6 +1,7 @@
 """What stubs, docstrings and manual say of the interface: types, ranges and errors, derived from the rows as JSON."""
 
 import keyword
+import re
 
 INTEGER_RANGES = {
     "unsigned 8": (0, 2**8 - 1),
@@ -110,8 +111,7 @@ class Interface:
             value = call["annotation"].removesuffix(" | None")
         else:
             value = "str" if result == "text" else self.proxy(call["target"])
-        # The text says when there is nothing.
-        return f"{value} | None" if "None" in self.meaning(call) and value != "None" else value
+        return f"{value} | None" if "or_none" in call else value
 
     def result_type(self, call):
         outputs = [self.output_type(argument) for argument in call["arguments"] if argument["output"]]
@@ -158,7 +158,7 @@ class Interface:
         errors = set()
         for argument in call["arguments"]:
             typemap = argument["typemap"]
-            if argument["output"] or typemap.startswith("raw bytes"):
+            if argument["output"]:
                 continue
             errors.add("TypeError for an argument of another type")
             if typemap == "scalar":
@@ -167,12 +167,32 @@ class Interface:
                 errors.add("ValueError for a null record")
             if typemap == "fixed text":
                 errors.add("TypeError for a text that is too long")
+            if "length_of" in argument:
+                errors.add("ValueError for a length beyond the data")
+            if "index" in argument:
+                errors.add("IndexError for an index beyond the end")
+            if typemap == "six bytes":
+                errors.add("ValueError for fewer than six bytes")
         return f"Raises {', '.join(sorted(errors, key=lambda text: (text[0] != 'T', text)))}." if errors else ""
 
     def meaning(self, call):
         """What a call does, what its arguments mean, and what comes of it."""
         arguments = [f"{argument['name']}: {argument['doc']}." for argument in call["arguments"] if "doc" in argument]
-        return " ".join(filter(None, [call["doc"], *arguments, call["remarks"]]))
+        text = self.index_text(call["doc"]) if self.has_index(call) else call["doc"]
+        return " ".join(filter(None, [text, *arguments, call["remarks"]]))
+
+    @staticmethod
+    def has_index(call):
+        return any("index" in argument for argument in call["arguments"])
+
+    @staticmethod
+    def index_text(text):
+        """A method's text ends with what the module does about an index that the companion layer refuses."""
+        native = re.search(r"(An index|No index is refused)\b.*$", text)
+        ends = "A negative index counts from the end; one beyond it raises IndexError."
+        if "of the run that starts here" in text:
+            ends = f"Of a view from a record that counts them: {ends[0].lower()}{ends[1:]}"
+        return f"{text[: native.start()]}{ends} In _libvswitch: {native[0][0].lower()}{native[0][1:]}"
 
     def call_text(self, call):
         parts = [self.meaning(call), self.error_text(call)]

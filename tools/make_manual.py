@@ -222,22 +222,24 @@ class Reference:
 
     # ---- calls -----------------------------------------------------------------------------------------
 
-    def memory_text(self, name, result, row):
+    def memory_text(self, result, row):
         """Whose memory the results are."""
-        prefix, _, rest = name.partition("_")
         typemaps = {argument["typemap"] for argument in row["arguments"]}
-        if "record output" in typemaps:
-            release = {"VSQEL": "VSQEL_FreeMemory", "VSDVS": "VSDVS_FreeMemory"}.get(prefix, "DVSQEL_DataFree")
+        release = row.get("taken_back_by")
+        stored = [argument["taken_back_by"] for argument in row["arguments"] if "taken_back_by" in argument]
+        if release and row["result"] == "scalar":
             return (
                 "What is handed out stays the library's: it goes back, once, by :py:func:`allocated`, a ``with`` block "
                 f"or {self.markup.link(release, release)}."
             )
-        if row["result"] == "owned pointer":
-            return "The instance owns its memory and frees it."
-        if row["result"] == "borrowed pointer" and prefix in ("alloc", "new"):
-            release = ("free_" if prefix == "alloc" else "delete_") + rest
+        if release:
             other = self.markup.link(release, release)
             return f"Belongs to the script: released, once, by :py:func:`allocated` or {other}."
+        if stored:
+            other = self.markup.link(stored[0], stored[0])
+            return f"What is stored stays the library's: it goes back, once, by :py:func:`allocated` or {other}."
+        if row["result"] == "owned pointer":
+            return "The instance owns its memory and frees it."
         if result.startswith("SwigPyObject"):
             return "A handle; there is nothing to release."
         if "disowned pointer" in typemaps:
@@ -267,7 +269,7 @@ class Reference:
         fields = [
             ("Exceptions", self.markup.plain(errors)),
             ("Statuses", self.statuses_text(name, row)),
-            ("Memory", self.memory_text(name, result, row)),
+            ("Memory", self.memory_text(result, row)),
         ]
         lines += [f"   :{label}: {text}" for label, text in fields if text]
         if name in self.examples:

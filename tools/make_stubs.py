@@ -106,27 +106,23 @@ def Panic(format: str | None, /, *ignored: object) -> None:
     """Writes a text to the host's log. Further arguments are not read. Raises TypeError for what is no text."""
 '''
 
-# What a record holds that knows how much (see _iteration.py), where that is not what its index gives.
-ELEMENTS = {"VSLAGTable": "VSLAGStatus", "VSRuntimeOptions": "VSRuntimeOptionHeader"}
-# Records with an index that do not know how far it reaches.
-UNCOUNTED = {
-    "VSMACEntry",
-    "VSPMACLearningInfo",
-    "VSPMACLearningStatsPortInfo",
-    "VSPropSecurityPortInfo",
-    "VSPvlanMapEntry",
-    "VSStaticLEEntry",
-}
 ENTITIES = '''\
     def entities(self, session: DVMirrorSession) -> Iterator[DVMirrorEntity]:
         """The entities of one session of a mirror table: its destinations, then the sources received from, then those
-        sent from, as many as its three counts say."""'''
+        sent from, as many as its three counts say. IndexError where these lead beyond the table's entities."""'''
 
 
 class Stubs:
     def __init__(self, interface):
         self.interface = interface
         self.lines = [HEADER]
+        # Records of which a view may show an array whose elements another record counts.
+        self.in_arrays = {
+            field["target"]
+            for record in interface.records
+            for field in record["fields"]
+            if field["name"] == record.get("contents", {}).get("elements")
+        } & interface.record_names
 
     def doc(self, text, indent):
         wrapped = textwrap.wrap(text, 108 - len(indent), break_on_hyphens=False) or [""]
@@ -157,19 +153,33 @@ class Stubs:
         self.function(method["name"], arguments, self.method_result(method), self.interface.call_text(method), "    ")
 
     def method_result(self, method):
-        # A method has a record, so that the one text that is None for a null record is always there.
-        return "str" if method["name"] == "__repr__" else self.interface.result_type(method)
+        result = self.interface.result_type(method)
+        # A method has a record, and an index that the record has not raises IndexError: what there is is always there.
+        always = method["name"] == "__repr__" or any(argument.get("index") for argument in method["arguments"])
+        return result.removesuffix(" | None") if always else result
 
-    def iteration(self, record):
-        name = record["name"]
-        element = ELEMENTS.get(name)
+    def element(self, record):
+        """What a record holds that has an index of its own, or whose array or walk gives it; None without any."""
+        wanted = record.get("contents", {}).get("elements", "__getitem__")
         for method in record["methods"]:
-            if method["name"] == "__getitem__" and name not in UNCOUNTED:
-                # Within its count the record has every element.
-                element = self.method_result(method).removesuffix(" | None")
+            if method["name"] == wanted and "contents" in record:
+                return self.method_result(method)
+        for field in record["fields"]:
+            if field["name"] == wanted:
+                return field["target"] if field["target"] in self.interface.record_names else "int"
+        return record["name"] if record["name"] in self.in_arrays else record.get("yields")
+
+    def holding(self, record):
+        """Length, subscripts and iteration, as far as no method of the record's gives them."""
+        methods = {method["name"] for method in record["methods"]}
+        element = self.element(record)
+        if ("contents" in record or record["name"] in self.in_arrays) and "__len__" not in methods:
+            self.function("__len__", [("self", "")], "int", "Return len(self).", "    ")
+        if element and element != record.get("yields") and "__getitem__" not in methods:
+            self.function("__getitem__", [("self", ""), ("key", "int")], element, "Return self[key].", "    ")
         if element:
             self.lines.append(f"    def __iter__(self) -> Iterator[{element}]: ...")
-        if name == "DVMirrorSessionTable":
+        if record["name"] == "DVMirrorSessionTable":
             self.lines.append(ENTITIES)
 
     def record(self, record):
@@ -182,7 +192,7 @@ class Stubs:
             self.field(field)
         for method in record["methods"]:
             self.method(method)
-        self.iteration(record)
+        self.holding(record)
 
     def write(self):
         for record in self.interface.records:

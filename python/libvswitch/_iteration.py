@@ -1,4 +1,4 @@
-"""Iteration over records that hold others: as many elements as the record's count says.
+"""Walks of records whose elements have no place by their number, and fields of many records at once.
 
 Walks read the counts as they go and trust them, as the library does.
 """
@@ -12,33 +12,11 @@ import libvswitch as vs
 from libvswitch import _records
 
 RUNTIME_OPTIONS_HEADER = 4
-TEAMING_SLOTS = 32
-
-
-def _counted(field: str) -> Callable[[Any], Iterator[Any]]:
-    """Elements by index, as many as a field of the record says."""
-
-    def walk(record: Any) -> Iterator[Any]:
-        index = 0
-        while index < getattr(record, field):
-            yield record[index]
-            index += 1
-
-    return walk
-
-
-def _teaming_uplinks(policy: vs.VSTeamPolicy | vs.LSTeamPolicy) -> Iterator[Any]:
-    """The uplinks in failover order: the active ones, then the standby ones."""
-    count = policy.numActive + policy.numStandby
-    if count > TEAMING_SLOTS:
-        raise ValueError(f"a teaming policy of {count} uplinks, where {TEAMING_SLOTS} have room")
-    for index in range(count):
-        yield policy[index]
 
 
 def _lags(table: vs.VSLAGTable) -> Iterator[vs.VSLAGStatus]:
     lag = table.vs_lag_table_first_lag()
-    for remaining in range(table.numLAGs, 0, -1):
+    for remaining in range(len(table), 0, -1):
         yield lag
         if remaining > 1:
             lag = lag.vs_lag_table_next_lag()
@@ -55,32 +33,13 @@ def _options(options: vs.VSRuntimeOptions) -> Iterator[vs.VSRuntimeOptionHeader]
 
 def entities(self: vs.DVMirrorSessionTable, session: vs.DVMirrorSession) -> Iterator[vs.DVMirrorEntity]:
     """The entities of one session of a mirror table: its destinations, then the sources received from, then those sent
-    from, as many as its three counts say."""
+    from, as many as its three counts say. IndexError where these lead beyond the table's entities."""
     count = session.numDstEntities + session.numSrcInEntities + session.numSrcOutEntities
-    entity = self.get_first_session_entity(session.startIdx)
-    for remaining in range(count, 0, -1):
-        yield entity
-        if remaining > 1:
-            entity = entity.__next__()
+    for index in range(session.startIdx, session.startIdx + count):
+        yield self.get_first_session_entity(index)
 
 
-_WALKS: dict[str, Callable[[Any], Iterator[Any]]] = {
-    "DVMirrorSessionTable": _counted("numSessions"),
-    "LSTeamPolicy": _teaming_uplinks,
-    "LSTeamTable": _counted("numLSTeam"),
-    "RTMIOCtlQuery": _counted("numPortsets"),
-    "RTMModIOCtlQuery": _counted("numMod"),
-    "VSDVMirrorSessionIDs": _counted("numEntries"),
-    "VSLAGStatus": _counted("numUplinks"),
-    "VSLAGTable": _lags,
-    "VSList": _counted("count"),
-    "VSPromiscSessionActiveDsts": _counted("numEntries"),
-    "VSRuntimeOptions": _options,
-    "VSTeamPolicy": _teaming_uplinks,
-    "VSUplinkPortIds": _counted("nUplinkPorts"),
-    "VSUplinkPorts": _counted("nUplinkPorts"),
-    "VSUplinks": _counted("numEntries"),
-}
+_WALKS: dict[str, Callable[[Any], Iterator[Any]]] = {"VSLAGTable": _lags, "VSRuntimeOptions": _options}
 
 
 def rows(first: vs.Record, count: int, *fields: str) -> list[tuple[Any, ...]]:
@@ -94,7 +53,8 @@ def rows(first: vs.Record, count: int, *fields: str) -> list[tuple[Any, ...]]:
 
 
 def iterate(record: vs.Record) -> Iterator[Any]:
-    """What `iter(record)` gives. TypeError for a record that holds nothing or that does not know how much."""
+    """What `iter(record)` gives where there is no index within a count. TypeError for a record that holds nothing or that
+    does not know how much."""
     for kind in type(record).__mro__:
         walk = _WALKS.get(kind.__name__)
         if walk is not None:

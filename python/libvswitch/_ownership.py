@@ -15,29 +15,6 @@ if TYPE_CHECKING:
 T = TypeVar("T")
 
 
-def releasing_function(source: str) -> Callable[[Any], object] | None:
-    """The function that takes back what the function named `source` hands out; None if its proxies own it."""
-    if source.startswith("alloc_"):
-        return getattr(vs, f"free_{source.removeprefix('alloc_')}")  # type: ignore[no-any-return]
-    if source.startswith("new_") and source.endswith("Array"):
-        return getattr(vs, f"delete_{source.removeprefix('new_')}")  # type: ignore[no-any-return]
-    for prefix, function in (
-        ("VSQEL_", vs.VSQEL_FreeMemory),
-        ("VSDVS_", vs.VSDVS_FreeMemory),
-        ("DVS", vs.DVSQEL_DataFree),
-    ):
-        if source.startswith(prefix):
-            return function
-    return None
-
-
-def give_back(record: Record) -> None:
-    """Gives a record back to the library or helper that has handed it out."""
-    function = releasing_function(_records.source(record) or "")
-    assert function is not None, "only such calls hand out records"
-    function(record)
-
-
 def release_result(result: Any) -> None:
     """Releases what a call or helper has handed out; a failed call has handed out nothing."""
     if not isinstance(result, list):
@@ -49,23 +26,45 @@ def release_result(result: Any) -> None:
             record.release()
 
 
+@contextmanager
+def _stored(function: Callable[..., Any], arguments: tuple[Any, ...]) -> Iterator[Any]:
+    """What a call that succeeded has stored in the cell among its arguments; None where it stores nothing."""
+    place, release = _records.storage(function) or (0, None)
+    held = getattr(arguments[place], "value", None) if release else None
+    try:
+        yield held
+    finally:
+        if held is not None and not _records.released(held):
+            release(held)
+
+
 @overload
 def allocated(function: Callable[..., Outputs[T]], *arguments: Any) -> AbstractContextManager[T]: ...
+@overload
+def allocated(function: Callable[..., int], *arguments: Any) -> AbstractContextManager[Any]: ...
 @overload
 def allocated(function: Callable[..., T | None], *arguments: Any) -> AbstractContextManager[T]: ...
 @contextmanager
 def allocated(function: Callable[..., Any], *arguments: Any) -> Iterator[Any]:
     """Calls `function(*arguments)` and releases at the end of the `with` block what it has handed out.
 
-    For library calls (a failing status raises VSwitchError, the block gets the output or the tuple of outputs) and for
-    the allocation helpers (`alloc_...`, `new_...Array`; None raises MemoryError)::
+    For library calls (a failing status raises VSwitchError, the block gets the output or the tuple of outputs), for those
+    that store what they hand out in a cell (the block gets the cell's value), and for the allocation helpers
+    (`alloc_...`, `new_...Array`; None raises MemoryError)::
 
         with allocated(VSQEL_GetSwitchInfo, "production") as info:
             print(info.mtu)
+        with allocated(DVSQEL_SwitchPortList, "production", cell("DVPortList **"), DVSPORT_TYPE_ACTIVE) as ports:
+            print(len(ports))
     """
     result: Any = None
     try:
         result = function(*arguments)
+        if isinstance(result, int):
+            check(result)
+            with _stored(function, arguments) as value:
+                yield value
+            return
         outputs: Any = check(cast("Outputs[Any]", result)) if isinstance(result, list) else result
         if outputs is None:
             raise MemoryError(f"{function.__name__} has handed out nothing")

@@ -292,6 +292,122 @@ def test_allocated_gives_back_at_the_end():
             raise AssertionError("entered")
 
 
+def test_a_failing_status_raises_also_where_it_is_the_only_result():
+    for function, arguments in (
+        (vs.DVSQEL_SwitchPortList, ("nope", vs.cell("DVPortList **"), 1)),
+        (vs.VSQEL_GetSwitches, (99, vs.cell("VSList **"))),
+        (vs.VSDVS_SetMTU, ("nope", 1500)),
+        (vs.DVSQEL_GlobalPropGet, ("nope", "x", vs.cell("void **"), vs.cell("int *"))),
+    ):
+        with pytest.raises(vs.VSwitchError):
+            with vs.allocated(function, *arguments):
+                raise AssertionError("entered")
+        with pytest.raises(vs.VSwitchError):
+            check(function(*arguments))
+
+
+def test_allocated_gives_what_was_stored_in_a_cell():
+    cell = vs.cell("DVPortList **")
+    with vs.allocated(vs.DVSQEL_SwitchPortList, "workload", cell, vs.DVSPORT_TYPE_ACTIVE) as ports:
+        assert isinstance(ports, vs.DVPortList) and len(ports) > 1
+    with pytest.raises(ValueError, match="released"):
+        len(ports)
+    with vs.allocated(vs.VSQEL_GetSwitches, vs.VS_LIST_DVS_ALIAS, vs.cell("VSList **")) as listed:
+        assert list(listed) == ["management", "workload"]
+        vs.VSQEL_FreeMemory(listed)  # not again at the end
+    data, length = vs.cell("void **"), vs.cell("int *")
+    with vs.allocated(vs.DVSQEL_StateGet, data, length) as image:
+        assert len(vs.pointed_bytes(image, length.value)) == length.value > 0
+    with vs.allocated(vs.DVSData_Alloc, vs.cell("DVSDataHandle *"), None, None) as properties:
+        check(vs.DVSData_Update(properties, "x", vs.buffer(b"1"), 1, vs.CONFIG_PROP_TYPE))
+    with vs.allocated(vs.VSDVS_SetMTU, "workload", 9000) as nothing:
+        assert nothing is None
+
+
+# ---- data and its length -----------------------------------------------------------------------------------------------
+
+PROPERTIES = {
+    vs.VSDVS_SetGlobProp: ("workload",),
+    vs.VSDVS_SetHostProp: ("workload",),
+    vs.VSDVS_SetRuntimeHostProp: ("workload",),
+    vs.VSDVS_SetPortProp: ("workload", "data-port"),
+}
+
+
+@pytest.fixture(params=PROPERTIES, ids=[function.__name__ for function in PROPERTIES])
+def store(request):
+    """Stores data and a length under a name of its own."""
+    vs.VSDVS_AddDVPort("workload", "data-port", 7)
+    function = request.param
+    arguments = (*PROPERTIES[function], "com.example.bounded")
+    extra = (None, 1) if vs.VSDVS_SetGlobProp is function else ("owner", 1)
+
+    def call(data, length):
+        return function(*arguments, data, length, *extra)
+
+    call.place = len(arguments) + 1
+    return call
+
+
+@pytest.mark.parametrize("data", [b"", b"abc", "", "abc", "\u00e4\u00f6", "\U0001f50c" * 3])
+def test_no_length_goes_beyond_the_data(store, data):
+    size = len(data if isinstance(data, bytes) else data.encode())
+    assert store(data, size) in (vs.QEL_OK, vs.QEL_BAD_PARAM)
+    for beyond in (size + 1, 4096, 2**31 - 1):
+        message = f"argument {store.place + 1}: a length of {beyond}, where argument {store.place} has {size}$"
+        with pytest.raises(ValueError, match=message):
+            store(data, beyond)
+
+
+@pytest.mark.parametrize("data", [None, 5, 1.5, bytearray(b"abc"), memoryview(b"abc"), ["abc"], vs.VSInfo(), "\ud800"])
+def test_data_of_another_kind_is_refused_before_the_call(store, data):
+    with pytest.raises(TypeError, match=f"^in method '.*', argument {store.place} of type 'bytes or str'$"):
+        store(data, 1)
+
+
+def test_a_name_is_stored_as_long_as_its_data_only(script):
+    script(
+        """
+        import libvswitch as vs
+        secret = b"secret" * 100
+        try:
+            vs.VSDVS_SetGlobProp("workload", "com.example.leak", b"abc", 500, None, 1)
+        except ValueError:
+            pass
+        item = vs.cell("DVSDataItem *")
+        assert vs.DVSState_GlobalPropLookup("workload", "com.example.leak", item) == vs.QEL_NOT_FOUND
+        """
+    )
+
+
+def test_the_length_of_a_buffer_is_known():
+    data, cells = vs.buffer(b"abcd"), vs.cell("qel_uint16 *", 1, 2)
+    for value in (data, cells):
+        check(vs.DVSQEL_GlobalPropSet("workload", "com.example.measured", value, 4, vs.CONFIG_PROP_TYPE))
+        for beyond in (5, 4096, 2**31 - 1):
+            with pytest.raises(ValueError, match=f"argument 4: a length of {beyond}, where argument 3 has 4$"):
+                vs.DVSQEL_GlobalPropSet("workload", "com.example.measured", value, beyond, vs.CONFIG_PROP_TYPE)
+    # What a bare pointer points at is the script's to know.
+    check(vs.DVSQEL_GlobalPropSet("workload", "com.example.measured", data.this, 3, vs.CONFIG_PROP_TYPE))
+    for function in (vs.DVSQEL_StateInit, vs.DVSState_ConfigDeserialize):
+        with pytest.raises(ValueError, match="argument 2: a length of 5, where argument 1 has 4$"):
+            function(data, 5)
+    output, length = vs.cell("void **"), vs.cell("int *")
+    with pytest.raises(ValueError, match="argument 4: a length of 5, where argument 3 has 4$"):
+        vs.DVSQEL_CmdExec("workload", "ports", data, 5, output, length)
+    types = vs.cell("qel_uint16 *", 0, 1)
+    with vs.allocated(vs.VSQEL_GetRuntimeOptions, types, 2) as options:
+        assert len(list(options)) == 2
+    with pytest.raises(ValueError, match="argument 2: a length of 3, where argument 1 has 2$"):
+        vs.VSQEL_GetRuntimeOptions(types, 3)
+
+
+def test_a_group_is_given_as_bytes():
+    for wrong in (None, "224.0.0.1", bytearray(4), 5):
+        with pytest.raises(TypeError, match="^in method 'VSQEL_GetMcastFilterStats', argument 4 of type 'bytes'$"):
+            vs.VSQEL_GetMcastFilterStats("workload", 1, 1, wrong)
+
+
 # ---- addresses -------------------------------------------------------------------------------------------------------
 
 

@@ -462,7 +462,7 @@ def layer_parts() -> Iterator[Operation]:
     yield Operation("address refused", lambda: vs._records.address(5))
     yield Operation("pointer refused", lambda: vs._records.pointer(5, "_p_nothing"))
     yield Operation("read refused", lambda: vs._records.read(None, 5))
-    yield Operation("source", lambda: vs._records.source(listed))
+    yield Operation("storage", lambda: vs._records.storage(vs.VSQEL_GetSwitches))
 
 
 def _allocated(vs: Any) -> int:

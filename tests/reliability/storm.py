@@ -96,13 +96,15 @@ def _entry_name(entry: int) -> str:
 NAMES = [_entry_name(entry) for entry in range(ENTRY_COUNT)]
 
 
+INTERFACE = json.loads((workspace.BUILD / "interface.json").read_text(encoding="utf-8"))
+
+
 def rows() -> list[dict]:
     """What the rows say of each entry, in the order of the entries."""
-    interface = json.loads((workspace.BUILD / "interface.json").read_text(encoding="utf-8"))
     by_name: dict[str, list[dict]] = {}
-    for call in interface["calls"]:
+    for call in INTERFACE["calls"]:
         by_name.setdefault(call["name"], []).append(call)
-    for record in interface["records"]:
+    for record in INTERFACE["records"]:
         for method in record["methods"]:
             by_name.setdefault(f"{record['name']}_{method['name']}", []).append(method)
     return [by_name[name].pop(0) for name in NAMES]
@@ -156,19 +158,9 @@ DATA = [b"abcdef", b"\0\xff" * 16, bytearray(b"mutable"), memoryview(b"viewed")]
 
 # Take back what others hand out, so that the block is nothing for them.
 RELEASING = ("free_", "delete_", "VSQEL_FreeMemory", "VSDVS_FreeMemory", "DVSQEL_DataFree")
-COUNTS = {
-    "DVMirrorSessionTable": "numSessions",
-    "LSTeamTable": "numLSTeam",
-    "RTMIOCtlQuery": "numPortsets",
-    "RTMModIOCtlQuery": "numMod",
-    "VSDVMirrorSessionIDs": "numEntries",
-    "VSLAGStatus": "numUplinks",
-    "VSList": "count",
-    "VSPromiscSessionActiveDsts": "numEntries",
-    "VSUplinkPortIds": "nUplinkPorts",
-    "VSUplinkPorts": "nUplinkPorts",
-    "VSUplinks": "numEntries",
-}
+# What counts the contents of records: two each, so that the companion layer, too, passes the first two indexes on.
+COUNTS = [(record["name"], count) for record in INTERFACE["records"] for count in record.get("contents", {}).get("counts", ())[:1]]
+COUNTS.append(("DVMirrorSessionTable", "numEntities"))
 
 
 class Script:
@@ -195,6 +187,8 @@ class Script:
         if kind in COPIED:
             fitting = [t for t in TEXTS if t is None or len(t.encode()) < argument.get("capacity", 256)]
             return self.random.choice(fitting)
+        if "index" in argument or "length_of" in argument:
+            return self.random.choice([0, 1])
         if kind == "scalar":
             return self.random.choice(NUMBERS[argument["scalar"]])
         if kind in ("raw bytes", "raw bytes or text"):
@@ -212,8 +206,9 @@ class Script:
 
     def reset(self) -> None:
         ctypes.memset(self.block, 0, len(self.block))
-        for record, field in COUNTS.items():
-            getattr(m, f"{record}_{field}_set")(self.records[record], 2)
+        for record, field in COUNTS:
+            if record in self.records:
+                getattr(m, f"{record}_{field}_set")(self.records[record], 2)
         rec.recorder_reset()
 
     def objects(self) -> list:

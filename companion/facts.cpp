@@ -1,0 +1,38 @@
+// The facts that the rows state, as tables that are made when the layer is built.
+#include "companion/facts.hpp"
+
+#include <iterator>
+
+namespace vswitchpy {
+namespace {
+
+#include "facts.inc"
+
+}  // namespace
+
+const MethodFacts *facts_of(MethodIndex method) {
+  return facts_of_method[method] ? &method_facts[facts_of_method[method]] : nullptr;
+}
+
+const RecordContents *contents_of(std::size_t record) {
+  return contents_of_record[record] ? &contents[contents_of_record[record]] : nullptr;
+}
+
+std::uint16_t run_in(FieldIndex array) {
+  for (std::size_t i = 1; i < std::size(contents); ++i) {
+    if (contents[i].array == array) {
+      return static_cast<std::uint16_t>(i);
+    }
+  }
+  return 0;
+}
+
+const RecordContents &contents_of_run(std::uint16_t run) {
+  return contents[run];
+}
+
+bool facts_fit() {
+  return engine->method_count == std::size(facts_of_method) && engine->record_count == std::size(contents_of_record);
+}
+
+}  // namespace vswitchpy
