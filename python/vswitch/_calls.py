@@ -180,12 +180,23 @@ def _watched(name: str, function: Callable[..., Any], has_status: bool, argument
 
 
 def status_of(name: str, *arguments: Any) -> int:
-    """The status of a call without outputs, of which a failure is an answer; nothing is raised for one."""
-    try:
-        call(name, *arguments)
-    except Error as error:
-        return error.status
+    """The status of a call without outputs, of which a failure is an answer: nothing is raised, and no hint is asked for."""
+    with _without_hints():
+        try:
+            call(name, *arguments)
+        except Error as error:
+            return error.status
     return OK
+
+
+@contextmanager
+def _without_hints() -> Iterator[None]:
+    before = getattr(_asking, "busy", False)
+    _asking.busy = True
+    try:
+        yield
+    finally:
+        _asking.busy = before
 
 
 # ---- what calls hand out ------------------------------------------------------------------------------------------------
@@ -312,15 +323,13 @@ def _failure(name: str, arguments: tuple[Any, ...], status: int) -> Error:
     if not getattr(_asking, "busy", False):
         from vswitch import _hints
 
-        _asking.busy = True
-        try:
-            if kind is NotFound and _hints.without_portset(name, known):
-                kind = WrongState
-            hint = _hints.hint(kind, name, status_name or "", known)
-        except Exception:  # noqa: BLE001 - what is asked for a hint may fail as it likes
-            pass
-        finally:
-            _asking.busy = False
+        with _without_hints():
+            try:
+                if kind is NotFound and _hints.without_portset(name, known):
+                    kind = WrongState
+                hint = _hints.hint(kind, name, status_name or "", known)
+            except Exception:  # noqa: BLE001, S110 - what is asked for a hint may fail as it likes
+                pass
     return kind(hint, status=status, name=status_name, call=name, arguments=known)
 
 

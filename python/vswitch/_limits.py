@@ -4,20 +4,20 @@ from __future__ import annotations
 
 from typing import Any
 
-# Statuses of a call, and what was missed: the limits of the library in words.
+# How many bytes names of each kind have at most, by the arguments of calls.
 _NAMES = {
-    "alias": "an alias has 1 to 80 bytes",
-    "switch_id": "a switch identifier has 1 to 63 bytes",
-    "dvport_id": "a port identifier has 1 to 47 bytes",
-    "external_id": "an external identifier has 1 to 127 bytes",
-    "uplink": "the name of an uplink port has 1 to 80 bytes",
-    "session_id": "the identifier of a mirror session has 1 to 31 bytes",
-    "policy_name": "the name of a teaming policy has 1 to 135 bytes",
-    "name": "the name of a property has 1 to 255 bytes",
-    "portset": "the name of a port set has 1 to 127 bytes",
+    "alias": 80,
+    "switch_name": 80,
+    "switch_id": 63,
+    "dvport_id": 47,
+    "external_id": 127,
+    "uplink": 80,
+    "session_id": 31,
+    "policy_name": 135,
+    "name": 255,
+    "portset": 127,
+    "vendor": 127,
 }
-_SIZES = {**dict.fromkeys(_NAMES, 80), "switch_id": 63, "dvport_id": 47, "external_id": 127, "session_id": 31}
-_SIZES |= {"policy_name": 135, "name": 255, "portset": 127, "switch_name": 80}
 _MTU = "an MTU is 1280 to 9000 bytes"
 _TEAMING = "load balancing is a TEAM_FRP_TYPE_*, percent_error 0 to 100, and no uplink stands twice"
 _VLAN = (
@@ -30,7 +30,7 @@ _PORTS = "a switch has 1 to 8192 ports"
 _IMAGE = "it is no image"
 _LIMITS: dict[str, str] = {
     "VSDVS_SetMTU": _MTU,
-    "VSDVS_CreateVSwitch": f"{_MTU}, and {_PORTS}",
+    "VSDVS_CreateVSwitch": _MTU,
     "DVSQEL_SwitchAdd": _PORTS,
     "DVSQEL_SwitchSetMaxPorts": _PORTS,
     "VSDVS_AddDVPort": "a switch has no more ports than its max_ports",
@@ -136,9 +136,11 @@ def limit(name: str, status: str, known: dict[str, Any]) -> str:
     if status == "QEL_LIMIT_EXCEEDED" and ("name" in known or name == "DVSQEL_UplinkDataSet"):
         return "a value has at most 1048576 bytes"
     if status in ("QEL_INVALID_NAME", "QEL_NAME_TOO_LONG"):
-        for argument, words in _NAMES.items():
+        for argument, most in _NAMES.items():
             value = known.get(argument)
-            if isinstance(value, str) and not 1 <= len(value.encode(errors="replace")) <= _SIZES[argument]:
-                return words
+            if isinstance(value, str) and len(value.encode(errors="replace")) > most:
+                return f"a name of this kind has at most {most} bytes"
+            if value == "":
+                return "a name of this kind has at least one byte"
         return "a name is empty or too long"
     return _LIMITS.get(name, "")

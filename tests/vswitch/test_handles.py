@@ -179,7 +179,7 @@ def test_creating_switches():
         HOST.switches.create("apart", max_ports=8193)
     with pytest.raises(v.BadParameter) as refused:
         HOST.switches.create("x" * 81)
-    assert refused.value.hint == "an alias has 1 to 80 bytes"
+    assert refused.value.hint == "a name of this kind has at most 80 bytes"
     assert "apart" not in HOST.switches
 
 
@@ -788,7 +788,7 @@ def test_keys_of_properties():
         properties[5]
     with pytest.raises(v.BadParameter) as refused:
         properties["x" * 256] = b""
-    assert refused.value.hint == "the name of a property has 1 to 255 bytes"
+    assert refused.value.hint == "a name of this kind has at most 255 bytes"
 
 
 def test_what_smartnics_see():
