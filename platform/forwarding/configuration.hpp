@@ -1,6 +1,7 @@
 // What a host is configured to, as far as it concerns frames: plain values, of which the tables are made.
 #pragma once
 
+#include <array>
 #include <cstdint>
 #include <optional>
 #include <vector>
@@ -117,7 +118,8 @@ struct ManualAddress {
 };
 
 struct SwitchConfiguration {
-  bool is_connected = true;  // it has a port set, and its proxy is active
+  std::array<std::uint8_t, 64> identifier{};  // padded with zeros
+  bool is_connected = true;                   // it has a port set, and its proxy is active
   bool is_disabled = false;
   std::uint32_t mtu = 1500;
   std::uint32_t aging_time = 600;  // seconds; 0: never

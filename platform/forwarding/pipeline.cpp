@@ -22,6 +22,9 @@ constexpr MacAddress slow_protocols = 0x0180c2000002;
 constexpr MacAddress reserved_prefix = 0x0180c2000000;
 constexpr MacAddress reserved_bits = 0xf;
 
+constexpr std::uint16_t ethertype_beacon = 0x8922;
+constexpr std::array<std::uint8_t, 4> beacon_mark{0x56, 0x53, 0x42, 0x31};
+
 constexpr std::size_t forms = 3;
 
 class Forwarding {
@@ -57,6 +60,7 @@ class Forwarding {
   };
   static Step const steps[];
 
+  bool is_beacon_of(Switch const &vswitch) const;
   bool is_at_limit(MacTable::Place known, MacTable const &table, bool &is_own) const;
   Verdict known_at(PortIndex index);
   Verdict receive_addressed();
@@ -192,10 +196,25 @@ Verdict Forwarding::sender() {
   }
   if (header.destination == slow_protocols && !header.has_tag && header.inner_type == ethertype_slow_protocols)
     return consume(Rule::L_1);
+  if (is_beacon_of(*passage_.vswitch))
+    return consume(Rule::BC_1);
   if (port.lag == nowhere)
     return pass(Rule::L_1);
   bool const is_up = passage_.vswitch->lags[port.lag].up & only(port.position);
   return is_up ? pass(Rule::L_6) : refuse(Reason::lacp_down);
+}
+
+// Whether the frame is one that a member of the switch's team sends to hear from the others.
+bool Forwarding::is_beacon_of(Switch const &vswitch) const {
+  Header const &header = passage_.header;
+  if (header.destination != broadcast_address || header.has_tag || header.inner_type != ethertype_beacon)
+    return false;
+  Bytes const beacon = header.bytes.subspan(ethernet_size);
+  constexpr std::size_t identifier_at = 8;  // behind the mark and the second
+  constexpr std::size_t port_size = 4;
+  return beacon.size() >= identifier_at + vswitch.identifier.size() + port_size &&
+         std::equal(beacon_mark.begin(), beacon_mark.end(), beacon.begin()) &&
+         std::equal(vswitch.identifier.begin(), vswitch.identifier.end(), beacon.begin() + identifier_at);
 }
 
 // ---- 4 VLAN -------------------------------------------------------------------------------------------------------
@@ -375,13 +394,13 @@ Verdict Forwarding::team() {
     std::optional<UplinkPosition> const uplink = choose_uplink(sender);
     if (uplink)
       send_by(*uplink);
-    else if (passage_.ingress->is_router && has_no_uplink_)
+    else if (passage_.ingress->is_router)
       ++traffic_.count_switch(passage_.vswitch_index).service_errors;
   }
   return traffic_.receivers.empty() ? nobody_received() : pass(Rule::T_3);
 }
 
-// The port whose policy decides: the sender's own, but a service port uses that of the client for which it sends.
+// The port whose policy decides: the sender's own, but a service port uses that of another client for which it sends.
 Port const &Forwarding::sending_port() {
   Port const &port = *passage_.ingress;
   if (!port.is_router)
@@ -389,7 +408,7 @@ Port const &Forwarding::sending_port() {
   SwitchCounters &counters = traffic_.count_switch(passage_.vswitch_index);
   ++counters.sent_by_service_ports;
   AddressIndex::Pairs const clients = passage_.vswitch->effective.find(passage_.header.source);
-  if (clients.empty()) {
+  if (clients.empty() || passage_.header.source == port.effective) {
     ++counters.sent_by_own_policy;
     return port;
   }
@@ -543,7 +562,8 @@ Bytes Forwarding::bytes_in(Form form) {
       room.push_back(static_cast<std::uint8_t>(part));
     }
   }
-  room.insert(room.end(), header.bytes.begin() + addresses + (header.has_tag ? tag_size : 0), header.bytes.end());
+  Bytes const rest = header.bytes.subspan(addresses + (header.has_tag ? tag_size : 0));
+  room.insert(room.end(), rest.begin(), rest.end());
   return bytes = room;
 }
 

@@ -71,7 +71,7 @@ class Sink {
 
   // Steps cost time: they are made only for who asks for them.
   virtual bool wants_steps() const { return false; }
-  virtual void step(Step /*step*/) {}
+  virtual void step(Step const & /*step*/) {}
 };
 
 }  // namespace forwarding

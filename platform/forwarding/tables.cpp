@@ -113,6 +113,7 @@ bool Tables::lists_multicast(Port const &port, MacAddress group) const {
 
 void Tables::add_switch(SwitchConfiguration const &configuration, std::vector<NicConfiguration> const &nics) {
   Switch vswitch;
+  vswitch.identifier = configuration.identifier;
   vswitch.is_connected = configuration.is_connected;
   vswitch.is_disabled = configuration.is_disabled;
   vswitch.learns_static = configuration.learns_static;

@@ -1,6 +1,7 @@
 // The configuration of a host, compiled for forwarding: flat arrays, sets of VLANs, hashed addresses. Never changes.
 #pragma once
 
+#include <array>
 #include <bitset>
 #include <cstdint>
 #include <memory>
@@ -120,6 +121,7 @@ struct PrivateVlanMap {
 };
 
 struct Switch {
+  std::array<std::uint8_t, 64> identifier{};
   bool is_connected = true;
   bool is_disabled = false;
   bool learns_static = false;

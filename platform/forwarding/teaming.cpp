@@ -80,8 +80,7 @@ Fit fit_of(Team const &team, Ordered const &active, Ordered const &standby, IsFi
     if (is_fit(uplink))
       fit.add(uplink);
   }
-  std::size_t const enough =
-      team.has(TEAM_FRP_FLAG_ALL_AVAILABLE) ? most_uplinks : std::max<std::size_t>(active.count, 1);
+  std::size_t const enough = team.has(TEAM_FRP_FLAG_ALL_AVAILABLE) ? most_uplinks : active.count;
   for (UplinkPosition uplink : standby.all()) {
     if (fit.count >= enough)
       break;

@@ -41,6 +41,24 @@ TEST_F(Frames, P_3_delivered_dropped_or_consumed) {
   EXPECT_EQ("consumed", receive(0, packet(0x0180c2000002, outside(1), 0x8809)));
 }
 
+TEST_F(Frames, P_3_beacons_of_the_switch_are_consumed_at_its_uplinks) {
+  vswitch().identifier = {'i', 'd'};
+  Packet const beacon = hex("ffffffffffff 020000000001 8922 56534231 6553f100 6964") + zeros(62) + hex("00000001");
+  ASSERT_EQ(90u, beacon.size());
+  EXPECT_EQ("consumed", receive(0, beacon));
+  EXPECT_EQ("consumed", receive(1, beacon));
+  EXPECT_EQ("2 3 n0", send(1, beacon)) << "data at a port";
+  Packet other = beacon;
+  other[24] = 'x';
+  EXPECT_EQ("1 2 3", receive(0, other)) << "of another switch";
+  other = beacon;
+  other[14] = 0;
+  EXPECT_EQ("1 2 3", receive(0, other));
+  other = beacon;
+  other.resize(89);
+  EXPECT_EQ("1 2 3", receive(0, other));
+}
+
 TEST_F(Frames, P_4_nothing_comes_back_and_nobody_gets_two) {
   port(1).client->is_promiscuous = port(2).client->is_promiscuous = true;
   EXPECT_EQ("2 3 n0", send(1, packet(everybody, address_of(1))));

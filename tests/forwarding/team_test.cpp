@@ -259,6 +259,11 @@ TEST_F(TeamOfSwitch, T_21_service_ports_send_by_the_policy_of_the_source) {
   EXPECT_EQ("in:1:no-uplink", send(1, packet(outside(1), address_of(2))));
   EXPECT_EQ(1u, switch_counters().sent_by_service_ports);
   EXPECT_EQ(1u, switch_counters().service_errors);
+  team().flags = TEAM_FRP_FLAG_BLOCK_OUTPUT;
+  restart();
+  EXPECT_EQ("in:1:team-blocked", send(1, packet(outside(1), address_of(1))));
+  EXPECT_EQ(1u, switch_counters().sent_by_own_policy) << "its own address is that of no other client";
+  EXPECT_EQ(1u, switch_counters().service_errors);
 }
 
 TEST_F(TeamOfSwitch, T_21_service_ports_receive_from_any_uplink) {

@@ -87,7 +87,7 @@ struct Outcomes : Sink {
     add("consumed");
   }
   bool wants_steps() const override { return explains; }
-  void step(Step step) override {
+  void step(Step const &step) override {
     constexpr char const *outcomes[] = {"", " drop", " deliver", " consume"};
     steps.push_back(std::string(rule_id(step.rule)) + " " + name(step.place) +
                     outcomes[static_cast<std::size_t>(step.outcome)] + " | " + step.text);
