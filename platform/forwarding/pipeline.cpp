@@ -64,6 +64,7 @@ class Forwarding {
   bool is_at_limit(MacTable::Place known, MacTable const &table, bool &is_own) const;
   Verdict known_at(PortIndex index);
   Verdict receive_addressed();
+  std::optional<Refusal> refuses(PortIndex index, Way way);
   void flood(std::vector<PortIndex> const &ports);
   void add_promiscuous();
   Port const &sending_port();
@@ -74,9 +75,7 @@ class Forwarding {
   void deliver(Receiver const &receiver);
 
   // What a port that is not asked further says of itself.
-  void add(PortIndex port, DeliveryKind kind, Reason drop, bool overridden = false) {
-    traffic_.receivers.push_back({port, kind, drop, overridden});
-  }
+  void add(PortIndex port, DeliveryKind kind, Reason drop) { traffic_.receivers.push_back({port, kind, drop}); }
   bool is_group_frame() const { return target_.kind == Target::Kind::group; }
 
   void drop_in(Verdict const &verdict);
@@ -356,16 +355,22 @@ Verdict Forwarding::receivers() {
 
 // The one port that has the destination: it receives the frame, or drops it.
 Verdict Forwarding::receive_addressed() {
-  bool overridden = false;
-  std::optional<Refusal> const refused =
-      refusal(passage_, target_, tables_.ports[target_.port], Way::addressed, overridden);
+  std::optional<Refusal> const refused = refuses(target_.port, Way::addressed);
   if (refused && refused->reason == Reason::reverse_path)
     return refuse(Reason::reverse_path);
   if (refused && explains_)
     explain_refusal(target_.port, *refused);
-  add(target_.port, DeliveryKind::frame, refused ? refused->reason : Reason::none, overridden);
+  add(target_.port, DeliveryKind::frame, refused ? refused->reason : Reason::none);
   also_to_team_ = to_team_ = passage_.ingress->sends_to_uplink_too && !passage_.is_from_uplink();
   return pass(also_to_team_ ? Rule::S_10 : Rule::MAC_20);
+}
+
+std::optional<Refusal> Forwarding::refuses(PortIndex index, Way way) {
+  bool overridden = false;
+  std::optional<Refusal> const refused = refusal(passage_, target_, tables_.ports[index], way, overridden);
+  if (overridden)
+    ++traffic_.count_switch(passage_.vswitch_index).reverse_path_overridden;
+  return refused;
 }
 
 // Those of the ports that may receive it.
@@ -373,10 +378,9 @@ void Forwarding::flood(std::vector<PortIndex> const &ports) {
   for (PortIndex index : ports) {
     if (index == passage_.from)
       continue;
-    bool overridden = false;
-    std::optional<Refusal> const refused = refusal(passage_, target_, tables_.ports[index], Way::flooded, overridden);
+    std::optional<Refusal> const refused = refuses(index, Way::flooded);
     if (!refused) {
-      add(index, DeliveryKind::frame, Reason::none, overridden);
+      add(index, DeliveryKind::frame, Reason::none);
       continue;
     }
     is_filtered_ |= refused->reason == Reason::multicast_filtered;
@@ -408,7 +412,7 @@ Port const &Forwarding::sending_port() {
   SwitchCounters &counters = traffic_.count_switch(passage_.vswitch_index);
   ++counters.sent_by_service_ports;
   AddressIndex::Pairs const clients = passage_.vswitch->effective.find(passage_.header.source);
-  if (clients.empty() || passage_.header.source == port.effective) {
+  if (clients.empty() || clients.front().second == passage_.from) {
     ++counters.sent_by_own_policy;
     return port;
   }
@@ -513,10 +517,8 @@ void Forwarding::add_promiscuous() {
     bool const has_it = index == passage_.from || std::find_if(all.begin(), end, [&](Receiver const &receiver) {
                                                     return receiver.port == index;
                                                   }) != end;
-    bool overridden = false;
-    if (has_it || refusal(passage_, target_, tables_.ports[index], Way::promiscuous, overridden))
-      continue;
-    add(index, DeliveryKind::promiscuous, Reason::none, overridden);
+    if (!has_it && !refuses(index, Way::promiscuous))
+      add(index, DeliveryKind::promiscuous, Reason::none);
   }
   if (all.size() > addressed && tables_.options.mirror_statistics) {
     SwitchCounters &counters = traffic_.count_switch(passage_.vswitch_index);
@@ -532,11 +534,8 @@ void Forwarding::deliver(Receiver const &receiver) {
   DirectionCounters &counters = traffic_.count(receiver.port).out;
   counters.count(passage_.header, bytes.size());
   counters.exceptions += !tables_.options.fast_path;
-  if (port.is_router && passage_.is_from_uplink()) {
-    SwitchCounters &of_switch = traffic_.count_switch(passage_.vswitch_index);
-    ++of_switch.received_by_service_ports;
-    of_switch.reverse_path_overridden += receiver.overrides_path;
-  }
+  if (port.is_router && passage_.is_from_uplink())
+    ++traffic_.count_switch(passage_.vswitch_index).received_by_service_ports;
   Place const place = tables_.place_of(receiver.port);
   if (explains_)
     explain(Rule::C_5, place, "delivered: " + std::to_string(bytes.size()) + " bytes", Outcome::deliver);

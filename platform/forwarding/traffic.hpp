@@ -59,8 +59,7 @@ struct TeamFit {
 struct Receiver {
   PortIndex port = 0;
   DeliveryKind kind = DeliveryKind::frame;
-  Reason drop = Reason::none;   // it would get the frame, but cannot
-  bool overrides_path = false;  // it gets the frame although it does not expect it from there (T-21)
+  Reason drop = Reason::none;  // it would get the frame, but cannot
 };
 
 class Traffic {
