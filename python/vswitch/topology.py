@@ -152,6 +152,7 @@ def topology(*, observed: bool = True) -> Topology:
     edges: list[Edge] = []
     host = state.read(volatile=True, own=False)
     for switch in host.switches.values():
+        state.in_order(switch)
         seen = export.switch_members(switch, observed=observed)
         _switch(switch, seen, nodes, edges)
     return Topology(tuple(nodes), tuple(edges))

@@ -98,12 +98,25 @@ class Planner:
             change.compare()
         self._uplinks()
         self._host(host)
+        self._in_order(host)
         old = [alias for alias in host.switches if alias in changes]
         for alias in (*old, *(alias for alias in changes if alias not in host.switches)):
             self.places += changes[alias].places()
         self.places += [joined("switches", alias) for alias in going]
         self.steps.sort(key=lambda step: step.phase)
         return Plan([Operation(number, *step[1:]) for number, step in enumerate(self.steps, 1)], self.places)
+
+    def _in_order(self, host: state.HostState) -> None:
+        """Ports in the library's order, where the order of several shows in the text."""
+        several: dict[str, set[str]] = {}
+        for step in self.steps:
+            parts = step.path.split("/", 4)
+            if len(parts) > 3 and parts[2] == "ports":
+                several.setdefault(parts[1], set()).add(parts[3])
+        for path, ports in several.items():
+            switch = host.switches.get(path.replace("~1", "/").replace("~0", "~"))
+            if switch is not None and len(ports) > 1:
+                state.in_order(switch)
 
     def add(
         self, phase: Phase, action: str, path: str, calls: Iterable[Call], undo: Iterable[Call], before: Any, after: Any

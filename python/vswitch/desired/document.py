@@ -73,12 +73,17 @@ class _Copy:
         self.nodes += 1
         if self.nodes > MOST_NODES:
             raise _too_many(path)
+        if type(given) in _LEAVES:
+            return given
         if isinstance(given, Mapping):
             if depth > MOST_DEPTH:
                 raise _too_deep(path)
+            self.nodes += len(given)
+            if self.nodes > MOST_NODES:
+                raise _too_many(path)
             made: dict[str, Any] = {}
             for key, value in given.items():
-                name = self.key(key, path)
+                name = key if type(key) is str else self.key(key, path)
                 if name in made:
                     raise DocumentError(joined(path, name), "stands twice")
                 made[name] = value if type(value) in _LEAVES else self.value(value, joined(path, name), depth + 1)
@@ -91,7 +96,6 @@ class _Copy:
 
     def key(self, key: object, path: str) -> str:
         """The text of a key; a number is its decimal text."""
-        self.nodes += 1
         if isinstance(key, str):
             return str(key)
         if isinstance(key, int) and not isinstance(key, bool):

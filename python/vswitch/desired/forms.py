@@ -270,7 +270,7 @@ class Record(Form):
 
     def read_fields(self, given: Any, path: str) -> dict[str, Any]:
         """The fields that are given. DocumentError for unknown, wrong and missing ones."""
-        if not isinstance(given, Mapping):
+        if not isinstance(given, dict):
             raise self.refuse(given, path)
         values = {}
         for name, one in given.items():
@@ -317,7 +317,7 @@ class Either(Form):
         self.wanted, self.plain, self.record, self.kinds = wanted, plain, record, kinds
 
     def read(self, given: Any, path: str) -> Any:
-        if isinstance(given, (Mapping, base.Value)):
+        if isinstance(given, (dict, base.Value)):
             return self.record.read(given, path)
         if not isinstance(given, self.kinds) or isinstance(given, bool):
             raise self.refuse(given, path)
@@ -373,7 +373,7 @@ class PropertyForm(Form):
             return WrittenProperty(given.encode())
         if isinstance(given, (int, float)):
             Text().read(given, path)
-        if not isinstance(given, Mapping):
+        if not isinstance(given, dict):
             raise self.refuse(given, path)
         values = self.record.read_fields(given, path)
         chosen = [name for name in self.forms if name in values]

@@ -3,6 +3,7 @@
 from __future__ import annotations
 
 import fcntl
+import functools
 import hashlib
 import json
 import os
@@ -13,7 +14,7 @@ import time
 from collections.abc import Iterator
 from contextlib import contextmanager
 from dataclasses import dataclass
-from datetime import datetime, timedelta, timezone
+from datetime import datetime
 from pathlib import Path
 from typing import Any
 
@@ -28,7 +29,13 @@ _LOOK = 0.02
 
 def now_text(after: float = 0.0) -> str:
     """The time as RFC 3339, in so many seconds."""
-    return (datetime.now(timezone.utc) + timedelta(seconds=after)).strftime("%Y-%m-%dT%H:%M:%S.%fZ")
+    seconds, rest = divmod(time.time_ns() // 1000 + int(after * 1_000_000), 1_000_000)
+    return f"{_second_text(seconds)}.{rest:06}Z"
+
+
+@functools.lru_cache(maxsize=4)
+def _second_text(seconds: int) -> str:
+    return time.strftime("%Y-%m-%dT%H:%M:%S", time.gmtime(seconds))
 
 
 def parsed_time(text: str) -> datetime:
@@ -200,7 +207,10 @@ class Journal:
 
     def write(self, kind: str, **members: Any) -> None:
         """Appends a line, in one piece."""
-        line = json.dumps({"type": kind, "time": now_text(), **members}, ensure_ascii=False, default=str)
+        if len(members) == 1 and "number" in members:
+            line = f'{{"type": "{kind}", "time": "{now_text()}", "number": {members["number"]}}}'
+        else:
+            line = json.dumps({"type": kind, "time": now_text(), **members}, ensure_ascii=False, default=str)
         data = (line + "\n").encode(errors="surrogateescape")
         while data:
             data = data[os.write(self._descriptor, data) :]

@@ -57,7 +57,7 @@ class ObjectForm(Form):
         self.members, self.required, self.definition = members, required, definition
 
     def read(self, given: Any, path: str) -> Any:
-        if not isinstance(given, Mapping):
+        if not isinstance(given, dict):
             raise self.refuse(given, path)
         members = self.members
         found = {}
@@ -96,7 +96,7 @@ class CollectionForm(Form):
         self.entry, self.refused, self.aliases = entry, refused or {}, aliases or {}
 
     def read(self, given: Any, path: str) -> Any:
-        if not isinstance(given, Mapping):
+        if not isinstance(given, dict):
             raise self.refuse(given, path)
         entries = {}
         exact = False
@@ -138,7 +138,7 @@ class UplinkPorts(Form):
         self.entry = entry
 
     def read(self, given: Any, path: str) -> Any:
-        if not isinstance(given, Mapping):
+        if not isinstance(given, dict):
             raise self.refuse(given, path)
         found = {}
         for name, value in given.items():
@@ -172,7 +172,7 @@ class UplinkForm(Form):
             return Uplink(given)
         if isinstance(given, (int, float)):
             settings.TEXT.read(given, path)
-        if not isinstance(given, Mapping):
+        if not isinstance(given, dict):
             raise self.refuse(given, path)
         return Uplink(**self.record.read_fields(given, path))
 

@@ -2,8 +2,10 @@
 
 from __future__ import annotations
 
+import bisect
+import functools
 import struct
-from collections.abc import Iterable
+from collections.abc import Iterable, Mapping
 from dataclasses import dataclass, field
 from typing import Any, NamedTuple
 
@@ -26,6 +28,7 @@ _ENTRY_SIZE = 26
 _VOLATILE = int(libvswitch.VOLATILE_PROP_TYPE)
 _CONFIG = int(libvswitch.CONFIG_PROP_TYPE)
 _ATTEMPTS = 5
+_CALLS_TO_PLACE = 8
 
 
 class Entry(NamedTuple):
@@ -116,6 +119,9 @@ def read(only: Iterable[str] | None = None, *, volatile: bool = False, own: bool
         except NotFound:
             if _walk.switch_handle(alias) is not None:
                 raise
+    if not volatile:
+        for switch in host.switches.values():
+            in_order(switch)
     if own:
         host.mac_learning = host_mac_learning()
         host.options = runtime_options()
@@ -214,8 +220,7 @@ def _of_image(image: dict[str, Any]) -> SwitchState:
         _object(one["properties"], port)
     names = {uplink.port: uplink.name for uplink in switch.uplinks}
     free = {port: one for port, one in found.items() if port not in names}
-    order = _walk.all_ports(switch.alias) if len(free) > 1 else []
-    switch.ports = {port: free.pop(port) for port in order if port in free} | free
+    switch.ports = free
     switch.uplink_ports = {name: found.get(str(port)) or PortState() for port, name in names.items()}
     if not switch.persistent:
         # Nothing of it outlives a boot: what is written counts as stored.
@@ -247,6 +252,29 @@ def _rows(table: Any) -> list[MacEntry]:
         return []
     data = libvswitch.pointed_bytes(table, 8 + count * _ENTRY_SIZE)
     return [MacEntry.from_bytes(data[at : at + _ENTRY_SIZE]) for at in range(8, len(data), _ENTRY_SIZE)]
+
+
+def in_order(switch: SwitchState) -> None:
+    """Puts the ports into the library's order, that of their numbers; images have another."""
+    if switch.image is None or len(switch.ports) < 2:
+        return
+    left = dict(switch.ports)
+    switch.ports = {port: left.pop(port) for port in _port_order(switch.alias, left) if port in left} | left
+
+
+def _port_order(alias: str, ports: Mapping[str, Any]) -> list[str]:
+    """Identifiers in the order of the numbers. Lists by type have that order; where one has nearly all ports, the others
+    are put between them, which takes fewer calls than a walk that asks for each identifier."""
+    kinds = (PortType.ACTIVE, PortType.SHADOW, PortType.LOCALCACHE)
+    lists = [[port for port in _walk.ports_of_type(alias, kind) if port in ports] for kind in kinds]
+    longest = max(lists, key=len)
+    others = [port for found in lists if found is not longest for port in found]
+    if len(others) * _CALLS_TO_PLACE > len(longest):
+        return _walk.all_ports(alias)
+    number = functools.cache(lambda port: _walk.port_number(alias, port))
+    for port in others:
+        bisect.insort(longest, port, key=number)
+    return longest
 
 
 # ---- from calls, where images are in another form -----------------------------------------------------------------------------
@@ -311,12 +339,12 @@ class StatusReader:
         self.alias = alias
         self.room = libvswitch.buffer(_STATUS.size)
         self.query = libvswitch.HNQQuery.from_bytes(_QUERY.pack(_STATUS.size, int(self.room.this)))
+        self.output = Output(self.query)
 
     def read(self, port: str) -> tuple[int, int, str]:
         """The flags and the number of a port, and its client (empty without one)."""
-        self.query.propLen = _STATUS.size
-        call("VSDVS_GetPortProp", self.alias, port, _STATUS_KEY, Output(self.query), None, 0)
-        flags, _, number, client = _STATUS.unpack(bytes(self.room))
+        call("VSDVS_GetPortProp", self.alias, port, _STATUS_KEY, self.output, None, 0)
+        flags, _, number, client = _STATUS.unpack_from(self.room.view)
         return flags, number, slot_text(client) if flags & PortFlag.INUSE else ""
 
 
