@@ -54,7 +54,6 @@ class Markup:
     """Texts as reStructuredText, with links for the names that the manual describes."""
 
     WORD = re.compile(r"\b[A-Za-z_]\w*(?:\.\w+)?")
-    INLINE = re.compile(r"`([^`]+)`|\*\*([^*]+)\*\*|\*([^*\s][^*]*)\*|\[([^\]]+)\]\([^)]+\)")
 
     def __init__(self, roles):
         self.roles = roles
@@ -90,32 +89,6 @@ class Markup:
             end = word.start() + len(name)
         return "".join(parts) + self.escaped(text[end:])
 
-    def code(self, text):
-        name = text.split("(")[0]
-        if name in self.roles and (name == text or text[len(name)] == "("):
-            return self.link(name, text)
-        return f"``{text}``"
-
-    def marked(self, text):
-        """A text with Markdown's inline markup."""
-        out = []
-        end = 0
-        for found in self.INLINE.finditer(text):
-            code, strong, emphasis, label = found.groups()
-            out.append(self.escaped(text[end : found.start()]))
-            if code is not None:
-                piece = self.code(code)
-            elif strong is not None:
-                piece = f"**{strong}**"
-            elif emphasis is not None:
-                piece = f"*{emphasis}*"
-            else:
-                piece = self.escaped(label)
-            out.append(self.fitted(piece, text[: found.start()][-1:], text[found.end() :][:1]))
-            end = found.end()
-        out.append(self.escaped(text[end:]))
-        return "".join(out)
-
 
 def heading(text, underline):
     return f"{text}\n{underline * len(text)}\n"
@@ -125,53 +98,21 @@ def indented(text, by=3):
     return "\n".join(" " * by + line if line else "" for line in text.split("\n"))
 
 
-def list_table(rows, header):
-    lines = [".. list-table::", f"   :header-rows: {1 if header else 0}", "   :align: left", ""]
+def list_table(rows):
+    lines = [".. list-table::", "   :align: left", "   :widths: 30 70", ""]
     for row in rows:
         lines += [f"   {'*' if index == 0 else ' '} - {cell}".rstrip() for index, cell in enumerate(row)]
     return "\n".join(lines) + "\n"
 
 
-class Markdown:
-    """The part of Markdown that docs/host.md uses, as reStructuredText."""
+def raised(markdown, by):
+    """With its headings so many levels up."""
+    return re.sub(r"^#{%d}(?=#+ )" % by, "", markdown, flags=re.M)
 
-    UNDERLINES = {1: "=", 2: "-", 3: "~"}
 
-    def __init__(self, markup):
-        self.markup = markup
-
-    def convert(self, text, raised=0):
-        """`raised`: by how many levels the headings go up."""
-        return "\n".join(self.block(block, raised) for block in re.split(r"\n{2,}", text.strip("\n")))
-
-    def block(self, block, raised):
-        lines = block.split("\n")
-        if match := re.match(r"(#+) (.*)", lines[0]):
-            return heading(self.markup.marked(match[2]), self.UNDERLINES[len(match[1]) - raised])
-        if lines[0].startswith("|"):
-            return self.table(lines)
-        if lines[0].startswith("    "):
-            return f"::\n\n{block}\n"
-        items = []
-        for line in lines:
-            if re.match(r"(- |\d+\. )", line) or not items:
-                items.append(line)
-            else:
-                items[-1] += " " + line.strip()
-        return "\n".join(self.item(item) for item in items) + "\n"
-
-    def item(self, text):
-        # A list that follows its sentence directly needs a line between them.
-        if match := re.match(r"(- |\d+\. )(.*)", text):
-            return f"\n{match[1]}{self.markup.marked(match[2])}"
-        return self.markup.marked(text)
-
-    def table(self, lines):
-        rows = [[cell.strip() for cell in line.strip("|").split(" | ")] for line in lines]
-        header, _, *body = [[self.markup.marked(cell.strip("| ")) for cell in row] for row in rows]
-        width = len(header)
-        body = [row + [""] * (width - len(row)) for row in body]
-        return list_table([header, *body] if any(header) else body, any(header))
+def in_markdown(text):
+    """reStructuredText as a part of a page in Markdown."""
+    return f"`````{{eval-rst}}\n{text}\n`````\n"
 
 
 # ---- the reference -----------------------------------------------------------------------------------------
@@ -213,7 +154,6 @@ class Reference:
         for family in self.interface.constants:
             roles |= {name: "data" for name, _ in family["items"]}
         self.markup = Markup(roles)
-        self.markdown = Markdown(self.markup)
 
     def text(self, text):
         """Of the interface. Where it names the host's page, it links it."""
@@ -292,7 +232,6 @@ class Reference:
                 names = [name for first in firsts for name in re.findall(r"`(\w+)\(", first) if name in left]
             for name in names:
                 del left[name]
-            body = self.markdown.convert(section, raised=2)
             entries = "\n".join(self.function(name) for name in names)
             if title == HELPERS:
                 entries += (
@@ -300,17 +239,26 @@ class Reference:
                     "   Writes a text to the host's log. Further arguments are not read.\n"
                 )
             module = ".. py:currentmodule:: libvswitch"
-            yield page_name(title), f"{body}\n{module}\n\n{heading('Reference', '-')}\n{entries}"
+            page = f"{raised(section, by=2)}\n## Reference\n\n" + in_markdown(f"{module}\n\n{entries}")
+            yield f"{page_name(title)}.md", page, f"{heading(title, '-')}\n{self.overview(names)}"
+
+    def overview(self, names):
+        """The functions with the first sentence of each."""
+        rows = []
+        for name in names:
+            sentence = re.split(r"(?<=[.:;]) ", self.functions[name][0][2]["doc"])[0]
+            rows.append((self.markup.link(name, name), self.markup.plain(sentence.rstrip(".:;") + ".")))
+        return list_table(rows)
 
     def host_page(self):
         """The rest of the host's page."""
         text = HOST.read_text(encoding="utf-8").split("\n## How a call is made\n")[0]
         before, after = text.split("\n## Calls\n")
-        before = before.replace("\n## Statuses and aborts\n", "\n## Statuses and aborts\n\n@every-call@\n")
+        title = "\n## Statuses and aborts\n"
+        before = before.replace(title, f"{title}\n(every-call)=\n\nThese statuses can come from every call.\n")
         before = before.split("\n## Memory\n")[0]
         behind = "\n## " + after.split("\n## ", 1)[1]
-        page = self.markdown.convert(f"{before}\n{behind}")
-        return page.replace("@every-call@", ".. _every-call:\n\nThese statuses can come from every call.\n")
+        return f"{before}\n{behind}"
 
     # ---- records ---------------------------------------------------------------------------------------
 
@@ -353,7 +301,11 @@ class Reference:
         home = declared_in("interface", ".rows.hpp", r"\bRECORD(?:_UNTAGGED)?\((\w+)")
         for page, title in RECORD_PAGES.items():
             entries = [self.record(record) for record in self.interface.records if home[record["name"]] == page]
-            yield page, f"{heading(title, '=')}\n.. py:currentmodule:: libvswitch\n\n" + "\n".join(entries)
+            names = [record["name"] for record in self.interface.records if home[record["name"]] == page]
+            rows = [(self.markup.link(record["name"], record["name"]), self.text(record["doc"].split(". ")[0].rstrip(".") + "."))
+                    for record in self.interface.records if record["name"] in names]
+            text = f"{heading(title, '=')}\n.. py:currentmodule:: libvswitch\n\n" + "\n".join(entries)
+            yield f"{page}.rst", text, f"{heading(title, '-')}\n{list_table(rows)}"
 
     # ---- constants -------------------------------------------------------------------------------------
 
@@ -377,23 +329,31 @@ class Reference:
                     entries.append(heading(self.markup.escaped(family["family"]), "-"))
                     entries.append(self.text(family["doc"]) + "\n")
                     entries += [self.constant(name, value) for name, value in family["items"]]
-            yield page, "\n".join(entries)
+            rows = [(f":doc:`{self.markup.escaped(family['family'])} <{page}>`", self.text(family["doc"]))
+                    for family in self.interface.constants if home[family["items"][0][0]] == page]
+            yield f"{page}.rst", "\n".join(entries), f"{heading(title, '-')}\n{list_table(rows)}"
 
     def pages(self):
         """Path and text of every page that is made."""
         groups = [
-            ("calls", "Calls", self.call_pages()),
-            ("records", "Records", self.record_pages()),
-            ("constants", "Constants", self.constant_pages()),
+            ("calls", "Calls", "The 198 calls of the interface and the helpers of the module, by what they are about.",
+             self.call_pages()),
+            ("records", "Records", "What calls take and give, by what it is about.", self.record_pages()),
+            ("constants", "Constants", "The families of constants, by what they are about, and what each is for.",
+             self.constant_pages()),
         ]
-        for folder, title, group in groups:
+        for folder, title, sentence, group in groups:
             names = []
-            for name, text in group:
-                names.append(name)
-                yield f"{folder}/{name}.rst", text
+            overviews = []
+            for name, text, overview in group:
+                names.append(pathlib.Path(name).stem)
+                overviews.append(overview)
+                yield f"{folder}/{name}", text
             entries = "\n".join(f"   {name}" for name in names)
-            yield f"{folder}/index.rst", f"{heading(title, '=')}\n.. toctree::\n   :maxdepth: 1\n\n{entries}\n"
-        yield "host.rst", self.host_page()
+            contents = f".. toctree::\n   :hidden:\n\n{entries}\n"
+            module = ".. py:currentmodule:: libvswitch"
+            yield f"{folder}/index.rst", "\n".join([heading(title, "="), sentence, "", contents, module, "", *overviews])
+        yield "host.md", self.host_page()
 
 
 def page_name(title):
@@ -409,7 +369,7 @@ def write_sources(build, folder):
     texts = dict(Reference(build).pages())
     texts["objects/calls.rst"] = calls_page()
     for path in GUIDES.rglob("*"):
-        if path.suffix in (".rst", ".py"):
+        if path.suffix in (".rst", ".py", ".dot", ".css"):
             texts[str(path.relative_to(GUIDES))] = path.read_text(encoding="utf-8")
     for old in [path for path in folder.rglob("*") if path.is_file() and str(path.relative_to(folder)) not in texts]:
         old.unlink()

@@ -2,6 +2,7 @@
 
 import doctest
 import html
+import json
 import os
 import pathlib
 import re
@@ -13,8 +14,8 @@ from workspace import BUILD, SEARCH, SOURCE
 
 GUIDES = SOURCE / "docs" / "manual"
 PAGES = sorted(str(path.relative_to(GUIDES)) for path in GUIDES.rglob("*.rst"))
-# The reference of the comfortable layer, which is made of docstrings.
-WITHOUT_SESSIONS = ["comfort.rst"]
+# The reference of the comfortable layer, which is made of docstrings, and a page of links.
+WITHOUT_SESSIONS = ["comfort.rst", "guides/tasks.rst"]
 EXAMPLES = re.split(r"^(\w+)\n", (GUIDES / "call_examples.txt").read_text(encoding="utf-8"), flags=re.M)[1:]
 
 
@@ -167,6 +168,36 @@ def test_the_manual_builds_and_tells_every_name(manual):
     assert [name for name in names if name not in words] == []
 
 
+def test_every_name_that_a_page_refers_to_is_there(manual):
+    """A role that leads nowhere is no warning; it is shown without a link."""
+    shown_without = []
+    for page in manual.rglob("*.html"):
+        text = page.read_text(encoding="utf-8")
+        found = re.findall(r'(<a [^>]*>)?<code class="xref py py-(?:func|class|meth|attr|data|exc|mod)[^"]*">.*?</code>', text)
+        shown_without += [page.name for link in found if not link]
+    assert shown_without == []
+
+
+def test_pictures_are_drawn_from_their_sources(manual):
+    sources = list((GUIDES / "pictures").glob("*.dot"))
+    assert len(sources) >= 5
+    pages = "\n".join(page.read_text(encoding="utf-8") for page in manual.rglob("*.html"))
+    drawn = set(re.findall(r'<object data="([^"]+)" type="image/svg\+xml"', pages))
+    assert len(drawn) == len(sources)
+    for picture in drawn:
+        assert (manual / picture.removeprefix("../")).read_text(encoding="utf-8").count("<g ") > 5
+
+
+def test_indexes_say_what_is_behind_each_title(manual):
+    calls = " ".join(shown(manual / "calls" / "index.html").split())
+    assert "VSDVS_SetMTU Sets the largest payload of a frame (MTU) that a switch passes" in calls
+    families = " ".join(shown(manual / "constants" / "index.html").split())
+    interface = json.loads((BUILD / "interface.json").read_text(encoding="utf-8"))
+    assert [family["family"] for family in interface["constants"] if family["doc"].strip(". ")[:40] not in families] == []
+    records = " ".join(shown(manual / "records" / "index.html").split())
+    assert "VSInfo" in records and "qel_EthHdr Ethernet header (IEEE 802.3)" in records
+
+
 def test_the_reference_tells_what_a_call_does(manual):
     text = " ".join(shown(manual / "calls" / "switches.html").split())
     entry = text[text.index("VSDVS_SetMTU(alias: str | None, mtu: int, /) → int") :].split("VSDVS_GetMTU(alias:")[0]
@@ -178,7 +209,7 @@ def test_the_reference_tells_what_a_call_does(manual):
 
 def test_the_reference_claims_no_status_where_there_is_none(manual):
     text = " ".join(shown(manual / "calls" / "handles-into-the-state.html").split())
-    entry = text[text.index("DVS_GetMaxPorts(vswitch:") :].split("DVSState_PortFind(")[0].split("¶")[1]
+    entry = text[text.index("DVS_GetMaxPorts(vswitch:") :].split("DVSState_PortFind(")[0].split("#")[1]
     assert "Statuses" not in entry
     assert "Statuses: QEL_NOT_FOUND" in text[text.index("DVSState_GlobalPropLookup(alias:") :]
 
