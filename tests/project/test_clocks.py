@@ -18,9 +18,13 @@ LISTED = {
     "tests/project/test_clocks.py": "this table",
     "tests/reliability/load_worker.py": "a load of a given time; how long calls took is reported and not judged",
     "tests/reliability/test_surroundings.py": PATIENCE,
+    "tests/reliability/test_unlocked_calls.py": "the pace of a thread while another is in a call; sleep(0) only yields",
     "tests/simulated_host/crash_writer.py": "how long calls took",
     "tests/simulated_host/test_crashes.py": "that nobody waits long for a killed writer is the promise: ten times what is"
     " usual; between two looks into a log it sleeps a millisecond",
+    "tests/vswitch/test_apply.py": "a guard acts at a time; what waits for it looks every 20 milliseconds",
+    "tests/vswitch/test_documents.py": "a hostile document is refused at once: in seconds, not minutes",
+    "tests/vswitch/test_threads.py": "threads work for a given time",
 }
 
 

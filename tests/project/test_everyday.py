@@ -50,6 +50,7 @@ def test_every_row_of_the_table_is_understood():
     table = (SOURCE / "README.md").read_text().split("## Dependencies")[1].split("\n## ")[0]
     assert [line for line in table.splitlines() if line.startswith("| `")] != []
     assert sum(line.startswith("| `") for line in table.splitlines()) == len(ROWS)
+    assert len({package for package, _ in ROWS}) == len(ROWS), "a package has one row"
 
 
 def test_make_asks_for_the_packages_of_its_command(tmp_path):
