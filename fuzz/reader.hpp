@@ -16,7 +16,7 @@
 #include "interface/distributed_switch_state.h"
 #include "interface/switch_queries.h"
 #include "platform/core/constants.hpp"
-#include "platform/core/state_file.hpp"
+#include "platform/core/host.hpp"
 #include "platform/tool/supported_calls.hpp"
 
 namespace fuzz {

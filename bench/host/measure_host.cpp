@@ -6,6 +6,7 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <atomic>
 #include <chrono>
 #include <cstdio>
@@ -14,6 +15,7 @@
 #include <filesystem>
 #include <fstream>
 #include <functional>
+#include <memory>
 #include <string>
 #include <vector>
 
@@ -23,7 +25,7 @@
 #include "interface/distributed_switch_state.h"
 #include "interface/switch_queries.h"
 #include "platform/core/constants.hpp"
-#include "platform/core/state_file.hpp"
+#include "platform/core/host.hpp"
 
 namespace {
 
@@ -260,6 +262,61 @@ void measure_ports() {
   }
 }
 
+// Adding ports one after the other, as a management program does: each of the last so many.
+void measure_added_ports() {
+  constexpr int measured = 64;
+  double few = 0;
+  Scratch scratch;
+  add_ports(0);
+  int count = 0;
+  for (int before : {64, 1024, 4000}) {
+    for (; count < before; ++count)
+      require(VSDVS_AddDVPort("measured", std::to_string(count).c_str(), 0), "VSDVS_AddDVPort");
+    // The best of a few rounds: removing the ports again leaves the switch as it was.
+    double best = 0;
+    for (int round = 0; round < 9; ++round) {
+      auto const began = Clock::now();
+      for (int i = 0; i < measured; ++i)
+        require(VSDVS_AddDVPort("measured", ("more-" + std::to_string(i)).c_str(), 0), "VSDVS_AddDVPort");
+      best = std::max(best, measured / std::chrono::duration<double>(Clock::now() - began).count());
+      for (int i = 0; i < measured; ++i)
+        require(VSDVS_RemoveDVPort("measured", ("more-" + std::to_string(i)).c_str()), "VSDVS_RemoveDVPort");
+    }
+    few = few > 0 ? few : best;
+    report("ports added to " + std::to_string(before), best, few);
+  }
+}
+
+// A fresh host whose description has learned addresses, at one port.
+void measure_boots() {
+  double few = 0;
+  for (int count : {500, 1000, 2000, 4000}) {
+    Scratch scratch;
+    nlohmann::json learned = nlohmann::json::array();
+    for (int i = 0; i < count; ++i) {
+      char mac[18];
+      std::snprintf(mac, sizeof mac, "02:01:00:00:%02x:%02x", static_cast<unsigned>(i >> 8 & 0xff),
+                    static_cast<unsigned>(i & 0xff));
+      learned.push_back({{"mac", mac}});
+    }
+    nlohmann::json const port{{"dvport_id", "p"}, {"mac_learning", nlohmann::json::object()}, {"learned", learned}};
+    nlohmann::json const vswitch{{"alias", "workload"}, {"switch_id", "i"}, {"ports", nlohmann::json::array({port})}};
+    std::string const description =
+        nlohmann::json{{"format", 1}, {"switches", nlohmann::json::array({vswitch})}}.dump();
+    double best = 0;
+    for (int round = 0; round < 5; ++round) {
+      auto const host = std::make_shared<host::Host>(host::memory_host, description);
+      host::use_host(host);
+      auto const began = Clock::now();
+      read_mtu(0, 0);
+      best = std::max(best, count / std::chrono::duration<double>(Clock::now() - began).count());
+      host::leave_host(*host);
+    }
+    few = few > 0 ? few : best;
+    report("addresses learned in a boot of " + std::to_string(count), best, few);
+  }
+}
+
 // How many entries a table of a switch gets, whatever its limits.
 void measure_mac_tables() {
   double changes = 0;
@@ -308,6 +365,8 @@ int main(int count, char **arguments) {
   measure_processes();
   measure_switches();
   measure_ports();
+  measure_added_ports();
+  measure_boots();
   measure_mac_tables();
   std::ofstream(arguments[1]) << nlohmann::ordered_json{{"seconds_each", seconds_each}, {"figures", figures}}.dump(2)
                               << "\n";

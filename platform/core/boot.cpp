@@ -6,19 +6,18 @@
 #include <tuple>
 
 #include "platform/core/boot_description.hpp"
-#include "platform/core/call.hpp"
 #include "platform/core/clock.hpp"
-#include "platform/core/counters.hpp"
+#include "platform/core/host_row.hpp"
 #include "platform/core/host_settings.hpp"
-#include "platform/core/known_properties.hpp"
 #include "platform/core/mac_table.hpp"
-#include "platform/core/port_policies.hpp"
+#include "platform/core/property_values.hpp"
 #include "platform/core/rtm.hpp"
 #include "platform/core/safe_files.hpp"
 #include "platform/core/status_names.hpp"
 #include "platform/core/switch_state.hpp"
 #include "platform/core/text.hpp"
-#include "platform/core/uplink_choice.hpp"
+#include "platform/core/traffic.hpp"
+#include "platform/core/uplink_list.hpp"
 #include "platform/core/uplinks.hpp"
 
 namespace host {
@@ -43,9 +42,14 @@ void step(std::string const &where, Step &&run) {
   }
 }
 
-void set_counters(Database &database, RowId vswitch, RowId port, DescribedCounters const &counters) {
-  for (auto const &[name, value] : counters)
-    set_counter(database, vswitch, port, name, value);
+// What is described goes before what learning has counted.
+template <typename Counters, typename Names>
+Counters described(Counters const &wanted, Counters counters, Names const &names) {
+  for (NamedCounter<Counters> const &counter : names) {
+    if (wanted.*counter.value != 0)
+      counters.*counter.value = wanted.*counter.value;
+  }
+  return counters;
 }
 
 void learn(Database &database, RowId vswitch, Port const &port, std::vector<DescribedAddress> const &addresses) {
@@ -228,15 +232,22 @@ void describe_running_state(Database &database, RowId vswitch, DescribedSwitch c
   }
   for (DescribedState const &port : port_states(database, vswitch, wanted)) {
     learn(database, vswitch, port.port, port.state.learned);
-    set_counters(database, vswitch, port.port.row, port.state.counters);
+    if (port.state.counters) {
+      PortCounters const now = load_port_counters(database, port.port.row);
+      store_port_counters(database, vswitch, port.port.row, described(*port.state.counters, now, port_counters));
+    }
   }
-  set_counters(database, vswitch, no_port, wanted.counters);
+  if (wanted.counters) {
+    SwitchCounters const now = load_switch_counters(database, vswitch);
+    store_switch_counters(database, vswitch, described(*wanted.counters, now, switch_counters));
+  }
   for (DescribedPort const &port : wanted.ports) {
     for (DescribedGroup const &joined : port.groups) {
       step(joined.where, [&] {
         refuse_if(!port.client, QEL_BAD_PARAM);
         std::int64_t const updated = joined.updated ? static_cast<std::int64_t>(*joined.updated) : clock_now(database);
-        join_multicast_group(database, port_by_id(database, vswitch, port.dvport_id).row, joined.group, updated);
+        join_multicast_group(database, vswitch, port_by_id(database, vswitch, port.dvport_id).row,
+                             {joined.group, updated});
       });
     }
   }
@@ -267,7 +278,8 @@ void boot_from_text(Database &database, std::string const &text) {
   for (std::size_t i = 0; i < switches.size(); ++i)
     describe_running_state(database, switches[i], description.switches[i]);
   refresh_all_numa_nodes(database);
-  database.execute("UPDATE host SET description = ?", text);
+  keep_description(database, text);
+  set_events_until(database, clock_now(database));
 }
 
 void boot_fresh_host(Database &database, std::string const &description_path) {
@@ -282,36 +294,17 @@ void boot_fresh_host(Database &database, std::string const &description_path) {
 
 void boot_again(Database &database) {
   // Switches go first: a NIC that they free may belong to an uplink port that comes back.
-  database.execute("DELETE FROM vswitch WHERE NOT persistent");
+  remove_volatile_switches(database);
   drop_zombie_ports(database);
   forget_volatile_properties(database);
   forget_volatile_settings(database);
   forget_rtm(database);
-  forget_all_mac_entries(database);
-  forget_all_counters(database);
-  forget_mirror_statistics(database);
+  forget_traffic(database);
+  restart_clients(database);
   set_all_nics_up(database);
   refresh_all_numa_nodes(database);
-  database.execute("UPDATE host SET boot_count = boot_count + 1");
-}
-
-Status boot() {
-  return update([](Database &database) { boot_again(database); }, not_an_exported_call);
-}
-
-std::string host_description(Database &database) {
-  Rows row = database.rows("SELECT description FROM host");
-  return row.next() ? row.text(0) : std::string();
-}
-
-std::string state_id(Database &database) {
-  Rows row = database.rows("SELECT state_id FROM host");
-  return row.next() ? row.text(0) : std::string();
-}
-
-std::int64_t boot_count(Database &database) {
-  Rows row = database.rows("SELECT boot_count FROM host");
-  return row.next() ? row.integer(0) : 0;
+  count_boot(database);
+  set_events_until(database, clock_now(database));
 }
 
 }  // namespace host

@@ -6,6 +6,7 @@
 
 #include "platform/core/database.hpp"
 #include "platform/core/export.hpp"
+#include "platform/core/host_row.hpp"
 
 namespace host {
 
@@ -13,11 +14,9 @@ namespace host {
 // Needs a writing transaction.
 void boot_fresh_host(Database &database, std::string const &description_path);
 
-// The same from the text of a description, which is kept for host_description(). Throws a DescriptionError.
+// The same from the text of a description, which is kept for host_description() (host_row.hpp). Throws a
+// DescriptionError.
 HOST_API void boot_from_text(Database &database, std::string const &text);
-
-// What the host first booted from. Needs a transaction.
-HOST_API std::string host_description(Database &database);
 
 // Boots again: everything volatile is lost. Needs a writing transaction.
 HOST_API void boot_again(Database &database);
@@ -25,13 +24,7 @@ HOST_API void boot_again(Database &database);
 // The built-in description, as JSON.
 HOST_API std::string_view default_description();
 
-// Another text whenever the whole state was replaced. Needs a transaction.
-HOST_API std::string state_id(Database &database);
-
-// Boots this process's host again: everything volatile is lost.
+// Boots the host in use again: everything volatile is lost. A call, which is defined with them.
 HOST_API Status boot();
-
-// How often the host has booted. Needs a transaction.
-HOST_API std::int64_t boot_count(Database &database);
 
 }  // namespace host

@@ -9,7 +9,6 @@
 #include <set>
 
 #include "platform/core/constants.hpp"
-#include "platform/core/counters.hpp"
 #include "platform/core/document.hpp"
 
 namespace host {
@@ -228,49 +227,15 @@ DescribedNic read_nic(Object &object) {
            .smartnic = object.truth("smartnic", false)}};
 }
 
-struct CounterName {
-  char const *member;
-  std::string_view counter;
-};
-
-constexpr CounterName learning_counters[] = {{"not_learned_allowed", counter::not_learned_allowed},
-                                             {"not_learned_dropped", counter::not_learned_dropped},
-                                             {"macs_moved", counter::macs_moved}};
-
-std::vector<CounterName> const &port_counters() {
-  static std::vector<CounterName> const names = [] {
-    std::vector<CounterName> list(std::begin(learning_counters), std::end(learning_counters));
-    for (PacketCounter const &packets : packet_counters)
-      list.push_back({packets.name, packets.name});
-    return list;
-  }();
-  return names;
-}
-
-constexpr CounterName switch_counters[] = {
-    {"team_allowed_at_port_limit", counter::team_allowed_at_port_limit},
-    {"rarp_packets", counter::rarp_packets},
-    {"rarp_longest", counter::rarp_longest},
-    {"rarp_time", counter::rarp_time},
-    {"service_port_tx", counter::service_port_tx},
-    {"service_port_tx_own_policy", counter::service_port_tx_own_policy},
-    {"service_port_tx_source_policy", counter::service_port_tx_source_policy},
-    {"service_port_tx_errors", counter::service_port_tx_errors},
-    {"service_port_rx", counter::service_port_rx},
-    {"service_port_rx_override", counter::service_port_rx_override},
-};
-
-template <typename Names>
-DescribedCounters read_counters(Object &owner, Names const &names) {
-  DescribedCounters counters;
+template <typename Counters, typename Names>
+std::optional<Counters> read_counters(Object &owner, Names const &names) {
   Document const *document = owner.find("counters");
   if (!document)
-    return counters;
+    return std::nullopt;
   Object object(*document, owner.place("counters"));
-  for (CounterName const &name : names) {
-    if (std::uint64_t const value = object.large_number(name.member, 0))
-      counters[name.counter] = value;
-  }
+  Counters counters;
+  for (NamedCounter<Counters> const &counter : names)
+    counters.*counter.value = object.large_number(counter.name.data(), 0);
   object.finish();
   return counters;
 }
@@ -304,7 +269,7 @@ DescribedPortState read_port_state(Object &port) {
           read_properties(port, "properties"),
           read_addresses(port, "user_macs", false),
           read_addresses(port, "learned", true),
-          read_counters(port, port_counters())};
+          read_counters<PortCounters>(port, port_counters)};
 }
 
 std::optional<VSPMACLearning> read_mac_learning(Object &port) {
@@ -453,7 +418,7 @@ DescribedSwitch read_switch(Object &object) {
                          .ports = {},
                          .lags = {},
                          .mirror_sessions = {},
-                         .counters = read_counters(object, switch_counters)};
+                         .counters = read_counters<SwitchCounters>(object, switch_counters)};
   object.list("uplinks", [&](Object &uplink) { result.uplinks.push_back(read_uplink(uplink)); });
   object.list("ports", [&](Object &port) { result.ports.push_back(read_port(port)); });
   object.list("lags", [&](Object &lag) { result.lags.push_back(read_lag(lag)); });

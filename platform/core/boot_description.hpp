@@ -2,7 +2,6 @@
 #pragma once
 
 #include <cstdint>
-#include <map>
 #include <optional>
 #include <stdexcept>
 #include <string>
@@ -14,6 +13,7 @@
 #include "platform/core/mirroring.hpp"
 #include "platform/core/multicast.hpp"
 #include "platform/core/runtime_options.hpp"
+#include "platform/core/traffic.hpp"
 #include "platform/core/typed_properties.hpp"
 #include "platform/core/uplinks.hpp"
 
@@ -30,9 +30,6 @@ struct DescribedNic {
   std::string where;
   PhysicalNic nic;
 };
-
-// Values by the names of counters.
-using DescribedCounters = std::map<std::string_view, std::uint64_t>;
 
 struct DescribedAddress {
   std::string where;
@@ -51,7 +48,7 @@ struct DescribedPortState {
   std::vector<DescribedProperty> properties;
   std::vector<DescribedAddress> by_hand;
   std::vector<DescribedAddress> learned;
-  DescribedCounters counters;
+  std::optional<PortCounters> counters;
 };
 
 // The NIC behind an uplink port: the one of its name (if there is one), a certain one, or none.
@@ -128,7 +125,7 @@ struct DescribedSwitch {
   std::vector<DescribedPort> ports;
   std::vector<DescribedLag> lags;
   std::vector<DescribedMirrorSession> mirror_sessions;
-  DescribedCounters counters;
+  std::optional<SwitchCounters> counters;
 };
 
 struct BootDescription {

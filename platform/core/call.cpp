@@ -15,7 +15,8 @@
 #include "platform/core/database.hpp"
 #include "platform/core/faults.hpp"
 #include "platform/core/handed_out.hpp"
-#include "platform/core/state_file.hpp"
+#include "platform/core/host.hpp"
+#include "platform/core/host_row.hpp"
 #include "platform/core/trace.hpp"
 
 // The module exports the first three, the interpreter the rest. All are absent in a plain C program.
@@ -58,6 +59,8 @@ struct Course {
 void run_regardless(Database &database, Access access, CallBody body) {
   Transaction transaction(database, access == Access::write);
   body.run(body.body, database);
+  if (access == Access::write)
+    note_new_configuration(database);
   transaction.commit();
 }
 
@@ -73,6 +76,7 @@ void write_without_faults(Database &database, CallBody body) {
   Transaction transaction(database, true);
   stop_if_faults(database);
   body.run(body.body, database);
+  note_new_configuration(database);
   transaction.commit();
   keep_knowing_faults(database);
 }
@@ -119,7 +123,7 @@ Outcome run_with_faults(Database &database, Access access, char const *function,
 
 Outcome run(Access access, char const *function, CallBody body, Course &course) {
   try {
-    HostLock lock;
+    HostLock const lock;
     Database &database = open_host();
     if (function == not_an_exported_call) {
       run_regardless(database, access, body);

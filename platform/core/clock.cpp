@@ -3,27 +3,27 @@
 
 #include <chrono>
 
+#include "platform/core/host_row.hpp"
+
 namespace host {
 
 std::int64_t clock_now(Database &database) {
-  Rows row = database.rows("SELECT stopped_clock FROM host");
-  if (row.next() && !row.is_null(0))
-    return row.integer(0);
+  if (std::optional<std::int64_t> const stopped = stopped_at(database))
+    return *stopped;
   auto const now = std::chrono::system_clock::now().time_since_epoch();
   return std::chrono::duration_cast<std::chrono::microseconds>(now).count();
 }
 
 bool clock_is_stopped(Database &database) {
-  Rows row = database.rows("SELECT 1 FROM host WHERE stopped_clock IS NOT NULL");
-  return row.next();
+  return stopped_at(database).has_value();
 }
 
 void stop_clock(Database &database, std::int64_t at) {
-  database.execute("UPDATE host SET stopped_clock = ?", at);
+  set_stopped_at(database, at);
 }
 
 void run_clock(Database &database) {
-  database.execute("UPDATE host SET stopped_clock = NULL");
+  set_stopped_at(database, std::nullopt);
 }
 
 }  // namespace host

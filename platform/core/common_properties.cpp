@@ -3,11 +3,11 @@
 #include "platform/core/common_properties.hpp"
 
 #include "interface/kernel_records.h"
-#include "platform/core/counters.hpp"
+#include "platform/core/blocking.hpp"
 #include "platform/core/mac_table.hpp"
 #include "platform/core/port_policies.hpp"
-#include "platform/core/ports.hpp"
 #include "platform/core/property_values.hpp"
+#include "platform/core/uplink_list.hpp"
 #include "platform/core/uplinks.hpp"
 
 namespace host {
@@ -16,35 +16,25 @@ namespace {
 
 constexpr std::uint32_t client_speed = QEL_LINK_SPEED_10000_MBPS;
 
+// A port's client, and of an uplink its NIC.
 struct Connection {
-  std::int64_t client_type;
-  std::string client_name;
-  // Of the NIC behind an uplink port; else 0.
-  std::uint32_t speed;
-  std::int64_t duplex;
-  bool nic_up;
+  PortClient client;
+  std::optional<Uplink> uplink;
+  bool is_blocked;
+
+  // That of an uplink follows its NIC.
+  bool is_link_up() const {
+    if (uplink)
+      return uplink->link_up;
+    return client.type != VS_PORT_CLIENT_UNKNOWN && !is_blocked;
+  }
 };
 
 Connection connection(Database &database, PropertyPlace const &port) {
-  Rows row = database.rows(
-      "SELECT port.client_type, port.client_name, physical_nic.speed, physical_nic.duplex,"
-      " physical_nic.carrier AND physical_nic.admin_up"
-      " FROM port LEFT JOIN uplink_port ON uplink_port.port = port.id"
-      " LEFT JOIN physical_nic ON physical_nic.id = uplink_port.nic WHERE port.id = ?",
-      port.port);
-  refuse_if(!row.next(), QEL_NOT_FOUND);
-  return {row.integer(0), row.text(1), static_cast<std::uint32_t>(row.integer(2)), row.integer(3), row.integer(4) != 0};
-}
-
-bool is_blocked(Database &database, PropertyPlace const &port) {
-  return is_on(get_property(database, port, QEL_HNQPROP_PORT_BLOCK));
-}
-
-// A client's link is up while the port lets its frames through; that of an uplink follows its NIC.
-bool is_link_up(Database &database, PropertyPlace const &port, Connection const &client) {
-  if (client.client_type == VS_PORT_CLIENT_UPLINK)
-    return client.nic_up;
-  return client.client_type != VS_PORT_CLIENT_UNKNOWN && !is_blocked(database, port);
+  Connection connection{load_port(database, port.port).client, std::nullopt, is_blocked(database, port.port)};
+  if (connection.client.is_uplink())
+    connection.uplink = find_uplink(database, port.vswitch, connection.client.name);
+  return connection;
 }
 
 }  // namespace
@@ -80,28 +70,23 @@ std::string host_portset_value(Database &database, PropertyPlace const &place) {
 }
 
 std::string port_status_value(Database &database, PropertyPlace const &port) {
-  Connection const client = connection(database, port);
+  Connection const connected = connection(database, port);
   qel_HNQPortStatus status{};
   qel_uint64 flags = 0;
-  if (client.client_type != VS_PORT_CLIENT_UNKNOWN)
+  if (connected.client.type != VS_PORT_CLIENT_UNKNOWN)
     flags |= QEL_HNQPORT_STATUS_INUSE;
-  if (is_link_up(database, port, client))
+  if (connected.is_link_up())
     flags |= QEL_HNQPORT_STATUS_LINKUP;
-  if (is_blocked(database, port))
+  if (connected.is_blocked)
     flags |= QEL_HNQPORT_STATUS_BLOCKED;
   status.flags = flags;
   status.portID = static_cast<qel_uint32>(port.port);
-  fill_text(status.displayStr, client.client_name);
+  fill_text(status.displayStr, connected.client.name);
   return record_value(status);
 }
 
 std::string port_type_value(Database &database, PropertyPlace const &port) {
-  Rows row = database.rows(
-      "SELECT CASE WHEN kind = ?1 THEN kind WHEN client_type <> ?2 THEN ?3 ELSE kind END"
-      " FROM port WHERE id = ?4",
-      DVSPORT_TYPE_ZOMBIE, VS_PORT_CLIENT_UNKNOWN, DVSPORT_TYPE_ACTIVE, port.port);
-  refuse_if(!row.next(), QEL_NOT_FOUND);
-  return property_bytes(static_cast<std::uint32_t>(row.integer(0)));
+  return property_bytes(static_cast<std::uint32_t>(load_port(database, port.port).type()));
 }
 
 std::string port_vlan_value(Database &database, PropertyPlace const &port) {
@@ -120,29 +105,40 @@ std::string port_persist_value(Database &database, PropertyPlace const &port) {
 }
 
 std::string port_link_status_value(Database &database, PropertyPlace const &port) {
-  Connection const client = connection(database, port);
-  bool const up = is_link_up(database, port, client);
-  bool const is_uplink = client.client_type == VS_PORT_CLIENT_UPLINK;
+  Connection const connected = connection(database, port);
+  bool const up = connected.is_link_up();
   qel_LinkStatus status{};
   status.state = static_cast<qel_LinkState>(up ? QEL_LINK_STATE_UP : QEL_LINK_STATE_DOWN);
   if (up) {
-    status.speed = is_uplink ? client.speed : client_speed;
-    status.duplex = static_cast<qel_LinkDuplex>(is_uplink ? client.duplex : QEL_LINK_DUPLEX_FULL);
+    status.speed = connected.uplink ? static_cast<std::uint32_t>(connected.uplink->speed) : client_speed;
+    status.duplex = static_cast<qel_LinkDuplex>(connected.uplink ? connected.uplink->duplex : QEL_LINK_DUPLEX_FULL);
   }
   return record_value(status);
 }
 
 std::string port_connectee_value(Database &database, PropertyPlace const &port) {
-  Connection const client = connection(database, port);
-  return client.client_type == VS_PORT_CLIENT_VNIC ? client.client_name : std::string();
+  PortClient const client = load_port(database, port.port).client;
+  return client.type == VS_PORT_CLIENT_VNIC ? client.name : std::string();
 }
 
 std::string port_statistics_value(Database &database, PropertyPlace const &port) {
-  qel_HNQPortStatistics statistics{};
-  for (PacketCounter const &counter : packet_counters)
-    statistics.*counter.field = read_counter(database, port.vswitch, port.port, counter.name);
-  statistics.pktsInDropped += read_counter(database, port.vswitch, port.port, counter::not_learned_dropped);
-  return record_value(statistics);
+  PortCounters const counters = load_port_counters(database, port.port);
+  return record_value(qel_HNQPortStatistics{.pktsInUnicast = counters.packets_in_unicast,
+                                            .bytesInUnicast = counters.bytes_in_unicast,
+                                            .pktsInMulticast = counters.packets_in_multicast,
+                                            .bytesInMulticast = counters.bytes_in_multicast,
+                                            .pktsInBroadcast = counters.packets_in_broadcast,
+                                            .bytesInBroadcast = counters.bytes_in_broadcast,
+                                            .pktsOutUnicast = counters.packets_out_unicast,
+                                            .bytesOutUnicast = counters.bytes_out_unicast,
+                                            .pktsOutMulticast = counters.packets_out_multicast,
+                                            .bytesOutMulticast = counters.bytes_out_multicast,
+                                            .pktsOutBroadcast = counters.packets_out_broadcast,
+                                            .bytesOutBroadcast = counters.bytes_out_broadcast,
+                                            .pktsInDropped = counters.packets_in_dropped + counters.not_learned_dropped,
+                                            .pktsOutDropped = counters.packets_out_dropped,
+                                            .pktsInException = counters.packets_in_exception,
+                                            .pktsOutException = counters.packets_out_exception});
 }
 
 std::string port_learning_stats_value(Database &database, PropertyPlace const &port) {

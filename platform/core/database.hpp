@@ -16,6 +16,9 @@
 
 namespace host {
 
+// The number of a row; switches, ports and NICs are known inside the host by it.
+using RowId = std::int64_t;
+
 // A value of bytes, as opposed to text.
 struct Blob {
   std::string_view bytes;

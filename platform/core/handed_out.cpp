@@ -8,8 +8,6 @@
 #include <mutex>
 #include <unordered_map>
 
-#include "platform/core/trace.hpp"
-
 namespace host {
 
 namespace {
@@ -62,21 +60,6 @@ void in_child() {
 // the calls and then the register, as calls do.
 int const registered = pthread_atfork(before_fork, in_parent, in_child);
 
-// The record's size, or none if it is not handed out.
-bool take_from_register(void const *record, std::size_t &size) {
-  Register &all = the_register();
-  std::lock_guard const lock(all.mutex);
-  auto const found = all.records.find(key_of(record));
-  if (found == all.records.end()) {
-    ++all.wrong_releases;
-    return false;
-  }
-  size = found->second.size;
-  all.bytes -= size;
-  all.records.erase(found);
-  return true;
-}
-
 }  // namespace
 
 void hand_out(void const *record, std::size_t size) {
@@ -90,21 +73,23 @@ void hand_out(void const *record, std::size_t size) {
   running_bytes += size;
 }
 
-void take_back(void *record) {
-  std::size_t size = 0;
-  take_from_register(record, size);
-  running_bytes -= size;
-  std::free(record);
+std::optional<std::size_t> take_from_register(void const *record) {
+  Register &all = the_register();
+  std::lock_guard const lock(all.mutex);
+  auto const found = all.records.find(key_of(record));
+  if (found == all.records.end()) {
+    ++all.wrong_releases;
+    return std::nullopt;
+  }
+  std::size_t const size = found->second.size;
+  all.bytes -= size;
+  all.records.erase(found);
+  return size;
 }
 
-void release_memory(void *record, char const *function) {
-  if (!record)
-    return;
-  std::size_t size = 0;
-  bool const known = take_from_register(record, size);
-  trace_release(function, record, known, size);
-  if (known)
-    std::free(record);
+void take_back(void *record) {
+  running_bytes -= take_from_register(record).value_or(0);
+  std::free(record);
 }
 
 MemoryCounts memory_counts() {

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <cstddef>
+#include <optional>
 
 #include "platform/core/export.hpp"
 
@@ -14,9 +15,8 @@ HOST_API void hand_out(void const *record, std::size_t size);
 // Releases a record that the running call does not return after all.
 HOST_API void take_back(void *record);
 
-// Releases a record that was handed out. Anything else is left alone, counted and reported in the trace: it was
-// released before, or is not ours. A null pointer is ignored.
-HOST_API void release_memory(void *record, char const *function = __builtin_FUNCTION());
+// A record that comes back: its size, or none where it is not handed out, which is counted.
+std::optional<std::size_t> take_from_register(void const *record);
 
 struct MemoryCounts {
   std::size_t records;         // handed out and not released

@@ -25,4 +25,20 @@ void forget_volatile_settings(Database &database) {
   database.execute("DELETE FROM host_setting WHERE volatile");
 }
 
+void save_or_restore_settings(Database &database) {
+  if (!database.rows("SELECT 1 FROM rtm_saved_setting LIMIT 1").next()) {
+    database.execute("INSERT INTO rtm_saved_setting SELECT name, value, volatile FROM host_setting");
+    // A mark, so that having no settings can be saved too.
+    database.execute("INSERT INTO rtm_saved_setting (name, value, volatile) VALUES ('', x'', 1)");
+    return;
+  }
+  database.execute("DELETE FROM host_setting");
+  database.execute("INSERT INTO host_setting SELECT name, value, volatile FROM rtm_saved_setting WHERE name <> ''");
+  forget_saved_settings(database);
+}
+
+void forget_saved_settings(Database &database) {
+  database.execute("DELETE FROM rtm_saved_setting");
+}
+
 }  // namespace host

@@ -6,7 +6,7 @@
 #include <string_view>
 
 #include "platform/core/database.hpp"
-#include "platform/core/properties.hpp"
+#include "platform/core/property_store.hpp"
 
 namespace host {
 
@@ -16,5 +16,9 @@ void clear_host_setting(Database &database, std::string_view name);
 
 // As a boot does.
 void forget_volatile_settings(Database &database);
+
+// As save and restore does: the first time it saves them all, the second time it brings them back.
+void save_or_restore_settings(Database &database);
+void forget_saved_settings(Database &database);
 
 }  // namespace host

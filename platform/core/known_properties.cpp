@@ -1,7 +1,6 @@
 // The table of the property names that the host knows, and the rules of the plain ones.
-#include "platform/core/known_properties.hpp"
+#include "platform/core/property_rules.hpp"
 
-#include <cstring>
 #include <unordered_map>
 
 #include "platform/core/common_properties.hpp"
@@ -10,7 +9,7 @@
 #include "platform/core/port_policies.hpp"
 #include "platform/core/property_values.hpp"
 #include "platform/core/teaming.hpp"
-#include "platform/core/uplinks.hpp"
+#include "platform/core/uplink_list.hpp"
 
 namespace host {
 
@@ -140,18 +139,6 @@ KnownProperty const *known_property(std::string_view name) {
   }();
   auto const found = by_name.find(name);
   return found == by_name.end() ? nullptr : found->second;
-}
-
-std::string property_bytes(std::uint32_t number) {
-  std::string bytes(sizeof number, '\0');
-  std::memcpy(bytes.data(), &number, sizeof number);
-  return bytes;
-}
-
-std::uint32_t property_number(std::string_view bytes) {
-  std::uint32_t number = 0;
-  std::memcpy(&number, bytes.data(), std::min(sizeof number, bytes.size()));
-  return number;
 }
 
 }  // namespace host

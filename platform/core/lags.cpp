@@ -24,10 +24,11 @@ void add_lag(Database &database, RowId vswitch, std::string const &name, std::ve
             QEL_LIMIT_EXCEEDED);
   refuse_if(exists(database.rows("SELECT 1 FROM lag WHERE vswitch = ? AND name = ?", vswitch, name)), QEL_EXISTS);
   database.execute("INSERT INTO lag (vswitch, number, name) VALUES (?, ?, ?)", vswitch, number, name);
+  std::vector<Uplink> const uplinks = load_uplinks(database, vswitch);
   int position = 0;
   for (NewLagMember const &member : members) {
     refuse_if(
-        !exists(database.rows("SELECT 1 FROM uplink_port WHERE vswitch = ? AND name = ?", vswitch, member.uplink)),
+        std::none_of(uplinks.begin(), uplinks.end(), [&](Uplink const &other) { return other.name == member.uplink; }),
         QEL_NOT_FOUND);
     refuse_if(
         exists(database.rows("SELECT 1 FROM lag_member WHERE vswitch = ? AND uplink = ?", vswitch, member.uplink)),
@@ -50,7 +51,7 @@ std::vector<Lag> load_lags(Database &database, RowId vswitch) {
       auto const uplink =
           std::find_if(uplinks.begin(), uplinks.end(), [&](Uplink const &other) { return other.name == name; });
       if (uplink != uplinks.end())
-        lag.members.push_back({*uplink, uplink->link_up && members.integer(1) != 0});
+        lag.members.push_back({*uplink, members.integer(1) != 0});
     }
     lags.push_back(std::move(lag));
   }
@@ -61,7 +62,7 @@ std::optional<bool> lacp_state(Database &database, RowId vswitch, Uplink const &
   Rows row = database.rows("SELECT lacp_up FROM lag_member WHERE vswitch = ? AND uplink = ?", vswitch, uplink.name);
   if (!row.next())
     return std::nullopt;
-  return uplink.link_up && row.integer(0) != 0;
+  return LagMember{uplink, row.integer(0) != 0}.is_up();
 }
 
 }  // namespace host

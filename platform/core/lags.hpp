@@ -11,7 +11,9 @@ namespace host {
 
 struct LagMember {
   Uplink uplink;
-  bool lacp_up;  // negotiated, and the link is up
+  bool negotiated;
+
+  bool is_up() const { return negotiated && uplink.link_up; }
 };
 
 struct Lag {

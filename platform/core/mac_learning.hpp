@@ -1,59 +1,9 @@
-// How the switches learn MAC addresses: the settings in force, port policies, and learning itself.
+// Learning MAC addresses from the sources of frames.
 #pragma once
 
-#include <cstdint>
-#include <string_view>
-#include <vector>
-
-#include "interface/policy_records.h"
-#include "interface/status_records.h"
-#include "platform/core/ports.hpp"
+#include "platform/core/mac_table.hpp"
 
 namespace host {
-
-struct LearningSettings {
-  std::uint32_t aging_time;  // seconds; 0 for never
-  std::uint32_t mac_limit;
-  bool learn_static;
-  bool static_allowed;
-};
-
-// For all switches that have no settings of their own.
-HOST_API VSMACLearningGlobalProps global_learning_settings(Database &database);
-// Whether they were set, and are not just the defaults.
-HOST_API bool has_global_learning_settings(Database &database);
-// Refuses with QEL_BAD_PARAM or QEL_LIMIT_EXCEEDED.
-HOST_API void set_global_learning_settings(Database &database, VSMACLearningGlobalProps settings);
-
-// In force on a switch.
-HOST_API LearningSettings learning_settings(Database &database, RowId vswitch);
-
-// Only with a policy of its own an uplink has a limit of its own.
-bool has_learning_policy(Database &database, RowId vswitch, RowId port);
-// In force on a port that is no uplink.
-HOST_API VSPMACLearning port_learning_policy(Database &database, RowId vswitch, RowId port);
-void set_port_learning_policy(Database &database, RowId vswitch, RowId port, VSPMACLearning const &policy);
-// Of all uplinks of the switch together.
-HOST_API VSPMACLearning team_learning_policy(Database &database, RowId vswitch);
-
-struct LearningPort {
-  RowId row;
-  bool is_uplink;
-};
-
-// All ports of the switch, in the order of their numbers.
-HOST_API std::vector<LearningPort> learning_ports(Database &database, RowId vswitch);
-
-// What identifies an entry of a MAC table.
-struct MacKey {
-  MacAddress mac;
-  std::int64_t vid;
-  std::int64_t vni;
-};
-
-inline std::string_view mac_bytes(MacAddress const &mac) {
-  return {reinterpret_cast<char const *>(mac.data()), mac.size()};
-}
 
 // What came of a source address that a port received.
 enum class Learning { learned, refreshed, moved, allowed_unlearned, dropped, ignored };

@@ -5,12 +5,10 @@
 #include <string>
 #include <vector>
 
-#include "platform/core/mac_learning.hpp"
+#include "platform/core/mac_settings.hpp"
+#include "platform/core/traffic.hpp"
 
 namespace host {
-
-// The two tables of a switch: behind its ports, and behind its uplinks.
-enum class TableSide { ports, team };
 
 struct MacEntry {
   MacKey key;
@@ -30,13 +28,13 @@ HOST_API void add_mac_entry(Database &database, RowId vswitch, Port const &port,
                             std::int64_t age = 0);
 // `type` may be VS_MAC_ADDR_TYPE_ALL. Refuses with QEL_NOT_FOUND.
 HOST_API void remove_mac_entry(Database &database, RowId vswitch, RowId port, MacKey const &key, std::int64_t type);
-void forget_mac_entries(Database &database, RowId vswitch);
-void forget_all_mac_entries(Database &database);
 
-// Addresses at a port, learned and by hand; those that have aged do not count.
-HOST_API std::int64_t count_mac_entries(Database &database, RowId vswitch, RowId port);
+// Entries last seen then or before have aged.
+std::int64_t oldest_seen(std::int64_t now, LearningSettings const &settings);
+
+// Whether a port has so many addresses, learned and by hand; those that have aged do not count.
+HOST_API bool has_mac_entries(Database &database, RowId vswitch, RowId port, std::int64_t count);
 HOST_API std::int64_t count_learned(Database &database, RowId vswitch, RowId port);
-HOST_API std::int64_t count_learned(Database &database, RowId vswitch, TableSide side);
 
 // The counters of one port, which may be an uplink.
 HOST_API VSPMACLearningStats port_learning_stats(Database &database, RowId vswitch, RowId port);
@@ -50,6 +48,9 @@ struct StaticEntry {
   bool is_router;
   std::vector<std::uint64_t> vlans;  // VS_VLAN_BITMAP_ARRAY_SIZE words
 };
+
+// In place of a port: all of the switch.
+inline constexpr RowId no_port = 0;
 
 // The addresses that are bound to a port without being learned: one entry for all VLANs of an address. `port` is
 // the port asked for, or `no_port` for all.

@@ -5,9 +5,14 @@
 #include <memory>
 #include <new>
 
+#include "platform/core/export.hpp"
 #include "platform/core/handed_out.hpp"
 
 namespace host {
+
+// Releases a record that was handed out. Anything else is left alone, counted and reported in the trace: it was
+// released before, or is not ours. A null pointer is ignored.
+HOST_API void release_memory(void *record, char const *function = __builtin_FUNCTION());
 
 struct TakeBack {
   void operator()(void *record) const { take_back(record); }

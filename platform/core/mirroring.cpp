@@ -241,10 +241,7 @@ std::string admit_mirror_sessions(Database &database, PropertyPlace const &place
     refuse_session(session);
     // Queries name a session of a switch by its identifier alone.
     refuse_if(sid == VS_DVMIRROR_DEFAULT_LEGACY_SESSION_SID || !sids.insert(sid).second, QEL_EXISTS);
-    Rows elsewhere =
-        database.rows("SELECT 1 FROM mirror_session WHERE vswitch = ? AND sid = ? AND ifnull(port, 0) <> ?",
-                      place.vswitch, sid, place.port);
-    refuse_if(elsewhere.next(), QEL_EXISTS);
+    refuse_if(has_session_elsewhere(database, place.vswitch, place.port, sid), QEL_EXISTS);
   }
   return std::string(value);
 }
@@ -254,74 +251,32 @@ std::string no_mirror_sessions(Database &, PropertyPlace const &) {
 }
 
 void apply_mirror_sessions(Database &database, PropertyPlace const &place, std::string_view value) {
-  MirrorTable const table = parse_mirror_table(value);
-  std::set<std::string> sids;
-  for (MirrorSession const &session : table.sessions)
-    sids.insert(sid_of(session));
-  std::vector<std::string> gone;
-  {
-    Rows rows = database.rows("SELECT sid FROM mirror_session WHERE vswitch = ? AND ifnull(port, 0) = ?", place.vswitch,
-                              place.port);
-    while (rows.next()) {
-      if (!sids.count(rows.text(0)))
-        gone.push_back(rows.text(0));
-    }
-  }
-  for (std::string const &sid : gone)
-    database.execute("DELETE FROM mirror_session WHERE vswitch = ? AND sid = ?", place.vswitch, sid);
-  // A session that stays keeps its counters. At a boot two tables may come to name the same session: the one that
-  // comes first has it.
-  std::int64_t position = 0;
-  for (MirrorSession const &session : table.sessions) {
-    database.execute(
-        "INSERT INTO mirror_session (vswitch, sid, port, position, name, enabled)"
-        " VALUES (?1, ?2, nullif(?3, 0), ?4, ?5, ?6)"
-        " ON CONFLICT DO UPDATE SET position = excluded.position, name = excluded.name, enabled = excluded.enabled"
-        " WHERE port IS excluded.port",
-        place.vswitch, sid_of(session), place.port, ++position, field_text(session.record.dname), is_enabled(session));
-  }
+  std::vector<SessionRow> rows;
+  for (MirrorSession const &session : parse_mirror_table(value).sessions)
+    rows.push_back({sid_of(session), std::string(field_text(session.record.dname)), is_enabled(session)});
+  set_session_rows(database, place.vswitch, place.port, rows);
 }
 
 std::vector<std::string> running_mirror_sessions(Database &database, RowId vswitch) {
-  std::vector<std::string> sids;
-  {
-    Rows rows =
-        database.rows("SELECT sid FROM mirror_session WHERE vswitch = ? AND enabled ORDER BY port, position", vswitch);
-    while (rows.next())
-      sids.push_back(rows.text(0));
-  }
+  std::vector<std::string> sids = enabled_sessions(database, vswitch);
   if (!promiscuous_ports(database, vswitch).empty())
     sids.emplace_back(VS_DVMIRROR_DEFAULT_LEGACY_SESSION_SID);
   return sids;
 }
 
-RunningMirrorSession mirror_session(Database &database, RowId vswitch, std::string_view sid) {
+SessionStatistics mirror_session(Database &database, RowId vswitch, std::string_view sid) {
   if (sid == VS_DVMIRROR_DEFAULT_LEGACY_SESSION_SID) {
     refuse_if(promiscuous_ports(database, vswitch).empty(), QEL_NOT_FOUND);
     return {VS_DVMIRROR_DEFAULT_LEGACY_SESSION_DNAME, {}};
   }
-  Rows row = database.rows(
-      "SELECT name, copies, copies_failed, mirrored, discarded, failed FROM mirror_session"
-      " WHERE vswitch = ? AND sid = ?",
-      vswitch, sid);
-  refuse_if(!row.next(), QEL_NOT_FOUND);
-  auto const number = [&](int column) { return static_cast<std::uint64_t>(row.integer(column)); };
-  return {row.text(0), {number(1), number(2), number(3), number(4), number(5)}};
+  std::optional<SessionStatistics> found = session_statistics(database, vswitch, sid);
+  refuse_if(!found, QEL_NOT_FOUND);
+  return *std::move(found);
 }
 
 void set_mirror_statistics(Database &database, RowId vswitch, std::string_view sid,
                            MirrorStatistics const &statistics) {
-  auto const number = [](std::uint64_t value) { return static_cast<std::int64_t>(value); };
-  int const changed = database.execute(
-      "UPDATE mirror_session SET copies = ?, copies_failed = ?, mirrored = ?, discarded = ?, failed = ?"
-      " WHERE vswitch = ? AND sid = ?",
-      number(statistics.copies), number(statistics.copies_failed), number(statistics.mirrored),
-      number(statistics.discarded), number(statistics.failed), vswitch, sid);
-  refuse_if(changed == 0, QEL_NOT_FOUND);
-}
-
-void forget_mirror_statistics(Database &database) {
-  database.execute("UPDATE mirror_session SET copies = 0, copies_failed = 0, mirrored = 0, discarded = 0, failed = 0");
+  refuse_if(!store_session_statistics(database, vswitch, sid, statistics), QEL_NOT_FOUND);
 }
 
 }  // namespace host

@@ -8,6 +8,7 @@
 
 #include "interface/mirror_records.h"
 #include "platform/core/properties.hpp"
+#include "platform/core/traffic.hpp"
 
 namespace host {
 
@@ -41,31 +42,15 @@ std::string admit_mirror_sessions(Database &database, PropertyPlace const &place
 std::string no_mirror_sessions(Database &database, PropertyPlace const &place);
 void apply_mirror_sessions(Database &database, PropertyPlace const &place, std::string_view value);
 
-struct MirrorStatistics {
-  std::uint64_t copies = 0;
-  std::uint64_t copies_failed = 0;
-  std::uint64_t mirrored = 0;
-  std::uint64_t discarded = 0;
-  std::uint64_t failed = 0;
-};
-
-struct RunningMirrorSession {
-  std::string name;
-  MirrorStatistics statistics;
-};
-
 // The sessions that are not disabled: those of the switch, then those of its ports by number, each in the order of
 // their tables; then the promiscuous session, while there is a promiscuous port.
 HOST_API std::vector<std::string> running_mirror_sessions(Database &database, RowId vswitch);
 
 // Any session of the switch, disabled or not. Refuses with QEL_NOT_FOUND.
-HOST_API RunningMirrorSession mirror_session(Database &database, RowId vswitch, std::string_view sid);
+HOST_API SessionStatistics mirror_session(Database &database, RowId vswitch, std::string_view sid);
 
 // Refuses with QEL_NOT_FOUND.
 HOST_API void set_mirror_statistics(Database &database, RowId vswitch, std::string_view sid,
                                     MirrorStatistics const &statistics);
-
-// All counters are at zero again, as after a boot.
-void forget_mirror_statistics(Database &database);
 
 }  // namespace host

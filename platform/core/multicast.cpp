@@ -4,7 +4,6 @@
 #include <algorithm>
 #include <set>
 
-#include "platform/core/clock.hpp"
 #include "platform/core/property_values.hpp"
 
 namespace host {
@@ -44,12 +43,10 @@ bool filters_by(Database &database, RowId vswitch, int kind) {
 
 std::vector<std::string> joined_addresses(Database &database, RowId port, std::size_t size) {
   std::vector<std::string> addresses;
-  Rows rows = database.rows(
-      "SELECT address FROM multicast_group WHERE port = ? AND length(address) = ?"
-      " ORDER BY address",
-      port, static_cast<std::int64_t>(size));
-  while (rows.next())
-    addresses.push_back(rows.text(0));
+  for (JoinedGroup &joined : joined_groups(database, port)) {
+    if (joined.group.address.size() == size)
+      addresses.push_back(std::move(joined.group.address));
+  }
   return addresses;
 }
 
@@ -109,25 +106,17 @@ std::string user_addresses_value(int count, VSMACEntries const *entries) {
   return value;
 }
 
-void join_multicast_group(Database &database, RowId port, MulticastGroup const &group, std::int64_t updated) {
+void join_multicast_group(Database &database, RowId vswitch, RowId port, JoinedGroup const &joined) {
+  MulticastGroup const &group = joined.group;
   refuse_if(!is_group(group.address), QEL_BAD_PARAM);
   bool const is_ipv4 = group.address.size() == ipv4_size;
   refuse_if(group.version < 1 || group.version > (is_ipv4 ? newest_igmp : newest_mld), QEL_BAD_PARAM);
   refuse_if(group.source_mode > static_cast<std::uint32_t>(VS_MCAST_SRC_IP_FILTER_MODE_EXCLUDE), QEL_BAD_PARAM);
   refuse_if(!group.sources.empty() && group.source_mode == VS_MCAST_SRC_IP_FILTER_MODE_NONE, QEL_BAD_PARAM);
-  {
-    Rows known =
-        database.rows("SELECT 1 FROM multicast_group WHERE port = ? AND address = ?", port, Blob{group.address});
-    refuse_if(known.next(), QEL_EXISTS);
-  }
-  database.execute(
-      "INSERT INTO multicast_group (port, address, version, source_mode, updated, vni) VALUES (?, ?, ?, ?, ?, ?)", port,
-      Blob{group.address}, group.version, group.source_mode, updated, group.vni);
-  for (std::string const &source : group.sources) {
+  for (std::string const &source : group.sources)
     refuse_if(source.size() != group.address.size(), QEL_BAD_PARAM);
-    database.execute("INSERT OR IGNORE INTO multicast_source (port, group_address, address) VALUES (?, ?, ?)", port,
-                     Blob{group.address}, Blob{source});
-  }
+  refuse_if(find_group(database, port, group.address).has_value(), QEL_EXISTS);
+  add_group(database, vswitch, port, joined);
 }
 
 std::size_t group_address_size(int kind) {
@@ -148,23 +137,9 @@ std::vector<std::string> multicast_filters(Database &database, NumberedPort cons
 JoinedGroup joined_group(Database &database, NumberedPort const &port, int kind, std::string_view address) {
   refuse_if(address.size() != group_address_size(kind), QEL_BAD_PARAM);
   refuse_if(!filters_by(database, port.vswitch, kind), QEL_NOT_FOUND);
-  JoinedGroup joined{{std::string(address), 0, 0, 0, {}}, 0};
-  {
-    Rows row =
-        database.rows("SELECT version, source_mode, updated, vni FROM multicast_group WHERE port = ? AND address = ?",
-                      port.row, Blob{address});
-    refuse_if(!row.next(), QEL_NOT_FOUND);
-    joined.group.version = static_cast<std::uint32_t>(row.integer(0));
-    joined.group.source_mode = static_cast<std::uint32_t>(row.integer(1));
-    joined.updated = row.integer(2);
-    joined.group.vni = static_cast<std::uint32_t>(row.integer(3));
-  }
-  Rows sources =
-      database.rows("SELECT address FROM multicast_source WHERE port = ? AND group_address = ? ORDER BY address",
-                    port.row, Blob{address});
-  while (sources.next())
-    joined.group.sources.push_back(sources.text(0));
-  return joined;
+  std::optional<JoinedGroup> joined = find_group(database, port.row, address);
+  refuse_if(!joined, QEL_NOT_FOUND);
+  return *std::move(joined);
 }
 
 }  // namespace host

@@ -10,6 +10,7 @@
 #include "interface/status_records.h"
 #include "platform/core/ports.hpp"
 #include "platform/core/properties.hpp"
+#include "platform/core/traffic.hpp"
 
 namespace host {
 
@@ -19,26 +20,13 @@ std::string admit_user_addresses(Database &database, PropertyPlace const &place,
 // The value for addresses that a caller passes. Refuses with QEL_BAD_PARAM or QEL_LIMIT_EXCEEDED.
 HOST_API std::string user_addresses_value(int count, VSMACEntries const *entries);
 
-struct MulticastGroup {
-  std::string address;  // 4 or 16 bytes
-  std::uint32_t version;
-  std::uint32_t source_mode;  // a VS_MCAST_SRC_IP_FILTER_MODE_* value
-  std::uint32_t vni;
-  std::vector<std::string> sources;  // of the group's family
-};
-
 // Refuses with QEL_EXISTS for a group that was joined before, and QEL_BAD_PARAM for one that cannot be joined.
-HOST_API void join_multicast_group(Database &database, RowId port, MulticastGroup const &group, std::int64_t updated);
+void join_multicast_group(Database &database, RowId vswitch, RowId port, JoinedGroup const &joined);
 
 // The multicast addresses by which the switch delivers to the port: hardware addresses (VS_MCAST_FILTER_MODE_LEGACY),
 // IPv4 groups (..._IGMP) or IPv6 groups (..._MLD); none where the switch does not filter by this kind. Refuses
 // another kind with QEL_BAD_PARAM.
 HOST_API std::vector<std::string> multicast_filters(Database &database, NumberedPort const &port, int kind);
-
-struct JoinedGroup {
-  MulticastGroup group;
-  std::int64_t updated;  // microseconds of the host's clock
-};
 
 // Refuses with QEL_NOT_FOUND, also where the switch does not filter by this kind of group.
 HOST_API JoinedGroup joined_group(Database &database, NumberedPort const &port, int kind, std::string_view address);

@@ -5,7 +5,7 @@
 #include <map>
 #include <set>
 
-#include "platform/core/mac_learning.hpp"
+#include "platform/core/mac_settings.hpp"
 #include "platform/core/ports.hpp"
 #include "platform/core/property_values.hpp"
 
@@ -49,9 +49,8 @@ bool has_secondary(std::vector<VSPvlanMapEntry> const &entries, int vlan) {
 // The secondary VLANs that ports of the switch are in, by either of their values.
 std::set<int> private_vlans_in_use(Database &database, RowId vswitch) {
   std::set<int> vlans;
-  Rows rows = database.rows("SELECT value FROM property WHERE vswitch = ? AND name = ?", vswitch, VSPROP_PORT_VLAN);
-  while (rows.next()) {
-    VlanPolicy const policy = vlan_policy(rows.bytes(0));
+  for (PlacedProperty const &placed : values_of_switch(database, vswitch, VSPROP_PORT_VLAN)) {
+    VlanPolicy const policy = vlan_policy(placed.property.value);
     if (policy.fixed.flags & VSPORT_VLAN_PVLAN_ENABLED)
       vlans.insert(policy.fixed.vlanID);
   }
@@ -224,30 +223,22 @@ std::uint32_t security_in_force(Database &database, PropertyPlace const &port) {
 
 std::vector<RowId> client_ports(Database &database, RowId vswitch) {
   std::vector<RowId> ports;
-  Rows rows = database.rows("SELECT id FROM port WHERE vswitch = ? AND client_type NOT IN (?, ?) ORDER BY id", vswitch,
-                            VS_PORT_CLIENT_UNKNOWN, VS_PORT_CLIENT_UPLINK);
-  while (rows.next())
-    ports.push_back(rows.integer(0));
+  for (PortRow const &port : load_ports(database, vswitch)) {
+    if (port.is_client_port())
+      ports.push_back(port.row);
+  }
   return ports;
 }
 
-void set_promiscuous_client(Database &database, RowId port, bool promiscuous) {
-  database.execute("UPDATE port SET client_is_promiscuous = ? WHERE id = ?", promiscuous, port);
-}
-
 std::vector<RowId> promiscuous_ports(Database &database, RowId vswitch) {
-  std::set<RowId> asking;
-  {
-    Rows rows = database.rows("SELECT id FROM port WHERE vswitch = ? AND client_is_promiscuous", vswitch);
-    while (rows.next())
-      asking.insert(rows.integer(0));
-  }
   std::vector<RowId> ports;
-  for (RowId const port : client_ports(database, vswitch)) {
-    PropertyPlace const place{vswitch, Scope::port, port};
-    bool const asks = asking.count(port) || (eth_filter(database, place).flags & QEL_ETH_FILTER_PROMISC);
+  for (PortRow const &port : load_ports(database, vswitch)) {
+    if (!port.is_client_port())
+      continue;
+    PropertyPlace const place{vswitch, Scope::port, port.row};
+    bool const asks = port.client.is_promiscuous || (eth_filter(database, place).flags & QEL_ETH_FILTER_PROMISC);
     if (asks && !(security_in_force(database, place) & VSPORT_SECURITY_DISALLOW_PROMISC))
-      ports.push_back(port);
+      ports.push_back(port.row);
   }
   return ports;
 }
@@ -266,12 +257,8 @@ void set_sink_port(Database &database, PropertyPlace const &port, bool sink) {
 std::uint32_t count_sink_ports(Database &database, RowId vswitch) {
   // Only ports with a filter of their own can be sink ports.
   std::set<RowId> filtered;
-  {
-    Rows rows =
-        database.rows("SELECT port FROM property WHERE vswitch = ? AND name = ?", vswitch, VSPROP_PORT_EXTRA_ETH_FRP);
-    while (rows.next())
-      filtered.insert(rows.integer(0));
-  }
+  for (PlacedProperty const &placed : values_of_switch(database, vswitch, VSPROP_PORT_EXTRA_ETH_FRP))
+    filtered.insert(placed.place.port);
   return static_cast<std::uint32_t>(std::count_if(filtered.begin(), filtered.end(), [&](RowId port) {
     return is_sink_port(database, {vswitch, Scope::port, port});
   }));

@@ -49,9 +49,6 @@ HOST_API std::uint32_t security_in_force(Database &database, PropertyPlace const
 // The ports of a switch that have a client which is not an uplink, by number.
 HOST_API std::vector<RowId> client_ports(Database &database, RowId vswitch);
 
-// Whether the client itself is in promiscuous mode.
-void set_promiscuous_client(Database &database, RowId port, bool promiscuous);
-
 // The ports that receive all traffic of the switch, because their client or their extra filter asks for it and their
 // security policy allows it.
 HOST_API std::vector<RowId> promiscuous_ports(Database &database, RowId vswitch);

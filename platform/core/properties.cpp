@@ -1,22 +1,13 @@
 // The property store: two values for each property, owners, and the rules of the names that the host knows.
 #include "platform/core/properties.hpp"
 
-#include <vector>
-
-#include "platform/core/known_properties.hpp"
+#include "platform/core/property_rules.hpp"
 
 namespace host {
 
 namespace {
 
 constexpr std::size_t largest_value = 1048576;
-
-int number(Scope scope) {
-  return static_cast<int>(scope);
-}
-int number(Lifetime lifetime) {
-  return static_cast<int>(lifetime);
-}
 
 // A switch's property is reached from both scopes of the switch, but stands at one.
 PropertyPlace home(PropertyPlace place, KnownProperty const *known) {
@@ -27,29 +18,8 @@ PropertyPlace home(PropertyPlace place, KnownProperty const *known) {
   return place;
 }
 
-std::optional<std::string> stored_value(Database &database, PropertyPlace place, std::string_view name,
-                                        Lifetime lifetime) {
-  Rows row = database.rows(
-      "SELECT value FROM property WHERE vswitch = ? AND scope = ? AND port = ? AND name = ? AND lifetime <= ?"
-      " ORDER BY lifetime DESC LIMIT 1",
-      place.vswitch, number(place.scope), place.port, name, number(lifetime));
-  if (!row.next())
-    return std::nullopt;
-  return row.text(0);
-}
-
 bool has_default(KnownProperty const *known) {
   return known && known->default_value;
-}
-
-// None where the property has no value at all.
-std::optional<std::string> stored_owner(Database &database, PropertyPlace place, std::string_view name) {
-  Rows row =
-      database.rows("SELECT owner FROM property WHERE vswitch = ? AND scope = ? AND port = ? AND name = ? LIMIT 1",
-                    place.vswitch, number(place.scope), place.port, name);
-  if (!row.next())
-    return std::nullopt;
-  return row.text(0);
 }
 
 bool is_other_owner(std::string_view asked, std::string_view owner) {
@@ -85,17 +55,9 @@ void set_property(Database &database, PropertyPlace place, std::string_view name
   }
   std::string const value = known ? known->admit(database, place, write.value) : std::string(write.value);
 
-  if (write.lifetime == Lifetime::persistent) {
-    database.execute("DELETE FROM property WHERE vswitch = ? AND scope = ? AND port = ? AND name = ? AND lifetime = 1",
-                     place.vswitch, number(place.scope), place.port, name);
-  } else if (former_owner && *former_owner != owner) {
-    database.execute("UPDATE property SET owner = ? WHERE vswitch = ? AND scope = ? AND port = ? AND name = ?", owner,
-                     place.vswitch, number(place.scope), place.port, name);
-  }
-  database.execute(
-      "INSERT INTO property (vswitch, scope, port, name, lifetime, owner, type, value) VALUES (?, ?, ?, ?, ?, ?, ?, ?)"
-      " ON CONFLICT DO UPDATE SET owner = excluded.owner, type = excluded.type, value = excluded.value",
-      place.vswitch, number(place.scope), place.port, name, number(write.lifetime), owner, write.type, Blob{value});
+  if (write.lifetime != Lifetime::persistent && former_owner && *former_owner != owner)
+    store_owner(database, place, name, owner);
+  store_value(database, place, name, {value, owner, write.lifetime, write.type});
   if (known && known->apply)
     known->apply(database, place, value);
 }
@@ -120,10 +82,7 @@ void clear_property(Database &database, PropertyPlace place, std::string_view na
   if (actual_owner)
     refuse_if(is_other_owner(owner, *actual_owner), QEL_NO_PERMISSION);
 
-  int const cleared = database.execute(
-      "DELETE FROM property WHERE vswitch = ? AND scope = ? AND port = ? AND name = ? AND lifetime >= ?", place.vswitch,
-      number(place.scope), place.port, name, number(lifetime));
-  if (cleared == 0) {
+  if (!remove_value(database, place, name, lifetime)) {
     refuse_if(!has_default(known), QEL_NOT_FOUND);
     return;
   }
@@ -146,31 +105,18 @@ void clear_switch_property(Database &database, RowId vswitch, std::string_view n
 }
 
 std::optional<std::string> stored_property(Database &database, PropertyPlace place, std::string_view name) {
-  return stored_value(database, home(place, known_property(name)), name, Lifetime::until_boot);
+  return stored_value(database, home(place, known_property(name)), name);
 }
 
 void forget_volatile_properties(Database &database, RowId vswitch) {
-  struct Lost {
-    PropertyPlace place;
-    std::string name;
-  };
-  std::vector<Lost> lost;
-  {
-    Rows rows =
-        database.rows("SELECT vswitch, scope, port, name FROM property WHERE lifetime = 1 AND ?1 IN (vswitch, ?2)",
-                      vswitch, all_switches);
-    while (rows.next()) {
-      lost.push_back({{rows.integer(0), static_cast<Scope>(rows.integer(1)), rows.integer(2)}, rows.text(3)});
-    }
-  }
+  std::vector<PlacedProperty> const lost = volatile_values(database, vswitch);
   // All are gone before any property takes effect again: what one lost may be what another needs.
-  database.execute("DELETE FROM property WHERE lifetime = 1 AND ?1 IN (vswitch, ?2)", vswitch, all_switches);
-  for (Lost const &property : lost) {
+  remove_volatile_values(database, vswitch);
+  for (auto const &[place, property] : lost) {
     KnownProperty const *const known = known_property(property.name);
     if (!known || !known->apply)
       continue;
-    known->apply(database, property.place,
-                 value_or_default(database, property.place, property.name, Lifetime::persistent, known));
+    known->apply(database, place, value_or_default(database, place, property.name, Lifetime::persistent, known));
   }
 }
 

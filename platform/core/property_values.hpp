@@ -6,10 +6,23 @@
 #include <string>
 #include <string_view>
 
-#include "platform/core/known_properties.hpp"
+#include "platform/core/property_store.hpp"
 #include "platform/core/text.hpp"
 
 namespace host {
+
+// Numbers in properties are little-endian.
+inline std::string property_bytes(std::uint32_t number) {
+  std::string bytes(sizeof number, '\0');
+  std::memcpy(bytes.data(), &number, sizeof number);
+  return bytes;
+}
+
+inline std::uint32_t property_number(std::string_view bytes) {
+  std::uint32_t number = 0;
+  std::memcpy(&number, bytes.data(), std::min(sizeof number, bytes.size()));
+  return number;
+}
 
 // The bytes of a record, as its property holds them.
 template <typename Record>

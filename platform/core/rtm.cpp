@@ -7,9 +7,9 @@
 #include <string>
 
 #include "platform/core/clock.hpp"
-#include "platform/core/counters.hpp"
-#include "platform/core/mac_table.hpp"
+#include "platform/core/host_settings.hpp"
 #include "platform/core/properties.hpp"
+#include "platform/core/traffic.hpp"
 
 namespace host {
 
@@ -68,94 +68,30 @@ void refuse_step(std::int64_t step, SwitchState const &state) {
 }
 
 void forget_saved(Database &database, RowId vswitch) {
-  database.execute("DELETE FROM rtm_saved_property WHERE vswitch = ?", vswitch);
-  database.execute("DELETE FROM rtm_saved_mac_entry WHERE vswitch = ?", vswitch);
-  database.execute("DELETE FROM rtm_saved_counter WHERE vswitch = ?", vswitch);
+  forget_saved_values(database, vswitch);
+  forget_saved_traffic(database, vswitch);
 }
 
 // What an upgrade loses.
 void save(Database &database, RowId vswitch) {
-  forget_saved(database, vswitch);
-  database.execute(
-      "INSERT INTO rtm_saved_property (vswitch, scope, port, name, owner, type, value)"
-      " SELECT vswitch, scope, port, name, owner, type, value FROM property WHERE vswitch = ? AND lifetime = 1",
-      vswitch);
-  database.execute(
-      "INSERT INTO rtm_saved_mac_entry (vswitch, mac, vid, vni, type, port, aging, seen, moves)"
-      " SELECT vswitch, mac, vid, vni, type, port, aging, seen, moves FROM mac_entry WHERE vswitch = ?",
-      vswitch);
-  database.execute(
-      "INSERT INTO rtm_saved_counter (vswitch, port, name, value)"
-      " SELECT vswitch, port, name, value FROM counter WHERE vswitch = ?",
-      vswitch);
+  forget_saved_values(database, vswitch);
+  save_volatile_values(database, vswitch);
+  save_traffic(database, vswitch);
 }
 
 void lose_running_state(Database &database, RowId vswitch) {
   forget_volatile_properties(database, vswitch);
-  forget_mac_entries(database, vswitch);
-  database.execute("DELETE FROM counter WHERE vswitch = ?", vswitch);
+  lose_traffic(database, vswitch);
 }
 
 // Ports that have gone since then lose what they had; what was set or learned since then stays.
 void restore(Database &database, RowId vswitch) {
-  struct Saved {
-    PropertyPlace place;
-    std::string name;
-    std::string owner;
-    std::int64_t type;
-    std::string value;
-  };
-  std::vector<Saved> properties;
-  {
-    Rows rows = database.rows(
-        "SELECT scope, port, name, owner, type, value FROM rtm_saved_property WHERE vswitch = ?1"
-        " AND (port = 0 OR EXISTS (SELECT 1 FROM port WHERE id = rtm_saved_property.port))",
-        vswitch);
-    while (rows.next()) {
-      properties.push_back({{vswitch, static_cast<Scope>(rows.integer(0)), rows.integer(1)},
-                            rows.text(2),
-                            rows.text(3),
-                            rows.integer(4),
-                            rows.text(5)});
-    }
-  }
-  for (Saved const &property : properties) {
+  for (auto const &[place, property] : saved_values(database, vswitch)) {
     set_property(
-        database, property.place, property.name,
+        database, place, property.name,
         {.value = property.value, .owner = property.owner, .lifetime = Lifetime::until_boot, .type = property.type});
   }
-  database.execute(
-      "INSERT OR IGNORE INTO mac_entry (vswitch, mac, vid, vni, type, port, aging, seen, moves)"
-      " SELECT vswitch, mac, vid, vni, type, port, aging, seen, moves FROM rtm_saved_mac_entry AS saved"
-      " WHERE vswitch = ? AND EXISTS (SELECT 1 FROM port WHERE id = saved.port)",
-      vswitch);
-  struct SavedCounter {
-    RowId port;
-    std::string name;
-    std::uint64_t value;
-  };
-  std::vector<SavedCounter> counters;
-  {
-    Rows rows = database.rows(
-        "SELECT port, name, value FROM rtm_saved_counter AS saved WHERE vswitch = ?"
-        " AND (port = 0 OR EXISTS (SELECT 1 FROM port WHERE id = saved.port))",
-        vswitch);
-    while (rows.next())
-      counters.push_back({rows.integer(0), rows.text(1), static_cast<std::uint64_t>(rows.integer(2))});
-  }
-  // They go on from where they were.
-  for (SavedCounter const &saved : counters)
-    add_to_counter(database, vswitch, saved.port, saved.name, saved.value);
-}
-
-void block_switch(Database &database, RowId vswitch) {
-  database.execute("INSERT OR IGNORE INTO rtm_blocked_port (port, world) SELECT id, NULL FROM port WHERE vswitch = ?",
-                   vswitch);
-}
-
-// Also the ports that a world has blocked: the switch passes traffic again.
-void unblock_switch(Database &database, RowId vswitch) {
-  database.execute("DELETE FROM rtm_blocked_port WHERE port IN (SELECT id FROM port WHERE vswitch = ?)", vswitch);
+  restore_traffic(database, vswitch);
 }
 
 std::int64_t outage(SwitchState const &state, std::int64_t now) {
@@ -190,7 +126,7 @@ void refuse_unrestored_modules(Database &database, RowId vswitch) {
 
 void complete(Database &database, RowId vswitch) {
   refuse_unrestored_modules(database, vswitch);
-  unblock_switch(database, vswitch);
+  unblock_all_ports(database, vswitch);
   forget_saved(database, vswitch);
   database.execute("DELETE FROM rtm_module WHERE vswitch = ?", vswitch);
   database.execute("DELETE FROM rtm_switch WHERE vswitch = ?", vswitch);
@@ -218,7 +154,7 @@ void run_step(Database &database, std::int64_t mode, RtmRequest &request, RtmAns
   switch (mode) {
     case RTM_IOCCMD_SAVE: save(database, vswitch); break;
     case RTM_IOCCMD_BLOCKPORTS:
-      block_switch(database, vswitch);
+      block_all_ports(database, vswitch);
       database.execute("UPDATE rtm_switch SET blocked_at = ? WHERE vswitch = ?", now, vswitch);
       break;
     case RTM_IOCCMD_PS_UPGRADE:
@@ -232,31 +168,13 @@ void run_step(Database &database, std::int64_t mode, RtmRequest &request, RtmAns
       break;
     case RTM_IOCCMD_RESTORE_COMPLETE:
       refuse_unrestored_modules(database, vswitch);
-      unblock_switch(database, vswitch);
+      unblock_all_ports(database, vswitch);
       answer.longest_outage = std::max(
           answer.longest_outage, static_cast<std::uint32_t>(std::min<std::int64_t>(outage(state, now), UINT32_MAX)));
       break;
     default: break;
   }
   database.execute("UPDATE rtm_switch SET step = ? WHERE vswitch = ?", mode, vswitch);
-}
-
-bool has_saved_settings(Database &database) {
-  Rows row = database.rows("SELECT 1 FROM rtm_saved_setting LIMIT 1");
-  return row.next();
-}
-
-// The first time it saves what is set for the host as a whole; the second time it brings that back.
-void save_or_restore_settings(Database &database) {
-  if (!has_saved_settings(database)) {
-    database.execute("INSERT INTO rtm_saved_setting SELECT name, value, volatile FROM host_setting");
-    // A mark, so that having no settings can be saved too.
-    database.execute("INSERT INTO rtm_saved_setting (name, value, volatile) VALUES ('', x'', 1)");
-    return;
-  }
-  database.execute("DELETE FROM host_setting");
-  database.execute("INSERT INTO host_setting SELECT name, value, volatile FROM rtm_saved_setting WHERE name <> ''");
-  database.execute("DELETE FROM rtm_saved_setting");
 }
 
 std::optional<std::int64_t> module_step(Database &database, RowId vswitch, std::int64_t module) {
@@ -280,19 +198,6 @@ bool module_may(std::int64_t mode, std::int64_t last) {
 void refuse_early_restore(std::int64_t mode, SwitchState const &state) {
   bool const restores = mode == RTM_IOCCMD_RESTORE;
   refuse_if(restores && state.step != RTM_IOCCMD_RESTORE, QEL_INVALID_STATE);
-}
-
-std::optional<std::int64_t> blocking_world(Database &database, RowId port) {
-  Rows row = database.rows("SELECT world FROM rtm_blocked_port WHERE port = ?", port);
-  if (!row.next() || row.is_null(0))
-    return std::nullopt;
-  return row.integer(0);
-}
-
-RowId switch_of_port(Database &database, std::uint32_t port_number) {
-  Rows row = database.rows("SELECT vswitch FROM port WHERE id = ?", port_number);
-  refuse_if(!row.next(), QEL_NOT_FOUND);
-  return row.integer(0);
 }
 
 }  // namespace
@@ -356,37 +261,29 @@ void run_rtm_module_step(Database &database, std::int64_t mode, RowId vswitch, s
 }
 
 void block_port(Database &database, std::uint32_t port_number, std::int64_t world) {
-  RowId const vswitch = switch_of_port(database, port_number);
+  RowId const vswitch = port_by_number(database, port_number).vswitch;
   refuse_if(world < 0, QEL_INVALID_WORLD);
   registered_state(database, vswitch);
   std::optional<std::int64_t> const other = blocking_world(database, port_number);
   refuse_if(other && *other != world, QEL_BUSY);
-  database.execute(
-      "INSERT INTO rtm_blocked_port (port, world) VALUES (?, ?) ON CONFLICT DO UPDATE SET world = excluded.world",
-      port_number, world);
+  block_for_world(database, port_number, world);
 }
 
 void unblock_port(Database &database, std::uint32_t port_number, std::int64_t world) {
-  switch_of_port(database, port_number);
+  port_by_number(database, port_number);
   refuse_if(world < 0, QEL_INVALID_WORLD);
   std::optional<std::int64_t> const other = blocking_world(database, port_number);
   refuse_if(other && *other != world, QEL_NO_PERMISSION);
-  database.execute("DELETE FROM rtm_blocked_port WHERE port = ?", port_number);
-}
-
-bool is_blocked(Database &database, RowId port) {
-  Rows row = database.rows("SELECT 1 FROM rtm_blocked_port WHERE port = ?", port);
-  return row.next();
+  unblock(database, port_number);
 }
 
 void forget_rtm(Database &database) {
   database.execute("DELETE FROM rtm_switch");
   database.execute("DELETE FROM rtm_module");
-  database.execute("DELETE FROM rtm_blocked_port");
-  database.execute("DELETE FROM rtm_saved_property");
-  database.execute("DELETE FROM rtm_saved_mac_entry");
-  database.execute("DELETE FROM rtm_saved_counter");
-  database.execute("DELETE FROM rtm_saved_setting");
+  forget_blocked_ports(database);
+  forget_saved_values(database, all_switches);
+  forget_all_saved_traffic(database);
+  forget_saved_settings(database);
 }
 
 }  // namespace host

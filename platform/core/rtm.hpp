@@ -4,7 +4,7 @@
 #include <cstdint>
 #include <vector>
 
-#include "platform/core/switches.hpp"
+#include "platform/core/blocking.hpp"
 
 namespace host {
 
@@ -34,7 +34,6 @@ HOST_API void run_rtm_module_step(Database &database, std::int64_t mode, RowId v
 
 HOST_API void block_port(Database &database, std::uint32_t port_number, std::int64_t world);
 HOST_API void unblock_port(Database &database, std::uint32_t port_number, std::int64_t world);
-HOST_API bool is_blocked(Database &database, RowId port);
 
 // As a boot does.
 void forget_rtm(Database &database);

@@ -5,7 +5,7 @@
 
 #include "platform/core/constants.hpp"
 #include "platform/core/host_settings.hpp"
-#include "platform/core/known_properties.hpp"
+#include "platform/core/property_values.hpp"
 
 namespace host {
 

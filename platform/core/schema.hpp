@@ -5,10 +5,14 @@
 
 namespace host {
 
-enum class Identity { fresh, host };
+// `former`: a host of the format before this one, which migrate() makes one of this.
+enum class Identity { fresh, former, host };
 
-// Throws a fault for a file that is damaged, not ours, or of a newer format. Writes nothing. Needs a transaction.
+// Throws a fault for a file that is damaged, not ours, or of another format. Writes nothing. Needs a transaction.
 Identity identify(Database &database);
+
+// The fault for a file of another format than this host's.
+[[noreturn]] void refuse_format(Database &database);
 
 // Needs a writing transaction.
 void create_schema(Database &database);

@@ -9,6 +9,8 @@
 #include <cstring>
 
 #include "platform/core/boot.hpp"
+#include "platform/core/host_row.hpp"
+#include "platform/core/migration.hpp"
 #include "platform/core/safe_files.hpp"
 #include "platform/core/schema.hpp"
 #include "platform/core/state_file.hpp"
@@ -101,17 +103,22 @@ void save_snapshot(Database &database, std::string const &path) {
 
 void restore_snapshot(Database &database, std::string const &path) {
   Database snapshot(path, reading_mode(path));
+  Identity identity{};
   {
     Transaction transaction(snapshot, false);
-    if (identify(snapshot) == Identity::fresh) {
+    identity = identify(snapshot);
+    if (identity == Identity::fresh)
       throw Fault(ExceptionClass::os_error, QEL_METADATA_READ_ERROR, path + ": is not a state file of the host");
-    }
     transaction.commit();
   }
   // On the way it becomes a state of its own: of what it holds, some may have been removed here and made anew since.
   Database renewed(":memory:", Database::Mode::memory);
   snapshot.copy_to(renewed);
-  renewed.execute("UPDATE host SET state_id = hex(randomblob(16))");
+  Transaction transaction(renewed, true);
+  if (identity == Identity::former)
+    migrate(renewed);
+  renew_state_id(renewed);
+  transaction.commit();
   renewed.copy_to(database);
 }
 

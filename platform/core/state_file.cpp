@@ -1,8 +1,7 @@
-// Finds, checks and opens the state file, and keeps one connection per process across forks.
+// Finds, checks and opens state files.
 #include "platform/core/state_file.hpp"
 
 #include <fcntl.h>
-#include <pthread.h>
 #include <sys/file.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -11,101 +10,22 @@
 #include <chrono>
 #include <cstdlib>
 #include <cstring>
-#include <ctime>
 #include <filesystem>
 #include <memory>
-#include <mutex>
 #include <optional>
 
 #include "platform/core/boot.hpp"
+#include "platform/core/migration.hpp"
 #include "platform/core/safe_files.hpp"
 #include "platform/core/schema.hpp"
-#include "platform/core/trace.hpp"
 
 namespace host {
 
 namespace {
 
-constexpr char memory_host[] = ":memory:";
-
-std::mutex call_mutex;
-
-// What shows that a file has changed.
-struct FileMark {
-  ino_t inode;
-  off_t size;
-  std::int64_t seconds;
-  std::int64_t nanoseconds;
-  bool operator==(FileMark const &) const = default;
-};
-
-// Which file is at a path.
-struct Place {
-  dev_t device = 0;
-  ino_t inode = 0;
-  bool operator==(Place const &) const = default;
-  bool is_empty() const { return inode == 0; }
-};
-
 Place place_at(std::string const &path) {
   std::optional<struct stat> const entry = entry_at(path);
   return entry ? Place{entry->st_dev, entry->st_ino} : Place{};
-}
-
-// The state file and what SQLite keeps beside it while it is open.
-struct Places {
-  Place state;
-  Place log;
-  Place index;
-};
-
-Places places_at(std::string const &path) {
-  return {place_at(path), place_at(path + "-wal"), place_at(path + "-shm")};
-}
-
-using CoarseTime = std::int64_t;  // nanoseconds
-
-// A fraction of what reading the exact time takes.
-CoarseTime coarse_now() {
-  timespec now{};
-  clock_gettime(CLOCK_MONOTONIC_COARSE, &now);
-  return std::int64_t{now.tv_sec} * 1000000000 + now.tv_nsec;
-}
-
-// Three look-ups in the file system would double what a short call takes.
-constexpr CoarseTime between_looks = 5000000;
-
-struct Connection {
-  std::optional<std::string> path;
-  Places places;
-  CoarseTime looked = 0;
-  std::unique_ptr<Database> database;
-  pid_t opener = 0;
-  std::optional<FileMark> frozen;
-
-  bool is_memory() const { return path && *path == memory_host; }
-  bool is_inherited() const { return database && opener != getpid() && !is_memory(); }
-
-  ~Connection() {
-    // Closing what belongs to another process would disturb it.
-    if (is_inherited())
-      static_cast<void>(database.release());
-  }
-};
-
-// Its destructor closes the state file at the end of the process, so that SQLite tidies up its log.
-Connection connection;
-
-// SQLite keeps its file locks in memory that a fork copies, but the locks themselves stay with the parent: a
-// child that opened the file again would believe it held them. So no connection crosses a fork.
-void before_fork() {
-  call_mutex.lock();
-  if (!connection.is_memory())
-    connection.database.reset();
-}
-
-void after_fork() {
-  call_mutex.unlock();
 }
 
 std::string environment(char const *name) {
@@ -160,9 +80,7 @@ void make_file(std::string const &path) {
   FolderLock const lock(folder);
   if (entry_at(path))
     return;
-  // What a state file that was removed has left is not this one's.
-  for (char const *suffix : {"-wal", "-shm", "-journal"})
-    unlink((path + suffix).c_str());
+  // A log that a former file has left is removed by SQLite: an empty file cannot have one.
   int const file = open(path.c_str(), O_RDWR | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, S_IRUSR | S_IWUSR);
   if (file < 0) {
     if (errno != EEXIST)
@@ -213,19 +131,6 @@ bool may_write(std::string const &path) {
   return faccessat(AT_FDCWD, path.c_str(), W_OK, AT_EACCESS) == 0;
 }
 
-// A state file that this process can only read and that no process has open. SQLite has to make a log beside it even
-// to read it, unless it knows that the file does not change. None for any other file.
-std::optional<FileMark> frozen_mark(std::string const &path) {
-  struct stat file {};
-  if (stat(path.c_str(), &file) != 0 || !S_ISREG(file.st_mode))
-    return std::nullopt;
-  if (may_write(path) && may_write(std::filesystem::path(path).parent_path()))
-    return std::nullopt;
-  if (access((path + "-wal").c_str(), F_OK) == 0 || access((path + "-journal").c_str(), F_OK) == 0)
-    return std::nullopt;
-  return FileMark{file.st_ino, file.st_size, file.st_mtim.tv_sec, file.st_mtim.tv_nsec};
-}
-
 // Switching to the write-ahead log needs the file for itself, and SQLite does not wait for that.
 void use_write_ahead_log(Database &database) {
   auto const deadline = std::chrono::steady_clock::now() + std::chrono::seconds(10);
@@ -251,18 +156,35 @@ Identity identify_at_once(Database &database) {
   return identity;
 }
 
-void boot_unless_booted(Database &database) {
+void boot_unless_booted(Database &database, std::string const *description) {
   Transaction transaction(database, true);
   // Another process may have booted the host meanwhile.
   if (identify(database) == Identity::fresh) {
     create_schema(database);
-    boot_fresh_host(database, environment("VSWITCH_HOST_INIT"));
+    if (description)
+      boot_from_text(database, *description);
+    else
+      boot_fresh_host(database, environment("VSWITCH_HOST_INIT"));
   }
   transaction.commit();
 }
 
-void prepare_connection(Database &database, bool in_file) {
-  bool const fresh = identify_at_once(database) == Identity::fresh;
+// The first process that opens a file of the former format to write makes it one of this format.
+void migrate_unless_migrated(Database &database) {
+  if (database.is_read_only())
+    refuse_format(database);
+  Transaction transaction(database, true);
+  // Another process may have done so meanwhile.
+  if (identify(database) == Identity::former)
+    migrate(database);
+  transaction.commit();
+}
+
+void prepare_connection(Database &database, bool in_file, std::string const *description) {
+  Identity const identity = identify_at_once(database);
+  // Before foreign keys are enforced: tables are exchanged.
+  if (identity == Identity::former)
+    migrate_unless_migrated(database);
   // NORMAL is safe against the end of any process; FULL waits for the disk with each change.
   database.execute_script(environment("VSWITCH_HOST_SYNC") == "power" ? "PRAGMA synchronous = FULL;"
                                                                       : "PRAGMA synchronous = NORMAL;");
@@ -272,86 +194,14 @@ void prepare_connection(Database &database, bool in_file) {
       "PRAGMA wal_autocheckpoint = 4000;"
       "PRAGMA foreign_keys = ON;"
       "PRAGMA cell_size_check = ON;");
-  if (fresh)
-    boot_unless_booted(database);
+  if (identity == Identity::fresh)
+    boot_unless_booted(database, description);
   // Not earlier: the switch writes to the file, and a boot that is refused leaves it empty.
   if (in_file && !database.is_read_only())
     use_write_ahead_log(database);
 }
 
-std::unique_ptr<Database> open_connection(std::string const &path, bool is_frozen) {
-  bool const in_file = path != memory_host;
-  if (in_file) {
-    make_file(path);
-    check_state_file(path);
-    if (!is_frozen)
-      await_log(path);
-  }
-  Database::Mode const mode = is_frozen ? Database::Mode::frozen
-                              : in_file ? Database::Mode::file
-                                        : Database::Mode::memory;
-  auto database = std::make_unique<Database>(path, mode);
-  prepare_connection(*database, in_file);
-  // What somebody else has put there since is found out here at the latest.
-  if (in_file)
-    check_state_file(path);
-  return database;
-}
-
-// What stands at the path now has nothing to do with the log that the former file has left there.
-void remove_old_log(std::string const &path, Places const &old) {
-  FolderLock const lock(std::filesystem::path(path).parent_path());
-  if (!old.log.is_empty() && place_at(path + "-wal") == old.log)
-    unlink((path + "-wal").c_str());
-  if (!old.index.is_empty() && place_at(path + "-shm") == old.index)
-    unlink((path + "-shm").c_str());
-}
-
-[[noreturn]] void report_change(std::string const &path) {
-  throw Fault(ExceptionClass::os_error, QEL_READ_ERROR,
-              path + ": was removed or replaced while this process had the state file open");
-}
-
-// Ends the use of a state file that is not where it was, or whose log is not: whoever opens the file from now on sees
-// another state. This call says so; the next one opens what is there then.
-void look_after_places() {
-  CoarseTime const now = coarse_now();
-  if (now - connection.looked < between_looks)
-    return;
-  connection.looked = now;
-  std::string const &path = *connection.path;
-  Places const places = places_at(path);
-  Places &known = connection.places;
-  if (places.state != known.state) {
-    connection.database->empty_log();
-    remove_old_log(path, known);
-    connection.database.reset();
-    report_change(path);
-  }
-  if (known.log.is_empty() && known.index.is_empty()) {
-    known = places;
-  } else if (places.log != known.log || places.index != known.index) {
-    // The last process that closes the file copies the log into it, as it has it open still.
-    connection.database.reset();
-    report_change(path + (places.log != known.log ? "-wal" : "-shm"));
-  }
-}
-
-// Of a connection that can only read: whether a new one could write.
-bool may_write_by_now() {
-  return connection.database->is_read_only() && may_write(*connection.path) &&
-         may_write(std::filesystem::path(*connection.path).parent_path());
-}
-
 }  // namespace
-
-HostLock::HostLock() {
-  call_mutex.lock();
-}
-
-HostLock::~HostLock() {
-  call_mutex.unlock();
-}
 
 std::string state_file_path() {
   std::string path = environment("VSWITCH_HOST");
@@ -383,33 +233,50 @@ bool host_exists() {
   return identify_at_once(database) != Identity::fresh;
 }
 
-Database &open_host() {
-  if (connection.database) {
-    if (connection.is_inherited()) {
-      throw Fault(ExceptionClass::runtime_error, QEL_INVALID_STATE,
-                  *connection.path + ": this process is a copy that was not made by fork()");
-    }
-    if (!connection.is_memory() && !connection.frozen)
-      look_after_places();
-    // Whoever may write the file may have done so.
-    bool const is_current = connection.frozen ? connection.frozen == frozen_mark(*connection.path)
-                                              : !connection.database->is_read_only() || !may_write_by_now();
-    if (is_current)
-      return *connection.database;
-    connection.database.reset();
+Places places_at(std::string const &path) {
+  return {place_at(path), place_at(path + "-wal"), place_at(path + "-shm")};
+}
+
+void remove_old_log(std::string const &path, Places const &old) {
+  FolderLock const lock(std::filesystem::path(path).parent_path());
+  if (!old.log.is_empty() && place_at(path + "-wal") == old.log)
+    unlink((path + "-wal").c_str());
+  if (!old.index.is_empty() && place_at(path + "-shm") == old.index)
+    unlink((path + "-shm").c_str());
+}
+
+bool may_write_state_file(std::string const &path) {
+  return may_write(path) && may_write(std::filesystem::path(path).parent_path());
+}
+
+std::optional<FileMark> frozen_mark(std::string const &path) {
+  struct stat file {};
+  if (stat(path.c_str(), &file) != 0 || !S_ISREG(file.st_mode))
+    return std::nullopt;
+  if (may_write_state_file(path))
+    return std::nullopt;
+  if (access((path + "-wal").c_str(), F_OK) == 0 || access((path + "-journal").c_str(), F_OK) == 0)
+    return std::nullopt;
+  return FileMark{file.st_ino, file.st_size, file.st_mtim.tv_sec, file.st_mtim.tv_nsec};
+}
+
+std::unique_ptr<Database> open_state(std::string const &path, bool is_frozen, std::string const *description) {
+  bool const in_file = path != memory_host;
+  if (in_file) {
+    make_file(path);
+    check_state_file(path);
+    if (!is_frozen)
+      await_log(path);
   }
-  static int const registered = pthread_atfork(before_fork, after_fork, after_fork);
-  if (registered != 0)
-    throw std::bad_alloc();
-  if (!connection.path)
-    connection.path = state_file_path();
-  connection.frozen = connection.is_memory() ? std::nullopt : frozen_mark(*connection.path);
-  connection.database = open_connection(*connection.path, connection.frozen.has_value());
-  connection.opener = getpid();
-  if (!connection.is_memory())
-    connection.places = places_at(*connection.path);
-  connection.looked = coarse_now();
-  return *connection.database;
+  Database::Mode const mode = is_frozen ? Database::Mode::frozen
+                              : in_file ? Database::Mode::file
+                                        : Database::Mode::memory;
+  auto database = std::make_unique<Database>(path, mode);
+  prepare_connection(*database, in_file, description);
+  // What somebody else has put there since is found out here at the latest.
+  if (in_file)
+    check_state_file(path);
+  return database;
 }
 
 void check_state_file(std::string const &path) {
@@ -428,13 +295,6 @@ void check_state_file(std::string const &path) {
     if (beside->st_uid != state->st_uid && beside->st_uid != geteuid() && beside->st_uid != 0)
       cannot_open(path + suffix, "it belongs to another user than the state file");
   }
-}
-
-void close_host() {
-  HostLock lock;
-  connection.database.reset();
-  connection.path.reset();
-  end_trace();
 }
 
 }  // namespace host

@@ -4,7 +4,7 @@
 #include <algorithm>
 
 #include "platform/core/image.hpp"
-#include "platform/core/switch_state.hpp"
+#include "platform/core/ports.hpp"
 #include "platform/core/uplinks.hpp"
 
 namespace host {
@@ -33,22 +33,18 @@ std::vector<StoredProperty> properties_of(Database &database, PropertyPlace plac
   return properties;
 }
 
-bool was_made_for_uplink(Database &database, RowId port) {
-  return database.rows("SELECT 1 FROM uplink_port WHERE port = ? AND made_port", port).next();
-}
-
 Document ports_document(Database &database, RowId vswitch, Extent extent) {
-  std::vector<ListedPort> ports = list_ports(database, vswitch);
+  std::vector<PortRow> ports = load_ports(database, vswitch);
   // The same state gives the same image, in whatever order the ports were made.
   std::sort(ports.begin(), ports.end(),
             [](auto const &one, auto const &other) { return one.dvport_id < other.dvport_id; });
   Document::List list;
-  for (ListedPort const &port : ports) {
-    if (port.type == DVSPORT_TYPE_ZOMBIE)
+  for (PortRow const &port : ports) {
+    if (port.kind == DVSPORT_TYPE_ZOMBIE)
       continue;
     list.push_back(
         {{"dvport_id", port.dvport_id},
-         {"external_id", external_id_of(database, port.row)},
+         {"external_id", port.external_id},
          {"made_for_uplink", was_made_for_uplink(database, port.row)},
          {"properties", properties_document(properties_of(database, {vswitch, Scope::port, port.row}, extent))}});
   }
@@ -100,7 +96,7 @@ std::string port_image(Database &database, RowId vswitch, RowId port, Extent ext
                 [](StoredProperty const &property) { return (property.type & NO_REPLICATE_PROP_TYPE) != 0; });
   return seal_image({{"content", "port"},
                      {"version", version},
-                     {"external_id", external_id_of(database, port)},
+                     {"external_id", load_port(database, port).external_id},
                      {"properties", properties_document(properties)}});
 }
 

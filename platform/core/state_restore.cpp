@@ -6,9 +6,11 @@
 
 #include "interface/mirror_records.h"
 #include "platform/core/image.hpp"
-#include "platform/core/known_properties.hpp"
+#include "platform/core/property_rules.hpp"
 #include "platform/core/state_image.hpp"
 #include "platform/core/switch_state.hpp"
+#include "platform/core/traffic.hpp"
+#include "platform/core/uplink_list.hpp"
 #include "platform/core/uplinks.hpp"
 
 namespace host {
@@ -92,26 +94,11 @@ std::vector<WantedSwitch> read_switches(Document const &document) {
   return switches;
 }
 
-std::optional<RowId> find_switch(Database &database, std::string_view switch_id) {
-  Rows row = database.rows("SELECT id FROM vswitch WHERE switch_id = ?", switch_id);
-  if (!row.next())
-    return std::nullopt;
-  return row.integer(0);
-}
-
-void update_switch(Database &database, RowId vswitch, WantedSwitch const &wanted) {
-  {
-    Rows taken = database.rows("SELECT 1 FROM vswitch WHERE alias = ? AND id <> ?", wanted.alias, vswitch);
-    refuse_if(taken.next(), QEL_EXISTS);
-  }
-  database.execute("UPDATE vswitch SET alias = ?, max_ports = ?, version = ?, flags = ?, persistent = ? WHERE id = ?",
-                   wanted.alias, wanted.max_ports, wanted.version, wanted.flags, wanted.persistent, vswitch);
-}
-
 RowId make_or_update_switch(Database &database, WantedSwitch const &wanted) {
-  std::optional<RowId> const existing = find_switch(database, wanted.switch_id);
+  std::optional<RowId> const existing = find_switch_by_id(database, wanted.switch_id);
   if (existing) {
-    update_switch(database, *existing, wanted);
+    change_switch(database, *existing,
+                  {wanted.alias, wanted.max_ports, wanted.version, wanted.flags, wanted.persistent});
     return *existing;
   }
   return create_switch(database, {wanted.alias, wanted.switch_id, wanted.class_name, wanted.max_ports,
@@ -121,21 +108,12 @@ RowId make_or_update_switch(Database &database, WantedSwitch const &wanted) {
 // Ports that the image does not have. Those of uplinks follow the list of uplink ports.
 template <typename Keep>
 void drop_ports(Database &database, RowId vswitch, Keep &&is_kept, Status if_connected) {
-  std::vector<std::pair<RowId, std::int64_t>> ports;
-  {
-    Rows rows = database.rows("SELECT id, client_type, dvport_id FROM port WHERE vswitch = ? AND kind <> ?", vswitch,
-                              DVSPORT_TYPE_ZOMBIE);
-    while (rows.next()) {
-      if (!is_kept(rows.text(2)))
-        ports.emplace_back(rows.integer(0), rows.integer(1));
-    }
-  }
-  for (auto const &[port, client] : ports) {
-    if (client == VS_PORT_CLIENT_UNKNOWN) {
-      drop_port(database, vswitch, port);
-    } else if (client != VS_PORT_CLIENT_UPLINK) {
-      refuse_if(if_connected != QEL_OK, if_connected);
-    }
+  for (PortRow const &port : load_ports(database, vswitch)) {
+    if (port.kind == DVSPORT_TYPE_ZOMBIE || is_kept(port.dvport_id))
+      continue;
+    refuse_if(port.is_client_port() && if_connected != QEL_OK, if_connected);
+    if (port.client.type == VS_PORT_CLIENT_UNKNOWN)
+      drop_port(database, vswitch, port.row);
   }
 }
 
@@ -143,13 +121,12 @@ void drop_ports(Database &database, RowId vswitch, Keep &&is_kept, Status if_con
 // with its default.
 void drop_properties(Database &database, RowId vswitch, std::vector<PlacedProperty> const &coming) {
   std::set<std::pair<Scope, std::string>> gone;
-  {
-    Rows rows = database.rows("SELECT scope, name FROM property WHERE vswitch = ? AND port = 0", vswitch);
-    while (rows.next())
-      gone.emplace(static_cast<Scope>(rows.integer(0)), rows.text(1));
+  for (Scope const scope : {Scope::global, Scope::host}) {
+    for (StoredProperty const &property : stored_properties(database, {vswitch, scope}, Values::in_effect))
+      gone.emplace(scope, property.name);
   }
-  database.execute("DELETE FROM property WHERE vswitch = ?", vswitch);
-  database.execute("DELETE FROM mirror_session WHERE vswitch = ?", vswitch);
+  remove_values_of_switch(database, vswitch);
+  forget_sessions(database, vswitch);
   for (PlacedProperty const &wanted : coming)
     gone.erase({wanted.place.scope, wanted.property.name});
   for (auto const &[scope, name] : gone) {
@@ -161,15 +138,14 @@ void drop_properties(Database &database, RowId vswitch, std::vector<PlacedProper
 }
 
 void restore_ports(Database &database, RowId vswitch, WantedSwitch const &wanted) {
-  database.execute("UPDATE port SET external_id = NULL WHERE vswitch = ?", vswitch);
+  clear_external_ids(database, vswitch);
   for (auto const &[dvport_id, port] : wanted.ports) {
     std::optional<Port> const existing = find_port(database, vswitch, dvport_id);
     if (port.made_for_uplink && !existing)
       continue;
     if (!existing) {
       set_port_kind(database, add_port(database, vswitch, dvport_id), DVSPORT_TYPE_LOCALCACHE);
-    } else if (database.rows("SELECT 1 FROM port WHERE id = ? AND kind = ?", existing->row, DVSPORT_TYPE_ZOMBIE)
-                   .next()) {
+    } else if (load_port(database, existing->row).kind == DVSPORT_TYPE_ZOMBIE) {
       set_port_kind(database, existing->row, DVSPORT_TYPE_SHADOW);
     }
   }
@@ -184,10 +160,6 @@ void restore_port_settings(Database &database, RowId vswitch, WantedSwitch const
     set_external_id(database, vswitch, existing->row, port.external_id);
     read_properties(properties, {vswitch, Scope::port, existing->row}, *port.document, "properties", extent);
   }
-}
-
-void set_room_for_ports(Database &database, RowId vswitch, std::int64_t max_ports) {
-  database.execute("UPDATE vswitch SET max_ports = ? WHERE id = ?", max_ports, vswitch);
 }
 
 // NICs that this host does not have, or that others use, stay out.
@@ -266,7 +238,8 @@ void clear_unless_needed(Database &database, PropertyPlace const &place, std::st
   try {
     clear_property(database, place, name);
   } catch (Refusal const &refusal) {
-    if (refusal.status() != QEL_BUSY)
+    // The other of its two values may have been cleared with it.
+    if (refusal.status() != QEL_BUSY && refusal.status() != QEL_NOT_FOUND)
       throw;
   }
 }
@@ -274,11 +247,10 @@ void clear_unless_needed(Database &database, PropertyPlace const &place, std::st
 void restore_switches(Database &database, std::vector<WantedSwitch> const &switches, Extent extent) {
   std::vector<NicBinding> const former = nic_bindings(database);
   for (WantedSwitch const &wanted : switches) {
-    std::optional<RowId> const existing = find_switch(database, wanted.switch_id);
+    std::optional<RowId> const existing = find_switch_by_id(database, wanted.switch_id);
     if (!existing)
       continue;
-    // Switches may exchange their aliases. No alias begins with this character for longer than this call.
-    database.execute("UPDATE vswitch SET alias = char(1) || id WHERE id = ?", *existing);
+    set_aside_alias(database, *existing);
     release_uplink_ports(database, *existing, wanted_uplinks(wanted, extent));
   }
   // Uplink ports must not take NICs by their names: the image says who has which, after the switches that it leaves
@@ -287,7 +259,7 @@ void restore_switches(Database &database, std::vector<WantedSwitch> const &switc
   std::set<RowId> restored;
   for (WantedSwitch const &wanted : switches) {
     restore_switch(database, wanted, extent);
-    restored.insert(*find_switch(database, wanted.switch_id));
+    restored.insert(*find_switch_by_id(database, wanted.switch_id));
     release_nics(database);
   }
   for (NicBinding const &binding : former) {
@@ -295,7 +267,7 @@ void restore_switches(Database &database, std::vector<WantedSwitch> const &switc
       bind_nic_again(database, binding);
   }
   for (WantedSwitch const &wanted : switches)
-    restore_nics(database, *find_switch(database, wanted.switch_id), *wanted.document);
+    restore_nics(database, *find_switch_by_id(database, wanted.switch_id), *wanted.document);
   for (NicBinding const &binding : former)
     restore_numa_node(database, binding);
 }
@@ -343,16 +315,12 @@ void start_port_from_image(Database &database, RowId vswitch, RowId port, std::s
 
 void reset_configuration(Database &database) {
   for (Switch const &vswitch : load_switches(database)) {
-    bool const is_used = database
-                             .rows("SELECT 1 FROM port WHERE vswitch = ? AND client_type NOT IN (?, ?)", vswitch.row,
-                                   VS_PORT_CLIENT_UNKNOWN, VS_PORT_CLIENT_UPLINK)
-                             .next();
-    if (!is_used) {
+    if (!has_clients(database, vswitch.row)) {
       destroy_switch(database, vswitch.row);
       continue;
     }
     drop_properties(database, vswitch.row, {});
-    database.execute("UPDATE port SET external_id = NULL WHERE vswitch = ?", vswitch.row);
+    clear_external_ids(database, vswitch.row);
     drop_ports(
         database, vswitch.row, [](std::string const &) { return false; }, QEL_OK);
   }
@@ -367,24 +335,12 @@ void load_stored_configuration(Database &database) {
 }
 
 void sanitize_state(Database &database) {
-  database.execute("DELETE FROM property WHERE scope = 2 AND port NOT IN (SELECT id FROM port)");
-  struct Suspect {
-    PropertyPlace place;
-    std::string name;
-    std::string value;
-  };
-  std::vector<Suspect> suspects;
-  {
-    Rows rows = database.rows("SELECT vswitch, scope, port, name, value FROM property ORDER BY vswitch, port, name");
-    while (rows.next()) {
-      if (known_property(rows.text(3)))
-        suspects.push_back(
-            {{rows.integer(0), static_cast<Scope>(rows.integer(1)), rows.integer(2)}, rows.text(3), rows.text(4)});
+  for (auto const &[place, property] : all_values(database)) {
+    if (place.scope == Scope::port && !has_port(database, place.port)) {
+      remove_values_of_port(database, place);
+    } else if (known_property(property.name) && !is_admitted(database, place, property.name, property.value)) {
+      clear_unless_needed(database, place, property.name);
     }
-  }
-  for (Suspect const &suspect : suspects) {
-    if (!is_admitted(database, suspect.place, suspect.name, suspect.value))
-      clear_unless_needed(database, suspect.place, suspect.name);
   }
 }
 

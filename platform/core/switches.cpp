@@ -1,8 +1,8 @@
 // The switches of the host: making, removing, finding them.
 #include "platform/core/switches.hpp"
 
-#include "platform/core/known_properties.hpp"
 #include "platform/core/properties.hpp"
+#include "platform/core/property_values.hpp"
 
 namespace host {
 
@@ -53,19 +53,52 @@ RowId create_switch(Database &database, NewSwitch const &wanted) {
       wanted.alias, wanted.switch_id, class_name, wanted.max_ports ? wanted.max_ports : default_ports, version,
       wanted.flags, wanted.persistent);
   RowId const vswitch = database.last_row_id();
-  database.execute("UPDATE vswitch SET portset = 'portset-' || id WHERE id = ?", vswitch);
+  set_portset(database, vswitch, true);
   if (wanted.mtu != 0)
     set_switch_property(database, vswitch, VSPROP_MTU, property_bytes(wanted.mtu));
   return vswitch;
 }
 
-void destroy_switch(Database &database, RowId vswitch) {
-  {
-    Rows client = database.rows("SELECT 1 FROM port WHERE vswitch = ? AND client_type NOT IN (?, ?)", vswitch,
-                                VS_PORT_CLIENT_UNKNOWN, VS_PORT_CLIENT_UPLINK);
-    refuse_if(client.next(), QEL_BUSY);
-  }
+void remove_switch(Database &database, RowId vswitch) {
   database.execute("DELETE FROM vswitch WHERE id = ?", vswitch);
+}
+
+void remove_volatile_switches(Database &database) {
+  database.execute("DELETE FROM vswitch WHERE NOT persistent");
+}
+
+void change_switch(Database &database, RowId vswitch, SwitchSettings const &settings) {
+  refuse_if(database.rows("SELECT 1 FROM vswitch WHERE alias = ? AND id <> ?", settings.alias, vswitch).next(),
+            QEL_EXISTS);
+  database.execute("UPDATE vswitch SET alias = ?, max_ports = ?, version = ?, flags = ?, persistent = ? WHERE id = ?",
+                   settings.alias, settings.max_ports, settings.version, settings.flags, settings.persistent, vswitch);
+}
+
+void set_switch_version(Database &database, RowId vswitch, std::int64_t version) {
+  database.execute("UPDATE vswitch SET version = ? WHERE id = ?", version, vswitch);
+}
+
+void set_room_for_ports(Database &database, RowId vswitch, std::int64_t max_ports) {
+  database.execute("UPDATE vswitch SET max_ports = ? WHERE id = ?", max_ports, vswitch);
+}
+
+void set_aside_alias(Database &database, RowId vswitch) {
+  database.execute("UPDATE vswitch SET alias = char(1) || id WHERE id = ?", vswitch);
+}
+
+void set_portset(Database &database, RowId vswitch, bool has_one) {
+  database.execute("UPDATE vswitch SET portset = iif(?, 'portset-' || id, NULL) WHERE id = ?", has_one, vswitch);
+}
+
+bool has_switch(Database &database, RowId vswitch) {
+  return database.rows("SELECT 1 FROM vswitch WHERE id = ?", vswitch).next();
+}
+
+std::optional<RowId> find_switch_by_id(Database &database, std::string_view switch_id) {
+  Rows row = database.rows("SELECT id FROM vswitch WHERE switch_id = ?", switch_id);
+  if (!row.next())
+    return std::nullopt;
+  return row.integer(0);
 }
 
 RowId switch_by_alias(Database &database, std::string_view alias) {

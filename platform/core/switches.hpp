@@ -2,6 +2,7 @@
 #pragma once
 
 #include <cstdint>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -10,9 +11,6 @@
 #include "platform/core/export.hpp"
 
 namespace host {
-
-// The number of a row; switches, ports and NICs are known inside the host by it.
-using RowId = std::int64_t;
 
 struct Switch {
   RowId row;
@@ -44,7 +42,30 @@ constexpr std::uint32_t most_ports = 8192;
 HOST_API void refuse_unknown_version(std::uint32_t version);
 
 HOST_API RowId create_switch(Database &database, NewSwitch const &wanted);
-HOST_API void destroy_switch(Database &database, RowId vswitch);
+// With its ports, uplink ports and properties, whatever their clients are.
+void remove_switch(Database &database, RowId vswitch);
+// As a boot does.
+void remove_volatile_switches(Database &database);
+
+// What an image or a call changes of a switch.
+struct SwitchSettings {
+  std::string_view alias;
+  std::int64_t max_ports;
+  std::int64_t version;
+  std::int64_t flags;
+  bool persistent;
+};
+// Refuses with QEL_EXISTS where another switch has the alias.
+void change_switch(Database &database, RowId vswitch, SwitchSettings const &settings);
+void set_switch_version(Database &database, RowId vswitch, std::int64_t version);
+void set_room_for_ports(Database &database, RowId vswitch, std::int64_t max_ports);
+// Switches may exchange their aliases. No alias begins with the character that this one does.
+void set_aside_alias(Database &database, RowId vswitch);
+// The port-set name follows from the switch's number: one that gets it again gets the same.
+void set_portset(Database &database, RowId vswitch, bool has_one);
+
+HOST_API bool has_switch(Database &database, RowId vswitch);
+std::optional<RowId> find_switch_by_id(Database &database, std::string_view switch_id);
 
 // Each refuses with QEL_NOT_FOUND.
 HOST_API RowId switch_by_alias(Database &database, std::string_view alias);

@@ -35,7 +35,7 @@ std::vector<std::string> members(Policy const &policy) {
 
 std::set<std::string, std::less<>> names_of_uplink_ports(Database &database, RowId vswitch) {
   std::set<std::string, std::less<>> names;
-  for (UplinkPortName const &uplink : uplink_port_names(database, vswitch))
+  for (Uplink const &uplink : load_uplinks(database, vswitch))
     names.insert(uplink.name);
   return names;
 }
@@ -93,20 +93,15 @@ std::vector<std::string> configured_team_members(Database &database, RowId vswit
     std::vector<std::string> const more = members(policy);
     names.insert(names.end(), more.begin(), more.end());
   };
-  Rows rows = database.rows("SELECT name, value FROM property WHERE vswitch = ? AND name IN (?, ?, ?, ?, ?)", vswitch,
-                            VSPROP_SWITCH_TEAMING, VSPROP_PORT_TEAMING_POLICY, QBR_PRP_LAN_TEAMING_POLICY,
-                            VSPROP_PORT_TEAMING_OVERRIDE, VSPROP_LS_TEAMING_POLICY);
-  while (rows.next()) {
-    std::string_view const name = rows.bytes(0);
-    std::string_view const value = rows.bytes(1);
-    if (name == VSPROP_PORT_TEAMING_OVERRIDE) {
-      names.emplace_back(value);
-    } else if (name == VSPROP_LS_TEAMING_POLICY) {
-      for (LSTeamPolicy const &policy : parse_ls_table(value))
-        add(policy);
-    } else {
-      add(record_from_value<VSTeamPolicy>(value));
-    }
+  for (char const *name : {VSPROP_SWITCH_TEAMING, VSPROP_PORT_TEAMING_POLICY, QBR_PRP_LAN_TEAMING_POLICY}) {
+    for (PlacedProperty const &placed : values_of_switch(database, vswitch, name))
+      add(record_from_value<VSTeamPolicy>(placed.property.value));
+  }
+  for (PlacedProperty const &placed : values_of_switch(database, vswitch, VSPROP_PORT_TEAMING_OVERRIDE))
+    names.push_back(placed.property.value);
+  for (PlacedProperty const &placed : values_of_switch(database, vswitch, VSPROP_LS_TEAMING_POLICY)) {
+    for (LSTeamPolicy const &policy : parse_ls_table(placed.property.value))
+      add(policy);
   }
   return names;
 }
@@ -123,7 +118,7 @@ std::string default_teaming_policy(Database &database, PropertyPlace const &plac
   policy.loadBalance = TEAM_FRP_TYPE_LB_SRCID;
   policy.linkCriteria = TEAM_FRP_CRIT_LINK_STATE;
   policy.flags = TEAM_FRP_FLAG_NOTIFY_SWITCH;
-  for (UplinkPortName const &uplink : uplink_port_names(database, place.vswitch)) {
+  for (Uplink const &uplink : load_uplinks(database, place.vswitch)) {
     fill_text(policy.uplinkPortName[policy.numActive++], uplink.name);
   }
   return record_value(policy);

@@ -4,8 +4,8 @@
 #include <algorithm>
 #include <map>
 
-#include "platform/core/known_properties.hpp"
-#include "platform/core/switch_state.hpp"
+#include "platform/core/property_rules.hpp"
+#include "platform/core/uplinks.hpp"
 
 namespace host {
 
@@ -26,14 +26,8 @@ bool are_same(PlacedProperty const &one, PlacedProperty const &other) {
 }
 
 // The latest value that NICs are told of.
-std::optional<std::string> synchronised_value(Database &database, PropertyPlace place, std::string_view name) {
-  Rows row = database.rows(
-      "SELECT value FROM property WHERE vswitch = ? AND scope = ? AND port = ? AND name = ? AND type & ? = 0"
-      " ORDER BY lifetime DESC LIMIT 1",
-      place.vswitch, static_cast<int>(place.scope), place.port, name, no_sync);
-  if (!row.next())
-    return std::nullopt;
-  return row.text(0);
+std::optional<std::string> synchronised_value(Database &database, PropertyPlace const &place, std::string_view name) {
+  return value_without_type(database, place, name, no_sync);
 }
 
 }  // namespace
@@ -111,23 +105,6 @@ PropertyPlace home_of(PropertyPlace place, std::string_view name) {
   return place;
 }
 
-std::vector<StoredProperty> stored_properties(Database &database, PropertyPlace place, Values values) {
-  std::vector<StoredProperty> list;
-  Rows rows = database.rows(
-      "SELECT name, owner, type, lifetime, value FROM property WHERE vswitch = ? AND scope = ? AND port = ?"
-      " ORDER BY name, lifetime",
-      place.vswitch, static_cast<int>(place.scope), place.port);
-  while (rows.next()) {
-    StoredProperty property{rows.text(0), rows.text(1), static_cast<std::uint32_t>(rows.integer(2)),
-                            rows.integer(3) != 0, rows.text(4)};
-    // The volatile value follows the persistent one, and is the one in effect.
-    if (values == Values::in_effect && !list.empty() && list.back().name == property.name)
-      list.pop_back();
-    list.push_back(std::move(property));
-  }
-  return list;
-}
-
 std::vector<StoredProperty> vendor_properties(Database &database, PropertyPlace place, std::uint32_t wanted) {
   std::vector<StoredProperty> list = stored_properties(database, place, Values::in_effect);
   std::erase_if(list, [&](auto const &property) { return property.owner.empty() || !is_wanted(property, wanted); });
@@ -156,21 +133,11 @@ std::vector<StoredProperty> extra_switch_properties(Database &database, RowId vs
 }
 
 StoredProperty lookup_property(Database &database, PropertyPlace place, std::string_view name) {
-  PropertyPlace const home = home_of(place, name);
-  Rows row = database.rows(
-      "SELECT owner, type, lifetime, value FROM property WHERE vswitch = ? AND scope = ? AND port = ? AND name = ?"
-      " ORDER BY lifetime DESC LIMIT 1",
-      home.vswitch, static_cast<int>(home.scope), home.port, name);
+  if (std::optional<StoredProperty> found = value_in_effect(database, home_of(place, name), name))
+    return *std::move(found);
   StoredProperty property;
   property.name = name;
-  if (row.next()) {
-    property.owner = row.text(0);
-    property.type = static_cast<std::uint32_t>(row.integer(1));
-    property.is_volatile = row.integer(2) != 0;
-    property.value = row.text(3);
-  } else {
-    property.value = get_property(database, place, name);
-  }
+  property.value = get_property(database, place, name);
   return property;
 }
 

@@ -14,15 +14,6 @@ namespace host {
 constexpr std::size_t property_name_room = 256;
 constexpr std::size_t property_owner_room = 128;
 
-// A value as it is stored.
-struct StoredProperty {
-  std::string name;
-  std::string owner;
-  std::uint32_t type = CONFIG_PROP_TYPE;
-  bool is_volatile = false;
-  std::string value;
-};
-
 // *_PROP_TYPE bits for a write; 0 is CONFIG_PROP_TYPE. Refuses with QEL_BAD_PARAM.
 HOST_API std::uint32_t property_type_for_write(std::uint32_t type);
 // The same for a list; 0 is ALL_PUBLIC_PROP_TYPE.
@@ -31,12 +22,6 @@ HOST_API std::uint32_t property_types_wanted(std::uint32_t types);
 // The type decides which of the two values is written.
 HOST_API void set_typed_property(Database &database, PropertyPlace place, std::string_view name, std::string_view value,
                                  std::uint32_t type);
-
-// A value that is to be at a place.
-struct PlacedProperty {
-  PropertyPlace place;
-  StoredProperty property;
-};
 
 struct RefusedProperty {
   PlacedProperty property;
@@ -53,10 +38,6 @@ HOST_API bool is_admitted(Database &database, PropertyPlace const &place, std::s
 
 // Where a property is that is asked for at a place: a known one of a switch is reached from both scopes.
 PropertyPlace home_of(PropertyPlace place, std::string_view name);
-
-// What was written at a place, by name; of each property the value in effect, or (`both`) both values.
-enum class Values { in_effect, both };
-HOST_API std::vector<StoredProperty> stored_properties(Database &database, PropertyPlace place, Values values);
 
 // Of the properties with an owner, or of those without owner and rules: the ones of a type that is wanted.
 HOST_API std::vector<StoredProperty> vendor_properties(Database &database, PropertyPlace place, std::uint32_t wanted);

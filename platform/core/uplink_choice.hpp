@@ -12,12 +12,11 @@ HOST_API Uplink choose_uplink(Database &database, std::uint32_t port_number);
 // of the oldest switch that has one of that name. Refuses with QEL_NOT_FOUND.
 HOST_API std::string dvport_of_uplink(Database &database, std::string_view uplink);
 
-// Teaming looks up on which NUMA node the NIC of each uplink port is: of one switch, or of all.
-HOST_API void refresh_numa_nodes(Database &database, RowId vswitch);
-void refresh_all_numa_nodes(Database &database);
-
 // Sets the NIC of an uplink up or down. A switch whose teaming notifies the physical network announces the
 // addresses of its clients when an uplink of its team changes. Refuses with QEL_NO_SUCH_DEVICE.
 HOST_API void change_admin_link_state(Database &database, RowId vswitch, Uplink const &uplink, bool up);
+
+// The same for the carrier of a NIC: the cable is plugged in or pulled. Refuses with QEL_NOT_FOUND.
+HOST_API void change_carrier(Database &database, std::string_view nic, bool up);
 
 }  // namespace host

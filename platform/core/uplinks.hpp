@@ -6,16 +6,9 @@
 #include <string_view>
 #include <vector>
 
-#include "interface/policy_records.h"
 #include "platform/core/ports.hpp"
-#include "platform/core/properties.hpp"
 
 namespace host {
-
-struct UplinkPortName {
-  std::string name;
-  std::string dvport_id;  // empty where the host is to give one
-};
 
 struct PhysicalNic {
   std::string name;
@@ -34,14 +27,52 @@ struct Uplink {
   std::optional<RowId> nic;
   std::string nic_name;  // empty without a NIC
   bool link_up;
+  bool made_port;  // its port was made for it, and goes with it
+  // Of the NIC; 0 without one.
+  std::int64_t speed;
+  std::int64_t duplex;
+  std::int64_t recovery;                  // grows each time that the NIC is set up again
+  std::optional<std::int64_t> link_back;  // when its link last came back; none while it has been up since the boot
+  std::optional<std::int64_t> numa_node;  // that teaming knows the NIC to be on
 };
 
+// ---- physical NICs -------------------------------------------------------------------------------------
+
+// Refuses with QEL_EXISTS.
 void add_physical_nic(Database &database, PhysicalNic const &nic);
+std::optional<RowId> nic_by_name(Database &database, std::string_view name);
+
+struct NicRow {
+  RowId row;
+  PhysicalNic nic;
+  bool admin_up;
+};
+HOST_API std::vector<NicRow> load_nics(Database &database);
+
+// Refuses with QEL_NOT_FOUND.
+void set_carrier(Database &database, RowId nic, bool up);
+// Refuses with QEL_NO_SUCH_DEVICE.
+void set_admin_link_state(Database &database, Uplink const &uplink, bool up);
+void set_all_nics_up(Database &database);
+// Teaming looks up on which NUMA node the NIC of each uplink port is: of one switch, or of all.
+HOST_API void refresh_numa_nodes(Database &database, RowId vswitch);
+void refresh_all_numa_nodes(Database &database);
+
+// Whether a NIC that switches by itself is behind an uplink port of the switch.
+HOST_API bool has_smartnic(Database &database, RowId vswitch);
+
+// ---- NICs behind uplink ports --------------------------------------------------------------------------
+
+struct BoundUplink {
+  RowId vswitch;
+  RowId port;
+  std::string name;
+};
+// The uplink port that a NIC backs.
+HOST_API std::optional<BoundUplink> bound_uplink(Database &database, RowId nic);
+
 // Puts a NIC behind an uplink port, in place of the one that its name gave. Refuses with QEL_NOT_FOUND or QEL_BUSY.
 void bind_nic(Database &database, RowId vswitch, std::string_view uplink, std::string_view nic);
-// Refuses with QEL_NOT_FOUND.
-HOST_API void set_carrier(Database &database, std::string_view nic, bool up);
-void set_all_nics_up(Database &database);
 
 // Which uplink port has which NIC, and the NUMA node that teaming knows it to be on.
 struct NicBinding {
@@ -56,31 +87,24 @@ void bind_nic_again(Database &database, NicBinding const &binding);
 // Where the uplink port has the NIC again.
 void restore_numa_node(Database &database, NicBinding const &binding);
 
-// Takes away the uplink ports of a switch that are not in the list with the same port. Their ports become free, and so
-// do those of the others as soon as these go: none is removed.
-void release_uplink_ports(Database &database, RowId vswitch, std::vector<UplinkPortName> const &kept);
-// Whether the port of an uplink goes with it; a port of no uplink is left alone.
-void set_made_for_uplink(Database &database, RowId port, bool made);
+// ---- uplink ports --------------------------------------------------------------------------------------
 
-// In order. A change of the list is a write of its property.
-HOST_API std::vector<UplinkPortName> uplink_port_names(Database &database, RowId vswitch);
-// The value of the property QEL_HNQPROP_HOST_UPLINKPORTS.
-HOST_API std::string uplink_ports_value(std::vector<UplinkPortName> const &list);
-// Refuses with QEL_BAD_PARAM, QEL_LIMIT_EXCEEDED or QEL_NAME_TOO_LONG.
-std::vector<UplinkPortName> parse_uplink_ports(std::string_view value);
-HOST_API void set_uplink_ports(Database &database, RowId vswitch, std::vector<UplinkPortName> const &list);
-HOST_API void add_uplink_port(Database &database, RowId vswitch, UplinkPortName const &uplink);
-HOST_API void remove_uplink_port(Database &database, RowId vswitch, std::string_view name);
-
+// In the order of their positions.
 HOST_API std::vector<Uplink> load_uplinks(Database &database, RowId vswitch);
 // By the name of the uplink port or else of its NIC. Refuses with QEL_NOT_FOUND.
 HOST_API Uplink find_uplink(Database &database, RowId vswitch, std::string_view name);
-// Refuses with QEL_NO_SUCH_DEVICE.
-HOST_API void set_admin_link_state(Database &database, Uplink const &uplink, bool up);
+// By the name of its NIC, or else of the uplink port, of the oldest switch that has one of that name.
+std::optional<RowId> port_of_uplink(Database &database, std::string_view name);
 
-// The rules of QEL_HNQPROP_HOST_UPLINKPORTS.
-std::string admit_uplink_ports(Database &database, PropertyPlace const &place, std::string_view value);
-std::string no_uplink_ports(Database &database, PropertyPlace const &place);
-void apply_uplink_ports(Database &database, PropertyPlace const &place, std::string_view value);
+// The caller knows that the port is free.
+void insert_uplink(Database &database, RowId vswitch, RowId port, std::string_view name, bool made_port);
+void set_uplink_position(Database &database, RowId port, std::int64_t position);
+void set_uplink_nic(Database &database, RowId port, RowId nic);
+// Its port goes with it if it was made for it, and becomes free if not.
+void remove_uplink(Database &database, RowId vswitch, Uplink const &uplink);
+// Whether the port of an uplink goes with it; a port of no uplink is left alone.
+void set_made_for_uplink(Database &database, RowId port, bool made);
+bool was_made_for_uplink(Database &database, RowId port);
+void keep_ports_of_uplinks(Database &database, RowId vswitch);
 
 }  // namespace host

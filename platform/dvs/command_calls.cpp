@@ -2,7 +2,7 @@
 #include <string>
 
 #include "platform/core/call.hpp"
-#include "platform/core/known_properties.hpp"
+#include "platform/core/property_values.hpp"
 #include "platform/core/switch_state.hpp"
 #include "platform/core/text.hpp"
 #include "platform/core/typed_properties.hpp"
@@ -35,8 +35,8 @@ std::string_view port_type_name(int type) {
   }
 }
 
-std::string port_line(ListedPort const &port) {
-  return port.dvport_id + "\t" + std::to_string(port.row) + "\t" + std::string(port_type_name(port.type)) + "\n";
+std::string port_line(PortRow const &port) {
+  return port.dvport_id + "\t" + std::to_string(port.row) + "\t" + std::string(port_type_name(port.type())) + "\n";
 }
 
 std::string tell_switch(Database &database, RowId row, std::string_view) {
@@ -51,7 +51,7 @@ std::string tell_switch(Database &database, RowId row, std::string_view) {
 
 std::string tell_ports(Database &database, RowId vswitch, std::string_view) {
   std::string text;
-  for (ListedPort const &port : list_ports(database, vswitch))
+  for (PortRow const &port : load_ports(database, vswitch))
     text += port_line(port);
   return text;
 }

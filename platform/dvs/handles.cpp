@@ -1,13 +1,15 @@
 // The handles that the library has handed out.
 #include "platform/dvs/handles.hpp"
 
+#include <atomic>
 #include <memory>
 #include <optional>
 #include <set>
 #include <tuple>
 #include <unordered_map>
 
-#include "platform/core/boot.hpp"
+#include "platform/core/host.hpp"
+#include "platform/core/host_row.hpp"
 
 namespace host {
 
@@ -30,9 +32,6 @@ struct Walk {
 };
 
 struct HandleTable {
-  // Odd, so that no address of a record is taken for one.
-  HandleNumber last = 0x5157001;
-  WalkNumber last_walk = 0;
   // The state that the handles are into.
   std::string state_id;
   std::unordered_map<HandleNumber, StateHandle> state;
@@ -43,14 +42,21 @@ struct HandleTable {
   std::unordered_map<WalkNumber, Walk> walks;
 };
 
-// Never destroyed: a script's last calls may come while the process ends.
+// Never used twice, whatever host gives them: those of one host are stale for another. Odd, so that no address of a
+// record is taken for one.
+std::atomic<HandleNumber> last_number = 0x5157001;
+std::atomic<WalkNumber> last_walk = 0;
+
+// That of the host whose call this is.
 HandleTable &table() {
-  static auto *const handles = new HandleTable;
-  return *handles;
+  std::shared_ptr<void> &handles = HostLock::locked().handles;
+  if (!handles)
+    handles = std::make_shared<HandleTable>();
+  return *static_cast<HandleTable *>(handles.get());
 }
 
 HandleNumber next_number() {
-  return table().last += 2;
+  return last_number += 2;
 }
 
 void *as_handle(HandleNumber number) {
@@ -160,7 +166,7 @@ PropertyList *take_list(DVSDataHandle handle) {
 }
 
 WalkNumber begin_walk(std::vector<void *> elements) {
-  WalkNumber const walk = ++table().last_walk;
+  WalkNumber const walk = ++last_walk;
   table().walks[walk].elements = std::move(elements);
   return walk;
 }

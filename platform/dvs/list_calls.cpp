@@ -5,8 +5,8 @@
 #include <utility>
 
 #include "platform/core/call.hpp"
+#include "platform/core/host.hpp"
 #include "platform/core/ports.hpp"
-#include "platform/core/state_file.hpp"
 #include "platform/core/state_image.hpp"
 #include "platform/core/text.hpp"
 #include "platform/dvs/exports.hpp"

@@ -1,5 +1,5 @@
 // Releasing the memory that calls have returned.
-#include "platform/core/handed_out.hpp"
+#include "platform/core/memory.hpp"
 #include "platform/dvs/exports.hpp"
 
 void DVSQEL_DataFree(void *data) {

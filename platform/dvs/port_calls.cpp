@@ -64,10 +64,10 @@ int DVSQEL_PortGetByExternalId(char const *alias, char const *external_id, Opaqu
     refuse_if(!port, QEL_BAD_PARAM);
     std::string_view const wanted = text_argument(external_id, sizeof(OpaqueDVPortData::externalId));
     RowId const vswitch = switch_by_alias(database, alias_argument(alias));
-    ExternalPort const found = port_by_external_id(database, vswitch, wanted);
+    Port const found = port_by_external_id(database, vswitch, wanted);
     auto record = allocate_record<OpaqueDVPortData>();
     fill_text(record->dvPortId, found.dvport_id);
-    fill_text(record->externalId, found.external_id);
+    fill_text(record->externalId, wanted);
     *port = record.release();
   });
 }

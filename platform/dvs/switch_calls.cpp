@@ -1,7 +1,8 @@
 // Calls on the switches of the state: making and removing them, their port sets, versions and limits, their ports.
 #include "platform/core/call.hpp"
-#include "platform/core/known_properties.hpp"
 #include "platform/core/memory.hpp"
+#include "platform/core/properties.hpp"
+#include "platform/core/property_values.hpp"
 #include "platform/core/switch_state.hpp"
 #include "platform/core/text.hpp"
 #include "platform/dvs/exports.hpp"
@@ -61,15 +62,15 @@ int DVSQEL_SwitchPortList(char const *alias, DVPortList **ports, DVSPortType typ
     refuse_if(!ports, QEL_BAD_PARAM);
     refuse_if(type < DVSPORT_TYPE_ACTIVE || type > DVSPORT_TYPE_LOCALCACHE, QEL_BAD_PARAM);
     RowId const vswitch = switch_by_alias(database, alias_argument(alias));
-    std::vector<ListedPort> listed = list_ports(database, vswitch);
-    std::erase_if(listed, [&](ListedPort const &port) { return port.type != type; });
+    std::vector<PortRow> listed = load_ports(database, vswitch);
+    std::erase_if(listed, [&](PortRow const &port) { return port.type() != type; });
     // The record has room for one port already.
     std::size_t const further = listed.empty() ? 0 : listed.size() - 1;
     auto list = allocate_record<DVPortList>(further * sizeof(DVPortData));
     list->nports = static_cast<int>(listed.size());
     list->type = type;
     DVPortData *entry = list->dvPort;
-    for (ListedPort const &port : listed) {
+    for (PortRow const &port : listed) {
       fill_text(entry->dvPortId, port.dvport_id);
       entry->connectId =
           property_number(get_property(database, {vswitch, Scope::port, port.row}, QEL_HNQPROP_PORT_CONNECTID));

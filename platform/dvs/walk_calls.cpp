@@ -1,6 +1,6 @@
 // Handles of the state: finding switches, ports and properties, walking over them, and what a handle tells.
 #include "platform/core/call.hpp"
-#include "platform/core/state_file.hpp"
+#include "platform/core/host.hpp"
 #include "platform/core/switch_state.hpp"
 #include "platform/core/text.hpp"
 #include "platform/dvs/exports.hpp"
@@ -125,7 +125,7 @@ void DVSState_PortForEach(DVSwitchHandle vswitch, DVSPortCallback callback, void
   for_each(callback, context, is_port_there, [&](Database &database) {
     RowId const row = switch_at(database, vswitch).row;
     std::vector<void *> handles;
-    for (ListedPort const &port : list_ports(database, row))
+    for (PortRow const &port : load_ports(database, row))
       handles.push_back(port_handle({row, port.row}));
     return begin_walk(std::move(handles));
   });

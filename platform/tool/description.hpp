@@ -2,29 +2,21 @@
 #pragma once
 
 #include <nlohmann/json.hpp>
-#include <vector>
 
-#include "platform/core/database.hpp"
-#include "platform/core/switches.hpp"
+#include "platform/core/whole_host.hpp"
 
 namespace tool {
 
 using Json = nlohmann::ordered_json;
 
-// All need a transaction.
+// Needs a transaction.
 Json boot_description(host::Database &database);
-std::vector<Json> described_nics(host::Database &database);
+
+Json described_nic(host::PhysicalNic const &nic);
 // The members of a switch itself.
 Json described_switch(host::Switch const &vswitch);
-
-struct DescribedPort {
-  host::RowId row;
-  std::string dvport_id;
-  bool is_uplink;
-  Json client;  // null for none, and for an uplink
-};
-// In the order of their numbers, zombies included.
-std::vector<DescribedPort> described_ports(host::Database &database, host::RowId vswitch);
+// Null for none, and for an uplink.
+Json described_client(host::PortRow const &port);
 
 inline char const *up_or_down(bool up) {
   return up ? "up" : "down";

@@ -6,8 +6,9 @@
 
 #include "platform/core/boot.hpp"
 #include "platform/core/clock.hpp"
+#include "platform/core/host.hpp"
+#include "platform/core/host_row.hpp"
 #include "platform/core/snapshot.hpp"
-#include "platform/core/state_file.hpp"
 #include "platform/tool/description.hpp"
 #include "platform/tool/inventory.hpp"
 #include "platform/tool/session.hpp"

@@ -1,13 +1,11 @@
 // What a host has, as JSON.
 #include "platform/tool/inventory.hpp"
 
-#include "platform/core/boot.hpp"
-#include "platform/core/clock.hpp"
+#include <algorithm>
+
 #include "platform/core/constants.hpp"
-#include "platform/core/known_properties.hpp"
+#include "platform/core/host_row.hpp"
 #include "platform/core/status_names.hpp"
-#include "platform/core/switch_state.hpp"
-#include "platform/core/uplinks.hpp"
 #include "platform/tool/description.hpp"
 #include "platform/tool/words.hpp"
 
@@ -17,24 +15,16 @@ namespace {
 
 using namespace host;
 
-Json shown_nic(Database &database, Json nic) {
-  auto const name = nic["name"].get<std::string>();
-  Rows row = database.rows(
-      "SELECT physical_nic.admin_up, vswitch.alias, uplink_port.name FROM physical_nic"
-      " LEFT JOIN uplink_port ON uplink_port.nic = physical_nic.id LEFT JOIN vswitch ON vswitch.id = "
-      "uplink_port.vswitch"
-      " WHERE physical_nic.name = ?",
-      std::string_view(name));
-  if (!row.next())
-    return nic;
-  nic["admin"] = up_or_down(row.integer(0) != 0);
-  nic["switch"] = row.is_null(1) ? Json(nullptr) : Json(row.text(1));
-  nic["uplink"] = row.is_null(2) ? Json(nullptr) : Json(row.text(2));
-  return nic;
+Json shown_nic(WholeHost const &host, WholeNic const &nic) {
+  Json json = described_nic(nic.row.nic);
+  json["admin"] = up_or_down(nic.row.admin_up);
+  json["switch"] = nic.vswitch ? Json(host.switches[*nic.vswitch].vswitch.alias) : Json(nullptr);
+  json["uplink"] = nic.vswitch ? Json(nic.uplink) : Json(nullptr);
+  return json;
 }
 
-char const *port_type(ListedPort const &port) {
-  switch (port.type) {
+char const *port_type(PortRow const &port) {
+  switch (port.type()) {
     case DVSPORT_TYPE_ACTIVE: return "active";
     case DVSPORT_TYPE_SHADOW: return "shadow";
     case DVSPORT_TYPE_LOCALCACHE: return "local cache";
@@ -43,31 +33,29 @@ char const *port_type(ListedPort const &port) {
   }
 }
 
-std::uint32_t mtu_of(Database &database, Switch const &vswitch) {
-  return property_number(get_switch_property(database, vswitch.row, VSPROP_MTU));
-}
-
-Json shown_switch(Database &database, Switch const &vswitch) {
-  Json json = described_switch(vswitch);
-  json["mtu"] = mtu_of(database, vswitch);
-  json["portset"] = vswitch.portset.empty() ? Json(nullptr) : Json(vswitch.portset);
-  json["active_ports"] = count_active_ports(database, vswitch.row);
+Json shown_switch(WholeSwitch const &vswitch) {
+  Json json = described_switch(vswitch.vswitch);
+  json["mtu"] = vswitch.mtu;
+  json["portset"] = vswitch.vswitch.portset.empty() ? Json(nullptr) : Json(vswitch.vswitch.portset);
+  json["active_ports"] = vswitch.active_ports;
   json["uplinks"] = Json::array();
-  for (Uplink const &uplink : load_uplinks(database, vswitch.row)) {
+  std::vector<PortRow const *> ports;
+  for (auto const &[uplink, port] : vswitch.uplinks) {
     json["uplinks"].push_back({{"name", uplink.name},
                                {"port_id", uplink.port},
                                {"nic", uplink.nic ? Json(uplink.nic_name) : Json(nullptr)},
                                {"link", up_or_down(uplink.link_up)}});
+    ports.push_back(&port.port);
   }
-  std::vector<DescribedPort> const rows = described_ports(database, vswitch.row);
+  for (WholePort const &port : vswitch.ports)
+    ports.push_back(&port.port);
+  std::sort(ports.begin(), ports.end(), [](auto const *one, auto const *other) { return one->row < other->row; });
   json["ports"] = Json::array();
-  for (ListedPort const &listed : list_ports(database, vswitch.row)) {
-    Json port{{"dvport_id", listed.dvport_id}, {"port_id", listed.row}, {"type", port_type(listed)}};
-    for (DescribedPort const &row : rows) {
-      if (row.row == listed.row)
-        port["client"] = row.is_uplink ? Json("uplink") : row.client;
-    }
-    json["ports"].push_back(std::move(port));
+  for (PortRow const *port : ports) {
+    json["ports"].push_back({{"dvport_id", port->dvport_id},
+                             {"port_id", port->row},
+                             {"type", port_type(*port)},
+                             {"client", port->client.is_uplink() ? Json("uplink") : described_client(*port)}});
   }
   return json;
 }
@@ -78,13 +66,14 @@ Json inventory(Database &database) {
   Json json;
   json["state_file"] = database.name();
   json["boots"] = boot_count(database);
-  json["clock"] = {{"running", !clock_is_stopped(database)}, {"microseconds", clock_now(database)}};
+  WholeHost const host = load_host(database);
+  json["clock"] = {{"running", !host.clock_is_stopped}, {"microseconds", host.now}};
   json["physical_nics"] = Json::array();
-  for (Json &nic : described_nics(database))
-    json["physical_nics"].push_back(shown_nic(database, std::move(nic)));
+  for (WholeNic const &nic : host.nics)
+    json["physical_nics"].push_back(shown_nic(host, nic));
   json["switches"] = Json::array();
-  for (Switch const &vswitch : load_switches(database))
-    json["switches"].push_back(shown_switch(database, vswitch));
+  for (WholeSwitch const &vswitch : host.switches)
+    json["switches"].push_back(shown_switch(vswitch));
   json["faults"] = Json::array();
   for (FaultRule const &rule : load_faults(database))
     json["faults"].push_back(fault_json(rule));

@@ -4,9 +4,9 @@
 #include <optional>
 
 #include "platform/core/constants.hpp"
-#include "platform/core/switch_state.hpp"
+#include "platform/core/ports.hpp"
 #include "platform/core/text.hpp"
-#include "platform/core/uplinks.hpp"
+#include "platform/core/uplink_choice.hpp"
 #include "platform/tool/session.hpp"
 
 namespace tool {
@@ -86,7 +86,7 @@ void add_port_commands(CLI::App &app, Session &session) {
   link->callback([nic, state, &session] {
     change_host([&](Database &database) {
       try {
-        set_carrier(database, *nic, *state == "up");
+        change_carrier(database, *nic, *state == "up");
       } catch (Refusal const &) {
         throw Refused("there is no NIC " + *nic);
       }

@@ -3,8 +3,9 @@
 
 #include <iostream>
 
+#include "platform/core/host.hpp"
+#include "platform/core/host_row.hpp"
 #include "platform/core/safe_files.hpp"
-#include "platform/core/state_file.hpp"
 
 namespace tool {
 
@@ -29,6 +30,8 @@ void in_transaction(bool writing, std::function<void(host::Database &)> const &w
   use_host([&](host::Database &database) {
     host::Transaction transaction(database, writing);
     work(database);
+    if (writing)
+      host::note_new_configuration(database);
     transaction.commit();
   });
 }

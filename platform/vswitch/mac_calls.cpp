@@ -2,7 +2,6 @@
 #include <cstring>
 
 #include "platform/core/call.hpp"
-#include "platform/core/counters.hpp"
 #include "platform/core/mac_table.hpp"
 #include "platform/core/memory.hpp"
 #include "platform/core/port_policies.hpp"
@@ -69,10 +68,10 @@ void add_up(VSPMACLearningStats &sum, VSPMACLearningStats const &stats) {
 // A list with one entry for each port of the switch that is no uplink, in the order of their numbers.
 template <typename List, typename Entry, typename Fill>
 List *port_list(Database &database, RowId vswitch, Fill &&fill) {
-  std::vector<LearningPort> const ports = learning_ports(database, vswitch);
+  std::vector<PortRow> const ports = load_ports(database, vswitch);
   auto list = allocate_record<List>(ports.size() * sizeof(Entry));
-  for (LearningPort const &port : ports) {
-    if (port.is_uplink)
+  for (PortRow const &port : ports) {
+    if (port.client.is_uplink())
       continue;
     Entry entry{};
     entry.portID = static_cast<qel_SwitchPortID>(port.row);
@@ -129,9 +128,9 @@ int VSQEL_GetSwitchMACLearningInfo(char const *switch_name, VSMACLearningSwitchI
     result.agingTime = settings.aging_time;
     result.macLimit = settings.mac_limit;
     result.teamMACLearning = team_learning_policy(database, vswitch);
-    result.teamAllowedPktsWithPortLimit = read_counter(database, vswitch, no_port, counter::team_allowed_at_port_limit);
-    for (LearningPort const &port : learning_ports(database, vswitch)) {
-      if (port.is_uplink) {
+    result.teamAllowedPktsWithPortLimit = load_switch_counters(database, vswitch).team_allowed_at_port_limit;
+    for (PortRow const &port : load_ports(database, vswitch)) {
+      if (port.client.is_uplink()) {
         add_up(result.teamMACLearningStats, port_learning_stats(database, vswitch, port.row));
         continue;
       }
@@ -139,8 +138,7 @@ int VSQEL_GetSwitchMACLearningInfo(char const *switch_name, VSMACLearningSwitchI
       bool const is_sink = is_sink_port(database, {vswitch, Scope::port, port.row});
       result.numLearningPorts += policy.learning != 0;
       result.numMACsLearned += static_cast<qel_uint32>(count_learned(database, vswitch, port.row));
-      result.noOfPortsMACLimitHit +=
-          policy.learning && count_mac_entries(database, vswitch, port.row) >= policy.macLimit;
+      result.noOfPortsMACLimitHit += policy.learning && has_mac_entries(database, vswitch, port.row, policy.macLimit);
       result.numSinkPorts += is_sink;
       result.numSinkAndFloodingPorts += is_sink || policy.flooding;
     }

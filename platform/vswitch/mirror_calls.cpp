@@ -105,7 +105,7 @@ int VSQEL_GetDVMirrorSessionStats(char const *switch_name, char const *session_i
     refuse_if(!stats, QEL_BAD_PARAM);
     std::string_view const sid = text_argument(session_id, sizeof(DVMirrorSession::sid));
     RowId const vswitch = switch_by_any_name(database, switch_name_argument(switch_name));
-    RunningMirrorSession const session = mirror_session(database, vswitch, sid);
+    SessionStatistics const session = mirror_session(database, vswitch, sid);
     VSDVMirrorSessionStats result{};
     result.mirrorPktCnt = session.statistics.copies;
     result.mirrorPktFailCnt = session.statistics.copies_failed;

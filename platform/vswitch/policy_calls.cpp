@@ -2,7 +2,9 @@
 #include <cstring>
 
 #include "platform/core/call.hpp"
-#include "platform/core/known_properties.hpp"
+#include "platform/core/properties.hpp"
+#include "platform/core/property_values.hpp"
+#include "platform/core/switches.hpp"
 #include "platform/core/text.hpp"
 #include "platform/vswitch/exports.hpp"
 

@@ -2,7 +2,8 @@
 #include "platform/core/ports.hpp"
 
 #include "platform/core/call.hpp"
-#include "platform/core/known_properties.hpp"
+#include "platform/core/properties.hpp"
+#include "platform/core/property_values.hpp"
 #include "platform/core/switch_state.hpp"
 #include "platform/core/text.hpp"
 #include "platform/vswitch/exports.hpp"

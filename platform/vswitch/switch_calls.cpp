@@ -2,11 +2,11 @@
 #include <vector>
 
 #include "platform/core/call.hpp"
-#include "platform/core/known_properties.hpp"
 #include "platform/core/memory.hpp"
 #include "platform/core/port_policies.hpp"
 #include "platform/core/ports.hpp"
 #include "platform/core/properties.hpp"
+#include "platform/core/property_values.hpp"
 #include "platform/core/switches.hpp"
 #include "platform/core/text.hpp"
 #include "platform/vswitch/exports.hpp"

@@ -1,4 +1,5 @@
 // Calls on uplink ports and the physical NICs behind them.
+#include "platform/core/uplink_list.hpp"
 #include "platform/core/uplinks.hpp"
 
 #include "platform/core/call.hpp"

@@ -2,10 +2,10 @@
 #include <cstring>
 
 #include "platform/core/call.hpp"
-#include "platform/core/counters.hpp"
 #include "platform/core/lags.hpp"
 #include "platform/core/memory.hpp"
 #include "platform/core/text.hpp"
+#include "platform/core/traffic.hpp"
 #include "platform/core/uplink_choice.hpp"
 #include "platform/vswitch/exports.hpp"
 
@@ -39,7 +39,7 @@ void append_lag(std::string &bytes, Lag const &lag) {
     if (member.uplink.link_up)
       status.uplinkLinkupBitmap |= qel_uint64{1} << status.numUplinks;
     ++status.numUplinks;
-    up = up || member.lacp_up;
+    up = up || member.is_up();
     append_record(names, uplink_name(member.uplink));
   }
   status.state = static_cast<qel_LinkState>(up ? QEL_LINK_STATE_UP : QEL_LINK_STATE_DOWN);
@@ -105,13 +105,13 @@ int VSQEL_GetServicePortTeamingStats(char const *switch_name, VSServicePortTeami
   return query([&](Database &database) {
     refuse_if(!stats, QEL_BAD_PARAM);
     RowId const vswitch = switch_argument(database, switch_name);
-    auto const read = [&](std::string_view name) { return read_counter(database, vswitch, no_port, name); };
-    VSServicePortTeamingStats const result{.txFromSrvPort = read(counter::service_port_tx),
-                                           .txUsingSrvPortFRP = read(counter::service_port_tx_own_policy),
-                                           .txUsingPktSrcPortFRP = read(counter::service_port_tx_source_policy),
-                                           .txErrors = read(counter::service_port_tx_errors),
-                                           .rxToSrvPort = read(counter::service_port_rx),
-                                           .rxRpfOverride = read(counter::service_port_rx_override)};
+    SwitchCounters const counters = load_switch_counters(database, vswitch);
+    VSServicePortTeamingStats const result{.txFromSrvPort = counters.service_port_tx,
+                                           .txUsingSrvPortFRP = counters.service_port_tx_own_policy,
+                                           .txUsingPktSrcPortFRP = counters.service_port_tx_source_policy,
+                                           .txErrors = counters.service_port_tx_errors,
+                                           .rxToSrvPort = counters.service_port_rx,
+                                           .rxRpfOverride = counters.service_port_rx_override};
     *stats = result;
   });
 }
@@ -121,10 +121,10 @@ int VSQEL_GetRARPStats(char const *switch_name, VSRARPStats *stats) {
   return query([&](Database &database) {
     refuse_if(!stats, QEL_BAD_PARAM);
     RowId const vswitch = switch_argument(database, switch_name);
-    auto const read = [&](std::string_view name) { return read_counter(database, vswitch, no_port, name); };
-    VSRARPStats const result{.rarpPktsSent = static_cast<qel_uint32>(read(counter::rarp_packets)),
-                             .maxRARPTime = static_cast<qel_uint32>(read(counter::rarp_longest)),
-                             .rarpTime = read(counter::rarp_time)};
+    SwitchCounters const counters = load_switch_counters(database, vswitch);
+    VSRARPStats const result{.rarpPktsSent = static_cast<qel_uint32>(counters.rarp_packets),
+                             .maxRARPTime = static_cast<qel_uint32>(counters.rarp_longest),
+                             .rarpTime = counters.rarp_time};
     *stats = result;
   });
 }

@@ -19,7 +19,7 @@
 #include "interface/switch_queries.h"
 #include "platform/core/boot.hpp"
 #include "platform/core/constants.hpp"
-#include "platform/core/state_file.hpp"
+#include "platform/core/host.hpp"
 
 using namespace host;
 

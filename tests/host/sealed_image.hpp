@@ -10,9 +10,9 @@ inline void put_number(std::string &image, std::size_t place, std::uint32_t numb
 }
 
 // An image that is sound as such, whatever its document is: a CRC-32 bit by bit, after the documented layout.
-inline std::string image_around(std::string const &document) {
+inline std::string image_around(std::string const &document, std::uint32_t format = 1) {
   std::string image = "vswstate" + std::string(12, '\0') + document;
-  put_number(image, 8, 1);
+  put_number(image, 8, format);
   put_number(image, 12, static_cast<std::uint32_t>(document.size()));
   std::uint32_t crc = 0xffffffffu;
   auto const add = [&](char byte) {

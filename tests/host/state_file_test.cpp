@@ -138,14 +138,14 @@ TEST_F(StateFile, of_another_program) {
 
 TEST_F(StateFile, of_a_newer_format) {
   make_host();
-  run_sql(state_file(), "PRAGMA user_version = 3");
-  expect_unusable(state_file(), QEL_VERSION_MISMATCH_MAJOR, "the state file has format 3, this host has format 2\n");
+  run_sql(state_file(), "PRAGMA user_version = 4");
+  expect_unusable(state_file(), QEL_VERSION_MISMATCH_MAJOR, "the state file has format 4, this host has format 3\n");
 }
 
 TEST_F(StateFile, of_an_older_format) {
   make_host();
   run_sql(state_file(), "PRAGMA user_version = 1");
-  expect_unusable(state_file(), QEL_VERSION_MISMATCH_MAJOR, "the state file has format 1, this host has format 2\n");
+  expect_unusable(state_file(), QEL_VERSION_MISMATCH_MAJOR, "the state file has format 1, this host has format 3\n");
 }
 
 TEST_F(StateFile, with_a_broken_page) {

@@ -3,7 +3,7 @@
 
 #include "host_test.hpp"
 #include "platform/core/clock.hpp"
-#include "platform/core/uplinks.hpp"
+#include "platform/core/uplink_choice.hpp"
 
 namespace {
 
@@ -275,7 +275,7 @@ TEST_F(UplinkDelay, holds_for_carriers_too) {
     HostLock lock;
     Database &database = open_host();
     Transaction transaction(database, true);
-    set_carrier(database, "n0", in);
+    change_carrier(database, "n0", in);
     transaction.commit();
   };
   use(policy(TEAM_FRP_TYPE_FO_EXPLICIT, {"a", "b"}));

@@ -306,7 +306,7 @@ HOSTILE = {
     "an index on an expression": "CREATE INDEX i ON port (abs(id))",
     "a virtual table": "CREATE VIRTUAL TABLE v USING fts5(text)",
     "a further table": "CREATE TABLE further (x)",
-    "a table less": "DROP TABLE counter",
+    "a table less": "DROP TABLE port_counter",
     "a check that is another": "PRAGMA writable_schema = ON; UPDATE sqlite_schema SET sql = replace(sql,"
                                " 'boot_count INTEGER NOT NULL', 'boot_count INTEGER CHECK(1)') WHERE name = 'host'",
     "5000 tables": "".join(f"CREATE TABLE t{number} (x);" for number in range(5000)),

@@ -1,11 +1,10 @@
-// The property names that the host knows: where they belong, what values they take, what a change does.
+// The rules of the property names that the host knows: where they belong, what values they take, what a change does.
 #pragma once
 
-#include <cstdint>
 #include <string>
 #include <string_view>
 
-#include "platform/core/properties.hpp"
+#include "platform/core/property_store.hpp"
 
 namespace host {
 
@@ -21,11 +20,8 @@ struct KnownProperty {
   void (*apply)(Database &, PropertyPlace const &, std::string_view value);
 };
 
-// Null for a name without rules.
+// Null for a name without rules. The table is known_properties.cpp, where the rules of all families meet; they
+// themselves read and write properties, which is why nothing but this declaration stands between the two.
 KnownProperty const *known_property(std::string_view name);
-
-// Numbers in properties are little-endian.
-HOST_API std::string property_bytes(std::uint32_t number);
-HOST_API std::uint32_t property_number(std::string_view bytes);
 
 }  // namespace host

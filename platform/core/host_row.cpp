@@ -1,0 +1,55 @@
+// What the state says of the host itself, in one row.
+#include "platform/core/host_row.hpp"
+
+namespace host {
+
+std::int64_t boot_count(Database &database) {
+  Rows row = database.rows("SELECT boot_count FROM host");
+  return row.next() ? row.integer(0) : 0;
+}
+
+void count_boot(Database &database) {
+  database.execute("UPDATE host SET boot_count = boot_count + 1");
+}
+
+std::string host_description(Database &database) {
+  Rows row = database.rows("SELECT text FROM first_description");
+  return row.next() ? row.text(0) : std::string();
+}
+
+void keep_description(Database &database, std::string_view text) {
+  database.execute("UPDATE first_description SET text = ?", text);
+}
+
+std::string state_id(Database &database) {
+  Rows row = database.rows("SELECT state_id FROM host");
+  return row.next() ? row.text(0) : std::string();
+}
+
+void renew_state_id(Database &database) {
+  database.execute("UPDATE host SET state_id = hex(randomblob(16))");
+}
+
+std::optional<std::int64_t> stopped_at(Database &database) {
+  Rows row = database.rows("SELECT stopped_clock FROM host");
+  if (!row.next() || row.is_null(0))
+    return std::nullopt;
+  return row.integer(0);
+}
+
+void set_stopped_at(Database &database, std::optional<std::int64_t> time) {
+  if (time)
+    database.execute("UPDATE host SET stopped_clock = ?", *time);
+  else
+    database.execute("UPDATE host SET stopped_clock = NULL");
+}
+
+void note_new_configuration(Database &database) {
+  database.execute("UPDATE host SET dirty = 1, generation = generation + 1 WHERE dirty = 0");
+}
+
+void set_events_until(Database &database, std::int64_t time) {
+  database.execute("UPDATE host SET events_until = ?", time);
+}
+
+}  // namespace host

@@ -1,0 +1,421 @@
+// What traffic leaves behind: counters, entries of the MAC tables, counters of mirror sessions, memberships of
+// multicast groups, what LACP found.
+#include "platform/core/traffic.hpp"
+
+namespace host {
+
+namespace {
+
+// Written with a comma before each, to follow other columns.
+#define COLUMN(name) ", " #name
+#define MARK(name) ", ?"
+#define VALUE(name) , static_cast<std::int64_t>(counters.name)
+#define READ(name) counters.name = static_cast<std::uint64_t>(row.integer(++column));
+#define ADD(name) counters.name += static_cast<std::uint64_t>(row.integer(++column));
+
+#define ENTRY_COLUMNS "mac, vid, vni, type, port, aging, seen, moves"
+
+MacRow read_mac_row(Rows const &row) {
+  return {{mac_from(row.bytes(0)), row.integer(1), row.integer(2)},
+          row.integer(3),
+          row.integer(4),
+          row.integer(5) != 0,
+          row.integer(6),
+          row.integer(7)};
+}
+
+std::int64_t number(TableSide side) {
+  return static_cast<std::int64_t>(side);
+}
+
+std::vector<MacRow> read_mac_rows(Rows rows) {
+  std::vector<MacRow> all;
+  while (rows.next())
+    all.push_back(read_mac_row(rows));
+  return all;
+}
+
+std::int64_t only_number(Rows row) {
+  return row.next() ? row.integer(0) : 0;
+}
+
+std::int64_t count_aged_at(Database &database, RowId port, std::int64_t oldest) {
+  return only_number(
+      database.rows("SELECT count(*) FROM mac_entry WHERE port = ? AND type = ? AND aging = 1 AND seen <= ?", port,
+                    VS_MAC_ADDR_TYPE_LEARNED, oldest));
+}
+
+MirrorStatistics read_statistics(Rows const &row, int first) {
+  auto const number = [&](int column) { return static_cast<std::uint64_t>(row.integer(first + column)); };
+  return {number(0), number(1), number(2), number(3), number(4)};
+}
+
+#define STATISTICS "copies, copies_failed, mirrored, discarded, failed"
+
+}  // namespace
+
+// ---- all of it -----------------------------------------------------------------------------------------
+
+void forget_traffic(Database &database) {
+  database.execute_script(
+      "DELETE FROM mac_entry; DELETE FROM port_counter; DELETE FROM switch_counter;"
+      "DELETE FROM multicast_group; DELETE FROM multicast_source;"
+      "UPDATE mirror_session SET copies = 0, copies_failed = 0, mirrored = 0, discarded = 0, failed = 0, seen = 0;"
+      "DELETE FROM mirror_destination; DELETE FROM router_port; DELETE FROM lacp_member; DELETE FROM beacon;"
+      "DELETE FROM team_load; DELETE FROM team_move; DELETE FROM timer;");
+}
+
+void save_traffic(Database &database, RowId vswitch) {
+  forget_saved_traffic(database, vswitch);
+  database.execute("INSERT INTO rtm_saved_mac_entry SELECT * FROM mac_entry WHERE vswitch = ?", vswitch);
+  database.execute("INSERT INTO rtm_saved_port_counter SELECT * FROM port_counter WHERE vswitch = ?", vswitch);
+  database.execute("INSERT INTO rtm_saved_switch_counter SELECT * FROM switch_counter WHERE vswitch = ?", vswitch);
+  database.execute("INSERT INTO rtm_saved_mirror_session SELECT vswitch, sid, " STATISTICS
+                   ", seen FROM mirror_session WHERE vswitch = ?",
+                   vswitch);
+  database.execute("INSERT INTO rtm_saved_mirror_destination SELECT * FROM mirror_destination WHERE vswitch = ?",
+                   vswitch);
+  database.execute("INSERT INTO rtm_saved_multicast_group SELECT * FROM multicast_group WHERE vswitch = ?", vswitch);
+  database.execute("INSERT INTO rtm_saved_multicast_source SELECT * FROM multicast_source WHERE vswitch = ?", vswitch);
+}
+
+void lose_traffic(Database &database, RowId vswitch) {
+  database.execute("DELETE FROM mac_entry WHERE vswitch = ?", vswitch);
+  database.execute("DELETE FROM port_counter WHERE vswitch = ?", vswitch);
+  database.execute("DELETE FROM switch_counter WHERE vswitch = ?", vswitch);
+  database.execute(
+      "UPDATE mirror_session SET copies = 0, copies_failed = 0, mirrored = 0, discarded = 0, failed = 0, seen = 0"
+      " WHERE vswitch = ?",
+      vswitch);
+  database.execute("DELETE FROM mirror_destination WHERE vswitch = ?", vswitch);
+  database.execute("DELETE FROM multicast_group WHERE vswitch = ?", vswitch);
+  database.execute("DELETE FROM multicast_source WHERE vswitch = ?", vswitch);
+}
+
+namespace {
+
+// Sums are made here: counters wrap at 64 bits, SQLite's integers do not.
+void restore_counters(Database &database, RowId vswitch) {
+  {
+    Rows row = database.rows("SELECT port" HOST_PORT_COUNTERS(COLUMN) " FROM rtm_saved_port_counter WHERE vswitch = ?",
+                             vswitch);
+    while (row.next()) {
+      PortCounters counters = load_port_counters(database, row.integer(0));
+      int column = 0;
+      HOST_PORT_COUNTERS(ADD)
+      store_port_counters(database, vswitch, row.integer(0), counters);
+    }
+  }
+  Rows row = database.rows("SELECT 0" HOST_SWITCH_COUNTERS(COLUMN) " FROM rtm_saved_switch_counter WHERE vswitch = ?",
+                           vswitch);
+  if (row.next()) {
+    SwitchCounters counters = load_switch_counters(database, vswitch);
+    int column = 0;
+    HOST_SWITCH_COUNTERS(ADD)
+    store_switch_counters(database, vswitch, counters);
+  }
+}
+
+void restore_sessions(Database &database, RowId vswitch) {
+  Rows row = database.rows("SELECT sid, " STATISTICS " FROM rtm_saved_mirror_session WHERE vswitch = ?", vswitch);
+  while (row.next()) {
+    std::optional<SessionStatistics> const now = session_statistics(database, vswitch, row.text(0));
+    if (!now)
+      continue;
+    MirrorStatistics const saved = read_statistics(row, 1);
+    MirrorStatistics const &since = now->statistics;
+    store_session_statistics(
+        database, vswitch, row.text(0),
+        {saved.copies + since.copies, saved.copies_failed + since.copies_failed, saved.mirrored + since.mirrored,
+         saved.discarded + since.discarded, saved.failed + since.failed});
+  }
+  database.execute(
+      "UPDATE mirror_session SET seen = mirror_session.seen + saved.seen FROM rtm_saved_mirror_session AS saved"
+      " WHERE mirror_session.vswitch = ? AND saved.vswitch = mirror_session.vswitch AND saved.sid = mirror_session.sid",
+      vswitch);
+  database.execute(
+      "INSERT INTO mirror_destination SELECT * FROM rtm_saved_mirror_destination AS saved WHERE vswitch = ?"
+      " AND EXISTS (SELECT 1 FROM mirror_session AS now WHERE now.vswitch = saved.vswitch AND now.sid = saved.sid)"
+      " ON CONFLICT DO UPDATE SET sequence = sequence + excluded.sequence",
+      vswitch);
+}
+
+}  // namespace
+
+void restore_traffic(Database &database, RowId vswitch) {
+  database.execute("INSERT OR IGNORE INTO mac_entry SELECT * FROM rtm_saved_mac_entry WHERE vswitch = ?", vswitch);
+  // Sources go with their group: those of one that was joined anew are its own.
+  database.execute(
+      "INSERT INTO multicast_source SELECT * FROM rtm_saved_multicast_source AS saved WHERE vswitch = ?"
+      " AND NOT EXISTS (SELECT 1 FROM multicast_group AS now"
+      " WHERE now.port = saved.port AND now.address = saved.group_address)",
+      vswitch);
+  database.execute("INSERT OR IGNORE INTO multicast_group SELECT * FROM rtm_saved_multicast_group WHERE vswitch = ?",
+                   vswitch);
+  restore_counters(database, vswitch);
+  restore_sessions(database, vswitch);
+}
+
+void forget_saved_traffic(Database &database, RowId vswitch) {
+  database.execute("DELETE FROM rtm_saved_mac_entry WHERE vswitch = ?", vswitch);
+  database.execute("DELETE FROM rtm_saved_port_counter WHERE vswitch = ?", vswitch);
+  database.execute("DELETE FROM rtm_saved_switch_counter WHERE vswitch = ?", vswitch);
+  database.execute("DELETE FROM rtm_saved_mirror_session WHERE vswitch = ?", vswitch);
+  database.execute("DELETE FROM rtm_saved_mirror_destination WHERE vswitch = ?", vswitch);
+  database.execute("DELETE FROM rtm_saved_multicast_group WHERE vswitch = ?", vswitch);
+  database.execute("DELETE FROM rtm_saved_multicast_source WHERE vswitch = ?", vswitch);
+}
+
+void forget_all_saved_traffic(Database &database) {
+  database.execute_script(
+      "DELETE FROM rtm_saved_mac_entry; DELETE FROM rtm_saved_port_counter; DELETE FROM rtm_saved_switch_counter;"
+      "DELETE FROM rtm_saved_mirror_session; DELETE FROM rtm_saved_mirror_destination;"
+      "DELETE FROM rtm_saved_multicast_group; DELETE FROM rtm_saved_multicast_source;");
+}
+
+void forget_client_traffic(Database &database, RowId port) {
+  database.execute("DELETE FROM mac_entry WHERE port = ? AND type = ?", port, VS_MAC_ADDR_TYPE_LEARNED);
+  database.execute("DELETE FROM multicast_group WHERE port = ?", port);
+  database.execute("DELETE FROM multicast_source WHERE port = ?", port);
+  database.execute("DELETE FROM rtm_saved_mac_entry WHERE port = ? AND type = ?", port, VS_MAC_ADDR_TYPE_LEARNED);
+  database.execute("DELETE FROM rtm_saved_multicast_group WHERE port = ?", port);
+  database.execute("DELETE FROM rtm_saved_multicast_source WHERE port = ?", port);
+}
+
+// ---- counters ------------------------------------------------------------------------------------------
+
+PortCounters load_port_counters(Database &database, RowId port) {
+  PortCounters counters;
+  Rows row = database.rows("SELECT port" HOST_PORT_COUNTERS(COLUMN) " FROM port_counter WHERE port = ?", port);
+  int column = 0;
+  if (row.next()) {
+    HOST_PORT_COUNTERS(READ)
+  }
+  return counters;
+}
+
+void store_port_counters(Database &database, RowId vswitch, RowId port, PortCounters const &counters) {
+  database.execute("INSERT OR REPLACE INTO port_counter (port, vswitch" HOST_PORT_COUNTERS(
+                       COLUMN) ") VALUES (?, ?" HOST_PORT_COUNTERS(MARK) ")",
+                   port, vswitch HOST_PORT_COUNTERS(VALUE));
+}
+
+void count_at_port(Database &database, RowId vswitch, RowId port, std::uint64_t PortCounters::*counter) {
+  PortCounters counters = load_port_counters(database, port);
+  ++(counters.*counter);
+  store_port_counters(database, vswitch, port, counters);
+}
+
+SwitchCounters load_switch_counters(Database &database, RowId vswitch) {
+  SwitchCounters counters;
+  Rows row =
+      database.rows("SELECT vswitch" HOST_SWITCH_COUNTERS(COLUMN) " FROM switch_counter WHERE vswitch = ?", vswitch);
+  int column = 0;
+  if (row.next()) {
+    HOST_SWITCH_COUNTERS(READ)
+  }
+  return counters;
+}
+
+void store_switch_counters(Database &database, RowId vswitch, SwitchCounters const &counters) {
+  database.execute("INSERT OR REPLACE INTO switch_counter (vswitch" HOST_SWITCH_COUNTERS(
+                       COLUMN) ") VALUES (?" HOST_SWITCH_COUNTERS(MARK) ")",
+                   vswitch HOST_SWITCH_COUNTERS(VALUE));
+}
+
+// ---- MAC tables ----------------------------------------------------------------------------------------
+
+std::vector<MacRow> mac_rows(Database &database, RowId vswitch, TableSide side, std::int64_t oldest) {
+  return read_mac_rows(database.rows("SELECT " ENTRY_COLUMNS
+                                     " FROM mac_entry WHERE vswitch = ? AND team = ? AND (NOT aging OR seen > ?)",
+                                     vswitch, number(side), oldest));
+}
+
+std::vector<MacRow> port_mac_rows(Database &database, RowId port, std::int64_t oldest) {
+  return read_mac_rows(database.rows(
+      "SELECT " ENTRY_COLUMNS " FROM mac_entry WHERE port = ? AND (NOT aging OR seen > ?)", port, oldest));
+}
+
+std::vector<MacRow> user_mac_rows(Database &database, RowId port) {
+  return read_mac_rows(database.rows("SELECT " ENTRY_COLUMNS
+                                     " FROM mac_entry WHERE port = ? AND type = ? ORDER BY mac, vid, vni",
+                                     port, VS_MAC_ADDR_TYPE_USER));
+}
+
+std::optional<MacRow> find_mac_row(Database &database, RowId vswitch, MacKey const &key, std::int64_t type) {
+  Rows row = database.rows("SELECT " ENTRY_COLUMNS
+                           " FROM mac_entry WHERE vswitch = ? AND mac = ? AND vid = ? AND vni = ? AND type = ?",
+                           vswitch, Blob{mac_bytes(key.mac)}, key.vid, key.vni, type);
+  if (!row.next())
+    return std::nullopt;
+  return read_mac_row(row);
+}
+
+void add_mac_row(Database &database, RowId vswitch, TableSide side, MacRow const &row) {
+  database.execute("INSERT INTO mac_entry (vswitch, team, " ENTRY_COLUMNS ") VALUES (?, ?, ?, ?, ?, ?, ?, ?, ?, ?)",
+                   vswitch, number(side), Blob{mac_bytes(row.key.mac)}, row.key.vid, row.key.vni, row.type, row.port,
+                   row.aging, row.seen, row.moves);
+}
+
+void refresh_mac_row(Database &database, RowId vswitch, MacRow const &row) {
+  database.execute(
+      "UPDATE mac_entry SET aging = ?, seen = ? WHERE vswitch = ? AND mac = ? AND vid = ? AND vni = ? AND type = ?",
+      row.aging, row.seen, vswitch, Blob{mac_bytes(row.key.mac)}, row.key.vid, row.key.vni, row.type);
+}
+
+void remove_mac_row(Database &database, RowId vswitch, MacKey const &key, std::int64_t type) {
+  database.execute("DELETE FROM mac_entry WHERE vswitch = ? AND mac = ? AND vid = ? AND vni = ? AND type = ?", vswitch,
+                   Blob{mac_bytes(key.mac)}, key.vid, key.vni, type);
+}
+
+bool remove_mac_row_at(Database &database, RowId vswitch, RowId port, MacKey const &key, std::int64_t type,
+                       std::int64_t oldest) {
+  return database.execute(
+             "DELETE FROM mac_entry WHERE vswitch = ? AND mac = ? AND vid = ? AND vni = ? AND port = ?"
+             " AND ? IN (type, ?) AND (NOT aging OR seen > ?)",
+             vswitch, Blob{mac_bytes(key.mac)}, key.vid, key.vni, port, type, VS_MAC_ADDR_TYPE_ALL, oldest) != 0;
+}
+
+bool port_has_mac_rows(Database &database, RowId port, std::int64_t count, std::int64_t oldest) {
+  std::int64_t const all = only_number(database.rows("SELECT entries FROM mac_entry_count WHERE port = ?", port));
+  return all >= count && all - count_aged_at(database, port, oldest) >= count;
+}
+
+bool side_has_learned(Database &database, RowId vswitch, TableSide side, std::int64_t count, std::int64_t oldest) {
+  std::int64_t const all = only_number(
+      database.rows("SELECT learned FROM learned_count WHERE vswitch = ? AND team = ?", vswitch, number(side)));
+  if (all < count)
+    return false;
+  return all - only_number(database.rows(
+                   "SELECT count(*) FROM mac_entry WHERE vswitch = ? AND team = ? AND type = ? AND aging AND seen <= ?",
+                   vswitch, number(side), VS_MAC_ADDR_TYPE_LEARNED, oldest)) >=
+         count;
+}
+
+std::int64_t count_learned_at(Database &database, RowId port, std::int64_t oldest) {
+  std::int64_t const all = only_number(database.rows("SELECT learned FROM mac_entry_count WHERE port = ?", port));
+  return all == 0 ? 0 : all - count_aged_at(database, port, oldest);
+}
+
+void set_table_side(Database &database, RowId port, TableSide side) {
+  database.execute("UPDATE mac_entry SET team = ? WHERE port = ? AND type = ?", number(side), port,
+                   VS_MAC_ADDR_TYPE_USER);
+  database.execute("UPDATE rtm_saved_mac_entry SET team = ? WHERE port = ?", number(side), port);
+}
+
+// ---- mirror sessions -----------------------------------------------------------------------------------
+
+void set_session_rows(Database &database, RowId vswitch, RowId port, std::vector<SessionRow> const &sessions) {
+  std::vector<std::string> gone;
+  {
+    Rows rows =
+        database.rows("SELECT sid FROM mirror_session WHERE vswitch = ? AND ifnull(port, 0) = ?", vswitch, port);
+    while (rows.next())
+      gone.push_back(rows.text(0));
+  }
+  for (SessionRow const &session : sessions)
+    std::erase(gone, session.sid);
+  for (std::string const &sid : gone)
+    database.execute("DELETE FROM mirror_session WHERE vswitch = ? AND sid = ?", vswitch, sid);
+  std::int64_t position = 0;
+  for (SessionRow const &session : sessions) {
+    database.execute(
+        "INSERT INTO mirror_session (vswitch, sid, port, position, name, enabled)"
+        " VALUES (?1, ?2, nullif(?3, 0), ?4, ?5, ?6)"
+        " ON CONFLICT DO UPDATE SET position = excluded.position, name = excluded.name, enabled = excluded.enabled"
+        " WHERE port IS excluded.port",
+        vswitch, session.sid, port, ++position, session.name, session.enabled);
+  }
+}
+
+void forget_sessions(Database &database, RowId vswitch) {
+  database.execute("DELETE FROM mirror_session WHERE vswitch = ?", vswitch);
+}
+
+void forget_sessions_of_port(Database &database, RowId vswitch, RowId port) {
+  database.execute("DELETE FROM mirror_session WHERE vswitch = ? AND port = ?", vswitch, port);
+}
+
+bool has_session_elsewhere(Database &database, RowId vswitch, RowId port, std::string_view sid) {
+  return database
+      .rows("SELECT 1 FROM mirror_session WHERE vswitch = ? AND sid = ? AND ifnull(port, 0) <> ?", vswitch, sid, port)
+      .next();
+}
+
+std::vector<std::string> enabled_sessions(Database &database, RowId vswitch) {
+  std::vector<std::string> sids;
+  Rows rows =
+      database.rows("SELECT sid FROM mirror_session WHERE vswitch = ? AND enabled ORDER BY port, position", vswitch);
+  while (rows.next())
+    sids.push_back(rows.text(0));
+  return sids;
+}
+
+std::optional<SessionStatistics> session_statistics(Database &database, RowId vswitch, std::string_view sid) {
+  Rows row =
+      database.rows("SELECT name, " STATISTICS " FROM mirror_session WHERE vswitch = ? AND sid = ?", vswitch, sid);
+  if (!row.next())
+    return std::nullopt;
+  return SessionStatistics{row.text(0), read_statistics(row, 1)};
+}
+
+bool store_session_statistics(Database &database, RowId vswitch, std::string_view sid, MirrorStatistics const &all) {
+  auto const number = [](std::uint64_t value) { return static_cast<std::int64_t>(value); };
+  return database.execute(
+             "UPDATE mirror_session SET copies = ?, copies_failed = ?, mirrored = ?, discarded = ?, failed = ?"
+             " WHERE vswitch = ? AND sid = ?",
+             number(all.copies), number(all.copies_failed), number(all.mirrored), number(all.discarded),
+             number(all.failed), vswitch, sid) != 0;
+}
+
+// ---- multicast groups ----------------------------------------------------------------------------------
+
+namespace {
+
+#define GROUP_COLUMNS "address, version, source_mode, vni, updated"
+
+JoinedGroup read_group(Database &database, RowId port, Rows const &row) {
+  JoinedGroup joined{{row.text(0),
+                      static_cast<std::uint32_t>(row.integer(1)),
+                      static_cast<std::uint32_t>(row.integer(2)),
+                      static_cast<std::uint32_t>(row.integer(3)),
+                      {}},
+                     row.integer(4)};
+  Rows sources =
+      database.rows("SELECT address FROM multicast_source WHERE port = ? AND group_address = ? ORDER BY address", port,
+                    Blob{joined.group.address});
+  while (sources.next())
+    joined.group.sources.push_back(sources.text(0));
+  return joined;
+}
+
+}  // namespace
+
+std::vector<JoinedGroup> joined_groups(Database &database, RowId port) {
+  std::vector<JoinedGroup> groups;
+  Rows rows = database.rows("SELECT " GROUP_COLUMNS " FROM multicast_group WHERE port = ? ORDER BY address", port);
+  while (rows.next())
+    groups.push_back(read_group(database, port, rows));
+  return groups;
+}
+
+std::optional<JoinedGroup> find_group(Database &database, RowId port, std::string_view address) {
+  Rows row = database.rows("SELECT " GROUP_COLUMNS " FROM multicast_group WHERE port = ? AND address = ?", port,
+                           Blob{address});
+  if (!row.next())
+    return std::nullopt;
+  return read_group(database, port, row);
+}
+
+void add_group(Database &database, RowId vswitch, RowId port, JoinedGroup const &joined) {
+  MulticastGroup const &group = joined.group;
+  database.execute("INSERT INTO multicast_group (port, vswitch, " GROUP_COLUMNS ") VALUES (?, ?, ?, ?, ?, ?, ?)", port,
+                   vswitch, Blob{group.address}, group.version, group.source_mode, group.vni, joined.updated);
+  for (std::string const &source : group.sources) {
+    database.execute(
+        "INSERT OR IGNORE INTO multicast_source (port, vswitch, group_address, address) VALUES (?, ?, ?, ?)", port,
+        vswitch, Blob{group.address}, Blob{source});
+  }
+}
+
+}  // namespace host
