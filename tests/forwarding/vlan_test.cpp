@@ -132,6 +132,8 @@ TEST_F(Vlan, V_10_no_tag_out_of_an_access_port) {
   access(2, 10);
   EXPECT_EQ("2 n0", send(1, tagged(hello(1), 0xe00a)));
   EXPECT_EQ(hello(1), at("2"));
+  EXPECT_EQ("3 n0", send(1, tagged(hello(1), 0xe000)));
+  EXPECT_EQ(hello(1), at("3")) << "no priority tag either";
 }
 
 TEST_F(Vlan, V_11_out_of_a_trunk) {

@@ -1,0 +1,343 @@
+// Any bytes as a host and the frames that it gets, and what must hold of each frame and of all counters in the end.
+#pragma once
+
+#include <algorithm>
+#include <map>
+#include <set>
+#include <stdexcept>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "constants/constants.hpp"
+#include "platform/forwarding/pipeline.hpp"
+#include "tests/forwarding/bytes.hpp"
+
+namespace forwarding {
+
+// Bytes that are taken one after the other; zeros when none are left.
+class Source {
+ public:
+  explicit Source(std::string_view bytes) : left_(bytes) {}
+
+  bool is_empty() const { return left_.empty(); }
+  std::uint8_t byte() {
+    if (left_.empty())
+      return 0;
+    auto const first = static_cast<std::uint8_t>(left_.front());
+    left_.remove_prefix(1);
+    return first;
+  }
+  std::uint32_t below(std::uint32_t end) { return (byte() << 8 | byte()) % end; }
+  bool one_in(std::uint32_t count) { return byte() % count == 0; }
+
+ private:
+  std::string_view left_;
+};
+
+// Something does not hold.
+[[noreturn]] inline void broken(std::string const &what) {
+  throw std::logic_error(what);
+}
+
+inline void expect(bool holds, char const *what) {
+  if (!holds)
+    broken(what);
+}
+
+class AnyHost {
+ public:
+  explicit AnyHost(Source &source) : source_(source) {}
+
+  Configuration make() {
+    Options &options = made_.options;
+    options.reverse_path_check = !source_.one_in(4);
+    options.reverse_path_check_promiscuous = source_.one_in(2);
+    options.fast_path = !source_.one_in(8);
+    options.numa_aware = source_.one_in(4);
+    made_.nics.resize(1 + source_.below(4));
+    for (NicConfiguration &nic : made_.nics) {
+      nic.link_up = !source_.one_in(8);
+      nic.error_percent = source_.byte() % 101;
+      if (source_.one_in(4))
+        nic.link_back = source_.below(300000);
+    }
+    made_.switches.emplace_back();
+    add_switch();
+    return std::move(made_);
+  }
+
+  static std::uint16_t vlan(Source &source) {
+    constexpr std::uint16_t some[] = {0, 0, 1, 10, 100, 101, 102, 4094, 4095};
+    return some[source.byte() % std::size(some)];
+  }
+  static MacAddress address(Source &source) { return 0x020000000100 + source.byte() % 24; }
+
+ private:
+  SwitchConfiguration &vswitch() { return made_.switches[0]; }
+
+  void add_switch() {
+    vswitch().is_connected = !source_.one_in(32);
+    vswitch().is_disabled = source_.one_in(32);
+    vswitch().aging_time = source_.byte() % 4;
+    vswitch().learned_limit = source_.one_in(4) ? 3 : 65536;
+    vswitch().learns_static = source_.one_in(4);
+    vswitch().allows_static = !source_.one_in(8);
+    if (source_.one_in(2)) {
+      vswitch().private_vlans = {{100, 100, PrivateVlanType::primary},
+                                 {100, 101, PrivateVlanType::isolated},
+                                 {100, 102, PrivateVlanType::community}};
+    }
+    std::uint32_t const uplinks = source_.below(static_cast<std::uint32_t>(made_.nics.size()) + 2);
+    std::uint32_t const clients = 1 + source_.below(7);
+    for (std::uint32_t number = 1; number <= uplinks + clients; ++number)
+      add_port(number * 3, number <= uplinks);
+    for (std::uint32_t team = 0; team < 3; ++team)
+      add_team();
+    for (PortConfiguration &port : vswitch().ports) {
+      port.team = source_.byte() % 3;
+      if (uplinks && !is_uplink(port) && source_.one_in(8))
+        port.tied = static_cast<UplinkPosition>(source_.below(uplinks));
+    }
+    if (uplinks && source_.one_in(2)) {
+      LagConfiguration lag;
+      lag.hash = static_cast<LagHash>(source_.byte() % 4);
+      for (UplinkPosition uplink = 0; uplink < uplinks; ++uplink) {
+        if (source_.one_in(2))
+          lag.members.push_back({uplink, !source_.one_in(4)});
+      }
+      vswitch().lags.push_back(lag);
+    }
+  }
+
+  bool is_uplink(PortConfiguration const &port) {
+    return std::any_of(vswitch().uplinks.begin(), vswitch().uplinks.end(),
+                       [&](UplinkConfiguration const &uplink) { return uplink.port_number == port.number; });
+  }
+
+  void add_port(std::uint32_t number, bool is_uplink) {
+    PortConfiguration &port = vswitch().ports.emplace_back();
+    port.number = number;
+    port.is_blocked = source_.one_in(16);
+    if (is_uplink)
+      port.vlan = every_vlan();
+    if (!is_uplink || source_.one_in(3)) {
+      port.vlan.kind = static_cast<VlanPolicy::Kind>(source_.byte() % 3);
+      port.vlan.vlan = vlan(source_) % 4095;
+      port.vlan.allows_nested = source_.one_in(2);
+      if (port.vlan.kind == VlanPolicy::Kind::trunk && source_.one_in(2))
+        port.vlan.ranges = {{static_cast<std::uint16_t>(source_.byte() % 2), 10}, {100, 101}};
+      if (source_.one_in(4))
+        port.vlan.priority = source_.byte() % 8;
+      port.vlan.retains_priority = source_.one_in(2);
+    }
+    if (source_.one_in(2))
+      port.learning = LearningPolicy{source_.one_in(2), source_.one_in(2), source_.byte() % 4U, source_.one_in(2)};
+    if (is_uplink) {
+      UplinkConfiguration &uplink = vswitch().uplinks.emplace_back();
+      uplink.port_number = number;
+      if (vswitch().uplinks.size() <= made_.nics.size())
+        uplink.nic = static_cast<std::uint32_t>(vswitch().uplinks.size() - 1);
+      return;
+    }
+    port.is_zombie = source_.one_in(32);
+    if (!source_.one_in(16)) {
+      Client &client = port.client.emplace();
+      client.assigned = client.effective = 0x020000000100 + number;
+      if (source_.one_in(8))
+        client.effective = address(source_);
+      client.link_up = !source_.one_in(16);
+      client.is_promiscuous = source_.one_in(4);
+      client.is_router = source_.one_in(4);
+    }
+    port.disallow_promiscuous = source_.one_in(4);
+    port.disallow_mac_change = source_.one_in(4);
+    port.disallow_forged_source = source_.one_in(4);
+    port.filter.all_multicast = source_.one_in(8);
+    port.filter.by_bucket = source_.one_in(8);
+    port.filter.is_sink = source_.one_in(8);
+    port.filter.addresses = {0x01005e000116};
+    port.multicast.push_back(0x01005e000100 | source_.byte() % 32U);
+    port.sends_to_uplink_too = source_.one_in(4);
+    if (source_.one_in(8))
+      vswitch().manual.push_back({address(source_), vlan(source_), number});
+  }
+
+  void add_team() {
+    if (team_count_++ > 0)
+      vswitch().teams.emplace_back();
+    Team &team = vswitch().teams.back();
+    team.load_balance = source_.byte() % 6;
+    team.criteria =
+        source_.one_in(2) ? static_cast<std::uint32_t>(constant::TEAM_FRP_CRIT_LINK_STATE) : source_.below(1024);
+    if (source_.one_in(2))
+      team.flags = source_.one_in(2) ? source_.below(128) : source_.below(16) << 16;
+    if (source_.one_in(2))
+      team.wanted = Team::Wanted{10000, true, source_.byte()};
+    for (UplinkPosition uplink = 0; uplink < vswitch().uplinks.size(); ++uplink)
+      (source_.one_in(4) ? team.standby : team.active).push_back(uplink);
+  }
+
+  Source &source_;
+  Configuration made_;
+  int team_count_ = 0;
+};
+
+inline Packet any_packet(Source &source) {
+  constexpr MacAddress groups[] = {broadcast_address, 0x01005e000001, 0x01005e000116, 0x0180c2000002, 0x333300000001};
+  Packet bytes;
+  auto const put = [&](std::uint64_t number, unsigned count) {
+    while (count-- > 0)
+      bytes.push_back(static_cast<std::uint8_t>(number >> (8 * count)));
+  };
+  put(source.one_in(3) ? groups[source.byte() % std::size(groups)] : AnyHost::address(source), 6);
+  put(source.one_in(32) ? 0 : AnyHost::address(source), 6);
+  constexpr std::uint16_t tags[] = {0x8100, 0x8100, 0x88a8, 0x9100};
+  for (std::uint32_t count = source.byte() % 4; count > 1; --count) {
+    put(tags[source.byte() % std::size(tags)], 2);
+    put(static_cast<std::uint16_t>((source.byte() & 0xf) << 12 | AnyHost::vlan(source)), 2);
+  }
+  constexpr std::uint16_t types[] = {0x0800, 0x86dd, 0x0806, 0x8809, 0x8922, 0x88cc};
+  put(types[source.byte() % std::size(types)], 2);
+  for (std::uint32_t count = source.byte() % 80; count > 0; --count)
+    bytes.push_back(source.byte());
+  if (source.one_in(16))
+    bytes.resize(source.below(1600));
+  return bytes;
+}
+
+// Takes results, and checks them against each other.
+struct Checker : Sink {
+  struct Told {
+    Place place;
+    bool is_delivery;
+    DeliveryKind kind = DeliveryKind::frame;
+    Packet bytes{};
+    Reason reason = Reason::none;
+    Stage stage = Stage::in;
+    bool operator==(Told const &) const = default;
+  };
+  bool explains = false;
+  std::vector<Told> told{};
+  int consumed = 0;
+  std::size_t steps = 0;
+
+  void deliver(Delivery const &delivery) override {
+    told.push_back({delivery.place, true, delivery.kind, {delivery.bytes.begin(), delivery.bytes.end()}});
+  }
+  void drop(Drop const &drop) override {
+    told.push_back({drop.place, false, DeliveryKind::frame, {}, drop.reason, drop.stage});
+  }
+  void consume() override { ++consumed; }
+  bool wants_steps() const override { return explains; }
+  void step(Step const & /*step*/) override { ++steps; }
+};
+
+// A frame without the tag 8100 in front.
+inline Packet without_tag(Packet bytes) {
+  if (bytes.size() >= 16 && bytes[12] == 0x81 && bytes[13] == 0)
+    bytes.erase(bytes.begin() + 12, bytes.begin() + std::min<std::ptrdiff_t>(16, std::ssize(bytes)));
+  return bytes;
+}
+
+inline PortIndex port_at(Tables const &tables, Place place) {
+  return place.kind == Place::Kind::nic ? tables.port_of_nic[place.index] : place.index;
+}
+
+// P-2 to P-4, V-12, API-7.
+inline void check_frame(Tables const &tables, Frame const &frame, Checker const &checker) {
+  Packet const original(frame.bytes.begin(), frame.bytes.end());
+  expect((checker.consumed != 0) != !checker.told.empty() && checker.consumed <= 1,
+         "P-3: a frame is delivered, dropped or consumed");
+  std::vector<Place> places{frame.from};
+  bool is_dropped_in = false;
+  std::uint32_t last_delivery = 0;
+  std::uint32_t last_drop = 0;
+  for (Checker::Told const &told : checker.told) {
+    if (!told.is_delivery && told.stage == Stage::in) {
+      expect(!is_dropped_in && told.place == frame.from, "P-2: one drop on the way in, at the place of the frame");
+      is_dropped_in = true;
+      continue;
+    }
+    expect(std::find(places.begin(), places.end(), told.place) == places.end(), "P-4: a place takes a frame once");
+    places.push_back(told.place);
+    std::uint32_t const number = tables.ports[port_at(tables, told.place)].number;
+    std::uint32_t &latest = told.is_delivery ? last_delivery : last_drop;
+    expect(number > latest, "API-7: by port number");
+    latest = number;
+    if (!told.is_delivery)
+      continue;
+    expect(told.bytes == original || without_tag(told.bytes) == original || told.bytes == without_tag(original) ||
+               without_tag(told.bytes) == without_tag(original),
+           "V-12: only the tag changes");
+  }
+  for (Checker::Told const &told : checker.told) {
+    if (is_dropped_in && (told.is_delivery ? told.kind == DeliveryKind::frame : told.stage == Stage::out))
+      broken("P-2: a drop on the way in ends the frame");
+  }
+}
+
+struct Expected {
+  std::uint64_t out = 0;
+  std::uint64_t out_bytes = 0;
+  std::uint64_t out_dropped = 0;
+  std::uint64_t in_dropped = 0;
+};
+
+// Sends the frames of an input to the host that it begins with, and notes for what reasons they were dropped. Throws
+// std::logic_error where something does not hold.
+inline void forward_any(std::string_view input, std::set<Reason> &seen) {
+  Source source(input);
+  Tables const tables(AnyHost(source).make());
+  Traffic traffic(tables);
+  std::map<PortIndex, Expected> expected;
+  std::int64_t now = 0;
+  while (!source.is_empty()) {
+    now += source.one_in(4) ? source.below(65536) * 50 : 0;
+    bool const is_from_nic = source.one_in(2);
+    Place from = Place::nic(source.below(static_cast<std::uint32_t>(tables.port_of_nic.size())));
+    if (!is_from_nic) {
+      from = Place::port(source.below(static_cast<std::uint32_t>(tables.ports.size())));
+      if (tables.ports[from.index].is_uplink())
+        continue;
+    }
+    Packet const bytes = any_packet(source);
+    Frame const frame{from, bytes};
+
+    Traffic copy = traffic;
+    Checker explained;
+    explained.explains = true;
+    forward(tables, copy, now, frame, explained);
+    Checker checker;
+    forward(tables, traffic, now, frame, checker);
+    check_frame(tables, frame, checker);
+    expect(checker.told == explained.told && checker.consumed == explained.consumed && explained.steps > 0,
+           "API-8: an explanation tells what happens");
+    for (Checker::Told const &told : checker.told) {
+      seen.insert(told.reason);
+      PortIndex const port = port_at(tables, told.place);
+      if (port == nowhere)
+        continue;
+      Expected &here = expected[port];
+      here.out += told.is_delivery;
+      here.out_bytes += told.bytes.size();
+      here.out_dropped += !told.is_delivery && told.stage == Stage::out;
+      here.in_dropped += !told.is_delivery && told.stage == Stage::in;
+    }
+  }
+  std::vector<std::uint32_t> learned(tables.ports.size());
+  for (LearnedAddress const &address : traffic.table(0).addresses())
+    ++learned[address.port];
+  for (PortIndex port = 0; port < tables.ports.size(); ++port) {
+    PortCounters const &counters = traffic.counters(port);
+    DirectionCounters const &out = counters.out;
+    Expected const &here = expected[port];
+    expect(out.unicast + out.multicast + out.broadcast == here.out, "C-5: a delivery is counted where it arrives");
+    expect(out.unicast_bytes + out.multicast_bytes + out.broadcast_bytes == here.out_bytes, "C-3: bytes");
+    expect(out.dropped == here.out_dropped, "drops on the way out are counted");
+    expect(counters.in.dropped + counters.not_learned_dropped == here.in_dropped, "drops on the way in are counted");
+    expect(learned[port] == traffic.table(0).count_at(port), "MAC-9: addresses are counted by port");
+  }
+}
+
+}  // namespace forwarding

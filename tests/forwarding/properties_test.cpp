@@ -1,0 +1,36 @@
+// What holds of every frame on every host: random ones, the same at each run.
+#include <gtest/gtest.h>
+
+#include <random>
+
+#include "tests/forwarding/any_input.hpp"
+
+namespace {
+
+std::string random_input(unsigned seed) {
+  constexpr std::size_t host_and_frames = 4096;
+  std::mt19937 random(seed);
+  std::string input(host_and_frames, '\0');
+  for (char &byte : input)
+    byte = static_cast<char>(random());
+  return input;
+}
+
+TEST(Properties, P_2_P_3_P_4_V_12_API_7_API_8_C_3_C_5_of_any_frame_on_any_host) {
+  constexpr unsigned inputs = 600;
+  std::set<forwarding::Reason> seen;
+  for (unsigned seed = 0; seed < inputs; ++seed) {
+    try {
+      forwarding::forward_any(random_input(seed), seen);
+    } catch (std::logic_error const &found) {
+      ADD_FAILURE() << "seed " << seed << ": " << found.what();
+    }
+  }
+  // They come everywhere: `none` is that of deliveries, and there are no mirror sessions.
+  for (unsigned number = 0; forwarding::reason_name(number + 1); ++number) {
+    auto const reason = static_cast<forwarding::Reason>(number);
+    EXPECT_EQ(reason != forwarding::Reason::mirror_destination, seen.contains(reason)) << number;
+  }
+}
+
+}  // namespace
