@@ -199,7 +199,7 @@ def _without_hints() -> Iterator[None]:
         _asking.busy = before
 
 
-# ---- what calls hand out ------------------------------------------------------------------------------------------------
+# ---- what calls hand out ---------------------------------------------------------------------------------------------
 
 
 def release(name: str, handed_out: Any) -> None:
@@ -276,7 +276,7 @@ def pointed(record: Any, size: int) -> bytes:
     return libvswitch.pointed_bytes(record, size) if size else b""
 
 
-# ---- failures -----------------------------------------------------------------------------------------------------------
+# ---- failures --------------------------------------------------------------------------------------------------------
 
 
 def _plain(value: Any) -> object:

@@ -51,7 +51,7 @@ def hint(kind: type[Error], name: str, status: str, known: Known) -> str:
     return IMAGES.get(status, "")
 
 
-# ---- what is missing ------------------------------------------------------------------------------------------------------
+# ---- what is missing -------------------------------------------------------------------------------------------------
 
 
 def no_switch(alias: str) -> str:
@@ -218,7 +218,7 @@ def _wrong_state(name: str, known: Known) -> str:
     return f"switch {alias!r} has no port set" if alias is not None and _has_no_portset(alias) else ""
 
 
-# ---- what is there already, and what holds it ---------------------------------------------------------------------------------
+# ---- what is there already, and what holds it ------------------------------------------------------------------------
 
 
 def _exists(name: str, known: Known) -> str:
@@ -311,7 +311,7 @@ def _names_uplink(alias: str, gone: set[str]) -> str:
     return ""
 
 
-# ---- what is not permitted ----------------------------------------------------------------------------------------------------
+# ---- what is not permitted -------------------------------------------------------------------------------------------
 
 
 def _read_only(name: str, known: Known) -> str:

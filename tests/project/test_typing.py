@@ -34,7 +34,7 @@ def mypy(tmp_path_factory):
         options = ["--strict", "--cache-dir", str(cache)] if tool == "mypy" else []
         process = subprocess.run(
             [sys.executable, "-m", tool, *options, *map(str, arguments)],
-            env=dict(os.environ, MYPYPATH=str(PACKAGE), PYTHONPATH=str(PACKAGE), VSWITCH_HOST=":memory:"),
+            env=dict(os.environ, MYPYPATH=f"{PACKAGE}:{SOURCE / 'tests' / 'support'}:{SOURCE / 'tests' / 'vswitch'}", PYTHONPATH=str(PACKAGE), VSWITCH_HOST=":memory:"),
             cwd=cache,
             capture_output=True,
             text=True,
@@ -52,6 +52,13 @@ def test_the_package_is_typed_strictly(mypy):
 
 def test_the_package_of_objects_is_typed_strictly(mypy):
     assert mypy("mypy", "-p", "vswitch").startswith("Success: no issues found in ")
+
+
+def test_the_tests_of_the_objects_are_typed_strictly(mypy):
+    names = "samples tour test_bench test_calls test_documentation test_examples test_handles test_package"
+    names += " test_settings test_similar test_threads test_values conftest"
+    tests = [SOURCE / "tests" / "vswitch" / f"{name}.py" for name in names.split()]
+    assert mypy("mypy", *tests) == f"Success: no issues found in {len(tests)} source files\n"
 
 
 def test_the_stubs_are_what_inspection_finds(mypy, tmp_path):

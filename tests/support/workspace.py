@@ -15,7 +15,7 @@ SEARCH = [str(BUILD / "python"), str(SUPPORT), str(SOURCE / "tests" / "support")
 class Outcome:
     """Of a script: its exit code and what it printed."""
 
-    def __init__(self, process: subprocess.CompletedProcess):
+    def __init__(self, process: subprocess.CompletedProcess[str]):
         self.code = process.returncode
         self.out = process.stdout
         self.err = process.stderr

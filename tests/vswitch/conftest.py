@@ -4,11 +4,12 @@ import os
 import pickle
 import sys
 import traceback
+from typing import Any
 
 import pytest
 
 
-def pytest_configure(config):
+def pytest_configure(config: Any) -> Any:
     config.addinivalue_line("markers", "pure_python: needs no run with sanitizers")
     config.addinivalue_line("markers", "same_process: touches no host, or one of a process that it starts")
     import vswitch
@@ -16,8 +17,8 @@ def pytest_configure(config):
     vswitch.Host().portsets  # boots the host that each test gets a copy of
 
 
-@pytest.hookimpl(tryfirst=True)
-def pytest_pyfunc_call(pyfuncitem):
+@pytest.hookimpl(tryfirst=True)  # type: ignore[misc]
+def pytest_pyfunc_call(pyfuncitem: Any) -> Any:
     """Runs the test in a child, whose host in memory is its own; what it raises is told to the parent."""
     if pyfuncitem.get_closest_marker("same_process"):
         return None

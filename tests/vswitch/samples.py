@@ -1,18 +1,22 @@
 """Two values of each type, which differ in every field."""
 
+from typing import Any
+
 import vswitch as v
 
 MAC, OTHER_MAC = "02:00:00:00:00:01", "0a:0b:0c:0d:0e:0f"
 LEARNING = v.MacLearning(True, True, 7, v.MacLimitPolicy.DROP)
 
-SAMPLES = {
+SAMPLES: dict[type[Any], tuple[Any, Any]] = {
     v.VlanPolicy: (v.VlanPolicy(10, 3, None, True), v.VlanPolicy(11, None, ((5, 5), (7, 9)), False)),
     v.PrivateVlan: (
         v.PrivateVlan(100, 100, v.PrivateVlanType.PROMISC),
         v.PrivateVlan(200, 201, v.PrivateVlanType.ISOLATED),
     ),
     v.TeamingPolicy: (
-        v.TeamingPolicy(("a",), ("b", "c"), v.LoadBalance.LB_IP, v.TeamCriterion.LINK_SPEED, v.TeamFlag.ROLLING, 9, True, 100),
+        v.TeamingPolicy(
+            ("a",), ("b", "c"), v.LoadBalance.LB_IP, v.TeamCriterion.LINK_SPEED, v.TeamFlag.ROLLING, 9, True, 100
+        ),
         v.TeamingPolicy(),
     ),
     v.NamedTeaming: (

@@ -4,6 +4,7 @@ import json
 import os
 import subprocess
 import sys
+from typing import Any
 
 import pytest
 from workspace import SEARCH, SOURCE
@@ -11,7 +12,7 @@ from workspace import SEARCH, SOURCE
 pytestmark = [pytest.mark.pure_python, pytest.mark.same_process]
 
 
-def test_the_measurement_runs(tmp_path):
+def test_the_measurement_runs(tmp_path: Any) -> None:
     environment = dict(os.environ, PYTHONPATH=os.pathsep.join(SEARCH), VSWITCH_APPLY_DIR=str(tmp_path))
     report = tmp_path / "report.json"
     process = subprocess.run(

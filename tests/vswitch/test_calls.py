@@ -4,6 +4,7 @@ import os
 import pathlib
 import pickle
 import subprocess
+from typing import Any
 
 import pytest
 from tour import EVERYTHING
@@ -14,6 +15,7 @@ import vswitch as v
 from vswitch import _calls
 
 pytestmark = pytest.mark.pure_python
+raises: Any = pytest.raises
 
 ROWS = [line.split("\t") for line in (SOURCE / "tests" / "data" / "calls.tsv").read_text().splitlines()[1:]]
 CALLS = {row[0]: row[2] for row in ROWS}
@@ -41,10 +43,10 @@ CLASSES = {
 CLASS_OF = {f"QEL_{status}": name for name, statuses in CLASSES.items() for status in statuses.split()}
 
 
-# ---- which calls are used -------------------------------------------------------------------------------------------------------
+# ---- which calls are used --------------------------------------------------------------------------------------------
 
 
-def test_coverage_has_every_call_and_tells_the_truth():
+def test_coverage_has_every_call_and_tells_the_truth() -> None:
     assert set(v.coverage()) == set(CALLS) and len(CALLS) == 198
     package = SOURCE / "python" / "vswitch"
     text = "\n".join(path.read_text() for path in package.rglob("*.py") if path.name != "coverage.py")
@@ -53,16 +55,16 @@ def test_coverage_has_every_call_and_tells_the_truth():
     assert {name for name in quoted if name not in USED} == set()
 
 
-def test_the_module_of_the_name_can_be_called_too():
+def test_the_module_of_the_name_can_be_called_too() -> None:
     import vswitch.coverage
 
     assert vswitch.coverage() == v.coverage()
 
 
-def test_every_used_call_succeeds_at_the_gate():
+def test_every_used_call_succeeds_at_the_gate() -> None:
     seen = set()
 
-    def see(name, arguments, status, result, seconds):
+    def see(name: Any, arguments: Any, status: Any, result: Any, seconds: Any) -> Any:
         if status in (None, libvswitch.QEL_OK):
             seen.add(name)
         assert seconds >= 0
@@ -70,7 +72,7 @@ def test_every_used_call_succeeds_at_the_gate():
     with _calls.observed(see):
         for use in EVERYTHING:
             use()
-        with pytest.raises(v.NotFound):
+        with raises(v.NotFound):
             v.Switch("worload").mtu
     assert seen == USED
     seen.clear()
@@ -78,11 +80,11 @@ def test_every_used_call_succeeds_at_the_gate():
     assert seen == set()
 
 
-# ---- how they fail --------------------------------------------------------------------------------------------------------------
+# ---- how they fail ---------------------------------------------------------------------------------------------------
 
 
-@pytest.mark.parametrize("use", EVERYTHING, ids=lambda use: use.__name__)
-def test_every_call_that_fails_reaches_the_caller(use):
+@pytest.mark.parametrize("use", EVERYTHING, ids=lambda use: use.__name__)  # type: ignore[no-any-return]
+def test_every_call_that_fails_reaches_the_caller(use: Any) -> None:
     names = told(lambda: calls_of(use))
     assert names
     for number, name in enumerate(n for n in names if n in WITH_STATUS):
@@ -95,7 +97,7 @@ def test_every_call_that_fails_reaches_the_caller(use):
         assert all(isinstance(key, str) for key in arguments)
 
 
-def told(ask):
+def told(ask: Any) -> Any:
     """What a function gives in a child process with a host of its own."""
     reader, writer = os.pipe()
     child = os.fork()
@@ -112,14 +114,14 @@ def told(ask):
     return pickle.loads(data)
 
 
-def calls_of(use):
-    names = {}
+def calls_of(use: Any) -> Any:
+    names: dict[str, None] = {}
     with _calls.observed(lambda name, *rest: names.setdefault(name)):
         use()
     return list(names)
 
 
-def failure_of(use, name, status):
+def failure_of(use: Any, name: Any, status: Any) -> Any:
     """What a caller sees when a call gives a status in place of its result."""
     _calls._functions[name] = (lambda *arguments: int(status), True)
     try:
@@ -129,7 +131,7 @@ def failure_of(use, name, status):
     return None
 
 
-def test_the_tour_makes_every_call_with_a_status():
+def test_the_tour_makes_every_call_with_a_status() -> None:
     names = set()
     for use in EVERYTHING:
         names |= set(told(lambda use=use: calls_of(use)))
@@ -137,13 +139,13 @@ def test_the_tour_makes_every_call_with_a_status():
 
 
 @pytest.mark.parametrize("name", WITH_STATUS)
-def test_every_status_is_its_exception(name):
+def test_every_status_is_its_exception(name: Any) -> None:
     _calls._asking.busy = True  # no hints, which would ask the host
     for status in v.Status:
         if status == libvswitch.QEL_OK:
             continue
         _calls._functions[name] = (lambda *arguments, status=status: [int(status), None], True)
-        with pytest.raises(v.Error) as failed:
+        with raises(v.Error) as failed:
             _calls.call(name)
         error = failed.value
         assert type(error).__name__ == CLASS_OF.get(status.constant, "Failed")
@@ -151,7 +153,7 @@ def test_every_status_is_its_exception(name):
         assert isinstance(error, libvswitch.VSwitchError)
 
 
-def test_classes_of_python_that_errors_also_are():
+def test_classes_of_python_that_errors_also_are() -> None:
     for name, kind in [
         ("NotFound", KeyError),
         ("BadParameter", ValueError),
@@ -162,17 +164,17 @@ def test_classes_of_python_that_errors_also_are():
         assert issubclass(getattr(v, name), kind)
 
 
-def test_an_unknown_status():
+def test_an_unknown_status() -> None:
     _calls._functions["VSDVS_SetMTU"] = (lambda *arguments: 0x12345678, True)
-    with pytest.raises(v.Failed) as failed:
+    with raises(v.Failed) as failed:
         v.Switch("workload").mtu = 1500
     assert (failed.value.status, failed.value.name) == (0x12345678, None)
     assert str(failed.value) == "VSDVS_SetMTU(alias='workload', mtu=1500): unknown status 0x12345678"
 
 
-def test_an_error_tells_everything_and_travels():
+def test_an_error_tells_everything_and_travels() -> None:
     port = v.Port(v.Switch("workload"), "10" + "x" * 20)
-    with pytest.raises(v.NotFound) as failed:
+    with raises(v.NotFound) as failed:
         port.teaming = v.TeamingPolicy(["nic4"] * 2)
     error = failed.value
     assert error.arguments["policy"]["active"] == ["nic4", "nic4"]
@@ -191,41 +193,41 @@ def test_an_error_tells_everything_and_travels():
         libvswitch.QEL_BAD_PARAM,
         "QEL_BAD_PARAM",
     )
-    with pytest.raises(v.BadParameter) as failed:
+    with raises(v.BadParameter) as failed:
         v.Switch("workload").properties.set("k", b"12345", owner="o" * 200)
     assert failed.value.arguments["data"] == "<5 bytes>"
 
 
-def test_hints_are_asked_after_the_failure_only():
+def test_hints_are_asked_after_the_failure_only() -> None:
     names = []
     with _calls.observed(lambda name, *rest: names.append(name)):
         v.Switch("workload").mtu = 1500
         assert names == ["VSDVS_SetMTU"]
-        with pytest.raises(v.NotFound):
+        with raises(v.NotFound):
             v.Switch("worload").mtu = 1500
     assert names[1] == "VSDVS_SetMTU" and len(names) > 3
 
 
-def test_what_is_asked_for_a_hint_may_fail():
+def test_what_is_asked_for_a_hint_may_fail() -> None:
     for name in ("DVSState_SwitchFindByAlias", "DVSState_SwitchForEach"):
 
-        def abort(*arguments):
+        def abort(*arguments: Any) -> Any:
             raise OSError("the state file is damaged")
 
         _calls._functions[name] = (abort, False)
-    with pytest.raises(v.NotFound) as failed:
+    with raises(v.NotFound) as failed:
         v.Switch("worload").mtu
     assert (failed.value.hint, failed.value.name) == ("", "QEL_NOT_FOUND")
 
 
-# ---- aborts, and memory -----------------------------------------------------------------------------------------------------------
+# ---- aborts, and memory ----------------------------------------------------------------------------------------------
 
 TOOL = BUILD / "host" / "bin" / "vswitch-host"
 
 
 @pytest.mark.same_process
 @pytest.mark.parametrize("kind", ["OSError", "RuntimeError", "MemoryError", "ValueError"])
-def test_aborts_pass_unchanged(tmp_path, kind):
+def test_aborts_pass_unchanged(tmp_path: Any, kind: Any) -> None:
     host = tmp_path / "host.db"
     subprocess.run([TOOL, "--host", host, "init"], check=True, capture_output=True)
     rule = ["--call", "VSDVS_GetMTU", "--exception", kind, "--message", "gone"]
@@ -249,7 +251,7 @@ def test_aborts_pass_unchanged(tmp_path, kind):
 
 
 @pytest.mark.same_process
-def test_memory_is_given_back_on_every_path(tmp_path):
+def test_memory_is_given_back_on_every_path(tmp_path: Any) -> None:
     trace = tmp_path / "trace"
     outcome = run_script(
         f"""

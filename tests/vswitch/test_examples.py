@@ -3,6 +3,7 @@
 import os
 import subprocess
 import sys
+from typing import Any
 
 import pytest
 from workspace import SEARCH, SOURCE
@@ -47,7 +48,7 @@ PRINTED = {
 }
 
 
-def run(name, folder):
+def run(name: Any, folder: Any) -> Any:
     environment = dict(os.environ, PYTHONPATH=os.pathsep.join(SEARCH), VSWITCH_HOST=str(folder / "host.db"))
     environment["VSWITCH_APPLY_DIR"] = str(folder / "apply")
     process = subprocess.run(
@@ -64,7 +65,7 @@ def run(name, folder):
 
 
 @pytest.mark.parametrize("name", PRINTED)
-def test_a_script_prints_the_same_each_time(name, tmp_path):
+def test_a_script_prints_the_same_each_time(name: Any, tmp_path: Any) -> None:
     for printed in PRINTED[name]:
         said = run(name, tmp_path)
         if name == "macs":  # the clock runs
@@ -72,7 +73,7 @@ def test_a_script_prints_the_same_each_time(name, tmp_path):
         assert said == printed
 
 
-def test_a_set_up_is_done_once(tmp_path):
+def test_a_set_up_is_done_once(tmp_path: Any) -> None:
     first = run("set_up", tmp_path)
     assert first.startswith("switches/production: create\n  + mtu: 9000\n")
     assert "switches/production/ports/web-1: create" in first
@@ -89,7 +90,7 @@ production: MTU 9000, 2 active of at most 128 ports
 
 
 @pytest.mark.parametrize("name", LINES)
-def test_the_scripts_are_as_short_as_they_are_said_to_be(name):
+def test_the_scripts_are_as_short_as_they_are_said_to_be(name: Any) -> None:
     lines = (EXAMPLES / f"{name}.py").read_text().splitlines()
     assert lines[0] == f"# {name}.py"
     assert len([line for line in lines[1:] if line.strip()]) == LINES[name]

@@ -1,5 +1,7 @@
 """Settings: each read, written, volatile, deleted, and told where its value comes from."""
 
+from typing import Any
+
 import pytest
 
 import libvswitch
@@ -7,6 +9,7 @@ import vswitch as v
 from vswitch.handles.setting import settings_of
 
 pytestmark = pytest.mark.pure_python
+raises: Any = pytest.raises
 
 TEAM = v.TeamingPolicy(["uplink-b"], ["uplink-a"], v.LoadBalance.FO_EXPLICIT, speed=100)
 MACS = ("01:00:5e:00:00:01", "01:00:5e:00:00:02")
@@ -16,7 +19,7 @@ PVLANS = (
 )
 
 # Of each setting two values that are not the default, in the forms that are written, and how the first is read.
-SWITCH = {
+SWITCH: dict[str, Any] = {
     "mtu": (4000, 1400),
     "teaming": (TEAM, TEAM.replace(speed=10)),
     "mac_learning": (v.SwitchMacLearning(5, 6), v.SwitchMacLearning(7, 8)),
@@ -28,7 +31,7 @@ SWITCH = {
     "rcf_type": (v.RcfType.EBPF, v.RcfType.CBPF),
     "forwarding_disabled": (True, False),
 }
-PORT = {
+PORT: dict[str, Any] = {
     "vlan": (v.VlanPolicy(10, 3), v.VlanPolicy.trunk_of((10, 19), 30)),
     "nested_vlan_tagging": (True, False),
     "tx_uplink_always": (True, False),
@@ -54,7 +57,7 @@ PORT = {
 EVERY = [("switch", name) for name in SWITCH] + [("port", name) for name in PORT]
 
 
-def handle_of(kind):
+def handle_of(kind: Any) -> Any:
     switch = v.Switch("workload")
     if kind == "switch":
         return switch, SWITCH
@@ -62,7 +65,7 @@ def handle_of(kind):
     return switch.ports.create("probe"), PORT
 
 
-def write_volatile(handle, setting):
+def write_volatile(handle: Any, setting: Any) -> Any:
     """Gives the properties of a setting their present values as volatile ones, and takes the persistent ones away."""
     for key in setting.keys:
         if key in handle.properties:
@@ -71,7 +74,7 @@ def write_volatile(handle, setting):
             handle.properties.set(key, data, volatile=True)
 
 
-def test_there_are_values_for_every_setting():
+def test_there_are_values_for_every_setting() -> None:
     assert set(settings_of(v.Switch)) == set(SWITCH)
     assert set(settings_of(v.Port)) == set(PORT)
     assert set(settings_of(v.Host)) == {"mac_learning"}
@@ -79,7 +82,7 @@ def test_there_are_values_for_every_setting():
 
 
 @pytest.mark.parametrize(("kind", "name"), EVERY)
-def test_reading_writing_and_deleting(kind, name):
+def test_reading_writing_and_deleting(kind: Any, name: Any) -> None:
     handle, values = handle_of(kind)
     one, other = values[name]
     own = v.Origin.PORT if kind == "port" else v.Origin.SWITCH
@@ -116,20 +119,20 @@ def test_reading_writing_and_deleting(kind, name):
     delattr(handle, name)  # what was not set
 
 
-def vars_of(handle):
+def vars_of(handle: Any) -> Any:
     return settings_of(type(handle))
 
 
 @pytest.mark.parametrize(("kind", "name"), EVERY)
-def test_wrong_types_and_none(kind, name):
+def test_wrong_types_and_none(kind: Any, name: Any) -> None:
     handle, _ = handle_of(kind)
     for wrong in (None, 1.5, object()):
-        with pytest.raises(TypeError, match=f"^{name}: "):
+        with raises(TypeError, match=f"^{name}: "):
             setattr(handle, name, wrong)
 
 
 @pytest.mark.parametrize(("kind", "name"), EVERY)
-def test_a_handle_of_nothing(kind, name):
+def test_a_handle_of_nothing(kind: Any, name: Any) -> None:
     values = SWITCH if kind == "switch" else PORT
     switch = v.Switch("worload") if kind == "switch" else v.Switch("workload")
     handle, hint = (
@@ -146,17 +149,17 @@ def test_a_handle_of_nothing(kind, name):
         lambda: delattr(handle, name),
     ]
     for use in uses:
-        with pytest.raises(v.NotFound) as refused:
-            use()
+        with raises(v.NotFound) as refused:
+            use()  # type: ignore[no-untyped-call]
         assert refused.value.hint == hint, use
 
 
-def test_what_a_write_also_accepts():
+def test_what_a_write_also_accepts() -> None:
     port, _ = handle_of("port")
     port.vlan = 7
     assert port.vlan == v.VlanPolicy(7)
     port.multicast = [one.upper().replace(":", "-") for one in MACS]
-    assert port.multicast == MACS
+    assert port.multicast == MACS  # type: ignore[comparison-overlap]
     switch = v.Switch("workload")
     switch.private_vlans = iter(PVLANS)
     assert switch.private_vlans == PVLANS
@@ -164,7 +167,7 @@ def test_what_a_write_also_accepts():
     assert switch.multicast_mode is v.MulticastMode.IGMP
 
 
-def test_a_port_inherits_the_teaming_of_its_switch():
+def test_a_port_inherits_the_teaming_of_its_switch() -> None:
     port, _ = handle_of("port")
     port.switch.teaming = TEAM
     assert (port.teaming, port.origin.teaming) == (TEAM, v.Origin.SWITCH)
@@ -176,7 +179,7 @@ def test_a_port_inherits_the_teaming_of_its_switch():
     assert port.origin.teaming == v.Origin.DEFAULT
 
 
-def test_the_two_settings_of_mac_management_leave_each_other_alone():
+def test_the_two_settings_of_mac_management_leave_each_other_alone() -> None:
     port, _ = handle_of("port")
     learning = v.MacLearning(True, limit=9)
     port.mac_learning, port.mac_changes = learning, False
@@ -191,7 +194,7 @@ def test_the_two_settings_of_mac_management_leave_each_other_alone():
     assert "VSPROP_PORT_MAC_MANAGEMENT" not in port.properties
 
 
-def test_a_sink_is_a_flag_of_the_filter():
+def test_a_sink_is_a_flag_of_the_filter() -> None:
     port, _ = handle_of("port")
     port.filter = v.EthernetFilter(v.EthernetFilterFlag.ALLMULTI)
     port.sink = True
@@ -203,59 +206,59 @@ def test_a_sink_is_a_flag_of_the_filter():
     assert port.sink is False
 
 
-def test_the_priority_of_a_vlan_policy_is_a_property_of_its_own():
+def test_the_priority_of_a_vlan_policy_is_a_property_of_its_own() -> None:
     port, _ = handle_of("port")
     port.vlan = v.VlanPolicy(10, 5)
     assert int(port.properties["VSPROP_PORT_PRIORITY"]) == 5
     port.vlan = 10
-    assert port.vlan.priority is None
+    assert port.vlan.priority is None  # type: ignore[attr-defined]
     for priority in (8, 255, 256, -1):
-        with pytest.raises(v.BadParameter):
+        with raises(v.BadParameter):
             port.vlan = v.VlanPolicy(10, priority)
     assert port.vlan == v.VlanPolicy(10)
 
 
-def test_the_host_s_mac_learning():
+def test_the_host_s_mac_learning() -> None:
     host = v.Host()
     assert host.mac_learning == v.HostMacLearning() == host.stored.mac_learning
     host.mac_learning = v.HostMacLearning(300, 100, True, False)
     assert host.mac_learning == v.HostMacLearning(300, 100, True, False) == host.stored.mac_learning
     assert (host.origin.mac_learning, host.is_volatile.mac_learning) == (v.Origin.HOST, False)
     assert host.switches["workload"].mac_learning == v.SwitchMacLearning(300, 100)
-    with pytest.raises(v.NotSupported):
+    with raises(v.NotSupported):
         del host.mac_learning
 
 
-def test_a_setting_that_is_none():
-    with pytest.raises(AttributeError, match="Port has no setting 'vlna'"):
+def test_a_setting_that_is_none() -> None:
+    with raises(AttributeError, match="Port has no setting 'vlna'"):
         v.Switch("workload").ports["100"].origin.vlna
 
 
-def test_settings_say_what_they_are():
+def test_settings_say_what_they_are() -> None:
     for kind in (v.Host, v.Switch, v.Port):
         for name, setting in settings_of(kind).items():
             assert getattr(kind, name) is setting
-            assert setting.__doc__.endswith("."), name
-    assert "bytes" in v.Switch.mtu.__doc__
+            assert str(setting.__doc__).endswith("."), name
+    assert "bytes" in str(v.Switch.mtu.__doc__)
 
 
-def test_limits_are_the_library_s_to_judge():
+def test_limits_are_the_library_s_to_judge() -> None:
     switch = v.Switch("workload")
     for mtu in (1279, 9001, -1, 1 << 40):
-        with pytest.raises(v.BadParameter) as refused:
+        with raises(v.BadParameter) as refused:
             switch.mtu = mtu
         assert refused.value.hint == "an MTU is 1280 to 9000 bytes"
         assert str(refused.value) == (
             f"VSDVS_SetMTU(alias='workload', mtu={mtu}): QEL_BAD_PARAM: an MTU is 1280 to 9000 bytes"
         )
-    with pytest.raises(v.BadParameter):
+    with raises(v.BadParameter):
         switch.teaming = TEAM.replace(speed=70000)
-    with pytest.raises(v.LimitExceeded):
+    with raises(v.LimitExceeded):
         switch.multicast = [f"01:00:5e:00:00:{number:02x}" for number in range(26)]
     assert switch.mtu == 9000
 
 
-def test_reading_asks_for_what_is_in_effect_and_nothing_more():
+def test_reading_asks_for_what_is_in_effect_and_nothing_more() -> None:
     from vswitch._calls import observed
 
     port = v.Switch("workload").ports["100"]

@@ -5,6 +5,7 @@ import os
 import subprocess
 import threading
 import time
+from typing import Any
 
 import pytest
 from workspace import BUILD, run_script
@@ -12,12 +13,13 @@ from workspace import BUILD, run_script
 import vswitch as v
 
 pytestmark = pytest.mark.pure_python
+raises: Any = pytest.raises
 
 # A minute where everything is run in full.
 SECONDS = 60 if os.environ.get("VSWITCHPY_FULL") else 2
 
 
-def work(number, until, faults):
+def work(number: Any, until: Any, faults: Any) -> Any:
     """Makes, changes, reads and removes ports of one switch, and checks each time that everything is there."""
     try:
         switch = v.Host().switches.create(f"lab-{number}")
@@ -31,7 +33,7 @@ def work(number, until, faults):
             assert switch.mtu == 1280 + count % 1000
             assert port.vlan == v.VlanPolicy(count % 4095, count % 8)
             assert (port.connect_id, str(port.properties["org.example.owner"])) == (count, f"thread {number}")
-            with pytest.raises(v.NotFound) as refused:
+            with raises(v.NotFound) as refused:
                 switch.ports[f"prot-{count}"]
             assert f"'port-{count}'" in refused.value.hint
             if count > 5:
@@ -42,8 +44,8 @@ def work(number, until, faults):
         faults.append(error)
 
 
-def test_eight_threads_on_eight_switches():
-    faults = []
+def test_eight_threads_on_eight_switches() -> None:
+    faults: list[BaseException] = []
     until = time.monotonic() + SECONDS
     threads = [threading.Thread(target=work, args=(number, until, faults)) for number in range(8)]
     for thread in threads:
@@ -54,8 +56,8 @@ def test_eight_threads_on_eight_switches():
     assert list(v.Host().switches)[2:] != [] and len(v.Host().switches) == 10
 
 
-def test_methods_in_asyncio():
-    async def both():
+def test_methods_in_asyncio() -> None:
+    async def both() -> Any:
         return await asyncio.gather(
             asyncio.to_thread(v.Switch("workload").ports.create, "a"),
             asyncio.to_thread(lambda: v.Switch("management").mtu),
@@ -65,7 +67,7 @@ def test_methods_in_asyncio():
 
 
 @pytest.mark.same_process
-def test_other_threads_run_while_one_waits_in_a_call(tmp_path):
+def test_other_threads_run_while_one_waits_in_a_call(tmp_path: Any) -> None:
     host = tmp_path / "host.db"
     tool = BUILD / "host" / "bin" / "vswitch-host"
     subprocess.run([tool, "--host", host, "init"], check=True, capture_output=True)

@@ -3,6 +3,7 @@
 import copy
 import dataclasses
 import pickle
+from typing import Any
 
 import pytest
 from samples import EVERY, SAMPLES
@@ -12,31 +13,32 @@ import vswitch as v
 from vswitch.values.base import Value
 
 pytestmark = [pytest.mark.pure_python, pytest.mark.same_process]
+raises: Any = pytest.raises
 
 PLAIN = (str, int, bool, type(None), list, dict)
 
 
-def label(one):
+def label(one: Any) -> Any:
     return type(one).__name__
 
 
-def public_values():
+def public_values() -> Any:
     named = (getattr(v, name) for name in dir(v))
     return {one for one in named if isinstance(one, type) and issubclass(one, Value)}
 
 
-def test_there_are_samples_of_every_type():
+def test_there_are_samples_of_every_type() -> None:
     assert set(SAMPLES) >= {one for one in public_values() if one.__module__.startswith("vswitch.values")}
 
 
-def assert_plain(data):
+def assert_plain(data: Any) -> None:
     assert type(data) in PLAIN, data
     for one in data.values() if isinstance(data, dict) else data if isinstance(data, list) else ():
         assert_plain(one)
 
 
 @pytest.mark.parametrize("sample", EVERY, ids=label)
-def test_the_plain_form_has_every_field_in_order_and_comes_back(sample):
+def test_the_plain_form_has_every_field_in_order_and_comes_back(sample: Any) -> None:
     plain = sample.to_dict()
     assert list(plain) == [field.name for field in dataclasses.fields(sample)]
     assert_plain(plain)
@@ -44,19 +46,19 @@ def test_the_plain_form_has_every_field_in_order_and_comes_back(sample):
 
 
 @pytest.mark.parametrize("sample", EVERY, ids=label)
-def test_a_value_is_its_contents(sample):
+def test_a_value_is_its_contents(sample: Any) -> None:
     fields = {field.name: getattr(sample, field.name) for field in dataclasses.fields(sample)}
     assert type(sample)(*fields.values()) == sample == type(sample)(**fields)
     assert hash(type(sample)(**fields)) == hash(sample)
     assert copy.deepcopy(sample) == sample == pickle.loads(pickle.dumps(sample))
     assert not hasattr(sample, "__dict__")
     for name in fields:
-        with pytest.raises(dataclasses.FrozenInstanceError):
+        with raises(dataclasses.FrozenInstanceError):
             setattr(sample, name, None)
 
 
-@pytest.mark.parametrize("kind", SAMPLES, ids=lambda kind: kind.__name__)
-def test_each_field_is_replaced_and_tells_values_apart(kind):
+@pytest.mark.parametrize("kind", SAMPLES, ids=lambda kind: kind.__name__)  # type: ignore[no-any-return]
+def test_each_field_is_replaced_and_tells_values_apart(kind: Any) -> None:
     one, other = SAMPLES[kind]
     for field in dataclasses.fields(one):
         value = getattr(other, field.name)
@@ -67,12 +69,12 @@ def test_each_field_is_replaced_and_tells_values_apart(kind):
         changed = one.replace(**{field.name: value})
         assert getattr(changed, field.name) == value
         assert (changed == one) == (getattr(one, field.name) == value)
-    with pytest.raises(TypeError):
+    with raises(TypeError):
         one.replace(nothing=1)
 
 
 @pytest.mark.parametrize("sample", [one for one in EVERY if hasattr(one, "to_bytes")], ids=label)
-def test_the_native_record_comes_back(sample):
+def test_the_native_record_comes_back(sample: Any) -> None:
     data = sample.to_bytes()
     kind = type(sample)
     if kind is v.VlanPolicy:
@@ -83,12 +85,12 @@ def test_the_native_record_comes_back(sample):
         assert kind.from_bytes(data) == sample.replace(port=None)
     else:
         assert kind.from_bytes(data) == sample
-    with pytest.raises(ValueError):
+    with raises(ValueError):
         kind.from_bytes(data[:3])
 
 
 # The record of each type, and the field of the record for each of the value's: other people's names for the same bytes.
-RECORDS = {
+RECORDS: dict[type[Any], tuple[str, dict[str, str]]] = {
     v.SecurityPolicy: ("VSPropSecurity", {}),
     v.MacLearning: ("VSPMACLearning", {"limit": "macLimit", "at_limit": "macLimitPolicy"}),
     v.SwitchMacLearning: ("VSPropMACLearning", {"aging_time": "agingTime", "limit": "macLimit"}),
@@ -166,8 +168,8 @@ RECORDS = {
 }
 
 
-@pytest.mark.parametrize("kind", RECORDS, ids=lambda kind: kind.__name__)
-def test_the_bytes_are_the_record_s_fields(kind):
+@pytest.mark.parametrize("kind", RECORDS, ids=lambda kind: kind.__name__)  # type: ignore[no-any-return]
+def test_the_bytes_are_the_record_s_fields(kind: Any) -> None:
     name, fields = RECORDS[kind]
     for sample in SAMPLES[kind]:
         record = getattr(libvswitch, name).from_bytes(sample.to_bytes())
@@ -176,11 +178,12 @@ def test_the_bytes_are_the_record_s_fields(kind):
             assert (told.rstrip("\0") if isinstance(told, str) else told) == getattr(sample, field), (field, told)
 
 
-def test_a_mirror_table_is_laid_out_as_the_library_reads_it():
+def test_a_mirror_table_is_laid_out_as_the_library_reads_it() -> None:
     session = SAMPLES[v.MirrorSession][0]
     buffer = libvswitch.buffer(session.to_bytes())
     table = libvswitch.cell("DVMirrorSessionTable **", buffer).value
-    assert (table.version, table.numSessions, table.numEntities, table.numFilterRules, table.numFilterIPs) == (4, 1, 9, 2, 2)
+    assert (table.version, table.numSessions, table.numEntities) == (4, 1, 9)
+    assert (table.numFilterRules, table.numFilterIPs) == (2, 2)
     native = table[0]
     assert (native.sid, native.dname, native.snapLen, native.samplingRate, native.greKey) == ("tap", "Tap", 128, 2, 4)
     assert (native.encapVlan, native.wildIn, native.wildOut, native.uplinkFilter, native.encapType) == (30, 4, 8, 4, 2)
@@ -190,10 +193,10 @@ def test_a_mirror_table_is_laid_out_as_the_library_reads_it():
     assert entities == ["a", "b", "192.0.2.1", "2001:db8::1", "7", "02:00:00:00:00:01", "10", "c", "d"]
 
 
-# ---- what is accepted -------------------------------------------------------------------------------------------------------
+# ---- what is accepted ------------------------------------------------------------------------------------------------
 
 
-def test_iterables_texts_and_addresses_are_brought_to_one_form():
+def test_iterables_texts_and_addresses_are_brought_to_one_form() -> None:
     assert v.TeamingPolicy(["a"], iter(["b"])).standby == ("b",)
     assert v.EthernetFilter(addresses=["01-0B-5E-00-00-01"]).addresses == ("01:0b:5e:00:00:01",)
     assert v.MirrorSession("t", sources_in=["ip:2001:DB8:0::1"]).sources_in[0].value == "2001:db8::1"
@@ -207,7 +210,7 @@ def test_iterables_texts_and_addresses_are_brought_to_one_form():
     assert v.VlanPolicy.from_dict({"trunk": [5, "7-9", [10, 12]]}).trunk == ((5, 5), (7, 9), (10, 12))
 
 
-def test_the_plain_forms_of_the_design():
+def test_the_plain_forms_of_the_design() -> None:
     assert v.VlanPolicy.trunk_of((10, 19), 30).to_dict()["trunk"] == ["10-19", "30"]
     assert v.TeamingPolicy(load_balance=v.LoadBalance.FO_EXPLICIT).to_dict()["load_balance"] == "fo-explicit"
     assert v.TeamingPolicy(load_balance=77).to_dict()["load_balance"] == 77
@@ -220,11 +223,11 @@ def test_the_plain_forms_of_the_design():
     assert v.PropertyValue.from_dict({"key": "k", "data": {"int": 300, "size": 2}, "scope": "host"}).data == b"\x2c\x01"
 
 
-@pytest.mark.parametrize("kind", SAMPLES, ids=lambda kind: kind.__name__)
-def test_a_wrong_type_names_its_field(kind):
+@pytest.mark.parametrize("kind", SAMPLES, ids=lambda kind: kind.__name__)  # type: ignore[no-any-return]
+def test_a_wrong_type_names_its_field(kind: Any) -> None:
     one = SAMPLES[kind][0]
     for field in dataclasses.fields(one):
-        with pytest.raises(TypeError, match=f"^{kind.__name__}.{field.name}: "):
+        with raises(TypeError, match=f"^{kind.__name__}.{field.name}: "):
             one.replace(**{field.name: 1.5})
 
 
@@ -233,7 +236,7 @@ def test_a_wrong_type_names_its_field(kind):
     [
         lambda: v.VlanPolicy(trunk=(), private=True),
         lambda: v.VlanPolicy.trunk_of("a-b"),
-        lambda: v.VlanPolicy.trunk_of((1, 2, 3)),
+        lambda: v.VlanPolicy.trunk_of((1, 2, 3)),  # type: ignore[arg-type]
         lambda: v.TeamingPolicy([f"u{number}" for number in range(33)]),
         lambda: v.NamedTeaming("n", ["u"] * 20, ["u"] * 13),
         lambda: v.TeamingPolicy(["a\0b"]),
@@ -248,43 +251,43 @@ def test_a_wrong_type_names_its_field(kind):
         lambda: v.PropertyValue.from_dict({"key": "k", "data": {"int": 1, "size": 3}, "scope": "host"}),
     ],
 )
-def test_a_wrong_text_or_combination_is_a_value_error(make):
-    with pytest.raises(ValueError):
+def test_a_wrong_text_or_combination_is_a_value_error(make: Any) -> None:
+    with raises(ValueError):
         make()
 
 
-def test_texts_are_no_sequences():
-    with pytest.raises(TypeError, match="TeamingPolicy.active: a sequence is wanted, not 'nic4'"):
+def test_texts_are_no_sequences() -> None:
+    with raises(TypeError, match="TeamingPolicy.active: a sequence is wanted, not 'nic4'"):
         v.TeamingPolicy("nic4")
 
 
-def test_unknown_and_missing_members():
-    with pytest.raises(v.DocumentError) as unknown:
+def test_unknown_and_missing_members() -> None:
+    with raises(v.DocumentError) as unknown:
         v.VlanPolicy.from_dict({"vlna": 1, "priorty": 2})
     assert (unknown.value.path, str(unknown.value)) == ("vlna", "vlna: no such member")
-    with pytest.raises(v.DocumentError, match="^priorty: no such member; did you mean 'priority'\\?$"):
+    with raises(v.DocumentError, match="^priorty: no such member; did you mean 'priority'\\?$"):
         v.VlanPolicy.from_dict({"priorty": 2})
-    with pytest.raises(v.DocumentError, match="^name: must be there$"):
+    with raises(v.DocumentError, match="^name: must be there$"):
         v.NamedTeaming.from_dict({})
-    with pytest.raises(v.DocumentError) as nested:
+    with raises(v.DocumentError) as nested:
         v.MirrorSession.from_dict({"id": "t", "rules": [{"protocl": 6}]})
     assert nested.value.path == "rules/protocl"
 
 
-def test_sums_and_differences_of_statistics():
+def test_sums_and_differences_of_statistics() -> None:
     later, earlier = v.Statistics(*range(20, 36)), v.Statistics(*range(16))
     assert list((later - earlier).to_dict().values()) == [20] * 16
     assert (earlier.packets_in, earlier.bytes_in, earlier.packets_out, earlier.bytes_out) == (6, 9, 24, 27)
-    with pytest.raises(TypeError):
-        later - 1
+    with raises(TypeError):
+        later - 1  # type: ignore[operator]
 
 
-def test_flags_of_a_port_s_status():
+def test_flags_of_a_port_s_status() -> None:
     status = v.PortStatus(v.PortFlag.INUSE | v.PortFlag.LINKUP, 0, 1, "web")
     assert (status.in_use, status.link_up, status.blocked) == (True, True, False)
 
 
-def test_a_property_as_number_text_and_typed_value():
+def test_a_property_as_number_text_and_typed_value() -> None:
     mtu = v.PropertyValue(v.PropertyKey.VSPROP_MTU.value, b"\x28\x23\0\0", v.Scope.GLOBAL)
     assert (mtu.value, int(mtu), bytes(mtu)) == (9000, 9000, b"\x28\x23\0\0")
     assert str(v.PropertyValue("x", b"B\xff2", v.Scope.HOST)) == "B\ufffd2"

@@ -1,5 +1,7 @@
 """A use of every call: small scripts, each good on a fresh built-in host."""
 
+from typing import Any
+
 import vswitch as v
 
 HOST = v.Host()
@@ -7,14 +9,14 @@ WORK, MANAGEMENT = v.Switch("workload"), v.Switch("management")
 TAP = v.MirrorSession("tap", destinations=["port:103"])
 
 
-def setting(handle, name, value):
+def setting(handle: Any, name: Any, value: Any) -> Any:
     """Reads, writes and deletes a setting."""
     getattr(handle, name)
     setattr(handle, name, value)
     delattr(handle, name)
 
 
-def switches():
+def switches() -> Any:
     list(HOST.switches), HOST.portsets, HOST.switches["workload"].id, WORK.class_name, WORK.version, WORK.max_ports
     HOST.switches.by_portset("portset-2")
     lab = HOST.switches.create("lab")
@@ -24,10 +26,10 @@ def switches():
     other.connect()
     other.disconnect()
     other.remove()
-    WORK.portset, WORK.info, WORK.refresh_numa(), WORK.command("switch")
+    WORK.portset, WORK.info, WORK.refresh_numa(), WORK.command("switch")  # type: ignore[func-returns-value]
 
 
-def host():
+def host() -> Any:
     HOST.mac_learning = HOST.mac_learning
     HOST.runtime_options["IGMPVersion"] = HOST.runtime_options["IGMPVersion"]
     image = HOST.image(persistent=True)
@@ -39,7 +41,7 @@ def host():
     HOST.reset()
 
 
-def switch_settings():
+def switch_settings() -> Any:
     setting(WORK, "mtu", 1500)
     setting(WORK, "teaming", v.TeamingPolicy())
     setting(WORK, "mac_learning", v.SwitchMacLearning())
@@ -54,7 +56,7 @@ def switch_settings():
     WORK.teaming_policies.clear()
 
 
-def port_settings():
+def port_settings() -> Any:
     WORK.teaming_policies.set([v.NamedTeaming("gold")])
     port = WORK.ports["103"]
     setting(port, "vlan", v.VlanPolicy.trunk_of(5))
@@ -71,13 +73,13 @@ def port_settings():
     port.origin.vlan
 
 
-def running_switch():
+def running_switch() -> Any:
     WORK.mac_summary, WORK.mac_policies, WORK.mac_statistics, WORK.security_in_force, WORK.static_entries
     WORK.announcements, WORK.service_port, WORK.running_multicast_mode, WORK.running_mirrors, WORK.promiscuous_ports
     list(WORK.lags), list(WORK.mac_table), list(WORK.uplink_mac_table)
 
 
-def ports():
+def ports() -> Any:
     ports = WORK.ports
     ports.create("a")
     ports.create("b", external_id="e")
@@ -96,10 +98,10 @@ def ports():
     list(port.mac_table)
 
 
-def uplinks():
+def uplinks() -> Any:
     lab = HOST.switches.create("lab")
     uplink = lab.uplinks.create("nic5")
-    uplink.link, uplink.nic.port
+    uplink.link, uplink.nic.port  # type: ignore[union-attr]
     uplink.set_admin("up")
     uplink.data[1] = b"x"
     uplink.data[1]
@@ -112,7 +114,7 @@ def uplinks():
     lab.uplinks.clear()
 
 
-def mirrors():
+def mirrors() -> Any:
     mirrors = WORK.mirrors
     mirrors.create(TAP)
     mirrors.set([TAP])
@@ -121,7 +123,7 @@ def mirrors():
     mirrors.clear()
 
 
-def properties():
+def properties() -> Any:
     for properties, default in (
         (WORK.properties, "VSPROP_SWITCH_LLSPAN_RX_DISPATCHER"),
         (WORK.host_properties, "VSPROP_SWITCH_STATUS"),
@@ -138,7 +140,7 @@ def properties():
         entries.to_image()
 
 
-def save_and_restore():
+def save_and_restore() -> Any:
     with HOST.save_restore(WORK) as steps:
         steps.register_save()
         steps.modules(WORK, 1).register_save().complete()

@@ -191,7 +191,7 @@ def static_form(one: schema.StaticAddress) -> dict[str, Any]:
     return made
 
 
-# ---- what is observed ---------------------------------------------------------------------------------------------------------
+# ---- what is observed ------------------------------------------------------------------------------------------------
 
 
 def _observe(switch: SwitchState, ports: dict[str, Any], uplink_ports: dict[str, Any]) -> dict[str, Any]:

@@ -121,7 +121,7 @@ NAMED_TEAMING = Named(NamedTeaming, "name", forms.Record(None, (), **_TEAM))
 HOST_MAC_LEARNING = forms.Record(HostMacLearning, aging_time=WHOLE, limit=WHOLE, learn_static=TRUTH, allow_static=TRUTH)
 
 
-# ---- settings -----------------------------------------------------------------------------------------------------------
+# ---- settings --------------------------------------------------------------------------------------------------------
 
 
 class Setting(NamedTuple):

@@ -42,7 +42,7 @@ _PRIORITY, _MANAGEMENT, _FILTER = (
 )
 NO_PRIORITY = libvswitch.QEL_VLAN_PRIORITY_INVALID
 
-# ---- VLAN: two properties ------------------------------------------------------------------------------------------------------
+# ---- VLAN: two properties --------------------------------------------------------------------------------------------
 
 
 def _vlan(data: bytes, raw_value: Raw) -> VlanPolicy:
@@ -82,7 +82,7 @@ _VLAN = Ways(
     lambda raw_value: _vlan(raw_value(key_of("VSPROP_PORT_VLAN")), raw_value),
 )
 
-# ---- MAC management: one property with two settings ---------------------------------------------------------------------------
+# ---- MAC management: one property with two settings ------------------------------------------------------------------
 
 
 def _read_learning(names: Names) -> MacLearning:
@@ -121,7 +121,7 @@ _CHANGES = Ways(
     lambda raw_value: changes_of(raw_value(_MANAGEMENT)),
 )
 
-# ---- the extra Ethernet filter, of which a sink port is one flag ----------------------------------------------------------------
+# ---- the extra Ethernet filter, of which a sink port is one flag -----------------------------------------------------
 
 
 def _write_sink(names: Names, enabled: bool) -> None:
@@ -135,7 +135,7 @@ _SINK = Ways(
     lambda raw_value: bool(EthernetFilter.from_bytes(raw_value(_FILTER)).flags & EthernetFilterFlag.SINK),
 )
 
-# ---- multicast addresses --------------------------------------------------------------------------------------------------------
+# ---- multicast addresses ---------------------------------------------------------------------------------------------
 
 
 def multicast_ways(constant: str, get: str, put: str, clear: str) -> Ways[tuple[str, ...]]:
@@ -150,7 +150,7 @@ def multicast_ways(constant: str, get: str, put: str, clear: str) -> Ways[tuple[
     return Ways(read, write, clear_by(clear), decode_one(constant))
 
 
-# ---- the rows -------------------------------------------------------------------------------------------------------------------
+# ---- the rows --------------------------------------------------------------------------------------------------------
 
 
 def _name_or_none(value: object) -> str:

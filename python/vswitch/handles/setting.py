@@ -31,7 +31,7 @@ def named(member: str, check: Callable[[Any], T], value: object) -> T:
         raise type(error)(f"{member}: {error}") from None
 
 
-# ---- raw properties of a handle ---------------------------------------------------------------------------------------------
+# ---- raw properties of a handle --------------------------------------------------------------------------------------
 
 # By the number of names: of a switch, of a port.
 _GET = {1: "VSDVS_GetGlobProp", 2: "VSDVS_GetPortProp"}
@@ -64,7 +64,7 @@ def _exists(names: Names) -> bool:
     return status_of("DVSQEL_PortFind", *names) == OK
 
 
-# ---- the descriptor -----------------------------------------------------------------------------------------------------------
+# ---- the descriptor --------------------------------------------------------------------------------------------------
 
 
 class SettingHandle(Protocol):
@@ -198,7 +198,7 @@ class VolatileView(_View):
     _answer = "is_volatile"
 
 
-# ---- ways ---------------------------------------------------------------------------------------------------------------------
+# ---- ways ------------------------------------------------------------------------------------------------------------
 
 
 def key_of(constant: str) -> str:

@@ -12,7 +12,7 @@ from typing import Any, ClassVar, Self, dataclass_transform
 from vswitch.enums._member import Bits, Number
 from vswitch.errors import BadParameter, DocumentError
 
-# ---- kinds of fields --------------------------------------------------------------------------------------------------
+# ---- kinds of fields -------------------------------------------------------------------------------------------------
 
 
 class Kind:
@@ -197,7 +197,7 @@ def of(kind: Kind, default: Any = dataclasses.MISSING) -> Any:
     return dataclasses.field(default=default, metadata={"kind": kind})
 
 
-# ---- values -----------------------------------------------------------------------------------------------------------
+# ---- values ----------------------------------------------------------------------------------------------------------
 
 _FIELDS: dict[type, tuple[tuple[str, Kind, Any], ...]] = {}
 _PUT: dict[type, tuple[Callable[[Any, Any], None], ...]] = {}
@@ -299,7 +299,7 @@ class Value:
         return cls(**given)
 
 
-# ---- native records -----------------------------------------------------------------------------------------------------
+# ---- native records --------------------------------------------------------------------------------------------------
 
 
 def pack(layout: struct.Struct, *values: Any) -> bytes:

@@ -271,7 +271,7 @@ class MacSummary(Value):
         return cls._made(*row)
 
 
-# ---- MAC management of a port: whether changes are allowed, and learning ----------------------------------------------------
+# ---- MAC management of a port: whether changes are allowed, and learning ---------------------------------------------
 
 
 def changes_of(data: bytes) -> bool:

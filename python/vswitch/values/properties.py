@@ -65,7 +65,7 @@ class ResourcePool(Value):
         return cls._made(*_POOL.unpack(exactly(data, _POOL.size, "qel_PortsetResPoolCfg")))
 
 
-# ---- what the bytes of a key mean -----------------------------------------------------------------------------------------
+# ---- what the bytes of a key mean ------------------------------------------------------------------------------------
 
 
 class Codec(NamedTuple):
@@ -158,7 +158,7 @@ def key_text(key: object) -> str:
     return _CONSTANTS.get(text, text)
 
 
-# ---- values in plain form ---------------------------------------------------------------------------------------------------
+# ---- values in plain form --------------------------------------------------------------------------------------------
 
 
 def data_to_json(data: bytes) -> str | dict[str, str]:
