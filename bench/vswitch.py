@@ -2,8 +2,8 @@
 
     PYTHONPATH=build/python python3 bench/vswitch.py [--json FILE] [--quick]
 
-The simulated host stands in a state file in a folder of its own (`--folder`, on a disk). Each figure has its goal beside it,
-where there is one, and ratios are of two measurements of one run; `missed` names the goals that are missed.
+The simulated host stands in a state file in a folder of its own (`--folder`, on a disk). Each figure has its goal
+beside it, where there is one, and ratios are of two measurements of one run; `missed` names the goals that are missed.
 """
 
 from __future__ import annotations
@@ -20,7 +20,8 @@ import time
 from collections.abc import Callable
 
 # The interpreter looks beside a script first, where this one has the name of what it measures.
-sys.path[:] = [place for place in sys.path if pathlib.Path(place or ".").resolve() != pathlib.Path(__file__).resolve().parent]
+HERE = pathlib.Path(__file__).resolve().parent
+sys.path[:] = [place for place in sys.path if pathlib.Path(place or ".").resolve() != HERE]
 
 RUNS = 7
 MILLI, MICRO = 1e3, 1e6
@@ -88,7 +89,8 @@ def reading(report: Report, quick: bool) -> None:
 
     call = median(timed(plain, times), runs) * MICRO
     setting = median(timed(lambda: port.vlan, times), runs) * MICRO
-    report.add("port.vlan over the plain call", setting - call, "us", 10, setting=setting, call=call, ratio=setting / call)
+    others = {"setting": setting, "call": call, "ratio": setting / call}
+    report.add("port.vlan over the plain call", setting - call, "us", 10, **others)
     mtu = median(timed(lambda: vswitch.Switch("workload").mtu, times), runs) * MICRO
     report.add("switch.mtu", mtu, "us")
 

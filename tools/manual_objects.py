@@ -20,8 +20,8 @@ def calls_page():
         "Calls and their places",
         "======================",
         "",
-        f"Where ``vswitch`` uses each of the library's {len(places)} calls: {len(used)} of them, and why the other {len(unused)}"
-        " are not needed. The same as data: ``vswitch.coverage()``.",
+        f"Where ``vswitch`` uses each of the library's {len(places)} calls: {len(used)} of them, and why the other"
+        f" {len(unused)} are not needed. The same as data: ``vswitch.coverage()``.",
         "",
         *table(("Call", "Place"), used, "``{}``"),
         "",

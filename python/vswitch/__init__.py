@@ -1,4 +1,5 @@
-"""Administer a host's virtual switches with objects: switches, ports, uplinks, their settings as values, errors that help.
+"""Administer a host's virtual switches with objects: switches, ports, uplinks, their settings as values, errors that
+help.
 
     import vswitch
 
@@ -60,9 +61,9 @@ _PLACES = {
     "coverage": "coverage",
     "enums": (
         "Constant EthernetFilterFlag LinkDuplex LinkState LoadBalance MacLimitPolicy MacType MirrorAction"
-        " MirrorEncapsulation MirrorEndType MirrorFlag MirrorType MirrorUplinkFilter MirrorWildcard MulticastMode Origin"
-        " PortFlag PortType PrivateVlanType PropertyKey PropertyKind RcfType RuntimeOption SaveRestoreMode Scope"
-        " SecurityFlag SourceFilterMode Status SwitchStatus SwitchVersion TeamCriterion TeamFlag VlanFlag constants"
+        " MirrorEncapsulation MirrorEndType MirrorFlag MirrorType MirrorUplinkFilter MirrorWildcard MulticastMode"
+        " Origin PortFlag PortType PrivateVlanType PropertyKey PropertyKind RcfType RuntimeOption SaveRestoreMode"
+        " Scope SecurityFlag SourceFilterMode Status SwitchStatus SwitchVersion TeamCriterion TeamFlag VlanFlag constants"
     ),
     "desired.apply": "ApplyResult Confirmation",
     "desired.plan": "Operation Plan",

@@ -38,7 +38,9 @@ class Observer(Protocol):
     """Sees each call that is over: its arguments as passed, its status (None without one and after an abort), its
     result (the exception after an abort), the seconds that it took."""
 
-    def __call__(self, name: str, arguments: tuple[Any, ...], status: int | None, result: Any, seconds: float) -> None: ...
+    def __call__(
+        self, name: str, arguments: tuple[Any, ...], status: int | None, result: Any, seconds: float
+    ) -> None: ...
 
 
 _observers: tuple[Observer, ...] = ()
@@ -100,7 +102,8 @@ class Data:
 
 
 class Queried:
-    """A request that a call reads and answers in, released at the end of a `with` block. `value` is what errors show."""
+    """A request that a call reads and answers in, released at the end of a `with` block. `value` is what errors
+    show."""
 
     __slots__ = ("_release", "native", "this", "value")
 
@@ -180,7 +183,8 @@ def _watched(name: str, function: Callable[..., Any], has_status: bool, argument
 
 
 def status_of(name: str, *arguments: Any) -> int:
-    """The status of a call without outputs, of which a failure is an answer: nothing is raised, and no hint is asked for."""
+    """The status of a call without outputs, of which a failure is an answer: nothing is raised, and no hint is asked
+    for."""
     with _without_hints():
         try:
             call(name, *arguments)
@@ -334,7 +338,8 @@ def _failure(name: str, arguments: tuple[Any, ...], status: int) -> Error:
 
 
 def _refused(name: str, arguments: tuple[Any, ...], error: Exception) -> Error:
-    """What does not reach the library: a number or a text for which the argument has no room. Types were checked before."""
+    """What does not reach the library: a number or a text for which the argument has no room. Types were checked
+    before."""
     known = inputs(name, arguments)
     status = "QEL_BAD_PARAM" if isinstance(error, OverflowError) else "QEL_NAME_TOO_LONG"
     hint = limit(name, status, known) or str(error)

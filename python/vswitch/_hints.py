@@ -1,4 +1,5 @@
-"""What a failure's hint says: what is missing, there already, in use, or beyond a limit; asked of the host afterwards."""
+"""What a failure's hint says: what is missing, there already, in use, or beyond a limit; asked of the host
+afterwards."""
 
 from __future__ import annotations
 
@@ -234,7 +235,7 @@ def _exists(name: str, known: Known) -> str:
     if name in ("VSDVS_AddDVPort", "VSDVS_AddOpaqueDVPort", "DVSQEL_PortAdd"):
         if _there("DVSQEL_PortFind", alias, port):
             return f"port {port!r} exists on switch {alias!r}"
-        return f"another port of switch {alias!r} has the external identifier {known.get('external_id', 'of the image')!r}"
+        return f"another port of switch {alias!r} has the external identifier"
     if name == "VSDVS_AddSwitchUplinkPort":
         return f"uplink {known['uplink']!r} exists on switch {alias!r}"
     if name == "VSDVS_SetSwitchUplinkPorts":

@@ -186,8 +186,8 @@ def port_number(alias: str, port: str) -> int:
 
 
 def identifiers(alias: str, numbers: Iterable[int]) -> dict[int, str]:
-    """Identifiers of ports by their numbers; numbers that no port has are left out. Ports are listed by their numbers, so
-    each number is found by halving, with the numbers that are known already."""
+    """Identifiers of ports by their numbers; numbers that no port has are left out. Ports are listed by their numbers,
+    so each number is found by halving, with the numbers that are known already."""
     wanted = sorted(set(numbers))
     if not wanted:
         return {}

@@ -159,7 +159,8 @@ _NOT_USED = {
 
 
 def coverage() -> dict[str, str]:
-    """For each of the library's calls where this package uses it, such as "Switch.mtu", or "not used: " and the reason."""
+    """For each of the library's calls where this package uses it, such as "Switch.mtu", or "not used: " and the
+    reason."""
     places = {call: place for place, calls in _PLACES.items() for call in calls.split()}
     reasons = {call: f"not used: {reason}" for reason, calls in _NOT_USED.items() for call in calls.split()}
     return dict(sorted({**places, **reasons}.items()))

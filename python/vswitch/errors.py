@@ -46,7 +46,8 @@ class Error(VSwitchError):
 
     `status`: the library's status. `name`: its constant such as "QEL_NOT_FOUND", None for an unknown one. `call`: the
     library call that returned it, empty where this package refused by itself. `arguments`: the call's inputs by name.
-    `hint`: what is wrong in words, empty if that is not known. `path`: the place in a desired-state document, else None.
+    `hint`: what is wrong in words, empty if that is not known. `path`: the place in a desired-state document, else
+    None.
     """
 
     statuses: ClassVar[tuple[str, ...]] = ("FAILURE",)

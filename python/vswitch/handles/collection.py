@@ -1,4 +1,5 @@
-"""Collections: mappings from names to handles or values that ask the host at each use. And what handles have in common."""
+"""Collections: mappings from names to handles or values that ask the host at each use. And what handles have in
+common."""
 
 from __future__ import annotations
 

@@ -74,7 +74,8 @@ class Host(WithSettings):
         self._names = ()
 
     mac_learning = _HostSetting(
-        "MAC learning of the switches without settings of their own: a HostMacLearning, kept over a boot. It has no `del`"
+        "MAC learning of the switches without settings of their own: a HostMacLearning, kept over a boot. It"
+        " has no `del`"
         " (NotSupported). BadParameter, LimitExceeded.",
         "",
         one_of(HostMacLearning),
@@ -133,16 +134,16 @@ class Host(WithSettings):
     def save_restore(
         self, *switches: Any, dual_load: bool = False, max_outage: int = 0, enhanced: bool = False
     ) -> SaveRestore:
-        """Steps of save and restore for some switches (Switch, or aliases). `dual_load`: both versions are loaded at once.
-        `max_outage`: milliseconds, 0 for any. `enhanced`: switches of the versions QBR_*."""
+        """Steps of save and restore for some switches (Switch, or aliases). `dual_load`: both versions are loaded at
+        once. `max_outage`: milliseconds, 0 for any. `enhanced`: switches of the versions QBR_*."""
         names = tuple(alias_of(switch) for switch in switches)
         return SaveRestore(names, dual_load=dual_load, max_outage=max_outage, enhanced=enhanced)
 
-    # ---- desired state ----------------------------------------------------------------------------------------------------
+    # ---- desired state -----------------------------------------------------------------------------------------------
 
     def export(self, *, observed: bool = False, only: Iterable[str] | None = None) -> dict[str, Any]:
-        """What is stored, as a desired-state document: of the switches with the aliases `only` (NotFound), or of all and
-        the host itself. `observed`: with what runs, which plans ignore."""
+        """What is stored, as a desired-state document: of the switches with the aliases `only` (NotFound), or of all
+        and the host itself. `observed`: with what runs, which plans ignore."""
         made: dict[str, Any] = _desired("export").export(observed=observed, only=only)
         return made
 
@@ -160,14 +161,14 @@ class Host(WithSettings):
         return found
 
     def confirm(self, id: str | None = None) -> ApplyResult:  # noqa: A002 - the name in the journal
-        """Keeps the changes that wait to be confirmed. NotFound if none do, or not those of `id`; TimedOut once they are
-        being reverted."""
+        """Keeps the changes that wait to be confirmed. NotFound if none do, or not those of `id`; TimedOut once they
+        are being reverted."""
         result: ApplyResult = _desired("apply").confirm(id)
         return result
 
     def revert(self, id: str | None = None) -> ApplyResult:  # noqa: A002 - the name in the journal
-        """Takes the changes back that wait to be confirmed, or that an interrupted apply left. NotFound if there are none,
-        or not those of `id`; ApplyError with what could not be taken back."""
+        """Takes the changes back that wait to be confirmed, or that an interrupted apply left. NotFound if there are
+        none, or not those of `id`; ApplyError with what could not be taken back."""
         result: ApplyResult = _desired("apply").revert(id)
         return result
 
@@ -182,9 +183,9 @@ class Host(WithSettings):
     def wait_until(
         self, condition: str | Callable[[Host], Any], *, timeout: float = 30.0, interval: float = 0.2
     ) -> Any:
-        """Waits for a condition: a callable of the host, whose first true result is returned, or a text `PATH OP [VALUE]`
-        such as "switches/lab/observed/uplinks/nic4/link == up", for which the value at the path is. TimedOut after
-        `timeout` seconds, ValueError for a text that is no condition."""
+        """Waits for a condition: a callable of the host, whose first true result is returned, or a text `PATH OP
+        [VALUE]` such as "switches/lab/observed/uplinks/nic4/link == up", for which the value at the path is. TimedOut
+        after `timeout` seconds, ValueError for a text that is no condition."""
         return import_module("vswitch.watch").wait_until(self, condition, timeout, interval)
 
     def topology(self, *, observed: bool = True) -> Topology:

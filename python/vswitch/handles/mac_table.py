@@ -114,8 +114,8 @@ class PortMacTable(MacTable):
         type: MacType | int = MacType.USER,  # noqa: A002 - the field's name
         missing_ok: bool = False,
     ) -> bool:
-        """Removes an address that was added by hand (`type` LEARNED: one that was learned; ALL: both); returns whether there
-        was one. NotFound, BadParameter."""
+        """Removes an address that was added by hand (`type` LEARNED: one that was learned; ALL: both); returns whether
+        there was one. NotFound, BadParameter."""
         named("missing_ok", truth, missing_ok)
         kind = int(named("type", _TYPE.accept, type))
         try:

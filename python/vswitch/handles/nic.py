@@ -31,7 +31,8 @@ def _running() -> dict[str, list[tuple[str, int]]]:
 
 
 class Nic(Handle):
-    """A physical NIC behind an uplink port of a connected switch. All uses raise NotFound where there is no such NIC."""
+    """A physical NIC behind an uplink port of a connected switch. All uses raise NotFound where there is no such
+    NIC."""
 
     __slots__ = ()
 

@@ -39,10 +39,12 @@ class _Shown:
 
 
 class RuntimeOptions(Mapping[str, "int | str"]):
-    """The options of all switches of the host, in effect until the next boot: `host.runtime_options["IGMPVersion"] = 2`.
+    """The options of all switches of the host, in effect until the next boot: `host.runtime_options["IGMPVersion"] =
+    2`.
 
-    Keys are the names of the 18 options, or members of RuntimeOption. Values are ints (a bool counts as 0 or 1), texts for
-    the two addresses of routers. A wrong name raises KeyError, a value out of range BadParameter. There is no `del`.
+    Keys are the names of the 18 options, or members of RuntimeOption. Values are ints (a bool counts as 0 or 1), texts
+    for the two addresses of routers. A wrong name raises KeyError, a value out of range BadParameter. There is no
+    `del`.
     """
 
     __slots__ = ()

@@ -47,8 +47,8 @@ def static_entries(name: str, alias: str, *names: str) -> tuple[StaticEntry, ...
 
 
 class Port(PortSettings):
-    """A port of a switch. Its settings are read, written and deleted as attributes; beside them stand the views `origin`,
-    `stored` and `is_volatile`. All uses raise NotFound where the switch has no such port."""
+    """A port of a switch. Its settings are read, written and deleted as attributes; beside them stand the views
+    `origin`, `stored` and `is_volatile`. All uses raise NotFound where the switch has no such port."""
 
     __slots__ = ()
 
@@ -117,8 +117,8 @@ class Port(PortSettings):
 
     @property
     def uplink_hint(self) -> str | None:
-        """The NIC (or the uplink port without one) that teaming chooses for it now; None where none is fit. BadParameter
-        for an uplink port."""
+        """The NIC (or the uplink port without one) that teaming chooses for it now; None where none is fit.
+        BadParameter for an uplink port."""
         try:
             found = fill("qel_Name", "VSQEL_PortGetTeamUplinkHint", self.number)
         except Error as error:
@@ -192,8 +192,8 @@ class Port(PortSettings):
         return take(read, "VSQEL_GetMcastFilterStats", self._names[0], self.number, int(mode), packed)
 
     def image(self, *, persistent: bool = False, version: int = 0) -> StateImage:
-        """Its state as an image. `persistent`: of persistent values only; then `version` is the earliest version of a switch
-        that may take it (0: that of its switch), else ValueError."""
+        """Its state as an image. `persistent`: of persistent values only; then `version` is the earliest version of a
+        switch that may take it (0: that of its switch), else ValueError."""
         version = named("version", whole_number, version)
         if named("persistent", truth, persistent):
             return StateImage(take_bytes("DVSQEL_PersistentPortStateGet", *self._names, version))
@@ -246,9 +246,10 @@ class Ports(Collection[Port]):
     ) -> Port:
         """Makes a port without a client and returns it.
 
-        `id`: 1 to 47 bytes. At most one of `connect_id`, `external_id` (1 to 127 bytes) and `image` (of a port, or a list of
-        properties), else ValueError. `exist_ok`: a port that is there is returned unchanged. A port that was removed while
-        its client was connected is made a port again. AlreadyExists, LimitExceeded, BadParameter, BadImage.
+        `id`: 1 to 47 bytes. At most one of `connect_id`, `external_id` (1 to 127 bytes) and `image` (of a port, or a
+        list of properties), else ValueError. `exist_ok`: a port that is there is returned unchanged. A port that was
+        removed while its client was connected is made a port again. AlreadyExists, LimitExceeded, BadParameter,
+        BadImage.
         """
         port = Port(self._switch, id)
         connect_id = named("connect_id", whole_number, connect_id)
@@ -298,8 +299,8 @@ class Ports(Collection[Port]):
         force: bool = False,
         missing_ok: bool = False,
     ) -> bool:
-        """Removes a port and its properties; returns whether there was one. Busy for one with a client; with `force` that
-        becomes a zombie, which is no port any more and goes at the next boot. NotFound."""
+        """Removes a port and its properties; returns whether there was one. Busy for one with a client; with `force`
+        that becomes a zombie, which is no port any more and goes at the next boot. NotFound."""
         names = (self._switch.alias, text("id", id))
         force, missing_ok = named("force", truth, force), named("missing_ok", truth, missing_ok)
         try:

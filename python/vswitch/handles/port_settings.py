@@ -169,7 +169,8 @@ class PortSettings(WithSettings):
     __slots__ = ()
 
     vlan = Setting[VlanPolicy, "VlanPolicy | int"](
-        "VLANs: a VlanPolicy, or the number of an access VLAN (0 to 4094). BadParameter; NotFound for a secondary VLAN that"
+        "VLANs: a VlanPolicy, or the number of an access VLAN (0 to 4094). BadParameter; NotFound for a"
+        " secondary VLAN that"
         " the switch does not have.",
         "VSPROP_PORT_VLAN VSPROP_PORT_PRIORITY",
         _vlan_policy,
@@ -209,7 +210,8 @@ class PortSettings(WithSettings):
         raw("QEL_HNQPROP_PORT_PTALLOWED"),
     )
     teaming = Setting[TeamingPolicy, TeamingPolicy](
-        "Which uplinks carry its traffic: a TeamingPolicy; inherits the switch's. NotFound for an uplink that the switch"
+        "Which uplinks carry its traffic: a TeamingPolicy; inherits the switch's. NotFound for an uplink"
+        " that the switch"
         " does not have, LimitExceeded, BadParameter.",
         "VSPROP_PORT_TEAMING_POLICY",
         one_of(TeamingPolicy),
@@ -286,7 +288,8 @@ class PortSettings(WithSettings):
         _SINK,
     )
     multicast = Setting["tuple[str, ...]", Any](
-        "Multicast addresses that it receives besides those that its client has joined: MACs, at most 25, of any iterable."
+        "Multicast addresses that it receives besides those that its client has joined: MACs, at most 25, of"
+        " any iterable."
         " BadParameter, LimitExceeded, AlreadyExists for one that stands twice.",
         "VSPROP_PORT_USER_MCAST_ADDRESSES",
         MACS.accept,

@@ -53,8 +53,8 @@ def _owner(owner: str | None) -> str | None:
 class Properties(Mapping[str, PropertyValue]):
     """Properties that were written, by key: `switch.properties["org.example.rack"] = "B12"`.
 
-    A key is its text, the name of a constant ("VSPROP_MTU") or a PropertyKey. Iteration, `in` and `[]` are about what was
-    written; `effective(key)` gives defaults too. `p[key]` raises NotFound, which is also a KeyError.
+    A key is its text, the name of a constant ("VSPROP_MTU") or a PropertyKey. Iteration, `in` and `[]` are about what
+    was written; `effective(key)` gives defaults too. `p[key]` raises NotFound, which is also a KeyError.
     """
 
     __slots__ = ("_names", "_scope")
@@ -100,8 +100,8 @@ class Properties(Mapping[str, PropertyValue]):
     def get(
         self, key: str, default: Any = None, *, owner: str | None = None, stored: bool = False
     ) -> Any:
-        """The property of a key, `default` where none was written, or where another than `owner` has written it. `stored`:
-        the persistent value in place of the one in effect."""
+        """The property of a key, `default` where none was written, or where another than `owner` has written it.
+        `stored`: the persistent value in place of the one in effect."""
         name = named("key", key_text, key)
         owner, stored = _owner(owner), named("stored", truth, stored)
         written = self._written().get(name)
@@ -154,10 +154,10 @@ class Properties(Mapping[str, PropertyValue]):
     ) -> None:
         """Writes a property.
 
-        `value`: bytes, a text (UTF-8, without terminator), a bool (1 byte), an int (little-endian, of `size` 1, 2, 4 or 8
-        bytes; 4), a PropertyValue, or a value with a native form. `owner`: who becomes its owner, 1 to 127 bytes.
-        `volatile`: the value is lost at the next boot, and the persistent one stays. `kinds`: what it is for; without an
-        owner. `runtime`: it describes the running state; of the host scope only. BadParameter for a value that the
+        `value`: bytes, a text (UTF-8, without terminator), a bool (1 byte), an int (little-endian, of `size` 1, 2, 4 or
+        8 bytes; 4), a PropertyValue, or a value with a native form. `owner`: who becomes its owner, 1 to 127 bytes.
+        `volatile`: the value is lost at the next boot, and the persistent one stays. `kinds`: what it is for; without
+        an owner. `runtime`: it describes the running state; of the host scope only. BadParameter for a value that the
         property cannot have, PermissionDenied for another's, ReadOnly.
         """
         name, owner = named("key", key_text, key), _owner(owner)

@@ -27,8 +27,9 @@ def _portset(alias: str) -> str:
 class SaveRestore:
     """Steps of save and restore for some switches, all of them or none in each step.
 
-    Each step is a method that returns the object itself. At the end of a `with` block `complete()` is called if a step was
-    made and it is not complete. `outage`, after `restore_complete`: the longest outage of the switches in milliseconds.
+    Each step is a method that returns the object itself. At the end of a `with` block `complete()` is called if a step
+    was made and it is not complete. `outage`, after `restore_complete`: the longest outage of the switches in
+    milliseconds.
     """
 
     __slots__ = ("_begun", "_dual_load", "_enhanced", "_max_outage", "_names", "outage")
@@ -116,7 +117,8 @@ class SaveRestore:
         return self._step(_M.COMPLETE)
 
     def toggle_global(self) -> Self:
-        """Saves the runtime options and the MAC learning of the host the first time, brings them back the second time."""
+        """Saves the runtime options and the MAC learning of the host the first time, brings them back the second
+        time."""
         self._run(_M.GLOBALCONFIG_SAVERESTORE, empty=not self._names)
         return self
 
@@ -129,8 +131,8 @@ class SaveRestore:
         return self._run(_M.CSWITCH_OP)[0]
 
     def modules(self, switch: Any, *ids: int, replaced: bool = False) -> ModuleSteps:
-        """The steps of modules of one switch (a Switch or its alias) that is in save and restore. `replaced`: they are the
-        modules that are replaced."""
+        """The steps of modules of one switch (a Switch or its alias) that is in save and restore. `replaced`: they are
+        the modules that are replaced."""
         return ModuleSteps(alias_of(switch), ids, dual_load=self._dual_load, replaced=replaced)
 
     def __enter__(self) -> Self:

@@ -1,4 +1,5 @@
-"""Settings: properties of a handle that are read, written and deleted, and the three views on where a value comes from."""
+"""Settings: properties of a handle that are read, written and deleted, and the three views on where a value comes
+from."""
 
 from __future__ import annotations
 
@@ -106,8 +107,8 @@ class Setting(Generic[T, W]):
         inherits: str = "",
         else_origin: Origin = Origin.DEFAULT,
     ) -> None:
-        """`keys`: constants of its properties. `accept`: makes the value of what is written (TypeError). `inherits`: the
-        constant of the switch's property whose value a port has without its own. `else_origin`: whose value it is
+        """`keys`: constants of its properties. `accept`: makes the value of what is written (TypeError). `inherits`:
+        the constant of the switch's property whose value a port has without its own. `else_origin`: whose value it is
         where nothing is written."""
         self.__doc__ = doc
         self.keys = tuple(str(getattr(libvswitch, key)) for key in keys.split())

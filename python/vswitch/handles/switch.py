@@ -32,9 +32,9 @@ _VERSION = number_of(SwitchVersion)
 
 
 class Switch(SwitchSettings):
-    """A switch. Its settings are read, written and deleted as attributes; beside them stand the views `origin`, `stored` and
-    `is_volatile`. All uses raise NotFound where there is no such switch; what tells its running state raises WrongState
-    where it has no port set."""
+    """A switch. Its settings are read, written and deleted as attributes; beside them stand the views `origin`,
+    `stored` and `is_volatile`. All uses raise NotFound where there is no such switch; what tells its running state
+    raises WrongState where it has no port set."""
 
     __slots__ = ()
 

@@ -49,7 +49,8 @@ class SwitchSettings(WithSettings):
         number("VSPROP_MTU", "VSDVS_GetMTU", "VSDVS_SetMTU", cell="qel_uint32 *"),
     )
     teaming = Setting[TeamingPolicy, TeamingPolicy](
-        "Which uplinks carry the traffic of ports without a policy of their own: a TeamingPolicy. NotFound for an uplink that"
+        "Which uplinks carry the traffic of ports without a policy of their own: a TeamingPolicy. NotFound"
+        " for an uplink that"
         " the switch does not have, LimitExceeded, BadParameter.",
         "VSPROP_SWITCH_TEAMING",
         one_of(TeamingPolicy),
@@ -63,7 +64,8 @@ class SwitchSettings(WithSettings):
         ),
     )
     mac_learning = Setting[SwitchMacLearning, SwitchMacLearning](
-        "How MAC addresses are learned: a SwitchMacLearning; without one those of the host. BadParameter, LimitExceeded.",
+        "How MAC addresses are learned: a SwitchMacLearning; without one those of the host. BadParameter,"
+        " LimitExceeded.",
         "VSPROP_SWITCH_MAC_LEARNING",
         one_of(SwitchMacLearning),
         record(
@@ -101,7 +103,8 @@ class SwitchSettings(WithSettings):
         else_origin=Origin.HOST,
     )
     private_vlans = Setting["tuple[PrivateVlan, ...]", Any](
-        "Its private VLANs: PrivateVlan values of any iterable. BadParameter, AlreadyExists, LimitExceeded; Busy where a port is"
+        "Its private VLANs: PrivateVlan values of any iterable. BadParameter, AlreadyExists, LimitExceeded;"
+        " Busy where a port is"
         " in a secondary VLAN that would go.",
         "VSPROP_PVLAN_MAP",
         lambda given: several(given, one_of(PrivateVlan)),
@@ -116,7 +119,8 @@ class SwitchSettings(WithSettings):
         ),
     )
     multicast = Setting["tuple[str, ...]", Any](
-        "Multicast addresses that its ports receive besides those that clients have joined: MACs, at most 25, of any iterable."
+        "Multicast addresses that its ports receive besides those that clients have joined: MACs, at most"
+        " 25, of any iterable."
         " BadParameter, LimitExceeded, AlreadyExists for one that stands twice.",
         "VSPROP_USER_MCAST_ADDRESSES",
         MACS.accept,

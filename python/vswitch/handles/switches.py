@@ -53,12 +53,12 @@ class Switches(Collection[Switch]):
     ) -> Switch:
         """Makes a switch and returns it.
 
-        `alias`: 1 to 80 bytes. `id`: 1 to 63 bytes; None: made of the alias, always the same. `class_name`: empty for the
-        usual one. `max_ports`: 1 to 8192, 0 for the usual number. `persistent`: it outlives a boot. `mtu`: 1280 to 9000 bytes,
-        0 for the default. `version`: 0 for the latest. `flags`: kept and reported. `connected`: with a port set; without
-        one `class_name`, `persistent`, `mtu` and `flags` keep their defaults (ValueError). `exist_ok`: a switch that is
-        there is returned unchanged, unless its identifier is not `id`. AlreadyExists, BadParameter, LimitExceeded,
-        NotSupported, NotFound for another class.
+        `alias`: 1 to 80 bytes. `id`: 1 to 63 bytes; None: made of the alias, always the same. `class_name`: empty for
+        the usual one. `max_ports`: 1 to 8192, 0 for the usual number. `persistent`: it outlives a boot. `mtu`: 1280 to
+        9000 bytes, 0 for the default. `version`: 0 for the latest. `flags`: kept and reported. `connected`: with a port
+        set; without one `class_name`, `persistent`, `mtu` and `flags` keep their defaults (ValueError). `exist_ok`: a
+        switch that is there is returned unchanged, unless its identifier is not `id`. AlreadyExists, BadParameter,
+        LimitExceeded, NotSupported, NotFound for another class.
         """
         switch = Switch(alias)
         name = text("id", id) if id is not None else made_identifier(alias)
@@ -90,8 +90,8 @@ class Switches(Collection[Switch]):
         return switch
 
     def remove(self, alias: str, *, missing_ok: bool = False) -> bool:
-        """Removes a switch with its ports and properties; returns whether there was one. Busy where a port has a client.
-        NotFound."""
+        """Removes a switch with its ports and properties; returns whether there was one. Busy where a port has a
+        client. NotFound."""
         switch = Switch(alias)
         missing_ok = named("missing_ok", truth, missing_ok)
         try:

@@ -33,8 +33,8 @@ class TeamingPolicies(Collection[NamedTeaming]):
 
     @property
     def in_force(self) -> tuple[NamedTeaming, ...]:
-        """What the running switch works with: the policies without uplinks that it does not have. WrongState where it has
-        no port set."""
+        """What the running switch works with: the policies without uplinks that it does not have. WrongState where it
+        has no port set."""
         return take(table_of, "VSQEL_GetLSTeamingPolicyTable", self._alias)
 
     def create(self, policy: NamedTeaming, *, exist_ok: bool = False) -> NamedTeaming:
@@ -50,7 +50,8 @@ class TeamingPolicies(Collection[NamedTeaming]):
         return policy
 
     def remove(self, name: str, *, missing_ok: bool = False) -> bool:
-        """Removes a policy; returns whether there was one. Ports keep their choice, which is not in force then. NotFound."""
+        """Removes a policy; returns whether there was one. Ports keep their choice, which is not in force then.
+        NotFound."""
         there = self._all()
         if there.pop(text("name", name), None) is None:
             if named("missing_ok", truth, missing_ok):

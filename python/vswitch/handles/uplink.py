@@ -26,8 +26,8 @@ _STATE = number_of(LinkState)
 
 
 class Uplink(Handle):
-    """An uplink port of a switch: a port whose client is the way out. All uses raise NotFound where the switch has no such
-    uplink."""
+    """An uplink port of a switch: a port whose client is the way out. All uses raise NotFound where the switch has no
+    such uplink."""
 
     __slots__ = ()
 
@@ -169,8 +169,8 @@ class Uplinks(Collection[Uplink]):
         return uplink
 
     def remove(self, name: str, *, missing_ok: bool = False) -> bool:
-        """Removes an uplink port, and the port that was made for it; returns whether there was one. Busy where a teaming
-        policy names it. NotFound."""
+        """Removes an uplink port, and the port that was made for it; returns whether there was one. Busy where a
+        teaming policy names it. NotFound."""
         names = (self._switch.alias, text("name", name))
         try:
             call("VSDVS_RemoveSwitchUplinkPort", *names)
@@ -181,9 +181,9 @@ class Uplinks(Collection[Uplink]):
         return True
 
     def set(self, names: Iterable[str | tuple[str, str]]) -> None:
-        """Replaces all, in this order: names, or pairs of a name and the identifier of its port. An uplink port that stays
-        keeps its port. Busy where a policy names one that would go, or a NIC is elsewhere; AlreadyExists for a name twice;
-        LimitExceeded."""
+        """Replaces all, in this order: names, or pairs of a name and the identifier of its port. An uplink port that
+        stays keeps its port. Busy where a policy names one that would go, or a NIC is elsewhere; AlreadyExists for a
+        name twice; LimitExceeded."""
         pairs = named("names", lambda given: several(given, _pair), names)
         listed = [name for name, _ in pairs]
         ids = [id for _, id in pairs]

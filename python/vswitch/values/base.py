@@ -77,7 +77,8 @@ def mac(value: object) -> str:
 
 
 def ip(value: object) -> str:
-    """An IPv4 or IPv6 address as RFC 5952 writes it. TypeError for what is no text, ValueError for what is no address."""
+    """An IPv4 or IPv6 address as RFC 5952 writes it. TypeError for what is no text, ValueError for what is no
+    address."""
     text = plain_text(value)
     try:
         if "%" in text:
@@ -89,7 +90,7 @@ def ip(value: object) -> str:
 
 
 def _ip_text(address: ipaddress.IPv4Address | ipaddress.IPv6Address) -> str:
-    mapped = address.ipv4_mapped if isinstance(address, ipaddress.IPv6Address) else None
+    mapped = getattr(address, "ipv4_mapped", None)
     return str(address) if mapped is None else f"::ffff:{mapped}"
 
 
@@ -99,8 +100,7 @@ def prefix(value: object) -> str:
     address, slash, length = text.partition("/")
     kept = ip(address)
     most = 128 if ":" in kept else 32
-    if not slash:
-        return f"{kept}/{most}"
+    length = length if slash else str(most)
     if not (length.isascii() and length.isdecimal()) or int(length) > most:
         raise ValueError(f"not an IP prefix: {text!r}")
     return f"{kept}/{int(length)}"
@@ -177,7 +177,10 @@ def value_of(cls: type[Value], from_other: Callable[[Any], Any] = lambda value: 
             raise wrong_type(f"a {cls.__name__}", value)
         return made
 
-    return Kind(accept, lambda value: value.to_dict(), lambda data: cls.from_dict(data) if isinstance(data, Mapping) else data)
+    def from_json(data: Any) -> Any:
+        return cls.from_dict(data) if isinstance(data, Mapping) else data
+
+    return Kind(accept, cls.to_dict, from_json)
 
 
 INT = Kind(whole_number)

@@ -33,8 +33,8 @@ _NAME = 32
 
 @value
 class PortStatus(Value):
-    """The state of a port: `flags`; `no_passthrough_reason`: bits that say why frames do not bypass the switch; `number` of
-    the port; `client`: its name, empty without one."""
+    """The state of a port: `flags`; `no_passthrough_reason`: bits that say why frames do not bypass the switch;
+    `number` of the port; `client`: its name, empty without one."""
 
     flags: PortFlag = of(bits_of(PortFlag))
     no_passthrough_reason: int = of(INT)

@@ -51,7 +51,8 @@ MOST_AGING = 1 << 24
 @value
 class MacLearning(Value):
     """Whether the switch learns the addresses behind a port. `learning`; `flooding`: frames to addresses that are not
-    known go to the port; `limit`: how many addresses (at most 4096); `at_limit`: what happens to frames of further ones."""
+    known go to the port; `limit`: how many addresses (at most 4096); `at_limit`: what happens to frames of further
+    ones."""
 
     learning: bool = of(BOOL, False)
     flooding: bool = of(BOOL, False)
@@ -92,8 +93,8 @@ class SwitchMacLearning(Value):
 @value
 class HostMacLearning(Value):
     """MAC learning of the switches without settings of their own. `aging_time` (seconds, 0: never), `limit`: as in
-    SwitchMacLearning; `learn_static`: addresses that are static are learned too; `allow_static`: static addresses are in
-    the tables."""
+    SwitchMacLearning; `learn_static`: addresses that are static are learned too; `allow_static`: static addresses are
+    in the tables."""
 
     aging_time: int = of(INT, 600)
     limit: int = of(INT, 65536)
@@ -112,9 +113,9 @@ class HostMacLearning(Value):
 
 @value
 class MacEntry(Value):
-    """An entry of a MAC table. `mac`, `type`; `port`: identifier of the port, None if it went meanwhile; `number`: of the
-    port; `vlan`; `vni`: overlay network, 0 outside; `ages`: it is forgotten some time; `age`: seconds since the address
-    was seen; `moves`: how often it moved from port to port."""
+    """An entry of a MAC table. `mac`, `type`; `port`: identifier of the port, None if it went meanwhile; `number`: of
+    the port; `vlan`; `vni`: overlay network, 0 outside; `ages`: it is forgotten some time; `age`: seconds since the
+    address was seen; `moves`: how often it moved from port to port."""
 
     mac: str = of(MAC)
     type: MacType | int = of(number_of(MacType))
@@ -160,9 +161,9 @@ def entries_of(data: bytes, ports: Mapping[int, str]) -> tuple[MacEntry, ...]:
 
 @value
 class StaticEntry(Value):
-    """A static address of a switch. `mac`, `type`; `port`: identifier, None if it went meanwhile; `number`: of the port;
-    `vlans`: ranges of the VLANs that it is in; `vni`: overlay network, 0 outside; `trunk_vni`: it is in an overlay network
-    and its client tags its frames; `router`: the interface of a distributed router."""
+    """A static address of a switch. `mac`, `type`; `port`: identifier, None if it went meanwhile; `number`: of the
+    port; `vlans`: ranges of the VLANs that it is in; `vni`: overlay network, 0 outside; `trunk_vni`: it is in an
+    overlay network and its client tags its frames; `router`: the interface of a distributed router."""
 
     mac: str = of(MAC)
     type: MacType | int = of(number_of(MacType))

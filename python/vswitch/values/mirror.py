@@ -84,9 +84,9 @@ def _text_or_number(given: object) -> str | int:
 
 @value
 class MirrorEnd(Value):
-    """Where packets are copied from or to. `type` says what `value` is: the identifier of a port, the name of an uplink, a
-    VLAN, an IP address, the number of a port, a MAC address. `str(end)` and `MirrorEnd.of("port:monitor")` are the short
-    form: `port`, `uplink`, `vlan`, `ip`, `number` or `mac`, a colon, the value."""
+    """Where packets are copied from or to. `type` says what `value` is: the identifier of a port, the name of an
+    uplink, a VLAN, an IP address, the number of a port, a MAC address. `str(end)` and `MirrorEnd.of("port:monitor")`
+    are the short form: `port`, `uplink`, `vlan`, `ip`, `number` or `mac`, a colon, the value."""
 
     type: MirrorEndType | int = of(number_of(MirrorEndType))
     value: str | int = of(Kind(_text_or_number))
@@ -170,8 +170,9 @@ _PORTS = optional(SPAN)
 
 @value
 class MirrorRule(Value):
-    """Which packets a session copies: the first rule that fits decides. `action`; `protocol`: IP protocol number, None for
-    any; `source_ports`, `destination_ports`: ranges, None for any; `sources`, `destinations`: IP prefixes, `()` for any."""
+    """Which packets a session copies: the first rule that fits decides. `action`; `protocol`: IP protocol number, None
+    for any; `source_ports`, `destination_ports`: ranges, None for any; `sources`, `destinations`: IP prefixes, `()` for
+    any."""
 
     action: MirrorAction | int = of(number_of(MirrorAction), MirrorAction.MIRROR)
     protocol: int | None = of(OPTIONAL_INT, None)
@@ -230,7 +231,8 @@ class MirrorRule(Value):
 
     @classmethod
     def read(cls, record: bytes, prefixes: bytes, start: int | None = None) -> Self:
-        """The rule of a `DVMirrorFilterRule` and the prefixes of its table, from number `start` on (None: as it says)."""
+        """The rule of a `DVMirrorFilterRule` and the prefixes of its table, from number `start` on (None: as it
+        says)."""
         first, sources, destinations, protocol, has, *ports, action = RULE.unpack(record)
         texts = []
         first = first if start is None else start
@@ -257,13 +259,13 @@ def snap_length_of(given: object) -> int | None:
 class MirrorSession(Value):
     """Copies of packets: from where, to where, which and how.
 
-    `id` (1 to 31 bytes, unique on the switch), `name` (at most 80 bytes), `type`. `destinations`; `sources_in`: ends whose
-    packets into the switch are copied; `sources_out`: of packets out of it; all take texts like "port:monitor". `enabled`.
-    `flags` (without DISABLED, which is `enabled`: ValueError). `snap_length`: bytes to which copies are cut, None: whole.
-    `sampling`: one of so many packets, 0 and 1: all. `vlan` of copies that are encapsulated, `wildcards_in`,
-    `wildcards_out`, `uplink_filter`. `encapsulation`, `gre_key`, `erspan_id` (0 to 1023), `erspan_cos` (0 to 7),
-    `erspan_gra` (0 to 3) of copies that are sent to an address, `mirror_stack`: by the stack for mirroring. `rules`: which
-    packets are copied.
+    `id` (1 to 31 bytes, unique on the switch), `name` (at most 80 bytes), `type`. `destinations`; `sources_in`: ends
+    whose packets into the switch are copied; `sources_out`: of packets out of it; all take texts like "port:monitor".
+    `enabled`. `flags` (without DISABLED, which is `enabled`: ValueError). `snap_length`: bytes to which copies are cut,
+    None: whole. `sampling`: one of so many packets, 0 and 1: all. `vlan` of copies that are encapsulated,
+    `wildcards_in`, `wildcards_out`, `uplink_filter`. `encapsulation`, `gre_key`, `erspan_id` (0 to 1023), `erspan_cos`
+    (0 to 7), `erspan_gra` (0 to 3) of copies that are sent to an address, `mirror_stack`: by the stack for mirroring.
+    `rules`: which packets are copied.
     """
 
     id: str = of(TEXT)

@@ -33,9 +33,9 @@ MOST_IN_RECORD = 25
 
 @value
 class MulticastGroup(Value):
-    """A multicast group that the client of a port has joined. `address` (IP); `version` of IGMP or MLD; `mode` of the source
-    filter and its `sources` (IPs); `updated`: when it last changed, in microseconds since the epoch; `vni`: overlay
-    network, 0 outside."""
+    """A multicast group that the client of a port has joined. `address` (IP); `version` of IGMP or MLD; `mode` of the
+    source filter and its `sources` (IPs); `updated`: when it last changed, in microseconds since the epoch; `vni`:
+    overlay network, 0 outside."""
 
     address: str = of(IP)
     version: int = of(INT)

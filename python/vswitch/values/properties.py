@@ -9,7 +9,16 @@ from typing import Any, NamedTuple, Self
 
 import libvswitch
 
-from vswitch.enums import MulticastMode, PortType, PropertyKey, PropertyKind, RcfType, Scope, SwitchStatus, SwitchVersion
+from vswitch.enums import (
+    MulticastMode,
+    PortType,
+    PropertyKey,
+    PropertyKind,
+    RcfType,
+    Scope,
+    SwitchStatus,
+    SwitchVersion,
+)
 from vswitch.errors import BadParameter
 from vswitch.values.base import (
     BOOL,
@@ -146,7 +155,8 @@ _KEYS: dict[str, Codec] = {
 # By the text of the key.
 CODECS: dict[str, Codec] = {getattr(libvswitch, name): codec for name, codec in _KEYS.items()}
 # Keys by the names of their constants.
-_CONSTANTS = {name: getattr(libvswitch, name) for name in (*PropertyKey.__members__, "QEL_HNQPORT_FORWARD_NOT_READY_BLOCK")}
+_NAMES = (*PropertyKey.__members__, "QEL_HNQPORT_FORWARD_NOT_READY_BLOCK")
+_CONSTANTS = {name: getattr(libvswitch, name) for name in _NAMES}
 
 
 def key_text(key: object) -> str:

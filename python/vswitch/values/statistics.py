@@ -18,8 +18,8 @@ _INFO = struct.Struct("<IHHII128s64sHQ")
 
 @value
 class Statistics(Value):
-    """Packets and bytes of a port: in, from the client into the switch, and out. Exceptions are packets that did not take
-    the fast path. `a - b` is what was counted between the two."""
+    """Packets and bytes of a port: in, from the client into the switch, and out. Exceptions are packets that did not
+    take the fast path. `a - b` is what was counted between the two."""
 
     packets_in_unicast: int = of(INT)
     bytes_in_unicast: int = of(INT)
@@ -95,8 +95,8 @@ class Announcements(Value):
 
 @value
 class ServicePort(Value):
-    """Packets of the service port of a switch: `sent`, of these by its own teaming policy (`sent_own_policy`) or by that of
-    the port they came from (`sent_source_policy`), `errors`; `received`, of these past the reverse path check
+    """Packets of the service port of a switch: `sent`, of these by its own teaming policy (`sent_own_policy`) or by
+    that of the port they came from (`sent_source_policy`), `errors`; `received`, of these past the reverse path check
     (`received_override`)."""
 
     sent: int = of(INT)

@@ -56,9 +56,9 @@ def _names(data: bytes, active: int, standby: int) -> tuple[tuple[str, ...], tup
 class TeamingPolicy(Value):
     """Which uplinks of a team carry the traffic of ports, and what makes one unfit.
 
-    `active`, `standby`: names of uplink ports in their order, at most 32 together (else ValueError). `load_balance`: how
-    one is chosen. `criteria`: what makes an uplink unfit. `flags`: how the team behaves. `percent_error`: the share of
-    errors that LINK_ERR allows (0 to 100). `full_duplex`, `speed` (Mbit/s): what LINK_DUPLEX and LINK_SPEED ask for.
+    `active`, `standby`: names of uplink ports in their order, at most 32 together (else ValueError). `load_balance`:
+    how one is chosen. `criteria`: what makes an uplink unfit. `flags`: how the team behaves. `percent_error`: the share
+    of errors that LINK_ERR allows (0 to 100). `full_duplex`, `speed` (Mbit/s): what LINK_DUPLEX and LINK_SPEED ask for.
     """
 
     active: tuple[str, ...] = of(NAMES, ())

@@ -41,9 +41,9 @@ class VlanPolicy(Value):
     """How a port uses VLANs.
 
     `id`: the access VLAN, 0 for none (0 to 4094; for a trunk also 4095). `priority`: the IEEE 802.1p priority that its
-    frames get (0 to 7), None: their own. `trunk`: ranges of VLANs whose tagged frames the client sends and receives, `()`
-    for all, None for no trunk. `private`: `id` is a secondary VLAN of the switch's private VLANs. ValueError for a private
-    trunk.
+    frames get (0 to 7), None: their own. `trunk`: ranges of VLANs whose tagged frames the client sends and receives,
+    `()` for all, None for no trunk. `private`: `id` is a secondary VLAN of the switch's private VLANs. ValueError for a
+    private trunk.
     """
 
     id: int = of(INT, 0)
@@ -100,7 +100,8 @@ class VlanPolicy(Value):
 
     @classmethod
     def from_bytes(cls, data: bytes, priority: int = 0) -> Self:
-        """The policy of a `VSPortVlanPolicy` with its ranges; `priority` is what the other property says. ValueError."""
+        """The policy of a `VSPortVlanPolicy` with its ranges; `priority` is what the other property says.
+        ValueError."""
         if len(data) < _POLICY.size:
             raise ValueError(f"a VSPortVlanPolicy has at least {_POLICY.size} bytes, not {len(data)}")
         flags, vlan, _, count = _POLICY.unpack_from(data)
@@ -114,8 +115,8 @@ class VlanPolicy(Value):
 
 @value
 class PrivateVlan(Value):
-    """An entry of a switch's private VLANs. `primary`, `secondary`: VLANs, 1 to 4094. `type`: whom ports in the secondary
-    VLAN reach; each primary VLAN has one entry of type PROMISC, whose secondary VLAN is itself."""
+    """An entry of a switch's private VLANs. `primary`, `secondary`: VLANs, 1 to 4094. `type`: whom ports in the
+    secondary VLAN reach; each primary VLAN has one entry of type PROMISC, whose secondary VLAN is itself."""
 
     primary: int = of(INT)
     secondary: int = of(INT)
