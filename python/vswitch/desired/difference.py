@@ -463,9 +463,9 @@ class SwitchChange:
     # ---- settings -------------------------------------------------------------------------------------------------------------------
 
     def _filled(self, setting: Setting, value: Any) -> Any:
-        """A teaming policy without uplinks has all of them."""
-        if isinstance(value, TeamingPolicy) and not value.active and not value.standby:
-            return value.replace(active=tuple(names(self.uplinks)))
+        """A teaming policy that says nothing of uplinks has all of them."""
+        if isinstance(value, settings.AllUplinks):
+            return value.policy.replace(active=tuple(names(self.uplinks)))
         return value
 
     def _settings(self) -> None:

@@ -52,7 +52,24 @@ _TEAM: dict[str, forms.Form] = {
     "criteria": forms.Flags(TeamCriterion),
     "flags": forms.Flags(TeamFlag),
 }
-TEAMING = forms.Record(TeamingPolicy, (), **_TEAM, percent_error=WHOLE, full_duplex=TRUTH, speed=WHOLE)
+
+
+class AllUplinks(NamedTuple):
+    """A teaming policy in which all uplinks are active, whichever there will be."""
+
+    policy: TeamingPolicy
+
+
+class _Teaming(forms.Record):
+    """A teaming policy. One that says nothing of uplinks has all of them; an empty list is none."""
+
+    def read(self, given: Any, path: str) -> Any:
+        policy = super().read(given, path)
+        silent = isinstance(given, dict) and "active" not in given and "standby" not in given
+        return AllUplinks(policy) if silent else policy
+
+
+TEAMING = _Teaming(TeamingPolicy, (), **_TEAM, percent_error=WHOLE, full_duplex=TRUTH, speed=WHOLE)
 VLAN = forms.Either(
     "a number or a mapping",
     forms.Converted(WHOLE, VlanPolicy),
@@ -472,6 +489,8 @@ def short(value: Any, name: str = "") -> Any:
         full = _without_defaults(value)
         del full["name" if isinstance(value, NamedTeaming) else "id"]
         return full
+    if isinstance(value, TeamingPolicy) and not value.active and not value.standby:
+        return {"active": [], **_without_defaults(value)}
     if isinstance(value, base.Value):
         return _without_defaults(value)
     if isinstance(value, tuple):
