@@ -42,6 +42,18 @@ foreach(source ${LAYER_SOURCES})
   install(FILES ${source} DESTINATION ${folder} COMPONENT module)
 endforeach()
 
+# The command `vswitch`, in the build folder and installed.
+function(make_command folder modules)
+  file(RELATIVE_PATH TO_PYTHON /bin /${modules})
+  configure_file(packaging/vswitch.in ${folder}/vswitch @ONLY FILE_PERMISSIONS OWNER_READ OWNER_WRITE OWNER_EXECUTE
+    GROUP_READ GROUP_EXECUTE WORLD_READ WORLD_EXECUTE)
+endfunction()
+make_command(${PROJECT_BINARY_DIR}/bin python)
+make_command(${PREPARED} ${VSWITCHPY_PYTHON_DIR})
+install(PROGRAMS ${PREPARED}/vswitch DESTINATION bin COMPONENT module)
+compress(packaging/vswitch.1)
+install(FILES ${PREPARED}/vswitch.1.gz DESTINATION share/man/man1 COMPONENT module)
+
 # ---- component `host`: the simulated host, its tool, and scripts to try on it ----------------------------
 
 install(TARGETS vswitch dvs tlklibs DESTINATION ${PRIVATE_HOST} COMPONENT host)
@@ -86,7 +98,8 @@ set(CPACK_DEBIAN_MODULE_PACKAGE_NAME vswitchpy)
 set(CPACK_DEBIAN_MODULE_PACKAGE_SECTION python)
 # dpkg-shlibdeps does not see that packed relative relocations need this C library.
 set(CPACK_DEBIAN_MODULE_PACKAGE_DEPENDS
-  "libc6 (>= 2.36), python3 (>= 3.${Python3_VERSION_MINOR}), python3 (<< 3.${NEXT_PYTHON}), python3-cbor2, python3-yaml")
+  "libc6 (>= 2.36), python3 (>= 3.${Python3_VERSION_MINOR}), python3 (<< 3.${NEXT_PYTHON}), python3-cbor2, python3-click, python3-rich, python3-yaml")
+set(CPACK_DEBIAN_MODULE_PACKAGE_RECOMMENDS "python3-prometheus-client, graphviz")
 set(CPACK_DEBIAN_MODULE_PACKAGE_SUGGESTS vswitchpy-host)
 set(CPACK_DEBIAN_MODULE_PACKAGE_CONTROL_EXTRA
   ${PROJECT_SOURCE_DIR}/packaging/postinst ${PROJECT_SOURCE_DIR}/packaging/prerm)

@@ -34,7 +34,7 @@ def _stored(function: Callable[..., Any], arguments: tuple[Any, ...]) -> Iterato
     try:
         yield held
     finally:
-        if held is not None and not _records.released(held):
+        if release and held is not None and not _records.released(held):
             release(held)
 
 

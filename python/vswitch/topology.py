@@ -55,6 +55,13 @@ class Topology:
         """All of it as plain data."""
         return {"nodes": [node.to_dict() for node in self.nodes], "edges": [edge.to_dict() for edge in self.edges]}
 
+    def only(self, alias: str) -> Topology:
+        """The picture of one switch with what is connected to it."""
+        mine = {node.id for node in self.nodes if node.id == f"switch:{alias}" or node.attributes.get("switch") == alias}
+        edges = tuple(edge for edge in self.edges if edge.source in mine)
+        kept = mine | {edge.target for edge in edges}
+        return Topology(tuple(node for node in self.nodes if node.id in kept), edges)
+
     def to_text(self) -> str:
         """A few lines for each switch."""
         lines: list[str] = []

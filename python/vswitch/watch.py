@@ -16,9 +16,8 @@ from vswitch.desired import export, settings
 from vswitch.desired.document import parse
 from vswitch.desired.forms import joined
 from vswitch.desired.plan import split
-from vswitch.desired.settings import short
 from vswitch.errors import DocumentError, NotFound, TimedOut
-from vswitch.values.base import Value
+from vswitch.paths import MISSING, find
 
 if TYPE_CHECKING:
     from vswitch.handles.host import Host
@@ -209,9 +208,6 @@ def _seconds(name: str, given: object) -> float:
 
 _OPERATORS = ("==", "!=", "<=", ">=", "<", ">", "contains", "exists", "absent")
 _CONDITION = re.compile(r"\s*(\S+)\s+(==|!=|<=|>=|<|>|contains|exists|absent)(?:\s+(.*?))?\s*", re.DOTALL)
-_MISSING = object()
-
-
 class Condition(NamedTuple):
     """A condition of the form `PATH OP [VALUE]`."""
 
@@ -222,8 +218,8 @@ class Condition(NamedTuple):
     def holds(self, found: Any) -> bool:
         """Whether it holds for what is at the path."""
         if self.operator in ("exists", "absent"):
-            return (found is not _MISSING) == (self.operator == "exists")
-        if found is _MISSING:
+            return (found is not MISSING) == (self.operator == "exists")
+        if found is MISSING:
             return self.operator == "!="
         if self.operator in ("==", "!="):
             return bool(found == self.value) == (self.operator == "==")
@@ -262,68 +258,6 @@ def condition(text: str) -> Condition:
         raise ValueError(f"not a condition: {text!r}; {error.reason}") from None
 
 
-def value_at(host: Host, path: str) -> Any:
-    """The value in effect at a path of a document, in the short form. NotFound where there is none."""
-    found = find(host, path)
-    if found is _MISSING:
-        raise NotFound(f"nothing at {path}")
-    return found
-
-
-def find(host: Host, path: str) -> Any:
-    """The same, with a mark of its own where there is none."""
-    parts = split(path.strip("/"))
-    try:
-        if len(parts) >= 2 and parts[0] == "switches":
-            switch = host.switches[parts[1]]
-            handle: Any = switch
-            rest = parts[2:]
-            table = settings.SWITCH
-            if len(rest) >= 2 and rest[0] in ("ports", "uplink_ports"):
-                handle = switch.ports[rest[1]] if rest[0] == "ports" else switch.uplinks[rest[1]].port
-                rest, table = rest[2:], settings.PORT
-            if rest and rest[0] in table:
-                return _within(getattr(handle, rest[0]), rest[1:])
-            if len(rest) > 2 and rest[0] in ("mirrors", "teaming_policies"):
-                return _within(getattr(handle, rest[0])[rest[1]], rest[2:])
-            wanted = export.export(observed="observed" in rest[:1] or not rest, only=[parts[1]])
-        elif parts[:1] == ["mac_learning"]:
-            return _within(host.mac_learning, parts[1:])
-        else:
-            wanted = export.export(observed=parts[:1] == [] or parts == ["switches"])
-    except NotFound:
-        return _MISSING
-    return step(wanted, parts)
-
-
-def _within(value: Any, parts: Sequence[str]) -> Any:
-    """What is at the rest of a path in a value: all of it in the short form, or one of its fields, also a default one."""
-    return step(value.to_dict(), parts) if parts and isinstance(value, Value) else step(short(value), parts)
-
-
-def step(found: Any, parts: Sequence[str]) -> Any:
-    """What is below a value by the names of a path. Elements of a list go by number, or by their `name`."""
-    for part in parts:
-        if isinstance(found, Mapping) and part in found:
-            found = found[part]
-        elif isinstance(found, (list, tuple)):
-            found = _element(found, part)
-        else:
-            return _MISSING
-        if found is _MISSING:
-            return _MISSING
-    return found
-
-
-def _element(found: Sequence[Any], part: str) -> Any:
-    for one in found:
-        if isinstance(one, Mapping) and one.get("name") == part:
-            return one
-    if part.isascii() and part.isdecimal() and int(part) < len(found):
-        return found[int(part)]
-    return _MISSING
-
-
 def wait_until(host: Host, wanted: str | Callable[[Host], Any], timeout: float, interval: float) -> Any:
     """See Host.wait_until."""
     pause, patience = _seconds("interval", interval), _seconds("timeout", timeout)
@@ -340,8 +274,8 @@ def wait_until(host: Host, wanted: str | Callable[[Host], Any], timeout: float, 
         else:
             found = find(host, asked.path)
             if asked.holds(found):
-                return None if found is _MISSING else found
-            hint = f"{asked.path} is {'absent' if found is _MISSING else _shown(found)}"
+                return None if found is MISSING else found
+            hint = f"{asked.path} is {'absent' if found is MISSING else _shown(found)}"
         left = end - time.monotonic()
         if left <= 0:
             raise TimedOut(hint)

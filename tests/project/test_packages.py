@@ -29,6 +29,8 @@ MODULE_FILES = {
     f"{PYTHON}/libvswitch/_records.{sysconfig.get_config_var('SOABI')}.so",
     *(f"{PYTHON}/{name}" for name in PACKAGES),
     f"{PYTHON}/vswitch/enums/families.json",
+    "bin/vswitch",
+    "share/man/man1/vswitch.1.gz",
     f"{DOC}/vswitchpy/changelog.gz",
     f"{DOC}/vswitchpy/copyright",
     "share/lintian/overrides/vswitchpy",
@@ -153,10 +155,10 @@ def test_a_package_has_exactly_its_files_and_they_belong_to_root(packages, name,
     modes = {path.split(" -> ")[0].removeprefix("./"): mode for mode, _, _, _, _, path in listing}
     assert {path for path in modes if not path.endswith("/")} == {f"usr/{path}" for path in expected}
     assert {owner for _, owner, *_ in listing} == {"root/root"}
-    executable = f"usr/{HOST}/bin/vswitch-host"
-    assert {path: mode for path, mode in modes.items() if mode[0] == "-" and mode != "-rw-r--r--"} == (
-        {executable: "-rwxr-xr-x"} if executable in modes else {}
-    )
+    executables = {f"usr/{HOST}/bin/vswitch-host", "usr/bin/vswitch"} & modes.keys()
+    assert {path: mode for path, mode in modes.items() if mode[0] == "-" and mode != "-rw-r--r--"} == {
+        path: "-rwxr-xr-x" for path in executables
+    }
     assert {mode for mode in modes.values() if mode[0] == "d"} == {"drwxr-xr-x"}
 
 
@@ -180,7 +182,8 @@ def test_what_the_packages_say_of_themselves(packages):
         assert fields["Version"] == version()
         assert fields["Architecture"] == output("dpkg", "--print-architecture").strip()
         assert fields["Maintainer"] == "vswitchpy developers <developers@vswitchpy.invalid>"
-        assert fields["Recommends"] == ""
+    assert module["Recommends"] == "python3-prometheus-client, graphviz"
+    assert host["Recommends"] == ""
         assert all(line.startswith(" ") for line in fields["Description"].splitlines()[1:])
     # A real host brings its own libraries: the simulated one is not to be installed with the module.
     assert module["Suggests"] == "vswitchpy-host"

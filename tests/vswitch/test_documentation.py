@@ -62,7 +62,7 @@ ROWS = [
     ["values"],
     ["handles"],
     ["desired"],
-    ["watch", "topology", "exporter", "coverage"],
+    ["paths", "watch", "topology", "exporter", "coverage"],
     ["cli", "__main__", "testing"],
 ]
 ROW_OF = {name: number for number, row in enumerate(ROWS) for name in row}

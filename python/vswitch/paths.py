@@ -1,0 +1,87 @@
+"""Paths of a document on a host: the object that one is of, and the value in effect there."""
+
+from __future__ import annotations
+
+from collections.abc import Mapping, Sequence
+from typing import TYPE_CHECKING, Any
+
+from vswitch.desired import export, settings
+from vswitch.desired.plan import split
+from vswitch.desired.settings import short
+from vswitch.errors import NotFound
+from vswitch.values.base import Value
+
+if TYPE_CHECKING:
+    from vswitch.handles.host import Host
+    from vswitch.handles.port import Port
+    from vswitch.handles.switch import Switch
+
+MISSING = object()
+
+
+def value_at(host: Host, path: str) -> Any:
+    """The value in effect at a path of a document, in the short form. NotFound, with what is missing, where there is
+    none."""
+    found = _look(host, split(path.strip("/")))
+    if found is MISSING:
+        raise NotFound(f"nothing at {path}")
+    return found
+
+
+def find(host: Host, path: str) -> Any:
+    """The same, with a mark of its own where there is none."""
+    try:
+        return _look(host, split(path.strip("/")))
+    except NotFound:
+        return MISSING
+
+
+def object_at(host: Host, parts: Sequence[str]) -> tuple[Host | Switch | Port, Sequence[str]]:
+    """The object that a path is of or in, and the names below it. NotFound where it does not exist."""
+    if len(parts) < 2 or parts[0] != "switches":
+        return host, parts
+    switch, rest = host.switches[parts[1]], parts[2:]
+    if len(rest) < 2 or rest[0] not in ("ports", "uplink_ports"):
+        return switch, rest
+    return switch.ports[rest[1]] if rest[0] == "ports" else switch.uplinks[rest[1]].port, rest[2:]
+
+
+def _look(host: Host, parts: Sequence[str]) -> Any:
+    handle, rest = object_at(host, parts)
+    table: Mapping[str, object] = settings.SWITCH if len(parts) - len(rest) == 2 else settings.PORT
+    if handle is host:
+        table = {"mac_learning": None}
+    if rest and rest[0] in table:
+        return _within(getattr(handle, rest[0]), rest[1:])
+    if handle is not host and len(rest) > 2 and rest[0] in ("mirrors", "teaming_policies"):
+        return _within(getattr(handle, rest[0])[rest[1]], rest[2:])
+    whole = not rest or "observed" in rest[:1] or (handle is host and rest == ["switches"])
+    return step(export.export(observed=whole, only=None if handle is host else [parts[1]]), parts)
+
+
+def _within(value: Any, parts: Sequence[str]) -> Any:
+    """What is at the rest of a path in a value: all of it in the short form, or one of its fields, also a default one."""
+    return step(value.to_dict(), parts) if parts and isinstance(value, Value) else step(short(value), parts)
+
+
+def step(found: Any, parts: Sequence[str]) -> Any:
+    """What is below a value by the names of a path. Elements of a list go by number, or by their `name`."""
+    for part in parts:
+        if isinstance(found, Mapping) and part in found:
+            found = found[part]
+        elif isinstance(found, (list, tuple)):
+            found = _element(found, part)
+        else:
+            return MISSING
+        if found is MISSING:
+            return MISSING
+    return found
+
+
+def _element(found: Sequence[Any], part: str) -> Any:
+    for one in found:
+        if isinstance(one, Mapping) and one.get("name") == part:
+            return one
+    if part.isascii() and part.isdecimal() and int(part) < len(found):
+        return found[int(part)]
+    return MISSING
