@@ -120,6 +120,17 @@ class Queried:
         self._release(self.native)
 
 
+class Input:
+    """A native object that a call reads. `value` is what errors show of it."""
+
+    __slots__ = ("native", "this", "value")
+
+    def __init__(self, native: Any, value: list[Any]) -> None:
+        self.native = native
+        self.this = native.this
+        self.value = value
+
+
 class Output:
     """A native object that a call fills: no input, so that errors do not show it."""
 
@@ -285,7 +296,7 @@ def pointed(record: Any, size: int) -> bytes:
 
 def _plain(value: Any) -> object:
     """An argument as plain data."""
-    if isinstance(value, Queried):
+    if isinstance(value, (Queried, Input)):
         return value.value
     if isinstance(value, Packed):
         shown = value.value

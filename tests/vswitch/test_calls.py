@@ -193,6 +193,11 @@ def test_an_error_tells_everything_and_travels() -> None:
         libvswitch.QEL_BAD_PARAM,
         "QEL_BAD_PARAM",
     )
+    _calls._functions["VSQEL_GetRuntimeOptions"] = (lambda *arguments: libvswitch.QEL_BUSY, True)
+    with raises(v.Busy) as failed:
+        v.Host().runtime_options["IGMPVersion"]
+    assert failed.value.arguments == {"types": ["IGMPVersion"], "count": 1}
+    assert failed.value.hint == "another process holds the host"
     with raises(v.BadParameter) as failed:
         v.Switch("workload").properties.set("k", b"12345", owner="o" * 200)
     assert failed.value.arguments["data"] == "<5 bytes>"

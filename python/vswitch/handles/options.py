@@ -7,7 +7,7 @@ from typing import Any
 
 import libvswitch
 
-from vswitch._calls import Output, Packed, call, pointed, take
+from vswitch._calls import Input, Packed, call, pointed, take
 from vswitch._similar import did_you_mean
 from vswitch.enums import RuntimeOption
 from vswitch.values.options import checked, options_bytes, options_from
@@ -93,4 +93,5 @@ class RuntimeOptions(Mapping[str, "int | str"]):
         def read(buffer: Any) -> dict[RuntimeOption, int | str]:
             return options_from(pointed(buffer, buffer.totalLength))
 
-        return take(read, "VSQEL_GetRuntimeOptions", Output(types), len(options))
+        names = [option.option_name for option in options]
+        return take(read, "VSQEL_GetRuntimeOptions", Input(types, names), len(options))
