@@ -182,13 +182,13 @@ def test_what_the_packages_say_of_themselves(packages):
         assert fields["Version"] == version()
         assert fields["Architecture"] == output("dpkg", "--print-architecture").strip()
         assert fields["Maintainer"] == "vswitchpy developers <developers@vswitchpy.invalid>"
+        assert all(line.startswith(" ") for line in fields["Description"].splitlines()[1:])
     assert module["Recommends"] == "python3-prometheus-client, graphviz"
     assert host["Recommends"] == ""
-        assert all(line.startswith(" ") for line in fields["Description"].splitlines()[1:])
     # A real host brings its own libraries: the simulated one is not to be installed with the module.
     assert module["Suggests"] == "vswitchpy-host"
     assert "libc6 (>= 2.36), python3 (>= 3.11), python3 (<< 3.12)" in module["Depends"]
-    assert needed(module) == {"python3", "python3-cbor2", "python3-yaml", "libc6"}
+    assert needed(module) == {"python3", "python3-cbor2", "python3-click", "python3-rich", "python3-yaml", "libc6"}
     assert needed(host) == {"libc6", "libgcc-s1", "libsqlite3-0", "libstdc++6"}
     assert (module["Section"], host["Section"]) == ("python", "net")
     assert module["Description"].startswith("Python access to a host's virtual switches\n Switches, ports,")
