@@ -290,7 +290,8 @@ PyObject *python_name(const char *name) {
 
 PyObject *PyInit__records() {
   using namespace vswitchpy;
-  PyObject *module = version_fits("libvswitch._records") && ready_member_types() ? PyModule_Create(&definition) : nullptr;
+  PyObject *module =
+      version_fits("libvswitch._records") && ready_member_types() ? PyModule_Create(&definition) : nullptr;
   if (module && PyModule_AddObjectRef(module, "field", reinterpret_cast<PyObject *>(&field_type)) < 0) {
     Py_CLEAR(module);
   }

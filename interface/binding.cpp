@@ -1,5 +1,6 @@
 // Compiles the interface into the tables that the module carries.
 #include "interface/interface.hpp"
+#include "interface/panic.hpp"
 #include "runtime/bridge.hpp"
 #include "runtime/engine.hpp"
 
@@ -36,6 +37,7 @@ const TypeTable module_types = {.initial = Module::types.data(),
 const Engine module_engine = {
     .fields = Module::fields.data(),
     .records = Module::records.data(),
+    .calls = Module::calls.data(),
     .methods = Module::method_entries.data(),
     .definitions = Module::methods.data() + BoundInterface::first_methods.size(),
     .record_count = Module::record_count,

@@ -4,6 +4,8 @@
 #include "runtime/module.hpp"
 #include "runtime/proxy.hpp"
 
+#include <iterator>
+
 extern "C" {
 // Exported, so that libraries of the platform can read it: this module runs outside the kernel.
 extern __attribute__((visibility("default"))) const qel_ModuleID qel_ModuleCurrentID;
@@ -35,5 +37,6 @@ const LinkedVariable linked_variables[] = {
     {"qel_ModuleCurrentID", read_module_id, refuse_module_id},
     {"runtimeOptionNames", read_option_names, refuse_option_names},
 };
+const int linked_variable_count = std::size(linked_variables);
 
 }  // namespace vswitchpy

@@ -13,12 +13,6 @@ std::uint8_t *field_address(void *record, const FieldEntry &field) {
   return static_cast<std::uint8_t *>(record) + field.place.offset;
 }
 
-void *load_pointer(const void *address) {
-  void *pointer = nullptr;
-  std::memcpy(&pointer, address, sizeof pointer);
-  return pointer;
-}
-
 std::uint64_t bit_mask(const FieldEntry &field) {
   return ((std::uint64_t{1} << field.place.bit_count) - 1) << field.place.first_bit;
 }
@@ -174,7 +168,7 @@ PyObject *write_owned_text(const FieldEntry &field, void *record, PyObject *obje
     }
     std::memcpy(copy, text, size);
   }
-  free_memory(load_pointer(field_address(record, field)));
+  free_memory(load<void *>(field_address(record, field)));
   std::memcpy(field_address(record, field), &copy, sizeof copy);
   return none();
 }
@@ -192,8 +186,8 @@ PyObject *read_field(const FieldEntry &field, void *record) {
     case FieldKind::embedded_record: return new_proxy(address, descriptor(field.pointee), Ownership::borrowed);
     case FieldKind::pointer:
     case FieldKind::any_pointer:
-      return new_proxy(load_pointer(address), descriptor(field.pointee), Ownership::borrowed);
-    case FieldKind::owned_text: return text_to_python(static_cast<const char *>(load_pointer(address)));
+      return new_proxy(load<void *>(address), descriptor(field.pointee), Ownership::borrowed);
+    case FieldKind::owned_text: return text_to_python(static_cast<const char *>(load<void *>(address)));
   }
   return nullptr;
 }

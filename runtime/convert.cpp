@@ -1,7 +1,6 @@
 // Conversion between Python values and native scalars and texts, and the argument errors.
 #include "runtime/convert.hpp"
 
-#include <algorithm>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -226,42 +225,34 @@ void release_text(char *copy, std::size_t size) {
 
 namespace {
 
-// The text of the error before: a script that tries many values meets the same one again and again.
-struct {
-  const char *method;
-  const char *type;
-  int position;
-  PyObject *text;
-} last_error;
-
+// Names and types are plain ASCII, and the text is put together where it stays: the interpreter's own formatting takes
+// twice as long as all the rest of an error.
 PyObject *argument_error_text(const char *method, int position, const char *type) {
-  // Put together here: the interpreter's own formatting takes twice as long as all the rest of an error.
-  char text[512];
   const char digit = static_cast<char>('0' + position);
   const std::string_view parts[] = {"in method '", method, "', argument ", {&digit, 1}, " of type '", type, "'"};
   std::size_t size = 0;
   for (const std::string_view &part : parts) {
-    const std::size_t fitting = std::min(part.size(), sizeof text - size);
-    std::memcpy(text + size, part.data(), fitting);
-    size += fitting;
+    size += part.size();
   }
-  return decoded_text(text, size);
+  PyObject *text = PyUnicode_New(static_cast<Py_ssize_t>(size), 127);
+  if (text) {
+    Py_UCS1 *out = PyUnicode_1BYTE_DATA(text);
+    for (const std::string_view &part : parts) {
+      std::memcpy(out, part.data(), part.size());
+      out += part.size();
+    }
+  }
+  return text;
 }
 
 }  // namespace
 
 PyObject *argument_error(Outcome outcome, const char *method, int position, const char *type) {
-  if (last_error.method != method || last_error.type != type || last_error.position != position) {
-    PyObject *text = argument_error_text(method, position, type);
-    if (!text) {
-      return nullptr;
-    }
-    Py_XSETREF(last_error.text, text);
-    last_error.method = method;
-    last_error.type = type;
-    last_error.position = position;
+  PyObject *text = argument_error_text(method, position, type);
+  if (text) {
+    PyErr_SetObject(exception_class(outcome), text);
+    Py_DECREF(text);
   }
-  PyErr_SetObject(exception_class(outcome), last_error.text);
   return nullptr;
 }
 

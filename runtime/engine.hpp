@@ -10,6 +10,7 @@ namespace vswitchpy {
 struct Engine {
   const FieldEntry *fields;
   const RecordEntry *records;
+  const CallEntry *calls;
   const MethodEntry *methods;      // of the functions that rows describe, record by record, then the calls
   const PyMethodDef *definitions;  // theirs in the method table, in the same order
   std::size_t record_count;

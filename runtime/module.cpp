@@ -1,47 +1,16 @@
 // Module initialisation, in the order that scripts and other wrapper modules rely on.
 #include "runtime/module.hpp"
 
-#include "runtime/bridge.hpp"
 #include "runtime/engine.hpp"
 
 #include <cstring>
 
-extern "C" {
-// The host's log. `format` is the script's own text.
-void Panic(const char *format, ...);
-
-__attribute__((visibility("default"))) PyObject *PyInit__libvswitch();
-}
+extern "C" __attribute__((visibility("default"))) PyObject *PyInit__libvswitch();
 
 namespace vswitchpy {
 
 PyObject *new_instance_method(PyObject * /*module*/, PyObject *function) {
   return PyInstanceMethod_New(function);
-}
-
-PyObject *panic(PyObject * /*module*/, PyObject *tuple) {
-  const Arguments arguments = arguments_in(tuple);
-  if (arguments.count == 0) {
-    return argument_count_error(arguments, 1, "Panic");
-  }
-  PyObject *object = arguments.items[0];
-  const char *text = nullptr;
-  std::size_t size = 0;
-  const Outcome outcome = text_from(object, &text, &size);
-  if (outcome != Outcome::ok) {
-    return argument_error(outcome, "Panic", 1, "char const *");
-  }
-  char *copy = text ? copy_text(text, size) : nullptr;
-  if (text && !copy) {
-    return argument_error(Outcome::memory_error, "Panic", 1, "char const *");
-  }
-  if (bridge_claims) [[unlikely]] {
-    // Not in the middle of another thread's call.
-    wait_for_bridge();
-  }
-  Panic(copy, static_cast<void *>(nullptr));
-  release_text(copy, size);
-  Py_RETURN_NONE;
 }
 
 namespace {
@@ -68,20 +37,19 @@ void install(PyObject *dictionary, const char *name, PyObject *value) {
 }
 
 // The link object is made and installed as `cvar` just before its first variable is linked.
-void link(PyObject *dictionary, PyObject **variable_link, const LinkedVariable &variable) {
+void link(PyObject *dictionary, PyObject **variable_link, const char *name) {
   if (!*variable_link) {
     *variable_link = new_variable_link();
     install(dictionary, "cvar", Py_XNewRef(*variable_link));
   }
-  if (!*variable_link || !link_variable(*variable_link, variable)) {
-    PyErr_Clear();
+  if (*variable_link) {
+    link_variable(*variable_link, name);
   }
 }
 
 void install_constants_and_variables(PyObject *dictionary) {
   const char *text = constant_texts;
   const long long *integer = constant_integers;
-  const LinkedVariable *variable = linked_variables;
   PyObject *variable_link = nullptr;
   const auto next_text = [&text] {
     const char *current = text;
@@ -94,7 +62,7 @@ void install_constants_and_variables(PyObject *dictionary) {
     switch (kind) {
       case ItemKind::integer: install(dictionary, name, PyLong_FromLongLong(*integer++)); break;
       case ItemKind::text: install(dictionary, name, text_to_python(next_text())); break;
-      case ItemKind::variable: link(dictionary, &variable_link, *variable++); break;
+      case ItemKind::variable: link(dictionary, &variable_link, name); break;
     }
   }
   Py_XDECREF(variable_link);

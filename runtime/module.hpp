@@ -20,14 +20,7 @@ enum class ItemKind : char { integer = 'i', text = 's', variable = 'v' };
 extern const char *const constant_texts;
 extern const long long *const constant_integers;
 
-// The native global variables, in the order of their items.
-extern const LinkedVariable linked_variables[];
-
 // SWIG_PyInstanceMethod_New(func): an instance method object around `func`.
 PyObject *new_instance_method(PyObject *module, PyObject *function);
-
-// Panic(fmt, ...): hands the first argument to the host's log; the others are dropped unread. Outside the
-// bridge.
-PyObject *panic(PyObject *module, PyObject *tuple);
 
 }  // namespace vswitchpy

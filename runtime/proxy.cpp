@@ -386,13 +386,9 @@ PyObject *new_packed(const void *bytes, std::size_t size, swig_type_info *type) 
   return reinterpret_cast<PyObject *>(packed);
 }
 
-bool pointer_from(PyObject *object, swig_type_info *type, Disown disown, void **pointer) {
+bool any_pointer_from(PyObject *object, swig_type_info *type, Disown disown, void **pointer) {
   if (object == Py_None) {
     *pointer = nullptr;
-    return true;
-  }
-  if (Py_TYPE(object) == &proxy_type && as_proxy(object)->ty == type && disown == Disown::no) {
-    *pointer = as_proxy(object)->ptr;
     return true;
   }
   if (is_record(object) && (!as_record(object)->proxy || is_released(as_record(object)))) {

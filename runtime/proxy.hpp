@@ -25,6 +25,16 @@ enum class Disown : bool { no, yes };
 // Reads the native pointer out of a proxy, an object with a proxy in its attribute `this`, or None
 // (null). A null `type` accepts every pointer type. False if the object holds no such pointer; no error
 // is set then. With Disown::yes the proxy found gives up its memory.
-bool pointer_from(PyObject *object, swig_type_info *type, Disown disown, void **pointer);
+bool any_pointer_from(PyObject *object, swig_type_info *type, Disown disown, void **pointer);
+inline bool pointer_from(PyObject *object, swig_type_info *type, Disown disown, void **pointer) {
+  if (Py_TYPE(object) == &proxy_type && disown == Disown::no) [[likely]] {
+    const auto *proxy = reinterpret_cast<SwigPyObject *>(object);
+    if (proxy->ty == type) [[likely]] {
+      *pointer = proxy->ptr;
+      return true;
+    }
+  }
+  return any_pointer_from(object, type, disown, pointer);
+}
 
 }  // namespace vswitchpy

@@ -1,34 +1,33 @@
 // The link object `cvar`: native global variables as attributes.
 #include "runtime/variable_link.hpp"
 
-#include <cstdlib>
 #include <cstring>
 
 namespace vswitchpy {
 namespace {
 
-struct Entry {
-  char *name;
-  PyObject *(*read)();
-  void (*refuse)();
-  Entry *next;
-};
-
+// Which of the interface's variables are linked: a bit for each.
 struct LinkObject {
-  PyObject_HEAD Entry *first;
+  PyObject_HEAD unsigned linked;
 };
 
 LinkObject *as_link(PyObject *object) {
   return reinterpret_cast<LinkObject *>(object);
 }
 
-const Entry *find_entry(PyObject *self, const char *name) {
-  for (const Entry *entry = as_link(self)->first; entry; entry = entry->next) {
-    if (std::strcmp(entry->name, name) == 0) {
-      return entry;
+// The position of a variable among all, or -1.
+int position_of(const char *name) {
+  for (int i = 0; i < linked_variable_count; ++i) {
+    if (std::strcmp(linked_variables[i].name, name) == 0) {
+      return i;
     }
   }
-  return nullptr;
+  return -1;
+}
+
+const LinkedVariable *find_variable(PyObject *self, const char *name) {
+  const int position = position_of(name);
+  return position >= 0 && as_link(self)->linked >> position & 1 ? &linked_variables[position] : nullptr;
 }
 
 void unknown_variable(const char *name) {
@@ -38,16 +37,16 @@ void unknown_variable(const char *name) {
 }
 
 PyObject *link_getattr(PyObject *self, char *name) {
-  if (const Entry *entry = find_entry(self, name)) {
-    return entry->read();
+  if (const LinkedVariable *variable = find_variable(self, name)) {
+    return variable->read();
   }
   unknown_variable(name);
   return nullptr;
 }
 
 int link_setattr(PyObject *self, char *name, PyObject * /*value*/) {
-  if (const Entry *entry = find_entry(self, name)) {
-    entry->refuse();
+  if (const LinkedVariable *variable = find_variable(self, name)) {
+    variable->refuse();
   } else {
     unknown_variable(name);
   }
@@ -59,13 +58,6 @@ PyObject *link_repr(PyObject * /*self*/) {
 }
 
 void link_dealloc(PyObject *self) {
-  Entry *entry = as_link(self)->first;
-  while (entry) {
-    Entry *next = entry->next;
-    std::free(entry->name);
-    std::free(entry);
-    entry = next;
-  }
   PyObject_Free(self);
 }
 
@@ -92,22 +84,16 @@ PyObject *new_variable_link() {
   }
   auto *link = PyObject_New(LinkObject, &link_type);
   if (link) {
-    link->first = nullptr;
+    link->linked = 0;
   }
   return reinterpret_cast<PyObject *>(link);
 }
 
-bool link_variable(PyObject *link, const LinkedVariable &variable) {
-  auto *entry = static_cast<Entry *>(std::malloc(sizeof(Entry)));
-  char *name = entry ? strdup(variable.name) : nullptr;
-  if (!name) {
-    std::free(entry);
-    PyErr_NoMemory();
-    return false;
+void link_variable(PyObject *link, const char *name) {
+  const int position = position_of(name);
+  if (position >= 0) {
+    as_link(link)->linked |= 1u << position;
   }
-  *entry = {name, variable.read, variable.refuse, as_link(link)->first};
-  as_link(link)->first = entry;
-  return true;
 }
 
 }  // namespace vswitchpy

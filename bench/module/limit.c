@@ -13,8 +13,16 @@ typedef struct Record {
   int owned;
 } Record;
 
+/* Objects that were dropped, for the next ones: both types have one size. */
+static Record *unused[256];
+static size_t unused_count;
+
 static PyObject *new_record(PyTypeObject *type, size_t size) {
-  Record *self = (Record *)type->tp_alloc(type, 0);
+  Record *self;
+  if (unused_count)
+    self = (Record *)PyObject_Init((PyObject *)unused[--unused_count], type);
+  else
+    self = (Record *)type->tp_alloc(type, 0);
   if (!self)
     return NULL;
   self->data = calloc(1, size);
@@ -30,7 +38,10 @@ static void drop(PyObject *object) {
   Record *self = (Record *)object;
   if (self->owned)
     free(self->data);
-  Py_TYPE(object)->tp_free(object);
+  if (unused_count < sizeof unused / sizeof unused[0])
+    unused[unused_count++] = self;
+  else
+    Py_TYPE(object)->tp_free(object);
 }
 
 static int takes_nothing(PyObject *arguments, PyObject *keywords) {

@@ -112,6 +112,13 @@ SLOTS = {
 }
 
 
+# Subscripts that are measured do the module's work.
+ELEMENTS = {
+    "VSTeamPolicy": "{ return index <= 31 ? (char const *)$self->uplinkPortName[index] : 0; }",
+    "RTMIOCtlQuery": "{ return (unsigned)index < $self->numPortsets ? &$self->rtmPs[index] : 0; }",
+}
+
+
 def method(record: dict, method: dict) -> list[str]:
     name = method["name"]
     rest = method["arguments"][1:]
@@ -127,6 +134,8 @@ def method(record: dict, method: dict) -> list[str]:
                 f"{{ {target} *copy = malloc(sizeof *copy); if (copy) memcpy(copy, $self + index, sizeof *copy); "
                 "return copy; }"
             )
+    elif name == "__getitem__" and record["name"] in ELEMENTS:
+        body = ELEMENTS[record["name"]]
     elif name == "__len__":
         body = "{ return (int)*(unsigned int *)$self; }"
     elif name == "set_mac_address" and len(rest) == 1:

@@ -1,7 +1,8 @@
 """Measures the module beside the same interface as SWIG generates it, and beside types written by hand.
 
-Each contestant runs in processes of its own, in alternating rounds; what counts is the ratio of the medians. All load
-the same host libraries, whose functions only return.
+Each contestant runs in processes of its own, in alternating rounds whose order alternates, too, with the garbage collector
+off. A round gives the best of some short runs; what counts is the ratio of the medians of the rounds. All load the same
+host libraries, whose functions only return.
 
 Usage: measure_module.py BENCH [--rounds N] [--json FILE]    the table; BENCH is build/bench/module
        measure_module.py BENCH --growth FILE.svg             cost of an element of a table, by its size
@@ -67,8 +68,9 @@ def walk(entries: int, attributes: str) -> dict[str, str]:
     }
 
 
-# `quick` is where a contestant's functions cost least: this module's layer, the peers' native modules. Rows of `native`
-# measure the native modules of all.
+# One rule for all rows: functions are measured where a contestant's cost least (`quick`): in this module's layer, and in
+# the peers' native modules, without their Python wrappers; classes in the layers of all (`layer`). Rows of `native` measure
+# the native modules of all.
 ABSENT = -1.0
 ACCESSOR = "record = layer.VSInfo(); proxy = record.this; call = {}; record.mtu = 1500"
 EIGHT = "call('lab', 'lab-id', 'cswitch', 128, {}, 1500, 3, 0)"
@@ -83,21 +85,27 @@ LOOPS = [
          "record.teamMACLearning"),
     loop("create and drop a record", 0.15, 1.1, 2.2, "make = layer.VSInfo", "make()"),
     loop("raw accessor function, read", 1.0, ABSENT, ABSENT, ACCESSOR.format("quick.VSInfo_mtu_get"), "call(proxy)"),
-    loop("the same, native module", None, ABSENT, ABSENT, ACCESSOR.format("native.VSInfo_mtu_get"), "call(proxy)"),
+    loop("the same, native module", 1.9, ABSENT, ABSENT, ACCESSOR.format("native.VSInfo_mtu_get"), "call(proxy)"),
     loop("raw accessor function, write", 0.70, ABSENT, ABSENT, ACCESSOR.format("quick.VSInfo_mtu_set"),
          "call(proxy, 1500)"),
     loop("the same as that, native module", None, ABSENT, ABSENT, ACCESSOR.format("native.VSInfo_mtu_set"),
          "call(proxy, 1500)"),
     loop("call: text + integer, status only", 0.70, 0.70, ABSENT, "call = quick.VSDVS_SetMTU", "call('lab', 1500)"),
     loop("the same call, native module", None, None, ABSENT, "call = native.VSDVS_SetMTU", "call('lab', 1500)"),
-    loop("call with a record output, layer", 0.50, 0.90, ABSENT, "call = layer.VSQEL_GetSwitchInfo", "call('lab')"),
-    loop("call with an integer output, layer", 0.80, 0.90, ABSENT, "call = layer.VSQEL_GetUplinkLinkState",
+    loop("call with a record output", 0.50, 0.90, ABSENT, "call = quick.VSQEL_GetSwitchInfo", "call('lab')"),
+    loop("call with an integer output", 0.80, 0.90, ABSENT, "call = quick.VSQEL_GetUplinkLinkState",
          "call('lab', 'nic0')"),
     loop("eight arguments, boolean as int", 0.35, 0.70, ABSENT, "call = quick.VSDVS_CreateVSwitch", EIGHT.format(0)),
     loop("eight arguments, boolean as text", 0.70, 0.70, ABSENT, "call = quick.VSDVS_CreateVSwitch",
          EIGHT.format(r"'\x01'")),
-    loop("argument error raised and caught", 0.90, None, ABSENT, "call = quick.VSDVS_SetMTU",
-         "\n    try:\n      call('lab', 'x')\n    except TypeError:\n      pass"),
+    loop("argument errors raised and caught, two in turn", 0.90, 1.1, ABSENT,
+         "first = quick.VSDVS_SetMTU; second = quick.VSDVS_AddDVPort",
+         "\n    try:\n      first('lab', 'x')\n    except TypeError:\n      pass"
+         "\n    try:\n      second('lab', 5, 7)\n    except TypeError:\n      pass", per=2),
+    loop("subscript of a record: a name", 1.0, 1.1, ABSENT,
+         "policy = layer.VSTeamPolicy()", "policy[2]"),
+    loop("subscript of a record: a record", 1.0, 1.1, ABSENT, "query = layer.RTMIOCtlQuery(); query.numPortsets = 4",
+         "query[2]"),
     loop("walk a MAC table, an entry with 4 fields", 0.35, 0.70, ABSENT,
          **walk(ENTRIES, "macAddress portID vid vni"), per=ENTRIES, counted=False),
     loop("the same in one call (rows)", ABSENT, ABSENT, ABSENT, walk(ENTRIES, "")["setup"],
@@ -110,6 +118,7 @@ NATIVE_IMPORT = Row("import of the native module", {DEFAULT: 0.80, BUILTIN: 0.80
 LAYER_IMPORT = Row("import of the layer, all classes", {DEFAULT: 0.45, BUILTIN: 1.0}, "us")
 FIRST_USE = Row("first use of a class", {DEFAULT: None, BUILTIN: None}, "us")
 MEMORY = Row("peak memory added by the layer", {DEFAULT: 1.0, BUILTIN: 1.0}, "KiB")
+USED_MEMORY = Row("the same, all classes and functions used", {DEFAULT: None, BUILTIN: None}, "KiB")
 SIZE = Row("size of the native module", {DEFAULT: 0.40, BUILTIN: 0.40}, "KiB")
 LAYER_SIZE = Row("size of all the layer's files", {DEFAULT: None, BUILTIN: None}, "KiB")
 
@@ -140,7 +149,14 @@ if names:
     begin_use = process_time_ns()
     imported.VSInfo()
     use = process_time_ns() - begin_use
-print(end - begin, use, peak - before)
+# What people use: each class with an instance, and each function looked up.
+used = 0
+if names:
+    counted = ("VSUplinks", "VSUplinkPorts", "VSUplinkPortIds", "VSRuntimeOptions")
+    kept = [getattr(imported, name)(*([16] if name in counted else [])) for name in names]
+    kept += [getattr(imported, name) for name in dir(imported)]
+    used = status("VmHWM:") - before
+print(end - begin, use, peak - before, used)
 """
 
 
@@ -151,12 +167,14 @@ name = layer.qel_Name(); name.string = 'uplink-1'
 table = layer.VSQEL_GetMACTable('300', 0)[1]
 entry = table.macEntries[258]
 status, record = layer.VSQEL_GetSwitchInfo('lab')
+policy = layer.VSTeamPolicy()
+query = layer.RTMIOCtlQuery(); query.numPortsets = 4
 create = [native.VSDVS_CreateVSwitch('lab', 'id', 'class', 128, flag, 1500, 3, 0) for flag in (0, '\\x01')]
 answers = [
     info.mtu, name.string, table.numEntries, entry.macAddress, entry.portID, entry.vid, entry.vni, entry.elapsed,
     status, record.mtu, type(record).__name__, layer.VSQEL_GetUplinkLinkState('lab', 'nic0'),
     type(layer.VSMACLearningSwitchInfo().teamMACLearning).__name__, native.VSDVS_SetMTU('lab', 1500), *create,
-    layer.VSDVS_GetLearnStatic('lab'), layer.QEL_BAD_PARAM,
+    layer.VSDVS_GetLearnStatic('lab'), layer.QEL_BAD_PARAM, policy[2], policy[31], type(query[2]).__name__,
 ]
 """
 
@@ -262,10 +280,11 @@ def add_sizes(contest: Contest, samples: dict) -> None:
 
 
 def measure(contest: Contest, rounds: int, imports: int) -> dict[Row, dict[str, list[float]]]:
-    rows = [*LOOPS, NATIVE_IMPORT, LAYER_IMPORT, FIRST_USE, SIZE, LAYER_SIZE, MEMORY]
+    rows = [*LOOPS, NATIVE_IMPORT, LAYER_IMPORT, FIRST_USE, SIZE, LAYER_SIZE, MEMORY, USED_MEMORY]
     samples = {row: {OURS: [], **{peer: [] for peer in row.targets}} for row in rows}
-    for _ in range(rounds):
-        for contestant in TITLES:
+    for turn in range(rounds):
+        # Now forwards, now backwards: nobody always follows the same one.
+        for contestant in list(TITLES)[:: 1 if turn % 2 == 0 else -1]:
             results = contest.worker("loops", contestant)
             for row in LOOPS:
                 if row.label in results:
@@ -273,7 +292,7 @@ def measure(contest: Contest, rounds: int, imports: int) -> dict[Row, dict[str, 
     classes = class_names(contest.bench)
     # The first run of each writes the bytecode.
     for number in range(imports + 1):
-        for contestant in (OURS, DEFAULT, BUILTIN):
+        for contestant in (OURS, DEFAULT, BUILTIN)[:: 1 if number % 2 == 0 else -1]:
             native = contest.imports(contestant, NATIVE[contestant], "")
             layer = contest.imports(contestant, LAYER[contestant], classes)
             if number:
@@ -281,6 +300,7 @@ def measure(contest: Contest, rounds: int, imports: int) -> dict[Row, dict[str, 
                 samples[LAYER_IMPORT][contestant].append(layer[0] / 1000)
                 samples[FIRST_USE][contestant].append(layer[1] / 1000)
                 samples[MEMORY][contestant].append(layer[2])
+                samples[USED_MEMORY][contestant].append(layer[3])
     add_sizes(contest, samples)
     return samples
 

@@ -236,6 +236,30 @@ def test_without_exactly_this_much_memory_there_is_a_message_and_none(call, size
     assert output == message
 
 
+def test_a_property_query_without_memory_for_its_value_leaves_nothing(failing_allocator, script):
+    output = script(
+        """
+        import ctypes
+        import _libvswitch as m
+        import heap
+        refuse = ctypes.CDLL(None).refuse_size
+        refuse.argtypes = [ctypes.c_size_t]
+        def fail(times):
+            refuse(777)
+            for _ in range(times):
+                assert m.alloc_hnq_query(777) is None
+            refuse(2**64 - 1)
+        fail(10)
+        before = heap.bytes_in_use()
+        fail(1000)
+        # A record that was kept each time would take 24 bytes.
+        assert heap.bytes_in_use() - before < 12_000, heap.bytes_in_use() - before
+        """,
+        LD_PRELOAD=str(failing_allocator),
+    )
+    assert output == "Calloc failed for property value" * 1010
+
+
 def test_a_property_query_of_size_0_does_not_need_a_value(failing_allocator, script):
     output = script(
         """

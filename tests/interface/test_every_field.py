@@ -345,6 +345,28 @@ def test_pointers(row, memory):
         write(block.proxy, 5)
 
 
+OWNERS = {"qel_ListLinks": m.new_qel_ListLinks, "qel_MgmtCallbackInfo": m.new_qel_MgmtCallbackInfo,
+          "VSMACTable": m.new_VSMACTable}
+
+
+@of_kind("pointer")
+def test_pointers_take_the_target_s_ownership(row, memory):
+    """Of a record of the field's type; for `void *`, of a record of any type. For bytes there is no record to own."""
+    block = memory(row["record"])
+    write = accessors(row)[1]
+    target = row["type"].removesuffix(" (pointer)").removesuffix("*").removeprefix("struct ").strip()
+    makers = list(OWNERS.values()) if target == "void" else [OWNERS[target]] if target in OWNERS else []
+    assert makers or target in ("qel_uint8", "unsigned char"), target
+    for make in makers:
+        owner = make()
+        assert owner.own() is True
+        write(block.proxy, owner)
+        assert owner.own() is False
+        offset = int(row["offset"])
+        assert block.content[offset : offset + 8] == int(owner).to_bytes(8, "little")
+        owner.acquire()
+
+
 @of_kind("read-only")
 def test_read_only_parts(row, memory):
     block = memory(row["record"])

@@ -58,6 +58,21 @@ assert m.VSQEL_GetMcastFilterMode("alpha") == [0, 1]
     )
 
 
+def test_an_abort_without_an_exception_class_is_a_system_error(recording):
+    """Libraries have to leave one; the first abort of this one has not."""
+    recording(
+        GLOBALS
+        + """
+rec.recorder_abort.argtypes = [ctypes.c_void_p, ctypes.c_char_p, ctypes.c_int]
+rec.recorder_abort(None, b"nobody says what this is", 5)
+with raises(SystemError, "a host library aborted the call without an exception class"):
+    m.VSDVS_SetMTU("alpha", 1500)
+assert status() == 5
+assert m.VSDVS_SetMTU("alpha", 1500) == 0
+"""
+    )
+
+
 def test_a_message_that_is_no_utf8_comes_whole(recording):
     recording(
         """

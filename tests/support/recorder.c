@@ -79,14 +79,15 @@ void record_text(int position, char *text) {
 }
 
 long long recorded_result(void) {
-  if (abort_class) {
+  if (abort_value) {
+    const int value = abort_value;
     exceptionType = abort_class;
     exceptionMsg = abort_message;
-    abort_class = NULL;
+    abort_value = 0;
     if (kept_count < most_kept_texts) {
       kept_texts[kept_count++] = first_text;
     }
-    longjmp(exception_buffer, abort_value);
+    longjmp(exception_buffer, value);
   }
   return result;
 }
@@ -96,7 +97,7 @@ void recorder_reset(void) {
   log_text[0] = 0;
   result = 0;
   memset(stores, 0, sizeof stores);
-  abort_class = NULL;
+  abort_value = 0;
 }
 const char *recorder_log(void) {
   return log_text;
