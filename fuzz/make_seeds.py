@@ -8,6 +8,7 @@ import io
 import json
 import os
 import pathlib
+import random
 import struct
 import sys
 from collections.abc import Iterator
@@ -331,6 +332,7 @@ def main(folder: pathlib.Path) -> None:
             b'{"format": 1}',
             b'{"format": ' + b"[" * 40,
         ],
+        "frame": [random.Random(number).randbytes(600 + 40 * number) for number in range(24)],
         "save_restore": save_restore(),
         "state_image": state_images(),
         "teaming": teaming(),

@@ -7,6 +7,7 @@
 #include <utility>
 
 #include "constants/constants.hpp"
+#include "platform/forwarding/learning.hpp"
 #include "platform/forwarding/receivers.hpp"
 #include "platform/forwarding/vlan.hpp"
 
@@ -15,8 +16,6 @@ namespace forwarding {
 namespace {
 
 using namespace constant;
-
-constexpr std::uint32_t team_limit = TEAM_MAC_LEARNING_LIMIT_ENTRIES_DEFAULT;
 
 constexpr MacAddress slow_protocols = 0x0180c2000002;
 constexpr MacAddress reserved_prefix = 0x0180c2000000;
@@ -61,14 +60,15 @@ class Forwarding {
   static Step const steps[];
 
   bool is_beacon_of(Switch const &vswitch) const;
-  bool is_at_limit(MacTable::Place known, MacTable const &table, bool &is_own) const;
   Verdict known_at(PortIndex index);
   Verdict receive_addressed();
   std::optional<Refusal> refuses(PortIndex index, Way way);
   void flood(std::vector<PortIndex> const &ports);
   void add_promiscuous();
+  void send_to_team();
   Port const &sending_port();
-  std::optional<UplinkPosition> choose_uplink(Port const &sender);
+  std::optional<UplinkPosition> choose_uplink(Port const &sender) const;
+  std::optional<UplinkPosition> choose_member(Lag const &lag) const;
   void send_by(UplinkPosition uplink);
   Verdict nobody_received() const;
   Bytes bytes_in(Form form);
@@ -95,8 +95,7 @@ class Forwarding {
   Passage passage_;
   Target target_;
   bool to_team_ = false;
-  bool also_to_team_ = false;  // beside the port that has the destination (S-10)
-  bool has_learned_ = false;   // from here on promiscuous ports get a copy
+  bool has_learned_ = false;  // from here on promiscuous ports get a copy
   // What has refused a port or the team: who receives nothing says so (P-5).
   bool is_filtered_ = false;
   bool is_unexpected_ = false;
@@ -252,60 +251,9 @@ Verdict Forwarding::reverse_path() {
 // ---- 8 learn ------------------------------------------------------------------------------------------------------
 
 Verdict Forwarding::learn() {
-  has_learned_ = true;
-  traffic_.age(tables_, passage_.vswitch_index, now_);
-  Port const &port = *passage_.ingress;
-  MacAddress const source = passage_.header.source;
-  bool const learns = port.is_uplink() ? passage_.vswitch->team_learns : port.learns;
-  if (!learns || is_static(passage_, source))
-    return pass(Rule::MAC_2);
-
-  MacTable &table = traffic_.table(passage_.vswitch_index);
-  std::int64_t const seen = whole_seconds(now_);
-  MacTable::Place const known = table.find(passage_.key_of(source));
-  if (known != nowhere && table.port(known) == passage_.from) {
-    table.refresh(known, seen);
-    return pass(Rule::MAC_3);
-  }
-  bool is_own_limit = false;
-  if (is_at_limit(known, table, is_own_limit)) {
-    PortCounters &counters = traffic_.count(passage_.from);
-    bool const has_policy = !port.is_uplink() || port.has_own_limit;
-    if (has_policy && port.drops_at_limit) {
-      ++counters.not_learned_dropped;
-      has_learned_ = false;
-      return refuse(Reason::mac_limit);
-    }
-    ++counters.not_learned_allowed;
-    if (port.is_uplink() && is_own_limit)
-      ++traffic_.count_switch(passage_.vswitch_index).team_allowed_at_port_limit;
-    return pass(Rule::MAC_9);
-  }
-  if (known == nowhere) {
-    table.add({source, passage_.vswitch->database(passage_.in_vlan.vlan), passage_.from, seen, 0, true});
-    return pass(Rule::MAC_1);
-  }
-  std::uint32_t const former_lag = tables_.ports[table.port(known)].lag;
-  bool const counts = former_lag == nowhere || former_lag != port.lag;
-  table.move(known, passage_.from, seen, counts);
-  traffic_.count(passage_.from).addresses_moved += counts;
-  return pass(Rule::MAC_7);
-}
-
-// Of an address that is new at the port (MAC-9).
-bool Forwarding::is_at_limit(MacTable::Place known, MacTable const &table, bool &is_own) const {
-  Port const &port = *passage_.ingress;
-  bool const has_own_limit = !port.is_uplink() || port.has_own_limit;
-  is_own = has_own_limit && table.count_at(passage_.from) + port.manual_count >= port.learned_limit;
-  if (is_own)
-    return true;
-  bool const is_new_on_side = known == nowhere || tables_.ports[table.port(known)].is_uplink() != port.is_uplink();
-  if (!is_new_on_side)
-    return false;
-  std::uint32_t in_team = 0;
-  for (PortIndex uplink : passage_.vswitch->uplinks)
-    in_team += table.count_at(uplink);
-  return port.is_uplink() ? in_team >= team_limit : table.size() - in_team >= passage_.vswitch->learned_limit;
+  Verdict const verdict = learn_source(passage_, now_);
+  has_learned_ = verdict.passes();
+  return verdict;
 }
 
 // ---- 9 look up ----------------------------------------------------------------------------------------------------
@@ -361,8 +309,8 @@ Verdict Forwarding::receive_addressed() {
   if (refused && explains_)
     explain_refusal(target_.port, *refused);
   add(target_.port, DeliveryKind::frame, refused ? refused->reason : Reason::none);
-  also_to_team_ = to_team_ = passage_.ingress->sends_to_uplink_too && !passage_.is_from_uplink();
-  return pass(also_to_team_ ? Rule::S_10 : Rule::MAC_20);
+  to_team_ = passage_.ingress->sends_to_uplink_too && !passage_.is_from_uplink();
+  return pass(to_team_ ? Rule::S_10 : Rule::MAC_20);
 }
 
 std::optional<Refusal> Forwarding::refuses(PortIndex index, Way way) {
@@ -393,15 +341,25 @@ void Forwarding::flood(std::vector<PortIndex> const &ports) {
 // ---- 11 team ------------------------------------------------------------------------------------------------------
 
 Verdict Forwarding::team() {
-  if (to_team_ && !passage_.vswitch->uplinks.empty()) {
-    Port const &sender = sending_port();
-    std::optional<UplinkPosition> const uplink = choose_uplink(sender);
-    if (uplink)
-      send_by(*uplink);
-    else if (passage_.ingress->is_router)
-      ++traffic_.count_switch(passage_.vswitch_index).service_errors;
-  }
+  if (to_team_ && !passage_.vswitch->uplinks.empty())
+    send_to_team();
   return traffic_.receivers.empty() ? nobody_received() : pass(Rule::T_3);
+}
+
+void Forwarding::send_to_team() {
+  Port const &sender = sending_port();
+  // A tied port has no policy that could block it (T-13).
+  is_team_blocked_ = !sender.tied && tables_.teams[sender.team].team->has(TEAM_FRP_FLAG_BLOCK_OUTPUT);
+  std::optional<UplinkPosition> const uplink = is_team_blocked_ ? std::nullopt : choose_uplink(sender);
+  if (uplink)
+    return send_by(*uplink);
+  has_no_uplink_ = true;
+  if (passage_.ingress->is_router)
+    ++traffic_.count_switch(passage_.vswitch_index).service_errors;
+  if (explains_) {
+    Rule const rule = is_team_blocked_ ? Rule::T_13 : Rule::T_8;
+    explain(rule, frame_.from, std::string("team: ") + rule_text(rule));
+  }
 }
 
 // The port whose policy decides: the sender's own, but a service port uses that of another client for which it sends.
@@ -420,36 +378,26 @@ Port const &Forwarding::sending_port() {
   return tables_.ports[clients.front().second];
 }
 
-std::optional<UplinkPosition> Forwarding::choose_uplink(Port const &sender) {
-  std::optional<UplinkPosition> uplink;
-  if (sender.tied) {
-    if (tables_.ports[passage_.vswitch->uplinks[*sender.tied]].link_up)
-      uplink = sender.tied;
-  } else {
-    Team const &team = *tables_.teams[sender.team].team;
-    if (team.has(TEAM_FRP_FLAG_BLOCK_OUTPUT)) {
-      is_team_blocked_ = true;
-      return std::nullopt;
-    }
-    uplink = pick(traffic_.fit(sender.team).fit, team, {sender.number, sender.effective, std::nullopt, std::nullopt},
-                  &passage_.header);
-    // A LAG is one link to the policy, and spreads the frames itself.
-    std::uint32_t const lag_number = uplink ? tables_.ports[passage_.vswitch->uplinks[*uplink]].lag : nowhere;
-    if (lag_number != nowhere) {
-      Lag const &lag = passage_.vswitch->lags[lag_number];
-      auto const up = static_cast<std::uint32_t>(std::popcount(lag.up));
-      std::uint32_t left = up ? lag_share(lag.hash, passage_.header, passage_.in_vlan.vlan) % up : 0;
-      uplink.reset();
-      for (UplinkPosition member : lag.members) {
-        if ((lag.up & only(member)) && left-- == 0) {
-          uplink = member;
-          break;
-        }
-      }
-    }
+std::optional<UplinkPosition> Forwarding::choose_uplink(Port const &sender) const {
+  std::vector<PortIndex> const &uplinks = passage_.vswitch->uplinks;
+  if (sender.tied)
+    return tables_.ports[uplinks[*sender.tied]].link_up ? sender.tied : std::nullopt;
+  TeamPort const port{sender.number, sender.effective, std::nullopt, std::nullopt};
+  std::optional<UplinkPosition> const uplink =
+      pick(traffic_.fit(sender.team).fit, *tables_.teams[sender.team].team, port, &passage_.header);
+  std::uint32_t const lag = uplink ? tables_.ports[uplinks[*uplink]].lag : nowhere;
+  return lag == nowhere ? uplink : choose_member(passage_.vswitch->lags[lag]);
+}
+
+// A LAG is one link to the policy, and spreads the frames itself (T-3).
+std::optional<UplinkPosition> Forwarding::choose_member(Lag const &lag) const {
+  auto const up = static_cast<std::uint32_t>(std::popcount(lag.up));
+  std::uint32_t left = up ? lag_share(lag.hash, passage_.header, passage_.in_vlan.vlan) % up : 0;
+  for (UplinkPosition member : lag.members) {
+    if ((lag.up & only(member)) && left-- == 0)
+      return member;
   }
-  has_no_uplink_ = !uplink;
-  return uplink;
+  return std::nullopt;
 }
 
 // What the uplink cannot send is dropped there (T-9).

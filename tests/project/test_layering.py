@@ -17,7 +17,7 @@ ALLOWED = {
     "companion": {"runtime"},
     "constants": {"runtime"},
     "extensions": {"constants", "interface", "runtime"},
-    "fuzz": {"interface", "platform/core", "platform/tool", "tests/host"},
+    "fuzz": {"interface", "platform/core", "platform/tool", "tests/forwarding", "tests/host"},
     "interface": {"extensions", "runtime"},
     "platform/core": {"constants", "interface", "platform/forwarding"},
     "platform/dvs": {"interface", "platform/core"},
