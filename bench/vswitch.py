@@ -136,6 +136,47 @@ def addresses(report: Report, quick: bool) -> None:
     report.add(f"MacTable.entries() of {count} addresses", entries, "ms", goal, call=call, ratio=entries / call)
 
 
+def desired(report: Report, quick: bool) -> None:
+    """Plans and applies of many ports, exports and looks; and what a port costs among more of them."""
+    from vswitch import Host
+    from vswitch.watch import leaves
+
+    count, runs = (50, 2) if quick else (1000, RUNS)
+    host = Host()
+
+    def wanted(number: int) -> dict[str, object]:
+        ports = {
+            f"port-{i}": {"connect_id": i + 1, "vlan": i % 4000 + 1, "properties": {"org.example.rack": f"rack {i}"}}
+            for i in range(number)
+        }
+        return {"format": 1, "switches": {"desired": {"max_ports": 8192, "ports": ports}}}
+
+    def applied(number: int) -> float:
+        plan = host.plan(wanted(number))
+        begin = time.perf_counter()
+        plan.apply()
+        seconds = time.perf_counter() - begin
+        host.switches.remove("desired")
+        return seconds
+
+    goal = (lambda milliseconds: milliseconds) if not quick else (lambda milliseconds: None)
+    document = wanted(count)
+    report.add(f"plan of {count} new ports", median(timed(lambda: host.plan(document)), runs) * MILLI, "ms", goal(50))
+    report.add(f"apply of {count} new ports", median(lambda: applied(count), runs) * MILLI, "ms", goal(1000))
+    few, many = (20, 50) if quick else (400, 4000)
+    small = median(lambda: applied(few), runs) / few
+    large = median(lambda: applied(many), 2) / many
+    report.add(f"a port of {many} over one of {few} in apply", large / small, "times", None if quick else 1.5)
+    host.plan(document).apply()
+    again = median(timed(lambda: host.plan(document).apply()), runs) * MILLI
+    report.add(f"apply of {count} ports that are there", again, "ms", goal(100))
+    look = median(timed(lambda: leaves(host.export(observed=True, only=["desired"]))), runs) * MILLI
+    report.add(f"a look of watch at {count} ports", look, "ms", goal(80))
+    export = median(timed(lambda: host.export(only=["desired"])), runs) * MILLI
+    report.add(f"export() of {count} ports with 3 properties each", export, "ms", goal(60))
+    host.switches.remove("desired")
+
+
 def imports(report: Report, quick: bool) -> None:
     """What importing costs beside an interpreter that imports nothing."""
     runs = 3 if quick else RUNS
@@ -156,7 +197,8 @@ def main() -> int:
     report = Report()
     with tempfile.TemporaryDirectory(dir=options.folder) as folder:
         os.environ["VSWITCH_HOST"] = str(pathlib.Path(folder) / "host.db")
-        for measure in (reading, bulk, addresses, imports):
+        os.environ["VSWITCH_APPLY_DIR"] = str(pathlib.Path(folder) / "apply")
+        for measure in (reading, bulk, addresses, desired, imports):
             measure(report, options.quick)
     text = json.dumps(report.to_dict(), indent=2)
     if options.json:
