@@ -7,7 +7,7 @@ from typing import TYPE_CHECKING, Any
 
 from vswitch.desired import export, settings
 from vswitch.desired.plan import split
-from vswitch.desired.settings import short
+from vswitch.desired.value_forms import short
 from vswitch.errors import NotFound
 from vswitch.values.base import Value
 

@@ -204,7 +204,7 @@ def _seconds(name: str, given: object) -> float:
     return float(given)
 
 
-# ---- conditions ------------------------------------------------------------------------------------------------------
+# ---- conditions -----------------------------------------------------------------------------------------------
 
 _OPERATORS = ("==", "!=", "<=", ">=", "<", ">", "contains", "exists", "absent")
 _CONDITION = re.compile(r"\s*(\S+)\s+(==|!=|<=|>=|<|>|contains|exists|absent)(?:\s+(.*?))?\s*", re.DOTALL)

@@ -60,10 +60,10 @@ pytestmark = pytest.mark.same_process
 def test_everything_that_changes_can_be_taken_back(on_file):
     on_file(
         """
-        from vswitch.desired import apply
+        from vswitch.desired import undo
         assert plan.apply().verified
         assert host.plan(scenario.WANTED).diff() == ""
-        undone, not_undone, error = apply.undo(plan.operations, lambda *a, **k: None)
+        undone, not_undone, error = undo.undo(plan.operations, lambda *a, **k: None)
         assert undone == plan.operations and not not_undone and error is None
         is_before()
         """

@@ -109,7 +109,7 @@ def plain_value(value: object) -> Any:
     if isinstance(value, list | tuple):
         return [plain_value(each) for each in value]
     if hasattr(value, "to_dict"):
-        from vswitch.desired.settings import short
+        from vswitch.desired.value_forms import short
 
         return short(value)
     return value

@@ -1,1 +1,1 @@
-"""Desired state: documents, what a host lacks to be as one says, and changes that are verified, undone and confirmed."""
+"""Desired state: documents, what a host lacks to be as one says, changes that are verified, undone and confirmed."""

@@ -9,8 +9,8 @@ from typing import Any
 
 from vswitch import _walk
 from vswitch.desired import schema, settings, state
-from vswitch.desired.settings import short
 from vswitch.desired.state import Entry, HostState, Object, PortState, SwitchState
+from vswitch.desired.value_forms import short
 from vswitch.enums import LinkState, PortFlag, PortType, SwitchVersion
 from vswitch.values.mirror_table import table_from
 from vswitch.values.teaming import table_from as teaming_from
@@ -191,7 +191,7 @@ def static_form(one: schema.StaticAddress) -> dict[str, Any]:
     return made
 
 
-# ---- what is observed ------------------------------------------------------------------------------------------------
+# ---- what is observed -----------------------------------------------------------------------------------------
 
 
 def _observe(switch: SwitchState, ports: dict[str, Any], uplink_ports: dict[str, Any]) -> dict[str, Any]:

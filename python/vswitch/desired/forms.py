@@ -1,13 +1,11 @@
-"""What a member of a document may be: each form reads a plain value, refuses a wrong one with its place, and says itself
-as JSON Schema."""
+"""What a member of a document may be: each form reads a plain value, refuses a wrong one with its place, and says
+itself as JSON Schema."""
 
 from __future__ import annotations
 
-import base64
-import binascii
 import re
 from collections.abc import Callable, Mapping
-from typing import Any, NamedTuple
+from typing import Any
 
 from vswitch._similar import did_you_mean
 from vswitch.enums._member import Bits, Number
@@ -338,73 +336,3 @@ class Converted(Form):
 
     def schema(self) -> Schema:
         return self.form.schema()
-
-
-class WrittenProperty(NamedTuple):
-    """A property as a document wants it. `owner` None: whoever it is."""
-
-    data: bytes
-    owner: str | None = None
-    volatile: bool = False
-
-
-_SIZES = (1, 2, 4, 8)
-
-
-class PropertyForm(Form):
-    """A text, or a mapping with the bytes in one of four forms."""
-
-    wanted = "a text or a mapping"
-    forms = ("text", "hex", "base64", "int")
-    record = Record(
-        None,
-        text=Text(),
-        hex=Text(),
-        base64=Text(),
-        int=Whole(),
-        size=Whole(),
-        owner=Text(),
-        volatile=Truth(),
-    )
-
-    def read(self, given: Any, path: str) -> Any:
-        if isinstance(given, str):
-            check_text(given, path)
-            return WrittenProperty(given.encode())
-        if isinstance(given, (int, float)):
-            Text().read(given, path)
-        if not isinstance(given, dict):
-            raise self.refuse(given, path)
-        values = self.record.read_fields(given, path)
-        chosen = [name for name in self.forms if name in values]
-        if len(chosen) != 1:
-            raise DocumentError(path, f"one of {', '.join(self.forms)} is wanted")
-        if "size" in values and chosen != ["int"]:
-            raise DocumentError(f"{path}/size", "goes with 'int' only")
-        return WrittenProperty(
-            self._data(values, chosen[0], path), values.get("owner"), values.get("volatile", False)
-        )
-
-    def _data(self, values: Mapping[str, Any], chosen: str, path: str) -> bytes:
-        given = values[chosen]
-        if chosen == "text":
-            return bytes(given.encode())
-        if chosen == "int":
-            size = values.get("size", 4)
-            if size not in _SIZES:
-                raise DocumentError(f"{path}/size", "1, 2, 4 or 8 bytes are wanted")
-            try:
-                return bytes(given.to_bytes(size, "little", signed=given < 0))
-            except OverflowError:
-                raise DocumentError(f"{path}/int", f"a number of {size} bytes is wanted") from None
-        try:
-            return bytes.fromhex(given) if chosen == "hex" else base64.b64decode(given, validate=True)
-        except (ValueError, binascii.Error):
-            raise DocumentError(f"{path}/{chosen}", f"not {chosen}: {given!r}") from None
-
-    def schema(self) -> Schema:
-        record = self.record.schema()
-        record["properties"]["size"] = {"enum": list(_SIZES)}
-        record["oneOf"] = [{"required": [name]} for name in self.forms]
-        record["dependentRequired"] = {"size": ["int"]}
-        return {"anyOf": [{"type": "string"}, record]}

@@ -7,8 +7,8 @@ from typing import Any
 
 from vswitch.desired import export, order, settings, state
 from vswitch.desired.plan import Operation, place_of, split
-from vswitch.desired.settings import short
 from vswitch.desired.state import Object, PortState, SwitchState
+from vswitch.desired.value_forms import short
 from vswitch.enums import SwitchVersion
 
 

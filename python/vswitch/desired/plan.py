@@ -143,7 +143,7 @@ class Plan(Sequence[Operation]):
         return apply(self, progress=progress, confirm_within=confirm_within, verify=verify)
 
 
-# ---- as text ---------------------------------------------------------------------------------------------------------
+# ---- as text --------------------------------------------------------------------------------------------------
 
 
 def split(path: str) -> list[str]:

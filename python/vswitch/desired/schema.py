@@ -7,7 +7,7 @@ from collections.abc import Mapping
 from pathlib import Path
 from typing import Any, NamedTuple
 
-from vswitch.desired import forms, settings
+from vswitch.desired import forms, settings, value_forms
 from vswitch.desired.forms import Form, Schema, check_text, joined, named, no_member
 from vswitch.enums import PropertyKey, RuntimeOption, SwitchVersion
 from vswitch.errors import DocumentError
@@ -164,14 +164,14 @@ class UplinkForm(Form):
     """The name of an uplink, or that and the identifier of its port."""
 
     wanted = "a text or a mapping"
-    record = forms.Record(None, ("name",), name=settings.TEXT, port=settings.TEXT)
+    record = forms.Record(None, ("name",), name=value_forms.TEXT, port=value_forms.TEXT)
 
     def read(self, given: Any, path: str) -> Any:
         if isinstance(given, str):
             check_text(given, path)
             return Uplink(given)
         if isinstance(given, (int, float)):
-            settings.TEXT.read(given, path)
+            value_forms.TEXT.read(given, path)
         if not isinstance(given, dict):
             raise self.refuse(given, path)
         return Uplink(**self.record.read_fields(given, path))
@@ -192,7 +192,7 @@ class StaticForm(Form):
     """An address that is set by hand."""
 
     wanted = "a mapping"
-    record = forms.Record(None, ("mac",), mac=settings.MAC, vlan=settings.WHOLE, vni=settings.WHOLE)
+    record = forms.Record(None, ("mac",), mac=value_forms.MAC, vlan=value_forms.WHOLE, vni=value_forms.WHOLE)
 
     def read(self, given: Any, path: str) -> Any:
         return StaticAddress(**self.record.read(given, path))
@@ -207,20 +207,20 @@ class OptionForm(Form):
     wanted = "a number or a text"
 
     def __init__(self, is_text: bool) -> None:
-        self.form = settings.TEXT if is_text else settings.WHOLE
+        self.form = value_forms.TEXT if is_text else value_forms.WHOLE
 
     def read(self, given: Any, path: str) -> Any:
-        if isinstance(given, bool) and self.form is settings.WHOLE:
+        if isinstance(given, bool) and self.form is value_forms.WHOLE:
             return int(given)
         return self.form.read(given, path)
 
     def schema(self) -> Schema:
-        if self.form is settings.TEXT:
+        if self.form is value_forms.TEXT:
             return self.form.schema()
         return {"anyOf": [self.form.schema(), {"type": "boolean"}]}
 
 
-# ---- the members -----------------------------------------------------------------------------------------------------
+# ---- the members ----------------------------------------------------------------------------------------------
 
 
 def _refused_keys(members: Mapping[str, str]) -> dict[str, str]:
@@ -229,14 +229,14 @@ def _refused_keys(members: Mapping[str, str]) -> dict[str, str]:
 
 
 _ALIASES = {name: str(member) for name, member in PropertyKey.__members__.items()}
-_PROPERTY = forms.PropertyForm()
+_PROPERTY = value_forms.PropertyForm()
 _OBSERVED = Anything()
 
 PORT = ObjectForm(
     {
-        "external_id": settings.TEXT,
+        "external_id": value_forms.TEXT,
         **{name: forms.Maybe(setting.form) for name, setting in settings.PORT.items()},
-        "mirrors": CollectionForm(settings.MIRROR),
+        "mirrors": CollectionForm(value_forms.MIRROR),
         "properties": CollectionForm(_PROPERTY, _refused_keys(settings.PORT_KEYS), _ALIASES),
         "static_addresses": forms.Listed(StaticForm()),
         "observed": _OBSERVED,
@@ -246,17 +246,17 @@ PORT = ObjectForm(
 _SWITCH_PROPERTIES = CollectionForm(_PROPERTY, _refused_keys(settings.SWITCH_KEYS), _ALIASES)
 SWITCH = ObjectForm(
     {
-        "id": settings.TEXT,
-        "class": settings.TEXT,
-        "persistent": settings.TRUTH,
-        "flags": settings.WHOLE,
-        "connected": settings.TRUTH,
+        "id": value_forms.TEXT,
+        "class": value_forms.TEXT,
+        "persistent": value_forms.TRUTH,
+        "flags": value_forms.WHOLE,
+        "connected": value_forms.TRUTH,
         "version": forms.Choice(SwitchVersion),
-        "max_ports": settings.WHOLE,
+        "max_ports": value_forms.WHOLE,
         **{name: forms.Maybe(setting.form) for name, setting in settings.SWITCH.items()},
         "uplinks": forms.Listed(UplinkForm()),
-        "teaming_policies": CollectionForm(settings.NAMED_TEAMING),
-        "mirrors": CollectionForm(settings.MIRROR),
+        "teaming_policies": CollectionForm(value_forms.NAMED_TEAMING),
+        "mirrors": CollectionForm(value_forms.MIRROR),
         "properties": _SWITCH_PROPERTIES,
         "host_properties": _SWITCH_PROPERTIES,
         "ports": CollectionForm(PORT),
@@ -267,10 +267,10 @@ SWITCH = ObjectForm(
 )
 DOCUMENT = ObjectForm(
     {
-        "$schema": settings.TEXT,
+        "$schema": value_forms.TEXT,
         "format": Constant(FORMAT),
         "switches": CollectionForm(SWITCH),
-        "mac_learning": settings.HOST_MAC_LEARNING,
+        "mac_learning": value_forms.HOST_MAC_LEARNING,
         "runtime_options": ObjectForm({option.option_name: OptionForm(option.is_text) for option in RuntimeOption}),
         "observed": _OBSERVED,
     },
@@ -278,7 +278,7 @@ DOCUMENT = ObjectForm(
 )
 
 
-# ---- JSON Schema -----------------------------------------------------------------------------------------------------
+# ---- JSON Schema ----------------------------------------------------------------------------------------------
 
 
 def made_schema() -> Schema:

@@ -8,26 +8,18 @@ from collections.abc import Callable, Mapping
 from typing import Any, NamedTuple
 
 from vswitch.desired import forms
+from vswitch.desired.value_forms import MAC, TEAMING, TEXT, TRUTH, VLAN, WHOLE
 from vswitch.enums import (
     EthernetFilterFlag,
-    LoadBalance,
     MacLimitPolicy,
-    MirrorAction,
-    MirrorEncapsulation,
-    MirrorFlag,
-    MirrorType,
-    MirrorUplinkFilter,
-    MirrorWildcard,
     MulticastMode,
     PrivateVlanType,
     PropertyKey,
     RcfType,
-    TeamCriterion,
-    TeamFlag,
 )
 from vswitch.values import base
-from vswitch.values.mac import HostMacLearning, MacLearning, SwitchMacLearning
-from vswitch.values.mirror import MirrorEnd, MirrorRule, MirrorSession
+from vswitch.values.mac import MacLearning, SwitchMacLearning
+from vswitch.values.mirror import MirrorSession
 from vswitch.values.properties import CODECS, NUMBER, OPTIONAL_TEXTUAL, ResourcePool
 from vswitch.values.security import EthernetFilter, SecurityPolicy
 from vswitch.values.teaming import NamedTeaming, TeamingPolicy
@@ -41,104 +33,8 @@ Place = dict[str, Any]
 # The stored values of an object's properties by their keys.
 Stored = Mapping[str, bytes]
 
-TEXT, WHOLE, TRUTH = forms.Text(), forms.Whole(), forms.Truth()
-MAC = forms.Text(base.mac, "^[0-9A-Fa-f]{1,2}([:-][0-9A-Fa-f]{1,2}){5}$")
-NAMES = forms.Listed(TEXT)
-_ENDS = forms.Listed(forms.Text(MirrorEnd.of, "^(?:(?:port|uplink|ip|mac|[0-9]+):|(?:vlan|number):[0-9]+$)"))
-_TEAM: dict[str, forms.Form] = {
-    "active": NAMES,
-    "standby": NAMES,
-    "load_balance": forms.Choice(LoadBalance),
-    "criteria": forms.Flags(TeamCriterion),
-    "flags": forms.Flags(TeamFlag),
-}
 
-
-class AllUplinks(NamedTuple):
-    """A teaming policy in which all uplinks are active, whichever there will be."""
-
-    policy: TeamingPolicy
-
-
-class _Teaming(forms.Record):
-    """A teaming policy. One that says nothing of uplinks has all of them; an empty list is none."""
-
-    def read(self, given: Any, path: str) -> Any:
-        policy = super().read(given, path)
-        silent = isinstance(given, dict) and "active" not in given and "standby" not in given
-        return AllUplinks(policy) if silent else policy
-
-
-TEAMING = _Teaming(TeamingPolicy, (), **_TEAM, percent_error=WHOLE, full_duplex=TRUTH, speed=WHOLE)
-VLAN = forms.Either(
-    "a number or a mapping",
-    forms.Converted(WHOLE, VlanPolicy),
-    forms.Record(
-        VlanPolicy,
-        id=WHOLE,
-        priority=forms.Maybe(WHOLE),
-        trunk=forms.Maybe(forms.Listed(forms.Span())),
-        private=TRUTH,
-    ),
-    (int,),
-)
-_RULE = forms.Record(
-    MirrorRule,
-    action=forms.Choice(MirrorAction),
-    protocol=forms.Maybe(WHOLE),
-    source_ports=forms.Maybe(forms.Span()),
-    destination_ports=forms.Maybe(forms.Span()),
-    sources=forms.Listed(forms.Text(base.prefix)),
-    destinations=forms.Listed(forms.Text(base.prefix)),
-)
-SESSION = forms.Record(
-    None,
-    name=TEXT,
-    type=forms.Choice(MirrorType),
-    destinations=_ENDS,
-    sources_in=_ENDS,
-    sources_out=_ENDS,
-    enabled=TRUTH,
-    flags=forms.Flags(MirrorFlag),
-    snap_length=forms.Maybe(WHOLE),
-    sampling=WHOLE,
-    vlan=WHOLE,
-    wildcards_in=forms.Flags(MirrorWildcard),
-    wildcards_out=forms.Flags(MirrorWildcard),
-    uplink_filter=forms.Choice(MirrorUplinkFilter),
-    encapsulation=forms.Choice(MirrorEncapsulation),
-    gre_key=WHOLE,
-    erspan_id=WHOLE,
-    erspan_cos=WHOLE,
-    erspan_gra=WHOLE,
-    mirror_stack=TRUTH,
-    rules=forms.Listed(_RULE),
-)
-
-
-class Named(forms.Form):
-    """An entry of a table: a value whose name is its key in the document."""
-
-    def __init__(self, kind: type[base.Value], key: str, record: forms.Record) -> None:
-        self.kind, self.key, self.record = kind, key, record
-
-    def read(self, given: Any, path: str) -> Any:
-        name = path.rpartition("/")[2].replace("~1", "/").replace("~0", "~")
-        if isinstance(given, self.kind):
-            given = {field: one for field, one in given.to_dict().items() if field != self.key}
-        values = self.record.read_fields(given, path)
-        return forms.Record(self.kind).make({self.key: name, **values}, path)
-
-    def schema(self) -> forms.Schema:
-        return self.record.schema()
-
-
-MIRROR = Named(MirrorSession, "id", SESSION)
-NAMED_TEAMING = Named(NamedTeaming, "name", forms.Record(None, (), **_TEAM))
-HOST_MAC_LEARNING = forms.Record(HostMacLearning, aging_time=WHOLE, limit=WHOLE, learn_static=TRUTH, allow_static=TRUTH)
-
-
-# ---- settings --------------------------------------------------------------------------------------------------------
+# ---- settings -------------------------------------------------------------------------------------------------
 
 
 class Setting(NamedTuple):
@@ -478,33 +374,3 @@ READ_ONLY = frozenset(
     QEL_HNQPROP_PORT_TYPE QEL_HNQPROP_PORT_VLAN QEL_HNQPROP_PORT_PERSIST QEL_HNQPROP_PORT_VNIC_CONNECTEE
     QEL_HNQPROP_PORT_STATISTICS VSPROP_PORT_MAC_LEARNING_STATS""".split()
 )
-
-
-def short(value: Any, name: str = "") -> Any:
-    """The short plain form: fields that have their defaults are left out, a VLAN policy with nothing but an `id` is the
-    number."""
-    if isinstance(value, VlanPolicy) and value == VlanPolicy(value.id):
-        return value.id
-    if isinstance(value, (NamedTeaming, MirrorSession)):
-        full = _without_defaults(value)
-        del full["name" if isinstance(value, NamedTeaming) else "id"]
-        return full
-    if isinstance(value, TeamingPolicy) and not value.active and not value.standby:
-        return {"active": [], **_without_defaults(value)}
-    if isinstance(value, base.Value):
-        return _without_defaults(value)
-    if isinstance(value, tuple):
-        return [short(one) for one in value]
-    to_json = getattr(value, "to_json", None)
-    return to_json() if to_json is not None else value
-
-
-def _without_defaults(value: base.Value) -> dict[str, Any]:
-    made = {}
-    for name, kind, default in base.fields_of(type(value)):
-        one = getattr(value, name)
-        if one != default or name in ("primary", "secondary"):
-            made[name] = [short(rule) for rule in one] if name == "rules" else kind.to_json(one)
-    return made
-
-

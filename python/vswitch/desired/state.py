@@ -172,7 +172,7 @@ def runtime_options() -> dict[RuntimeOption, int | str]:
     )
 
 
-# ---- from an image ----------------------------------------------------------------------------------------------------------
+# ---- from an image --------------------------------------------------------------------------------------------
 
 
 def _object(properties: list[dict[str, Any]], into: Object) -> None:
@@ -277,7 +277,7 @@ def _port_order(alias: str, ports: Mapping[str, Any]) -> list[str]:
     return longest
 
 
-# ---- from calls, where images are in another form -----------------------------------------------------------------------------
+# ---- from calls, where images are in another form -------------------------------------------------------------
 
 
 def _of_calls(alias: str) -> SwitchState:
@@ -325,7 +325,7 @@ def is_connected(alias: str) -> bool:
     return True
 
 
-# ---- who is connected -----------------------------------------------------------------------------------------------------------
+# ---- who is connected -----------------------------------------------------------------------------------------
 
 _STATUS = struct.Struct("<QQI80s")
 _QUERY = struct.Struct("<IQ")
