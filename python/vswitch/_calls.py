@@ -13,6 +13,11 @@ from typing import Any, Protocol, TypeVar
 import libvswitch
 from libvswitch import Record
 
+from vswitch._arguments import Data as Data
+from vswitch._arguments import Input as Input
+from vswitch._arguments import Output as Output
+from vswitch._arguments import Packed as Packed
+from vswitch._arguments import Queried as Queried
 from vswitch._limits import limit
 from vswitch.errors import BadParameter, Error, LimitExceeded, NotFound, WrongState, class_of
 
@@ -20,7 +25,6 @@ T = TypeVar("T")
 
 OK = libvswitch.QEL_OK
 MOST_ROOM = 1 << 26
-VLAN_POLICY = 8
 _QUERY = struct.Struct("<iQ")
 
 # Calls whose result is no status.
@@ -58,87 +62,6 @@ def observed(observer: Observer) -> Iterator[None]:
     finally:
         with _observers_lock:
             _observers = tuple(one for one in _observers if one is not observer)
-
-
-class HasDict(Protocol):
-    """A value that can say itself in plain data."""
-
-    def to_dict(self) -> dict[str, Any]: ...
-
-
-class Packed:
-    """A native record as an argument: `data` as the record `kind`. `value` is what errors show of it."""
-
-    __slots__ = ("_storage", "this", "value")
-
-    def __init__(self, kind: str, data: bytes, value: HasDict | list[Any] | None = None) -> None:
-        self.value = value
-        if kind == "qel_HNQPortVIDRange":
-            # Ranges side by side: those behind a VLAN policy.
-            self._storage: Any = libvswitch.buffer(bytes(VLAN_POLICY) + data)
-            self.this = libvswitch.cell("VSPortVlanPolicy **", self._storage).value.vidRanges.this
-        elif kind in _COUNTED:
-            self._storage = libvswitch.buffer(data)
-            self.this = libvswitch.cell(f"{kind} **", self._storage).value.this
-        else:
-            self._storage = getattr(libvswitch, kind).from_bytes(data)
-            self.this = self._storage.this
-
-
-_COUNTED = frozenset(
-    ("DVMirrorSessionTable", "LSTeamTable", "VSPvlanMapEntry", "VSRuntimeOptions", "VSUplinkPortIds", "VSUplinkPorts")
-)
-
-
-class Data:
-    """Bytes as an argument of the kind `void *`; null if there are none."""
-
-    __slots__ = ("_storage", "size", "this")
-
-    def __init__(self, data: bytes) -> None:
-        self.size = len(data)
-        self._storage = libvswitch.buffer(data or b"\0")
-        self.this = self._storage.this
-
-
-class Queried:
-    """A request that a call reads and answers in, released at the end of a `with` block. `value` is what errors
-    show."""
-
-    __slots__ = ("_release", "native", "this", "value")
-
-    def __init__(self, native: Any, value: dict[str, Any], release: Callable[[Any], object]) -> None:
-        self.native = native
-        self.this = native.this
-        self.value = value
-        self._release = release
-
-    def __enter__(self) -> Queried:
-        return self
-
-    def __exit__(self, *details: object) -> None:
-        self._release(self.native)
-
-
-class Input:
-    """A native object that a call reads. `value` is what errors show of it."""
-
-    __slots__ = ("native", "this", "value")
-
-    def __init__(self, native: Any, value: list[Any]) -> None:
-        self.native = native
-        self.this = native.this
-        self.value = value
-
-
-class Output:
-    """A native object that a call fills: no input, so that errors do not show it."""
-
-    __slots__ = ("native", "this")
-
-    def __init__(self, native: Any) -> None:
-        self.native = native
-        self.this = native.this
 
 
 def _find(name: str) -> tuple[Callable[..., Any], bool]:
@@ -348,10 +271,21 @@ def _failure(name: str, arguments: tuple[Any, ...], status: int) -> Error:
     return kind(hint, status=status, name=status_name, call=name, arguments=known)
 
 
+def _broken(text: str) -> bool:
+    """Whether a text has no form in UTF-8."""
+    try:
+        text.encode()
+    except UnicodeEncodeError:
+        return True
+    return False
+
+
 def _refused(name: str, arguments: tuple[Any, ...], error: Exception) -> Error:
     """What does not reach the library: a number or a text for which the argument has no room. Types were checked
     before."""
     known = inputs(name, arguments)
     status = "QEL_BAD_PARAM" if isinstance(error, OverflowError) else "QEL_NAME_TOO_LONG"
     hint = limit(name, status, known) or str(error)
+    if any(isinstance(value, str) and not value.isascii() and _broken(value) for value in arguments):
+        status, hint = "QEL_INVALID_NAME", "a text that has no form in UTF-8"
     return BadParameter(hint, status=getattr(libvswitch, status), name=status, call=name, arguments=known)

@@ -4,6 +4,8 @@ from __future__ import annotations
 
 from typing import Any
 
+import libvswitch
+
 # How many bytes names of each kind have at most, by the arguments of calls.
 _NAMES = {
     "alias": 80,
@@ -17,6 +19,12 @@ _NAMES = {
     "name": 255,
     "portset": 127,
     "vendor": 127,
+}
+# Of the properties whose values are names.
+_NAMES_IN_PROPERTIES = {
+    libvswitch.QEL_HNQPROP_PORT_ALIAS: 80,
+    libvswitch.QEL_HNQPROP_PORT_PORTGROUP: 63,
+    libvswitch.QEL_HNQPROP_PORT_RESPOOL_ASSOC: 127,
 }
 _MTU = "an MTU is 1280 to 9000 bytes"
 _TEAMING = "load balancing is a TEAM_FRP_TYPE_*, percent_error 0 to 100, and no uplink stands twice"
@@ -137,11 +145,14 @@ def limit(name: str, status: str, known: dict[str, Any]) -> str:
     if status == "QEL_LIMIT_EXCEEDED" and ("name" in known or name == "DVSQEL_UplinkDataSet"):
         return "a value has at most 1048576 bytes"
     if status in ("QEL_INVALID_NAME", "QEL_NAME_TOO_LONG"):
+        most_bytes = _NAMES_IN_PROPERTIES.get(str(known.get("name")))
+        if most_bytes is not None:
+            return f"a name of this kind has 1 to {most_bytes} bytes"
         for argument, most in _NAMES.items():
             value = known.get(argument)
             if isinstance(value, str) and len(value.encode(errors="replace")) > most:
                 return f"a name of this kind has at most {most} bytes"
             if value == "":
                 return "a name of this kind has at least one byte"
-        return "a name is empty or too long"
+        return _LIMITS.get(name, "a name is empty or too long")
     return _LIMITS.get(name, "")

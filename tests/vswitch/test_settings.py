@@ -256,6 +256,16 @@ def test_limits_are_the_library_s_to_judge() -> None:
     with raises(v.LimitExceeded):
         switch.multicast = [f"01:00:5e:00:00:{number:02x}" for number in range(26)]
     assert switch.mtu == 9000
+    port = switch.ports["100"]
+    for name, most in (("alias", 80), ("port_group", 63), ("resource_pool", 127)):
+        setattr(port, name, "x" * most)
+        for wrong in ("x" * (most + 1), ""):
+            with raises(v.BadParameter) as refused:
+                setattr(port, name, wrong)
+            assert refused.value.hint == f"a name of this kind has 1 to {most} bytes"
+    with raises(v.BadParameter) as refused:
+        v.Switch("workload\udcff").mtu = 1500
+    assert (refused.value.name, refused.value.hint) == ("QEL_INVALID_NAME", "a text that has no form in UTF-8")
 
 
 def test_reading_asks_for_what_is_in_effect_and_nothing_more() -> None:
