@@ -18,8 +18,8 @@ PATIENCE = 30.0  # seconds for Graphviz
 
 @dataclass(frozen=True, slots=True)
 class Node:
-    """Something in a picture: its `id`, its `kind` ("switch", "uplink", "nic", "port", "client", "lag"), its `label`, and
-    what else is known of it."""
+    """Something in a picture: its `id`, its `kind` ("switch", "uplink", "nic", "port", "client", "lag"), its `label`,
+    and what else is known of it."""
 
     id: str
     kind: str
@@ -57,7 +57,8 @@ class Topology:
 
     def only(self, alias: str) -> Topology:
         """The picture of one switch with what is connected to it."""
-        mine = {node.id for node in self.nodes if node.id == f"switch:{alias}" or node.attributes.get("switch") == alias}
+        root = f"switch:{alias}"
+        mine = {node.id for node in self.nodes if node.id == root or node.attributes.get("switch") == alias}
         edges = tuple(edge for edge in self.edges if edge.source in mine)
         kept = mine | {edge.target for edge in edges}
         return Topology(tuple(node for node in self.nodes if node.id in kept), edges)
@@ -79,13 +80,16 @@ class Topology:
         for node in uplinks:
             nic = node.attributes.get("nic")
             link = node.attributes.get("link")
-            lines.append(f"  uplink {node.label} -- {f'NIC {nic}' if nic else 'no NIC'}" + (f": {link}" if link else ""))
+            behind = f"NIC {nic}" if nic else "no NIC"
+            lines.append(f"  uplink {node.label} -- {behind}" + (f": {link}" if link else ""))
         for node in mine:
             if node.kind == "lag":
-                lines.append(f"  lag {node.label} ({', '.join(node.attributes['members'])}): {node.attributes['state']}")
+                members = ", ".join(node.attributes["members"])
+                lines.append(f"  lag {node.label} ({members}): {node.attributes['state']}")
         for node in ports:
             client = node.attributes.get("client")
-            lines.append(f"  port {node.label}: VLAN {node.attributes['vlan']}" + (f", client {client}" if client else ""))
+            vlan = node.attributes["vlan"]
+            lines.append(f"  port {node.label}: VLAN {vlan}" + (f", client {client}" if client else ""))
         return lines
 
     def to_dot(self) -> str:
@@ -185,7 +189,8 @@ def _switch(switch: SwitchState, seen: dict[str, Any], nodes: list[Node], edges:
         nic = known.get("nic") or switch.nics.get(uplink.name)
         link = known.get("link", "")
         name = f"uplink:{alias}/{uplink.name}"
-        nodes.append(Node(name, "uplink", uplink.name, {"switch": alias, "port": uplink.port, "nic": nic, "link": link}))
+        known_of = {"switch": alias, "port": uplink.port, "nic": nic, "link": link}
+        nodes.append(Node(name, "uplink", uplink.name, known_of))
         edges.append(Edge(root, name, link))
         if nic:
             nodes.append(Node(f"nic:{nic}", "nic", nic, {"link": link}))

@@ -3,6 +3,7 @@
 from __future__ import annotations
 
 import asyncio
+import operator
 import re
 import threading
 import time
@@ -27,8 +28,8 @@ SHORTEST, LONGEST = 0.05, 3600.0
 
 @dataclass(frozen=True, slots=True)
 class Change:
-    """One value that is another now: its `path`, its `kind` ("added", "removed", "changed"), and its values `before` and
-    `after`, None for nothing. A setting or a list is one value."""
+    """One value that is another now: its `path`, its `kind` ("added", "removed", "changed"), and its values `before`
+    and `after`, None for nothing. A setting or a list is one value."""
 
     path: str
     kind: str
@@ -58,7 +59,8 @@ _TABLES = frozenset(("mirrors", "teaming_policies", "properties", "host_properti
 
 
 def leaves(found: Any, path: str = "", depth: int = 0) -> dict[str, Any]:
-    """The values of a document by their paths: numbers and texts, and settings, lists and entries of tables as a whole."""
+    """The values of a document by their paths: numbers and texts, and settings, lists and entries of tables as a
+    whole."""
     made: dict[str, Any] = {}
     _leaves(found, path, None, made)
     return made
@@ -91,8 +93,8 @@ def _leaves(found: Any, path: str, inside: str | None, made: dict[str, Any]) -> 
 
 
 class Watch:
-    """An iterator (also an asynchronous one) of what changes on the host: a ChangeSet for each look that finds something
-    else than the one before. Also a context manager; `close()` ends it, from any thread."""
+    """An iterator (also an asynchronous one) of what changes on the host: a ChangeSet for each look that finds
+    something else than the one before. Also a context manager; `close()` ends it, from any thread."""
 
     def __init__(self, paths: Sequence[str], interval: float, timeout: float | None, observed: bool) -> None:
         for path in paths:
@@ -208,6 +210,9 @@ def _seconds(name: str, given: object) -> float:
 
 _OPERATORS = ("==", "!=", "<=", ">=", "<", ">", "contains", "exists", "absent")
 _CONDITION = re.compile(r"\s*(\S+)\s+(==|!=|<=|>=|<|>|contains|exists|absent)(?:\s+(.*?))?\s*", re.DOTALL)
+_COMPARED = {"<": operator.lt, "<=": operator.le, ">": operator.gt, ">=": operator.ge}
+
+
 class Condition(NamedTuple):
     """A condition of the form `PATH OP [VALUE]`."""
 
@@ -226,10 +231,9 @@ class Condition(NamedTuple):
         if self.operator == "contains":
             return isinstance(found, (str, list, tuple, Mapping)) and _contains(found, self.value)
         try:
-            pairs = {"<": found < self.value, "<=": found <= self.value, ">": found > self.value, ">=": found >= self.value}
+            return bool(_COMPARED[self.operator](found, self.value))
         except TypeError:
             return False
-        return bool(pairs[self.operator])
 
 
 def _contains(found: Any, value: Any) -> bool:

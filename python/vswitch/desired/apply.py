@@ -25,10 +25,9 @@ SHORTEST, LONGEST = 1, 86400  # seconds to confirm within
 class Confirmation:
     """An apply that waits to be confirmed.
 
-    `id`: its name. `deadline`: when it is reverted (UTC), None if that never happens by itself. `operations`: what it has
-    made. `guarded`: a process stands by to revert it. `finished`: everything was applied; False if the apply was
-    interrupted, or is at work.
-    """
+    `id`: its name. `deadline`: when it is reverted (UTC), None if that never happens by itself. `operations`: what it
+    has made. `guarded`: a process stands by to revert it. `finished`: everything was applied; False if the apply was
+    interrupted, or is at work. """
 
     id: str
     deadline: datetime | None
@@ -49,8 +48,8 @@ class Confirmation:
 
 @dataclass(frozen=True, slots=True)
 class ApplyResult:
-    """What an apply did: whether it `changed` anything, the `operations` it made, whether what they changed was read and
-    found right (`verified`), the `seconds` it took, and the `confirmation` that it waits for, if any."""
+    """What an apply did: whether it `changed` anything, the `operations` it made, whether what they changed was read
+    and found right (`verified`), the `seconds` it took, and the `confirmation` that it waits for, if any."""
 
     changed: bool
     operations: tuple[Operation, ...]
@@ -102,7 +101,8 @@ def refuse_unfinished(journal: Journal, at_work: bool) -> None:
         raise Busy(f"the changes of {record.first['time']} wait to be confirmed: 'vswitch confirm' or 'vswitch revert'")
     if not at_work:
         raise Busy(
-            f"an apply of {record.first['time']} was interrupted; 'vswitch revert' undoes it, 'vswitch confirm' keeps it"
+            f"an apply of {record.first['time']} was interrupted; 'vswitch revert' undoes it,"
+            " 'vswitch confirm' keeps it"
         )
 
 

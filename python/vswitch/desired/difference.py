@@ -98,7 +98,7 @@ class Planner:
         """One more step."""
         self.steps.append(Step(phase, action, path, tuple(calls), tuple(undo), before, after))
 
-    # ---- switches that go ---------------------------------------------------------------------------------------------------
+    # ---- switches that go -----------------------------------------------------------------------------------------
 
     def _remove_switch(self, switch: SwitchState) -> None:
         path = joined("switches", switch.alias)
@@ -108,7 +108,7 @@ class Planner:
         undo = restore.switch_calls(switch)
         self.add(Phase.REMOVE_SWITCHES, "remove", path, [(call, place)], undo, export.switch_members(switch), None)
 
-    # ---- uplinks ------------------------------------------------------------------------------------------------------------
+    # ---- uplinks --------------------------------------------------------------------------------------------------
 
     def _uplinks_once(self, wanted: Collection, present: Mapping[str, SwitchState]) -> None:
         """Refuses an uplink on two switches, where it is not there already."""
@@ -127,10 +127,12 @@ class Planner:
         """The operations of all switches whose uplinks change, givers first."""
         waiting = list(self.uplink_changes)
         while waiting:
-            pairs = [(one.alias, set(names(one.now)) - set(names(one.uplinks)), names(one.uplinks)) for one in waiting]
-            done, ring = order.givers_first(
-                [(alias, given, [name for name in taken if name not in names(self._now(alias))]) for alias, given, taken in pairs]
-            )
+            pairs = []
+            for one in waiting:
+                now, wanted = names(one.now), names(one.uplinks)
+                given = [name for name in now if name not in wanted]
+                pairs.append((one.alias, given, [name for name in wanted if name not in now]))
+            done, ring = order.givers_first(pairs)
             by_alias = {one.alias: one for one in waiting}
             for alias in done:
                 by_alias[alias].set_uplinks(by_alias[alias].uplinks)
@@ -139,10 +141,7 @@ class Planner:
                 change = by_alias[ring]
                 change.set_uplinks([one for one in change.uplinks if one.name in names(change.now)])
 
-    def _now(self, alias: str) -> list[Uplink]:
-        return next(one.now for one in self.uplink_changes if one.alias == alias)
-
-    # ---- the host's own ---------------------------------------------------------------------------------------------------------
+    # ---- the host's own -------------------------------------------------------------------------------------------
 
     def _host(self, host: state.HostState) -> None:
         learning = self.members.get("mac_learning")

@@ -301,7 +301,8 @@ class _Yaml:
         value: Any
         if isinstance(event, yaml.ScalarEvent):
             plain = event.style is None or event.style == ""
-            value = resolved(event.value, self.path() if len(event.value) > MOST_DIGITS else "") if plain else event.value
+            text = event.value
+            value = resolved(text, self.path() if len(text) > MOST_DIGITS else "") if plain else text
             if anchored is not None:
                 anchored.key = event.value
         else:

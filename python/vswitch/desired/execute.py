@@ -38,7 +38,10 @@ def _record(kind: str, value_type: Any) -> Callable[[Any], Any]:
 
 
 def _slots(kind: str, size: int) -> Callable[[Any], Any]:
-    return lambda names: Packed(kind, struct.pack("<I", len(names)) + b"".join(slot(name, size) for name in names), names)
+    def pack(names: Any) -> Any:
+        return Packed(kind, struct.pack("<I", len(names)) + b"".join(slot(name, size) for name in names), names)
+
+    return pack
 
 
 def _mirror_table(sessions: Any) -> Any:

@@ -97,10 +97,13 @@ def own_settings(kept: Object, table: dict[str, settings.Setting]) -> dict[str, 
     return {name: short(value) for name, value in own_values(kept, table).items()}
 
 
-_BY_KEY = {
-    id(table): {key: frozenset(name for name, one in table.items() if key in one.keys) for one in table.values() for key in one.keys}
-    for table in (settings.SWITCH, settings.PORT)
-}
+
+def _names_by_key(table: dict[str, settings.Setting]) -> dict[str, frozenset[str]]:
+    keys = {key for setting in table.values() for key in setting.keys}
+    return {key: frozenset(name for name, setting in table.items() if key in setting.keys) for key in keys}
+
+
+_BY_KEY = {id(table): _names_by_key(table) for table in (settings.SWITCH, settings.PORT)}
 
 
 def own_values(kept: Object, table: dict[str, settings.Setting]) -> dict[str, Any]:

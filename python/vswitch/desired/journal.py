@@ -173,7 +173,7 @@ class Journal:
         except Busy:
             return True
 
-    # ---- writing ----------------------------------------------------------------------------------------------------------------
+    # ---- writing --------------------------------------------------------------------------------------------------
 
     def begin(self, plan: Plan, confirm_within: float | None) -> str:
         """Begins the journal, on the disk; its id."""
@@ -228,7 +228,7 @@ class Journal:
             os.close(self._descriptor)
             self._descriptor = -1
 
-    # ---- reading ----------------------------------------------------------------------------------------------------------------
+    # ---- reading --------------------------------------------------------------------------------------------------
 
     def read(self, path: Path | None = None) -> Record | None:
         """What the journal says; None if there is none."""
@@ -301,7 +301,8 @@ class Record:
 
 def environment(host: str) -> dict[str, str]:
     """What another process needs to work on the same host."""
-    kept = {name: value for name, value in os.environ.items() if name.startswith("VSWITCH_") or name == "LD_LIBRARY_PATH"}
+    wanted = ("LD_LIBRARY_PATH",)
+    kept = {name: value for name, value in os.environ.items() if name.startswith("VSWITCH_") or name in wanted}
     if host != "host":
         kept["VSWITCH_HOST"] = host
     kept["VSWITCH_APPLY_DIR"] = os.path.abspath(folder())

@@ -22,7 +22,8 @@ class Look:
         self._objects: dict[str, Any] = {}
 
     def differs(self, operation: Operation, expected: Any) -> tuple[str, Any, Any] | None:
-        """Where what is at an operation's path is not as expected, what is there and what is expected; None if it is."""
+        """Where what is at an operation's path is not as expected, what is there and what is expected; None if it
+        is."""
         place, names = self.paths[operation.path]
         found = self._object(place)
         if not names:

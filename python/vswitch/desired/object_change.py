@@ -49,11 +49,12 @@ def refuse_clients(path: str, switch: SwitchState, ports: Iterable[str] | None) 
     found = state.clients(switch.alias)
     for port in found if ports is None else ports:
         if port in found:
-            raise Busy(f"port '{port}' has the client '{found[port]}'", path=path if ports is None else joined(path, port))
+            where = path if ports is None else joined(path, port)
+            raise Busy(f"port '{port}' has the client '{found[port]}'", path=where)
 
 
 class PropertyOwner(NamedTuple):
-    """Whose properties these are: where they are written, what is there, and the keys that have members of their own."""
+    """Whose properties these are: where they are written, what is there, the keys that have members of their own."""
 
     path: str
     place: Place
@@ -104,7 +105,9 @@ class ObjectChange:
         """The uplinks as they are to be."""
         raise NotImplementedError
 
-    def add(self, phase: Phase, action: str, name: str, calls: Iterable[Call], undo: Iterable[Call], *values: Any) -> None:
+    def add(
+        self, phase: Phase, action: str, name: str, calls: Iterable[Call], undo: Iterable[Call], *values: Any
+    ) -> None:
         """A step on a member of this switch."""
         self.planner.add(phase, action, f"{self.path}/{name}", calls, undo, *values)
 
@@ -167,7 +170,7 @@ class ObjectChange:
             return
         where: Place = {"dvport_id": None, **place}
         lost = [name for name in now if name not in after]
-        same = {name: after[name] for name in now if name in after} == {name: now[name] for name in now if name in after}
+        same = all(after[name] == now[name] for name in now if name in after)
         added = [after[name] for name in after if name not in now]
         name = "VSDVS_SetDVMirrorSessions"
         arguments: dict[str, Any] = {"table": [session.to_dict() for session in after.values()]}
@@ -214,7 +217,8 @@ class ObjectChange:
         if other is not None and other.owner and wanted.owner is not None and other.owner != wanted.owner:
             calls.append(settings.clear_property(owner.place, key, other.owner, owner.host))
         keeper = wanted.owner if wanted.owner is not None else (other.owner if other is not None else "")
-        calls.append(settings.write_property(owner.place, key, wanted.data, keeper or None, wanted.volatile, owner.host))
+        keeper_name = keeper or None
+        calls.append(settings.write_property(owner.place, key, wanted.data, keeper_name, wanted.volatile, owner.host))
         undo = restore.property_calls(owner.place, kept, key, owner.host)
         before = export.property_form(now, wanted.volatile and key in kept.volatile) if now is not None else None
         after = export.property_form(state.Entry(wanted.data, keeper, 0), wanted.volatile)

@@ -48,8 +48,8 @@ def member_rank(place: str) -> Callable[[str], int]:
 
 def givers_first(changes: Sequence[tuple[str, Iterable[str], Iterable[str]]]) -> tuple[list[str], str | None]:
     """In which order switches get their uplinks, of each alias, the names that it gives up and those that it takes:
-    givers before takers, else as they stand. Where none can go first, all of them wait for each other: the second result
-    is the one that has to give up what it gives before it takes anything; None if there is no such ring."""
+    givers before takers, else as they stand. Where none can go first, all of them wait for each other: the second
+    result is the one that has to give up what it gives before it takes anything; None if there is no such ring."""
     waiting = [(alias, set(given), set(taken)) for alias, given, taken in changes]
     done: list[str] = []
     while waiting:

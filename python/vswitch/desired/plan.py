@@ -24,10 +24,9 @@ FORMAT = 1
 class Operation:
     """One step of a plan.
 
-    `number`: from 1. `action`: "create", "remove", "set" or "clear". `path`: of what it changes. `calls`: the library calls
-    that make it, and `undo`: those that take it back, each a pair of the call's name and its inputs by name, as plain
-    data. `before`, `after`: what is at the path, in the short form; None for nothing.
-    """
+    `number`: from 1. `action`: "create", "remove", "set" or "clear". `path`: of what it changes. `calls`: the library
+    calls that make it, and `undo`: those that take it back, each a pair of the call's name and its inputs by name, as
+    plain data. `before`, `after`: what is at the path, in the short form; None for nothing. """
 
     number: int
     action: str
@@ -131,7 +130,8 @@ class Plan(Sequence[Operation]):
         confirm_within: float | None = None,
         verify: bool = True,
     ) -> ApplyResult:
-        """Makes the operations in their order, reads what they changed (`verify`), and takes everything back if one fails.
+        """Makes the operations in their order, reads what they changed (`verify`), and takes everything back if one
+        fails.
 
         `progress(done, total, operation)` is called before each operation, and once with `done == total` at the end.
         `confirm_within` (seconds, 1 to 86400): the changes are taken back by a process of its own unless

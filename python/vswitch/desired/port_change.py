@@ -40,7 +40,8 @@ class PortChanges(ObjectChange):
                 continue
             path = joined(base, port)
             if port in of_uplinks and port not in found:
-                raise DocumentError(path, f"is the port of the uplink '{of_uplinks[port]}': use the member 'uplink_ports'")
+                uplink = of_uplinks[port]
+                raise DocumentError(path, f"is the port of the uplink '{uplink}': use the member 'uplink_ports'")
             self._port(path, port, members, found.get(port), port in zombies)
         self._uplink_ports()
 

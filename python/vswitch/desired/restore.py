@@ -134,8 +134,8 @@ def switch_calls(switch: SwitchState) -> list[Call]:
 
 
 def image_calls(switch: SwitchState) -> list[Call]:
-    """The call that brings back what no other call does: the NICs behind uplinks of other names, a smaller version. Only
-    for what outlives a boot."""
+    """The call that brings back what no other call does: the NICs behind uplinks of other names, a smaller version.
+    Only for what outlives a boot."""
     if switch.image is None or not switch.persistent:
         return []
     image = made_image(switch.image)

@@ -87,12 +87,14 @@ class ObjectForm(Form):
 
 
 class CollectionForm(Form):
-    """Objects by name, null for one that is not to be, and `exact` where that is a boolean. `refused`: names that cannot
-    stand here, and why."""
+    """Objects by name, null for one that is not to be, and `exact` where that is a boolean. `refused`: names that
+    cannot stand here, and why."""
 
     wanted = "a mapping"
 
-    def __init__(self, entry: Form, refused: Mapping[str, str] | None = None, aliases: Mapping[str, str] | None = None) -> None:
+    def __init__(
+        self, entry: Form, refused: Mapping[str, str] | None = None, aliases: Mapping[str, str] | None = None
+    ) -> None:
         self.entry, self.refused, self.aliases = entry, refused or {}, aliases or {}
 
     def read(self, given: Any, path: str) -> Any:

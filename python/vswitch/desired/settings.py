@@ -1,5 +1,5 @@
-"""The settings of switches and ports as documents have them: their properties, forms, defaults, and the calls that write
-and clear them."""
+"""The settings of switches and ports as documents have them: their properties, forms, defaults, and the calls that
+write and clear them."""
 
 from __future__ import annotations
 
@@ -39,8 +39,8 @@ Stored = Mapping[str, bytes]
 
 class Setting(NamedTuple):
     """A setting: its name, the keys of its properties, the form of its value, its default (None: has no value), and how
-    to make its value of the stored properties, and the calls that write and clear it. A setting that inherits takes what
-    it does not have from the switch or the host."""
+    to make its value of the stored properties, and the calls that write and clear it. A setting that inherits takes
+    what it does not have from the switch or the host."""
 
     name: str
     keys: tuple[str, ...]
@@ -60,8 +60,8 @@ def write_property(
     place: Place, key: str, value: bytes, owner: str | None = None, volatile: bool = False, host: bool = False
 ) -> Call:
     """The call that writes a property of a port, or of a switch on all its hosts or (`host`) on this one."""
-    arguments = {"name": key, "data": data(value), "length": len(value), "vendor": owner, "persistent": int(not volatile)}
-    return f"VSDVS_Set{_scope(place, host)}Prop", {**place, **arguments}
+    arguments = {"name": key, "data": data(value), "length": len(value), "vendor": owner}
+    return f"VSDVS_Set{_scope(place, host)}Prop", {**place, **arguments, "persistent": int(not volatile)}
 
 
 def clear_property(place: Place, key: str, owner: str | None = None, host: bool = False) -> Call:
@@ -242,7 +242,12 @@ SWITCH = {
             "VSDVS_ClearMcastUserLegacyEntries",
         )._replace(write=_entries("VSDVS_SetMcastUserLegacyEntries")),
         _typed(
-            "rcf_type", "VSPROP_RCF_INSN_TYPE", forms.Choice(RcfType), RcfType.CBPF, "VSDVS_SetRCFType", "instruction_type"
+            "rcf_type",
+            "VSPROP_RCF_INSN_TYPE",
+            forms.Choice(RcfType),
+            RcfType.CBPF,
+            "VSDVS_SetRCFType",
+            "instruction_type",
         ),
         _raw("forwarding_disabled", "VSPROP_SWITCH_FORWARDING_DISABLED", TRUTH, False),
     )

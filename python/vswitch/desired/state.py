@@ -263,8 +263,8 @@ def in_order(switch: SwitchState) -> None:
 
 
 def _port_order(alias: str, ports: Mapping[str, Any]) -> list[str]:
-    """Identifiers in the order of the numbers. Lists by type have that order; where one has nearly all ports, the others
-    are put between them, which takes fewer calls than a walk that asks for each identifier."""
+    """Identifiers in the order of the numbers. Lists by type have that order; where one has nearly all ports, the
+    others are put between them, which takes fewer calls than a walk that asks for each identifier."""
     kinds = (PortType.ACTIVE, PortType.SHADOW, PortType.LOCALCACHE)
     lists = [[port for port in _walk.ports_of_type(alias, kind) if port in ports] for kind in kinds]
     longest = max(lists, key=len)

@@ -252,10 +252,9 @@ class SwitchChange(PortChanges):
             members.pop("mtu", None)
         ordered = [name for name in settings.SWITCH if name in members and name not in last]
         for name in ordered:
-            self._setting(Phase.SWITCH, self.path, self.place, self.switch.common, settings.SWITCH[name], members[name], self.new)
+            self._own_setting(name)
         if "private_vlans" in members:
-            setting = settings.SWITCH["private_vlans"]
-            self._setting(Phase.SWITCH, self.path, self.place, self.switch.common, setting, members["private_vlans"], self.new)
+            self._own_setting("private_vlans")
         if "teaming_policies" in self.members:
             path = f"{self.path}/teaming_policies"
             now = {policy.name: policy for policy in export.teaming_policies(self.switch)}
@@ -264,8 +263,11 @@ class SwitchChange(PortChanges):
             if after != now or list(after) != list(now):
                 self._table(Phase.SWITCH, now, after)
         if "teaming" in members:
-            setting = settings.SWITCH["teaming"]
-            self._setting(Phase.SWITCH, self.path, self.place, self.switch.common, setting, members["teaming"], self.new)
+            self._own_setting("teaming")
+
+    def _own_setting(self, name: str) -> None:
+        setting, value = settings.SWITCH[name], self.members[name]
+        self._setting(Phase.SWITCH, self.path, self.place, self.switch.common, setting, value, self.new)
 
     def _table(self, phase: Phase, now: Mapping[str, Any], after: Mapping[str, Any]) -> None:
         """The step that makes the table of named policies this."""
