@@ -58,12 +58,13 @@ constinit PyTypeObject python_method_type = [] {
   return type;
 }();
 
-// Methods that no row describes.
+// Methods that no row describes, or that check what the module's function takes as it is.
 constexpr struct {
   const char *record;
   const char *name;
   const char *module;
 } python_methods[] = {
+    {"DVMirrorEntity", "set_entity", "libvswitch._addresses"},
     {"DVMirrorSessionTable", "entities", "libvswitch._iteration"},
 };
 

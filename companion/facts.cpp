@@ -31,6 +31,15 @@ const RecordContents &contents_of_run(std::uint16_t run) {
   return contents[run];
 }
 
+const AlsoAccepted *also_accepted_by(FieldIndex field) {
+  for (const AlsoAccepted &row : also_accepted) {
+    if (row.field == field) {
+      return &row;
+    }
+  }
+  return nullptr;
+}
+
 bool facts_fit() {
   return engine->method_count == std::size(facts_of_method) && engine->record_count == std::size(contents_of_record);
 }

@@ -60,6 +60,14 @@ const RecordContents *contents_of(std::size_t record);
 std::uint16_t run_in(FieldIndex array);
 const RecordContents &contents_of_run(std::uint16_t run);
 
+// A number that a field's type cannot hold and that may be assigned all the same, since a constant stands for it.
+struct AlsoAccepted {
+  FieldIndex field;
+  long value;
+};
+// Null for most fields.
+const AlsoAccepted *also_accepted_by(FieldIndex field);
+
 bool facts_fit();
 
 }  // namespace vswitchpy

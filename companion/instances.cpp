@@ -339,6 +339,20 @@ PyObject *record_bytes(PyObject *self, PyObject * /*unused*/) {
   return PyBytes_FromStringAndSize(static_cast<const char *>(live_pointer(as_record(self))), size);
 }
 
+// Two records of one kind, byte by byte.
+PyObject *record_same_contents(PyObject *self, PyObject *other) {
+  if (!is_record(other) || as_record(other)->type != as_record(self)->type) {
+    return PyErr_Format(PyExc_TypeError, "'%s' cannot have the contents of a '%s'", Py_TYPE(other)->tp_name,
+                        Py_TYPE(self)->tp_name);
+  }
+  const Py_ssize_t size = size_of(self);
+  if (size < 0 || refuse_missing(self) || refuse_missing(other)) {
+    return nullptr;
+  }
+  return PyBool_FromLong(
+      std::memcmp(live_pointer(as_record(self)), live_pointer(as_record(other)), static_cast<std::size_t>(size)) == 0);
+}
+
 // A new instance as the script's class makes it, which may be anything.
 PyObject *instance_for_bytes(PyObject *type, Py_ssize_t size) {
   PyObject *self = PyObject_CallNoArgs(type);
@@ -423,6 +437,10 @@ PyMethodDef base_methods[] = {
      "size."},
     {"from_bytes", record_from_bytes, METH_O | METH_CLASS,
      "from_bytes($type, data, /)\n--\n\nA new record with these bytes. ValueError unless they are as many as it has."},
+    {"same_contents", record_same_contents, METH_O,
+     "same_contents($self, other, /)\n--\n\nWhether another record of the same kind has the same bytes, padding "
+     "included; == tells whether both stand for\n"
+     "the same memory. TypeError for a record of another kind, and for one without a fixed size."},
     {"release", record_release, METH_NOARGS,
      "release($self, /)\n--\n\nFrees the memory now if the record owns it, and gives it back if a call has handed it\n"
      "out. The record and its views are unusable afterwards: using one raises an exception. Releasing twice does\n"
@@ -441,7 +459,9 @@ constinit PyTypeObject base_type = [] {
   PyTypeObject type = {};
   type.ob_base = {PyObject_HEAD_INIT(nullptr) 0};
   type.tp_name = "libvswitch.Record";
-  type.tp_doc = "Base of all record classes. Two records are equal when they stand for the same native memory.";
+  type.tp_doc =
+      "Base of all record classes. Two records are equal when they stand for the same native memory; same_contents()\n"
+      "compares their bytes.";
   type.tp_basicsize = sizeof(RecordObject);
   type.tp_weaklistoffset = offsetof(RecordObject, weak_references);
   // Only the record classes derive from it, so that each of their instances has a record's description.

@@ -18,6 +18,7 @@ struct FieldObject {
   MethodIndex getter;
   MethodIndex setter;
   std::uint16_t run;  // of an array whose elements the record counts: see run_in
+  const AlsoAccepted *also;
 };
 
 struct MethodObject {
@@ -85,6 +86,11 @@ PyObject *field_get(PyObject *self, PyObject *object, PyObject * /*type*/) {
   return refuse_released(object) ? nullptr : call_function(attribute.getter, {&object, 1});
 }
 
+bool is_number(PyObject *value, long number) {
+  int overflow = 0;
+  return PyLong_AsLongAndOverflow(value, &overflow) == number && !overflow;
+}
+
 int field_set(PyObject *self, PyObject *object, PyObject *value) {
   const FieldObject &attribute = as_field(self);
   if (!value || attribute.setter == no_method) {
@@ -105,6 +111,11 @@ int field_set(PyObject *self, PyObject *object, PyObject *value) {
   }
   if (refuse_released(object)) {
     return -1;
+  }
+  if (record && attribute.also && PyLong_Check(value) && is_number(value, attribute.also->value)) {
+    store_scalar(static_cast<char *>(record) + attribute.place.offset, attribute.place.scalar,
+                 static_cast<std::uint64_t>(attribute.also->value));
+    return 0;
   }
   PyObject *done = nullptr;
   if (record) [[likely]] {
@@ -357,6 +368,7 @@ PyObject *new_field(RecordClass *owner, const FieldEntry *field, MethodIndex get
     attribute->place = field->place;
     attribute->getter = getter;
     attribute->setter = setter;
+    attribute->also = also_accepted_by(static_cast<FieldIndex>(field - engine->fields));
     attribute->run =
         field->place.kind == FieldKind::array ? run_in(static_cast<FieldIndex>(field - engine->fields)) : 0;
   }

@@ -3,6 +3,7 @@
 // clang-format off
 #pragma once
 
+#include "constants/constants.hpp"
 #include "extensions/containers.hpp"
 #include "extensions/mirror_and_lag.hpp"
 #include "interface/mirror_records.h"
@@ -76,7 +77,8 @@ inline constexpr auto mirror_records = records(
             "Stores a text in the form that the type asks for, which stays as it is: at most 48 bytes of a port "
             "identifier, 31 of an uplink name; a number in decimal, its low 16 (VLAN) or 32 bits; an address that "
             "does not parse changes nothing, MAC digits that do not parse keep their bytes. "
-            "None and an unknown type change nothing.",
+            "None and an unknown type change nothing. "
+            "A text that is no such number or address raises ValueError as the method of libvswitch.",
             IN(text, char const *)),
         METHOD(__next__, mirror::next_entity,
             "View of the entity behind this one, 52 bytes further on. "
@@ -136,9 +138,9 @@ inline constexpr auto mirror_records = records(
         FIELD(32, dname, char [81], "Display name of the session, at most 80 bytes of text."),
         FIELD(113, pad0, char [3], "Unused padding; keeps the following field at its offset."),
         FIELD(116, type, DVMirrorSessionType, "Kind of session, one of VS_DVMIRROR_SESSIONTYPE_*."),
-        FIELD(120, snapLen, qel_uint32,
+        ALSO(VS_DVMIRROR_SNAPLEN_COMPLETE, FIELD(120, snapLen, qel_uint32,
             "Length to which mirror copies are cut, VS_DVMIRROR_SNAPLEN_COMPLETE (-1, read as 4294967295) or 0 to "
-            "keep them whole."),
+            "keep them whole.")),
         FIELD(124, flags, qel_uint32, "Options of the session, VS_DVMIRROR_FLAG_* flags."),
         FIELD(128, encapVlan, qel_uint16,
             "VLAN ID that mirror copies are tagged with (IEEE 802.1Q), 0 to 4094, for use with "

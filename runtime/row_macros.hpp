@@ -24,6 +24,8 @@
 #define FIELD_MAC(at, member, type, doc) ::vswitchpy::read_as_mac(FIELD(at, member, type, doc))
 #define FIELD_BITS(byte, first_bit, bit_count, member, type, doc) \
   ::vswitchpy::bit_field<type>(#member, #type, byte, first_bit, bit_count, doc)
+// The companion layer accepts a constant that the field's type cannot hold: its low bits are stored.
+#define ALSO(name, field) ::vswitchpy::also_accepting(#name, ::constant::name, field)
 // The constructor takes a count n, allocates bytes_per_entry * n + fixed bytes and stores n in `member`.
 #define COUNTED(bytes_per_entry, fixed, member)    \
   ::vswitchpy::Counted {                           \

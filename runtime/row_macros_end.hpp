@@ -5,6 +5,7 @@
 #undef FIELD_READ_ONLY
 #undef FIELD_MAC
 #undef FIELD_BITS
+#undef ALSO
 #undef COUNTED
 #undef COUNTED_BY
 #undef COUNTED_BY_BOTH

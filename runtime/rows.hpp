@@ -114,6 +114,8 @@ struct FieldRow {
   FieldPlace place{};
   std::size_t element_size = 0;  // of an array
   bool read_only = false;
+  std::string_view also{};      // a constant that the field's type cannot hold, and that stands for some number
+  std::int64_t also_value = 0;  // of it
   Doc doc{};
 };
 
@@ -159,6 +161,12 @@ consteval FieldRow field(std::string_view name, std::string_view type, std::size
 
 consteval FieldRow read_only(FieldRow row) {
   row.read_only = true;
+  return row;
+}
+
+consteval FieldRow also_accepting(std::string_view name, std::int64_t value, FieldRow row) {
+  row.also = name;
+  row.also_value = value;
   return row;
 }
 

@@ -93,6 +93,9 @@ Json describe(const FieldRow &row) {
   if (!row.pointee.empty()) {
     json["target"] = target(row.pointee);
   }
+  if (!row.also.empty()) {
+    json["also"] = {row.also, row.also_value};
+  }
   return json;
 }
 

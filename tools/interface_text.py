@@ -135,7 +135,8 @@ class Interface:
         kind = field["kind"]
         noun = field["target"] if field.get("target") in self.record_names else "proxy of that type"
         if kind in ("scalar", "bits"):
-            return range_sentence(field["scalar"])
+            also = f" {field['also'][0]} is accepted as well." if "also" in field else ""
+            return range_sentence(field["scalar"]) + also
         if kind == "characters":
             return f"A text of at most {field['size'] - 1} bytes, or None for an empty one; TypeError otherwise."
         if kind == "owned text":

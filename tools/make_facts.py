@@ -125,6 +125,13 @@ class Facts:
         yield f"constexpr std::uint8_t facts_of_method[] = {{{', '.join(map(str, which))}}};\n"
         order = ["count", "further_count", "room", "elements", "method", "array", "stride", "copied", "scalar"]
         yield table("RecordContents", "contents", held, order)
+        also = [
+            f"    {{{self.fields[record['name'], field['name']]}, {field['also'][1]}}},\n"
+            for record in self.interface.records
+            for field in record["fields"]
+            if "also" in field
+        ]
+        yield f"constexpr AlsoAccepted also_accepted[] = {{\n{''.join(also)}}};\n"
         yield f"constexpr std::uint8_t contents_of_record[] = {{{', '.join(map(str, of_record))}}};\n"
 
 

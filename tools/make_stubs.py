@@ -69,7 +69,8 @@ class _RecordClass(type):
     """Of the record classes, which are immutable."""
 
 class Record(metaclass=_RecordClass):
-    """Base of all record classes. Two records are equal when they stand for the same native memory."""
+    """Base of all record classes. Two records are equal when they stand for the same native memory; same_contents() compares
+    their bytes."""
 
     __hash__: ClassVar[None]  # type: ignore[assignment]
     this: SwigPyObject
@@ -81,6 +82,9 @@ class Record(metaclass=_RecordClass):
     @classmethod
     def from_bytes(cls: type[_Self], data: bytes | bytearray | memoryview, /) -> _Self:
         """A new record with these bytes. ValueError unless they are as many as it has."""
+    def same_contents(self, other: Record, /) -> bool:
+        """Whether another record of the same kind has the same bytes, padding included; == tells whether both stand for
+        the same memory. TypeError for a record of another kind, and for one without a fixed size."""
     def release(self) -> None:
         """Frees the memory now if the record owns it, and gives it back if a call has handed it out. The record and
         its views are unusable afterwards: using one raises an exception. Releasing twice does nothing."""

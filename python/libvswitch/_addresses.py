@@ -8,12 +8,14 @@ from __future__ import annotations
 
 import ipaddress
 import re
+from collections.abc import Callable
 from typing import TYPE_CHECKING
 
+import libvswitch
 from libvswitch import _records
 
 if TYPE_CHECKING:
-    from libvswitch import SwigPyObject
+    from libvswitch import DVMirrorEntity, SwigPyObject
 
 _MAC = re.compile(r"[0-9A-Fa-f]{1,2}(?:([:-])[0-9A-Fa-f]{1,2})(?:\1[0-9A-Fa-f]{1,2}){4}")
 
@@ -60,3 +62,27 @@ def ip_text(address: bytes | bytearray | memoryview | SwigPyObject, size: int | 
     if len(octets) not in (4, 16):
         raise ValueError(f"an IP address has 4 or 16 bytes, not {len(octets)}")
     return str(ipaddress.ip_address(octets))
+
+
+def _decimal(text: str, lowest: int, highest: int) -> None:
+    if not re.fullmatch("-?[0-9]+", text, re.ASCII) or not lowest <= int(text) <= highest:
+        raise ValueError(f"not a number from {lowest} to {highest}: {text!r}")
+
+
+# What the text of a mirror entity has to be, by its type; the module would store what it can make of any.
+_ENTITIES: dict[int, Callable[[str], object]] = {
+    libvswitch.MIRROR_ENTTYPE_VLAN: lambda text: _decimal(text, 0, 4095),
+    libvswitch.MIRROR_ENTTYPE_IP: ip_bytes,
+    # Read back as a signed number.
+    libvswitch.MIRROR_ENTTYPE_PORT: lambda text: _decimal(text, -(2**31), 2**32 - 1),
+    libvswitch.MIRROR_ENTTYPE_MAC: mac_bytes,
+}
+
+
+def set_entity(self: DVMirrorEntity, text: str | None, /) -> None:
+    if isinstance(text, str) and (check := _ENTITIES.get(self.type)):
+        check(text)
+    libvswitch.DVMirrorEntity_set_entity(self, text)
+
+
+set_entity.__doc__ = libvswitch.DVMirrorEntity_set_entity.__doc__

@@ -29,12 +29,13 @@ def release_result(result: Any) -> None:
 @contextmanager
 def _stored(function: Callable[..., Any], arguments: tuple[Any, ...]) -> Iterator[Any]:
     """What a call that succeeded has stored in the cell among its arguments; None where it stores nothing."""
-    place, release = _records.storage(function) or (0, None)
-    held = getattr(arguments[place], "value", None) if release else None
+    storage = _records.storage(function)
+    held = getattr(arguments[storage[0]], "value", None) if storage else None
     try:
         yield held
     finally:
-        if release and held is not None and not _records.released(held):
+        if storage and held is not None and not _records.released(held):
+            release = storage[1]
             release(held)
 
 

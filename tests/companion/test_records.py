@@ -298,3 +298,111 @@ def test_every_status_has_its_name_and_pickles():
     for name in statuses:
         error = pickle.loads(pickle.dumps(vs.VSwitchError(getattr(vs, name))))
         assert (error.name, str(error), error.status) == (name, name, getattr(vs, name))
+
+
+# ---- contents ----------------------------------------------------------------------------------------------------
+
+
+def test_records_of_the_same_bytes_have_the_same_contents():
+    one, two = vs.VSInfo(), vs.VSInfo()
+    assert one != two and one.same_contents(two) and one.same_contents(one)
+    two.flags = 1
+    assert not one.same_contents(two) and not two.same_contents(one)
+    two.flags = 0
+    assert one.same_contents(two)
+    two.maxPorts = 2**31
+    assert not one.same_contents(two)
+
+    class Derived(vs.VSInfo):
+        pass
+
+    assert one.same_contents(Derived()) and Derived().same_contents(one)
+
+
+def test_contents_are_compared_with_those_of_the_same_kind():
+    info = vs.VSInfo()
+    for other in (vs.VSStats(), None, 5, b"", info.this):
+        with pytest.raises(TypeError):
+            info.same_contents(other)
+    with pytest.raises(TypeError, match="no fixed size"):
+        vs.VSUplinks(1).same_contents(vs.VSUplinks(1))
+    released = vs.VSInfo()
+    released.release()
+    for left, right in ((info, released), (released, info)):
+        with pytest.raises(ValueError, match="released"):
+            left.same_contents(right)
+    with pytest.raises(ValueError, match="no memory"):
+        info.same_contents(vs.VSInfo.__new__(vs.VSInfo))
+
+
+def test_the_base_says_what_equal_means():
+    assert "same native memory" in vs.Record.__doc__ and "same_contents()" in vs.Record.__doc__
+
+
+# ---- mirroring ---------------------------------------------------------------------------------------------------
+
+
+def test_a_whole_copy_is_said_by_its_constant():
+    session = vs.DVMirrorSession()
+    session.snapLen = vs.VS_DVMIRROR_SNAPLEN_COMPLETE
+    assert session.snapLen == 2**32 - 1 == vs.DVMirrorSession_snapLen_get(session)
+    session.flags = 0
+    for wrong in (-2, 2**32, 2**63, -(2**31)):
+        with pytest.raises(OverflowError):
+            session.snapLen = wrong
+    with pytest.raises(OverflowError):
+        session.flags = -1
+    with pytest.raises(TypeError):
+        session.snapLen = -1.0
+    assert (session.snapLen, session.flags) == (2**32 - 1, 0)
+    session.release()
+    with pytest.raises(ValueError, match="released"):
+        session.snapLen = vs.VS_DVMIRROR_SNAPLEN_COMPLETE
+
+
+ENTITIES = [
+    (vs.MIRROR_ENTTYPE_IP, ["192.0.2.1", "::1"], ["192.0.2.256", "", "192.0.2", "host", "1::2::3", "fe80::1%eth0"]),
+    (vs.MIRROR_ENTTYPE_VLAN, ["0", "4095"], ["4096", "-1", "", "1x", "0x10", "٣"]),
+    (vs.MIRROR_ENTTYPE_PORT, ["0", "-1", "67108871"], ["4294967296", "", "port", "-2147483649"]),
+    (vs.MIRROR_ENTTYPE_MAC, ["02:00:00:00:00:0a"], ["02:00:00:00:00", "02:00:00:00:00:gg", ""]),
+    (vs.MIRROR_ENTTYPE_DVPORT, ["port-1", ""], []),
+    (vs.MIRROR_ENTTYPE_UPLINK, ["uplink-a", ""], []),
+]
+
+
+@pytest.mark.parametrize(("kind", "right", "wrong"), ENTITIES)
+def test_an_entity_is_what_its_type_asks_for(kind, right, wrong):
+    entity = vs.DVMirrorEntity()
+    entity.type = kind
+    for text in right:
+        entity.set_entity(text)
+        assert entity.get_entity() == text
+    for text in wrong:
+        before = bytes(entity)
+        with pytest.raises(ValueError):
+            entity.set_entity(text)
+        assert bytes(entity) == before
+    entity.set_entity(None)
+    assert entity.get_entity() == right[-1]
+    for other in (5, b"1"):
+        with pytest.raises(TypeError):
+            entity.set_entity(other)
+
+
+# ---- the README --------------------------------------------------------------------------------------------------
+
+
+def test_the_lines_of_the_readme_run_twice(tmp_path):
+    text = (SOURCE / "README.md").read_text(encoding="utf-8")
+    lines, rest = text.split("```python\n")[1].split("```\n", 1)
+    printed = rest.split("```\n")[1]
+    for _ in range(2):
+        process = subprocess.run(
+            [sys.executable, "-c", lines],
+            env=dict(os.environ, PYTHONPATH=os.pathsep.join(SEARCH), VSWITCH_HOST=str(tmp_path / "host.db")),
+            capture_output=True,
+            text=True,
+            timeout=120,
+            check=False,
+        )
+        assert (process.stdout, process.stderr) == (printed, "")

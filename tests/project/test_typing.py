@@ -17,7 +17,7 @@ DIFFERENT = [
     r"libvswitch\.(\w+\.)*__init__",
     # Types that only annotations name.
     r"libvswitch\.(_\w+\.)?(Outputs|SwigPyObject|swigvarlink)",
-    r"libvswitch\._\w+\.(Record|VSList|Callable|Generic|AbstractContextManager)(\.\w+)?",
+    r"libvswitch\._\w+\.(Record|VSList|DVMirrorEntity|Callable|Generic|AbstractContextManager)(\.\w+)?",
     # The record classes derive from it, scripts from those.
     r"libvswitch\.(_\w+\.)?Record",
     # The checker mangles the name as if a class body used it.
@@ -82,6 +82,25 @@ from typing import assert_type
 import ctypes
 import libvswitch as vs
 
+with vs.allocated(vs.VSDVS_GetDVMirrorSessions, "x", "y") as table:
+    for session in table:
+        assert_type(session, vs.DVMirrorSession)
+        for entity in table.entities(session):
+            assert_type(entity.get_entity(), str)
+    assert_type(table[-1].sid, str)
+    assert_type(len(table), int)
+made = vs.alloc_dvmirror_session_table(1, 1)
+assert made is not None
+for session in made:
+    session.sid = "first"
+with vs.allocated(vs.VSQEL_GetMACTable, "x", 0) as macs:
+    assert_type([entry.vid for entry in macs], list[int])
+    assert_type(macs.macEntries[0].macAddress, str)
+    for mac in macs.macEntries:
+        assert_type(mac, vs.VSMACEntry)
+for port in vs.VSPortList():
+    assert_type(port, int)
+assert_type(vs.VSInfo().same_contents(vs.VSInfo()), bool)
 number = vs.cell("qel_uint32 *")
 vs.check(vs.VSDVS_GetMTU("x", number))
 assert_type(number.value, int)
