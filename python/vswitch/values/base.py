@@ -177,10 +177,7 @@ def value_of(cls: type[Value], from_other: Callable[[Any], Any] = lambda value: 
             raise wrong_type(f"a {cls.__name__}", value)
         return made
 
-    def from_json(data: Any) -> Any:
-        return cls.from_dict(data) if isinstance(data, Mapping) else data
-
-    return Kind(accept, cls.to_dict, from_json)
+    return Kind(accept, cls.to_dict, lambda data: cls.from_dict(data) if isinstance(data, Mapping) else data)
 
 
 INT = Kind(whole_number)
