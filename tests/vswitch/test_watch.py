@@ -228,3 +228,7 @@ def test_svg(monkeypatch):
     monkeypatch.setenv("PATH", str(SOURCE / "docs"))
     with pytest.raises(vswitch.NotSupported, match=r"Graphviz is not installed \(package graphviz\)"):
         host.topology().to_svg()
+
+
+def test_the_picture_in_the_manual_is_that_of_the_built_in_host():
+    assert (SOURCE / "docs/manual/pictures/topology.dot").read_text() == Host().topology().to_dot()

@@ -27,7 +27,7 @@ class Confirmation:
 
     `id`: its name. `deadline`: when it is reverted (UTC), None if that never happens by itself. `operations`: what it
     has made. `guarded`: a process stands by to revert it. `finished`: everything was applied; False if the apply was
-    interrupted, or is at work. """
+    interrupted, or is at work."""
 
     id: str
     deadline: datetime | None

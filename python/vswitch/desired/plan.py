@@ -26,7 +26,7 @@ class Operation:
 
     `number`: from 1. `action`: "create", "remove", "set" or "clear". `path`: of what it changes. `calls`: the library
     calls that make it, and `undo`: those that take it back, each a pair of the call's name and its inputs by name, as
-    plain data. `before`, `after`: what is at the path, in the short form; None for nothing. """
+    plain data. `before`, `after`: what is at the path, in the short form; None for nothing."""
 
     number: int
     action: str
