@@ -139,7 +139,7 @@ void Host::look_after_places() {
     places_ = places;
   } else if (places.log != places_.log || places.index != places_.index) {
     // The last process that closes the file copies the log into it, as it has it open still.
-    database_.reset();
+    close_alone(*path_, database_);
     report_change(*path_ + (places.log != places_.log ? "-wal" : "-shm"));
   }
 }

@@ -80,7 +80,10 @@ void make_file(std::string const &path) {
   FolderLock const lock(folder);
   if (entry_at(path))
     return;
-  // A log that a former file has left is removed by SQLite: an empty file cannot have one.
+  // What a state file that was removed has left is not this one's. SQLite would remove the log, but not its index, which
+  // processes of the former file still share.
+  for (char const *suffix : {"-wal", "-shm", "-journal"})
+    unlink((path + suffix).c_str());
   int const file = open(path.c_str(), O_RDWR | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, S_IRUSR | S_IWUSR);
   if (file < 0) {
     if (errno != EEXIST)
@@ -243,6 +246,11 @@ void remove_old_log(std::string const &path, Places const &old) {
     unlink((path + "-wal").c_str());
   if (!old.index.is_empty() && place_at(path + "-shm") == old.index)
     unlink((path + "-shm").c_str());
+}
+
+void close_alone(std::string const &path, std::unique_ptr<Database> &database) {
+  FolderLock const lock(std::filesystem::path(path).parent_path());
+  database.reset();
 }
 
 bool may_write_state_file(std::string const &path) {
