@@ -80,8 +80,8 @@ void make_file(std::string const &path) {
   FolderLock const lock(folder);
   if (entry_at(path))
     return;
-  // What a state file that was removed has left is not this one's. SQLite would remove the log, but not its index, which
-  // processes of the former file still share.
+  // What a state file that was removed has left is not this one's. SQLite would remove the log, but not its index,
+  // which processes of the former file still share.
   for (char const *suffix : {"-wal", "-shm", "-journal"})
     unlink((path + suffix).c_str());
   int const file = open(path.c_str(), O_RDWR | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, S_IRUSR | S_IWUSR);

@@ -65,8 +65,8 @@ Places places_at(std::string const &path);
 // What stands at the path now has nothing to do with the log that the former file has left there.
 void remove_old_log(std::string const &path, Places const &old);
 
-// Closes a state file whose log was removed, when no other process does: of two at once, each would take the other for the
-// last one, which copies what is in the log into the file.
+// Closes a state file whose log was removed, when no other process does: of two at once, each would take the other for
+// the last one, which copies what is in the log into the file.
 void close_alone(std::string const &path, std::unique_ptr<Database> &database);
 
 }  // namespace host
