@@ -71,7 +71,7 @@ PyObject *element_at(PyObject *self, const Holder &holder, Py_ssize_t index) {
   const char *address = start + index * static_cast<Py_ssize_t>(contents.stride);
   swig_type_info *type = engine->types[array.pointee];
   if (!contents.copied) {
-    return keep_owner(engine->new_proxy(const_cast<char *>(address), type, Ownership::borrowed), self);
+    return view_of(type, const_cast<char *>(address), self);
   }
   void *copy = std::malloc(contents.stride);
   if (!copy) {

@@ -488,6 +488,19 @@ bool refuse_released(PyObject *object) {
   return true;
 }
 
+PyObject *view_of(swig_type_info *type, void *address, PyObject *record) {
+  const auto *data = static_cast<SwigPyClientData *>(type->clientdata);
+  auto *kind = data && !data->pytype ? reinterpret_cast<PyTypeObject *>(data->klass) : nullptr;
+  if (!kind || !PyType_Check(data->klass) || !is_record_class(kind)) {
+    return keep_owner(engine->new_proxy(address, type, Ownership::borrowed), record);
+  }
+  PyObject *view = record_classes.make(kind, address, type, Ownership::borrowed);
+  if (view) {
+    lie_in(as_record(view), as_record(record));
+  }
+  return view;
+}
+
 PyObject *keep_owner(PyObject *view, PyObject *record) {
   if (view && is_record(view) && is_record(record) && view != record && !as_record(view)->owned) {
     lie_in(as_record(view), as_record(record));

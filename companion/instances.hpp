@@ -29,4 +29,8 @@ inline void lie_in(RecordObject *view, RecordObject *record) {
 // Makes `view`, if it is a view, keep alive the record in which it lies. Passes the view through.
 PyObject *keep_owner(PyObject *view, PyObject *record);
 
+// A view of a record that lies in the memory of another, made here as long as the layer's own class is the registered
+// one.
+PyObject *view_of(swig_type_info *type, void *address, PyObject *record);
+
 }  // namespace vswitchpy

@@ -50,21 +50,6 @@ PyObject *field_name(PyObject *self, void * /*closure*/) {
   return member_name(as_field(self).getter, *as_field(self).owner, std::strlen("_get"));
 }
 
-// A view of an embedded record, made here as long as the layer's own class is the registered one.
-PyObject *read_view(const FieldEntry &field, void *address, PyObject *object) {
-  swig_type_info *type = engine->types[field.pointee];
-  const auto *data = static_cast<SwigPyClientData *>(type->clientdata);
-  auto *kind = data && !data->pytype ? reinterpret_cast<PyTypeObject *>(data->klass) : nullptr;
-  if (!kind || !PyType_Check(data->klass) || !is_record_class(kind)) {
-    return keep_owner(engine->read_field(field, static_cast<char *>(address) - field.place.offset), object);
-  }
-  PyObject *view = record_classes.make(kind, address, type, Ownership::borrowed);
-  if (view) {
-    lie_in(as_record(view), as_record(object));
-  }
-  return view;
-}
-
 PyObject *field_get(PyObject *self, PyObject *object, PyObject * /*type*/) {
   if (!object) {
     return Py_NewRef(self);
@@ -72,7 +57,8 @@ PyObject *field_get(PyObject *self, PyObject *object, PyObject * /*type*/) {
   const FieldObject &attribute = as_field(self);
   if (void *record = direct_pointer(object, attribute.owner)) [[likely]] {
     if (attribute.place.kind == FieldKind::embedded_record) {
-      return read_view(*attribute.field, static_cast<char *>(record) + attribute.place.offset, object);
+      return view_of(engine->types[attribute.field->pointee], static_cast<char *>(record) + attribute.place.offset,
+                     object);
     }
     PyObject *value = read_directly(attribute.place, *attribute.field, record);
     if (attribute.place.kind < FieldKind::array) {

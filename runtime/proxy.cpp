@@ -5,6 +5,9 @@
 #include <cstdlib>
 #include <cstring>
 
+// As those in python.hpp.
+#pragma weak _PyObject_LookupAttr
+
 namespace vswitchpy {
 namespace {
 
@@ -301,7 +304,11 @@ SwigPyObject *find_proxy(PyObject *object) {
   Py_INCREF(object);
   for (int depth = 0; !is_proxy(object); ++depth) {
     PyObject *name = this_name();
-    PyObject *inner = name && depth < search_limit ? PyObject_GetAttr(object, name) : nullptr;
+    PyObject *inner = nullptr;
+    if (name && depth < search_limit) {
+      // Makes no AttributeError to be thrown away: objects without the attribute are what argument errors are about.
+      _PyObject_LookupAttr(object, name, &inner);
+    }
     Py_DECREF(object);
     if (!inner) {
       PyErr_Clear();

@@ -136,6 +136,8 @@ def method(record: dict, method: dict) -> list[str]:
             )
     elif name == "__getitem__" and record["name"] in ELEMENTS:
         body = ELEMENTS[record["name"]]
+        # What another record's subscript gives new is given to all of that name unless they say otherwise.
+        lines.append(f'    %feature("new", "") {name};')
     elif name == "__len__":
         body = "{ return (int)*(unsigned int *)$self; }"
     elif name == "set_mac_address" and len(rest) == 1:
