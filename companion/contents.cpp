@@ -143,8 +143,8 @@ bool read_directly_by(MethodIndex method, PyObject *self, PyObject *index, PyObj
     return true;
   }
   const CallEntry &call = engine->calls[engine->methods[method].index];
-  if (call.result != Result::slot_text || bound < 0 || number >= static_cast<std::uint64_t>(bound) ||
-      number > static_cast<std::uint64_t>(INT_MAX)) {
+  if ((call.result != Result::slot_text && call.result != Result::borrowed_pointer) || bound < 0 ||
+      number >= static_cast<std::uint64_t>(bound) || number > static_cast<std::uint64_t>(INT_MAX)) {
     return false;
   }
   Slot slots[2];
@@ -152,8 +152,14 @@ bool read_directly_by(MethodIndex method, PyObject *self, PyObject *index, PyObj
   slots[1].set(static_cast<int>(number));
   Slot result[2];
   call.invoke(slots, result);
-  const char *text = result[0].get<const char *>();
-  *element = text ? decoded_text(text, field_text_size(text, result[1].get<std::size_t>())) : Py_NewRef(Py_None);
+  if (!result[0].get<void *>()) {
+    *element = Py_NewRef(Py_None);
+  } else if (call.result == Result::borrowed_pointer) {
+    *element = view_of(engine->types[call.result_pointee], result[0].get<void *>(), self);
+  } else {
+    const char *text = result[0].get<const char *>();
+    *element = decoded_text(text, field_text_size(text, result[1].get<std::size_t>()));
+  }
   return true;
 }
 
