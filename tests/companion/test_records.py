@@ -312,6 +312,10 @@ def test_records_of_the_same_bytes_have_the_same_contents():
     assert one.same_contents(two)
     two.maxPorts = 2**31
     assert not one.same_contents(two)
+    first, last = vs.VSInfo(), vs.VSInfo()
+    first.mtu, last.flags = 1, 2**63
+    for other in (first, last):  # in the first and in the last byte only
+        assert not one.same_contents(other) and not other.same_contents(one)
 
     class Derived(vs.VSInfo):
         pass
