@@ -25,6 +25,7 @@ LISTED = {
     " usual; between two looks into a log it sleeps a millisecond",
     "tests/vswitch/test_apply.py": "a guard acts at a time; what waits for it looks every 20 milliseconds",
     "tests/vswitch/test_documents.py": "a hostile document is refused at once: in seconds, not minutes",
+    "tests/vswitch/test_watch.py": "a wait that ends at its time: twenty seconds for what takes one",
     "tests/vswitch/test_threads.py": "threads work for a given time",
 }
 
