@@ -5,7 +5,7 @@ import pathlib
 import subprocess
 
 import vswitch
-from vswitch.desired import state
+from vswitch.desired import settings, state
 
 PREPARED = """
 format: 1
@@ -105,7 +105,11 @@ def whole() -> dict:
             "uplinks": list(switch.uplinks),
             "nics": switch.nics,
             "properties": (switch.common.stored, switch.common.volatile),
-            "host_properties": (switch.local.stored, switch.local.volatile),
+            # An empty list of uplinks and none are the same.
+            "host_properties": [
+                {key: entry for key, entry in values.items() if key != settings.UPLINKS}
+                for values in (switch.local.stored, switch.local.volatile)
+            ],
         }
         for kind, ports in (("port", switch.ports), ("uplink", switch.uplink_ports)):
             for name, port in ports.items():

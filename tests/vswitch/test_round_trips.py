@@ -1,4 +1,5 @@
-"""Exports lead back: of hosts that random calls have made, onto themselves, onto a fresh host, and past the schema."""
+"""Exports lead back: of hosts that random calls have made, onto themselves, onto a fresh host, and past the schema; and
+plans from one random host to another are taken back when a call of theirs fails."""
 
 import json
 import os
@@ -170,14 +171,55 @@ def applied(exported):
     assert not host.plan(exported)
     return again
 
+def failing(steps, wanted, point, after):
+    """A random plan whose calls fail from one point on, once: before it or after it is done."""
+    for step in steps:
+        try:
+            do(*step)
+        except (vswitch.Error, ValueError, TypeError):
+            pass
+    import desired_scenario as scenario
+    from vswitch.desired import execute
+    try:
+        plan = host.plan(wanted, exact=True)
+    except vswitch.DocumentError:
+        return 0  # what cannot change, or an uplink that would be on two switches
+    calls = sum(len(operation.calls) for operation in plan)
+    if not calls:
+        return 0
+    before, run, made = scenario.whole(), execute.run, 0
+
+    def counted(one):
+        nonlocal made
+        made += 1
+        if made == point %% calls + 1:
+            if after:
+                run(one)
+            raise vswitch.Busy("on purpose")
+        run(one)
+
+    execute.run = counted
+    try:
+        plan.apply()
+    except vswitch.ApplyError as error:
+        now = scenario.whole()
+        assert now == before, (error, scenario.difference(before, now))
+        assert error.rolled_back and not error.not_undone
+        return calls
+    raise AssertionError("did not fail")
+
+
 @settings(max_examples=int(sys.argv[1]), deadline=None, database=None, derandomize=True,
     phases=[Phase.generate, Phase.shrink], suppress_health_check=list(HealthCheck))
 @given(
     st.lists(actions, min_size=5, max_size=40),
     st.fixed_dictionaries({}, optional=SWITCH),
     st.fixed_dictionaries({}, optional=PORT),
+    st.lists(actions, min_size=5, max_size=30),
+    st.integers(0, 1000),
+    st.booleans(),
 )
-def round_trip(steps, of_switch, of_port):
+def round_trip(steps, of_switch, of_port, others, point, after):
     version = vswitch.SwitchVersion.DVS_70
     begin = [("switch", "a", True, 0, version), ("uplinks", "a", ["nic0", "up"]), ("port", "a", "a", None), ("port", "a", "b", None)]
     begin += [("set", "a", pair) for pair in of_switch.items()]
@@ -190,13 +232,14 @@ def round_trip(steps, of_switch, of_port):
         if exported["switches"].get(name) != again["switches"].get(name)
     )
     counted.append(exported)
+    planned.append(in_child(failing, [begin[0], begin[2], *others], exported, point, after))
 
-counted = []
+counted, planned = [], []
 round_trip()
 # Nothing of what the actions are about was always refused.
 members = {name for exported in counted for switch in exported["switches"].values() for name in switch}
 of_ports = {name for exported in counted for switch in exported["switches"].values() for port in switch.get("ports", {}).values() for name in port}
-print(json.dumps({"examples": len(counted), "switch": sorted(members), "port": sorted(of_ports)}))
+print(json.dumps({"examples": len(counted), "switch": sorted(members), "port": sorted(of_ports), "calls": planned}))
 """
 
 
@@ -210,5 +253,6 @@ def test_exports_of_random_hosts(tmp_path):
     assert outcome.code == 0, outcome
     told = json.loads(outcome.out)
     assert told["examples"] >= examples
+    assert len([calls for calls in told["calls"] if calls > 5]) > examples // 4
     missing = (set(SWITCH.members) - set(told["switch"])) | (set(PORT.members) - set(told["port"]))
     assert len(missing - {"flags", "observed"}) <= MOST_MISSING, sorted(missing)
