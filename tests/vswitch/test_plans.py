@@ -272,6 +272,9 @@ def test_defaults_count_as_equal_only_where_nothing_is_inherited():
         "switches/lab/ports/p/teaming"
     ]
     assert not host.plan("format: 1\nswitches: {lab: {ports: {p: {teaming: null}}}}")
+    wanted = "format: 1\nswitches: {lab: {%s ports: {p: {teaming: {}}}}}"
+    assert [one.path for one in host.plan(wanted % "")] == ["switches/lab/ports/p/teaming"]
+    assert [one.path for one in host.plan(wanted % "teaming: null,")] == ["switches/lab/teaming"]
     changed("format: 1\nswitches: {lab: {teaming: null, ports: {p: {teaming: {}}}}}")
     assert "teaming" not in host.export(only=["lab"])["switches"]["lab"]["ports"]["p"]
 
