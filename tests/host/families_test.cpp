@@ -124,6 +124,7 @@ Family of_port(std::string const &name, char const *property_name, std::string f
       return set(vswitch, port, record_of<Set>(bytes));
   };
   family.get = [get, property_name] {
+    static_cast<void>(property_name);  // of texts only
     if constexpr (std::is_same_v<Record, char>)
       return std::string_view(property_name).find("teaming") == std::string_view::npos
                  ? bytes_of(answer(get, vswitch, port))
