@@ -79,6 +79,7 @@ void write_without_faults(Database &database, CallBody body) {
   note_new_configuration(database);
   transaction.commit();
   keep_knowing_faults(database);
+  keep_knowing_configuration(database);
 }
 
 // A transaction that reads is current from its first statement on, which is the body's: to look for rules with a

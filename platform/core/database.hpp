@@ -112,6 +112,8 @@ class HOST_API Database {
 
   // For faults.cpp: the content that is known to have no rules.
   std::optional<std::uint32_t> version_without_faults;
+  // For host_row.cpp: the content that is known to be out of date for whoever took it up.
+  std::optional<std::uint32_t> version_known_dirty;
 
   std::int64_t last_row_id() const { return sqlite3_last_insert_rowid(connection_); }
 

@@ -45,7 +45,12 @@ void set_stopped_at(Database &database, std::optional<std::int64_t> time) {
 }
 
 void note_new_configuration(Database &database) {
-  database.execute("UPDATE host SET dirty = 1, generation = generation + 1 WHERE dirty = 0");
+  if (database.version_known_dirty != database.data_version())
+    database.execute("UPDATE host SET dirty = 1, generation = generation + 1 WHERE dirty = 0");
+}
+
+void keep_knowing_configuration(Database &database) {
+  database.version_known_dirty = database.data_version();
 }
 
 void set_events_until(Database &database, std::int64_t time) {

@@ -31,6 +31,8 @@ void set_stopped_at(Database &database, std::optional<std::int64_t> time);
 
 // To be called in each transaction that changes the configuration: what was made of it is out of date.
 HOST_API void note_new_configuration(Database &database);
+// To be called after its commit: the next one need not look again.
+void keep_knowing_configuration(Database &database);
 
 // Up to which all that was due has happened. A boot begins anew.
 void set_events_until(Database &database, std::int64_t time);

@@ -329,8 +329,12 @@ TEST_F(RunningState, counters_go_with_their_port) {
 
 // ---- teaming -------------------------------------------------------------------------------------------
 
-TEST_F(RunningState, a_policy_may_have_standby_uplinks_only) {
+TEST_F(RunningState, a_standby_uplink_takes_the_place_of_an_active_one_only) {
   ASSERT_STATUS(QEL_OK, use(policy({}, {"b", "a"})));
+  EXPECT_EQ("QEL_ENETDOWN", hint(p));
+  VSTeamPolicy all = policy({}, {"b", "a"});
+  all.flags = TEAM_FRP_FLAG_ALL_AVAILABLE;
+  ASSERT_STATUS(QEL_OK, use(all));
   EXPECT_EQ("n1", hint(p));
 }
 
@@ -377,8 +381,11 @@ TEST_F(RunningState, a_restore_leaves_no_unused_ports_of_uplinks) {
 }
 
 TEST_F(RunningState, an_image_of_format_0_is_refused) {
-  EXPECT_STATUS(QEL_INVALID_METADATA, init(image_around("\xa0", 0)));
-  EXPECT_STATUS(QEL_VERSION_MISMATCH_MAJOR, init(image_around("\xa0", 2)));
+  constexpr std::size_t header_size = 20;
+  std::string const document = state().substr(header_size);
+  EXPECT_STATUS(QEL_INVALID_METADATA, init(image_around(document, 0)));
+  EXPECT_STATUS(QEL_VERSION_MISMATCH_MAJOR, init(image_around(document, 2)));
+  EXPECT_STATUS(QEL_OK, init(image_around(document)));
 }
 
 TEST_F(RunningState, a_property_list_has_65536_values_at_most) {
