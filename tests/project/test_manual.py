@@ -58,7 +58,7 @@ def run_text(text: str, name: str) -> int:
 
 def run_page(name: str) -> int:
     text = (GUIDES / name).read_text(encoding="utf-8")
-    for kind in ("python", "json"):
+    for kind in ("python", "json", "yaml"):
         for block in blocks(text, kind):
             caption = re.search(r":caption: (.*)", block[1])
             if caption:
@@ -84,7 +84,7 @@ def run_in_new_process(function: str, name: str, folder: pathlib.Path, **variabl
     work.mkdir()
     environment = dict(
         os.environ,
-        PATH=os.pathsep.join([str(programs), str(BUILD / "host" / "bin"), os.environ["PATH"]]),
+        PATH=os.pathsep.join([str(programs), str(BUILD / "host" / "bin"), str(BUILD / "bin"), os.environ["PATH"]]),
         PYTHONPATH=os.pathsep.join([*SEARCH, str(SOURCE / "tests" / "project")]),
         PYTHONDONTWRITEBYTECODE="1",
         VSWITCH_HOST="host.db",
@@ -133,7 +133,7 @@ def test_every_python_block_of_a_page_is_run(page):
     for block in blocks(text, "python"):
         caption = re.search(r":caption: (.*)", block[1])
         assert ">>> " in block[2] or (caption and re.search(rf"shell\(.*{re.escape(caption[1])}", sessions)), block[0]
-    assert not re.search(r"^\.\. code-block:: (?!python|json|console|text)", text, re.M)
+    assert not re.search(r"^\.\. code-block:: (?!python|json|yaml|console|text)", text, re.M)
 
 
 @pytest.fixture(scope="module")

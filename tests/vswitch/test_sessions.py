@@ -7,7 +7,6 @@ the difference before it is committed.
 
 import os
 import pathlib
-import re
 import subprocess
 import sys
 
@@ -16,7 +15,6 @@ import workspace
 
 pytestmark = pytest.mark.pure_python
 SESSIONS = pathlib.Path(__file__).with_name("sessions")
-PAGE = workspace.SOURCE / "docs" / "manual" / "objects" / "command_line.rst"
 
 
 @pytest.fixture
@@ -42,8 +40,7 @@ def environment(tmp_path):
     return variables
 
 
-def transcript(commands, environment, folder, *, bare=False):
-    """What the commands print; bare: as a terminal shows it, without marks and exit codes."""
+def transcript(commands, environment, folder):
     lines = []
     for command in commands:
         done = subprocess.run(
@@ -53,8 +50,8 @@ def transcript(commands, environment, folder, *, bare=False):
         assert "Traceback" not in done.stderr, done.stderr
         lines.append(f"$ {command}")
         lines += done.stdout.splitlines()
-        lines += [line if bare else f"! {line}" for line in done.stderr.splitlines()]
-        if done.returncode and not bare:
+        lines += [f"! {line}" for line in done.stderr.splitlines()]
+        if done.returncode:
             lines.append(f"[{done.returncode}]")
     return "".join(line + "\n" for line in lines)
 
@@ -68,14 +65,3 @@ def test_session(session, environment, tmp_path):
     if os.environ.get("VSWITCHPY_UPDATE"):
         session.write_text(found)
     assert found == expected
-
-
-def test_the_tutorial_of_the_manual(environment, tmp_path):
-    blocks = re.findall(r"^\.\. code-block:: console\n\n((?:   .*\n|\n)+)", PAGE.read_text(), re.MULTILINE)
-    lines = [line.removeprefix("   ") for block in blocks for line in block.rstrip("\n").splitlines()]
-    expected = "".join(line + "\n" for line in lines)
-    document = expected.partition("$ cat lab.yaml\n")[2].partition("$ ")[0]
-    (tmp_path / "lab.yaml").write_text(document)
-    commands = [line[2:] for line in expected.splitlines() if line.startswith("$ ")]
-    assert len(commands) > 20
-    assert transcript(commands, environment, tmp_path, bare=True) == expected
