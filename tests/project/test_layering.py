@@ -18,7 +18,7 @@ ALLOWED = {
     "constants": {"runtime"},
     "extensions": {"constants", "interface", "runtime"},
     "fuzz": {"interface", "platform/core", "platform/tool", "tests/forwarding", "tests/host"},
-    "interface": {"extensions", "runtime"},
+    "interface": {"constants", "extensions", "runtime"},
     "platform/core": {"constants", "interface", "platform/forwarding"},
     "platform/dvs": {"interface", "platform/core"},
     "platform/forwarding": {"constants"},
