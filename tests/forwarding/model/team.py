@@ -98,7 +98,7 @@ def _fit(view: View, policy: TeamPolicy, overlook: bool) -> list[Port]:
     reserve = [uplink for uplink in standby if not _failed(view, policy, criteria, uplink)]
     if "all_available" in policy.flags:
         return fit + reserve  # T-12
-    return fit + reserve[:len(active) - len(fit)]
+    return fit + reserve[:max(len(active), 1) - len(fit)]
 
 
 def _failed(view: View, policy: TeamPolicy, criteria: set[str], uplink: Port) -> bool:
