@@ -185,7 +185,11 @@ PyObject *iterator_next(PyObject *self) {
     return nullptr;
   }
   const Holder holder = holder_of(walk->record);
-  const Py_ssize_t count = holder.memory && holder.contents ? count_in(holder) : 0;
+  if (!holder.memory || !holder.contents) {
+    Py_CLEAR(walk->record);
+    return nullptr;
+  }
+  const Py_ssize_t count = count_in(holder);
   if (walk->next >= count) {
     if (count >= 0) {
       Py_CLEAR(walk->record);

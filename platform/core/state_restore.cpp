@@ -203,7 +203,7 @@ void drop_unused_ports_of_uplinks(Database &database, RowId vswitch, WantedSwitc
 void restore_switch(Database &database, WantedSwitch const &wanted, Extent extent) {
   RowId const vswitch = make_or_update_switch(database, wanted);
   // For a while it may have what comes beside what goes.
-  set_room_for_ports(database, vswitch, 3 * most_ports);
+  set_room_for_ports(database, vswitch, std::int64_t{3} * most_ports);
   auto const is_wanted = [&](std::string const &dvport_id) { return wanted.ports.count(dvport_id) != 0; };
   std::vector<PlacedProperty> properties;
   read_properties(properties, {vswitch, Scope::global}, *wanted.document, "global", extent);
