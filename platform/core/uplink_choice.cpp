@@ -20,6 +20,7 @@ using forwarding::Member;
 using forwarding::Team;
 using forwarding::TeamPort;
 using forwarding::UplinkPosition;
+using forwarding::WantedLink;
 
 constexpr std::uint64_t announcement_interval = 100;  // milliseconds
 constexpr std::uint64_t milliseconds_per_second = 1000;
@@ -52,7 +53,7 @@ Team team_members(Policy const &policy, std::vector<Uplink> const &uplinks) {
 
 Team team_from(VSTeamPolicy const &policy, std::vector<Uplink> const &uplinks) {
   Team team = team_members(policy, uplinks);
-  team.wanted = Team::Wanted{policy.speed, policy.fullDuplex != 0, static_cast<std::uint8_t>(policy.percentError)};
+  team.wanted = WantedLink{policy.speed, policy.fullDuplex != 0, static_cast<std::uint8_t>(policy.percentError)};
   return team;
 }
 

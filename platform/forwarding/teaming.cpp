@@ -72,8 +72,8 @@ Ordered in_order(Team const &team, std::vector<UplinkPosition> const &list, std:
   return ordered;
 }
 
-// The active uplinks that are fit, and for each that is not, or with all available always, a standby one that is. A policy
-// of standby uplinks only uses one of them.
+// The active uplinks that are fit, and for each that is not, or with all available always, a standby one that is. A
+// policy of standby uplinks only uses one of them.
 template <typename IsFit>
 Fit fit_of(Team const &team, Ordered const &active, Ordered const &standby, IsFit const &is_fit) {
   Fit fit;
@@ -81,7 +81,8 @@ Fit fit_of(Team const &team, Ordered const &active, Ordered const &standby, IsFi
     if (is_fit(uplink))
       fit.add(uplink);
   }
-  std::size_t const enough = team.has(TEAM_FRP_FLAG_ALL_AVAILABLE) ? most_uplinks : std::max<std::size_t>(active.count, 1);
+  std::size_t const enough =
+      team.has(TEAM_FRP_FLAG_ALL_AVAILABLE) ? most_uplinks : std::max<std::size_t>(active.count, 1);
   for (UplinkPosition uplink : standby.all()) {
     if (fit.count >= enough)
       break;

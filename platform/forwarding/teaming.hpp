@@ -38,19 +38,19 @@ struct Member {
   std::optional<std::int64_t> numa_node;
 };
 
+// What the criteria of speed, duplex and errors compare with. A policy of a logical switch has none of it.
+struct WantedLink {
+  std::uint32_t speed = 0;
+  bool full_duplex = false;
+  std::uint8_t error_percent = 0;
+};
+
 // A teaming policy of a switch, a port or a logical switch.
 struct Team {
-  // What the criteria of speed, duplex and errors compare with. A policy of a logical switch has none of it.
-  struct Wanted {
-    std::uint32_t speed = 0;
-    bool full_duplex = false;
-    std::uint8_t error_percent = 0;
-  };
-
   std::uint32_t load_balance = 0;  // TEAM_FRP_TYPE_*
   std::uint32_t criteria = 0;      // TEAM_FRP_CRIT_*
   std::uint32_t flags = 0;         // TEAM_FRP_FLAG_*
-  std::optional<Wanted> wanted;
+  std::optional<WantedLink> wanted;
   std::vector<UplinkPosition> active;
   std::vector<UplinkPosition> standby;
 

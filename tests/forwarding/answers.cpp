@@ -120,8 +120,8 @@ Team SwitchReader::team(json const &policy, bool has_parameters) const {
   team.criteria = bits(policy.contains("criteria") ? policy["criteria"] : json{"link_state"}, criteria);
   team.flags = bits(list(policy, "flags"), team_flags);
   if (has_parameters) {
-    team.wanted = Team::Wanted{get<std::uint32_t>(policy, "speed", 0), get<bool>(policy, "full_duplex", false),
-                               get<std::uint8_t>(policy, "percent_error", 0)};
+    team.wanted = WantedLink{get<std::uint32_t>(policy, "speed", 0), get<bool>(policy, "full_duplex", false),
+                             get<std::uint8_t>(policy, "percent_error", 0)};
   }
   for (json const &name : list(policy, "active"))
     team.active.push_back(uplinks.at(name));

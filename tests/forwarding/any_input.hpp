@@ -173,7 +173,7 @@ class AnyHost {
     if (source_.one_in(2))
       team.flags = source_.one_in(2) ? source_.below(128) : source_.below(16) << 16;
     if (source_.one_in(2))
-      team.wanted = Team::Wanted{10000, true, source_.byte()};
+      team.wanted = WantedLink{10000, true, source_.byte()};
     for (UplinkPosition uplink = 0; uplink < vswitch().uplinks.size(); ++uplink)
       (source_.one_in(4) ? team.standby : team.active).push_back(uplink);
   }

@@ -145,7 +145,7 @@ TEST_F(Teaming, T_1_speed_and_duplex) {
   members[1].speed = 1000;
   members[2].is_full_duplex = false;
   Team team = team_of(TEAM_FRP_TYPE_FO_EXPLICIT, {0, 1, 2, 3});
-  team.wanted = Team::Wanted{0, true, 0};
+  team.wanted = WantedLink{0, true, 0};
   team.criteria = TEAM_FRP_CRIT_LINK_SPEED_GTE;
   EXPECT_EQ((List{1, 2, 3}), fit(team)) << "an uplink without a NIC has no speed";
   team.wanted->speed = 1000;

@@ -122,7 +122,7 @@ std::uint64_t value(qel_uint64 number) {
 
 // A value of the property that lists the uplink ports: one.
 std::string uplink_list(std::string const &name, std::string const &dvport_id) {
-  std::string const count("\1\0\0", 4);
+  std::string const count("\1\0\0\0", 4);
   return count + name + std::string(81 - name.size(), '\0') + count + dvport_id +
          std::string(48 - dvport_id.size(), '\0');
 }
