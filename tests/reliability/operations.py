@@ -406,10 +406,10 @@ def layer_methods() -> Iterator[Operation]:
             none = method["result"] == "owned pointer"
             member = vars(getattr(vs, row["name"]))[method["name"]]
             for title, function in (("", getattr(m, full)), ("layer's ", getattr(vs, full)), ("member ", member)):
-                yield Operation(
-                    f"{title}{full}", partial(function, record, *values), may_be_none=none
-                )
-            yield from refused(full, partial(member, record), method["arguments"][1:], values)
+                if callable(function):  # not a method that the layer has in Python, whose memory is the interpreter's
+                    yield Operation(f"{title}{full}", partial(function, record, *values), may_be_none=none)
+            if callable(member):
+                yield from refused(full, partial(member, record), method["arguments"][1:], values)
             yield Operation(
                 f"{full} described",
                 lambda d=member: (d.__name__, d.__qualname__, d.__doc__, d.__text_signature__, d.__objclass__, repr(d)),

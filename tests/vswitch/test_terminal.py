@@ -81,7 +81,7 @@ def test_twenty_columns(environment):  # noqa: F811
 def test_apply_asks_on_a_terminal(environment):  # noqa: F811
     document = f"{environment['HOME']}/lab.yaml"
     seen, code = on_terminal(environment, "apply", document, answer=b"n\n")
-    assert code == 1 and "apply this? [y/N]: n" in seen
+    assert code == 1 and "apply this? [y/N]:" in seen
     assert run(environment, "drift", document).returncode == 3
     seen, code = on_terminal(environment, "apply", document, answer=b"y\n")
     assert code == 0 and "applied 7 operations in" in seen
