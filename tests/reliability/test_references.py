@@ -35,7 +35,7 @@ LEAST = {
     "layer classes": (694, 577),
     "layer records": (24, 13),
     "layer fields": (3802, 1704),
-    "layer methods": (599, 319),
+    "layer methods": (599, 318),
     "layer parts": (32, 21),
     "host calls": (1583, 390),
 }
