@@ -297,7 +297,9 @@ def save_restore() -> list[bytes]:
     assert host.DVSAliasToPortsetName(SWITCH, ctypes.addressof(room)) == 0
     request = struct.pack("<IBI", 1, 0, 0) + room.raw + bytes(8)
     modules = struct.pack("<I", 1) + room.raw + b"\1" + struct.pack("<i", 7)
-    numbers = {name: value for name, value in vars(m).items() if name.startswith("RTM_IOCCMD_") and isinstance(value, int)}
+    numbers = {
+        name: value for name, value in vars(m).items() if name.startswith("RTM_IOCCMD_") and isinstance(value, int)
+    }
 
     def step(name: str, of_modules: bool = False) -> bytes:
         data = modules if of_modules else request

@@ -1,5 +1,6 @@
 // Binding rows: calls on the state and property store of the distributed switches (libdvs.so).
 // The types are part of the error messages, spelled exactly as they stand.
+// Long because it is data: as many rows as there are such calls.
 // clang-format off
 #pragma once
 

@@ -69,8 +69,8 @@ class _RecordClass(type):
     """Of the record classes, which are immutable."""
 
 class Record(metaclass=_RecordClass):
-    """Base of all record classes. Two records are equal when they stand for the same native memory; same_contents() compares
-    their bytes."""
+    """Base of all record classes. Two records are equal when they stand for the same native memory; same_contents()
+    compares their bytes."""
 
     __hash__: ClassVar[None]  # type: ignore[assignment]
     this: SwigPyObject

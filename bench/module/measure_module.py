@@ -1,7 +1,7 @@
 """Measures the module beside the same interface as SWIG generates it, and beside types written by hand.
 
-Each contestant runs in processes of its own, in alternating rounds whose order alternates, too, with the garbage collector
-off. A round gives the best of some short runs; what counts is the ratio of the medians of the rounds. All load the same
+Each contestant runs in processes of its own, in alternating rounds whose order alternates, too, with the garbage
+collector off. A round gives the best of some short runs; what counts is the ratio of the medians of the rounds. All load the same
 host libraries, whose functions only return.
 
 Usage: measure_module.py BENCH [--rounds N] [--json FILE]    the table; BENCH is build/bench/module
@@ -69,8 +69,8 @@ def walk(entries: int, attributes: str) -> dict[str, str]:
 
 
 # One rule for all rows: functions are measured where a contestant's cost least (`quick`): in this module's layer, and in
-# the peers' native modules, without their Python wrappers; classes in the layers of all (`layer`). Rows of `native` measure
-# the native modules of all.
+# the peers' native modules, without their Python wrappers; classes in the layers of all (`layer`). Rows of `native`
+# measure the native modules of all.
 ABSENT = -1.0
 ACCESSOR = "record = layer.VSInfo(); proxy = record.this; call = {}; record.mtu = 1500"
 EIGHT = "call('lab', 'lab-id', 'cswitch', 128, {}, 1500, 3, 0)"

@@ -80,8 +80,8 @@ def allocator(
     """The two functions that `DVSData_Alloc` takes (`DVSData_MemAlloc`, `DVSData_MemFree`).
 
     `allocate` gets a size in bytes and returns the address of as many, or None if there are none; `release` gets that
-    address back. An exception in `allocate` counts as None and stands in the first object's `error`; one in `release` in
-    the second's. Both live as long as the process.
+    address back. An exception in `allocate` counts as None and stands in the first object's `error`; one in `release`
+    in the second's. Both live as long as the process.
     """
 
     def native_allocate(size: int) -> int | None:

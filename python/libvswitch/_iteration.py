@@ -53,8 +53,8 @@ def rows(first: vs.Record, count: int, *fields: str) -> list[tuple[Any, ...]]:
 
 
 def iterate(record: vs.Record) -> Iterator[Any]:
-    """What `iter(record)` gives where there is no index within a count. TypeError for a record that holds nothing or that
-    does not know how much."""
+    """What `iter(record)` gives where there is no index within a count. TypeError for a record that holds nothing or
+    that does not know how much."""
     for kind in type(record).__mro__:
         walk = _WALKS.get(kind.__name__)
         if walk is not None:

@@ -49,8 +49,8 @@ def allocated(function: Callable[..., T | None], *arguments: Any) -> AbstractCon
 def allocated(function: Callable[..., Any], *arguments: Any) -> Iterator[Any]:
     """Calls `function(*arguments)` and releases at the end of the `with` block what it has handed out.
 
-    For library calls (a failing status raises VSwitchError, the block gets the output or the tuple of outputs), for those
-    that store what they hand out in a cell (the block gets the cell's value), and for the allocation helpers
+    For library calls (a failing status raises VSwitchError, the block gets the output or the tuple of outputs), for
+    those that store what they hand out in a cell (the block gets the cell's value), and for the allocation helpers
     (`alloc_...`, `new_...Array`; None raises MemoryError)::
 
         with allocated(VSQEL_GetSwitchInfo, "production") as info:

@@ -63,7 +63,8 @@ _PLACES = {
         "Constant EthernetFilterFlag LinkDuplex LinkState LoadBalance MacLimitPolicy MacType MirrorAction"
         " MirrorEncapsulation MirrorEndType MirrorFlag MirrorType MirrorUplinkFilter MirrorWildcard MulticastMode"
         " Origin PortFlag PortType PrivateVlanType PropertyKey PropertyKind RcfType RuntimeOption SaveRestoreMode"
-        " Scope SecurityFlag SourceFilterMode Status SwitchStatus SwitchVersion TeamCriterion TeamFlag VlanFlag constants"
+        " Scope SecurityFlag SourceFilterMode Status SwitchStatus SwitchVersion TeamCriterion TeamFlag VlanFlag"
+        " constants"
     ),
     "desired.apply": "ApplyResult Confirmation",
     "desired.plan": "Operation Plan",

@@ -60,7 +60,7 @@ def _look(host: Host, parts: Sequence[str]) -> Any:
 
 
 def _within(value: Any, parts: Sequence[str]) -> Any:
-    """What is at the rest of a path in a value: all of it in the short form, or one of its fields, also a default one."""
+    """What is at the rest of a path in a value: all of it in its short form, or a field, also a default one."""
     return step(value.to_dict(), parts) if parts and isinstance(value, Value) else step(short(value), parts)
 
 

@@ -83,8 +83,7 @@ NOTHING = "tests/test_sum.py::test_nothing"
 
 def test_the_lists_fit_the_sources():
     lists = list((SOURCE / "tests" / "breaks").glob("*.toml"))
-    if not lists:
-        pytest.skip("nobody has listed a break yet")
+    assert lists
     process = subprocess.run([sys.executable, TOOL, "--check"], cwd=SOURCE, text=True, timeout=60, check=False,
                              stdout=subprocess.PIPE, stderr=subprocess.STDOUT)
     assert (process.returncode, process.stdout) == (0, "")

@@ -80,7 +80,8 @@ _TOPICS = {
     "multicast": "MulticastMode SourceFilterMode",
     "options": "RuntimeOption",
     "policies": (
-        "EthernetFilterFlag LoadBalance PrivateVlanType PropertyKind RcfType SecurityFlag TeamCriterion TeamFlag VlanFlag"
+        "EthernetFilterFlag LoadBalance PrivateVlanType PropertyKind RcfType SecurityFlag TeamCriterion TeamFlag"
+        " VlanFlag"
     ),
     "ports": "LinkDuplex LinkState PortFlag PortType",
     "status": "Status",

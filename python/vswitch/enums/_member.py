@@ -42,8 +42,8 @@ class Number(enum.IntEnum):
     def __str__(self) -> str:
         return _hyphened(self.name)
 
-    def __format__(self, specification: str) -> str:
-        return format(int(self), specification) if specification else str(self)
+    def __format__(self, form: str) -> str:
+        return format(int(self), form) if form else str(self)
 
     def to_json(self) -> str:
         """The name in lower case with hyphens."""
@@ -137,8 +137,8 @@ class Bits(enum.IntFlag):
     def __str__(self) -> str:
         return ", ".join(map(str, self.to_json()))
 
-    def __format__(self, specification: str) -> str:
-        return format(int(self), specification) if specification else str(self)
+    def __format__(self, form: str) -> str:
+        return format(int(self), form) if form else str(self)
 
     @classmethod
     def from_json(cls, given: object) -> Self:
