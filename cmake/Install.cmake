@@ -56,7 +56,8 @@ install(FILES ${PREPARED}/vswitch.1.gz DESTINATION share/man/man1 COMPONENT modu
 
 # ---- component `host`: the simulated host, its tool, and scripts to try on it ----------------------------
 
-install(TARGETS vswitch dvs tlklibs DESTINATION ${PRIVATE_HOST} COMPONENT host)
+install(TARGETS vswitch dvs tlklibs vswitchsim DESTINATION ${PRIVATE_HOST} COMPONENT host)
+install(FILES platform/sim/vswitch_sim.h DESTINATION include COMPONENT host)
 # The tool finds the libraries from where it is; users find it by a link.
 install(TARGETS vswitch-host DESTINATION ${PRIVATE_HOST}/bin COMPONENT host)
 file(CREATE_LINK ../${PRIVATE_HOST}/bin/vswitch-host ${PREPARED}/vswitch-host SYMBOLIC)

@@ -22,6 +22,7 @@ ALLOWED = {
     "platform/core": {"constants", "interface", "platform/forwarding"},
     "platform/dvs": {"interface", "platform/core"},
     "platform/forwarding": {"constants"},
+    "platform/sim": {"platform/core", "platform/forwarding"},
     "platform/tool": {"platform/core"},
     "platform/vswitch": {"interface", "platform/core"},
     "runtime": set(),

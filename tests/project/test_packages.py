@@ -41,6 +41,8 @@ HOST_FILES = {
     f"{HOST}/libdvs.so",
     f"{HOST}/libtlklibs.so",
     f"{HOST}/libvswitch.so",
+    f"{HOST}/libvswitchsim.so",
+    "include/vswitch_sim.h",
     f"{DOC}/vswitchpy-host/changelog.gz",
     f"{DOC}/vswitchpy-host/copyright",
     f"{DOC}/vswitchpy-host/host.md",
