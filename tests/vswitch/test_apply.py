@@ -21,6 +21,9 @@ from vswitch import _calls
 tool = scenario.Tool({str(BUILD / "host/bin/vswitch-host")!r})
 folder = pathlib.Path(os.environ["VSWITCH_APPLY_DIR"])
 folder.parent.mkdir(exist_ok=True)
+# Whoever runs the tests may have them ignore what a terminal sends.
+signal.signal(signal.SIGINT, signal.default_int_handler)
+signal.signal(signal.SIGHUP, signal.SIG_DFL)
 host = scenario.prepare()
 before = scenario.whole()
 exported = host.export()
@@ -318,10 +321,9 @@ def test_the_guard_reverts_after_the_process_its_terminal_or_its_time_is_gone(on
         wait(lambda: host.pending is None)
         is_before()
 
-        # Its terminal goes away with it. Whoever runs the tests may have them ignore that.
+        # Its terminal goes away with it.
         child, terminal = pty.fork()
         if not child:
-            signal.signal(signal.SIGHUP, signal.SIG_DFL)
             plan.apply(confirm_within=2)
             time.sleep(60)
             os._exit(1)
@@ -334,9 +336,13 @@ def test_the_guard_reverts_after_the_process_its_terminal_or_its_time_is_gone(on
 
         # Both are stopped, and go on after the deadline.
         plan.apply(confirm_within=1)
-        import subprocess
-        guards = [int(line.split()[0]) for line in subprocess.run(["ps", "-eo", "pid,args"], capture_output=True, text=True)
-            .stdout.splitlines() if "vswitch.desired.guard" in line and str(folder) in line]
+        def command(process):
+            try:
+                return (process / "cmdline").read_text()
+            except OSError:
+                return ""
+        guards = [int(process.name) for process in pathlib.Path("/proc").glob("[0-9]*")
+            if "vswitch.desired.guard" in command(process) and str(folder) in command(process)]
         assert len(guards) == 1
         os.kill(guards[0], signal.SIGSTOP)
         end = time.monotonic() + 1.5
