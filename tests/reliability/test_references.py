@@ -39,7 +39,8 @@ LEAST = {
     "layer parts": (32, 21),
     "host calls": (1583, 390),
 }
-# The debug interpreter and the sanitizers do without the results that come with an error pending; they fail by definition.
+# The debug interpreter and the sanitizers do without the results that come with an error pending, which fail there by
+# definition.
 LEAST_WITHOUT_QUIRKS = 0.9
 
 
