@@ -93,7 +93,10 @@ class Lint:
         """What clang-tidy says of a source, and how long it took. Nothing said is remembered."""
         began = time.monotonic()
         directory = pathlib.Path(self.commands[source]["directory"])
-        files = {path: digest(str(directory / path)) for path in self.included(source)}
+        try:
+            files = {path: digest(str(directory / path)) for path in self.included(source)}
+        except subprocess.CalledProcessError as error:
+            return f"{source}: the compiler cannot read it:\n{error.stderr}", time.monotonic() - began
         command = ["clang-tidy", "--quiet", "-p", str(self.build), *(f"--extra-arg={option}" for option in STEPS)]
         if source in WITHOUT_ANALYSER:
             command.append("--checks=-clang-analyzer-*")
