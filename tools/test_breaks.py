@@ -1,6 +1,7 @@
 """Breaks the sources in small ways, one after the other, and sees whether the tests named for each notice.
 
-Usage: test_breaks.py [--file TOML] [--name PART] [--draw K [--seed N]] [--check] [--lines K [--seed N]]
+Usage: test_breaks.py [--file TOML] [--name PART] [--draw K [--seed N]] [--check]
+       test_breaks.py --lines K [--seed N] [--parts PART,...]
 
 A list is tests/breaks/*.toml, tables [[break]]:
 
@@ -19,6 +20,7 @@ from __future__ import annotations
 
 import argparse
 import dataclasses
+import itertools
 import json
 import os
 import pathlib
@@ -37,8 +39,14 @@ CTEST = "ctest:"
 BUILD = "build"
 # Modules that share no process: what the one registers the tests of the other must not see.
 APART = ("tests/companion", "tests/vswitch")
-# What a line is drawn from for a new break: the code of the product.
-CODE = ("companion", "extensions", "platform", "python", "runtime")
+# What a line is drawn from for a new break. A file belongs to the part that names the most of its path.
+PARTS = {
+    "forwarding": ("platform/forwarding",),
+    "host": ("platform",),
+    "layer": ("companion", "python/libvswitch"),
+    "module": ("runtime", "extensions"),
+    "objects": ("python/vswitch",),
+}
 # What a break may leave behind without being refused by the compiler.
 UNUSED = " ".join(f"-Wno-error=unused-{kind}" for kind in (
     "but-set-parameter", "but-set-variable", "const-variable", "function", "label", "parameter", "value", "variable"))
@@ -268,17 +276,26 @@ class Tree:
 # ---- the command ---------------------------------------------------------------------------------------------
 
 
-def drawn_lines(source: pathlib.Path, count: int, seed: int) -> list[str]:
-    """Lines of code, drawn evenly from layer, module and host."""
-    lines = []
-    for path in sorted(path for folder in CODE for path in (source / folder).rglob("*")):
-        if path.suffix not in (".cpp", ".hpp", ".py"):
+def part_of(path: pathlib.Path) -> str:
+    folders = [(len(folder), part) for part, names in PARTS.items() for folder in names if path.is_relative_to(folder)]
+    return max(folders)[1]
+
+
+def drawn_lines(source: pathlib.Path, parts: list[str], count: int, seed: int) -> list[str]:
+    """Lines of code in the order in which they are drawn: of each part in turn, so that each has its share."""
+    lines: dict[str, list[str]] = {part: [] for part in parts}
+    for path in sorted({path for part in parts for folder in PARTS[part] for path in (source / folder).rglob("*")}):
+        file = path.relative_to(source)
+        if path.suffix not in (".cpp", ".hpp", ".py") or part_of(file) not in lines:
             continue
         for number, line in enumerate(path.read_text(encoding="utf-8").splitlines(), 1):
             code = line.strip()
-            if not re.fullmatch(r"|(//|#|\"\"\"|\*).*|[\W_]+|(import|from|namespace|using)\b.*", code):
-                lines.append(f"{path.relative_to(source)}:{number}: {code}")
-    return sorted(random.Random(seed).sample(lines, count))
+            if not re.fullmatch(r"|(//|#|\"\"\"|\*).*|[\W_]+(//.*)?|(import|from|namespace|using)\b.*", code):
+                lines[part_of(file)].append(f"{file}:{number}: {code}")
+    chance = random.Random(seed)
+    shuffled = [chance.sample(lines[part], len(lines[part])) for part in parts]
+    turns = itertools.chain.from_iterable(itertools.zip_longest(*shuffled))
+    return list(itertools.islice((line for line in turns if line), count))
 
 
 def minutes(seconds: float) -> str:
@@ -323,13 +340,17 @@ def main(arguments: list[str]) -> int:
     parser.add_argument("--seed", type=int, default=random.randrange(10**6), help="what is drawn")
     parser.add_argument("--check", action="store_true", help="only whether texts and tests are there")
     parser.add_argument("--lines", type=int, metavar="K", help="no breaks: K lines of code, drawn, to make breaks of")
+    parser.add_argument("--parts", default=",".join(PARTS), help="of what the lines are drawn, separated by commas")
     parser.add_argument("--jobs", type=int, default=os.cpu_count(), help="of the build")
     parser.add_argument("--timeout", type=float, default=300, help="seconds for the tests of one break")
     options = parser.parse_args(arguments)
     if options.lines or options.draw:
         print(f"seed {options.seed}")
     if options.lines:
-        print("\n".join(drawn_lines(SOURCE, options.lines, options.seed)))
+        parts = options.parts.split(",")
+        if unknown := [part for part in parts if part not in PARTS]:
+            parser.error(f"no part {unknown[0]!r}: there are {', '.join(PARTS)}")
+        print("\n".join(drawn_lines(SOURCE, parts, options.lines, options.seed)))
         return 0
     try:
         breaks = read_lists(SOURCE, options.file)

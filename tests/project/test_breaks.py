@@ -173,10 +173,26 @@ def test_some_are_chosen(project):
 
 
 def test_lines_are_drawn_by_their_seed(project):
-    for name in ("runtime", "python"):
-        (project / name).mkdir()
-    (project / "runtime" / "calls.cpp").write_text("// words\n#include <x>\n}\n\nreturn 1;\n")
-    (project / "python" / "text.py").write_text("import sys\nvalue = 1\n")
-    for seed in ("1", "2"):
-        assert run(project, arguments=("--lines", "2", "--seed", seed)) == (
-            0, f"seed {seed}\npython/text.py:2: value = 1\nruntime/calls.cpp:5: return 1;\n")
+    texts = {
+        "runtime/calls.cpp": "// words\n#include <x>\n}\n\nreturn 1;\nreturn 2;\nreturn 3;\n",
+        "python/vswitch/text.py": "import sys\nvalue = 1\n",
+        "platform/core/text.cpp": "return 4;\n",
+        "platform/forwarding/pipeline.cpp": "return 5;\n",
+    }
+    for name, text in texts.items():
+        (project / name).parent.mkdir(parents=True)
+        (project / name).write_text(text)
+    objects, host = "python/vswitch/text.py:2: value = 1", "platform/core/text.cpp:1: return 4;"
+    module = {f"runtime/calls.cpp:{line}: return {line - 4};" for line in (5, 6, 7)}
+    orders = set()
+    for seed in ("1", "1", "2", "3", "4"):
+        code, said = run(project, arguments=("--lines", "9", "--seed", seed, "--parts", "module,objects,host"))
+        lines = said.splitlines()
+        assert (code, lines[0], lines[2:4]) == (0, f"seed {seed}", [objects, host])
+        assert {lines[1], *lines[4:]} == module and len(lines) == 6
+        orders.add((seed, *lines))
+    assert len(orders) == 4 and len({order[2:] for order in orders}) > 1
+    code, said = run(project, arguments=("--lines", "9"))
+    assert code == 0 and "platform/forwarding/pipeline.cpp:1: return 5;" in said.splitlines()
+    code, said = run(project, arguments=("--lines", "9", "--parts", "home"))
+    assert code == 2 and said.endswith("no part 'home': there are forwarding, host, layer, module, objects\n")
