@@ -11,8 +11,8 @@ A list is tests/breaks/*.toml, tables [[break]]:
     replacement = ""
     tests = ["ctest:Accessors.StoresBits", "tests/companion/test_attributes.py::test_bits"]
 
-One of the tests has to fail: of GoogleTest by suite and name, of pytest by what `pytest` takes, or "build", where the
-compiler is to refuse. Everything happens in a copy of the tree, build-breaks/tree, with a build folder of its own: the
+One of the tests has to fail: of GoogleTest by suite and name, of pytest by what `pytest` takes (behind "sources:" where
+the test looks at the sources and at nothing built), or "build", where the compiler is to refuse. Everything happens in a copy of the tree, build-breaks/tree, with a build folder of its own: the
 tests must pass there before anything is broken. A list whose texts or tests are not there any more is an error.
 """
 
@@ -26,6 +26,7 @@ import os
 import pathlib
 import random
 import re
+import resource
 import shutil
 import signal
 import subprocess
@@ -37,6 +38,7 @@ SOURCE = pathlib.Path.cwd()
 SCRATCH = pathlib.Path("build-breaks")
 CTEST = "ctest:"
 BUILD = "build"
+SOURCES = "sources:"
 # Modules that share no process: what the one registers the tests of the other must not see.
 APART = ("tests/companion", "tests/vswitch")
 # What a line is drawn from for a new break. A file belongs to the part that names the most of its path.
@@ -127,7 +129,7 @@ def misnamed(source: pathlib.Path, suites: str, test: str) -> str | None:
         suite, name = suite.split("/")[-1], name.split("/")[0]
         found = re.search(rf"\b(?:TYPED_)?TEST(?:_F|_P)?\(\s*{re.escape(suite)},\s*{re.escape(name)}\s*\)", suites)
         return None if found else "no such test"
-    file, *names = re.sub(r"\[.*", "", test).split("::")
+    file, *names = re.sub(r"\[.*", "", test.removeprefix(SOURCES)).split("::")
     path = source / file
     if not (path.is_file() or (path.is_dir() and not names)):
         return "no such file"
@@ -188,6 +190,8 @@ class Tree:
 
     def make(self, targets: set[str]) -> str | None:
         """What the build complained about."""
+        if not targets:
+            return None
         code, text = run(["ninja", "-C", str(self.build), f"-j{self.jobs}", *sorted(targets)], self.root, 3600)
         return text if code else None
 
@@ -221,11 +225,11 @@ class Tree:
         return dict(found for name, found in self.programs.items() if pattern.fullmatch(name))
 
     def targets(self, tests: tuple[str, ...]) -> set[str]:
-        wanted = set()
+        wanted: set[str] = set()
         for test in tests:
             if test.startswith(CTEST):
                 wanted |= set(self.ctest_names(test).values())
-            else:
+            elif not test.startswith(SOURCES):
                 wanted |= {"product"} if test == BUILD else {"product", "python_tests"}
         return wanted
 
@@ -239,7 +243,7 @@ class Tree:
             if code:
                 failed = re.search(r"^\s*\d+ - (\S+) \(", text, re.M)
                 return failed[1] if failed else text[-500:]
-        ids = [test for test in tests if not test.startswith(CTEST) and test != BUILD]
+        ids = [test.removeprefix(SOURCES) for test in tests if not test.startswith(CTEST) and test != BUILD]
         groups: dict[str, list[str]] = {}
         for test in ids:
             groups.setdefault(next((folder for folder in APART if test.startswith(folder)), ""), []).append(test)
@@ -257,9 +261,11 @@ class Tree:
         """Whether the break is caught, and by what."""
         path = self.root / one.file
         text = path.read_text(encoding="utf-8")
+        before = path.stat()
+        targets = self.targets(one.tests)
         path.write_text(text.replace(one.text, one.replacement), encoding="utf-8")
         try:
-            complaint = self.make(self.targets(one.tests))
+            complaint = self.make(targets)
             if complaint is not None:
                 if BUILD in one.tests:
                     return True, "the build"
@@ -271,6 +277,8 @@ class Tree:
             return True, str(hung)
         finally:
             path.write_text(text, encoding="utf-8")
+            if not targets:
+                os.utime(path, ns=(before.st_atime_ns, before.st_mtime_ns))
 
 
 # ---- the command ---------------------------------------------------------------------------------------------
@@ -325,7 +333,9 @@ def test(tree: Tree, breaks: list[Break]) -> list[str]:
             wrong.append(one.name)
         print(f"{said} {minutes(time.monotonic() - begun):>5}  {one.file}: {one.name}{by and f'  [{by}]'}", flush=True)
     caught_count = len(breaks) - len(survived) - len(wrong)
-    print(f"{caught_count} of {len(breaks)} breaks caught, in {minutes(time.monotonic() - started)}")
+    used = resource.getrusage(resource.RUSAGE_CHILDREN)
+    print(f"{caught_count} of {len(breaks)} breaks caught, in {minutes(time.monotonic() - started)}"
+          f" ({minutes(used.ru_utime + used.ru_stime)} of processor time)")
     for title, names in (("survived", survived), ("not tried", wrong)):
         if names:
             print(f"{title}: {'; '.join(names)}")

@@ -109,6 +109,19 @@ def test_breaks_are_caught_or_survive(project):
     assert lines[7] == "survived: the first only"
 
 
+def test_what_looks_at_the_sources_needs_no_build(project):
+    (project / "tests" / "test_text.py").write_text(
+        "def test_all_are_added():\n    assert '+= number' in open('sum.py').read()\n")
+    broken = break_of("return result", "return results", "sources:tests/test_text.py", name="a slip")
+    refused = break_of("result += number", "", "sources:tests/test_text.py", name="nothing is added")
+    code, said = run(project, refused, broken)
+    assert (code, [line.split()[0] for line in said.splitlines()[1:3]]) == (1, ["SURVIVED", "caught"]), said
+    assert "return result\n" in (project / "build-breaks" / "tree" / "build" / "sum.py").read_text()
+    before = (project / "build-breaks" / "tree" / "sum.py").stat().st_mtime_ns
+    assert run(project, refused)[0] == 0
+    assert (project / "build-breaks" / "tree" / "sum.py").stat().st_mtime_ns == before
+
+
 def test_nothing_of_a_break_is_left(project):
     before = (project / "sum.py").read_bytes()
     broken = break_of("result += number", "result -= number", NUMBERS, name="taken away")
