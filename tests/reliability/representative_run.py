@@ -31,12 +31,17 @@ def main(families: list[str], steps: list[str]) -> None:
     for family, step in zip(families, steps, strict=True):
         every = operations.operations(family)[:: int(step)]
         kept.append(every)
+        succeeding = 0
         for operation in every:
             if operation.name in UNDEFINED:
                 continue
-            attempt(operation)
+            succeeding += attempt(operation)
             if operation.name in UNALIGNED_TEXT:
                 operation.run.func(*operation.run.args[:-1], None)
+        least, least_succeeding = operations.LEAST[family]
+        assert len(every) >= least // int(step), (family, len(every))
+        # Steps of more than one take refusals or what succeeds as it comes.
+        assert int(step) > 1 or succeeding >= least_succeeding - len(UNDEFINED), (family, succeeding)
     # With everything that is still in use in its place: what nothing leads to any more is lost.
     os._exit(0)
 

@@ -13,7 +13,7 @@ import sys
 
 import pytest
 import workspace
-from operations import FAMILIES
+from operations import FAMILIES, LEAST
 
 FULL = bool(os.environ.get("VSWITCHPY_FULL"))
 ROUNDS = 60 if FULL else 12
@@ -25,20 +25,6 @@ DEBUG_PYTHON = os.environ.get("VSWITCHPY_DEBUG_PYTHON") or shutil.which(
 )
 # It does not load a sanitizer's runtime.
 SANITIZED = "asan" in pathlib.Path("/proc/self/maps").read_text(encoding="utf-8")
-# How many operations a family has at least, and how many of those succeed: the rest are refusals.
-LEAST = {
-    "raw records": (4251, 1930),
-    "raw proxies": (13, 9),
-    "raw shadow classes": (2, 1),
-    "host starts": (3, 3),
-    "helpers": (113, 52),
-    "layer classes": (694, 577),
-    "layer records": (24, 13),
-    "layer fields": (3802, 1704),
-    "layer methods": (599, 318),
-    "layer parts": (32, 21),
-    "host calls": (1583, 390),
-}
 # The debug interpreter and the sanitizers do without the results that come with an error pending, which fail there by
 # definition.
 LEAST_WITHOUT_QUIRKS = 0.9
