@@ -1,5 +1,6 @@
-"""The functions that the module itself offers beside the host's calls, as operations (see operations.py): what they
-allocate is released by the function that takes it back, and every function is there once for itself."""
+"""The functions that the module itself offers beside the host's calls, and those that take back what the host has handed
+out, as operations (see operations.py): what is allocated is released by the function that takes it back, and every function
+is there once for itself."""
 
 from collections.abc import Iterator
 from functools import partial
@@ -28,6 +29,9 @@ def helpers() -> Iterator[Operation]:
 
     for title, module in (("", m), ("layer's ", vs)):
         yield from allocating(title, module)
+        yield from giving_back(title, module, vs)
+        yield Operation(f"{title}Panic", partial(module.Panic, "a text", 5))
+        yield Operation(f"{title}Panic refuses", partial(module.Panic, 5))
         yield from arrays(title, module)
         yield from switch_lists(title, module)
         of_name = module.get_runtime_option_type_from_name
@@ -50,6 +54,30 @@ def allocating(title: str, module: Any) -> Iterator[Operation]:
         yield Operation(f"{title}{name}", partial(make, *arguments), may_be_none=True,
                         discard=lambda made, release=release: made is not None and release(made))
         yield Operation(f"{title}{release_name}", release, prepare=lambda make=make, a=arguments: (make(*a),))
+
+
+def giving_back(title: str, module: Any, vs: Any) -> Iterator[Operation]:
+    """The arguments of the native functions are bare pointers: what the layer made of them would give them back as well."""
+
+    def record(call: Any, *arguments: Any) -> tuple:
+        status, made = call(*arguments)
+        assert status == 0
+        return (made,)
+
+    def stored(kind: str, call: Any, *arguments: Any) -> tuple:
+        cell = vs.cell(kind)
+        assert call(cell, *arguments) == 0
+        return (vs._records.pointer(vs._records.address(cell.value), "_p_void"),)
+
+    made = {
+        "VSQEL_FreeMemory": partial(record, module.VSQEL_GetSwitchInfo, "workload"),
+        "VSDVS_FreeMemory": partial(record, module.VSDVS_GetLSTeamingPolicyTable, "workload"),
+        "DVSQEL_DataFree": lambda: stored("void **", module.DVSQEL_StateGet, vs.cell("int *")),
+        "DVSData_Free": lambda: stored("DVSDataHandle *", module.DVSData_Alloc, None, None),
+    }
+    for name, prepare in made.items():
+        yield Operation(f"{title}{name}", getattr(module, name), prepare=prepare)
+        yield Operation(f"{title}{name} refuses", partial(getattr(module, name), 5))
 
 
 def arrays(title: str, module: Any) -> Iterator[Operation]:

@@ -604,7 +604,7 @@ LEAST = {
     "raw proxies": (13, 9),
     "raw shadow classes": (2, 1),
     "host starts": (3, 3),
-    "helpers": (113, 52),
+    "helpers": (133, 62),
     "layer classes": (694, 577),
     "layer records": (24, 13),
     "layer fields": (3802, 1704),
