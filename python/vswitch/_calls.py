@@ -18,7 +18,6 @@ from vswitch._arguments import Input as Input
 from vswitch._arguments import Output as Output
 from vswitch._arguments import Packed as Packed
 from vswitch._arguments import Queried as Queried
-from vswitch._limits import limit
 from vswitch.errors import BadParameter, Error, LimitExceeded, NotFound, WrongState, class_of
 
 T = TypeVar("T")
@@ -285,6 +284,8 @@ def _refused(name: str, arguments: tuple[Any, ...], error: Exception) -> Error:
     before."""
     known = inputs(name, arguments)
     status = "QEL_BAD_PARAM" if isinstance(error, OverflowError) else "QEL_NAME_TOO_LONG"
+    from vswitch._limits import limit
+
     hint = limit(name, status, known) or str(error)
     if any(isinstance(value, str) and not value.isascii() and _broken(value) for value in arguments):
         status, hint = "QEL_INVALID_NAME", "a text that has no form in UTF-8"

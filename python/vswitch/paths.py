@@ -5,11 +5,9 @@ from __future__ import annotations
 from collections.abc import Mapping, Sequence
 from typing import TYPE_CHECKING, Any
 
-from vswitch.desired import export, settings
-from vswitch.desired.plan import split
-from vswitch.desired.value_forms import short
+from vswitch.desired.names import split
 from vswitch.errors import NotFound
-from vswitch.values.base import Value
+from vswitch.handles.setting import settings_of
 
 if TYPE_CHECKING:
     from vswitch.handles.host import Host
@@ -17,6 +15,8 @@ if TYPE_CHECKING:
     from vswitch.handles.switch import Switch
 
 MISSING = object()
+# What every switch has and one call gives.
+_OF_SWITCHES = {"id": "id", "class": "class_name", "version": "version", "max_ports": "max_ports"}
 
 
 def value_at(host: Host, path: str) -> Any:
@@ -48,20 +48,27 @@ def object_at(host: Host, parts: Sequence[str]) -> tuple[Host | Switch | Port, S
 
 def _look(host: Host, parts: Sequence[str]) -> Any:
     handle, rest = object_at(host, parts)
-    table: Mapping[str, object] = settings.SWITCH if len(parts) - len(rest) == 2 else settings.PORT
-    if handle is host:
-        table = {"mac_learning": None}
-    if rest and rest[0] in table:
+    if rest and rest[0] != "sink" and rest[0] in settings_of(type(handle)):  # a flag of `filter` in documents
         return _within(getattr(handle, rest[0]), rest[1:])
     if handle is not host and len(rest) > 2 and rest[0] in ("mirrors", "teaming_policies"):
         return _within(getattr(handle, rest[0])[rest[1]], rest[2:])
+    if len(rest) == 1 and len(parts) == 3 and rest[0] in _OF_SWITCHES:
+        return _within(getattr(handle, _OF_SWITCHES[rest[0]]), [])
     whole = not rest or "observed" in rest[:1] or (handle is host and rest == ["switches"])
-    return step(export.export(observed=whole, only=None if handle is host else [parts[1]]), parts)
+    from vswitch.desired.export import export
+
+    return step(export(observed=whole, only=None if handle is host else [parts[1]]), parts)
 
 
 def _within(value: Any, parts: Sequence[str]) -> Any:
     """What is at the rest of a path in a value: all of it in its short form, or a field, also a default one."""
-    return step(value.to_dict(), parts) if parts and isinstance(value, Value) else step(short(value), parts)
+    if value is None or type(value) in (bool, int, str):
+        return step(value, parts)
+    if parts and hasattr(value, "to_dict"):
+        return step(value.to_dict(), parts)
+    from vswitch.values.kinds import short
+
+    return step(short(value), parts)
 
 
 def step(found: Any, parts: Sequence[str]) -> Any:

@@ -15,8 +15,7 @@ from typing import TYPE_CHECKING, Any, NamedTuple, Self
 from vswitch import _walk
 from vswitch.desired import export, settings
 from vswitch.desired.document import parse
-from vswitch.desired.forms import joined
-from vswitch.desired.plan import split
+from vswitch.desired.names import joined, split
 from vswitch.errors import DocumentError, NotFound, TimedOut
 from vswitch.paths import MISSING, find
 

@@ -136,17 +136,49 @@ def test_an_interrupted_watch(environment):  # noqa: F811
     assert watch.stderr.read() == ""
 
 
+def imported_by(words, environment):
+    """The modules that a command imports."""
+    source = "import sys\nfrom vswitch.cli import main\nmain(sys.argv[1:])\nprint(*sys.modules, file=sys.stderr)"
+    done = subprocess.run(
+        [sys.executable, "-c", source, *words], env=environment, capture_output=True, text=True, timeout=60, check=True
+    )
+    return set(done.stderr.split())
+
+
 def test_what_starts_the_command_is_little(environment):  # noqa: F811
-    seen = {}
-    for words in (["--version"], ["get", "switches/workload/mtu"]):
-        done = subprocess.run(
-            [sys.executable, "-X", "importtime", "-m", "vswitch", *words], env=environment, capture_output=True,
-            text=True, timeout=60, check=True,
-        )  # fmt: skip
-        seen[words[0]] = {line.rsplit("|", 1)[1].strip() for line in done.stderr.splitlines() if "|" in line}
-    assert not seen["--version"] & {"click", "rich", "yaml", "libvswitch", "json"}
-    assert "click" in seen["get"]
-    assert not seen["get"] & {"rich", "yaml", "vswitch.enums.status", "vswitch.topology", "prometheus_client", "cbor2"}
+    version = imported_by(["--version"], environment)
+    assert {name for name in version if name.startswith("vswitch")} == {"vswitch", "vswitch.cli"}
+    costly = {"click", "rich", "yaml", "cbor2", "dataclasses", "inspect", "json", "hashlib", "datetime", "ipaddress"}
+    assert not version & {*costly, "libvswitch"}
+
+
+VLAN = {"enums.policies", "handles.port", "handles.port_settings", "values.base", "values.vlan"}
+
+
+@pytest.mark.parametrize(
+    ("path", "others"),
+    [
+        ("switches/workload/mtu", set()),
+        ("switches/workload/id", set()),
+        ("switches/workload/ports/100/vlan", VLAN),
+        ("switches/workload/multicast_mode", {"enums.multicast"}),
+    ],
+)
+def test_reading_a_value_imports_what_it_needs(environment, path, others):  # noqa: F811
+    found = imported_by(["get", path], environment)
+    part = """_arguments _calls _walk cli cli.output cli.running cli.value desired desired.names enums enums._member errors
+    handles handles.collection handles.host handles.setting handles.switch handles.switch_settings handles.switches
+    paths values values.codecs values.kinds"""
+    ours = {name.removeprefix("vswitch.") for name in found if name.startswith("vswitch.")}
+    assert ours - set(part.split()) == others
+    assert not found & {"click", "rich", "yaml", "cbor2", "json", "hashlib", "datetime"}
+    if "values.base" not in others:
+        assert not found & {"dataclasses", "inspect", "ipaddress"}
+
+
+def test_other_verbs_import_the_grammar_and_no_tables(environment):  # noqa: F811
+    found = imported_by(["--json", "get", "switches/workload/mtu"], environment)
+    assert "click" in found and not found & {"rich", "yaml", "cbor2"}
 
 
 def complete(environment, *words):

@@ -1,4 +1,4 @@
-"""The command `vswitch`: its entry point, the verbs by name, and what becomes of errors."""
+"""The command `vswitch`: its entry point, and the exit codes."""
 
 from __future__ import annotations
 
@@ -20,6 +20,6 @@ def main(arguments: Sequence[str] | None = None) -> int:
     if words == ["--version"]:  # asked often by scripts: answered before the grammar is loaded
         print(f"vswitch {__version__}")
         return OK
-    from vswitch.cli import grammar
+    from vswitch.cli.running import run
 
-    return grammar.run(words)
+    return run(words)

@@ -11,8 +11,9 @@ import click
 
 from vswitch import Host
 from vswitch.cli import DIFFERENT, FAILED, OK
-from vswitch.cli.grammar import FILE, PATH, argument, names_of, option, verb
+from vswitch.cli.grammar import FILE, PATH, argument, option, verb
 from vswitch.cli.output import Style, answer, console, on_terminal, put_diff, put_json
+from vswitch.desired.names import split
 
 
 def _document(file: str) -> Any:
@@ -150,7 +151,7 @@ def revert(style: Style, identifier: str | None) -> None:
 def _document_of(path: str, value: object) -> dict[str, Any]:
     """The document that holds nothing but one member."""
     document: Any = value
-    for name in reversed(names_of(path)):
+    for name in reversed(split(path)):
         document = {name: document}
     return {"format": 1, **document}
 
@@ -159,7 +160,7 @@ def _apply_member(style: Style, path: str, value: object) -> None:
     from vswitch.paths import object_at
 
     host = Host()
-    object_at(host, names_of(path))
+    object_at(host, split(path))
     made = host.plan(_document_of(path, value))
     if not style.dry_run:
         made.apply()

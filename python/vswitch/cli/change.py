@@ -6,8 +6,9 @@ from collections.abc import Callable, Mapping
 from typing import Any
 
 from vswitch import Host, Properties
-from vswitch.cli.grammar import KEY, OPTION, PORT, SWITCH, UPLINK, argument, option, path_of, verb
+from vswitch.cli.grammar import KEY, OPTION, PORT, SWITCH, UPLINK, argument, option, verb
 from vswitch.cli.output import Style, answer, put_diff
+from vswitch.desired.names import path_of
 
 
 def _done(style: Style, thing: str, path: str, result: str) -> None:

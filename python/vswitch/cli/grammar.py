@@ -3,18 +3,17 @@
 from __future__ import annotations
 
 import os
-import signal
-import sys
 from collections.abc import Callable, Mapping, Sequence
 from importlib import import_module
-from typing import TYPE_CHECKING, Any, NoReturn
+from typing import TYPE_CHECKING, Any
 
 import click
 from click.shell_completion import CompletionItem
 
 from vswitch import __version__
-from vswitch.cli import FAILED, OK, TIMED_OUT, WRONG_USAGE
-from vswitch.cli.output import Style, complain
+from vswitch.cli import OK
+from vswitch.cli.output import Style
+from vswitch.desired.names import joined
 
 if TYPE_CHECKING:
     from vswitch import Host, Switch
@@ -188,24 +187,14 @@ def _switch_in(host: Host, given: Mapping[str, Any]) -> Switch:
     return host.switches[given["switch"]]
 
 
-def path_of(*names: str) -> str:
-    """The path of a member by the names on the way to it."""
-    return "/".join(name.replace("~", "~0").replace("/", "~1") for name in names)
-
-
-def names_of(path: str) -> list[str]:
-    """The names on the way to a member."""
-    return [name.replace("~1", "/").replace("~0", "~") for name in path.split("/")]
-
-
 def paths_of(document: Mapping[str, Any], prefix: str = "") -> list[str]:
     """The paths of all members of a document."""
     paths = []
     for name, value in document.items():
-        path = prefix + path_of(str(name))
+        path = joined(prefix, str(name))
         paths.append(path)
         if isinstance(value, Mapping):
-            paths.extend(paths_of(value, path + "/"))
+            paths.extend(paths_of(value, path))
     return paths
 
 
@@ -229,56 +218,10 @@ FILE = click.Path(dir_okay=False, allow_dash=True)
 # ---- running -----------------------------------------------------------------------------------------------
 
 
-def _as_data(error: BaseException) -> dict[str, object]:
-    to_dict = getattr(error, "to_dict", None)
-    if to_dict is not None:
-        data: dict[str, object] = to_dict()
-        return data
-    if isinstance(error, click.ClickException):
-        text = error.format_message()
-    elif isinstance(error, OSError) and error.filename is not None:
-        text = f"{error.filename}: {error.strerror}"
-    elif isinstance(error, KeyError) and error.args:
-        text = str(error.args[0])
-    else:
-        text = str(error) or type(error).__name__
-    return {"class": type(error).__name__, "status": None, "name": None, "call": "", "arguments": {}, "hint": "",
-            "path": None, "message": text}
-
-
-def _exit_code(error: BaseException) -> int:
-    if isinstance(error, click.UsageError):
-        return WRONG_USAGE
-    if isinstance(error, TimeoutError):
-        return TIMED_OUT
-    return WRONG_USAGE if type(error).__name__ == "DocumentError" else FAILED
-
-
-def _interrupt(*_: object) -> NoReturn:
-    raise KeyboardInterrupt
-
-
-def _stop_writing() -> None:
-    """After the reader of standard output went away: what is buffered must not fail once more at exit."""
-    os.dup2(os.open(os.devnull, os.O_WRONLY), sys.stdout.fileno())
-
-
-def run(words: Sequence[str]) -> int:
-    """Runs one command line and gives its exit code; whatever fails is said on standard error in one line."""
-    style = Style(json="--json" in words)
-    signal.signal(signal.SIGTERM, _interrupt)
+def dispatch(style: Style, words: Sequence[str]) -> int:
+    """Runs the verb of a command line and gives its exit code."""
     try:
         result = root.main(args=list(words), prog_name="vswitch", standalone_mode=False, obj=style)
-        sys.stdout.flush()
-        return result if isinstance(result, int) else OK
-    except BrokenPipeError:
-        _stop_writing()
-        return FAILED
-    except (KeyboardInterrupt, click.Abort):
-        complain(style, {**_as_data(KeyboardInterrupt()), "message": "interrupted"})
-        return FAILED
-    except (AssertionError, AttributeError, NameError):  # a mistake in here: not the user's to read in one line
-        raise
-    except Exception as error:  # noqa: BLE001 - whatever the library and the host raise
-        complain(style, _as_data(error))
-        return _exit_code(error)
+    except click.Abort:
+        raise KeyboardInterrupt from None
+    return result if isinstance(result, int) else OK

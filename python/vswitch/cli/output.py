@@ -2,11 +2,9 @@
 
 from __future__ import annotations
 
-import json
 import os
 import sys
 from collections.abc import Iterable, Mapping, Sequence
-from dataclasses import dataclass
 from typing import TYPE_CHECKING, Any
 
 if TYPE_CHECKING:
@@ -15,14 +13,14 @@ if TYPE_CHECKING:
 NOTHING = "-"  # an empty cell
 
 
-@dataclass
 class Style:
     """What the global options say about output."""
 
-    json: bool = False
-    quiet: bool = False
-    color: bool = True
-    dry_run: bool = False
+    def __init__(self, *, json: bool = False) -> None:
+        self.json = json
+        self.quiet = False
+        self.color = True
+        self.dry_run = False
 
 
 def on_terminal() -> bool:
@@ -46,16 +44,22 @@ def put(style: Style, text: str) -> None:
         sys.stdout.write(text if text.endswith("\n") else text + "\n")
 
 
+def _json(value: object, *, indent: int | None = None) -> str:
+    import json  # not needed for most answers
+
+    return json.dumps(value, indent=indent, ensure_ascii=False)
+
+
 def put_json(style: Style, value: object) -> None:
     """Prints one JSON document, two blanks deep."""
     if not style.quiet:
-        print(json.dumps(value, indent=2, ensure_ascii=False))
+        print(_json(value, indent=2))
 
 
 def put_line_json(style: Style, value: object) -> None:
     """Prints one line of a stream of JSON."""
     if not style.quiet:
-        print(json.dumps(value, ensure_ascii=False), flush=True)
+        print(_json(value), flush=True)
 
 
 def answer(style: Style, text: str, value: object) -> None:
@@ -79,7 +83,7 @@ def yaml_text(value: object, names: Iterable[str] = ()) -> str:
     if isinstance(value, str):
         return value
     if value is None or isinstance(value, bool | int):
-        return json.dumps(value)
+        return str(value) if type(value) is int else _json(value)
     from vswitch.desired.yaml_text import lines_at, to_yaml
 
     return to_yaml(value, lines_at(names))
@@ -94,7 +98,7 @@ def cell(value: object) -> str:
     if isinstance(value, list | tuple):
         return ",".join(cell(each) for each in value) or NOTHING
     if isinstance(value, Mapping):
-        return json.dumps(value, ensure_ascii=False)
+        return _json(value)
     return str(value)
 
 
@@ -109,7 +113,7 @@ def plain_value(value: object) -> Any:
     if isinstance(value, list | tuple):
         return [plain_value(each) for each in value]
     if hasattr(value, "to_dict"):
-        from vswitch.desired.value_forms import short
+        from vswitch.values.kinds import short
 
         return short(value)
     return value
@@ -170,7 +174,7 @@ def put_diff(style: Style, text: str) -> None:
 def complain(style: Style, error: Mapping[str, object]) -> None:
     """Prints an error on standard error: one line, or JSON. error: as `Error.to_dict()` gives it."""
     if style.json:
-        text = json.dumps({"error": error}, indent=2, ensure_ascii=False)
+        text = _json({"error": error}, indent=2)
     else:
         text = "vswitch: " + " ".join(str(error["message"]).split("\n"))
     try:

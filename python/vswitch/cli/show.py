@@ -8,7 +8,7 @@ from typing import Any
 import click
 
 from vswitch import Host
-from vswitch.cli.grammar import KEY, PATH, PORT, SWITCH, argument, names_of, option, verb
+from vswitch.cli.grammar import KEY, PATH, PORT, SWITCH, argument, option, verb
 from vswitch.cli.output import Style, answer, put, put_json, put_value
 
 
@@ -47,9 +47,9 @@ def port_show(style: Style, switch: str, port: str) -> None:
 @verb(argument("path", PATH))
 def get(style: Style, path: str) -> None:
     """Print the value in effect at PATH, such as switches/lab/ports/web-1/vlan."""
-    from vswitch.paths import value_at
+    from vswitch.cli.value import put_value_at
 
-    put_value(style, value_at(Host(), path), names_of(path))
+    put_value_at(style, path)
 
 
 @verb(

@@ -185,7 +185,7 @@ def property_text(value: Any) -> str:
         except UnicodeDecodeError:
             return typed.hex()
         return text if text.isprintable() else typed.hex()
-    from vswitch.desired.value_forms import short
+    from vswitch.values.kinds import short
 
     return cell(short(typed))
 

@@ -7,8 +7,9 @@ import json
 import click
 
 from vswitch import Host
-from vswitch.cli.grammar import PATH, argument, names_of, option, verb
+from vswitch.cli.grammar import PATH, argument, option, verb
 from vswitch.cli.output import Style, put, put_line_json, put_value
+from vswitch.desired.names import split
 from vswitch.watch import condition
 
 INTERVAL = option("--interval", type=float, metavar="S", help="Seconds between looks.")
@@ -56,7 +57,7 @@ def wait_until(
     found = Host().wait_until(
         text, interval=0.2 if interval is None else interval, timeout=30.0 if timeout is None else timeout
     )
-    put_value(style, found, names_of(path))
+    put_value(style, found, split(path))
 
 
 @verb(

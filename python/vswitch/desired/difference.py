@@ -6,7 +6,7 @@ from collections.abc import Iterable, Mapping
 from typing import Any, NamedTuple
 
 from vswitch.desired import document, export, order, restore, state
-from vswitch.desired.forms import joined
+from vswitch.desired.names import joined
 from vswitch.desired.object_change import NOTHING, names, refuse_clients
 from vswitch.desired.order import Phase
 from vswitch.desired.plan import Operation, Plan
@@ -14,9 +14,9 @@ from vswitch.desired.schema import Collection, Uplink
 from vswitch.desired.settings import Call, Calls
 from vswitch.desired.state import SwitchState
 from vswitch.desired.switch_change import SwitchChange
-from vswitch.desired.value_forms import short
 from vswitch.errors import DocumentError
 from vswitch.values.base import ip
+from vswitch.values.kinds import short
 
 
 class Step(NamedTuple):

@@ -8,7 +8,8 @@ from collections.abc import Mapping
 from pathlib import Path
 from typing import Any
 
-from vswitch.desired.forms import joined, named
+from vswitch.desired.forms import named
+from vswitch.desired.names import joined
 from vswitch.desired.schema import DOCUMENT
 from vswitch.errors import DocumentError
 

@@ -10,8 +10,8 @@ from typing import Any
 from vswitch import _walk
 from vswitch.desired import schema, settings, state
 from vswitch.desired.state import Entry, HostState, Object, PortState, SwitchState
-from vswitch.desired.value_forms import short
 from vswitch.enums import LinkState, PortFlag, PortType, SwitchVersion
+from vswitch.values.kinds import short
 from vswitch.values.mirror_table import table_from
 from vswitch.values.teaming import table_from as teaming_from
 

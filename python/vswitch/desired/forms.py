@@ -8,17 +8,12 @@ from collections.abc import Callable, Mapping
 from typing import Any
 
 from vswitch._similar import did_you_mean
+from vswitch.desired.names import joined
 from vswitch.enums._member import Bits, Number
 from vswitch.errors import DocumentError
 from vswitch.values import base
 
 Schema = dict[str, Any]
-
-
-def joined(path: str, name: str | int) -> str:
-    """The path of a member or element below `path`."""
-    text = str(name).replace("~", "~0").replace("/", "~1") if isinstance(name, str) else str(name)
-    return f"{path}/{text}" if path else text
 
 
 def named(given: object) -> str:

@@ -6,10 +6,11 @@ from collections.abc import Iterable
 from typing import Any
 
 from vswitch.desired import export, order, settings, state
-from vswitch.desired.plan import Operation, place_of, split
+from vswitch.desired.names import split
+from vswitch.desired.plan import Operation, place_of
 from vswitch.desired.state import Object, PortState, SwitchState
-from vswitch.desired.value_forms import short
 from vswitch.enums import SwitchVersion
+from vswitch.values.kinds import short
 
 
 class Look:

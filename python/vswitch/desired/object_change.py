@@ -6,14 +6,15 @@ from collections.abc import Callable, Iterable, Mapping
 from typing import TYPE_CHECKING, Any, NamedTuple
 
 from vswitch.desired import export, restore, settings, state
-from vswitch.desired.forms import joined
+from vswitch.desired.names import joined
 from vswitch.desired.order import Phase
 from vswitch.desired.schema import Collection, Uplink
 from vswitch.desired.settings import Call, Calls, Place, Setting
 from vswitch.desired.state import Object, SwitchState
-from vswitch.desired.value_forms import AllUplinks, WrittenProperty, short
+from vswitch.desired.value_forms import AllUplinks, WrittenProperty
 from vswitch.enums import SwitchVersion
 from vswitch.errors import Busy
+from vswitch.values.kinds import short
 from vswitch.values.teaming import TeamingPolicy
 from vswitch.values.vlan import VlanPolicy
 

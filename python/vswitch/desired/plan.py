@@ -10,7 +10,7 @@ from functools import cached_property
 from typing import TYPE_CHECKING, Any, Self
 
 from vswitch.desired import order
-from vswitch.desired.forms import joined
+from vswitch.desired.names import joined, split
 from vswitch.desired.settings import Calls
 from vswitch.errors import DocumentError
 
@@ -144,11 +144,6 @@ class Plan(Sequence[Operation]):
 
 
 # ---- as text --------------------------------------------------------------------------------------------------
-
-
-def split(path: str) -> list[str]:
-    """The names in a path."""
-    return [part.replace("~1", "/").replace("~0", "~") for part in path.split("/")] if path else []
 
 
 def place_of(path: str) -> tuple[str, tuple[str, ...]]:

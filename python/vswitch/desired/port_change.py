@@ -8,14 +8,14 @@ from typing import Any
 from vswitch import _walk
 from vswitch._similar import did_you_mean
 from vswitch.desired import export, restore, settings
-from vswitch.desired.forms import joined
+from vswitch.desired.names import joined
 from vswitch.desired.object_change import NOTHING, ObjectChange, PropertyOwner, refuse_clients
 from vswitch.desired.order import Phase
 from vswitch.desired.schema import Collection, StaticAddress
 from vswitch.desired.settings import Call, Calls, Place
 from vswitch.desired.state import Object, PortState
-from vswitch.desired.value_forms import short
 from vswitch.errors import DocumentError
+from vswitch.values.kinds import short
 from vswitch.values.mac import MacLearning
 
 

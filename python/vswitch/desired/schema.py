@@ -8,7 +8,8 @@ from pathlib import Path
 from typing import Any, NamedTuple
 
 from vswitch.desired import forms, settings, value_forms
-from vswitch.desired.forms import Form, Schema, check_text, joined, named, no_member
+from vswitch.desired.forms import Form, Schema, check_text, named, no_member
+from vswitch.desired.names import joined
 from vswitch.enums import PropertyKey, RuntimeOption, SwitchVersion
 from vswitch.errors import DocumentError
 

@@ -7,16 +7,16 @@ from collections.abc import Mapping
 from typing import Any
 
 from vswitch.desired import export, restore, settings
-from vswitch.desired.forms import joined
+from vswitch.desired.names import joined
 from vswitch.desired.object_change import NOTHING, Name, PropertyOwner, changed, names, names_in, table_after
 from vswitch.desired.order import Phase
 from vswitch.desired.port_change import PortChanges
 from vswitch.desired.schema import Collection, Uplink
 from vswitch.desired.settings import Call, Calls, Place, Setting
 from vswitch.desired.state import Object
-from vswitch.desired.value_forms import short
 from vswitch.enums import SwitchVersion
 from vswitch.errors import Busy, DocumentError
+from vswitch.values.kinds import short
 
 RELEASED_OF_SWITCH = ("teaming",)
 RELEASED_OF_PORT = ("teaming_override", "teaming_policy", "teaming", "vlan")

@@ -194,36 +194,3 @@ class PropertyForm(forms.Form):
         record["oneOf"] = [{"required": [name]} for name in self.encodings]
         record["dependentRequired"] = {"size": ["int"]}
         return {"anyOf": [{"type": "string"}, record]}
-
-
-# ---- the short form -------------------------------------------------------------------------------------------
-
-
-def short(value: Any, name: str = "") -> Any:
-    """The short plain form: fields that have their defaults are left out, a VLAN policy with nothing but an `id` is the
-    number."""
-    if isinstance(value, VlanPolicy) and value == VlanPolicy(value.id):
-        return value.id
-    if isinstance(value, (NamedTeaming, MirrorSession)):
-        full = _without_defaults(value)
-        del full["name" if isinstance(value, NamedTeaming) else "id"]
-        return full
-    if isinstance(value, TeamingPolicy) and not value.active and not value.standby:
-        return {"active": [], **_without_defaults(value)}
-    if isinstance(value, base.Value):
-        return _without_defaults(value)
-    if isinstance(value, tuple):
-        return [short(one) for one in value]
-    to_json = getattr(value, "to_json", None)
-    return to_json() if to_json is not None else value
-
-
-def _without_defaults(value: base.Value) -> dict[str, Any]:
-    made = {}
-    for name, kind, default in base.fields_of(type(value)):
-        one = getattr(value, name)
-        if one != default or name in ("primary", "secondary"):
-            made[name] = [short(rule) for rule in one] if name == "rules" else kind.to_json(one)
-    return made
-
-

@@ -2,8 +2,6 @@
 
 from __future__ import annotations
 
-import functools
-from dataclasses import dataclass
 from typing import TYPE_CHECKING, Any
 
 if TYPE_CHECKING:
@@ -32,6 +30,7 @@ if TYPE_CHECKING:
         VlanFlag,
     )
     from vswitch.enums.ports import LinkDuplex, LinkState, PortFlag, PortType
+    from vswitch.enums.reference import Constant, constants
     from vswitch.enums.status import Status
     from vswitch.enums.switches import Origin, SaveRestoreMode, Scope, SwitchStatus, SwitchVersion
 
@@ -84,11 +83,17 @@ _TOPICS = {
         " VlanFlag"
     ),
     "ports": "LinkDuplex LinkState PortFlag PortType",
+    "reference": "Constant constants",
     "status": "Status",
     "switches": "Origin SaveRestoreMode Scope SwitchStatus SwitchVersion",
 }
+_OWN = {"Origin", "Scope"}
 _TOPIC_OF = {name: topic for topic, names in _TOPICS.items() for name in names.split()}
-_OF_NO_CONSTANTS = {"Origin", "Scope"}
+
+
+def with_constants() -> list[Any]:
+    """The enumerations whose members are constants of the library."""
+    return [__getattr__(name) for name, topic in _TOPIC_OF.items() if topic != "reference" and name not in _OWN]
 
 
 def __getattr__(name: str) -> Any:
@@ -99,40 +104,3 @@ def __getattr__(name: str) -> Any:
 
     value = globals()[name] = getattr(import_module(f"{__name__}.{_TOPIC_OF[name]}"), name)
     return value
-
-
-@dataclass(frozen=True, slots=True)
-class Constant:
-    """A named constant of the library."""
-
-    name: str
-    """Its name in `libvswitch`."""
-    value: int | str
-    """Its number, or its text."""
-    family: str
-    """The family that it is declared in."""
-    meaning: str
-    """What it means, in one line; of one that is in no enumeration, what its family is for."""
-
-
-@functools.cache
-def _families() -> dict[str, tuple[str, tuple[str, ...]]]:
-    """By name of the family what it is for, and its constants, in the order of declaration."""
-    import json
-    from pathlib import Path
-
-    table = json.loads(Path(__file__).with_name("families.json").read_text(encoding="utf-8"))
-    return {name: (text, tuple(constants)) for name, text, constants in table}
-
-
-def constants() -> dict[str, Constant]:
-    """All named constants of the library by name, in the order of declaration."""
-    import libvswitch
-
-    kinds = [__getattr__(name) for name in _TOPIC_OF if name not in _OF_NO_CONSTANTS]
-    meanings: dict[str, str] = {member.constant: member.meaning for kind in kinds for member in kind}
-    return {
-        name: Constant(name, getattr(libvswitch, name), family, meanings.get(name, text))
-        for family, (text, names) in _families().items()
-        for name in names
-    }

@@ -9,7 +9,7 @@ from typing import Any, ClassVar, TypeVar, overload
 
 from vswitch.errors import NotFound
 from vswitch.handles.setting import OriginView, StoredView, VolatileView, named
-from vswitch.values.base import plain_text
+from vswitch.values.kinds import plain_text
 
 __all__ = ["Collection"]
 

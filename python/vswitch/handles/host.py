@@ -4,34 +4,35 @@ from __future__ import annotations
 
 from collections.abc import Callable, Iterable, Mapping
 from importlib import import_module
-from pathlib import Path
 from typing import TYPE_CHECKING, Any
 
-from vswitch import _walk
+from vswitch import _walk, enums, handles, values
 from vswitch._calls import Data, Packed, call, fill, take_bytes
-from vswitch.enums import Origin
 from vswitch.errors import NotSupported
 from vswitch.handles.collection import WithSettings
-from vswitch.handles.image import StateImage, image_bytes
-from vswitch.handles.nic import Nics
-from vswitch.handles.options import RuntimeOptions
-from vswitch.handles.save_restore import SaveRestore, alias_of
 from vswitch.handles.setting import Names, Raw, Setting, Ways, named, one_of
-from vswitch.handles.switches import Switches
-from vswitch.values.base import truth
-from vswitch.values.mac import HostMacLearning
+from vswitch.values.kinds import truth
 
 if TYPE_CHECKING:
+    from pathlib import Path
+
     from vswitch.desired.apply import ApplyResult, Confirmation
     from vswitch.desired.plan import Plan
+    from vswitch.enums import Origin
+    from vswitch.handles.image import StateImage
+    from vswitch.handles.nic import Nics
+    from vswitch.handles.options import RuntimeOptions
+    from vswitch.handles.save_restore import SaveRestore
+    from vswitch.handles.switches import Switches
     from vswitch.topology import Topology
+    from vswitch.values.mac import HostMacLearning
     from vswitch.watch import Watch
 
 __all__ = ["Host"]
 
 
 def _read_learning(_names: Names) -> HostMacLearning:
-    return HostMacLearning.from_bytes(fill("VSMACLearningGlobalProps", "VSQEL_GetGlobalMACLearningProps"))
+    return values.mac.HostMacLearning.from_bytes(fill("VSMACLearningGlobalProps", "VSQEL_GetGlobalMACLearningProps"))
 
 
 def _write_learning(_names: Names, settings: HostMacLearning) -> None:
@@ -42,7 +43,7 @@ def _clear_learning(_names: Names) -> None:
     raise NotSupported("mac_learning: the library has no call that clears the settings of the host")
 
 
-class _HostSetting(Setting[HostMacLearning, HostMacLearning]):
+class _HostSetting(Setting["HostMacLearning", "HostMacLearning"]):
     """A setting of the host, which has one value: no property, and none that is volatile."""
 
     def stored(self, names: Names) -> HostMacLearning:
@@ -54,7 +55,7 @@ class _HostSetting(Setting[HostMacLearning, HostMacLearning]):
 
     def origin(self, names: Names) -> Origin:
         self.ways.read(names)
-        return Origin.HOST
+        return enums.Origin.HOST
 
 
 def _no_property(_raw: Raw) -> HostMacLearning:
@@ -78,15 +79,15 @@ class Host(WithSettings):
         " has no `del`"
         " (NotSupported). BadParameter, LimitExceeded.",
         "",
-        one_of(HostMacLearning),
+        one_of("mac.HostMacLearning"),
         Ways(_read_learning, _write_learning, _clear_learning, _no_property),
-        else_origin=Origin.HOST,
+        else_origin="HOST",
     )
 
     @property
     def switches(self) -> Switches:
         """Its switches."""
-        return Switches()
+        return handles.switches.Switches()
 
     @property
     def portsets(self) -> tuple[str, ...]:
@@ -96,22 +97,22 @@ class Host(WithSettings):
     @property
     def nics(self) -> Nics:
         """The physical NICs behind uplink ports of connected switches."""
-        return Nics()
+        return handles.nic.Nics()
 
     @property
     def runtime_options(self) -> RuntimeOptions:
         """Options for all switches, in effect until the next boot."""
-        return RuntimeOptions()
+        return handles.options.RuntimeOptions()
 
     def image(self, *, persistent: bool = False) -> StateImage:
         """The state of all switches; `persistent`: of persistent switches and values only."""
         name = "DVSQEL_PersistentStateGet" if named("persistent", truth, persistent) else "DVSQEL_StateGet"
-        return StateImage(take_bytes(name))
+        return handles.image.StateImage(take_bytes(name))
 
     def restore(self, image: StateImage | bytes, *, merge: bool = False) -> None:
         """Makes the state what an image says; switches that it does not have are removed. `merge`: only its persistent
         part, and other switches stay. Busy where a port with a client would go; BadImage, AlreadyExists."""
-        data = image_bytes(image)
+        data = handles.image.image_bytes(image)
         name = "DVSState_ConfigDeserialize" if named("merge", truth, merge) else "DVSQEL_StateInit"
         call(name, Data(data), len(data))
 
@@ -136,8 +137,8 @@ class Host(WithSettings):
     ) -> SaveRestore:
         """Steps of save and restore for some switches (Switch, or aliases). `dual_load`: both versions are loaded at
         once. `max_outage`: milliseconds, 0 for any. `enhanced`: switches of the versions QBR_*."""
-        names = tuple(alias_of(switch) for switch in switches)
-        return SaveRestore(names, dual_load=dual_load, max_outage=max_outage, enhanced=enhanced)
+        names = tuple(handles.save_restore.alias_of(switch) for switch in switches)
+        return handles.save_restore.SaveRestore(names, dual_load=dual_load, max_outage=max_outage, enhanced=enhanced)
 
     # ---- desired state -----------------------------------------------------------------------------------------------
 

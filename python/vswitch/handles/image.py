@@ -6,7 +6,7 @@ import os
 from typing import Any, Self
 
 from vswitch.errors import NotSupported
-from vswitch.values.base import wrong_type
+from vswitch.values.kinds import wrong_type
 
 __all__ = ["StateImage"]
 

@@ -16,7 +16,7 @@ from vswitch.values.mac import ENTRY_SIZE, MacEntry, entries_of, numbers_in
 
 __all__ = ["MacTable", "PortMacTable"]
 
-_TYPE = number_of(MacType)
+_TYPE = number_of("MacType")
 _HEAD = 8
 
 

@@ -16,7 +16,7 @@ from vswitch.values.statistics import MirrorStatistics
 
 __all__ = ["Mirrors"]
 
-_session = one_of(MirrorSession)
+_session = one_of("mirror.MirrorSession")
 
 
 def _packed(sessions: Iterable[MirrorSession]) -> Packed:

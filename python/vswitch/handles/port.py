@@ -2,46 +2,47 @@
 
 from __future__ import annotations
 
-import ipaddress
 from typing import TYPE_CHECKING, Any
 
 import libvswitch
 
-from vswitch import _hints, _walk
+from vswitch import _walk, enums, handles, values
 from vswitch._calls import Data, call, fill, pointed, take, take_bytes, take_pointer
-from vswitch.enums import MulticastMode, PortType, Scope
 from vswitch.errors import AlreadyExists, Busy, Error, NotFound, NotSupported
 from vswitch.handles.collection import Collection, text
-from vswitch.handles.image import StateImage, image_bytes
-from vswitch.handles.mac_table import PortMacTable
-from vswitch.handles.mirrors import Mirrors
 from vswitch.handles.port_settings import PortSettings
-from vswitch.handles.properties import Properties, PropertyList
 from vswitch.handles.setting import is_on, named, read_raw, write_raw
-from vswitch.values.base import ip, ip_of, number_of, plain_text, truth, whole_number
-from vswitch.values.link import LinkStatus, PortStatus
-from vswitch.values.mac import STATIC_SIZE, MacStatistics, StaticEntry
-from vswitch.values.multicast import GROUP_HEAD, MulticastGroup, group_size
-from vswitch.values.properties import number_bytes
-from vswitch.values.statistics import Statistics
+from vswitch.values.codecs import number_bytes
+from vswitch.values.kinds import ip, ip_text, number_of, plain_text, truth, whole_number
 
 if TYPE_CHECKING:
+    from vswitch.enums import MulticastMode, PortType
+    from vswitch.handles.image import StateImage
+    from vswitch.handles.mac_table import PortMacTable
+    from vswitch.handles.mirrors import Mirrors
+    from vswitch.handles.properties import Properties, PropertyList
     from vswitch.handles.switch import Switch
+    from vswitch.values.link import LinkStatus, PortStatus
+    from vswitch.values.mac import MacStatistics, StaticEntry
+    from vswitch.values.multicast import MulticastGroup
+    from vswitch.values.statistics import Statistics
 
 __all__ = ["Port", "Ports"]
 
-_TYPE, _MODE = number_of(PortType), number_of(MulticastMode)
+_TYPE, _MODE = number_of("PortType"), number_of("MulticastMode")
 
 
 def static_entries(name: str, alias: str, *names: str) -> tuple[StaticEntry, ...]:
     """The static addresses that a call gives, with identifiers of their ports."""
 
+    size = values.mac.STATIC_SIZE
+
     def read(table: Any) -> list[bytes]:
-        data = pointed(table, 8 + table.numEntries * STATIC_SIZE)
-        return [data[place : place + STATIC_SIZE] for place in range(8, len(data), STATIC_SIZE)]
+        data = pointed(table, 8 + table.numEntries * size)
+        return [data[place : place + size] for place in range(8, len(data), size)]
 
     records = take(read, name, alias, *names)
-    found = [StaticEntry.from_bytes(one) for one in records]
+    found = [values.mac.StaticEntry.from_bytes(one) for one in records]
     ports = _walk.identifiers(alias, {entry.number for entry in found})
     return tuple(entry.replace(port=ports.get(entry.number)) for entry in found)
 
@@ -54,18 +55,14 @@ class Port(PortSettings):
 
     def __init__(self, switch: Switch, id: str) -> None:  # noqa: A002 - the field's name
         """The port `id` of a switch. Asks the host nothing."""
-        from vswitch.handles.switch import Switch
-
-        if not isinstance(switch, Switch):
+        if not isinstance(switch, handles.switch.Switch):
             raise TypeError(f"switch: a Switch is wanted, not {switch!r}")
         self._names = (switch.alias, text("id", id))
 
     @property
     def switch(self) -> Switch:
         """Its switch."""
-        from vswitch.handles.switch import Switch
-
-        return Switch(self._names[0])
+        return handles.switch.Switch(self._names[0])
 
     @property
     def id(self) -> str:
@@ -89,17 +86,17 @@ class Port(PortSettings):
     @property
     def type(self) -> PortType | int:
         """What kind of port it is."""
-        return PortType.of(int.from_bytes(self._raw("QEL_HNQPROP_PORT_TYPE"), "little"))
+        return enums.PortType.of(int.from_bytes(self._raw("QEL_HNQPROP_PORT_TYPE"), "little"))
 
     @property
     def status(self) -> PortStatus:
         """Its state: flags, number, client."""
-        return PortStatus.from_bytes(self._raw("QEL_HNQPROP_PORT_STATUS"))
+        return values.link.PortStatus.from_bytes(self._raw("QEL_HNQPROP_PORT_STATUS"))
 
     @property
     def link(self) -> LinkStatus:
         """Its link: state, speed (Mbit/s), duplex mode."""
-        return LinkStatus.from_bytes(self._raw("QEL_HNQPROP_PORT_LINK_STATUS"))
+        return values.link.LinkStatus.from_bytes(self._raw("QEL_HNQPROP_PORT_LINK_STATUS"))
 
     @property
     def client(self) -> str | None:
@@ -135,17 +132,17 @@ class Port(PortSettings):
     @property
     def statistics(self) -> Statistics:
         """Its packets and bytes."""
-        return Statistics.from_bytes(self._raw("QEL_HNQPROP_PORT_STATISTICS"))
+        return values.statistics.Statistics.from_bytes(self._raw("QEL_HNQPROP_PORT_STATISTICS"))
 
     @property
     def mac_statistics(self) -> MacStatistics:
         """Its counters of MAC learning. WrongState where the switch has no port set."""
-        return MacStatistics.from_bytes(fill("VSPMACLearningStats", "VSQEL_GetPortMACLearningStats", *self._names))
+        return values.mac.MacStatistics.from_bytes(fill("VSPMACLearningStats", "VSQEL_GetPortMACLearningStats", *self._names))
 
     @property
     def mac_table(self) -> PortMacTable:
         """The addresses behind it."""
-        return PortMacTable("VSQEL_GetPortMACTable", *self._names)
+        return handles.mac_table.PortMacTable("VSQEL_GetPortMACTable", *self._names)
 
     @property
     def static_entries(self) -> tuple[StaticEntry, ...]:
@@ -155,12 +152,12 @@ class Port(PortSettings):
     @property
     def mirrors(self) -> Mirrors:
         """Its mirror sessions."""
-        return Mirrors(*self._names)
+        return handles.mirrors.Mirrors(*self._names)
 
     @property
     def properties(self) -> Properties:
         """Its properties."""
-        return Properties(Scope.PORT, *self._names)
+        return handles.properties.Properties(enums.Scope.PORT, *self._names)
 
     def remove(self, *, force: bool = False, missing_ok: bool = False) -> bool:
         """As `switch.ports.remove`."""
@@ -169,26 +166,31 @@ class Port(PortSettings):
     def multicast_filters(self, kind: MulticastMode) -> tuple[str, ...]:
         """What it receives by multicast addresses of one kind: LEGACY (MACs), IGMP (IPv4), MLD (IPv6). BadParameter for
         another kind, WrongState where the switch has no port set."""
+        from ipaddress import ip_address
+
         mode = int(named("kind", _MODE.accept, kind))
-        size = {int(MulticastMode.LEGACY): 6, int(MulticastMode.IGMP): 4}.get(mode, 16)
+        size = {int(enums.MulticastMode.LEGACY): 6, int(enums.MulticastMode.IGMP): 4}.get(mode, 16)
 
         def read(table: Any) -> tuple[str, ...]:
             data = pointed(table, 8 + table.numEntries * size)
             entries = [data[place : place + size] for place in range(8, len(data), size)]
-            return tuple(one.hex(":") if size == 6 else ip_of(one) for one in entries)
+            return tuple(one.hex(":") if size == 6 else ip_text(ip_address(one)) for one in entries)
 
         return take(read, "VSQEL_GetMcastFilters", self._names[0], self.number, mode)
 
     def multicast_group(self, address: str) -> MulticastGroup:
         """A group that its client has joined, by its IPv4 or IPv6 address. NotFound where it has not."""
+        from ipaddress import ip_address
+
         group = named("address", ip, address)
-        mode = MulticastMode.MLD if ":" in group else MulticastMode.IGMP
+        mode = enums.MulticastMode.MLD if ":" in group else enums.MulticastMode.IGMP
+        multicast = values.multicast
 
         def read(record: Any) -> MulticastGroup:
-            data = pointed(record, group_size(pointed(record, GROUP_HEAD), group))
-            return MulticastGroup.from_bytes(data, group)
+            data = pointed(record, multicast.group_size(pointed(record, multicast.GROUP_HEAD), group))
+            return multicast.MulticastGroup.from_bytes(data, group)
 
-        packed = ipaddress.ip_address(group).packed
+        packed = ip_address(group).packed
         return take(read, "VSQEL_GetMcastFilterStats", self._names[0], self.number, int(mode), packed)
 
     def image(self, *, persistent: bool = False, version: int = 0) -> StateImage:
@@ -196,10 +198,10 @@ class Port(PortSettings):
         switch that may take it (0: that of its switch), else ValueError."""
         version = named("version", whole_number, version)
         if named("persistent", truth, persistent):
-            return StateImage(take_bytes("DVSQEL_PersistentPortStateGet", *self._names, version))
+            return handles.image.StateImage(take_bytes("DVSQEL_PersistentPortStateGet", *self._names, version))
         if version:
             raise ValueError("version: only of a persistent image")
-        return StateImage(take_bytes("DVSQEL_PortStateGet", *self._names))
+        return handles.image.StateImage(take_bytes("DVSQEL_PortStateGet", *self._names))
 
     def block(self, world: int) -> None:
         """Blocks it for a world while the switch is in save and restore. WrongState, Busy."""
@@ -233,6 +235,8 @@ class Ports(Collection[Port]):
         return Port(self._switch, name)
 
     def _missing(self, name: str) -> str:
+        from vswitch import _hints
+
         return _hints.asked(_hints.no_port, self._switch.alias, name)
 
     def create(
@@ -269,7 +273,8 @@ class Ports(Collection[Port]):
     ) -> None:
         names = port._names
         if image is not None:
-            data = image.to_image().data if isinstance(image, PropertyList) else image_bytes(image)
+            listed = handles.properties.PropertyList
+            data = image.to_image().data if isinstance(image, listed) else handles.image.image_bytes(image)
             call("DVSQEL_PortAdd", *names, Data(data), len(data))
         elif external_id is not None:
             call("VSDVS_AddOpaqueDVPort", *names, text("external_id", external_id))

@@ -2,12 +2,12 @@
 
 from __future__ import annotations
 
-from typing import Any
+from typing import TYPE_CHECKING, Any
 
 import libvswitch
 
+from vswitch import enums, values
 from vswitch._calls import Packed, call, fill, pointed, take
-from vswitch.enums import EthernetFilterFlag
 from vswitch.handles.collection import WithSettings
 from vswitch.handles.setting import (
     Names,
@@ -16,10 +16,10 @@ from vswitch.handles.setting import (
     Ways,
     clear_by,
     clear_raw,
-    decode_one,
     flag,
     is_on,
     key_of,
+    multicast_ways,
     name,
     one_of,
     raw,
@@ -27,13 +27,15 @@ from vswitch.handles.setting import (
     record,
     write_raw,
 )
-from vswitch.values.base import plain_text, truth, whole_number, wrong_type
-from vswitch.values.mac import MacLearning, changes_of, learning_of, management_bytes
-from vswitch.values.multicast import MACS, entries_bytes, keys_from
-from vswitch.values.properties import NUMBER, OPTIONAL_TEXTUAL, ResourcePool
-from vswitch.values.security import EthernetFilter, SecurityPolicy
-from vswitch.values.teaming import TeamingPolicy
-from vswitch.values.vlan import PRIORITY, VlanPolicy
+from vswitch.values.codecs import NUMBER, OPTIONAL_TEXTUAL
+from vswitch.values.kinds import MACS, plain_text, truth, whole_number, wrong_type
+
+if TYPE_CHECKING:
+    from vswitch.values.mac import MacLearning
+    from vswitch.values.properties import ResourcePool
+    from vswitch.values.security import EthernetFilter, SecurityPolicy
+    from vswitch.values.teaming import TeamingPolicy
+    from vswitch.values.vlan import VlanPolicy
 
 _PRIORITY, _MANAGEMENT, _FILTER = (
     key_of("VSPROP_PORT_PRIORITY"),
@@ -47,8 +49,8 @@ NO_PRIORITY = libvswitch.QEL_VLAN_PRIORITY_INVALID
 
 def _vlan(data: bytes, raw_value: Raw) -> VlanPolicy:
     """The policy of a record; the priority is asked for where there is one."""
-    priority = NUMBER.decode(raw_value(_PRIORITY)) if data[0] & PRIORITY else 0
-    return VlanPolicy.from_bytes(data, priority)
+    priority = NUMBER.decode(raw_value(_PRIORITY)) if data[0] & values.vlan.PRIORITY else 0
+    return values.vlan.VlanPolicy.from_bytes(data, priority)
 
 
 def _read_vlan(names: Names) -> VlanPolicy:
@@ -69,10 +71,14 @@ def _write_vlan(names: Names, policy: VlanPolicy) -> None:
     call("VSDVS_SetPortVLANPolicy", *names, policy.id, priority, trunk, private, packed, len(ranges))
 
 
+_one_policy = one_of("vlan.VlanPolicy")
+
+
 def _vlan_policy(value: object) -> VlanPolicy:
     if isinstance(value, int) and not isinstance(value, bool):
-        return VlanPolicy(value)
-    return one_of(VlanPolicy)(value)
+        return values.vlan.VlanPolicy(value)
+    accepted: VlanPolicy = _one_policy(value)
+    return accepted
 
 
 _VLAN = Ways(
@@ -86,7 +92,7 @@ _VLAN = Ways(
 
 
 def _read_learning(names: Names) -> MacLearning:
-    return MacLearning.from_bytes(fill("VSPMACLearning", "VSDVS_GetPortMACLearning", *names))
+    return values.mac.MacLearning.from_bytes(fill("VSPMACLearning", "VSDVS_GetPortMACLearning", *names))
 
 
 def _write_learning(names: Names, policy: MacLearning) -> None:
@@ -94,31 +100,31 @@ def _write_learning(names: Names, policy: MacLearning) -> None:
 
 
 def _clear_learning(names: Names) -> None:
-    if changes_of(read_raw(names, _MANAGEMENT)):
+    if values.mac.changes_of(read_raw(names, _MANAGEMENT)):
         clear_raw(names, _MANAGEMENT)
     else:
-        _write_learning(names, MacLearning())
+        _write_learning(names, values.mac.MacLearning())
 
 
 def _write_changes(names: Names, allowed: bool) -> None:
-    write_raw(names, _MANAGEMENT, management_bytes(allowed, learning_of(read_raw(names, _MANAGEMENT))))
+    write_raw(names, _MANAGEMENT, values.mac.management_bytes(allowed, values.mac.learning_of(read_raw(names, _MANAGEMENT))))
 
 
 def _clear_changes(names: Names) -> None:
-    if learning_of(read_raw(names, _MANAGEMENT)) == MacLearning():
+    if values.mac.learning_of(read_raw(names, _MANAGEMENT)) == values.mac.MacLearning():
         clear_raw(names, _MANAGEMENT)
     else:
         _write_changes(names, True)
 
 
 _LEARNING = Ways(
-    _read_learning, _write_learning, _clear_learning, lambda raw_value: learning_of(raw_value(_MANAGEMENT))
+    _read_learning, _write_learning, _clear_learning, lambda raw_value: values.mac.learning_of(raw_value(_MANAGEMENT))
 )
 _CHANGES = Ways(
-    lambda names: changes_of(read_raw(names, _MANAGEMENT)),
+    lambda names: values.mac.changes_of(read_raw(names, _MANAGEMENT)),
     _write_changes,
     _clear_changes,
-    lambda raw_value: changes_of(raw_value(_MANAGEMENT)),
+    lambda raw_value: values.mac.changes_of(raw_value(_MANAGEMENT)),
 )
 
 # ---- the extra Ethernet filter, of which a sink port is one flag -----------------------------------------------------
@@ -128,27 +134,16 @@ def _write_sink(names: Names, enabled: bool) -> None:
     call("VSDVS_ConfigureSinkPort", *names, int(enabled))
 
 
+def _flags(data: bytes) -> enums.EthernetFilterFlag:
+    return values.security.EthernetFilter.from_bytes(data).flags
+
+
 _SINK = Ways(
     lambda names: is_on(call("VSDVS_IsSinkPortEnabled", *names)),
     _write_sink,
     lambda names: _write_sink(names, False),
-    lambda raw_value: bool(EthernetFilter.from_bytes(raw_value(_FILTER)).flags & EthernetFilterFlag.SINK),
+    lambda raw_value: bool(_flags(raw_value(_FILTER)) & enums.EthernetFilterFlag.SINK),
 )
-
-# ---- multicast addresses ---------------------------------------------------------------------------------------------
-
-
-def multicast_ways(constant: str, get: str, put: str, clear: str) -> Ways[tuple[str, ...]]:
-    """Addresses that the user has set."""
-
-    def read(names: Names) -> tuple[str, ...]:
-        return take(lambda keys: keys_from(pointed(keys, 1 + keys.numEntries * 6)), get, *names)
-
-    def write(names: Names, addresses: tuple[str, ...]) -> None:
-        call(put, *names, len(addresses), Packed("VSMACEntries", entries_bytes(addresses), list(addresses)))
-
-    return Ways(read, write, clear_by(clear), decode_one(constant))
-
 
 # ---- the rows --------------------------------------------------------------------------------------------------------
 
@@ -168,7 +163,7 @@ class PortSettings(WithSettings):
 
     __slots__ = ()
 
-    vlan = Setting[VlanPolicy, "VlanPolicy | int"](
+    vlan = Setting["VlanPolicy", "VlanPolicy | int"](
         "VLANs: a VlanPolicy, or the number of an access VLAN (0 to 4094). BadParameter; NotFound for a"
         " secondary VLAN that"
         " the switch does not have.",
@@ -209,16 +204,16 @@ class PortSettings(WithSettings):
         truth,
         raw("QEL_HNQPROP_PORT_PTALLOWED"),
     )
-    teaming = Setting[TeamingPolicy, TeamingPolicy](
+    teaming = Setting["TeamingPolicy", "TeamingPolicy"](
         "Which uplinks carry its traffic: a TeamingPolicy; inherits the switch's. NotFound for an uplink"
         " that the switch"
         " does not have, LimitExceeded, BadParameter.",
         "VSPROP_PORT_TEAMING_POLICY",
-        one_of(TeamingPolicy),
+        one_of("teaming.TeamingPolicy"),
         record(
             "VSPROP_PORT_TEAMING_POLICY",
             "VSTeamPolicy",
-            TeamingPolicy,
+            "teaming.TeamingPolicy",
             "VSDVS_GetPortTeamingPolicy",
             "VSDVS_SetPortTeamingPolicy",
             "VSDVS_ClearPortTeamingPolicy",
@@ -247,35 +242,35 @@ class PortSettings(WithSettings):
             "VSDVS_ClearPortLSTeamingPolicy",
         ),
     )
-    mac_learning = Setting[MacLearning, MacLearning](
+    mac_learning = Setting["MacLearning", "MacLearning"](
         "Whether addresses behind it are learned: a MacLearning. LimitExceeded, BadParameter.",
         "VSPROP_PORT_MAC_MANAGEMENT",
-        one_of(MacLearning),
+        one_of("mac.MacLearning"),
         _LEARNING,
     )
     mac_changes = Setting[bool, bool](
         "The client may change its MAC address: a bool.", "VSPROP_PORT_MAC_MANAGEMENT", truth, _CHANGES
     )
-    security = Setting[SecurityPolicy, SecurityPolicy](
+    security = Setting["SecurityPolicy", "SecurityPolicy"](
         "What the client is allowed: a SecurityPolicy.",
         "VSPROP_PORT_SECURITY",
-        one_of(SecurityPolicy),
+        one_of("security.SecurityPolicy"),
         record(
             "VSPROP_PORT_SECURITY",
             "VSPropSecurity",
-            SecurityPolicy,
+            "security.SecurityPolicy",
             "VSDVS_GetPortSecurity",
             "VSDVS_SetPortSecurity",
         ),
     )
-    filter = Setting[EthernetFilter, EthernetFilter](
+    filter = Setting["EthernetFilter", "EthernetFilter"](
         "Which frames reach it besides those for its client: an EthernetFilter. BadParameter, LimitExceeded.",
         "VSPROP_PORT_EXTRA_ETH_FRP",
-        one_of(EthernetFilter),
+        one_of("security.EthernetFilter"),
         record(
             "VSPROP_PORT_EXTRA_ETH_FRP",
             "VSExtraEthFilter",
-            EthernetFilter,
+            "security.EthernetFilter",
             "VSDVS_GetExtraEthFilter",
             "VSDVS_SetExtraEthFilter",
             "VSDVS_ClearExtraEthFilter",
@@ -324,9 +319,9 @@ class PortSettings(WithSettings):
         _name_or_none,
         _textual("QEL_HNQPROP_PORT_RESPOOL_ASSOC"),
     )
-    resources = Setting[ResourcePool, ResourcePool](
+    resources = Setting["ResourcePool", "ResourcePool"](
         "Its part of the pool: a ResourcePool. BadParameter.",
         "QEL_HNQPROP_PORT_RESPOOLS_CFG",
-        one_of(ResourcePool),
+        one_of("properties.ResourcePool"),
         raw("QEL_HNQPROP_PORT_RESPOOLS_CFG"),
     )

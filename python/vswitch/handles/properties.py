@@ -20,7 +20,7 @@ from vswitch.values.properties import PropertyValue, key_text, native_bytes
 
 __all__ = ["Properties", "PropertyList"]
 
-_KINDS = bits_of(PropertyKind)
+_KINDS = bits_of("PropertyKind")
 
 # The calls of each scope.
 _GET = {Scope.GLOBAL: "VSDVS_GetGlobProp", Scope.HOST: "VSDVS_GetHostProp", Scope.PORT: "VSDVS_GetPortProp"}

@@ -4,16 +4,19 @@ from."""
 from __future__ import annotations
 
 from collections.abc import Callable, Iterable
-from typing import Any, ClassVar, Generic, Protocol, TypeVar, overload
+from typing import TYPE_CHECKING, Any, ClassVar, Generic, Protocol, TypeVar, overload
 
 import libvswitch
 
-from vswitch import _walk
-from vswitch._calls import OK, Output, Packed, call, fill, query, status_of
-from vswitch.enums import Origin
+from vswitch import _walk, enums, values
+from vswitch._calls import OK, Output, Packed, call, fill, pointed, query, status_of, take
 from vswitch.errors import NotFound
-from vswitch.values.base import wrong_type
-from vswitch.values.properties import CODECS, FLAG, NUMBER, OPTIONAL_TEXTUAL, Codec
+from vswitch.values import type_at
+from vswitch.values.codecs import CODECS, FLAG, NUMBER, OPTIONAL_TEXTUAL, Codec
+from vswitch.values.kinds import wrong_type
+
+if TYPE_CHECKING:
+    from vswitch.enums import Origin
 
 T = TypeVar("T")
 W = TypeVar("W", contravariant=True)
@@ -105,11 +108,11 @@ class Setting(Generic[T, W]):
         ways: Ways[T],
         *,
         inherits: str = "",
-        else_origin: Origin = Origin.DEFAULT,
+        else_origin: str = "DEFAULT",
     ) -> None:
         """`keys`: constants of its properties. `accept`: makes the value of what is written (TypeError). `inherits`:
         the constant of the switch's property whose value a port has without its own. `else_origin`: whose value it is
-        where nothing is written."""
+        where nothing is written, as Origin names it."""
         self.__doc__ = doc
         self.keys = tuple(str(getattr(libvswitch, key)) for key in keys.split())
         self.accept = accept
@@ -149,10 +152,10 @@ class Setting(Generic[T, W]):
         """Whose value is in effect."""
         written = _walk.port_properties(*names) if len(names) > 1 else _walk.switch_properties(*names)
         if any(key in written for key in self.keys):
-            return Origin.PORT if len(names) > 1 else Origin.SWITCH
+            return enums.Origin.PORT if len(names) > 1 else enums.Origin.SWITCH
         if self.inherits is not None and self.inherits in _walk.switch_properties(names[0]):
-            return Origin.SWITCH
-        return self.else_origin
+            return enums.Origin.SWITCH
+        return enums.Origin[self.else_origin]
 
 
 def settings_of(cls: type) -> dict[str, Setting[Any, Any]]:
@@ -261,37 +264,61 @@ def raw(constant: str, codec: Codec | None = None) -> Ways[Any]:
     )
 
 
-def record(constant: str, kind: str, cls: Any, get: str, put: str, clear: str | None = None) -> Ways[Any]:
-    """A record that a call fills, and that another reads."""
+def record(constant: str, kind: str, place: str, get: str, put: str, clear: str | None = None) -> Ways[Any]:
+    """A record that a call fills, and that another reads; a value of the type at `place` of the values."""
 
     def write(names: Names, value: Any) -> None:
         call(put, *names, Packed(kind, value.to_bytes(), value))
 
     return Ways(
-        lambda names: cls.from_bytes(fill(kind, get, *names)),
+        lambda names: type_at(place).from_bytes(fill(kind, get, *names)),
         write,
         clear_by(clear) if clear else clear_property(constant),
         decode_one(constant),
     )
 
 
-def number(constant: str, get: str, put: str, member: Callable[[int], Any] = int, cell: str = "") -> Ways[Any]:
+def number(constant: str, get: str, put: str, cell: str = "") -> Ways[int]:
     """A number, which a call gives, or stores in a cell."""
 
-    def read(names: Names) -> Any:
+    def read(names: Names) -> int:
         if not cell:
-            return member(call(get, *names))
+            return int(call(get, *names))
         place = libvswitch.cell(cell)
         call(get, *names, Output(place))
-        return member(place.value)
+        return int(place.value)
 
+    return Ways(read, _writing(put), clear_property(constant), decode_one(constant, NUMBER))
+
+
+def member(constant: str, kind: str, get: str, put: str) -> Ways[Any]:
+    """A member of the enumeration `kind`, whose number a call gives."""
+    return Ways(
+        lambda names: getattr(enums, kind).of(call(get, *names)),
+        _writing(put),
+        clear_property(constant),
+        lambda raw_value: getattr(enums, kind).of(NUMBER.decode(raw_value(key_of(constant)))),
+    )
+
+
+def _writing(put: str) -> Callable[[Names, int], None]:
     def write(names: Names, value: int) -> None:
         call(put, *names, int(value))
 
-    def decode(raw_value: Raw) -> Any:
-        return member(NUMBER.decode(raw_value(key_of(constant))))
+    return write
 
-    return Ways(read, write, clear_property(constant), decode)
+
+def multicast_ways(constant: str, get: str, put: str, clear: str) -> Ways[tuple[str, ...]]:
+    """Multicast addresses that the user has set."""
+
+    def read(names: Names) -> tuple[str, ...]:
+        return take(lambda keys: values.multicast.keys_from(pointed(keys, 1 + keys.numEntries * 6)), get, *names)
+
+    def write(names: Names, addresses: tuple[str, ...]) -> None:
+        data = values.multicast.entries_bytes(addresses)
+        call(put, *names, len(addresses), Packed("VSMACEntries", data, list(addresses)))
+
+    return Ways(read, write, clear_by(clear), decode_one(constant))
 
 
 def name(constant: str, get: str, put: str, clear: str) -> Ways[str | None]:
@@ -305,14 +332,13 @@ def name(constant: str, get: str, put: str, clear: str) -> Ways[str | None]:
     )
 
 
-def one_of(cls: type[T]) -> Callable[[Any], T]:
-    """Accepts values of one type."""
+def one_of(place: str) -> Callable[[Any], Any]:
+    """Accepts values of one type, by its place among the values such as "mac.MacLearning"."""
 
-    def accept(value: object) -> T:
+    def accept(value: object) -> Any:
+        cls = type_at(place)
         if not isinstance(value, cls):
             raise wrong_type(f"a {cls.__name__}", value)
         return value
 
     return accept
-
-

@@ -3,32 +3,34 @@
 from __future__ import annotations
 
 import struct
-from typing import Any
+from typing import TYPE_CHECKING, Any
 
 import libvswitch
 
-from vswitch import _walk
+from vswitch import _walk, enums, handles, values
 from vswitch._calls import Data, Output, call, fill, pointed, query, take, take_pointer
-from vswitch.enums import MulticastMode, Scope, SwitchStatus, SwitchVersion
 from vswitch.errors import AlreadyExists, Error, NotSupported
 from vswitch.handles.collection import text
-from vswitch.handles.lags import Lags
-from vswitch.handles.mac_table import MacTable
-from vswitch.handles.mirrors import Mirrors
-from vswitch.handles.port import Port, Ports, static_entries
-from vswitch.handles.properties import Properties
 from vswitch.handles.setting import named
 from vswitch.handles.switch_settings import SwitchSettings
-from vswitch.handles.teaming_policies import TeamingPolicies
-from vswitch.handles.uplink import Uplinks
-from vswitch.values.base import number_of, plain_text, whole_number
-from vswitch.values.mac import LEARNING_SIZE, STATISTICS_SIZE, MacLearning, MacStatistics, MacSummary, StaticEntry
-from vswitch.values.security import SecurityPolicy
-from vswitch.values.statistics import Announcements, ServicePort, SwitchInfo
+from vswitch.values.kinds import number_of, plain_text, whole_number
+
+if TYPE_CHECKING:
+    from vswitch.enums import MulticastMode, SwitchStatus, SwitchVersion
+    from vswitch.handles.lags import Lags
+    from vswitch.handles.mac_table import MacTable
+    from vswitch.handles.mirrors import Mirrors
+    from vswitch.handles.port import Port, Ports
+    from vswitch.handles.properties import Properties
+    from vswitch.handles.teaming_policies import TeamingPolicies
+    from vswitch.handles.uplink import Uplinks
+    from vswitch.values.mac import MacLearning, MacStatistics, MacSummary, StaticEntry
+    from vswitch.values.security import SecurityPolicy
+    from vswitch.values.statistics import Announcements, ServicePort, SwitchInfo
 
 __all__ = ["Switch"]
 
-_VERSION = number_of(SwitchVersion)
+_VERSION = number_of("SwitchVersion")
 
 
 class Switch(SwitchSettings):
@@ -74,7 +76,7 @@ class Switch(SwitchSettings):
     @property
     def version(self) -> SwitchVersion | int:
         """Its version, which only grows; writable. NotSupported, BadImage for an earlier one."""
-        return SwitchVersion.of(self._ask("DVS_Version"))
+        return enums.SwitchVersion.of(self._ask("DVS_Version"))
 
     @version.setter
     def version(self, version: SwitchVersion | int) -> None:
@@ -126,10 +128,8 @@ class Switch(SwitchSettings):
     @property
     def persistent(self) -> bool:
         """Whether it outlives a boot. NotSupported where the form of images is not known."""
-        from vswitch.handles.host import Host
-
         _walk.known_switch(self.alias)
-        image = Host().image(persistent=True)
+        image = handles.host.Host().image(persistent=True)
         if image.content is None:
             raise NotSupported("the form of images is not known, and nothing else tells whether a switch is persistent")
         return any(switch["alias"] == self.alias for switch in image.document()["switches"])
@@ -139,50 +139,48 @@ class Switch(SwitchSettings):
         """What it is as a whole: MTU, numbers of ports, names."""
         size = 218
         return take(
-            lambda record: SwitchInfo.from_bytes(pointed(record, size)), "VSQEL_GetSwitchInfo", self.alias
+            lambda record: values.statistics.SwitchInfo.from_bytes(pointed(record, size)), "VSQEL_GetSwitchInfo", self.alias
         )
 
     @property
     def status(self) -> SwitchStatus | int:
         """Whether the links of its uplink ports are up: OK, DEGRADED or DOWN."""
         data = query("VSDVS_GetHostProp", self.alias, libvswitch.QEL_HNQPROP_HOST_STATUS, after=(None, 0))
-        return SwitchStatus.of(int.from_bytes(data, "little"))
+        return enums.SwitchStatus.of(int.from_bytes(data, "little"))
 
     @property
     def ports(self) -> Ports:
         """Its ports, without uplink ports."""
-        return Ports(self)
+        return handles.port.Ports(self)
 
     @property
     def uplinks(self) -> Uplinks:
         """Its uplink ports."""
-        return Uplinks(self)
+        return handles.uplink.Uplinks(self)
 
     @property
     def properties(self) -> Properties:
         """Its properties on all its hosts."""
-        return Properties(Scope.GLOBAL, self.alias)
+        return handles.properties.Properties(enums.Scope.GLOBAL, self.alias)
 
     @property
     def host_properties(self) -> Properties:
         """Its properties on this host."""
-        return Properties(Scope.HOST, self.alias)
+        return handles.properties.Properties(enums.Scope.HOST, self.alias)
 
     def remove(self, *, missing_ok: bool = False) -> bool:
         """As `host.switches.remove`."""
-        from vswitch.handles.switches import Switches
-
-        return Switches().remove(self.alias, missing_ok=missing_ok)
+        return handles.switches.Switches().remove(self.alias, missing_ok=missing_ok)
 
     @property
     def lags(self) -> Lags:
         """Its LAGs; none without a port set."""
-        return Lags(self.alias)
+        return handles.lags.Lags(self.alias)
 
     @property
     def mirrors(self) -> Mirrors:
         """Its own mirror sessions, beside those of its ports."""
-        return Mirrors(self.alias, None)
+        return handles.mirrors.Mirrors(self.alias, None)
 
     @property
     def running_mirrors(self) -> tuple[str, ...]:
@@ -204,27 +202,27 @@ class Switch(SwitchSettings):
 
         numbers = take(read, "VSQEL_GetPromiscSessionActiveDsts", self.alias)
         ports = _walk.identifiers(self.alias, numbers)
-        return tuple(Port(self, ports[number]) for number in numbers if number in ports)
+        return tuple(handles.port.Port(self, ports[number]) for number in numbers if number in ports)
 
     @property
     def teaming_policies(self) -> TeamingPolicies:
         """Its named teaming policies, which ports choose."""
-        return TeamingPolicies(self.alias)
+        return handles.teaming_policies.TeamingPolicies(self.alias)
 
     @property
     def mac_table(self) -> MacTable:
         """The addresses behind its ports."""
-        return MacTable("VSQEL_GetMACTable", self.alias)
+        return handles.mac_table.MacTable("VSQEL_GetMACTable", self.alias)
 
     @property
     def uplink_mac_table(self) -> MacTable:
         """The addresses behind its uplinks."""
-        return MacTable("VSQEL_GetTeamMACTable", self.alias)
+        return handles.mac_table.MacTable("VSQEL_GetTeamMACTable", self.alias)
 
     @property
     def mac_summary(self) -> MacSummary:
         """MAC learning as a whole."""
-        return MacSummary.from_bytes(fill("VSMACLearningSwitchInfo", "VSQEL_GetSwitchMACLearningInfo", self.alias))
+        return values.mac.MacSummary.from_bytes(fill("VSMACLearningSwitchInfo", "VSQEL_GetSwitchMACLearningInfo", self.alias))
 
     def _by_port(self, name: str, size: int, made: Any) -> dict[str, Any]:
         """A mapping from ports to values, of records that begin with the number of a port."""
@@ -241,39 +239,42 @@ class Switch(SwitchSettings):
     @property
     def mac_statistics(self) -> dict[str, MacStatistics]:
         """Counters of MAC learning by port, without uplink ports."""
-        return self._by_port("VSQEL_GetSwitchMACLearningStats", 4 + STATISTICS_SIZE, MacStatistics.from_bytes)
+        mac = values.mac
+        made = mac.MacStatistics.from_bytes
+        return self._by_port("VSQEL_GetSwitchMACLearningStats", 4 + mac.STATISTICS_SIZE, made)
 
     @property
     def mac_policies(self) -> dict[str, MacLearning]:
         """MAC learning policies by port, without uplink ports."""
-        return self._by_port("VSQEL_GetMACLearningAllPorts", 4 + LEARNING_SIZE, MacLearning.from_bytes)
+        mac = values.mac
+        return self._by_port("VSQEL_GetMACLearningAllPorts", 4 + mac.LEARNING_SIZE, mac.MacLearning.from_bytes)
 
     @property
     def security_in_force(self) -> dict[str, SecurityPolicy]:
         """What clients are allowed, by port with a client that is no uplink."""
-        return self._by_port("VSQEL_GetL2Security", 8, SecurityPolicy.from_bytes)
+        return self._by_port("VSQEL_GetL2Security", 8, values.security.SecurityPolicy.from_bytes)
 
     @property
     def static_entries(self) -> tuple[StaticEntry, ...]:
         """Its static addresses: those of clients, and those that were set by hand."""
-        return static_entries("VSQEL_GetStaticLectx", self.alias)
+        return handles.port.static_entries("VSQEL_GetStaticLectx", self.alias)
 
     @property
     def announcements(self) -> Announcements:
         """Counters of its announcements."""
-        return Announcements.from_bytes(fill("VSRARPStats", "VSQEL_GetRARPStats", self.alias))
+        return values.statistics.Announcements.from_bytes(fill("VSRARPStats", "VSQEL_GetRARPStats", self.alias))
 
     @property
     def service_port(self) -> ServicePort:
         """Counters of its service port."""
-        return ServicePort.from_bytes(
+        return values.statistics.ServicePort.from_bytes(
             fill("VSServicePortTeamingStats", "VSQEL_GetServicePortTeamingStats", self.alias)
         )
 
     @property
     def running_multicast_mode(self) -> MulticastMode | int:
         """How the running switch filters multicast."""
-        return MulticastMode.of(call("VSQEL_GetMcastFilterMode", self.alias))
+        return enums.MulticastMode.of(call("VSQEL_GetMcastFilterMode", self.alias))
 
     def refresh_numa(self) -> None:
         """Teaming looks up anew on which NUMA nodes the NICs are."""

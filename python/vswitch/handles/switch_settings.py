@@ -2,26 +2,38 @@
 
 from __future__ import annotations
 
-from typing import Any
+from typing import TYPE_CHECKING, Any
 
-
+from vswitch import values
 from vswitch._calls import Packed, call, pointed, take
-from vswitch.enums import MulticastMode, Origin, RcfType
 from vswitch.handles.collection import WithSettings
-from vswitch.handles.port_settings import multicast_ways
-from vswitch.handles.setting import Names, Setting, Ways, decode_one, flag, number, one_of, raw, record
-from vswitch.values.base import number_of, several, truth, whole_number
-from vswitch.values.mac import SwitchMacLearning
-from vswitch.values.multicast import MACS
-from vswitch.values.teaming import TeamingPolicy
-from vswitch.values.vlan import PrivateVlan, map_bytes, map_of
+from vswitch.handles.setting import (
+    Names,
+    Setting,
+    Ways,
+    decode_one,
+    flag,
+    member,
+    multicast_ways,
+    number,
+    one_of,
+    raw,
+    record,
+)
+from vswitch.values.kinds import MACS, number_of, several, truth, whole_number
+
+if TYPE_CHECKING:
+    from vswitch.enums import MulticastMode, RcfType
+    from vswitch.values.mac import SwitchMacLearning
+    from vswitch.values.teaming import TeamingPolicy
+    from vswitch.values.vlan import PrivateVlan
 
 _ENTRY = 8
 
 
 def _read_map(names: Names) -> tuple[PrivateVlan, ...]:
     return take(
-        lambda entries, count: map_of(pointed(entries, count * _ENTRY)) if entries is not None else (),
+        lambda entries, count: values.vlan.map_of(pointed(entries, count * _ENTRY)) if entries is not None else (),
         "VSDVS_GetPrivateVLANMap",
         *names,
     )
@@ -30,7 +42,7 @@ def _read_map(names: Names) -> tuple[PrivateVlan, ...]:
 def _write_map(names: Names, entries: tuple[PrivateVlan, ...]) -> None:
     packed = None
     if entries:
-        packed = Packed("VSPvlanMapEntry", map_bytes(entries), [entry.to_dict() for entry in entries])
+        packed = Packed("VSPvlanMapEntry", values.vlan.map_bytes(entries), [entry.to_dict() for entry in entries])
     call("VSDVS_SetPrivateVLANMap", *names, packed, len(entries))
 
 
@@ -48,35 +60,35 @@ class SwitchSettings(WithSettings):
         whole_number,
         number("VSPROP_MTU", "VSDVS_GetMTU", "VSDVS_SetMTU", cell="qel_uint32 *"),
     )
-    teaming = Setting[TeamingPolicy, TeamingPolicy](
+    teaming = Setting["TeamingPolicy", "TeamingPolicy"](
         "Which uplinks carry the traffic of ports without a policy of their own: a TeamingPolicy. NotFound"
         " for an uplink that"
         " the switch does not have, LimitExceeded, BadParameter.",
         "VSPROP_SWITCH_TEAMING",
-        one_of(TeamingPolicy),
+        one_of("teaming.TeamingPolicy"),
         record(
             "VSPROP_SWITCH_TEAMING",
             "VSTeamPolicy",
-            TeamingPolicy,
+            "teaming.TeamingPolicy",
             "VSDVS_GetTeamingPolicy",
             "VSDVS_SetTeamingPolicy",
             "VSDVS_ClearTeamingPolicy",
         ),
     )
-    mac_learning = Setting[SwitchMacLearning, SwitchMacLearning](
+    mac_learning = Setting["SwitchMacLearning", "SwitchMacLearning"](
         "How MAC addresses are learned: a SwitchMacLearning; without one those of the host. BadParameter,"
         " LimitExceeded.",
         "VSPROP_SWITCH_MAC_LEARNING",
-        one_of(SwitchMacLearning),
+        one_of("mac.SwitchMacLearning"),
         record(
             "VSPROP_SWITCH_MAC_LEARNING",
             "VSPropMACLearning",
-            SwitchMacLearning,
+            "mac.SwitchMacLearning",
             "VSDVS_GetMACLearning",
             "VSDVS_SetMACLearning",
             "VSDVS_ClearMACLearning",
         ),
-        else_origin=Origin.HOST,
+        else_origin="HOST",
     )
     static_mac_allow = Setting[bool, bool](
         "Static addresses are in the MAC tables: a bool; without it that of the host.",
@@ -88,7 +100,7 @@ class SwitchSettings(WithSettings):
             "VSDVS_SetStaticMACAllow",
             "VSDVS_ClearStaticMACAllow",
         ),
-        else_origin=Origin.HOST,
+        else_origin="HOST",
     )
     learn_static = Setting[bool, bool](
         "Addresses that are static are learned too: a bool; without it that of the host.",
@@ -100,23 +112,21 @@ class SwitchSettings(WithSettings):
             "VSDVS_SetLearnStatic",
             "VSDVS_ClearLearnStatic",
         ),
-        else_origin=Origin.HOST,
+        else_origin="HOST",
     )
     private_vlans = Setting["tuple[PrivateVlan, ...]", Any](
         "Its private VLANs: PrivateVlan values of any iterable. BadParameter, AlreadyExists, LimitExceeded;"
         " Busy where a port is"
         " in a secondary VLAN that would go.",
         "VSPROP_PVLAN_MAP",
-        lambda given: several(given, one_of(PrivateVlan)),
+        lambda given: several(given, one_of("vlan.PrivateVlan")),
         _MAP,
     )
     multicast_mode = Setting["MulticastMode | int", "MulticastMode | int"](
         "How multicast is filtered: a MulticastMode. BadParameter.",
         "VSPROP_MULTICAST_FILTER",
-        number_of(MulticastMode).accept,
-        number(
-            "VSPROP_MULTICAST_FILTER", "VSDVS_GetMcastFilterMode", "VSDVS_SetMcastFilterMode", MulticastMode.of
-        ),
+        number_of("MulticastMode").accept,
+        member("VSPROP_MULTICAST_FILTER", "MulticastMode", "VSDVS_GetMcastFilterMode", "VSDVS_SetMcastFilterMode"),
     )
     multicast = Setting["tuple[str, ...]", Any](
         "Multicast addresses that its ports receive besides those that clients have joined: MACs, at most"
@@ -134,8 +144,8 @@ class SwitchSettings(WithSettings):
     rcf_type = Setting["RcfType | int", "RcfType | int"](
         "Which instructions its packet filters have: an RcfType. BadParameter.",
         "VSPROP_RCF_INSN_TYPE",
-        number_of(RcfType).accept,
-        number("VSPROP_RCF_INSN_TYPE", "VSDVS_GetRCFType", "VSDVS_SetRCFType", RcfType.of),
+        number_of("RcfType").accept,
+        member("VSPROP_RCF_INSN_TYPE", "RcfType", "VSDVS_GetRCFType", "VSDVS_SetRCFType"),
     )
     forwarding_disabled = Setting[bool, bool](
         "It forwards no frames: a bool.",

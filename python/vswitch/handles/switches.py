@@ -2,18 +2,22 @@
 
 from __future__ import annotations
 
-from vswitch import _hints, _walk
+from typing import TYPE_CHECKING
+
+from vswitch import _walk
 from vswitch._calls import call
-from vswitch.enums import SwitchVersion
 from vswitch.errors import AlreadyExists, NotFound
 from vswitch.handles.collection import Collection, text
 from vswitch.handles.setting import named
 from vswitch.handles.switch import Switch
-from vswitch.values.base import number_of, truth, whole_number
+from vswitch.values.kinds import number_of, truth, whole_number
+
+if TYPE_CHECKING:
+    from vswitch.enums import SwitchVersion
 
 __all__ = ["Switches"]
 
-_VERSION = number_of(SwitchVersion)
+_VERSION = number_of("SwitchVersion")
 
 
 def made_identifier(alias: str) -> str:
@@ -35,6 +39,8 @@ class Switches(Collection[Switch]):
         return Switch(name) if _walk.switch_handle(name) is not None else None
 
     def _missing(self, name: str) -> str:
+        from vswitch import _hints
+
         return _hints.asked(_hints.no_switch, name)
 
     def create(

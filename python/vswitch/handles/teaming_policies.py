@@ -14,7 +14,7 @@ from vswitch.values.teaming import NamedTeaming, table_bytes, table_of
 
 __all__ = ["TeamingPolicies"]
 
-_policy = one_of(NamedTeaming)
+_policy = one_of("teaming.NamedTeaming")
 
 
 class TeamingPolicies(Collection[NamedTeaming]):

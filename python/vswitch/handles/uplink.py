@@ -22,7 +22,7 @@ if TYPE_CHECKING:
 
 __all__ = ["Uplink", "UplinkData", "Uplinks"]
 
-_STATE = number_of(LinkState)
+_STATE = number_of("LinkState")
 
 
 class Uplink(Handle):

@@ -4,169 +4,39 @@ from __future__ import annotations
 
 import dataclasses
 import ipaddress
-import re
 import struct
-from collections.abc import Callable, Iterable, Mapping
+from collections.abc import Callable, Mapping
 from typing import Any, ClassVar, Self, dataclass_transform
 
-from vswitch.enums._member import Bits, Number
 from vswitch.errors import BadParameter, DocumentError
+from vswitch.values.kinds import BOOL as BOOL
+from vswitch.values.kinds import INT as INT
+from vswitch.values.kinds import IP as IP
+from vswitch.values.kinds import MAC as MAC
+from vswitch.values.kinds import NAMES as NAMES
+from vswitch.values.kinds import OPTIONAL_INT as OPTIONAL_INT
+from vswitch.values.kinds import OPTIONAL_TEXT as OPTIONAL_TEXT
+from vswitch.values.kinds import PREFIX as PREFIX
+from vswitch.values.kinds import SPAN as SPAN
+from vswitch.values.kinds import TEXT as TEXT
+from vswitch.values.kinds import Kind as Kind
+from vswitch.values.kinds import bits_of as bits_of
+from vswitch.values.kinds import ip as ip
+from vswitch.values.kinds import ip_text
+from vswitch.values.kinds import mac as mac
+from vswitch.values.kinds import many as many
+from vswitch.values.kinds import number_of as number_of
+from vswitch.values.kinds import optional as optional
+from vswitch.values.kinds import plain_text as plain_text
+from vswitch.values.kinds import prefix as prefix
+from vswitch.values.kinds import several as several
+from vswitch.values.kinds import span as span
+from vswitch.values.kinds import span_text as span_text
+from vswitch.values.kinds import truth as truth
+from vswitch.values.kinds import whole_number as whole_number
+from vswitch.values.kinds import wrong_type as wrong_type
 
-# ---- kinds of fields -------------------------------------------------------------------------------------------------
-
-
-class Kind:
-    """What a field takes: `accept` makes the kept value of what is given (TypeError, ValueError), `to_json` its plain
-    form, `from_json` something that `accept` takes of a plain form."""
-
-    def __init__(
-        self,
-        accept: Callable[[Any], Any],
-        to_json: Callable[[Any], Any] = lambda value: value,
-        from_json: Callable[[Any], Any] = lambda value: value,
-    ) -> None:
-        self.accept = accept
-        self.to_json = to_json
-        self.from_json = from_json
-
-
-def wrong_type(wanted: str, value: object) -> TypeError:
-    """The error for a value of the wrong type."""
-    return TypeError(f"{wanted} is wanted, not {value!r}")
-
-
-def whole_number(value: object) -> int:
-    """An int as it is. TypeError for anything else, also for bool."""
-    if not isinstance(value, int) or isinstance(value, bool):
-        raise wrong_type("an int", value)
-    return int(value)
-
-
-def truth(value: object) -> bool:
-    """A bool as it is. TypeError for anything else."""
-    if not isinstance(value, bool):
-        raise wrong_type("a bool", value)
-    return value
-
-
-def plain_text(value: object) -> str:
-    """A text without NUL. TypeError for what is none, ValueError for one with NUL."""
-    if not isinstance(value, str):
-        raise wrong_type("a str", value)
-    if "\0" in value:
-        raise ValueError(f"a text without NUL is wanted, not {value!r}")
-    return str(value)
-
-
-def several(value: object, one: Callable[[Any], Any]) -> tuple[Any, ...]:
-    """A tuple of any iterable but a text. TypeError for anything else."""
-    if isinstance(value, (str, bytes, bytearray, Mapping)) or not isinstance(value, Iterable):
-        raise wrong_type("a sequence", value)
-    return tuple(one(element) for element in value)
-
-
-_MAC = re.compile(r"[0-9A-Fa-f]{1,2}(?:([:-])[0-9A-Fa-f]{1,2})(?:\1[0-9A-Fa-f]{1,2}){4}")
-
-
-def mac(value: object) -> str:
-    """A MAC address as `02:00:00:00:00:01`. TypeError for what is no text, ValueError for what is no address."""
-    text = plain_text(value)
-    if not _MAC.fullmatch(text):
-        raise ValueError(f"not a MAC address: {text!r}")
-    return ":".join(f"{int(octet, 16):02x}" for octet in re.split("[:-]", text))
-
-
-def ip(value: object) -> str:
-    """An IPv4 or IPv6 address as RFC 5952 writes it. TypeError for what is no text, ValueError for what is no
-    address."""
-    text = plain_text(value)
-    try:
-        if "%" in text:
-            raise ValueError
-        address = ipaddress.ip_address(text)
-    except ValueError:
-        raise ValueError(f"not an IP address: {text!r}") from None
-    return _ip_text(address)
-
-
-def _ip_text(address: ipaddress.IPv4Address | ipaddress.IPv6Address) -> str:
-    mapped = getattr(address, "ipv4_mapped", None)
-    return str(address) if mapped is None else f"::ffff:{mapped}"
-
-
-def prefix(value: object) -> str:
-    """An IP prefix as `10.0.0.0/8`; a bare address has its full length. TypeError, ValueError."""
-    text = plain_text(value)
-    address, slash, length = text.partition("/")
-    kept = ip(address)
-    most = 128 if ":" in kept else 32
-    length = length if slash else str(most)
-    if not (length.isascii() and length.isdecimal()) or int(length) > most:
-        raise ValueError(f"not an IP prefix: {text!r}")
-    return f"{kept}/{int(length)}"
-
-
-def span(value: object) -> tuple[int, int]:
-    """A range as a pair, from a pair, a number, or a text like `10-19`. TypeError, ValueError."""
-    if isinstance(value, str):
-        first, _, last = value.partition("-")
-        if not all(part.strip().isascii() and part.strip().isdecimal() for part in (first, last or first)):
-            raise ValueError(f"not a range: {value!r}")
-        return int(first), int(last or first)
-    if isinstance(value, int) and not isinstance(value, bool):
-        return value, value
-    pair = several(value, whole_number)
-    if len(pair) != 2:
-        raise ValueError(f"a range has two ends: {value!r}")
-    return pair[0], pair[1]
-
-
-def span_text(pair: tuple[int, int]) -> str:
-    """A range as a text: `10`, `10-19`."""
-    return str(pair[0]) if pair[0] == pair[1] else f"{pair[0]}-{pair[1]}"
-
-
-def optional(kind: Kind) -> Kind:
-    """The same or None."""
-    return Kind(
-        lambda value: None if value is None else kind.accept(value),
-        lambda value: None if value is None else kind.to_json(value),
-        lambda value: None if value is None else kind.from_json(value),
-    )
-
-
-def many(kind: Kind) -> Kind:
-    """A tuple of such."""
-    return Kind(
-        lambda value: several(value, kind.accept),
-        lambda value: [kind.to_json(element) for element in value],
-        lambda value: several(value, kind.from_json),
-    )
-
-
-def number_of(cls: type[Number]) -> Kind:
-    """A member of an enumeration, or a number that no member has."""
-
-    def accept(value: object) -> int:
-        if isinstance(value, cls):
-            return value
-        if not isinstance(value, int) or isinstance(value, bool):
-            raise wrong_type(f"a {cls.__name__}", value)
-        return cls.of(value)
-
-    return Kind(accept, lambda value: value.to_json() if isinstance(value, cls) else value, cls.from_json)
-
-
-def bits_of(cls: type[Bits]) -> Kind:
-    """Bits, unknown ones included."""
-
-    def accept(value: object) -> int:
-        if not isinstance(value, int) or isinstance(value, bool):
-            raise wrong_type(f"a {cls.__name__}", value)
-        return cls(value)
-
-    return Kind(accept, lambda value: value.to_json(), cls.from_json)
-
+# ---- fields ----------------------------------------------------------------------------------------------------------
 
 def value_of(cls: type[Value], from_other: Callable[[Any], Any] = lambda value: value) -> Kind:
     """A value of another type; `from_other` makes one of what is accepted beside it."""
@@ -178,18 +48,6 @@ def value_of(cls: type[Value], from_other: Callable[[Any], Any] = lambda value: 
         return made
 
     return Kind(accept, cls.to_dict, lambda data: cls.from_dict(data) if isinstance(data, Mapping) else data)
-
-
-INT = Kind(whole_number)
-BOOL = Kind(truth)
-TEXT = Kind(plain_text)
-MAC = Kind(mac)
-IP = Kind(ip)
-PREFIX = Kind(prefix)
-SPAN = Kind(span, list)
-NAMES = many(TEXT)
-OPTIONAL_INT = optional(INT)
-OPTIONAL_TEXT = optional(TEXT)
 
 
 def of(kind: Kind, default: Any = dataclasses.MISSING) -> Any:
@@ -225,6 +83,8 @@ class Value:
 
     __slots__ = ()
     __dataclass_fields__: ClassVar[dict[str, Any]]
+    _entry_name: ClassVar[str] = ""
+    """The field that is the name of the entry where documents have a table of these."""
 
     def __post_init__(self) -> None:
         for name, kind, _ in fields_of(type(self)):
@@ -272,6 +132,15 @@ class Value:
     def to_dict(self) -> dict[str, Any]:
         """The plain form: all fields, in order, of `str`, `int`, `bool`, None, lists and dicts."""
         return {name: kind.to_json(getattr(self, name)) for name, kind, _ in fields_of(type(self))}
+
+    def _short(self) -> Any:
+        """The form that documents have: see `short`."""
+        made = {}
+        for name, kind, default in fields_of(type(self)):
+            one = getattr(self, name)
+            if name != self._entry_name and one != default:
+                made[name] = [rule._short() for rule in one] if name == "rules" else kind.to_json(one)
+        return made
 
     @classmethod
     def from_dict(cls, mapping: Mapping[str, Any]) -> Self:
@@ -340,7 +209,7 @@ def mac_bytes(text: str) -> bytes:
 
 def ip_of(data: bytes) -> str:
     """The text of 4 or 16 bytes."""
-    return _ip_text(ipaddress.ip_address(data))
+    return ip_text(ipaddress.ip_address(data))
 
 
 def ip_bytes(text: str) -> bytes:

@@ -36,7 +36,7 @@ class PortStatus(Value):
     """The state of a port: `flags`; `no_passthrough_reason`: bits that say why frames do not bypass the switch;
     `number` of the port; `client`: its name, empty without one."""
 
-    flags: PortFlag = of(bits_of(PortFlag))
+    flags: PortFlag = of(bits_of("PortFlag"))
     no_passthrough_reason: int = of(INT)
     number: int = of(INT)
     client: str = of(TEXT)
@@ -71,9 +71,9 @@ class PortStatus(Value):
 class LinkStatus(Value):
     """A link: `state`, `speed` (Mbit/s), `duplex`."""
 
-    state: LinkState | int = of(number_of(LinkState))
+    state: LinkState | int = of(number_of("LinkState"))
     speed: int = of(INT)
-    duplex: LinkDuplex | int = of(number_of(LinkDuplex))
+    duplex: LinkDuplex | int = of(number_of("LinkDuplex"))
 
     def to_bytes(self) -> bytes:
         """A `qel_LinkStatus`, 12 bytes."""
@@ -91,7 +91,7 @@ class LagMember(Value):
     """An uplink of a LAG: `nic` (or the uplink port, if it has none) and its `link`."""
 
     nic: str = of(TEXT)
-    link: LinkState | int = of(number_of(LinkState))
+    link: LinkState | int = of(number_of("LinkState"))
 
 
 @value
@@ -101,7 +101,7 @@ class Lag(Value):
 
     name: str = of(TEXT)
     id: int = of(INT)
-    state: LinkState | int = of(number_of(LinkState))
+    state: LinkState | int = of(number_of("LinkState"))
     members: tuple[LagMember, ...] = of(many(value_of(LagMember)))
 
     def to_bytes(self) -> bytes:

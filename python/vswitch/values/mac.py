@@ -57,7 +57,7 @@ class MacLearning(Value):
     learning: bool = of(BOOL, False)
     flooding: bool = of(BOOL, False)
     limit: int = of(INT, 4096)
-    at_limit: MacLimitPolicy | int = of(number_of(MacLimitPolicy), MacLimitPolicy.ALLOW)
+    at_limit: MacLimitPolicy | int = of(number_of("MacLimitPolicy"), MacLimitPolicy.ALLOW)
 
     def to_bytes(self) -> bytes:
         """A `VSPMACLearning`, 10 bytes."""
@@ -118,7 +118,7 @@ class MacEntry(Value):
     address was seen; `moves`: how often it moved from port to port."""
 
     mac: str = of(MAC)
-    type: MacType | int = of(number_of(MacType))
+    type: MacType | int = of(number_of("MacType"))
     port: str | None = of(OPTIONAL_TEXT)
     number: int = of(INT)
     vlan: int = of(INT, 0)
@@ -166,7 +166,7 @@ class StaticEntry(Value):
     overlay network and its client tags its frames; `router`: the interface of a distributed router."""
 
     mac: str = of(MAC)
-    type: MacType | int = of(number_of(MacType))
+    type: MacType | int = of(number_of("MacType"))
     port: str | None = of(OPTIONAL_TEXT)
     number: int = of(INT)
     vlans: tuple[tuple[int, int], ...] = of(many(SPAN))

@@ -88,7 +88,7 @@ class MirrorEnd(Value):
     uplink, a VLAN, an IP address, the number of a port, a MAC address. `str(end)` and `MirrorEnd.of("port:monitor")`
     are the short form: `port`, `uplink`, `vlan`, `ip`, `number` or `mac`, a colon, the value."""
 
-    type: MirrorEndType | int = of(number_of(MirrorEndType))
+    type: MirrorEndType | int = of(number_of("MirrorEndType"))
     value: str | int = of(Kind(_text_or_number))
 
     def _check(self) -> None:
@@ -174,7 +174,7 @@ class MirrorRule(Value):
     for any; `source_ports`, `destination_ports`: ranges, None for any; `sources`, `destinations`: IP prefixes, `()` for
     any."""
 
-    action: MirrorAction | int = of(number_of(MirrorAction), MirrorAction.MIRROR)
+    action: MirrorAction | int = of(number_of("MirrorAction"), MirrorAction.MIRROR)
     protocol: int | None = of(OPTIONAL_INT, None)
     source_ports: tuple[int, int] | None = of(_PORTS, None)
     destination_ports: tuple[int, int] | None = of(_PORTS, None)
@@ -268,21 +268,23 @@ class MirrorSession(Value):
     `rules`: which packets are copied.
     """
 
+    _entry_name = "id"
+
     id: str = of(TEXT)
     name: str = of(TEXT, "")
-    type: MirrorType | int = of(number_of(MirrorType), MirrorType.DVPORT)
+    type: MirrorType | int = of(number_of("MirrorType"), MirrorType.DVPORT)
     destinations: tuple[MirrorEnd, ...] = of(_ENDS, ())
     sources_in: tuple[MirrorEnd, ...] = of(_ENDS, ())
     sources_out: tuple[MirrorEnd, ...] = of(_ENDS, ())
     enabled: bool = of(BOOL, True)
-    flags: MirrorFlag = of(bits_of(MirrorFlag), MirrorFlag(0))
+    flags: MirrorFlag = of(bits_of("MirrorFlag"), MirrorFlag(0))
     snap_length: int | None = of(Kind(snap_length_of), None)
     sampling: int = of(INT, 0)
     vlan: int = of(INT, 0)
-    wildcards_in: MirrorWildcard = of(bits_of(MirrorWildcard), MirrorWildcard(0))
-    wildcards_out: MirrorWildcard = of(bits_of(MirrorWildcard), MirrorWildcard(0))
-    uplink_filter: MirrorUplinkFilter | int = of(number_of(MirrorUplinkFilter), MirrorUplinkFilter.NONE)
-    encapsulation: MirrorEncapsulation | int = of(number_of(MirrorEncapsulation), MirrorEncapsulation.GRE)
+    wildcards_in: MirrorWildcard = of(bits_of("MirrorWildcard"), MirrorWildcard(0))
+    wildcards_out: MirrorWildcard = of(bits_of("MirrorWildcard"), MirrorWildcard(0))
+    uplink_filter: MirrorUplinkFilter | int = of(number_of("MirrorUplinkFilter"), MirrorUplinkFilter.NONE)
+    encapsulation: MirrorEncapsulation | int = of(number_of("MirrorEncapsulation"), MirrorEncapsulation.GRE)
     gre_key: int = of(INT, 0)
     erspan_id: int = of(INT, 0)
     erspan_cos: int = of(INT, 0)

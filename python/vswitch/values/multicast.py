@@ -27,7 +27,6 @@ from vswitch.values.base import (
 __all__ = ["MulticastGroup"]
 
 _GROUP = struct.Struct("<IIQIII")
-MACS: Kind = many(MAC)
 MOST_IN_RECORD = 25
 
 
@@ -39,7 +38,7 @@ class MulticastGroup(Value):
 
     address: str = of(IP)
     version: int = of(INT)
-    mode: SourceFilterMode | int = of(number_of(SourceFilterMode))
+    mode: SourceFilterMode | int = of(number_of("SourceFilterMode"))
     sources: tuple[str, ...] = of(many(IP))
     updated: int = of(INT)
     vni: int = of(INT)

@@ -1,25 +1,15 @@
-"""Properties: a value with what is known of it, and what the bytes of the known keys mean."""
+"""Properties: a value with what is known of it, and what one is set to."""
 
 from __future__ import annotations
 
 import base64
 import struct
-from collections.abc import Callable, Mapping
-from typing import Any, NamedTuple, Self
+from collections.abc import Mapping
+from typing import Any, Self
 
 import libvswitch
 
-from vswitch.enums import (
-    MulticastMode,
-    PortType,
-    PropertyKey,
-    PropertyKind,
-    RcfType,
-    Scope,
-    SwitchStatus,
-    SwitchVersion,
-)
-from vswitch.errors import BadParameter
+from vswitch.enums import PropertyKey, PropertyKind, Scope
 from vswitch.values.base import (
     BOOL,
     INT,
@@ -32,20 +22,11 @@ from vswitch.values.base import (
     of,
     pack,
     plain_text,
-    slot_text,
     value,
     whole_number,
     wrong_type,
 )
-from vswitch.values.link import LinkStatus, PortStatus
-from vswitch.values.mac import MacStatistics, SwitchMacLearning
-from vswitch.values.mirror_table import table_bytes as mirror_bytes
-from vswitch.values.mirror_table import table_from as mirror_table
-from vswitch.values.multicast import keys_bytes, keys_from
-from vswitch.values.security import EthernetFilter, SecurityPolicy
-from vswitch.values.statistics import Statistics
-from vswitch.values.teaming import TeamingPolicy, table_bytes, table_from
-from vswitch.values.vlan import VlanPolicy, map_bytes, map_of
+from vswitch.values.codecs import CODECS, number_bytes
 
 __all__ = ["PropertyValue", "ResourcePool"]
 
@@ -74,86 +55,8 @@ class ResourcePool(Value):
         return cls._made(*_POOL.unpack(exactly(data, _POOL.size, "qel_PortsetResPoolCfg")))
 
 
-# ---- what the bytes of a key mean ------------------------------------------------------------------------------------
+# ---- keys ------------------------------------------------------------------------------------------------------------
 
-
-class Codec(NamedTuple):
-    """Between the bytes of a property and its typed value."""
-
-    decode: Callable[[bytes], Any]
-    encode: Callable[[Any], bytes]
-
-
-def number_bytes(number: int, size: int = 4) -> bytes:
-    """A little-endian number. BadParameter where it has no room."""
-    try:
-        return int(number).to_bytes(size, "little", signed=number < 0)
-    except OverflowError:
-        raise BadParameter(f"{number} does not fit {size} bytes") from None
-
-
-def _number(data: bytes) -> int:
-    return int.from_bytes(data, "little")
-
-
-NUMBER = Codec(_number, number_bytes)
-FLAG = Codec(lambda data: any(data), lambda yes: b"\1" if yes else b"\0")
-def _text_bytes(text: str) -> bytes:
-    return text.encode(errors="surrogateescape")
-
-
-TEXTUAL = Codec(slot_text, _text_bytes)
-OPTIONAL_TEXTUAL = Codec(lambda data: slot_text(data) or None, _text_bytes)
-
-
-def _of_enumeration(cls: Any) -> Codec:
-    return Codec(lambda data: cls.of(_number(data)), number_bytes)
-
-
-def _of_type(cls: Any) -> Codec:
-    return Codec(cls.from_bytes, cls.to_bytes)
-
-
-_FLAGS = """VSPROP_SWITCH_MAC_LEARN_STATIC VSPROP_SWITCH_STATIC_MAC_ALLOW VSPROP_SWITCH_FORWARDING_DISABLED
-    VSPROP_SWITCH_LLSPAN_RX_DISPATCHER VSPROP_PORT_TX_UPLINK VSPROP_PORT_VLAN_NESTEDTAG VSPROP_PORT_PRIORITY_RETAIN
-    VSPROP_PORT_USER_MCAST_ADDRESSES_OVERRIDE QEL_HNQPROP_PORT_BLOCK QEL_HNQPORT_FORWARD_NOT_READY_BLOCK
-    QEL_HNQPROP_PORT_PTALLOWED QEL_HNQPROP_PORT_PTALLOWEDRT QEL_HNQPROP_PORT_PERSIST""".split()
-_NUMBERS = """VSPROP_MTU QEL_HNQPROP_HOST_PROXY_STATE VSPROP_PORT_PRIORITY QEL_HNQPROP_PORT_CONNECTID
-    QEL_HNQPROP_PORT_QELNIC_VLANID""".split()
-_TEXTS = """QEL_HNQPROP_SWITCH_ALIAS QEL_HNQPROP_HOST_PROXY QEL_HNQPROP_PORT_ALIAS QEL_HNQPROP_PORT_PORTGROUP
-    QEL_HNQPROP_PORT_RESPOOL_ASSOC QEL_HNQPROP_PORT_VNIC_CONNECTEE VSPROP_PORT_TEAMING_OVERRIDE
-    VSPROP_PORT_LS_TEAMING_POLICY""".split()
-_KEYS: dict[str, Codec] = {
-    **{name: FLAG for name in _FLAGS},
-    **{name: NUMBER for name in _NUMBERS},
-    **{name: TEXTUAL for name in _TEXTS},
-    "VSPROP_MULTICAST_FILTER": _of_enumeration(MulticastMode),
-    "VSPROP_RCF_INSN_TYPE": _of_enumeration(RcfType),
-    "VSPROP_SWITCH_STATUS": _of_enumeration(SwitchStatus),
-    "QEL_HNQPROP_HOST_STATUS": _of_enumeration(SwitchStatus),
-    "QEL_HNQPROP_SWITCH_VERSION": _of_enumeration(SwitchVersion),
-    "QEL_HNQPROP_PORT_TYPE": _of_enumeration(PortType),
-    "VSPROP_SWITCH_TEAMING": _of_type(TeamingPolicy),
-    "VSPROP_PORT_TEAMING_POLICY": _of_type(TeamingPolicy),
-    "QBR_PRP_LAN_TEAMING_POLICY": _of_type(TeamingPolicy),
-    "VSPROP_LS_TEAMING_POLICY": Codec(table_from, table_bytes),
-    "VSPROP_PVLAN_MAP": Codec(map_of, map_bytes),
-    "VSPROP_SWITCH_MAC_LEARNING": _of_type(SwitchMacLearning),
-    "VSPROP_USER_MCAST_ADDRESSES": Codec(keys_from, keys_bytes),
-    "VSPROP_PORT_USER_MCAST_ADDRESSES": Codec(keys_from, keys_bytes),
-    "VSPROP_SWITCH_UPLINK_MIRROR_SESSIONS": Codec(mirror_table, mirror_bytes),
-    "VSPROP_PORT_MIRROR_SESSIONS": Codec(mirror_table, mirror_bytes),
-    "VSPROP_PORT_VLAN": _of_type(VlanPolicy),
-    "VSPROP_PORT_SECURITY": _of_type(SecurityPolicy),
-    "VSPROP_PORT_EXTRA_ETH_FRP": _of_type(EthernetFilter),
-    "QEL_HNQPROP_PORT_RESPOOLS_CFG": _of_type(ResourcePool),
-    "QEL_HNQPROP_PORT_STATUS": _of_type(PortStatus),
-    "QEL_HNQPROP_PORT_LINK_STATUS": _of_type(LinkStatus),
-    "QEL_HNQPROP_PORT_STATISTICS": _of_type(Statistics),
-    "VSPROP_PORT_MAC_LEARNING_STATS": _of_type(MacStatistics),
-}
-# By the text of the key.
-CODECS: dict[str, Codec] = {getattr(libvswitch, name): codec for name, codec in _KEYS.items()}
 # Keys by the names of their constants.
 _NAMES = (*PropertyKey.__members__, "QEL_HNQPORT_FORWARD_NOT_READY_BLOCK")
 _CONSTANTS = {name: getattr(libvswitch, name) for name in _NAMES}
@@ -223,8 +126,8 @@ class PropertyValue(Value):
 
     key: str = of(TEXT)
     data: bytes = of(Kind(_bytes, data_to_json, data_from_json))
-    scope: Scope | int = of(number_of(Scope))
-    kinds: PropertyKind = of(bits_of(PropertyKind), PropertyKind.CONFIG)
+    scope: Scope | int = of(number_of("Scope"))
+    kinds: PropertyKind = of(bits_of("PropertyKind"), PropertyKind.CONFIG)
     written: bool = of(BOOL, True)
     volatile: bool = of(BOOL, False)
 
@@ -238,7 +141,7 @@ class PropertyValue(Value):
             return self.data
 
     def __int__(self) -> int:
-        return _number(self.data)
+        return int.from_bytes(self.data, "little")
 
     def __str__(self) -> str:
         return self.data.decode(errors="replace")

@@ -47,7 +47,7 @@ class EthernetFilter(Value):
     """What reaches a port besides the frames for its client's address: kinds of frames (`flags`), and multicast
     `addresses` (MACs, at most 32)."""
 
-    flags: EthernetFilterFlag = of(bits_of(EthernetFilterFlag), EthernetFilterFlag(0))
+    flags: EthernetFilterFlag = of(bits_of("EthernetFilterFlag"), EthernetFilterFlag(0))
     addresses: tuple[str, ...] = of(many(MAC), ())
 
     if TYPE_CHECKING:  # what is accepted is more than what is kept

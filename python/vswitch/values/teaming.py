@@ -32,7 +32,7 @@ _POLICY = struct.Struct("<IIBBHIII")
 _NAMED = struct.Struct("<136sIIIII")
 POLICY_SIZE, NAMED_SIZE = _POLICY.size + SLOTS * SLOT, _NAMED.size + SLOTS * SLOT
 
-_BALANCE, _CRITERIA, _FLAGS = number_of(LoadBalance), bits_of(TeamCriterion), bits_of(TeamFlag)
+_BALANCE, _CRITERIA, _FLAGS = number_of("LoadBalance"), bits_of("TeamCriterion"), bits_of("TeamFlag")
 
 
 def _at_most(policy: TeamingPolicy | NamedTeaming) -> None:
@@ -69,6 +69,11 @@ class TeamingPolicy(Value):
     percent_error: int = of(INT, 0)
     full_duplex: bool = of(BOOL, False)
     speed: int = of(INT, 0)
+
+    def _short(self) -> Any:
+        # Without both, documents mean all uplinks.
+        without: dict[str, Any] = {} if self.active or self.standby else {"active": []}
+        return {**without, **Value._short(self)}
 
     if TYPE_CHECKING:  # what is accepted is more than what is kept
 
@@ -116,6 +121,8 @@ class TeamingPolicy(Value):
 class NamedTeaming(Value):
     """A teaming policy of a switch that ports choose by its `name` (1 to 135 bytes); the other fields as in
     TeamingPolicy."""
+
+    _entry_name = "name"
 
     name: str = of(TEXT)
     active: tuple[str, ...] = of(NAMES, ())

@@ -4,7 +4,7 @@ from __future__ import annotations
 
 import struct
 from collections.abc import Iterable, Sequence
-from typing import TYPE_CHECKING, Self
+from typing import TYPE_CHECKING, Any, Self
 
 from vswitch.enums import PrivateVlanType, VlanFlag
 from vswitch.values.base import (
@@ -59,6 +59,9 @@ class VlanPolicy(Value):
         None,
     )
     private: bool = of(BOOL, False)
+
+    def _short(self) -> Any:
+        return self.id if self == VlanPolicy(self.id) else Value._short(self)
 
     if TYPE_CHECKING:  # what is accepted is more than what is kept
 
@@ -120,7 +123,7 @@ class PrivateVlan(Value):
 
     primary: int = of(INT)
     secondary: int = of(INT)
-    type: PrivateVlanType | int = of(number_of(PrivateVlanType))
+    type: PrivateVlanType | int = of(number_of("PrivateVlanType"))
 
     def to_bytes(self) -> bytes:
         """A `VSPvlanMapEntry`."""
