@@ -20,7 +20,7 @@ if TYPE_CHECKING:
     from vswitch.desired.apply import Confirmation as Confirmation
     from vswitch.desired.plan import Operation as Operation
     from vswitch.desired.plan import Plan as Plan
-    from vswitch.desired.schema import schema as schema
+    from vswitch.desired.published import schema as schema
     from vswitch.enums import *
     from vswitch.errors import *
     from vswitch.handles.collection import *
@@ -68,7 +68,7 @@ _PLACES = {
     ),
     "desired.apply": "ApplyResult Confirmation",
     "desired.plan": "Operation Plan",
-    "desired.schema": "schema",
+    "desired.published": "schema",
     "errors": (
         "AlreadyExists ApplyError BadImage BadParameter Busy DocumentError Error Failed LimitExceeded NoMemory NoSpace"
         " NotFound NotSupported NotVerified PermissionDenied PlanChanged ReadOnly TimedOut WrongState"

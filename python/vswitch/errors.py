@@ -264,6 +264,16 @@ class ApplyError(Error):
         self.not_undone = not_undone
         self.rolled_back = rolled_back
 
+    def to_dict(self) -> dict[str, object]:
+        """As of any Error, and `rolled_back`, `done`, `undone`, `not_undone`: operations as plain data."""
+        return {
+            **super().to_dict(),
+            "rolled_back": self.rolled_back,
+            "done": [operation.to_dict() for operation in self.done],
+            "undone": [operation.to_dict() for operation in self.undone],
+            "not_undone": [operation.to_dict() for operation in self.not_undone],
+        }
+
 
 _OF_LIBRARY = (
     NotFound,

@@ -7,7 +7,7 @@ import pytest
 from workspace import SOURCE
 
 import vswitch
-from vswitch.desired import document, schema
+from vswitch.desired import document, published, schema
 
 pytestmark = pytest.mark.pure_python
 
@@ -251,13 +251,18 @@ def test_every_kind_of_value_in_every_place_is_taken_or_refused_with_a_place():
     assert refused > len(paths) * 5
 
 
-def test_the_published_schema_is_that_of_the_reader():
+def test_the_published_schemas_are_those_of_the_code():
     jsonschema = pytest.importorskip("jsonschema", reason="the schema is checked where python3-jsonschema is installed")
-    assert (SOURCE / "python/vswitch/desired/vswitch-state-1.json").read_text() == schema.schema_text()
-    published = vswitch.schema()
-    assert published["$id"] == "vswitch-state-1.json"
-    assert published["$schema"] == "https://json-schema.org/draft/2020-12/schema"
-    jsonschema.Draft202012Validator.check_schema(published)
+    for name, made in published.made_schemas().items():
+        file = f"vswitch-{name}-1.json"
+        assert (SOURCE / "python/vswitch/desired" / file).read_text() == published.text_of(made)
+        found = vswitch.schema(name)
+        assert found["$id"] == file
+        assert found["$schema"] == "https://json-schema.org/draft/2020-12/schema"
+        jsonschema.Draft202012Validator.check_schema(found)
+    assert vswitch.schema() == vswitch.schema("state")
+    with pytest.raises(ValueError, match="'stat' is no schema: use one of state, plan, error"):
+        vswitch.schema("stat")
 
 
 def test_the_schema_refuses_what_the_reader_refuses_for_its_form():

@@ -90,12 +90,12 @@ def export(style: Style, switches: tuple[str, ...], observed: bool) -> None:
     put_value(style, {"$schema": "vswitch-state-1.json", **state})
 
 
-@verb()
-def schema(style: Style) -> None:
-    """Print the JSON Schema of documents."""
+@verb(argument("of", click.Choice(["state", "plan", "error"]), required=False, default="state"))
+def schema(style: Style, of: str) -> None:
+    """Print the JSON Schema of documents (state), or of plans or errors in JSON."""
     import vswitch
 
-    put_json(style, vswitch.schema())
+    put_json(style, vswitch.schema(of))
 
 
 @verb(

@@ -9,6 +9,7 @@ from typing import Any
 
 from vswitch import _walk
 from vswitch.desired import schema, settings, state
+from vswitch.desired.published import NAMES
 from vswitch.desired.state import Entry, HostState, Object, PortState, SwitchState
 from vswitch.enums import LinkState, PortFlag, PortType, SwitchVersion
 from vswitch.values.kinds import short
@@ -33,7 +34,7 @@ def export(*, observed: bool = False, only: Iterable[str] | None = None) -> dict
 
 def document(host: HostState, *, observed: bool = False, own: bool = True) -> dict[str, Any]:
     """The document of a state."""
-    made: dict[str, Any] = {"$schema": schema.NAME, "format": schema.FORMAT, "switches": {}}
+    made: dict[str, Any] = {"$schema": NAMES["state"], "format": schema.FORMAT, "switches": {}}
     for switch in host.switches.values():
         made["switches"][switch.alias] = switch_members(switch, observed)
     if own:

@@ -2,18 +2,16 @@
 
 from __future__ import annotations
 
-import json
 from collections.abc import Mapping
-from pathlib import Path
 from typing import Any, NamedTuple
 
 from vswitch.desired import forms, settings, value_forms
 from vswitch.desired.forms import Form, Schema, check_text, named, no_member
 from vswitch.desired.names import joined
+from vswitch.desired.published import DRAFT, NAMES
 from vswitch.enums import PropertyKey, RuntimeOption, SwitchVersion
 from vswitch.errors import DocumentError
 
-NAME = "vswitch-state-1.json"
 FORMAT = 1
 
 
@@ -287,24 +285,12 @@ DOCUMENT = ObjectForm(
 def made_schema() -> Schema:
     """The JSON Schema that follows from the members; the file in this package is this."""
     return {
-        "$schema": "https://json-schema.org/draft/2020-12/schema",
-        "$id": NAME,
+        "$schema": DRAFT,
+        "$id": NAMES["state"],
         "title": "The wanted state of a host's virtual switches",
         **DOCUMENT.full_schema(),
         "$defs": {form.definition: form.full_schema() for form in (SWITCH, PORT)},
     }
 
 
-def schema() -> dict[str, Any]:
-    """The JSON Schema (draft 2020-12) of desired-state documents."""
-    text = Path(__file__).with_name(NAME).read_text(encoding="utf-8")
-    loaded: dict[str, Any] = json.loads(text)
-    return loaded
-
-
-def schema_text() -> str:
-    """The text of the schema's file."""
-    return json.dumps(made_schema(), indent=1, ensure_ascii=False) + "\n"
-
-
-__all__ = ["Collection", "named", "schema"]
+__all__ = ["Collection", "named"]
