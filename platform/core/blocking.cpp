@@ -15,6 +15,14 @@ bool is_blocked(Database &database, RowId port) {
   return database.rows("SELECT 1 FROM rtm_blocked_port WHERE port = ?", port).next();
 }
 
+std::vector<RowId> ports_blocked_in_rtm(Database &database) {
+  std::vector<RowId> ports;
+  Rows rows = database.rows("SELECT port FROM rtm_blocked_port ORDER BY port");
+  while (rows.next())
+    ports.push_back(rows.integer(0));
+  return ports;
+}
+
 void block_for_world(Database &database, RowId port, std::int64_t world) {
   database.execute(
       "INSERT INTO rtm_blocked_port (port, world) VALUES (?, ?) ON CONFLICT DO UPDATE SET world = excluded.world", port,

@@ -220,7 +220,7 @@ void bind_nics(Database &database, BootDescription const &description, std::vect
 // What the switch has learned and counted so far: it needs the ports, their policies and the uplinks.
 void describe_running_state(Database &database, RowId vswitch, DescribedSwitch const &wanted) {
   for (DescribedLag const &lag : wanted.lags) {
-    step(lag.where, [&] { add_lag(database, vswitch, lag.name, lag.members); });
+    step(lag.where, [&] { add_lag(database, vswitch, lag.name, lag.settings, lag.members); });
   }
   for (DescribedPort const &port : wanted.ports) {
     if (port.mac_learning) {

@@ -18,6 +18,7 @@ namespace {
 constexpr std::uint64_t supported_format = 1;
 // How deep values may stand in each other.
 constexpr std::size_t deepest = 32;
+constexpr std::uint32_t most_percent = 100;
 
 [[noreturn]] void wrong(std::string const &where, std::string const &what) {
   throw DescriptionError(where.empty() ? what : where + ": " + what);
@@ -224,7 +225,9 @@ DescribedNic read_nic(Object &object) {
            .duplex = object.choice("duplex", "full", "half") ? QEL_LINK_DUPLEX_FULL : QEL_LINK_DUPLEX_HALF,
            .carrier = object.choice("link", "up", "down"),
            .numa_node = object.number("numa_node", 0),
-           .smartnic = object.truth("smartnic", false)}};
+           .smartnic = object.truth("smartnic", false),
+           .errors = object.number_up_to("errors", 0, most_percent),
+           .segment = object.text("segment", segment_room, "")}};
 }
 
 template <typename Counters, typename Names>
@@ -290,7 +293,7 @@ std::optional<VSPMACLearning> read_mac_learning(Object &port) {
 }
 
 DescribedLag read_lag(Object &object) {
-  DescribedLag lag{object.where(), object.name("name", VS_LACP_LAG_NAME_LENGTH), {}};
+  DescribedLag lag{object.where(), object.name("name", VS_LACP_LAG_NAME_LENGTH), {}, {}};
   object.list("members", [&](Object &member) {
     lag.members.push_back({member.name("uplink", QEL_HNQ_NAME_MAX_LEN), member.choice("lacp", "up", "down")});
   });

@@ -67,6 +67,7 @@ struct DescribedUplink {
 struct DescribedLag {
   std::string where;
   std::string name;
+  LagSettings settings;
   std::vector<NewLagMember> members;
 };
 

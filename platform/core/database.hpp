@@ -114,6 +114,8 @@ class HOST_API Database {
   std::optional<std::uint32_t> version_without_faults;
   // For host_row.cpp: the content that is known to be out of date for whoever took it up.
   std::optional<std::uint32_t> version_known_dirty;
+  // For libvswitchsim.so: the content that it has in memory.
+  std::optional<std::uint32_t> version_in_memory;
 
   std::int64_t last_row_id() const { return sqlite3_last_insert_rowid(connection_); }
 

@@ -254,7 +254,9 @@ inline constexpr char format_3_tables[] = R"sql(
     service_port_tx_source_policy INTEGER NOT NULL DEFAULT 0,
     service_port_tx_errors INTEGER NOT NULL DEFAULT 0,
     service_port_rx INTEGER NOT NULL DEFAULT 0,
-    service_port_rx_override INTEGER NOT NULL DEFAULT 0
+    service_port_rx_override INTEGER NOT NULL DEFAULT 0,
+    promiscuous_copies INTEGER NOT NULL DEFAULT 0,
+    promiscuous_frames INTEGER NOT NULL DEFAULT 0
   );
 
   -- Client ports behind which a multicast router is, and until when.
@@ -433,7 +435,9 @@ inline constexpr char format_3_tables[] = R"sql(
     service_port_tx_source_policy INTEGER NOT NULL DEFAULT 0,
     service_port_tx_errors INTEGER NOT NULL DEFAULT 0,
     service_port_rx INTEGER NOT NULL DEFAULT 0,
-    service_port_rx_override INTEGER NOT NULL DEFAULT 0
+    service_port_rx_override INTEGER NOT NULL DEFAULT 0,
+    promiscuous_copies INTEGER NOT NULL DEFAULT 0,
+    promiscuous_frames INTEGER NOT NULL DEFAULT 0
   );
 
   CREATE TABLE rtm_saved_mirror_session (

@@ -175,6 +175,19 @@ Database &Host::open() {
   return *database_;
 }
 
+std::string const &Host::path() {
+  if (!path_)
+    path_ = state_file_path();
+  return *path_;
+}
+
+std::shared_ptr<Host> Host::copy() {
+  auto copied = std::make_shared<Host>(std::string(memory_host));
+  copied->database_ = copy_state(open());
+  copied->opener_ = getpid();
+  return copied;
+}
+
 HostLock::HostLock() : HostLock(host_in_use()) {}
 
 HostLock::HostLock(std::shared_ptr<Host> host) : host_(std::move(host)), outer_(locked_host) {

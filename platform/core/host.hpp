@@ -36,14 +36,20 @@ class HOST_API Host {
   // Goes on with the host that the environment names then. Needs the lock.
   void forget_path();
 
-  // What libdvs.so has handed out into this host, whose type only that library knows.
+  // The state file, or ":memory:". Needs the lock.
+  std::string const &path();
+  // Another host, in memory, with the state of this one. Needs the lock.
+  std::shared_ptr<Host> copy();
+  bool is_memory() const { return path_ && *path_ == memory_host; }
+
+  // What libdvs.so has handed out into this host, and what libvswitchsim.so has around it; only they know the types.
   std::shared_ptr<void> handles;
+  std::shared_ptr<void> frames;
 
  private:
   friend class HostLock;
   friend struct Forks;
 
-  bool is_memory() const { return path_ && *path_ == memory_host; }
   bool is_inherited() const;
   bool is_current() const;
   void look_after_places();

@@ -53,6 +53,25 @@ void keep_knowing_configuration(Database &database) {
   database.version_known_dirty = database.data_version();
 }
 
+StateMark state_mark(Database &database) {
+  Rows row =
+      database.rows("SELECT state_id, generation, dirty, traffic_sequence, stopped_clock, events_until FROM host");
+  if (!row.next())
+    return {};
+  StateMark mark{row.text(0), row.integer(1), row.integer(2) != 0, row.integer(3), std::nullopt, row.integer(5)};
+  if (!row.is_null(4))
+    mark.stopped_at = row.integer(4);
+  return mark;
+}
+
+void note_new_traffic(Database &database, std::int64_t sequence, std::int64_t events_until) {
+  database.execute("UPDATE host SET traffic_sequence = ?, events_until = ?", sequence, events_until);
+}
+
+void note_taken_up(Database &database, std::int64_t sequence, std::int64_t events_until) {
+  database.execute("UPDATE host SET traffic_sequence = ?, events_until = ?, dirty = 0", sequence, events_until);
+}
+
 void set_events_until(Database &database, std::int64_t time) {
   database.execute("UPDATE host SET events_until = ?", time);
 }

@@ -37,4 +37,20 @@ void keep_knowing_configuration(Database &database);
 // Up to which all that was due has happened. A boot begins anew.
 void set_events_until(Database &database, std::int64_t time);
 
+// What tells whether the state is still the one that was taken up before, and what of the host's time stands in it.
+struct StateMark {
+  std::string id;
+  std::int64_t generation;
+  bool is_dirty;  // the configuration has changed since somebody took it up
+  std::int64_t traffic_sequence;
+  std::optional<std::int64_t> stopped_at;
+  std::int64_t events_until;
+};
+HOST_API StateMark state_mark(Database &database);
+
+// What traffic leaves behind has changed.
+HOST_API void note_new_traffic(Database &database, std::int64_t sequence, std::int64_t events_until);
+// The same, and the configuration was taken up.
+HOST_API void note_taken_up(Database &database, std::int64_t sequence, std::int64_t events_until);
+
 }  // namespace host

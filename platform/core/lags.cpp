@@ -16,14 +16,41 @@ bool exists(Rows rows) {
   return rows.next();
 }
 
+LagSettings read_settings(Rows const &row) {
+  LagSettings settings{.mode = row.text(2),
+                       .fast = row.integer(3) != 0,
+                       .hash = row.text(4),
+                       .system = std::nullopt,
+                       .system_priority = row.integer(5),
+                       .key = std::nullopt,
+                       .max_active = row.integer(6),
+                       .fallback = row.integer(7) != 0};
+  if (!row.is_null(8))
+    settings.system = mac_from(row.bytes(8));
+  if (!row.is_null(9))
+    settings.key = row.integer(9);
+  return settings;
+}
+
 }  // namespace
 
-void add_lag(Database &database, RowId vswitch, std::string const &name, std::vector<NewLagMember> const &members) {
+void add_lag(Database &database, RowId vswitch, std::string const &name, LagSettings const &settings,
+             std::vector<NewLagMember> const &members) {
   std::int64_t const number = count_lags(database, vswitch) + 1;
   refuse_if(number > VS_MAX_LAGS || members.size() > static_cast<std::size_t>(VS_MAX_UPLINKS_IN_LAG),
             QEL_LIMIT_EXCEEDED);
   refuse_if(exists(database.rows("SELECT 1 FROM lag WHERE vswitch = ? AND name = ?", vswitch, name)), QEL_EXISTS);
-  database.execute("INSERT INTO lag (vswitch, number, name) VALUES (?, ?, ?)", vswitch, number, name);
+  database.execute(
+      "INSERT INTO lag (vswitch, number, name, mode, fast, hash, system_priority, max_active, fallback)"
+      " VALUES (?, ?, ?, ?, ?, ?, ?, ?, ?)",
+      vswitch, number, name, settings.mode, settings.fast, settings.hash, settings.system_priority, settings.max_active,
+      settings.fallback);
+  if (settings.system) {
+    database.execute("UPDATE lag SET system = ? WHERE vswitch = ? AND number = ?", Blob{mac_bytes(*settings.system)},
+                     vswitch, number);
+  }
+  if (settings.key)
+    database.execute("UPDATE lag SET \"key\" = ? WHERE vswitch = ? AND number = ?", *settings.key, vswitch, number);
   std::vector<Uplink> const uplinks = load_uplinks(database, vswitch);
   int position = 0;
   for (NewLagMember const &member : members) {
@@ -41,9 +68,12 @@ void add_lag(Database &database, RowId vswitch, std::string const &name, std::ve
 std::vector<Lag> load_lags(Database &database, RowId vswitch) {
   std::vector<Uplink> const uplinks = load_uplinks(database, vswitch);
   std::vector<Lag> lags;
-  Rows rows = database.rows("SELECT number, name FROM lag WHERE vswitch = ? ORDER BY number", vswitch);
+  Rows rows = database.rows(
+      "SELECT number, name, mode, fast, hash, system_priority, max_active, fallback, system, \"key\" FROM lag"
+      " WHERE vswitch = ? ORDER BY number",
+      vswitch);
   while (rows.next()) {
-    Lag lag{rows.integer(0), rows.text(1), {}};
+    Lag lag{rows.integer(0), rows.text(1), read_settings(rows), {}};
     Rows members = database.rows(
         "SELECT uplink, lacp_up FROM lag_member WHERE vswitch = ? AND lag = ? ORDER BY position", vswitch, lag.number);
     while (members.next()) {

@@ -16,9 +16,24 @@ struct LagMember {
   bool is_up() const { return negotiated && uplink.link_up; }
 };
 
+// How the members of a group are found, and how frames are spread over them.
+struct LagSettings {
+  std::string mode = "fixed";  // or "active", "passive": whether LACP negotiates
+  bool fast = false;
+  std::string hash = "l2+3";         // or "l2", "l3+4", "vlan+srcmac"
+  std::optional<MacAddress> system;  // none: the switch's own
+  std::int64_t system_priority = 32768;
+  std::optional<std::int64_t> key;  // none: the group's number
+  std::int64_t max_active = VS_MAX_UPLINKS_IN_LAG;
+  bool fallback = false;
+
+  bool is_fixed() const { return mode == "fixed"; }
+};
+
 struct Lag {
   std::int64_t number;
   std::string name;
+  LagSettings settings;
   std::vector<LagMember> members;
 };
 
@@ -28,7 +43,8 @@ struct NewLagMember {
 };
 
 // Refuses with QEL_EXISTS, QEL_NOT_FOUND or QEL_LIMIT_EXCEEDED.
-void add_lag(Database &database, RowId vswitch, std::string const &name, std::vector<NewLagMember> const &members);
+void add_lag(Database &database, RowId vswitch, std::string const &name, LagSettings const &settings,
+             std::vector<NewLagMember> const &members);
 
 // Only with the members that are uplink ports now.
 HOST_API std::vector<Lag> load_lags(Database &database, RowId vswitch);

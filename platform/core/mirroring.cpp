@@ -267,7 +267,9 @@ std::vector<std::string> running_mirror_sessions(Database &database, RowId vswit
 SessionStatistics mirror_session(Database &database, RowId vswitch, std::string_view sid) {
   if (sid == VS_DVMIRROR_DEFAULT_LEGACY_SESSION_SID) {
     refuse_if(promiscuous_ports(database, vswitch).empty(), QEL_NOT_FOUND);
-    return {VS_DVMIRROR_DEFAULT_LEGACY_SESSION_DNAME, {}};
+    SwitchCounters const counters = load_switch_counters(database, vswitch);
+    return {VS_DVMIRROR_DEFAULT_LEGACY_SESSION_DNAME,
+            {.copies = counters.promiscuous_copies, .mirrored = counters.promiscuous_frames}};
   }
   std::optional<SessionStatistics> found = session_statistics(database, vswitch, sid);
   refuse_if(!found, QEL_NOT_FOUND);

@@ -61,8 +61,9 @@ std::vector<std::string> user_addresses(std::string_view value) {
   return addresses;
 }
 
-// In order, each once: the user's for the port, the user's for the switch, the extra filter's, the client's.
-std::vector<std::string> hardware_addresses(Database &database, PropertyPlace const &port) {
+}  // namespace
+
+std::vector<std::string> multicast_addresses(Database &database, PropertyPlace const &port) {
   std::vector<std::string> list;
   std::set<std::string> listed;
   auto const add = [&](std::string const &address) {
@@ -83,10 +84,10 @@ std::vector<std::string> hardware_addresses(Database &database, PropertyPlace co
     for (std::string const &address : joined_addresses(database, port.port, size))
       add(group_mac(address));
   }
+  for (MacAddress const &address : client_multicast_macs(database, port.port))
+    add(std::string(mac_bytes(address)));
   return list;
 }
-
-}  // namespace
 
 std::string admit_user_addresses(Database &, PropertyPlace const &, std::string_view value) {
   std::set<std::string> distinct;
@@ -130,7 +131,7 @@ std::vector<std::string> multicast_filters(Database &database, NumberedPort cons
   if (!filters_by(database, port.vswitch, kind))
     return {};
   if (by_hardware)
-    return hardware_addresses(database, {port.vswitch, Scope::port, port.row});
+    return multicast_addresses(database, {port.vswitch, Scope::port, port.row});
   return joined_addresses(database, port.row, size);
 }
 

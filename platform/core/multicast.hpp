@@ -23,6 +23,11 @@ HOST_API std::string user_addresses_value(int count, VSMACEntries const *entries
 // Refuses with QEL_EXISTS for a group that was joined before, and QEL_BAD_PARAM for one that cannot be joined.
 void join_multicast_group(Database &database, RowId vswitch, RowId port, JoinedGroup const &joined);
 
+// The hardware multicast addresses that a port receives while its switch does not snoop. In order, each once: the
+// user's for the port, the user's for the switch, the extra filter's, those of the client's groups, those that it wants
+// itself.
+HOST_API std::vector<std::string> multicast_addresses(Database &database, PropertyPlace const &port);
+
 // The multicast addresses by which the switch delivers to the port: hardware addresses (VS_MCAST_FILTER_MODE_LEGACY),
 // IPv4 groups (..._IGMP) or IPv6 groups (..._MLD); none where the switch does not filter by this kind. Refuses
 // another kind with QEL_BAD_PARAM.

@@ -10,16 +10,19 @@ namespace {
 
 #define PORT_COLUMNS                                                                                                \
   "id, dvport_id, client_type, client_name, client_mac, client_numa_node, client_is_router, client_is_promiscuous," \
-  " kind, external_id"
+  " kind, external_id, client_effective_mac, client_link"
 
 PortRow read_port(Rows const &row) {
   PortRow port{row.integer(0),
                row.text(1),
-               {row.integer(2), row.text(3), std::nullopt, row.integer(5), row.integer(6) != 0, row.integer(7) != 0},
+               {row.integer(2), row.text(3), std::nullopt, row.integer(5), row.integer(6) != 0, row.integer(7) != 0,
+                std::nullopt, row.integer(11) != 0},
                row.integer(8),
                row.text(9)};
   if (!row.is_null(4))
     port.client.mac = mac_from(row.bytes(4));
+  if (!row.is_null(10))
+    port.client.own_mac = mac_from(row.bytes(10));
   return port;
 }
 
@@ -117,6 +120,34 @@ void describe_client(Database &database, RowId port, std::int64_t numa_node, boo
 
 void set_promiscuous_client(Database &database, RowId port, bool promiscuous) {
   database.execute("UPDATE port SET client_is_promiscuous = ? WHERE id = ?", promiscuous, port);
+}
+
+std::vector<MacAddress> client_multicast_macs(Database &database, RowId port) {
+  std::vector<MacAddress> macs;
+  Rows rows = database.rows("SELECT mac FROM client_multicast_mac WHERE port = ? ORDER BY position", port);
+  while (rows.next())
+    macs.push_back(mac_from(rows.bytes(0)));
+  return macs;
+}
+
+void set_client_multicast_macs(Database &database, RowId port, std::vector<MacAddress> const &macs) {
+  database.execute("DELETE FROM client_multicast_mac WHERE port = ?", port);
+  std::int64_t position = 0;
+  for (MacAddress const &mac : macs) {
+    database.execute("INSERT INTO client_multicast_mac (port, position, mac) VALUES (?, ?, ?)", port, ++position,
+                     Blob{mac_bytes(mac)});
+  }
+}
+
+void set_client_mac(Database &database, RowId port, std::optional<MacAddress> const &mac) {
+  if (mac)
+    database.execute("UPDATE port SET client_effective_mac = ? WHERE id = ?", Blob{mac_bytes(*mac)}, port);
+  else
+    database.execute("UPDATE port SET client_effective_mac = NULL WHERE id = ?", port);
+}
+
+void set_client_link(Database &database, RowId port, bool up) {
+  database.execute("UPDATE port SET client_link = ? WHERE id = ?", up, port);
 }
 
 void disconnect_client(Database &database, RowId port) {

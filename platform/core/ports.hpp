@@ -51,7 +51,11 @@ struct PortClient {
   std::int64_t numa_node;
   bool is_router;
   bool is_promiscuous;
+  // What runs of it: the address that it has given itself (none: the one that it was given), its link.
+  std::optional<MacAddress> own_mac;
+  bool link_up;
 
+  std::optional<MacAddress> effective_mac() const { return own_mac ? own_mac : mac; }
   bool is_uplink() const { return type == VS_PORT_CLIENT_UPLINK; }
 };
 
@@ -85,7 +89,13 @@ HOST_API void connect_client(Database &database, RowId port, std::int64_t client
 // What only a boot description says of a client.
 void describe_client(Database &database, RowId port, std::int64_t numa_node, bool is_router);
 // Whether the client itself is in promiscuous mode.
-void set_promiscuous_client(Database &database, RowId port, bool promiscuous);
+HOST_API void set_promiscuous_client(Database &database, RowId port, bool promiscuous);
+// The hardware multicast addresses that a client wants, in its order.
+HOST_API std::vector<MacAddress> client_multicast_macs(Database &database, RowId port);
+HOST_API void set_client_multicast_macs(Database &database, RowId port, std::vector<MacAddress> const &macs);
+// The address that a client gives itself; none: the one that it was given. And its link.
+HOST_API void set_client_mac(Database &database, RowId port, std::optional<MacAddress> const &mac);
+HOST_API void set_client_link(Database &database, RowId port, bool up);
 HOST_API void disconnect_client(Database &database, RowId port);
 // What runs of clients is as after connecting them; only that they are promiscuous stays.
 void restart_clients(Database &database);

@@ -183,6 +183,13 @@ void migrate_unless_migrated(Database &database) {
   transaction.commit();
 }
 
+// A checkpoint copies each page once that the log has, so a longer log (16 MiB) spares large tables, whose changes are
+// spread over many pages, most of the copying.
+constexpr char connection_settings[] =
+    "PRAGMA wal_autocheckpoint = 4000;"
+    "PRAGMA foreign_keys = ON;"
+    "PRAGMA cell_size_check = ON;";
+
 void prepare_connection(Database &database, bool in_file, std::string const *description) {
   Identity const identity = identify_at_once(database);
   // Before foreign keys are enforced: tables are exchanged.
@@ -191,12 +198,7 @@ void prepare_connection(Database &database, bool in_file, std::string const *des
   // NORMAL is safe against the end of any process; FULL waits for the disk with each change.
   database.execute_script(environment("VSWITCH_HOST_SYNC") == "power" ? "PRAGMA synchronous = FULL;"
                                                                       : "PRAGMA synchronous = NORMAL;");
-  // A checkpoint copies each page once that the log has, so a longer log (16 MiB) spares large tables, whose changes
-  // are spread over many pages, most of the copying.
-  database.execute_script(
-      "PRAGMA wal_autocheckpoint = 4000;"
-      "PRAGMA foreign_keys = ON;"
-      "PRAGMA cell_size_check = ON;");
+  database.execute_script(connection_settings);
   if (identity == Identity::fresh)
     boot_unless_booted(database, description);
   // Not earlier: the switch writes to the file, and a boot that is refused leaves it empty.
@@ -285,6 +287,13 @@ std::unique_ptr<Database> open_state(std::string const &path, bool is_frozen, st
   if (in_file)
     check_state_file(path);
   return database;
+}
+
+std::unique_ptr<Database> copy_state(Database &database) {
+  auto copy = std::make_unique<Database>(memory_host, Database::Mode::memory);
+  database.copy_to(*copy);
+  copy->execute_script(connection_settings);
+  return copy;
 }
 
 void check_state_file(std::string const &path) {

@@ -27,6 +27,9 @@ HOST_API bool host_exists();
 // without one (null) as the environment says. `is_frozen`: see frozen_mark().
 std::unique_ptr<Database> open_state(std::string const &path, bool is_frozen, std::string const *description);
 
+// A state in memory like this one, which has no transaction.
+std::unique_ptr<Database> copy_state(Database &database);
+
 // Throws a fault where a state file, or a file that SQLite keeps beside it, is not what this process may write to.
 void check_state_file(std::string const &path);
 

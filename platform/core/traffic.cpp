@@ -9,6 +9,7 @@ namespace {
 // Written with a comma before each, to follow other columns.
 #define COLUMN(name) ", " #name
 #define MARK(name) ", ?"
+#define SET(name) ", " #name " = ?"
 #define VALUE(name) , static_cast<std::int64_t>(counters.name)
 #define READ(name) counters.name = static_cast<std::uint64_t>(row.integer(++column));
 #define ADD(name) counters.name += static_cast<std::uint64_t>(row.integer(++column));
@@ -194,8 +195,26 @@ PortCounters load_port_counters(Database &database, RowId port) {
   return counters;
 }
 
+std::vector<CountedPort> all_port_counters(Database &database) {
+  std::vector<CountedPort> ports;
+  Rows row = database.rows("SELECT port" HOST_PORT_COUNTERS(COLUMN) " FROM port_counter ORDER BY port");
+  while (row.next()) {
+    PortCounters counters;
+    int column = 0;
+    HOST_PORT_COUNTERS(READ)
+    ports.push_back({row.integer(0), counters});
+  }
+  return ports;
+}
+
 void store_port_counters(Database &database, RowId vswitch, RowId port, PortCounters const &counters) {
-  database.execute("INSERT OR REPLACE INTO port_counter (port, vswitch" HOST_PORT_COUNTERS(
+  // One that is there is changed in its place, which costs a fraction.
+  int const stored = database.execute("UPDATE port_counter SET macs_moved = macs_moved" HOST_PORT_COUNTERS(
+                                          SET) " WHERE port = ?" HOST_PORT_COUNTERS(VALUE),
+                                      port);
+  if (stored != 0)
+    return;
+  database.execute("INSERT INTO port_counter (port, vswitch" HOST_PORT_COUNTERS(
                        COLUMN) ") VALUES (?, ?" HOST_PORT_COUNTERS(MARK) ")",
                    port, vswitch HOST_PORT_COUNTERS(VALUE));
 }
@@ -224,6 +243,11 @@ void store_switch_counters(Database &database, RowId vswitch, SwitchCounters con
 }
 
 // ---- MAC tables ----------------------------------------------------------------------------------------
+
+std::vector<MacRow> mac_rows_of_type(Database &database, RowId vswitch, std::int64_t type) {
+  return read_mac_rows(database.rows(
+      "SELECT " ENTRY_COLUMNS " FROM mac_entry WHERE vswitch = ? AND type = ? ORDER BY mac, vid, vni", vswitch, type));
+}
 
 std::vector<MacRow> mac_rows(Database &database, RowId vswitch, TableSide side, std::int64_t oldest) {
   return read_mac_rows(database.rows("SELECT " ENTRY_COLUMNS
@@ -261,6 +285,21 @@ void refresh_mac_row(Database &database, RowId vswitch, MacRow const &row) {
   database.execute(
       "UPDATE mac_entry SET aging = ?, seen = ? WHERE vswitch = ? AND mac = ? AND vid = ? AND vni = ? AND type = ?",
       row.aging, row.seen, vswitch, Blob{mac_bytes(row.key.mac)}, row.key.vid, row.key.vni, row.type);
+}
+
+void store_learned_row(Database &database, RowId vswitch, TableSide side, MacRow const &row) {
+  // Entries are counted by port: one that has moved leaves its port, and comes to the other.
+  int const stored =
+      database.execute("INSERT INTO mac_entry (vswitch, team, " ENTRY_COLUMNS
+                       ") VALUES (?, ?, ?, ?, ?, ?, ?, ?, ?, ?)"
+                       " ON CONFLICT DO UPDATE SET aging = excluded.aging, seen = excluded.seen, moves = excluded.moves"
+                       " WHERE port = excluded.port",
+                       vswitch, number(side), Blob{mac_bytes(row.key.mac)}, row.key.vid, row.key.vni,
+                       VS_MAC_ADDR_TYPE_LEARNED, row.port, row.aging, row.seen, row.moves);
+  if (stored != 0)
+    return;
+  remove_mac_row(database, vswitch, row.key, VS_MAC_ADDR_TYPE_LEARNED);
+  add_mac_row(database, vswitch, side, row);
 }
 
 void remove_mac_row(Database &database, RowId vswitch, MacKey const &key, std::int64_t type) {

@@ -64,7 +64,9 @@ void forget_client_traffic(Database &database, RowId port);
   COUNTER(service_port_tx_source_policy) \
   COUNTER(service_port_tx_errors)        \
   COUNTER(service_port_rx)               \
-  COUNTER(service_port_rx_override)
+  COUNTER(service_port_rx_override)      \
+  COUNTER(promiscuous_copies)            \
+  COUNTER(promiscuous_frames)
 
 #define HOST_COUNTER_MEMBER(name) std::uint64_t name = 0;
 struct PortCounters {
@@ -94,11 +96,18 @@ inline constexpr auto switch_counters = [] {
 
 // They wrap at 64 bits.
 HOST_API PortCounters load_port_counters(Database &database, RowId port);
-void store_port_counters(Database &database, RowId vswitch, RowId port, PortCounters const &counters);
+HOST_API void store_port_counters(Database &database, RowId vswitch, RowId port, PortCounters const &counters);
 void count_at_port(Database &database, RowId vswitch, RowId port, std::uint64_t PortCounters::*counter);
 
+// Of all ports of the host that have any.
+struct CountedPort {
+  RowId port;
+  PortCounters counters;
+};
+HOST_API std::vector<CountedPort> all_port_counters(Database &database);
+
 HOST_API SwitchCounters load_switch_counters(Database &database, RowId vswitch);
-void store_switch_counters(Database &database, RowId vswitch, SwitchCounters const &counters);
+HOST_API void store_switch_counters(Database &database, RowId vswitch, SwitchCounters const &counters);
 
 // ---- MAC tables ----------------------------------------------------------------------------------------
 
@@ -116,6 +125,8 @@ struct MacRow {
 };
 
 // `oldest`: what was seen then or before has aged.
+// Of one type, aged or not, by address, VLAN and overlay network.
+HOST_API std::vector<MacRow> mac_rows_of_type(Database &database, RowId vswitch, std::int64_t type);
 std::vector<MacRow> mac_rows(Database &database, RowId vswitch, TableSide side, std::int64_t oldest);
 HOST_API std::vector<MacRow> port_mac_rows(Database &database, RowId port, std::int64_t oldest);
 // Those by hand, by address, VLAN and overlay network.
@@ -124,7 +135,9 @@ std::vector<MacRow> user_mac_rows(Database &database, RowId port);
 std::optional<MacRow> find_mac_row(Database &database, RowId vswitch, MacKey const &key, std::int64_t type);
 void add_mac_row(Database &database, RowId vswitch, TableSide side, MacRow const &row);
 void refresh_mac_row(Database &database, RowId vswitch, MacRow const &row);
-void remove_mac_row(Database &database, RowId vswitch, MacKey const &key, std::int64_t type);
+// An entry that was learned, whether it is there or not, and at which port.
+HOST_API void store_learned_row(Database &database, RowId vswitch, TableSide side, MacRow const &row);
+HOST_API void remove_mac_row(Database &database, RowId vswitch, MacKey const &key, std::int64_t type);
 // One that has not aged; `type` may be VS_MAC_ADDR_TYPE_ALL. False where there is none.
 bool remove_mac_row_at(Database &database, RowId vswitch, RowId port, MacKey const &key, std::int64_t type,
                        std::int64_t oldest);

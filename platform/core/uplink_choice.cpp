@@ -10,21 +10,14 @@
 #include "platform/core/runtime_options.hpp"
 #include "platform/core/teaming.hpp"
 #include "platform/core/traffic.hpp"
-#include "platform/forwarding/teaming.hpp"
 
 namespace host {
-
-namespace {
 
 using forwarding::Member;
 using forwarding::Team;
 using forwarding::TeamPort;
 using forwarding::UplinkPosition;
 using forwarding::WantedLink;
-
-constexpr std::uint64_t announcement_interval = 100;  // milliseconds
-constexpr std::uint64_t milliseconds_per_second = 1000;
-constexpr std::int64_t microseconds_per_millisecond = 1000;
 
 std::optional<UplinkPosition> position_of(std::vector<Uplink> const &uplinks, std::string_view name) {
   for (std::size_t i = 0; i < uplinks.size(); ++i) {
@@ -33,6 +26,12 @@ std::optional<UplinkPosition> position_of(std::vector<Uplink> const &uplinks, st
   }
   return std::nullopt;
 }
+
+namespace {
+
+constexpr std::uint64_t announcement_interval = 100;  // milliseconds
+constexpr std::uint64_t milliseconds_per_second = 1000;
+constexpr std::int64_t microseconds_per_millisecond = 1000;
 
 // A policy of a switch, a port or a logical switch, with those of its uplink ports that the switch has.
 template <typename Policy>
@@ -61,6 +60,12 @@ VSTeamPolicy switch_policy(Database &database, RowId vswitch) {
   return record_from_value<VSTeamPolicy>(get_switch_property(database, vswitch, VSPROP_SWITCH_TEAMING));
 }
 
+}  // namespace
+
+Team switch_team(Database &database, RowId vswitch, std::vector<Uplink> const &uplinks) {
+  return team_from(switch_policy(database, vswitch), uplinks);
+}
+
 // The policy that holds for a port: that of its logical switch goes before its own, and that before the switch's.
 Team port_team(Database &database, PropertyPlace const &place, std::vector<Uplink> const &uplinks) {
   if (stored_property(database, place, VSPROP_PORT_LS_TEAMING_POLICY)) {
@@ -73,6 +78,8 @@ Team port_team(Database &database, PropertyPlace const &place, std::vector<Uplin
   std::optional<std::string> const own = stored_property(database, place, VSPROP_PORT_TEAMING_POLICY);
   return team_from(own ? record_from_value<VSTeamPolicy>(*own) : switch_policy(database, place.vswitch), uplinks);
 }
+
+namespace {
 
 // A link that came back must have stayed for a while. A clock that was set back leaves nothing to wait for.
 bool is_waiting(Database &database, Uplink const &uplink) {
@@ -94,7 +101,7 @@ Member team_member(Database &database, RowId vswitch, Team const &team, Uplink c
           .is_lacp_down = asks_lacp && lacp_state(database, vswitch, uplink) == false,
           .speed = static_cast<std::uint32_t>(uplink.speed),
           .is_full_duplex = uplink.duplex == QEL_LINK_DUPLEX_FULL,
-          .error_percent = 0,
+          .error_percent = static_cast<std::uint8_t>(uplink.errors),
           .recovery = uplink.recovery,
           .numa_node = uplink.numa_node};
 }
@@ -103,7 +110,7 @@ TeamPort team_port(Database &database, PropertyPlace const &place, std::vector<U
   PortClient const client = load_port(database, place.port).client;
   TeamPort port;
   port.number = static_cast<std::uint32_t>(place.port);
-  for (unsigned char const byte : client.mac.value_or(MacAddress{}))
+  for (unsigned char const byte : client.effective_mac().value_or(MacAddress{}))
     port.mac = port.mac << 8 | byte;
   if (runtime_option_number(database, VS_RT_OPT_TEAMING_NUMA_AWARE))
     port.numa_node = client.numa_node;

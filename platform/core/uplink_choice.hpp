@@ -1,12 +1,22 @@
 // Which uplink teaming chooses for a port, and what follows from a change of links.
 #pragma once
 
+#include "platform/core/property_store.hpp"
 #include "platform/core/uplinks.hpp"
+#include "platform/forwarding/teaming.hpp"
 
 namespace host {
 
 // Refuses with QEL_NOT_FOUND (no such port), QEL_BAD_PARAM (an uplink) or QEL_ENETDOWN (no uplink is fit).
 HOST_API Uplink choose_uplink(Database &database, std::uint32_t port_number);
+
+// The teaming policy of a switch, and that which holds for a port with one of its own or of a logical switch.
+// `uplinks`: those of the switch, by whose order the policies name them.
+HOST_API forwarding::Team switch_team(Database &database, RowId vswitch, std::vector<Uplink> const &uplinks);
+HOST_API forwarding::Team port_team(Database &database, PropertyPlace const &place, std::vector<Uplink> const &uplinks);
+// The place of an uplink of that name.
+HOST_API std::optional<forwarding::UplinkPosition> position_of(std::vector<Uplink> const &uplinks,
+                                                               std::string_view name);
 
 // The identifier of the port of an uplink that is named without its switch: by its NIC, or else by the uplink port,
 // of the oldest switch that has one of that name. Refuses with QEL_NOT_FOUND.

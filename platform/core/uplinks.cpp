@@ -26,9 +26,10 @@ std::optional<RowId> only_number(Rows row) {
 void add_physical_nic(Database &database, PhysicalNic const &nic) {
   refuse_if(nic_by_name(database, nic.name).has_value(), QEL_EXISTS);
   database.execute(
-      "INSERT INTO physical_nic (name, mac, driver, speed, duplex, carrier, numa_node, smartnic)"
-      " VALUES (?, ?, ?, ?, ?, ?, ?, ?)",
-      nic.name, Blob{mac_bytes(nic.mac)}, nic.driver, nic.speed, nic.duplex, nic.carrier, nic.numa_node, nic.smartnic);
+      "INSERT INTO physical_nic (name, mac, driver, speed, duplex, carrier, numa_node, smartnic, errors, segment)"
+      " VALUES (?, ?, ?, ?, ?, ?, ?, ?, ?, ?)",
+      nic.name, Blob{mac_bytes(nic.mac)}, nic.driver, nic.speed, nic.duplex, nic.carrier, nic.numa_node, nic.smartnic,
+      nic.errors, nic.segment);
 }
 
 std::optional<RowId> nic_by_name(Database &database, std::string_view name) {
@@ -38,13 +39,15 @@ std::optional<RowId> nic_by_name(Database &database, std::string_view name) {
 std::vector<NicRow> load_nics(Database &database) {
   std::vector<NicRow> nics;
   Rows rows = database.rows(
-      "SELECT id, name, mac, driver, speed, duplex, carrier, numa_node, smartnic, admin_up FROM physical_nic"
-      " ORDER BY id");
+      "SELECT id, name, mac, driver, speed, duplex, carrier, numa_node, smartnic, admin_up, errors, segment,"
+      " recovery, link_back FROM physical_nic ORDER BY id");
   while (rows.next()) {
     nics.push_back({rows.integer(0),
                     {rows.text(1), mac_from(rows.bytes(2)), rows.text(3), rows.integer(4), rows.integer(5),
-                     rows.integer(6) != 0, rows.integer(7), rows.integer(8) != 0},
-                    rows.integer(9) != 0});
+                     rows.integer(6) != 0, rows.integer(7), rows.integer(8) != 0, rows.integer(10), rows.text(11)},
+                    rows.integer(9) != 0,
+                    rows.integer(12),
+                    number_or_none(rows, 13)});
   }
   return nics;
 }
@@ -137,14 +140,14 @@ std::vector<Uplink> load_uplinks(Database &database, RowId vswitch) {
   Rows rows = database.rows(
       "SELECT uplink_port.name, uplink_port.port, uplink_port.nic, physical_nic.name,"
       " physical_nic.carrier AND physical_nic.admin_up, made_port, speed, duplex, recovery, link_back,"
-      " uplink_port.numa_node"
+      " uplink_port.numa_node, errors"
       " FROM uplink_port LEFT JOIN physical_nic ON physical_nic.id = uplink_port.nic"
       " WHERE uplink_port.vswitch = ? ORDER BY uplink_port.position",
       vswitch);
   while (rows.next()) {
     uplinks.push_back({rows.text(0), rows.integer(1), number_or_none(rows, 2), rows.text(3), rows.integer(4) != 0,
                        rows.integer(5) != 0, rows.integer(6), rows.integer(7), rows.integer(8), number_or_none(rows, 9),
-                       number_or_none(rows, 10)});
+                       number_or_none(rows, 10), rows.integer(11)});
   }
   return uplinks;
 }

@@ -10,6 +10,9 @@
 
 namespace host {
 
+// Of a beacon segment's name, with its terminator.
+inline constexpr std::size_t segment_room = 32;
+
 struct PhysicalNic {
   std::string name;
   MacAddress mac;
@@ -18,7 +21,9 @@ struct PhysicalNic {
   std::int64_t duplex;  // a QEL_LINK_DUPLEX_* value
   bool carrier;
   std::int64_t numa_node;
-  bool smartnic;  // a NIC that switches by itself
+  bool smartnic;        // a NIC that switches by itself
+  std::int64_t errors;  // how many percent of its frames are damaged
+  std::string segment;  // NICs of one segment hear each other's beacons
 };
 
 struct Uplink {
@@ -34,18 +39,21 @@ struct Uplink {
   std::int64_t recovery;                  // grows each time that the NIC is set up again
   std::optional<std::int64_t> link_back;  // when its link last came back; none while it has been up since the boot
   std::optional<std::int64_t> numa_node;  // that teaming knows the NIC to be on
+  std::int64_t errors;                    // of the NIC, in percent
 };
 
 // ---- physical NICs -------------------------------------------------------------------------------------
 
 // Refuses with QEL_EXISTS.
 void add_physical_nic(Database &database, PhysicalNic const &nic);
-std::optional<RowId> nic_by_name(Database &database, std::string_view name);
+HOST_API std::optional<RowId> nic_by_name(Database &database, std::string_view name);
 
 struct NicRow {
   RowId row;
   PhysicalNic nic;
   bool admin_up;
+  std::int64_t recovery;  // as of an Uplink
+  std::optional<std::int64_t> link_back;
 };
 HOST_API std::vector<NicRow> load_nics(Database &database);
 

@@ -1,0 +1,141 @@
+// What traffic leaves behind, from the state of a host and back to it.
+#include "platform/sim/traffic_store.hpp"
+
+#include "platform/core/clock.hpp"
+#include "platform/core/constants.hpp"
+#include "platform/core/traffic.hpp"
+
+namespace sim {
+
+namespace {
+
+using namespace constant;
+
+constexpr int byte_bits = 8;
+
+host::MacAddress mac_of(forwarding::MacAddress number) {
+  host::MacAddress mac{};
+  for (std::size_t i = mac.size(); i-- > 0; number >>= byte_bits)
+    mac[i] = static_cast<unsigned char>(number);
+  return mac;
+}
+
+forwarding::MacAddress number_of(host::MacAddress const &mac) {
+  forwarding::MacAddress number = 0;
+  for (unsigned char const byte : mac)
+    number = number << byte_bits | byte;
+  return number;
+}
+
+// The counters of a port, where forwarding has them and where the state does.
+template <typename Visit>
+void visit_counters(forwarding::PortCounters &port, host::PortCounters &row, Visit &&visit) {
+  visit(port.in.unicast, row.packets_in_unicast);
+  visit(port.in.unicast_bytes, row.bytes_in_unicast);
+  visit(port.in.multicast, row.packets_in_multicast);
+  visit(port.in.multicast_bytes, row.bytes_in_multicast);
+  visit(port.in.broadcast, row.packets_in_broadcast);
+  visit(port.in.broadcast_bytes, row.bytes_in_broadcast);
+  visit(port.in.dropped, row.packets_in_dropped);
+  visit(port.in.exceptions, row.packets_in_exception);
+  visit(port.out.unicast, row.packets_out_unicast);
+  visit(port.out.unicast_bytes, row.bytes_out_unicast);
+  visit(port.out.multicast, row.packets_out_multicast);
+  visit(port.out.multicast_bytes, row.bytes_out_multicast);
+  visit(port.out.broadcast, row.packets_out_broadcast);
+  visit(port.out.broadcast_bytes, row.bytes_out_broadcast);
+  visit(port.out.dropped, row.packets_out_dropped);
+  visit(port.out.exceptions, row.packets_out_exception);
+  visit(port.not_learned_allowed, row.not_learned_allowed);
+  visit(port.not_learned_dropped, row.not_learned_dropped);
+  visit(port.addresses_moved, row.macs_moved);
+}
+
+// The same of a switch.
+template <typename Visit>
+void visit_counters(forwarding::SwitchCounters &vswitch, host::SwitchCounters &row, Visit &&visit) {
+  visit(vswitch.team_allowed_at_port_limit, row.team_allowed_at_port_limit);
+  visit(vswitch.sent_by_service_ports, row.service_port_tx);
+  visit(vswitch.sent_by_own_policy, row.service_port_tx_own_policy);
+  visit(vswitch.sent_by_source_policy, row.service_port_tx_source_policy);
+  visit(vswitch.service_errors, row.service_port_tx_errors);
+  visit(vswitch.received_by_service_ports, row.service_port_rx);
+  visit(vswitch.reverse_path_overridden, row.service_port_rx_override);
+  visit(vswitch.promiscuous_copies, row.promiscuous_copies);
+  visit(vswitch.promiscuous_frames, row.promiscuous_frames);
+}
+
+auto const take_up = [](std::uint64_t &counter, std::uint64_t stored) { counter = stored; };
+auto const put_down = [](std::uint64_t counter, std::uint64_t &stored) { stored = counter; };
+
+void load_learned(host::Database &database, Compiled const &compiled, std::uint32_t vswitch,
+                  forwarding::MacTable &table) {
+  for (host::MacRow const &row : mac_rows_of_type(database, compiled.switches[vswitch].row, VS_MAC_ADDR_TYPE_LEARNED)) {
+    auto const port = compiled.tables.find_port(static_cast<std::uint32_t>(row.port));
+    // Overlay networks have tables of their own.
+    if (row.key.vni != QEL_VIRTUAL_NETWORK_ID_NONE || !port)
+      continue;
+    table.add({number_of(row.key.mac), static_cast<std::uint16_t>(row.key.vid), *port,
+               forwarding::whole_seconds(row.seen), static_cast<std::uint32_t>(row.moves), row.aging});
+  }
+}
+
+void store_learned(host::Database &database, Compiled const &compiled, std::uint32_t vswitch,
+                   forwarding::MacTable &table) {
+  constexpr unsigned vlan_bits = 16;
+  host::RowId const row = compiled.switches[vswitch].row;
+  for (std::uint64_t const key : table.take_changes()) {
+    host::MacKey const stored{mac_of(key >> vlan_bits), static_cast<std::uint16_t>(key), QEL_VIRTUAL_NETWORK_ID_NONE};
+    forwarding::MacTable::Place const place = table.find(key);
+    if (place == forwarding::nowhere) {
+      remove_mac_row(database, row, stored, VS_MAC_ADDR_TYPE_LEARNED);
+      continue;
+    }
+    forwarding::LearnedAddress const address = table.address(place);
+    forwarding::Port const &port = compiled.tables.ports[address.port];
+    store_learned_row(database, row, port.is_uplink() ? host::TableSide::team : host::TableSide::ports,
+                      {stored, VS_MAC_ADDR_TYPE_LEARNED, port.number, address.ages,
+                       address.seen * host::microseconds_per_second, address.moves});
+  }
+}
+
+}  // namespace
+
+forwarding::Traffic load_traffic(host::Database &database, Compiled const &compiled) {
+  forwarding::Traffic traffic(compiled.tables);
+  for (host::CountedPort &counted : host::all_port_counters(database)) {
+    if (auto const port = compiled.tables.find_port(static_cast<std::uint32_t>(counted.port)))
+      visit_counters(traffic.count(*port), counted.counters, take_up);
+  }
+  for (std::uint32_t vswitch = 0; vswitch < compiled.switches.size(); ++vswitch) {
+    host::SwitchCounters counters = load_switch_counters(database, compiled.switches[vswitch].row);
+    visit_counters(traffic.count_switch(vswitch), counters, take_up);
+    load_learned(database, compiled, vswitch, traffic.table(vswitch));
+    static_cast<void>(traffic.table(vswitch).take_changes());
+  }
+  static_cast<void>(traffic.take_changed_ports());
+  static_cast<void>(traffic.take_changed_switches());
+  return traffic;
+}
+
+void store_traffic(host::Database &database, Compiled const &compiled, forwarding::Traffic &traffic) {
+  for (forwarding::PortIndex const index : traffic.take_changed_ports()) {
+    forwarding::Port const &port = compiled.tables.ports[index];
+    forwarding::PortCounters counters = traffic.counters(index);
+    host::PortCounters row;
+    visit_counters(counters, row, put_down);
+    store_port_counters(database, compiled.switches[port.vswitch].row, port.number, row);
+  }
+  for (std::uint32_t const vswitch : traffic.take_changed_switches()) {
+    // What announcements have counted stays.
+    host::RowId const number = compiled.switches[vswitch].row;
+    host::SwitchCounters row = load_switch_counters(database, number);
+    forwarding::SwitchCounters counters = traffic.switch_counters(vswitch);
+    visit_counters(counters, row, put_down);
+    store_switch_counters(database, number, row);
+  }
+  for (std::uint32_t vswitch = 0; vswitch < compiled.switches.size(); ++vswitch)
+    store_learned(database, compiled, vswitch, traffic.table(vswitch));
+}
+
+}  // namespace sim
