@@ -22,11 +22,7 @@ PyObject *class_doc(PyObject * /*self*/, PyObject * /*instance*/, PyObject *type
 }
 
 constinit PyTypeObject class_doc_type = [] {
-  PyTypeObject type = {};
-  type.ob_base = {PyObject_HEAD_INIT(nullptr) 0};
-  type.tp_name = "libvswitch.documentation";
-  type.tp_basicsize = sizeof(PyObject);
-  type.tp_flags = Py_TPFLAGS_DEFAULT | Py_TPFLAGS_DISALLOW_INSTANTIATION;
+  PyTypeObject type = type_of_the_layer("libvswitch.documentation", sizeof(PyObject));
   type.tp_descr_get = class_doc;
   return type;
 }();
@@ -49,11 +45,7 @@ PyObject *python_method_get(PyObject *self, PyObject *object, PyObject * /*type*
 }
 
 constinit PyTypeObject python_method_type = [] {
-  PyTypeObject type = {};
-  type.ob_base = {PyObject_HEAD_INIT(nullptr) 0};
-  type.tp_name = "libvswitch.python_method";
-  type.tp_basicsize = sizeof(PythonMethod);
-  type.tp_flags = Py_TPFLAGS_DEFAULT | Py_TPFLAGS_DISALLOW_INSTANTIATION;
+  PyTypeObject type = type_of_the_layer("libvswitch.python_method", sizeof(PythonMethod));
   type.tp_descr_get = python_method_get;
   return type;
 }();

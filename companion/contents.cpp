@@ -207,11 +207,7 @@ PyObject *iterator_next(PyObject *self) {
 }
 
 PyTypeObject iterator_type = [] {
-  PyTypeObject type = {};
-  type.ob_base = {PyObject_HEAD_INIT(nullptr) 0};
-  type.tp_name = "libvswitch.record_iterator";
-  type.tp_basicsize = sizeof(IteratorObject);
-  type.tp_flags = Py_TPFLAGS_DEFAULT | Py_TPFLAGS_DISALLOW_INSTANTIATION;
+  PyTypeObject type = type_of_the_layer("libvswitch.record_iterator", sizeof(IteratorObject));
   type.tp_dealloc = iterator_dealloc;
   type.tp_iter = PyObject_SelfIter;
   type.tp_iternext = iterator_next;

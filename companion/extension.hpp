@@ -11,6 +11,17 @@ inline const char *engine_text(TextOffset offset) {
   return engine->texts + offset;
 }
 
+// A type of the layer's own that scripts do not make: its name and the size of its instances; the rest is for the
+// caller to fill in.
+constexpr PyTypeObject type_of_the_layer(const char *name, std::size_t size) {
+  PyTypeObject type = {};
+  type.ob_base = {PyObject_HEAD_INIT(nullptr) 0};
+  type.tp_name = name;
+  type.tp_basicsize = static_cast<Py_ssize_t>(size);
+  type.tp_flags = Py_TPFLAGS_DEFAULT | Py_TPFLAGS_DISALLOW_INSTANTIATION;
+  return type;
+}
+
 // Positions in the module's method table; `no_method` where there is none.
 using MethodIndex = std::uint16_t;
 inline constexpr MethodIndex no_method = 0xffff;

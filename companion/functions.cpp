@@ -70,7 +70,6 @@ bool prepare_functions() {
 }
 
 PyObject *checked_result(MethodIndex method, PyObject *result) {
-  *engine->error_left = false;
   char where[160];
   PyOS_snprintf(where, sizeof where, "<built-in function %s>", method_name(method));
   return _Py_CheckFunctionResult(PyThreadState_Get(), nullptr, result, where);
@@ -96,7 +95,7 @@ enum class Lock : bool { released, held };
 PyObject *checked_call(MethodIndex method, Arguments arguments, Lock lock) {
   PyObject *result = lock == Lock::held ? engine->call(method, arguments, NameEnd::slot)
                                         : engine->call_without_lock(method, arguments, NameEnd::slot);
-  return result && *engine->error_left ? checked_result(method, result) : result;
+  return result && PyErr_Occurred() ? checked_result(method, result) : result;
 }
 
 // ---- data and its length ---------------------------------------------------------------------------------------

@@ -106,7 +106,7 @@ int field_set(PyObject *self, PyObject *object, PyObject *value) {
   PyObject *done = nullptr;
   if (record) [[likely]] {
     done = engine->write_field(*attribute.field, record, value);
-    if (done && *engine->error_left) [[unlikely]] {
+    if (done && PyErr_Occurred()) [[unlikely]] {
       done = checked_result(attribute.setter, done);
     }
   } else {
@@ -175,11 +175,7 @@ PyGetSetDef field_attributes[] = {
 }  // namespace
 
 constinit PyTypeObject field_type = [] {
-  PyTypeObject type = {};
-  type.ob_base = {PyObject_HEAD_INIT(nullptr) 0};
-  type.tp_name = "libvswitch.field";
-  type.tp_basicsize = sizeof(FieldObject);
-  type.tp_flags = Py_TPFLAGS_DEFAULT | Py_TPFLAGS_DISALLOW_INSTANTIATION;
+  PyTypeObject type = type_of_the_layer("libvswitch.field", sizeof(FieldObject));
   type.tp_descr_get = field_get;
   type.tp_descr_set = field_set;
   type.tp_repr = field_repr;
@@ -252,14 +248,10 @@ PyGetSetDef method_attributes[] = {
 };
 
 constinit PyTypeObject method_type = [] {
-  PyTypeObject type = {};
-  type.ob_base = {PyObject_HEAD_INIT(nullptr) 0};
-  type.tp_name = "libvswitch.method";
-  type.tp_basicsize = sizeof(MethodObject);
+  PyTypeObject type = type_of_the_layer("libvswitch.method", sizeof(MethodObject));
   type.tp_vectorcall_offset = offsetof(MethodObject, call);
   type.tp_call = PyVectorcall_Call;
-  type.tp_flags = Py_TPFLAGS_DEFAULT | Py_TPFLAGS_DISALLOW_INSTANTIATION | Py_TPFLAGS_HAVE_VECTORCALL |
-                  Py_TPFLAGS_METHOD_DESCRIPTOR;
+  type.tp_flags |= Py_TPFLAGS_HAVE_VECTORCALL | Py_TPFLAGS_METHOD_DESCRIPTOR;
   type.tp_descr_get = method_bind;
   type.tp_repr = method_repr;
   type.tp_getset = method_attributes;

@@ -56,13 +56,8 @@ class Deferred {
   void raise() const {
     if (offender_) [[unlikely]] {
       raise_error_(offender_);
-      error_left = true;
     }
   }
-
-  // A function has returned a result with an error pending; whoever calls functions without the interpreter's own check
-  // looks here and resets it.
-  static bool error_left;
 
  private:
   PyObject *offender_ = nullptr;  // borrowed from the argument tuple
