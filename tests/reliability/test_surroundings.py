@@ -207,7 +207,26 @@ def test_a_state_file_that_another_takes_the_place_of(state_file, process, tmp_p
     others = process.until(removed(state_file))
     assert set(others) <= {"QEL_OK"}
     assert process("VSQEL_GetSwitchInfo", "other") == "QEL_OK"
+    # What the former file's log would bring, if it were taken for that of the new one.
+    with contextlib.closing(sqlite3.connect(state_file)) as database:
+        assert database.execute("SELECT value FROM property WHERE name = 'mine'").fetchall() == []
     assert process.write() == "QEL_OK"
+    assert is_whole(state_file)
+
+
+def test_whoever_is_late_to_notice_another_state_file_does_not_touch_its_log(state_file, process, tmp_path):
+    """The index is memory that processes share: that of the former file would say of the new log that it was saved."""
+    late = Calls(state_file)
+    assert late.write("before") == "QEL_OK"
+    make_host(tmp_path / "other.db")
+    (tmp_path / "other.db").rename(state_file)
+    process.until(removed(state_file))
+    assert process.write("after") == "QEL_OK"
+    late.until(removed(state_file))
+    assert late.read() == "QEL_OK"
+    late.end()
+    with contextlib.closing(sqlite3.connect(state_file)) as database:
+        assert database.execute("SELECT value FROM property WHERE name = 'mine'").fetchall() == [(b"after",)]
     assert is_whole(state_file)
 
 
