@@ -123,6 +123,12 @@ def test_a_view_of_one_record_is_no_view_of_another():
     view.this = vs.VSMACEntry().this
     with pytest.raises(TypeError):
         len(view)
+    made_anew = placed("VSMACTable", memory).macEntries
+    assert len(made_anew) == 1
+    made_anew.__init__()
+    assert made_anew.thisown
+    with pytest.raises(TypeError):
+        len(made_anew)
 
 
 def test_tables_of_the_host_end():

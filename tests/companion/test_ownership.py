@@ -242,6 +242,20 @@ def test_derived_classes():
         vs.Record()
 
 
+def test_a_class_may_be_derived_before_anything_is_read_of_its_base(script):
+    script(
+        """
+        import libvswitch as vs
+        class Mine(vs.VSUplinks):
+            pass
+        mine = Mine(3)
+        mine.numEntries = 2
+        mine[0], mine[1] = "nic0", "nic1"
+        assert (len(mine), mine[1], list(mine)) == (2, "nic1", ["nic0", "nic1"])
+        """
+    )
+
+
 def test_a_derived_class_that_forgets_to_construct_has_no_memory():
     class Empty(vs.VSInfo):
         def __init__(self):

@@ -100,6 +100,18 @@ TEST_F(Boot, from_a_description) {
   EXPECT_STATUS(QEL_BUSY, VSDVS_RemoveDVPort("s", "p"));
 }
 
+TEST_F(Boot, longest_names) {
+  std::string const alias(80, 'a');
+  auto const named = [](std::string const &name) {
+    return R"({"format": 1, "switches": [{"alias": ")" + name + R"(", "switch_id": "i"}]})";
+  };
+  expect_refused(named(alias + "a"), "switches[0].alias: is longer than 80 bytes");
+  boot_from(named(alias));
+  VSInfo info;
+  ASSERT_STATUS(QEL_OK, VSQEL_GetVSInfo("i", &info));
+  EXPECT_EQ(alias, reinterpret_cast<char const *>(info.dvsName));
+}
+
 TEST_F(Boot, an_empty_host) {
   boot_from(R"({"format": 1})");
   Returned<VSList> list;
@@ -149,6 +161,9 @@ TEST_F(Boot, bad_descriptions_are_refused_with_their_place) {
   expect_refused(R"({"format": 1, "physical_nics": [{"name": "n", "mac": "02:00:00:00:00:01x"}]})",
                  "physical_nics[0].mac: ");
   expect_refused(nic_with(R"("x": 1)"), "physical_nics[0].x: is not a member");
+  expect_refused(R"({"format": 1, "physical_nics": [{"name": "n", "mac": "02:00:00:00:00:01"},
+                                                    {"name": "n", "mac": "02:00:00:00:00:02"}]})",
+                 "physical_nics[1]: the host refuses it with QEL_EXISTS");
 }
 
 TEST_F(Boot, bad_running_state_is_refused_with_its_place) {

@@ -430,6 +430,20 @@ TEST_F(Mirroring, counters_start_from_the_description_and_stay_with_their_sessio
   EXPECT_EQ(0u, qel_uint64{stats.mirrorPktCnt});
 }
 
+TEST_F(Mirroring, a_session_may_change_its_name) {
+  Table table;
+  table.add("one");
+  ASSERT_STATUS(QEL_OK, set_sessions("101", table.value()));
+  VSDVMirrorSessionStats stats{};
+  ASSERT_STATUS(QEL_OK, VSQEL_GetDVMirrorSessionStats("workload", "one", &stats));
+  EXPECT_STREQ("name of one", stats.name);
+  std::strcpy(table.sessions[0].dname, "another");
+  ASSERT_STATUS(QEL_OK, set_sessions("101", table.value()));
+  ASSERT_STATUS(QEL_OK, VSQEL_GetDVMirrorSessionStats("workload", "one", &stats));
+  EXPECT_STREQ("another", stats.name);
+  EXPECT_EQ(Names{"one"}, running_sessions());
+}
+
 TEST_F(Mirroring, promiscuous_ports_are_the_destinations_of_a_session) {
   boot_from(R"({"format": 1, "switches": [{"alias": "workload", "switch_id": "id", "ports": [
     {"dvport_id": "100", "client": {"name": "a", "type": "vnic", "mac": "02:00:00:00:02:00", "promiscuous": true}},

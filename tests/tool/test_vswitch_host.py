@@ -151,6 +151,16 @@ def test_init_by_force_leaves_what_is_no_host(empty):
     assert empty.file.read_text() == "my notes" * 1000
 
 
+def test_an_empty_host_shows_empty_lists(empty):
+    description = empty.folder / "init.json"
+    description.write_text('{"format": 1}')
+    empty("init", description)
+    shown = empty("show")
+    assert {name: shown[name] for name in ("physical_nics", "switches", "faults")} == {
+        "physical_nics": [], "switches": [], "faults": []
+    }
+
+
 def test_reset_goes_back_to_the_first_description(empty):
     description = empty.folder / "init.json"
     description.write_text('{"format": 1, "switches": [{"alias": "management", "switch_id": "i", "mtu": 3000}]}')
