@@ -24,8 +24,10 @@ class Outcome:
         return f"<exit {self.code}\n{self.out}\n{self.err}>"
 
 
-def run_script(source: str, *arguments: str, library_path: str | None = None, **environment: str) -> Outcome:
-    """Runs Python source in a fresh interpreter; a crash there fails one test and not the run."""
+def run_script(
+    source: str, *arguments: str, library_path: str | None = None, limit: float = 120, **environment: str
+) -> Outcome:
+    """Runs Python source in a fresh interpreter; a crash there fails one test and not the run. `limit`: seconds."""
     variables = dict(os.environ, PYTHONPATH=os.pathsep.join(SEARCH), **environment)
     if library_path:
         variables["LD_LIBRARY_PATH"] = library_path
@@ -35,7 +37,7 @@ def run_script(source: str, *arguments: str, library_path: str | None = None, **
             capture_output=True,
             text=True,
             env=variables,
-            timeout=120,
+            timeout=limit,
             check=False,
         )
     )

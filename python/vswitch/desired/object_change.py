@@ -139,7 +139,10 @@ class ObjectChange:
             return
         if not own and not new and not released and self._is_default(path, setting, value):
             return
-        back = () if new and "dvport_id" in place else self._undo(place, kept, setting, released)
+        # A port that is made here goes before anything else is taken back. That of an uplink goes with its uplink, which
+        # stays while a setting names it.
+        goes = new and "dvport_id" in place and path.split("/")[2] == "ports"
+        back = () if goes else self._undo(place, kept, setting, released)
         self.planner.add(phase, "set", where, setting.write(place, value), back, short(now), short(value))
 
     def _undo(self, place: Place, kept: Object, setting: Setting, released: bool) -> Iterable[Call]:

@@ -33,11 +33,12 @@ def property_calls(place: Place, kept: Object, key: str, host: bool = False) -> 
     """The calls that bring a property back, with both of its values or none."""
     stored, volatile = kept.stored.get(key), kept.volatile.get(key)
     calls: list[Call] = []
-    if stored is not None:
+    # On a switch that is not persistent a volatile value counts as stored, and is volatile all the same.
+    if stored is not None and stored is not volatile:
         calls += entry_calls(place, key, stored, False, host)
     else:
         calls.append(settings.clear_property(place, key, None, host))
-    if volatile is not None and volatile is not stored:
+    if volatile is not None:
         calls += entry_calls(place, key, volatile, True, host)
     return tuple(calls)
 
@@ -47,7 +48,7 @@ def all_properties(place: Place, kept: Object, host: bool = False, without: tupl
     calls: list[Call] = []
     for values, volatile in ((kept.stored, False), (kept.volatile, True)):
         for key in sorted(values, key=_needed_first):
-            if key in without or key in settings.READ_ONLY or (volatile and kept.stored.get(key) is values[key]):
+            if key in without or key in settings.READ_ONLY or (not volatile and kept.volatile.get(key) is values[key]):
                 continue
             calls += entry_calls(place, key, values[key], volatile, host)
     return calls
