@@ -10,7 +10,7 @@
 namespace vswitchpy {
 namespace {
 
-swig_type_info plain_type = {"_p_Plain", "struct Plain *|Plain *", nullptr, nullptr, nullptr, 0};
+swig_type_info plain_type = {"_p_Plain", "struct Plain *|Ordinary *|Plain *", nullptr, nullptr, nullptr, 0};
 swig_type_info unnamed_type = {"_p_Unnamed", nullptr, nullptr, nullptr, nullptr, 0};
 
 class Carrier : public testing::Test {
@@ -30,6 +30,14 @@ TEST_F(Carrier, PackedBytesPrintAsHexadecimalAndType) {
   EXPECT_EQ(repr_of(packed), "<Swig Packed at _001aff_p_Plain>");
   EXPECT_EQ(text_of(packed), "_001aff_p_Plain");
   EXPECT_STREQ(Py_TYPE(packed)->tp_name, "SwigPyPacked");
+  Py_DECREF(packed);
+}
+
+TEST_F(Carrier, PackedBytesHaveTheirOwnSize) {
+  // The second most likely lies where the first was.
+  Py_DECREF(new_packed("abc", 3, &plain_type));
+  PyObject *packed = new_packed("xyz", 2, &plain_type);
+  EXPECT_EQ(text_of(packed), "_7879_p_Plain");
   Py_DECREF(packed);
 }
 
