@@ -12,8 +12,9 @@ A list is tests/breaks/*.toml, tables [[break]]:
     tests = ["ctest:Accessors.StoresBits", "tests/companion/test_attributes.py::test_bits"]
 
 One of the tests has to fail: of GoogleTest by suite and name, of pytest by what `pytest` takes (behind "sources:" where
-the test looks at the sources and at nothing built), or "build", where the compiler is to refuse. Everything happens in a copy of the tree, build-breaks/tree, with a build folder of its own: the
-tests must pass there before anything is broken. A list whose texts or tests are not there any more is an error.
+it looks at the sources and at nothing built), or "build", where the compiler is to refuse. Everything happens in a copy
+of the tree, build-breaks/tree, with a build folder of its own: the tests must pass there before anything is broken. A
+list whose texts or tests are not there any more is an error.
 """
 
 from __future__ import annotations
@@ -120,15 +121,19 @@ def misfits(source: pathlib.Path, breaks: list[Break]) -> list[str]:
     return wrong
 
 
+def definition(test: str) -> re.Pattern[str]:
+    """What defines a test of GoogleTest."""
+    suite, _, name = test.removeprefix(CTEST).partition(".")
+    # Of a parametrised test: Instance/Suite.Name/Case.
+    suite, name = re.escape(suite.split("/")[-1]), re.escape(name.split("/")[0])
+    return re.compile(rf"\b(?:TYPED_)?TEST(?:_F|_P)?\(\s*{suite},\s*{name}\s*\)")
+
+
 def misnamed(source: pathlib.Path, suites: str, test: str) -> str | None:
     if test == BUILD:
         return None
     if test.startswith(CTEST):
-        suite, _, name = test.removeprefix(CTEST).partition(".")
-        # Of a parametrised test: Instance/Suite.Name/Case.
-        suite, name = suite.split("/")[-1], name.split("/")[0]
-        found = re.search(rf"\b(?:TYPED_)?TEST(?:_F|_P)?\(\s*{re.escape(suite)},\s*{re.escape(name)}\s*\)", suites)
-        return None if found else "no such test"
+        return None if definition(test).search(suites) else "no such test"
     file, *names = re.sub(r"\[.*", "", test.removeprefix(SOURCES)).split("::")
     path = source / file
     if not (path.is_file() or (path.is_dir() and not names)):
@@ -201,22 +206,32 @@ class Tree:
                           f"-DCMAKE_CXX_FLAGS={UNUSED}"], self.root, 600)
         tests = {test for one in breaks for test in one.tests}
         targets = {"product"}
-        if any(test.startswith(CTEST) for test in tests):
-            targets.add("cpp_tests")
+        of_google = {test for test in tests if test.startswith(CTEST)}
+        targets |= self.programs_with(of_google)
         if any(not test.startswith(CTEST) and test != BUILD for test in tests):
             targets.add("python_tests")
         if code or (text := self.make(targets) or ""):
             raise BadList("the tree does not build as it is:\n" + text[-4000:])
-        if "cpp_tests" in targets:
+        if of_google:
             _, listing = run(["ctest", "--test-dir", str(self.build), "--show-only=json-v1"], self.root, 600)
             for test in json.loads(listing)["tests"]:
                 command = test.get("command", ["not built"])
                 # As CTest knows it, without the program in front.
                 name = test["name"].removeprefix(pathlib.Path(command[0]).name + ".")
                 self.programs[name] = test["name"], pathlib.Path(command[0]).name
-        missing = [test for test in tests if test.startswith(CTEST) and not self.ctest_names(test)]
+        missing = [test for test in of_google if not self.ctest_names(test)]
         if missing:
             raise BadList(f"CTest does not know {', '.join(sorted(missing))}")
+
+    def programs_with(self, tests: set[str]) -> set[str]:
+        """The programs that the build makes of the sources with these tests; all of them where it does not say."""
+        rules = (self.build / "build.ninja").read_text(encoding="utf-8") if tests else ""
+        programs = {source: program for program, source in
+                    re.findall(r"^build \S*CMakeFiles/(\w+)\.dir/\S+\.o: \S+ (\S+)", rules, re.M)}
+        texts = {path: path.read_text(encoding="utf-8") for path in (self.root / "tests").rglob("*.cpp")}
+        found = {programs.get(str(path), "cpp_tests")
+                 for test in tests for path, text in texts.items() if definition(test).search(text)}
+        return {"cpp_tests"} if "cpp_tests" in found else found
 
     def ctest_names(self, test: str) -> dict[str, str]:
         """CTest's own names and the programs; of a parametrised test all cases."""
