@@ -184,6 +184,38 @@ def desired(report: Report, quick: bool) -> None:
     host.switches.remove("desired")
 
 
+def hostile(report: Report, quick: bool) -> None:
+    """Texts that are no documents: how long it takes to say so."""
+    from vswitch import DocumentError
+    from vswitch.desired import document
+
+    many, length = (1000, 1000) if quick else (1_000_001, 63 << 20)
+    texts = {
+        "a list of too many values": "a: [" + "x," * many + "]",
+        "too many lines of a list": "a:\n" + "- x\n" * many,
+        "too many members": "".join(f"k{number}: v\n" for number in range(many // 2 + 1)),
+        "too many lists": "[" + "[]," * many + "]",
+        "a text of 63 MiB": "a: " + "x" * length,
+        "64 MiB of values": "[" + "x," * (length // 2) + "]",
+        "deep lists": "[" * 100_000,
+        "anchors that multiply": "a: &a [x,x,x,x,x,x,x,x,x,x]\n"
+        + "".join(f"{name}: &{name} [{','.join(['*' + former] * 10)}]\n" for former, name in zip("abcdefgh", "bcdefghi")),
+        "a NUL": "format: 1\nswitches: {\0: {}}",
+        "a key twice": "format: 1\nswitches: {lab: {}, lab: {}}",
+    }
+
+    def refused(text: str) -> None:
+        try:
+            document.read(text)
+        except DocumentError:
+            return
+        raise AssertionError("it was accepted")
+
+    for name, text in texts.items():
+        taken = median(timed(lambda text=text: refused(text)), 1 if quick else 3) * MILLI  # type: ignore[misc]
+        report.add(f"refusing {name}", taken, "ms", 1000)
+
+
 def imports(report: Report, quick: bool) -> None:
     """What starting costs, in whole processes, beside an interpreter that does nothing."""
     path = "switches/workload/mtu"
@@ -218,7 +250,7 @@ def main() -> int:
     with tempfile.TemporaryDirectory(dir=options.folder) as folder:
         os.environ["VSWITCH_HOST"] = str(pathlib.Path(folder) / "host.db")
         os.environ["VSWITCH_APPLY_DIR"] = str(pathlib.Path(folder) / "apply")
-        for measure in (reading, bulk, addresses, desired, imports):
+        for measure in (reading, bulk, addresses, desired, hostile, imports):
             measure(report, options.quick)
     text = json.dumps(report.to_dict(), indent=2)
     if options.json:

@@ -17,45 +17,60 @@ macs = st.integers(0, 255).map(lambda number: f"01:00:5e:00:00:{number:02x}")
 texts = st.text(st.characters(blacklist_characters="\0", blacklist_categories=("Cs",)), min_size=1, max_size=20)
 flags = lambda kind: st.sets(st.sampled_from(list(kind))).map(lambda bits: kind(sum(int(bit) for bit in bits)))
 team = dict(load_balance=st.sampled_from(list(LoadBalance)), criteria=flags(TeamCriterion), flags=flags(TeamFlag))
-teams = st.builds(vswitch.TeamingPolicy, active=uplinks, **team, percent_error=st.integers(0, 100), speed=st.integers(0, 65535))
+teams = st.builds(vswitch.TeamingPolicy, active=uplinks, **team, percent_error=st.integers(0, 100),
+    speed=st.integers(0, 65535))
 vlans = st.one_of(
     st.integers(0, 4094).map(vswitch.VlanPolicy),
     st.builds(vswitch.VlanPolicy, id=st.integers(0, 4094), priority=st.none() | st.integers(0, 7)),
     st.lists(st.integers(0, 4094), max_size=4, unique=True).map(lambda ids: vswitch.VlanPolicy.trunk_of(*ids)),
     st.sampled_from([vswitch.VlanPolicy.secondary(11), vswitch.VlanPolicy.secondary(12)]),
 )
-ends = st.lists(st.sampled_from(["port:a", "port:b", "uplink:nic0", "vlan:7", "number:9", "mac:02:00:00:00:00:01"]), max_size=3, unique=True)
+ends = st.lists(st.sampled_from(["port:a", "port:b", "uplink:nic0", "vlan:7", "number:9", "mac:02:00:00:00:00:01"]),
+    max_size=3, unique=True)
 sessions = st.builds(
-    vswitch.MirrorSession, id=names, name=texts | st.just(""), destinations=st.just(["port:a"]), sources_in=ends, sources_out=ends,
-    enabled=st.booleans(), snap_length=st.none() | st.integers(1, 9000), sampling=st.integers(0, 9), vlan=st.integers(0, 4094),
+    vswitch.MirrorSession, id=names, name=texts | st.just(""), destinations=st.just(["port:a"]), sources_in=ends,
+    sources_out=ends,
+    enabled=st.booleans(), snap_length=st.none() | st.integers(1, 9000), sampling=st.integers(0, 9),
+    vlan=st.integers(0, 4094),
 )
-learning = st.builds(vswitch.MacLearning, st.booleans(), st.booleans(), st.integers(0, 4096), st.sampled_from(list(vswitch.MacLimitPolicy)))
+learning = st.builds(vswitch.MacLearning, st.booleans(), st.booleans(), st.integers(0, 4096),
+    st.sampled_from(list(vswitch.MacLimitPolicy)))
 private = st.sampled_from([(), ((10, 10, "PROMISC"), (10, 11, "ISOLATED"), (10, 12, "COMMUNITY"))]).map(
     lambda rows: [vswitch.PrivateVlan(one, two, PrivateVlanType[kind]) for one, two, kind in rows]
 )
 SWITCH = dict(
-    mtu=st.integers(1280, 9000), teaming=teams, mac_learning=st.builds(vswitch.SwitchMacLearning, st.integers(0, 1000000), st.integers(0, 65536)),
-    static_mac_allow=st.booleans(), learn_static=st.booleans(), private_vlans=private, multicast_mode=st.sampled_from(list(MulticastMode)),
-    multicast=st.lists(macs, max_size=3, unique=True), rcf_type=st.sampled_from(list(vswitch.RcfType)), forwarding_disabled=st.booleans(),
+    mtu=st.integers(1280, 9000), teaming=teams, mac_learning=st.builds(vswitch.SwitchMacLearning, st.integers(0,
+    1000000), st.integers(0, 65536)),
+    static_mac_allow=st.booleans(), learn_static=st.booleans(), private_vlans=private,
+    multicast_mode=st.sampled_from(list(MulticastMode)),
+    multicast=st.lists(macs, max_size=3, unique=True), rcf_type=st.sampled_from(list(vswitch.RcfType)),
+    forwarding_disabled=st.booleans(),
 )
 PORT = dict(
     vlan=vlans, nested_vlan_tagging=st.booleans(), tx_uplink_always=st.booleans(), priority_retain=st.booleans(),
     multicast_override=st.booleans(), blocked=st.booleans(), passthrough_allowed=st.booleans(), teaming=teams,
-    teaming_override=st.sampled_from(["nic0", "up"]), teaming_policy=names, mac_learning=learning, mac_changes=st.booleans(),
+    teaming_override=st.sampled_from(["nic0", "up"]), teaming_policy=names, mac_learning=learning,
+    mac_changes=st.booleans(),
     security=st.builds(vswitch.SecurityPolicy, st.booleans(), st.booleans(), st.booleans()),
-    filter=st.builds(vswitch.EthernetFilter, flags(vswitch.EthernetFilterFlag), st.lists(macs, max_size=3, unique=True)),
-    multicast=st.lists(macs, max_size=3, unique=True), connect_id=st.integers(0, 0xFFFFFFFF), alias=texts, port_group=texts,
-    resource_pool=texts, resources=st.builds(vswitch.ResourcePool, st.integers(0, 100), st.integers(-1, 99), st.just(0)),
+    filter=st.builds(vswitch.EthernetFilter, flags(vswitch.EthernetFilterFlag), st.lists(macs, max_size=3,
+    unique=True)),
+    multicast=st.lists(macs, max_size=3, unique=True), connect_id=st.integers(0, 0xFFFFFFFF), alias=texts,
+    port_group=texts,
+    resource_pool=texts, resources=st.builds(vswitch.ResourcePool, st.integers(0, 100), st.integers(-1, 99),
+    st.just(0)),
 )
-setting = lambda table: st.sampled_from(sorted(table)).flatmap(lambda name: st.tuples(st.just(name), st.none() | table[name]))
+setting = lambda table: st.sampled_from(sorted(table)).flatmap(lambda name: st.tuples(st.just(name),
+    st.none() | table[name]))
 properties = st.tuples(texts, st.binary(max_size=12) | texts, st.sampled_from([None, None, "me"]), st.booleans())
 actions = st.one_of(
-    st.tuples(st.just("switch"), names, st.booleans(), st.sampled_from([0, 8, 300]), st.sampled_from(list(vswitch.SwitchVersion))),
+    st.tuples(st.just("switch"), names, st.booleans(), st.sampled_from([0, 8, 300]),
+    st.sampled_from(list(vswitch.SwitchVersion))),
     st.tuples(st.just("port"), names, names, st.none() | texts),
     st.tuples(st.just("uplinks"), names, uplinks),
     st.tuples(st.just("set"), names, setting(SWITCH)),
     st.tuples(st.just("set port"), names, names, setting(PORT), st.booleans()),
-    st.tuples(st.just("policies"), names, st.lists(st.builds(vswitch.NamedTeaming, name=names, active=uplinks, **team), max_size=3)),
+    st.tuples(st.just("policies"), names, st.lists(st.builds(vswitch.NamedTeaming, name=names, active=uplinks,
+    **team), max_size=3)),
     st.tuples(st.just("mirror"), names, st.none() | names, sessions),
     st.tuples(st.just("property"), names, st.none() | names, properties, st.booleans()),
     st.tuples(st.just("address"), names, names, st.integers(0, 255), st.integers(0, 4094)),

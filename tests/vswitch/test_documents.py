@@ -145,6 +145,15 @@ def test_exact_is_a_direction_only_where_it_is_a_boolean():
     assert document.read("format: 1\nswitches: {exact: null}")["switches"].entries == {"exact": None}
 
 
+TOO_MANY = {
+    "a long list": "a: [" + "x," * 1_000_001 + "]",
+    "many lines of a list": "a:\n" + "- x\n" * 1_000_001,
+    "many members": "{" + ",".join(f"k{number}: v" for number in range(500_001)) + "}",
+    "many lines of members": "".join(f"k{number}: v\n" for number in range(500_001)),
+    "many lists": "[" + "[]," * 1_000_001 + "]",
+    "many nested lists": "- - - x\n" * 340_000,
+    "many texts": "[" + "'x'," * 1_000_001 + "]",
+}
 HOSTILE = {
     "too long": "x" * ((64 << 20) + 1),
     "too long in bytes": "\u20ac" * (22 << 20),
@@ -161,7 +170,37 @@ HOSTILE = {
     "long hexadecimal number": "format: 0x" + "f" * 1_000_000,
     "long key": "format: 1\nswitches: 1\n" + "k" * 10_000_000 + ": 1",
     "binary": bytes(range(256)).decode("latin-1"),
+    "a long text": "a: " + "x" * (64 << 20) + "\n",
+    "a long comment": "#" + "x" * (63 << 20),
+    "many lines": "a:" + "\n" * (63 << 20),
 }
+
+
+def test_too_many_values_are_counted_before_any_is_made(monkeypatch):
+    made = []
+    monkeypatch.setattr(document._Yaml, "node", lambda self, event, depth: made.append(event))
+    for name, text in TOO_MANY.items():
+        with pytest.raises(vswitch.DocumentError) as caught:
+            document.read(text)
+        assert str(caught.value) == "more than 1,000,000 values", name
+    assert not made
+
+
+@pytest.mark.parametrize("text", ["a: [" + "x," * 499_998 + "]", "a:\n" + "- x\n" * 499_990, "- [x, y]\n" * 10], ids=range(3))
+def test_what_is_not_too_many_is_read(text):
+    assert document.most_values(text) >= 30
+    value = document.parse(text)
+    assert len(value["a"] if isinstance(value, dict) else value) >= 10
+
+
+@pytest.mark.parametrize(
+    "text", ["{" + "a: b, " * 3 + "}", "- - - a", "a:\nb:\n", "? a\n? b", "[a: b, c: d]", "-\n-\n", "a: [{}, []]"]
+)
+def test_no_more_values_than_are_thought_possible(text):
+    events = list(iter(document._Yaml(text).parser().get_event, None))
+    kinds = ("ScalarEvent", "SequenceStartEvent", "MappingStartEvent")
+    values = [event for event in events if type(event).__name__ in kinds]
+    assert len(values) <= document.most_values(text) - 8
 
 
 @pytest.mark.parametrize("name", HOSTILE)

@@ -4,7 +4,9 @@ from __future__ import annotations
 
 import json
 import re
+from collections import Counter
 from collections.abc import Mapping
+from itertools import islice
 from pathlib import Path
 from typing import Any
 
@@ -224,6 +226,16 @@ def _yaml_reason(error: Any) -> str:
     return f"line {mark.line + 1}, column {mark.column + 1}: {problem}" if mark is not None else str(problem)
 
 
+_EVENTS_AROUND = 4  # the beginnings and ends of the text and of its document
+# What ends a value, and as what it counts at most: a value on each side, or a mapping or list around it as well.
+_ENDS = {"\n": 1, "\r": 1, "\x85": 1, "\u2028": 1, "\u2029": 1, ",": 2, ":": 3, "-": 2, "[": 2, "{": 2, "?": 3}
+
+
+def most_values(text: str) -> int:
+    """How many values a YAML text can have at most, by the characters that end them."""
+    return 8 + sum(text.count(mark) * values for mark, values in _ENDS.items())
+
+
 class _Anchored:
     """What an anchor names: the value, its nodes and how deep it is; `key`: its text as a key."""
 
@@ -262,15 +274,41 @@ class _Yaml:
     def next(self) -> Any:
         return self.events.get_event()
 
+    def parser(self) -> Any:
+        """A stream of the text's events."""
+        try:
+            from yaml.cyaml import CParser  # type: ignore[import]
+        except ImportError:
+            return self.yaml.Loader(self.text)
+        return CParser(self.text.encode(errors="surrogatepass"))
+
+    def refuse_too_many(self) -> None:
+        """Refuses a text of more values than may be, before any is made: making a million takes seconds."""
+        yaml = self.yaml
+        most = most_values(self.text)
+        if most <= MOST_NODES:
+            return
+        parser = self.parser()
+        if most <= 6 * MOST_NODES and hasattr(parser, "raw_parse"):
+            # The library counts events faster than it gives them: one for a value, two for a list or a mapping.
+            count = parser.raw_parse() - _EVENTS_AROUND
+            lists = sum(self.text.count(mark) for mark in "[{-:?\n")
+            if count > 2 * MOST_NODES or count - lists > MOST_NODES:
+                raise _too_many("")
+            parser = self.parser()
+        events: Any = iter(parser.get_event, None)
+        kinds = (yaml.ScalarEvent, yaml.AliasEvent, yaml.SequenceStartEvent, yaml.MappingStartEvent)
+        seen: Counter[type] = Counter()
+        while seen[yaml.StreamEndEvent] == 0:
+            seen.update(map(type, islice(events, MOST_NODES // 8)))  # no loop of our own: that costs as much again
+            if sum(seen[kind] for kind in kinds) > MOST_NODES:
+                raise _too_many("")
+
     def document(self) -> Any:
         """The one document of the text."""
         yaml = self.yaml
-        try:
-            from yaml.cyaml import CParser  # type: ignore[import]
-
-            self.events = CParser(self.text.encode(errors="surrogatepass"))
-        except ImportError:
-            self.events = yaml.Loader(self.text)
+        self.refuse_too_many()
+        self.events = self.parser()
         self.next()
         event = self.next()
         if isinstance(event, yaml.StreamEndEvent):
