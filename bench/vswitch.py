@@ -116,6 +116,10 @@ def bulk(report: Report, quick: bool) -> None:
     export = median(timed(lambda: Host().export(only=["many"])), runs) * MILLI
     report.add(f"properties of {count} ports in one walk", walk, "ms", None, vlan_of_each=each, ratio=walk / each)
     report.add(f"export() of {count} ports", export, "ms", 60 if count == 1000 else None, ratio_to_walk=export / walk)
+    from vswitch.exporter import Collector
+
+    scrape = median(timed(lambda: list(Collector(Host()).collect())), runs) * MILLI
+    report.add(f"a scrape of {count} ports", scrape, "ms", None, ratio_to_export=scrape / export)
 
 
 def addresses(report: Report, quick: bool) -> None:

@@ -222,6 +222,17 @@ def identifiers(alias: str, numbers: Iterable[int]) -> dict[int, str]:
     return found
 
 
+def by_number(name: str, alias: str, size: int) -> list[tuple[int, bytes]]:
+    """The records that a call gives for the ports of a running switch, each behind the number of its port."""
+
+    def read(table: Any) -> list[tuple[int, bytes]]:
+        data = pointed(table, 8 + table.numEntries * size)
+        places = range(8, len(data), size)
+        return [(unpack_from("<I", data, place)[0], data[place + 4 : place + size]) for place in places]
+
+    return take(read, name, alias)
+
+
 # ---- properties ------------------------------------------------------------------------------------------------------
 
 

@@ -12,11 +12,16 @@ from prometheus_client import CollectorRegistry, start_http_server
 from prometheus_client.core import CounterMetricFamily, GaugeMetricFamily, Metric
 from prometheus_client.registry import Collector as _Collector
 
-from vswitch import Host, LinkState, Switch
+from vswitch import Host, LinkState, PortFlag, PortType, PropertyKey, Statistics, Switch, _walk
+from vswitch.desired.state import PropertyReader, StatusReader
+from vswitch.values.base import fields_of
+from vswitch.values.mac import STATISTICS_SIZE, MacStatistics
 
 DIRECTIONS = ("in", "out")
 CASTS = ("unicast", "multicast", "broadcast")
 PORT = ("switch", "port")
+_STATISTICS = str(PropertyKey.QEL_HNQPROP_PORT_STATISTICS)
+_COUNTERS = tuple(name for name, _, _ in fields_of(Statistics))  # 64 bits each
 
 
 @dataclass(frozen=True)
@@ -107,7 +112,7 @@ def _add_switch(families: dict[str, Any], switch: Switch) -> None:
     add("switch_info", 1, switch.id, portset or "", str(switch.version))
     add("switch_mtu_bytes", switch.mtu)
     add("switch_max_ports", switch.max_ports)
-    ports = list(switch.ports.values())
+    ports = _ports(name)
     add("switch_ports", len(ports))
     if portset is None:  # nothing of it runs
         return
@@ -119,17 +124,25 @@ def _add_switch(families: dict[str, Any], switch: Switch) -> None:
         nic_name = nic.name if nic is not None else ""
         add("uplink_link_up", uplink.link == LinkState.UP, uplink.name, nic_name)
         add("uplink_speed_mbps", nic.link.speed if nic is not None else 0, uplink.name, nic_name)
+    numbers = {}
+    status = StatusReader(name)
     for port in ports:
-        add("port_link_up", port.link.state == LinkState.UP, port.id, port.client or "")
-    for port in [*ports, *(uplink.port for uplink in uplinks)]:
-        counted = port.statistics.to_dict()
+        flags, number, client = status.read(port)
+        numbers[number] = port
+        add("port_link_up", bool(flags & PortFlag.LINKUP), port, client)
+    statistics = PropertyReader(name, _STATISTICS, len(_COUNTERS) * 8)
+    for port in [*ports, *(uplink.port.id for uplink in uplinks)]:
+        counted = dict(zip(_COUNTERS, statistics.data(port).cast("Q"), strict=True))
         for direction in DIRECTIONS:
             for cast in CASTS:
-                add("port_packets_total", counted[f"packets_{direction}_{cast}"], port.id, direction, cast)
-                add("port_bytes_total", counted[f"bytes_{direction}_{cast}"], port.id, direction, cast)
-            add("port_dropped_packets_total", counted[f"packets_{direction}_dropped"], port.id, direction)
-            add("port_exception_packets_total", counted[f"packets_{direction}_exception"], port.id, direction)
-    for identifier, learned in switch.mac_statistics.items():
+                add("port_packets_total", counted[f"packets_{direction}_{cast}"], port, direction, cast)
+                add("port_bytes_total", counted[f"bytes_{direction}_{cast}"], port, direction, cast)
+            add("port_dropped_packets_total", counted[f"packets_{direction}_dropped"], port, direction)
+            add("port_exception_packets_total", counted[f"packets_{direction}_exception"], port, direction)
+    for number, data in _walk.by_number("VSQEL_GetSwitchMACLearningStats", name, 4 + STATISTICS_SIZE):
+        if number not in numbers:  # came meanwhile
+            continue
+        identifier, learned = numbers[number], MacStatistics.from_bytes(data)
         add("mac_learned", learned.learned, identifier)
         add("mac_moves_total", learned.moved, identifier)
         add("mac_unlearned_packets_total", learned.allowed_unlearned, identifier, "allowed")
@@ -141,6 +154,13 @@ def _add_switch(families: dict[str, Any], switch: Switch) -> None:
     for lag in switch.lags.values():
         add("lag_up", lag.state == LinkState.UP, lag.name)
     add("announcement_packets_total", switch.announcements.packets)
+
+
+def _ports(alias: str) -> list[str]:
+    """Identifiers of the ports of a switch without those of uplinks, kind by kind: one call for each kind."""
+    uplinks = {port for _, port in _walk.uplinks(alias)}
+    kinds = (PortType.ACTIVE, PortType.SHADOW, PortType.LOCALCACHE)
+    return [port for kind in kinds for port in _walk.ports_of_type(alias, kind) if port not in uplinks]
 
 
 def serve(host: Host, *, address: str = "127.0.0.1", port: int = 9690, interval: float = 0.0) -> None:

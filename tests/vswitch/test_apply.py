@@ -37,6 +37,21 @@ def wait(condition, seconds=30):
         assert time.monotonic() < end, "it took too long"
         time.sleep(0.02)
 
+def past(seconds):
+    end = time.monotonic() + seconds
+    wait(lambda: time.monotonic() > end)
+
+def the_guard():
+    def command(process):
+        try:
+            return (process / "cmdline").read_text()
+        except OSError:
+            return ""
+    guards = [int(process.name) for process in pathlib.Path("/proc").glob("[0-9]*")
+        if "vswitch.desired.guard" in command(process) and str(folder) in command(process)]
+    assert len(guards) == 1
+    return guards[0]
+
 def is_before():
     now = scenario.whole()
     assert now == before, scenario.difference(before, now)
@@ -334,24 +349,60 @@ def test_the_guard_reverts_after_the_process_its_terminal_or_its_time_is_gone(on
         wait(lambda: host.pending is None)
         is_before()
 
-        # Both are stopped, and go on after the deadline.
+        # The guard is stopped, and goes on after the deadline.
         plan.apply(confirm_within=1)
-        def command(process):
-            try:
-                return (process / "cmdline").read_text()
-            except OSError:
-                return ""
-        guards = [int(process.name) for process in pathlib.Path("/proc").glob("[0-9]*")
-            if "vswitch.desired.guard" in command(process) and str(folder) in command(process)]
-        assert len(guards) == 1
-        os.kill(guards[0], signal.SIGSTOP)
-        end = time.monotonic() + 1.5
-        wait(lambda: time.monotonic() > end)
+        guard = the_guard()
+        os.kill(guard, signal.SIGSTOP)
+        past(1.5)
         assert host.pending.guarded
-        os.kill(guards[0], signal.SIGCONT)
+        os.kill(guard, signal.SIGCONT)
         wait(lambda: host.pending is None)
         is_before()
         """
+    )
+
+
+@pytest.mark.parametrize("first", ["the guard", "the apply"])
+@pytest.mark.parametrize("confirmed", [False, True])
+def test_the_guard_and_the_apply_are_stopped_and_go_on(on_file, first, confirmed):
+    """Both are stopped in the middle of an apply and go on after the deadline, one or the other first. The apply is
+    finished; the time to confirm counts from its end."""
+    on_file(
+        """
+        first, confirmed = sys.argv[1], sys.argv[2] == "True"
+        child = os.fork()
+        if not child:
+            stop = lambda done, total, operation: done == 20 and os.kill(os.getpid(), signal.SIGSTOP)
+            plan.apply(confirm_within=2, progress=stop)
+            if confirmed:
+                host.confirm()
+            os._exit(0)
+        assert os.WIFSTOPPED(os.waitpid(child, os.WUNTRACED)[1])
+        guard = the_guard()
+        os.kill(guard, signal.SIGSTOP)
+        begun = host.pending
+        assert begun.guarded and not begun.finished
+        past(2.5)
+        order = (guard, child) if first == "the guard" else (child, guard)
+        os.kill(order[0], signal.SIGCONT)
+        if first == "the apply":
+            wait(lambda: host.pending is None if confirmed else host.pending.finished)
+        else:
+            past(0.5)  # the guard is past its deadline, and waits: somebody is at work
+            assert not host.pending.finished
+        os.kill(order[1], signal.SIGCONT)
+        assert os.waitpid(child, 0)[1] == 0
+        if confirmed:
+            wait(lambda: "guard" not in scenario.journals())
+            assert host.pending is None and host.plan(scenario.WANTED).diff() == ""
+        else:
+            wait(lambda: host.pending is None)
+            is_before()
+            last = json.loads(next(folder.glob("*.last")).read_text().splitlines()[-1])
+            assert last["type"] == "reverted" and last["complete"] is True
+        """,
+        first,
+        str(confirmed),
     )
 
 

@@ -332,19 +332,30 @@ _QUERY = struct.Struct("<IQ")
 _STATUS_KEY = str(PropertyKey.QEL_HNQPROP_PORT_STATUS)
 
 
-class StatusReader:
+class PropertyReader:
+    """Reads one property of fixed size of a switch's ports, with one call for each into the same memory."""
+
+    def __init__(self, alias: str, key: str, size: int) -> None:
+        self.alias, self.key = alias, key
+        self.room = libvswitch.buffer(size)
+        self.query = libvswitch.HNQQuery.from_bytes(_QUERY.pack(size, int(self.room.this)))
+        self.output = Output(self.query)
+
+    def data(self, port: str) -> memoryview:
+        """The value in effect, until the next one is read."""
+        call("VSDVS_GetPortProp", self.alias, port, self.key, self.output, None, 0)
+        return self.room.view
+
+
+class StatusReader(PropertyReader):
     """Reads what the status of a port says, with one call for each."""
 
     def __init__(self, alias: str) -> None:
-        self.alias = alias
-        self.room = libvswitch.buffer(_STATUS.size)
-        self.query = libvswitch.HNQQuery.from_bytes(_QUERY.pack(_STATUS.size, int(self.room.this)))
-        self.output = Output(self.query)
+        super().__init__(alias, _STATUS_KEY, _STATUS.size)
 
     def read(self, port: str) -> tuple[int, int, str]:
         """The flags and the number of a port, and its client (empty without one)."""
-        call("VSDVS_GetPortProp", self.alias, port, _STATUS_KEY, self.output, None, 0)
-        flags, _, number, client = _STATUS.unpack_from(self.room.view)
+        flags, _, number, client = _STATUS.unpack_from(self.data(port))
         return flags, number, slot_text(client) if flags & PortFlag.INUSE else ""
 
 

@@ -226,13 +226,7 @@ class Switch(SwitchSettings):
 
     def _by_port(self, name: str, size: int, made: Any) -> dict[str, Any]:
         """A mapping from ports to values, of records that begin with the number of a port."""
-
-        def read(table: Any) -> list[tuple[int, bytes]]:
-            data = pointed(table, 8 + table.numEntries * size)
-            places = range(8, len(data), size)
-            return [(struct.unpack_from("<I", data, place)[0], data[place + 4 : place + size]) for place in places]
-
-        found = take(read, name, self.alias)
+        found = _walk.by_number(name, self.alias, size)
         ports = _walk.identifiers(self.alias, [number for number, _ in found])
         return {ports[number]: made(data) for number, data in found if number in ports}
 
