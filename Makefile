@@ -4,7 +4,7 @@ BUILD_JOBS ?= $(shell nproc)
 STATE := $(CURDIR)/build/demo-host.db
 
 .PHONY: bench bench-host build build-debug build-sanitize build-tests clean counted deb demo docs format fuzz help lint \
-  packages soak test test-breaks test-everything test-memory test-random test-sanitize test-valgrind
+  packages pictures soak test test-breaks test-everything test-memory test-random test-sanitize test-valgrind
 
 help: ## print this list
 	@grep -E '^[a-z-]+:.*## ' $(MAKEFILE_LIST) | sed -E 's/^([a-z-]+):.*## (.*)/  make \1\t\2/' | expand -t 24
@@ -84,6 +84,10 @@ soak: build-tests ## of these, 200 killed writers of the simulated host, and 16 
 docs: build ## build the manual (build/manual)
 	$(call install,docs)
 	@$(PYTHON) tools/make_manual.py build
+
+pictures: build ## draw the pictures of the README (docs/pictures)
+	$(call install,docs)
+	@$(PYTHON) tools/make_pictures.py build
 
 deb: build ## make the Debian packages (build/packages)
 	$(call install,deb)
