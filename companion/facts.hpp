@@ -42,15 +42,16 @@ enum class Elements : std::uint8_t { unknown, of_method, of_array };
 
 // What a record holds that counts it.
 struct RecordContents {
+  std::uint32_t room = 0;    // of the elements, where it is fixed
+  std::uint32_t stride = 0;  // of records; 0: they are numbers
   FieldIndex count = no_field;
   FieldIndex further_count = no_field;  // added to the count
-  std::uint32_t room = 0;               // of the elements, where it is fixed
+  MethodIndex method = no_method;       // gives an element by its index
+  FieldIndex array = no_field;          // in which they lie side by side
   Elements elements = Elements::unknown;
-  MethodIndex method = no_method;  // gives an element by its index
-  FieldIndex array = no_field;     // in which they lie side by side
-  std::uint32_t stride = 0;        // of records; 0: they are numbers
-  bool copied = false;             // an index gives copies of the records, as the module's function does
+  bool copied = false;  // an index gives copies of the records, as the module's function does
   Scalar scalar{};
+};
 };
 
 // Null for a record that counts nothing. Records by their position in the module's table.

@@ -123,7 +123,7 @@ class Facts:
         order += ["six_bytes", "index", "bound", "limit"]
         yield table("MethodFacts", "method_facts", sets, order)
         yield f"constexpr std::uint8_t facts_of_method[] = {{{', '.join(map(str, which))}}};\n"
-        order = ["count", "further_count", "room", "elements", "method", "array", "stride", "copied", "scalar"]
+        order = ["room", "stride", "count", "further_count", "method", "array", "elements", "copied", "scalar"]
         yield table("RecordContents", "contents", held, order)
         also = [
             f"    {{{self.fields[record['name'], field['name']]}, {field['also'][1]}}},\n"
