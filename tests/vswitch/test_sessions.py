@@ -1,12 +1,15 @@
 """The command line as people and pipes see it: transcripts of whole sessions, to the letter.
 
 A transcript, `sessions/*.txt`, has commands behind `$ `, then what is printed on standard output, what is printed on
-standard error behind `! `, and the exit code in brackets where it is not 0. `VSWITCHPY_UPDATE=1` writes them anew: read
-the difference before it is committed.
+standard error behind `! `, and the exit code in brackets where it is not 0. Those in `sessions/terminal` are what a
+terminal of 100 columns gets: escape sequences begin with `\\e`, and what lasts or is made anew each time is left out.
+`VSWITCHPY_UPDATE=1` writes them anew: read the difference before it is committed.
 """
 
 import os
 import pathlib
+import pty
+import re
 import subprocess
 import sys
 
@@ -65,3 +68,98 @@ def test_session(session, environment, tmp_path):
     if os.environ.get("VSWITCHPY_UPDATE"):
         session.write_text(found)
     assert found == expected
+
+
+# ---- on a terminal ---------------------------------------------------------------------------------------------------
+
+# What is not the same each time: the progress of an apply, seconds, names of applies, times.
+CHANGING = (
+    (re.compile(r"\\e\[\?25l.*?\\e\[\?25h(?:\r|\\e\[1A|\\e\[2K)*", re.DOTALL), "(progress)"),
+    (re.compile(r"in [0-9.]+ s\b"), "in S s"),
+    (re.compile(r"20[0-9-]+T[0-9:.]+Z"), "TIME"),
+    (re.compile(r"\b[0-9a-f]{8}\b(?!-)"), "ID"),
+)
+
+
+def on_terminal(command, environment, folder):
+    """What a terminal gets of a command, and the exit code."""
+    child, terminal = pty.fork()
+    if child == 0:
+        os.chdir(folder)
+        os.execvpe("sh", ["sh", "-c", command], {**environment, "TERM": "xterm", "COLUMNS": "100"})
+    seen = b""
+    while True:
+        try:
+            data = os.read(terminal, 65536)
+        except OSError:  # the other end is closed
+            break
+        if not data:
+            break
+        seen += data
+    os.close(terminal)
+    code = os.waitstatus_to_exitcode(os.waitpid(child, 0)[1])
+    text = seen.decode().replace("\r\n", "\n").replace("\x1b", "\\e")
+    for pattern, replacement in CHANGING:
+        text = pattern.sub(replacement, text)
+    return text, code
+
+
+@pytest.mark.parametrize("session", sorted(SESSIONS.glob("terminal/*.txt")), ids=lambda path: path.stem)
+def test_session_on_a_terminal(session, environment, tmp_path):
+    expected = session.read_text()
+    found = ""
+    for command in [line[2:] for line in expected.splitlines() if line.startswith("$ ")]:
+        text, code = on_terminal(command, environment, tmp_path)
+        assert "Traceback" not in text, text
+        lines = [line.rstrip() for line in text.splitlines()]
+        found += "".join(f"{line}\n" for line in (f"$ {command}", *lines, *([f"[{code}]"] if code else [])))
+    if os.environ.get("VSWITCHPY_UPDATE"):
+        session.write_text(found)
+    assert found == expected
+
+
+# ---- every verb, every way -------------------------------------------------------------------------------------------
+
+
+def verbs():
+    """All verbs, as words."""
+    from vswitch.cli.grammar import VERBS
+
+    for name, place in VERBS.items():
+        yield from [f"{name} {inner}" for inner in place[1]] if isinstance(place, tuple) else [name]
+
+
+def used(lines):
+    """The verbs that commands use."""
+    found = set()
+    for line in lines:
+        words = [word for word in line.split() if not word.startswith("-")]
+        for at, word in enumerate(words):
+            if word == "vswitch":
+                found |= {" ".join(words[at + 1 : at + 2]), " ".join(words[at + 1 : at + 3])}
+    return found
+
+
+@pytest.mark.same_process
+def test_every_verb_is_seen_on_a_terminal_in_a_pipe_and_in_json():
+    piped = [line for path in SESSIONS.glob("*.txt") for line in path.read_text().splitlines() if line[:2] == "$ "]
+    manual = (workspace.SOURCE / "docs/manual/objects/command_line.rst").read_text().splitlines()
+    seen = {
+        "on a terminal": used(
+            line
+            for path in SESSIONS.glob("terminal/*.txt")
+            for line in path.read_text().splitlines()
+            if line.startswith("$ ")
+        ),
+        "in a pipe": used([*(line for line in piped if "--json" not in line), *(one.strip() for one in manual)]),
+        "in JSON": used(line for line in piped if "--json" in line),
+    }
+    # It serves until it is interrupted: tests/vswitch/test_terminal.py
+    for way, found in seen.items():
+        assert set(verbs()) - found == {"exporter"}, way
+
+
+@pytest.mark.same_process
+def test_every_exit_code_is_seen():
+    text = "".join(path.read_text() for path in SESSIONS.rglob("*.txt"))
+    assert set(re.findall(r"^\[([0-9]+)\]$", text, re.MULTILINE)) == {"1", "2", "3", "4"}
