@@ -119,6 +119,9 @@ RowId make_switch(Database &database, DescribedSwitch const &wanted) {
         connect_client(database, row, port.client->type, port.client->name, port.client->mac);
         describe_client(database, row, port.client->numa_node, port.client->router);
         set_promiscuous_client(database, row, port.client->promiscuous);
+        set_client_mac(database, row, port.client->own_mac);
+        set_client_link(database, row, port.client->link_up);
+        set_client_multicast_macs(database, row, port.client->multicast_macs);
       }
     });
   }
@@ -257,6 +260,22 @@ void describe_running_state(Database &database, RowId vswitch, DescribedSwitch c
     step(wanted.where, [&] { take_portset(database, vswitch); });
 }
 
+void describe_partners(Database &database, BootDescription const &description) {
+  for (DescribedNic const &described : description.nics) {
+    std::optional<RowId> const nic = nic_by_name(database, described.nic.name);
+    if (nic && described.partner)
+      set_partner(database, *nic, described.partner);
+  }
+}
+
+// Those of a boot description are back after a boot, whatever took their place.
+void restore_partners(Database &database) {
+  forget_partners(database);
+  std::string const text = host_description(database);
+  if (text.find("\"partner\"") != std::string::npos)
+    describe_partners(database, parse_description(text));
+}
+
 }  // namespace
 
 void boot_from_text(Database &database, std::string const &text) {
@@ -274,6 +293,9 @@ void boot_from_text(Database &database, std::string const &text) {
   for (DescribedNic const &nic : description.nics) {
     step(nic.where, [&] { add_physical_nic(database, nic.nic); });
   }
+  describe_partners(database, description);
+  for (Stack const &stack : description.stacks)
+    add_stack(database, stack);
   bind_nics(database, description, switches);
   for (std::size_t i = 0; i < switches.size(); ++i)
     describe_running_state(database, switches[i], description.switches[i]);
@@ -302,6 +324,7 @@ void boot_again(Database &database) {
   forget_traffic(database);
   restart_clients(database);
   set_all_nics_up(database);
+  restore_partners(database);
   refresh_all_numa_nodes(database);
   count_boot(database);
   set_events_until(database, clock_now(database));

@@ -1,220 +1,27 @@
 // Reads a boot description from JSON; every mistake is reported with its place.
 #include "platform/core/boot_description.hpp"
 
-#include <arpa/inet.h>
-
-#include <algorithm>
-#include <charconv>
-#include <cstdio>
-#include <set>
-
 #include "platform/core/constants.hpp"
-#include "platform/core/document.hpp"
+#include "platform/core/json_object.hpp"
 
 namespace host {
 
 namespace {
+
+using Object = JsonObject;
 
 constexpr std::uint64_t supported_format = 1;
 // How deep values may stand in each other.
 constexpr std::size_t deepest = 32;
 constexpr std::uint32_t most_percent = 100;
 
-[[noreturn]] void wrong(std::string const &where, std::string const &what) {
-  throw DescriptionError(where.empty() ? what : where + ": " + what);
+std::optional<LacpPartner> read_partner_of(Object &nic) {
+  Document const *document = nic.find("partner");
+  if (!document || document->is_null())
+    return std::nullopt;
+  Object object(*document, nic.place("partner"));
+  return read_partner(object);
 }
-
-// An object of the description. It remembers which members were asked for: finish() refuses the others.
-class Object {
- public:
-  Object(Document const &document, std::string where)
-      : members_(document.as<Document::Members>()), where_(std::move(where)) {
-    if (!members_)
-      wrong(where_, "must be an object");
-  }
-
-  std::string const &where() const { return where_; }
-  std::string place(char const *member) const { return where_.empty() ? member : where_ + "." + member; }
-
-  Document const *find(char const *member) {
-    asked_.insert(member);
-    auto const found = members_->find(member);
-    return found == members_->end() ? nullptr : &found->second;
-  }
-
-  Document const &require(char const *member) {
-    Document const *value = find(member);
-    if (!value)
-      wrong(place(member), "is missing");
-    return *value;
-  }
-
-  // `room` counts the terminator that the text gets in a record.
-  std::string text(char const *member, std::size_t room, char const *fallback = nullptr) {
-    Document const *value = fallback ? find(member) : &require(member);
-    if (!value)
-      return fallback;
-    auto const *const text = value->as<std::string>();
-    if (!text)
-      wrong(place(member), "must be a text");
-    if (text->size() >= room)
-      wrong(place(member), "is longer than " + std::to_string(room - 1) + " bytes");
-    if (text->find('\0') != std::string::npos)
-      wrong(place(member), "contains a zero character");
-    return *text;
-  }
-
-  std::string name(char const *member, std::size_t room) {
-    std::string text = this->text(member, room);
-    if (text.empty())
-      wrong(place(member), "is empty");
-    return text;
-  }
-
-  std::uint32_t number(char const *member, std::uint32_t fallback) {
-    Document const *value = find(member);
-    if (!value)
-      return fallback;
-    auto const *const number = value->as<std::uint64_t>();
-    if (!number || *number > UINT32_MAX)
-      wrong(place(member), "must be a number from 0 to 4294967295");
-    return static_cast<std::uint32_t>(*number);
-  }
-
-  std::uint64_t large_number(char const *member, std::uint64_t fallback) {
-    Document const *value = find(member);
-    if (!value)
-      return fallback;
-    auto const *const number = value->as<std::uint64_t>();
-    if (!number || *number > INT64_MAX)
-      wrong(place(member), "must be a number from 0 to 9223372036854775807");
-    return *number;
-  }
-
-  // A number that has a limit.
-  std::uint32_t number_up_to(char const *member, std::uint32_t fallback, std::uint32_t highest) {
-    std::uint32_t const number = this->number(member, fallback);
-    if (number > highest)
-      wrong(place(member), "must be a number from 0 to " + std::to_string(highest));
-    return number;
-  }
-
-  bool truth(char const *member, bool fallback) {
-    Document const *value = find(member);
-    if (!value)
-      return fallback;
-    bool const *const truth = value->as<bool>();
-    if (!truth)
-      wrong(place(member), "must be true or false");
-    return *truth;
-  }
-
-  // One of two words.
-  bool choice(char const *member, char const *yes, char const *no) {
-    std::string const word = text(member, SIZE_MAX, yes);
-    if (word != yes && word != no) {
-      wrong(place(member), "must be \"" + std::string(yes) + "\" or \"" + no + "\"");
-    }
-    return word == yes;
-  }
-
-  MacAddress mac(char const *member) {
-    std::string const text = name(member, 18);
-    MacAddress mac;
-    int length = 0;
-    int const found = std::sscanf(text.c_str(), "%2hhx:%2hhx:%2hhx:%2hhx:%2hhx:%2hhx%n", &mac[0], &mac[1], &mac[2],
-                                  &mac[3], &mac[4], &mac[5], &length);
-    if (found != 6 || static_cast<std::size_t>(length) != text.size()) {
-      wrong(place(member), "must be a MAC address such as \"02:00:00:00:00:01\"");
-    }
-    return mac;
-  }
-
-  // Bytes, each as two hexadecimal digits.
-  std::string hexadecimal(char const *member) {
-    std::string const digits = text(member, SIZE_MAX);
-    std::string bytes;
-    for (std::size_t at = 0; at < digits.size(); at += 2) {
-      unsigned char byte = 0;
-      auto const [end, error] = std::from_chars(&digits[at], digits.data() + std::min(at + 2, digits.size()), byte, 16);
-      if (error != std::errc() || end - &digits[at] != 2)
-        wrong(place(member), "must be bytes of two hexadecimal digits each");
-      bytes += static_cast<char>(byte);
-    }
-    return bytes;
-  }
-
-  // The bytes of an IPv4 or IPv6 address, in network order.
-  std::string ip_address(char const *member) {
-    std::string const text = name(member, INET6_ADDRSTRLEN);
-    unsigned char bytes[sizeof(in6_addr)];
-    if (inet_pton(AF_INET, text.c_str(), bytes) == 1)
-      return {reinterpret_cast<char const *>(bytes), sizeof(in_addr)};
-    if (inet_pton(AF_INET6, text.c_str(), bytes) == 1)
-      return {reinterpret_cast<char const *>(bytes), sizeof(in6_addr)};
-    wrong(place(member), "must be an IPv4 or IPv6 address");
-  }
-
-  // A list of addresses of one family.
-  std::vector<std::string> ip_addresses(char const *member, std::size_t size) {
-    std::vector<std::string> addresses;
-    for (std::string const &text : names(member, INET6_ADDRSTRLEN)) {
-      std::string address(size, '\0');
-      if (inet_pton(size == sizeof(in_addr) ? AF_INET : AF_INET6, text.c_str(), address.data()) != 1)
-        wrong(place(member), "must hold addresses of the same family");
-      addresses.push_back(std::move(address));
-    }
-    return addresses;
-  }
-
-  // A list of names, none if it is left out.
-  std::vector<std::string> names(char const *member, std::size_t room) {
-    std::vector<std::string> names;
-    Document const *value = find(member);
-    if (!value)
-      return names;
-    auto const *const list = value->as<Document::List>();
-    bool const usable = list && std::all_of(list->begin(), list->end(), [&](Document const &element) {
-                          auto const *const text = element.as<std::string>();
-                          if (!text || text->empty() || text->size() >= room || text->find('\0') != std::string::npos)
-                            return false;
-                          names.push_back(*text);
-                          return true;
-                        });
-    if (!usable)
-      wrong(place(member), "must be a list of texts of 1 to " + std::to_string(room - 1) + " bytes");
-    return names;
-  }
-
-  // Calls read(object) for each element of a list.
-  template <typename Read>
-  void list(char const *member, Read &&read) {
-    Document const *list = find(member);
-    if (!list)
-      return;
-    auto const *const values = list->as<Document::List>();
-    if (!values)
-      wrong(place(member), "must be a list");
-    std::size_t index = 0;
-    for (Document const &value : *values) {
-      Object element(value, place(member) + "[" + std::to_string(index++) + "]");
-      read(element);
-      element.finish();
-    }
-  }
-
-  void finish() const {
-    for (auto const &[member, value] : *members_) {
-      if (!asked_.count(member))
-        wrong(where_.empty() ? member : where_ + "." + member, "is not a member of this object");
-    }
-  }
-
- private:
-  Document::Members const *members_;
-  std::string where_;
-  std::set<std::string> asked_;
-};
 
 DescribedNic read_nic(Object &object) {
   return {object.where(),
@@ -227,7 +34,8 @@ DescribedNic read_nic(Object &object) {
            .numa_node = object.number("numa_node", 0),
            .smartnic = object.truth("smartnic", false),
            .errors = object.number_up_to("errors", 0, most_percent),
-           .segment = object.text("segment", segment_room, "")}};
+           .segment = object.text("segment", segment_room, "")},
+          read_partner_of(object)};
 }
 
 template <typename Counters, typename Names>
@@ -292,10 +100,30 @@ std::optional<VSPMACLearning> read_mac_learning(Object &port) {
   return policy;
 }
 
+LagSettings read_lag_settings(Object &object) {
+  constexpr std::uint32_t most = 65535;  // the fields of an LACPDU have two bytes
+  LagSettings settings;
+  settings.mode = object.word("mode", "fixed", {"fixed", "active", "passive"});
+  settings.fast = object.truth("fast", false);
+  settings.hash = object.word("hash", "l2+3", {"l2", "l2+3", "l3+4", "vlan+srcmac"});
+  if (object.find("system"))
+    settings.system = object.mac("system");
+  settings.system_priority = object.number_up_to("system_priority", 32768, most);
+  if (object.find("key"))
+    settings.key = object.number_up_to("key", 0, most);
+  settings.max_active = object.number_from("max_active", VS_MAX_UPLINKS_IN_LAG, 1, VS_MAX_UPLINKS_IN_LAG);
+  settings.fallback = object.truth("fallback", false);
+  return settings;
+}
+
 DescribedLag read_lag(Object &object) {
-  DescribedLag lag{object.where(), object.name("name", VS_LACP_LAG_NAME_LENGTH), {}, {}};
+  DescribedLag lag{object.where(), object.name("name", VS_LACP_LAG_NAME_LENGTH), read_lag_settings(object), {}};
   object.list("members", [&](Object &member) {
-    lag.members.push_back({member.name("uplink", QEL_HNQ_NAME_MAX_LEN), member.choice("lacp", "up", "down")});
+    bool const is_fixed = lag.settings.is_fixed();
+    if (!is_fixed && member.find("lacp"))
+      wrong(member.place("lacp"), "is only for a LAG of mode \"fixed\"");
+    lag.members.push_back(
+        {member.name("uplink", QEL_HNQ_NAME_MAX_LEN), member.choice("lacp", "up", "down") && is_fixed});
   });
   return lag;
 }
@@ -357,6 +185,12 @@ DescribedMirrorSession read_mirror_session(Object &object) {
   return session;
 }
 
+std::optional<MacAddress> read_own_mac(Object &client) {
+  if (!client.find("effective_mac"))
+    return std::nullopt;
+  return client.station_mac("effective_mac");
+}
+
 DescribedClient read_client(Document const &document, std::string where) {
   Object object(document, std::move(where));
   std::string const type = object.name("type", SIZE_MAX);
@@ -367,7 +201,10 @@ DescribedClient read_client(Document const &document, std::string where) {
                          object.find("mac") ? std::optional(object.mac("mac")) : std::nullopt,
                          object.number("numa_node", 0),
                          object.truth("router", false),
-                         object.truth("promiscuous", false)};
+                         object.truth("promiscuous", false),
+                         read_own_mac(object),
+                         object.choice("link", "up", "down"),
+                         object.group_macs("multicast_macs")};
   object.finish();
   return client;
 }
@@ -437,7 +274,7 @@ std::optional<VSMACLearningGlobalProps> read_global_learning(Object &host) {
   Object object(*document, host.place("mac_learning"));
   VSMACLearningGlobalProps settings{};
   settings.agingTime = object.number("aging_time", VS_MAC_LEARNING_AGING_TIME_DEFAULT);
-  settings.macLimit = object.number("limit", VS_MAC_LEARNING_LIMIT_ENTRIES_DEFAULT);
+  settings.macLimit = object.number("limit", VS_MAC_LEARNING_LIMIT_ENTRIES_DEFAULT);  // the call has the limit
   settings.learnStatic = static_cast<qel_Bool>(object.truth("learn_static", VS_MAC_LEARNING_LEARN_STATIC_DEFAULT != 0));
   settings.staticMACAllow =
       static_cast<qel_Bool>(object.truth("allow_static", VS_MAC_LEARNING_ALLOW_STATIC_DEFAULT != 0));
@@ -465,6 +302,42 @@ std::vector<RuntimeOption> read_runtime_options(Object &host) {
   return options;
 }
 
+Stack read_stack(Document const &document, std::string name, std::string where) {
+  constexpr std::uint32_t most_vlan = 4094;
+  constexpr std::uint32_t most_ttl = 255;
+  constexpr std::uint32_t most_dscp = 63;
+  Object object(document, std::move(where));
+  Stack stack;
+  stack.name = std::move(name);
+  if (object.find("mac"))
+    stack.mac = object.mac("mac");
+  if (object.find("gateway_mac"))
+    stack.gateway_mac = object.mac("gateway_mac");
+  if (object.find("ipv4"))
+    stack.ipv4 = object.ip_address_of("ipv4", stack.ipv4.size(), "IPv4");
+  if (object.find("ipv6"))
+    stack.ipv6 = object.ip_address_of("ipv6", stack.ipv6.size(), "IPv6");
+  stack.vlan = object.number_up_to("vlan", stack.vlan, most_vlan);
+  stack.ttl = object.number_from("ttl", stack.ttl, 1, most_ttl);
+  stack.dscp = object.number_up_to("dscp", stack.dscp, most_dscp);
+  object.finish();
+  return stack;
+}
+
+std::vector<Stack> read_stacks(Object &host) {
+  std::vector<Stack> stacks;
+  Document const *document = host.find("stacks");
+  if (!document)
+    return stacks;
+  Object object(*document, host.place("stacks"));
+  for (char const *const name : {"default", "mirror"}) {
+    if (Document const *stack = object.find(name))
+      stacks.push_back(read_stack(*stack, name, object.place(name)));
+  }
+  object.finish();
+  return stacks;
+}
+
 Document read_document(std::string_view text) {
   try {
     return read_json(text, deepest);
@@ -486,6 +359,7 @@ BootDescription parse_description(std::string_view text) {
     description.stopped_clock = object.large_number("stopped_clock", 0);
   description.mac_learning = read_global_learning(object);
   description.runtime_options = read_runtime_options(object);
+  description.stacks = read_stacks(object);
   object.list("physical_nics", [&](Object &nic) { description.nics.push_back(read_nic(nic)); });
   object.list("switches", [&](Object &vswitch) { description.switches.push_back(read_switch(vswitch)); });
   object.finish();

@@ -8,27 +8,25 @@
 #include <string_view>
 #include <vector>
 
+#include "platform/core/json_object.hpp"
+#include "platform/core/lacp_partner.hpp"
 #include "platform/core/lags.hpp"
 #include "platform/core/mac_learning.hpp"
 #include "platform/core/mirroring.hpp"
 #include "platform/core/multicast.hpp"
 #include "platform/core/runtime_options.hpp"
+#include "platform/core/stacks.hpp"
 #include "platform/core/traffic.hpp"
 #include "platform/core/typed_properties.hpp"
 #include "platform/core/uplinks.hpp"
 
 namespace host {
 
-// The text says where in the description, and what is wrong there.
-class DescriptionError : public std::runtime_error {
- public:
-  using std::runtime_error::runtime_error;
-};
-
 // `where` is the place in the description, for messages.
 struct DescribedNic {
   std::string where;
   PhysicalNic nic;
+  std::optional<LacpPartner> partner;
 };
 
 struct DescribedAddress {
@@ -78,6 +76,10 @@ struct DescribedClient {
   std::uint32_t numa_node;
   bool router;
   bool promiscuous;
+  // What runs of it.
+  std::optional<MacAddress> own_mac;
+  bool link_up;
+  std::vector<MacAddress> multicast_macs;
 };
 
 struct DescribedGroup {
@@ -133,6 +135,7 @@ struct BootDescription {
   std::optional<std::uint64_t> stopped_clock;  // microseconds since the epoch
   std::optional<VSMACLearningGlobalProps> mac_learning;
   std::vector<RuntimeOption> runtime_options;
+  std::vector<Stack> stacks;
   std::vector<DescribedNic> nics;
   std::vector<DescribedSwitch> switches;
 };

@@ -54,6 +54,7 @@ Outcome const done{QEL_OK, false, {}};
 // What happens to one call beside its body.
 struct Course {
   std::chrono::milliseconds delay{0};
+  std::shared_ptr<TraceFile> trace;  // that of the host
 };
 
 void run_regardless(Database &database, Access access, CallBody body) {
@@ -125,6 +126,7 @@ Outcome run_with_faults(Database &database, Access access, char const *function,
 Outcome run(Access access, char const *function, CallBody body, Course &course) {
   try {
     HostLock const lock;
+    course.trace = HostLock::locked().trace;
     Database &database = open_host();
     if (function == not_an_exported_call) {
       run_regardless(database, access, body);
@@ -166,22 +168,32 @@ char const *exception_name(ExceptionClass exception_class) {
 }
 
 // A late answer keeps nobody else waiting: neither the lock nor a transaction is held any more.
-Outcome run_in_time(Access access, char const *function, CallBody body) {
-  Course course;
+Outcome run_in_time(Access access, char const *function, CallBody body, Course &course) {
   Outcome const outcome = run(access, function, body, course);
   if (course.delay.count() > 0)
     std::this_thread::sleep_for(course.delay);
   return outcome;
 }
 
+Outcome run_untraced(Access access, char const *function, CallBody body) {
+  Course course;
+  return run_in_time(access, function, body, course);
+}
+
 Outcome run_traced(Access access, char const *function, CallBody body) {
   auto const start = std::chrono::steady_clock::now();
-  Outcome const outcome = run_in_time(access, function, body);
+  Course course;
+  Outcome const outcome = run_in_time(access, function, body, course);
   auto const taken = std::chrono::steady_clock::now() - start;
   trace_call({function, outcome.status, outcome.faulted ? exception_name(outcome.exception_class) : nullptr,
               outcome.faulted ? fault_message : nullptr,
-              std::chrono::duration_cast<std::chrono::microseconds>(taken).count(), bytes_handed_out()});
+              std::chrono::duration_cast<std::chrono::microseconds>(taken).count(), bytes_handed_out(),
+              course.trace.get()});
   return outcome;
+}
+
+Outcome run_noted(Access access, char const *function, CallBody body) {
+  return function && may_trace() ? run_traced(access, function, body) : run_untraced(access, function, body);
 }
 
 void *exception_object(ExceptionClass exception_class) {
@@ -245,7 +257,8 @@ void prepare_thread() {
 
 Outcome run_part(Access access, CallBody body) {
   prepare_thread();
-  return run_in_time(access, not_an_exported_call, body);
+  Course course;
+  return run_in_time(access, not_an_exported_call, body, course);
 }
 
 Status end_call(Outcome const &outcome) {
@@ -258,7 +271,7 @@ Status run_call(Access access, char const *function, CallBody body) {
     start_trace();
   begin_handing_out(function);
   // All objects of the call live and die inside: the jump skips no destructor.
-  return end_call(function && may_trace() ? run_traced(access, function, body) : run_in_time(access, function, body));
+  return end_call(run_noted(access, function, body));
 }
 
 }  // namespace host

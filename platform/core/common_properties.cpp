@@ -7,6 +7,7 @@
 #include "platform/core/mac_table.hpp"
 #include "platform/core/port_policies.hpp"
 #include "platform/core/property_values.hpp"
+#include "platform/core/uplink_choice.hpp"
 #include "platform/core/uplink_list.hpp"
 #include "platform/core/uplinks.hpp"
 
@@ -21,19 +22,22 @@ struct Connection {
   PortClient client;
   std::optional<Uplink> uplink;
   bool is_blocked;
+  bool is_tracked_down;  // by link state tracking
 
   // That of an uplink follows its NIC.
   bool is_link_up() const {
     if (uplink)
       return uplink->link_up;
-    return client.type != VS_PORT_CLIENT_UNKNOWN && !is_blocked;
+    return client.type != VS_PORT_CLIENT_UNKNOWN && client.link_up && !is_blocked && !is_tracked_down;
   }
 };
 
 Connection connection(Database &database, PropertyPlace const &port) {
-  Connection connection{load_port(database, port.port).client, std::nullopt, is_blocked(database, port.port)};
+  Connection connection{load_port(database, port.port).client, std::nullopt, is_blocked(database, port.port), false};
   if (connection.client.is_uplink())
     connection.uplink = find_uplink(database, port.vswitch, connection.client.name);
+  else
+    connection.is_tracked_down = is_tracked_down(database, port.vswitch, port.port);
   return connection;
 }
 

@@ -31,9 +31,11 @@ class Reader : public Events {
 
   bool null() override { return put({}); }
   bool boolean(bool truth) override { return put(truth); }
-  bool number_integer(number_integer_t) override { return put(Document::OtherNumber()); }
+  bool number_integer(number_integer_t number) override {
+    return put(Document::OtherNumber{static_cast<double>(number)});
+  }
   bool number_unsigned(number_unsigned_t number) override { return put(number); }
-  bool number_float(number_float_t, string_t const &) override { return put(Document::OtherNumber()); }
+  bool number_float(number_float_t number, string_t const &) override { return put(Document::OtherNumber{number}); }
   bool string(string_t &text) override { return put(std::move(text)); }
   bool binary(binary_t &bytes) override { return put(Document::Bytes{{bytes.begin(), bytes.end()}}); }
   bool start_object(std::size_t) override { return open(Document{std::initializer_list<Document::NewMember>()}); }

@@ -13,6 +13,8 @@
 #include <variant>
 #include <vector>
 
+#include "platform/core/export.hpp"
+
 namespace host {
 
 class Document {
@@ -22,8 +24,10 @@ class Document {
   struct Bytes {
     std::string bytes;
   };
-  // Below zero, or with a fraction: nothing on a host has such a number.
-  struct OtherNumber {};
+  // Below zero, or with a fraction: nothing in the state of a host has such a number.
+  struct OtherNumber {
+    double value;
+  };
   struct NewMember;
 
   Document() = default;  // null
@@ -76,7 +80,7 @@ class DocumentError : public std::runtime_error {
 
 // Throws a DocumentError with the reason: no document, lists and objects more than `deepest` deep in each other, or two
 // members of one name in an object.
-Document read_json(std::string_view text, std::size_t deepest);
+HOST_API Document read_json(std::string_view text, std::size_t deepest);
 Document read_cbor(std::string_view bytes, std::size_t deepest);
 
 // Members in the order of their names.

@@ -95,9 +95,7 @@ inline constexpr char format_3_tables[] = R"sql(
     active INTEGER NOT NULL,
     fast INTEGER NOT NULL,
     aggregatable INTEGER NOT NULL,
-    is_on INTEGER NOT NULL,
-    -- It is back after a boot.
-    persistent INTEGER NOT NULL
+    is_on INTEGER NOT NULL
   );
 
   -- portset is null for a switch that has none on this host.
@@ -134,6 +132,7 @@ inline constexpr char format_3_tables[] = R"sql(
     UNIQUE (vswitch, external_id)
   );
   CREATE INDEX port_client_mac ON port (vswitch, client_mac) WHERE client_mac IS NOT NULL;
+  CREATE INDEX port_effective_mac ON port (vswitch, client_effective_mac) WHERE client_effective_mac IS NOT NULL;
 
   -- How many ports a switch has, and how many of them a client.
   CREATE TABLE port_count (

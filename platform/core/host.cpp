@@ -9,8 +9,6 @@
 #include <new>
 #include <vector>
 
-#include "platform/core/trace.hpp"
-
 namespace host {
 
 namespace {

@@ -13,6 +13,7 @@
 #include "platform/core/database.hpp"
 #include "platform/core/export.hpp"
 #include "platform/core/state_file.hpp"
+#include "platform/core/trace.hpp"
 
 namespace host {
 
@@ -45,6 +46,8 @@ class HOST_API Host {
   // What libdvs.so has handed out into this host, and what libvswitchsim.so has around it; only they know the types.
   std::shared_ptr<void> handles;
   std::shared_ptr<void> frames;
+  // Calls on this host are traced there. Needs the lock.
+  std::shared_ptr<TraceFile> trace;
 
  private:
   friend class HostLock;

@@ -4,6 +4,7 @@
 #include <unordered_map>
 
 #include "platform/core/common_properties.hpp"
+#include "platform/core/mac_table.hpp"
 #include "platform/core/mirroring.hpp"
 #include "platform/core/multicast.hpp"
 #include "platform/core/port_policies.hpp"
@@ -64,8 +65,10 @@ constexpr KnownProperty known_properties[] = {
     {QBR_ORV_PRP_TUNABLE_PROP, Scope::global, writable, admit_prp_tunables, default_prp_tunables, nullptr},
     any(QBR_ORV_PRP_CONFIG_PROP, Scope::global),
     any(QBR_ORV_PRP_STATUS, Scope::host),
-    {VSPROP_PVLAN_MAP, Scope::global, writable, admit_private_vlan_map, no_bytes, keep_private_vlan_map},
-    {VSPROP_SWITCH_MAC_LEARNING, Scope::global, writable, admit_mac_learning, default_mac_learning, nullptr},
+    {VSPROP_PVLAN_MAP, Scope::global, writable, admit_private_vlan_map, no_bytes, keep_private_vlan_map,
+     forget_private_vlans},
+    {VSPROP_SWITCH_MAC_LEARNING, Scope::global, writable, admit_mac_learning, default_mac_learning, nullptr,
+     forget_aged_by_settings},
     {VSPROP_SWITCH_MAC_LEARN_STATIC, Scope::global, writable, admit_byte, default_learn_static, nullptr},
     {VSPROP_SWITCH_STATIC_MAC_ALLOW, Scope::global, writable, admit_byte, default_static_mac_allow, nullptr},
     {VSPROP_USER_MCAST_ADDRESSES, Scope::global, writable, admit_user_addresses, byte_value<0>, nullptr},
@@ -95,7 +98,7 @@ constexpr KnownProperty known_properties[] = {
     {VSPROP_PORT_SECURITY, Scope::port, writable, admit_port_security, no_port_security, nullptr},
     {VSPROP_PORT_EXTRA_ETH_FRP, Scope::port, writable, admit_eth_filter, no_eth_filter, nullptr},
     {VSPROP_PORT_MAC_MANAGEMENT, Scope::port, writable, admit_mac_management, default_mac_management, nullptr},
-    {VSPROP_PORT_VLAN, Scope::port, writable, admit_vlan_policy, default_vlan_policy, nullptr},
+    {VSPROP_PORT_VLAN, Scope::port, writable, admit_vlan_policy, default_vlan_policy, nullptr, forget_learned_by_vlan},
     byte(VSPROP_PORT_VLAN_NESTEDTAG, Scope::port),
     number<QEL_VLAN_PRIORITY_MINIMUM, QEL_VLAN_PRIORITY_MAXIMUM>(VSPROP_PORT_PRIORITY, Scope::port),
     byte(VSPROP_PORT_PRIORITY_RETAIN, Scope::port),

@@ -14,6 +14,12 @@ bool is_static(Database &database, RowId vswitch, MacKey const &key) {
          find_mac_row(database, vswitch, key, VS_MAC_ADDR_TYPE_USER).has_value();
 }
 
+// Learned addresses are seen in whole seconds, rounded down.
+std::int64_t whole_second(std::int64_t time) {
+  std::int64_t const rest = time % microseconds_per_second;
+  return time - (rest < 0 ? rest + microseconds_per_second : rest);
+}
+
 struct Limit {
   bool reached;
   bool is_of_port;
@@ -42,7 +48,7 @@ Learning learn_address(Database &database, RowId vswitch, Port const &port, Seen
   LearningSettings const settings = learning_settings(database, vswitch);
   if (!policy.learning || is_blocked(database, port.row))
     return Learning::ignored;
-  if (!settings.learn_static && is_static(database, vswitch, key))
+  if (settings.static_allowed && !settings.learn_static && is_static(database, vswitch, key))
     return Learning::ignored;
 
   std::int64_t const now = clock_now(database);
@@ -69,7 +75,7 @@ Learning learn_address(Database &database, RowId vswitch, Port const &port, Seen
                    VS_MAC_ADDR_TYPE_LEARNED,
                    port.row,
                    address.aging,
-                   now - address.age * microseconds_per_second,
+                   whole_second(now - address.age * microseconds_per_second),
                    is_known ? former->moves + moves : 0};
   if (is_known && !moves) {
     refresh_mac_row(database, vswitch, row);

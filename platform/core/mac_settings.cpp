@@ -50,7 +50,7 @@ bool has_global_learning_settings(Database &database) {
 
 void set_global_learning_settings(Database &database, VSMACLearningGlobalProps settings) {
   refuse_if(settings.agingTime > VS_MAC_LEARNING_AGING_TIME_MAX, QEL_BAD_PARAM);
-  refuse_if(settings.macLimit > VS_MAC_LEARNING_LIMIT_ENTRIES_DEFAULT, QEL_LIMIT_EXCEEDED);
+  refuse_if(settings.macLimit > most_learned, QEL_LIMIT_EXCEEDED);
   settings.learnStatic = static_cast<qel_Bool>(settings.learnStatic != 0);
   settings.staticMACAllow = static_cast<qel_Bool>(settings.staticMACAllow != 0);
   set_host_setting(database, global_settings_name, record_bytes(settings), Lifetime::persistent);

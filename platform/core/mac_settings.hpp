@@ -11,6 +11,9 @@
 
 namespace host {
 
+// Of addresses that a switch learns.
+inline constexpr std::uint32_t most_learned = 1048576;
+
 struct LearningSettings {
   std::uint32_t aging_time;  // seconds; 0 for never
   std::uint32_t mac_limit;

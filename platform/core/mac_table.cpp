@@ -35,6 +35,16 @@ std::int64_t oldest_seen(Database &database, RowId vswitch) {
   return host::oldest_seen(clock_now(database), learning_settings(database, vswitch));
 }
 
+// The client's own address; that which it was given, where it may have no other.
+std::optional<MacAddress> address_in_force(Database &database, RowId vswitch, PortRow const &port) {
+  PortClient const &client = port.client;
+  if (!client.own_mac || client.own_mac == client.mac)
+    return client.mac;
+  bool const may_change =
+      !(security_in_force(database, {vswitch, Scope::port, port.row}) & VSPORT_SECURITY_DISALLOW_MAC_CHANGE);
+  return may_change ? client.own_mac : client.mac;
+}
+
 // A table at one moment.
 class TableView {
  public:
@@ -54,15 +64,12 @@ class TableView {
   }
 
   void add_client(PortRow const &port) {
-    if (!port.client.mac)
+    std::optional<MacAddress> const mac = address_in_force(database_, vswitch_, port);
+    if (!mac)
       return;
     VlanPolicy const vlans = port_vlans(database_, vswitch_, port.row);
-    entries_.push_back({{*port.client.mac, access_vlan(vlans), QEL_VIRTUAL_NETWORK_ID_NONE},
-                        VS_MAC_ADDR_TYPE_STATIC,
-                        port.row,
-                        false,
-                        0,
-                        0});
+    entries_.push_back(
+        {{*mac, access_vlan(vlans), QEL_VIRTUAL_NETWORK_ID_NONE}, VS_MAC_ADDR_TYPE_STATIC, port.row, false, 0, 0});
   }
 
   std::vector<MacEntry> entries() &&;
@@ -96,6 +103,15 @@ std::int64_t oldest_seen(std::int64_t now, LearningSettings const &settings) {
   if (settings.aging_time == 0)
     return INT64_MIN;
   return now - settings.aging_time * microseconds_per_second;
+}
+
+void forget_aged_by_settings(Database &database, PropertyPlace const &place, std::string_view, std::string_view) {
+  forget_aged(database, place.vswitch, oldest_seen(database, place.vswitch));
+}
+
+void forget_all_aged(Database &database) {
+  for (Switch const &vswitch : load_switches(database))
+    forget_aged(database, vswitch.row, oldest_seen(database, vswitch.row));
 }
 
 std::vector<MacEntry> load_mac_table(Database &database, RowId vswitch, TableSide side) {

@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "platform/core/mac_settings.hpp"
+#include "platform/core/property_store.hpp"
 #include "platform/core/traffic.hpp"
 
 namespace host {
@@ -28,6 +29,11 @@ HOST_API void add_mac_entry(Database &database, RowId vswitch, Port const &port,
                             std::int64_t age = 0);
 // `type` may be VS_MAC_ADDR_TYPE_ALL. Refuses with QEL_NOT_FOUND.
 HOST_API void remove_mac_entry(Database &database, RowId vswitch, RowId port, MacKey const &key, std::int64_t type);
+
+// What has aged by the settings in force is gone for good: for a change of them, of a switch or of all.
+void forget_aged_by_settings(Database &database, PropertyPlace const &place, std::string_view former,
+                             std::string_view value);
+HOST_API void forget_all_aged(Database &database);
 
 // Entries last seen then or before have aged.
 std::int64_t oldest_seen(std::int64_t now, LearningSettings const &settings);

@@ -21,7 +21,7 @@ std::string admit_user_addresses(Database &database, PropertyPlace const &place,
 HOST_API std::string user_addresses_value(int count, VSMACEntries const *entries);
 
 // Refuses with QEL_EXISTS for a group that was joined before, and QEL_BAD_PARAM for one that cannot be joined.
-void join_multicast_group(Database &database, RowId vswitch, RowId port, JoinedGroup const &joined);
+HOST_API void join_multicast_group(Database &database, RowId vswitch, RowId port, JoinedGroup const &joined);
 
 // The hardware multicast addresses that a port receives while its switch does not snoop. In order, each once: the
 // user's for the port, the user's for the switch, the extra filter's, those of the client's groups, those that it wants

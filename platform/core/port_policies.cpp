@@ -8,6 +8,7 @@
 #include "platform/core/mac_settings.hpp"
 #include "platform/core/ports.hpp"
 #include "platform/core/property_values.hpp"
+#include "platform/core/traffic.hpp"
 
 namespace host {
 
@@ -147,11 +148,25 @@ std::string admit_private_vlan_map(Database &database, PropertyPlace const &plac
 // Nothing follows from a map. That it has something to apply makes a cleared map pass the rules above, too.
 void keep_private_vlan_map(Database &, PropertyPlace const &, std::string_view) {}
 
+void forget_private_vlans(Database &database, PropertyPlace const &place, std::string_view former,
+                          std::string_view value) {
+  std::vector<bool> vlans(static_cast<std::size_t>(last_vlan) + 1);
+  for (std::string_view const map : {former, value}) {
+    for (VSPvlanMapEntry const &entry : private_vlans(map))
+      vlans[entry.primaryVID] = vlans[entry.secondaryVID] = true;
+  }
+  forget_learned_in(database, place.vswitch, vlans);
+}
+
+void forget_learned_by_vlan(Database &database, PropertyPlace const &place, std::string_view, std::string_view) {
+  forget_learned_at(database, place.port);
+}
+
 std::string admit_mac_learning(Database &, PropertyPlace const &, std::string_view value) {
   auto const learning = record_from_value<VSPropMACLearning>(value);
   refuse_if(learning.agingTime > static_cast<std::uint32_t>(VS_MAC_LEARNING_AGING_TIME_MAX), QEL_BAD_PARAM);
   refuse_if(learning.reserved != 0, QEL_BAD_PARAM);
-  refuse_if(learning.macLimit > static_cast<std::uint32_t>(VS_MAC_LEARNING_LIMIT_ENTRIES_DEFAULT), QEL_LIMIT_EXCEEDED);
+  refuse_if(learning.macLimit > most_learned, QEL_LIMIT_EXCEEDED);
   return std::string(value);
 }
 

@@ -27,6 +27,12 @@ HOST_API std::string vlan_policy_value(VSPortVlanPolicy const &fixed, qel_HNQPor
 // VSPROP_PVLAN_MAP: VSPvlanMapEntry records.
 std::string admit_private_vlan_map(Database &database, PropertyPlace const &place, std::string_view value);
 void keep_private_vlan_map(Database &database, PropertyPlace const &place, std::string_view value);
+// What was learned in VLANs of either map.
+void forget_private_vlans(Database &database, PropertyPlace const &place, std::string_view former,
+                          std::string_view value);
+// What was learned at a port by another VLAN policy.
+void forget_learned_by_vlan(Database &database, PropertyPlace const &place, std::string_view former,
+                            std::string_view value);
 HOST_API std::size_t private_vlan_map_size(int count);
 
 // VSPROP_SWITCH_MAC_LEARNING: a VSPropMACLearning. VSPROP_PORT_MAC_MANAGEMENT: a VSPMACManagement.

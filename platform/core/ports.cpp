@@ -97,7 +97,12 @@ PortRow load_port(Database &database, RowId port) {
 }
 
 bool is_client_mac(Database &database, RowId vswitch, MacAddress const &mac) {
-  return database.rows("SELECT 1 FROM port WHERE vswitch = ? AND client_mac = ?", vswitch, Blob{mac_bytes(mac)}).next();
+  Blob const bytes{mac_bytes(mac)};
+  return database
+             .rows("SELECT 1 FROM port WHERE vswitch = ? AND client_mac = ? AND client_effective_mac IS NULL", vswitch,
+                   bytes)
+             .next() ||
+         database.rows("SELECT 1 FROM port WHERE vswitch = ? AND client_effective_mac = ?", vswitch, bytes).next();
 }
 
 void connect_client(Database &database, RowId port, std::int64_t client_type, std::string_view name,

@@ -81,7 +81,7 @@ HOST_API std::vector<PortRow> load_ports(Database &database, RowId vswitch);
 // Refuses with QEL_NOT_FOUND.
 HOST_API PortRow load_port(Database &database, RowId port);
 
-// The ports of the clients that have the address, and whether there is one.
+// Whether a client has the address, as its own or as the one that it was given.
 bool is_client_mac(Database &database, RowId vswitch, MacAddress const &mac);
 
 HOST_API void connect_client(Database &database, RowId port, std::int64_t client_type, std::string_view name,

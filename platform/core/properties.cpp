@@ -35,6 +35,33 @@ std::string value_or_default(Database &database, PropertyPlace place, std::strin
   return known->default_value(database, place);
 }
 
+// The value in effect before a change; after it, what followed from that one is forgotten if there is another now.
+class FormerValue {
+ public:
+  FormerValue(Database &database, PropertyPlace const &place, std::string_view name, KnownProperty const *known)
+      : database_(database), place_(place), name_(name), known_(known) {
+    if (known_ && known_->forget)
+      value_ = in_effect();
+  }
+
+  void forget_if_changed() const {
+    if (!known_ || !known_->forget)
+      return;
+    std::string const value = in_effect();
+    if (value != value_)
+      known_->forget(database_, place_, value_, value);
+  }
+
+ private:
+  std::string in_effect() const { return value_or_default(database_, place_, name_, Lifetime::until_boot, known_); }
+
+  Database &database_;
+  PropertyPlace const &place_;
+  std::string_view name_;
+  KnownProperty const *known_;
+  std::string value_;
+};
+
 PropertyPlace switch_place(RowId vswitch, std::string_view name) {
   return {vswitch, known_property(name)->home};
 }
@@ -54,12 +81,14 @@ void set_property(Database &database, PropertyPlace place, std::string_view name
     owner = *former_owner;
   }
   std::string const value = known ? known->admit(database, place, write.value) : std::string(write.value);
+  FormerValue const former(database, place, name, known);
 
   if (write.lifetime != Lifetime::persistent && former_owner && *former_owner != owner)
     store_owner(database, place, name, owner);
   store_value(database, place, name, {value, owner, write.lifetime, write.type});
   if (known && known->apply)
     known->apply(database, place, value);
+  former.forget_if_changed();
 }
 
 std::string get_property(Database &database, PropertyPlace place, std::string_view name, Lifetime lifetime,
@@ -82,6 +111,7 @@ void clear_property(Database &database, PropertyPlace place, std::string_view na
   if (actual_owner)
     refuse_if(is_other_owner(owner, *actual_owner), QEL_NO_PERMISSION);
 
+  FormerValue const former(database, place, name, known);
   if (!remove_value(database, place, name, lifetime)) {
     refuse_if(!has_default(known), QEL_NOT_FOUND);
     return;
@@ -90,6 +120,7 @@ void clear_property(Database &database, PropertyPlace place, std::string_view na
     std::string const value = value_or_default(database, place, name, Lifetime::until_boot, known);
     known->apply(database, place, known->admit(database, place, value));
   }
+  former.forget_if_changed();
 }
 
 void set_switch_property(Database &database, RowId vswitch, std::string_view name, std::string_view value) {

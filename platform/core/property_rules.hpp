@@ -18,6 +18,8 @@ struct KnownProperty {
   std::string (*default_value)(Database &, PropertyPlace const &);
   // Makes the rest of the state follow the value in effect. Refuses nothing. May be null.
   void (*apply)(Database &, PropertyPlace const &, std::string_view value);
+  // Forgets what was so by the former value in effect, where a write or a clearing has changed it. May be null.
+  void (*forget)(Database &, PropertyPlace const &, std::string_view former, std::string_view value) = nullptr;
 };
 
 // Null for a name without rules. The table is known_properties.cpp, where the rules of all families meet; they

@@ -64,10 +64,13 @@ class Object {
   std::string text_ = "{";
 };
 
-void write_line(Object const &line) {
+void write_line(Object const &line, int further_file = -1) {
   std::string const text = line.text() + "\n";
-  // One write, so that the lines of several processes never mix. Where it fails, the call matters more.
-  static_cast<void>(!write(trace_file.load(), text.data(), text.size()));
+  for (int const file : {trace_file.load(), further_file}) {
+    // One write, so that the lines of several processes never mix. Where it fails, the call matters more.
+    if (file >= 0)
+      static_cast<void>(!write(file, text.data(), text.size()));
+  }
 }
 
 // A trace that cannot be written must not change what a call does.
@@ -174,6 +177,21 @@ ReportAtExit report_at_exit;
 
 }  // namespace
 
+std::atomic<int> TraceFile::open_files{0};
+
+TraceFile::TraceFile(std::string const &path) {
+  char const *reason = nullptr;
+  descriptor_ = open_trace(path.c_str(), &reason);
+  if (reason)
+    throw Fault(ExceptionClass::os_error, QEL_WRITE_ERROR, path + ": cannot open the trace: " + reason);
+  ++open_files;
+}
+
+TraceFile::~TraceFile() {
+  --open_files;
+  close(descriptor_);
+}
+
 void start_trace() {
   std::lock_guard const lock(start_mutex);
   if (trace_state != TraceState::unknown)
@@ -217,7 +235,7 @@ void trace_call(TracedCall const &call) {
     }
     line.add("microseconds", call.microseconds);
     line.add("bytes", call.bytes);
-    write_line(line);
+    write_line(line, call.file ? call.file->descriptor() : -1);
   });
 }
 

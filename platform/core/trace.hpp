@@ -4,6 +4,7 @@
 #include <atomic>
 #include <cstddef>
 #include <cstdint>
+#include <string>
 #include <type_traits>
 
 #include "platform/core/export.hpp"
@@ -15,8 +16,27 @@ enum class TraceState : unsigned char { unknown, off, on };
 
 extern HOST_API std::atomic<TraceState> trace_state;
 
+// A file that takes the calls on one host, beside that of the environment.
+class HOST_API TraceFile {
+ public:
+  // Throws a fault where it cannot be opened.
+  explicit TraceFile(std::string const &path);
+  TraceFile(TraceFile const &) = delete;
+  TraceFile &operator=(TraceFile const &) = delete;
+  ~TraceFile();
+
+  int descriptor() const { return descriptor_; }
+
+  // How many there are in this process.
+  static std::atomic<int> open_files;
+
+ private:
+  int descriptor_;
+};
+
 inline bool may_trace() {
-  return trace_state.load(std::memory_order_relaxed) != TraceState::off;
+  return trace_state.load(std::memory_order_relaxed) != TraceState::off ||
+         TraceFile::open_files.load(std::memory_order_relaxed) != 0;
 }
 
 // The arguments of a call, kept as they are until the call has ended. Nothing here has a destructor: an abort jumps
@@ -80,6 +100,7 @@ struct TracedCall {
   char const *message;
   std::int64_t microseconds;
   std::size_t bytes;
+  TraceFile const *file;  // that of the host, or null
 };
 
 void trace_call(TracedCall const &call);

@@ -183,6 +183,32 @@ void forget_client_traffic(Database &database, RowId port) {
   database.execute("DELETE FROM rtm_saved_multicast_source WHERE port = ?", port);
 }
 
+void forget_learned_at(Database &database, RowId port) {
+  database.execute("DELETE FROM mac_entry WHERE port = ? AND type = ?", port, VS_MAC_ADDR_TYPE_LEARNED);
+}
+
+void forget_learned_in(Database &database, RowId vswitch, std::vector<bool> const &vlans) {
+  for (std::size_t vlan = 0; vlan < vlans.size(); ++vlan) {
+    if (vlans[vlan]) {
+      database.execute("DELETE FROM mac_entry WHERE vswitch = ? AND type = ? AND vid = ?", vswitch,
+                       VS_MAC_ADDR_TYPE_LEARNED, vlan);
+    }
+  }
+}
+
+void forget_aged(Database &database, RowId vswitch, std::int64_t oldest) {
+  database.execute("DELETE FROM mac_entry WHERE vswitch = ? AND type = ? AND aging AND seen <= ?", vswitch,
+                   VS_MAC_ADDR_TYPE_LEARNED, oldest);
+}
+
+void forget_own_groups(Database &database, RowId port) {
+  database.execute(
+      "DELETE FROM multicast_source WHERE port = ?1 AND group_address IN"
+      " (SELECT address FROM multicast_group WHERE port = ?1 AND expiry IS NULL)",
+      port);
+  database.execute("DELETE FROM multicast_group WHERE port = ? AND expiry IS NULL", port);
+}
+
 // ---- counters ------------------------------------------------------------------------------------------
 
 PortCounters load_port_counters(Database &database, RowId port) {

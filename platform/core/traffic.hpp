@@ -30,6 +30,13 @@ void forget_all_saved_traffic(Database &database);
 // What was learned at a port and what its client has joined: it was the former client's.
 void forget_client_traffic(Database &database, RowId port);
 
+// What was learned at a port, or in VLANs of a switch (by VLAN), or has aged there.
+HOST_API void forget_learned_at(Database &database, RowId port);
+void forget_learned_in(Database &database, RowId vswitch, std::vector<bool> const &vlans);
+void forget_aged(Database &database, RowId vswitch, std::int64_t oldest);
+// The groups that a client has joined by itself, not by reports in frames.
+HOST_API void forget_own_groups(Database &database, RowId port);
+
 // ---- counters ------------------------------------------------------------------------------------------
 
 // By the names that boot descriptions have for them, which are those of the columns.

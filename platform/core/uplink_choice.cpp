@@ -144,11 +144,13 @@ void announce_clients(Database &database, RowId vswitch) {
   store_switch_counters(database, vswitch, counters);
 }
 
-// A switch whose teaming notifies the physical network announces the addresses of its clients when the link of an
-// uplink of its team has changed.
+// What was learned at an uplink whose link is down now is gone. A switch whose teaming notifies the physical network
+// announces the addresses of its clients when the link of an uplink of its team has changed.
 void announce_change(Database &database, RowId vswitch, Uplink const &former) {
   if (find_uplink(database, vswitch, former.name).link_up == former.link_up)
     return;
+  if (former.link_up)
+    forget_learned_at(database, former.port);
   VSTeamPolicy const policy = switch_policy(database, vswitch);
   if (!(policy.flags & TEAM_FRP_FLAG_NOTIFY_SWITCH))
     return;
@@ -172,6 +174,20 @@ Uplink choose_uplink(Database &database, std::uint32_t port_number) {
   std::optional<UplinkPosition> const chosen = forwarding::choose(team, members, chooser, nullptr);
   refuse_if(!chosen, QEL_ENETDOWN);
   return uplinks[*chosen];
+}
+
+bool is_tracked_down(Database &database, RowId vswitch, RowId port_row) {
+  PropertyPlace const place{vswitch, Scope::port, port_row};
+  std::vector<Uplink> const uplinks = load_uplinks(database, vswitch);
+  TeamPort const port = team_port(database, place, uplinks);
+  Team const team = port_team(database, place, uplinks);
+  // A port that is tied to an uplink has no policy.
+  if (port.tied || !team.has(TEAM_FRP_FLAG_LST))
+    return false;
+  std::vector<Member> members;
+  for (Uplink const &uplink : uplinks)
+    members.push_back(team_member(database, vswitch, team, uplink));
+  return forwarding::fit_uplinks(team, members, port.numa_node).count == 0;
 }
 
 std::string dvport_of_uplink(Database &database, std::string_view uplink) {

@@ -10,6 +10,9 @@ namespace host {
 // Refuses with QEL_NOT_FOUND (no such port), QEL_BAD_PARAM (an uplink) or QEL_ENETDOWN (no uplink is fit).
 HOST_API Uplink choose_uplink(Database &database, std::uint32_t port_number);
 
+// Whether link state tracking takes the link of a client down: no uplink of its policy is fit.
+bool is_tracked_down(Database &database, RowId vswitch, RowId port);
+
 // The teaming policy of a switch, and that which holds for a port with one of its own or of a logical switch.
 // `uplinks`: those of the switch, by whose order the policies name them.
 HOST_API forwarding::Team switch_team(Database &database, RowId vswitch, std::vector<Uplink> const &uplinks);

@@ -68,6 +68,14 @@ void set_admin_link_state(Database &database, Uplink const &uplink, bool up) {
       up, clock_now(database), *uplink.nic);
 }
 
+void set_nic_errors(Database &database, RowId nic, std::int64_t percent) {
+  database.execute("UPDATE physical_nic SET errors = ? WHERE id = ?", percent, nic);
+}
+
+void set_nic_segment(Database &database, RowId nic, std::string_view segment) {
+  database.execute("UPDATE physical_nic SET segment = ? WHERE id = ?", segment, nic);
+}
+
 void set_all_nics_up(Database &database) {
   database.execute("UPDATE physical_nic SET admin_up = 1, recovery = 0, link_back = NULL");
 }

@@ -61,6 +61,9 @@ HOST_API std::vector<NicRow> load_nics(Database &database);
 void set_carrier(Database &database, RowId nic, bool up);
 // Refuses with QEL_NO_SUCH_DEVICE.
 void set_admin_link_state(Database &database, Uplink const &uplink, bool up);
+// How many percent of its frames are damaged, and whose beacons it hears.
+HOST_API void set_nic_errors(Database &database, RowId nic, std::int64_t percent);
+HOST_API void set_nic_segment(Database &database, RowId nic, std::string_view segment);
 void set_all_nics_up(Database &database);
 // Teaming looks up on which NUMA node the NIC of each uplink port is: of one switch, or of all.
 HOST_API void refresh_numa_nodes(Database &database, RowId vswitch);

@@ -20,10 +20,11 @@ std::vector<StoredProperty> admitted_properties(Database &database, PropertyPlac
 }
 
 WholePort load_whole_port(Database &database, RowId vswitch, PortRow port) {
-  WholePort whole{std::move(port), {}, {}, {}};
+  WholePort whole{std::move(port), {}, {}, {}, {}};
   RowId const row = whole.port.row;
   whole.properties = admitted_properties(database, {vswitch, Scope::port, row});
   whole.by_hand = user_mac_rows(database, row);
+  whole.multicast_macs = client_multicast_macs(database, row);
   whole.groups = joined_groups(database, row);
   return whole;
 }
@@ -52,7 +53,7 @@ WholeSwitch load_whole_switch(Database &database, Switch vswitch) {
 }  // namespace
 
 WholeHost load_host(Database &database) {
-  WholeHost host{clock_is_stopped(database), clock_now(database), std::nullopt, {}, {}, {}};
+  WholeHost host{clock_is_stopped(database), clock_now(database), std::nullopt, {}, load_stacks(database), {}, {}};
   if (has_global_learning_settings(database))
     host.mac_learning = global_learning_settings(database);
   for (std::uint16_t type = 0; type < VS_NUM_RT_OPT; ++type) {
@@ -63,7 +64,8 @@ WholeHost load_host(Database &database) {
     host.switches.push_back(load_whole_switch(database, std::move(vswitch)));
   for (NicRow &nic : load_nics(database)) {
     std::optional<BoundUplink> const bound = bound_uplink(database, nic.row);
-    WholeNic whole{std::move(nic), std::nullopt, bound ? bound->name : ""};
+    std::optional<LacpPartner> partner = load_partner(database, nic.row);
+    WholeNic whole{std::move(nic), std::move(partner), std::nullopt, bound ? bound->name : ""};
     for (std::size_t i = 0; bound && i < host.switches.size(); ++i) {
       if (host.switches[i].vswitch.row == bound->vswitch)
         whole.vswitch = i;

@@ -5,9 +5,11 @@
 #include <string>
 #include <vector>
 
+#include "platform/core/lacp_partner.hpp"
 #include "platform/core/lags.hpp"
 #include "platform/core/mac_settings.hpp"
 #include "platform/core/runtime_options.hpp"
+#include "platform/core/stacks.hpp"
 #include "platform/core/switches.hpp"
 #include "platform/core/traffic.hpp"
 #include "platform/core/typed_properties.hpp"
@@ -20,6 +22,7 @@ struct WholePort {
   // Both values of each property, without those that the rules of their names do not admit any more.
   std::vector<StoredProperty> properties;
   std::vector<MacRow> by_hand;
+  std::vector<MacAddress> multicast_macs;
   std::vector<JoinedGroup> groups;
 };
 
@@ -41,6 +44,7 @@ struct WholeSwitch {
 
 struct WholeNic {
   NicRow row;
+  std::optional<LacpPartner> partner;
   std::optional<std::size_t> vswitch;  // the position of the switch that it is behind
   std::string uplink;                  // the name of the uplink port
 };
@@ -50,6 +54,7 @@ struct WholeHost {
   std::int64_t now;
   std::optional<VSMACLearningGlobalProps> mac_learning;  // none for the defaults
   std::vector<RuntimeOption> runtime_options;            // those that are set
+  std::vector<Stack> stacks;                             // those that are described
   std::vector<WholeNic> nics;
   std::vector<WholeSwitch> switches;  // in the order of creation
 };

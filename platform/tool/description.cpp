@@ -130,6 +130,10 @@ Json plain_ports(WholeHost const &host, WholeSwitch const &vswitch) {
     add_port_state(host, port, properties, json);
     Json client = described_client(port.port);
     if (!client.is_null()) {
+      Json macs = Json::array();
+      for (MacAddress const &mac : port.multicast_macs)
+        macs.push_back(mac_text(mac));
+      add_list(client, "multicast_macs", std::move(macs));
       json["client"] = std::move(client);
       add_list(json, "multicast_groups", described_groups(port));
     }
@@ -159,14 +163,32 @@ Json described_uplinks(WholeHost const &host, WholeSwitch const &vswitch) {
   return uplinks;
 }
 
+Json described_lag(Lag const &lag, Json members) {
+  LagSettings const &settings = lag.settings;
+  Json json{{"name", lag.name}, {"mode", settings.mode}, {"fast", settings.fast}, {"hash", settings.hash}};
+  if (settings.system)
+    json["system"] = mac_text(*settings.system);
+  json["system_priority"] = settings.system_priority;
+  if (settings.key)
+    json["key"] = *settings.key;
+  json["max_active"] = settings.max_active;
+  json["fallback"] = settings.fallback;
+  json["members"] = std::move(members);
+  return json;
+}
+
 // What LACP negotiated, whatever the link is now. A member whose uplink port is gone is left out.
 Json described_lags(WholeSwitch const &vswitch) {
   Json lags = Json::array();
   for (Lag const &lag : vswitch.lags) {
     Json members = Json::array();
-    for (LagMember const &member : lag.members)
-      members.push_back({{"uplink", member.uplink.name}, {"lacp", up_or_down(member.negotiated)}});
-    lags.push_back({{"name", lag.name}, {"members", std::move(members)}});
+    for (LagMember const &member : lag.members) {
+      Json described{{"uplink", member.uplink.name}};
+      if (lag.settings.is_fixed())
+        described["lacp"] = up_or_down(member.negotiated);
+      members.push_back(std::move(described));
+    }
+    lags.push_back(described_lag(lag, std::move(members)));
   }
   return lags;
 }
@@ -203,6 +225,44 @@ Json described_options(WholeHost const &host) {
     options[runtime_option_name(option.type)] = is_text_option(option.type) ? Json(option.text) : Json(option.number);
   }
   return options;
+}
+
+Json described_stacks(WholeHost const &host) {
+  Json stacks = Json::object();
+  for (Stack const &stack : host.stacks) {
+    Json json = Json::object();
+    if (stack.mac)
+      json["mac"] = mac_text(*stack.mac);
+    json["gateway_mac"] = mac_text(stack.gateway_mac);
+    json["ipv4"] = ip_text(stack.ipv4);
+    json["ipv6"] = ip_text(stack.ipv6);
+    json["vlan"] = stack.vlan;
+    json["ttl"] = stack.ttl;
+    json["dscp"] = stack.dscp;
+    stacks[stack.name] = std::move(json);
+  }
+  return stacks;
+}
+
+Json described_partner(LacpPartner const &partner) {
+  return {{"system", mac_text(partner.system)},
+          {"system_priority", partner.system_priority},
+          {"key", partner.key},
+          {"port", partner.port},
+          {"port_priority", partner.port_priority},
+          {"active", partner.active},
+          {"fast", partner.fast},
+          {"aggregatable", partner.aggregatable},
+          {"on", partner.on}};
+}
+
+// Without what runs: errors.
+Json exported_nic(WholeNic const &nic) {
+  Json json = described_nic(nic.row.nic);
+  json["segment"] = nic.row.nic.segment;
+  if (nic.partner)
+    json["partner"] = described_partner(*nic.partner);
+  return json;
 }
 
 }  // namespace
@@ -259,9 +319,10 @@ Json boot_description(Database &database) {
                             {"allow_static", host.mac_learning->staticMACAllow != 0}};
   }
   add_list(json, "runtime_options", described_options(host));
+  add_list(json, "stacks", described_stacks(host));
   json["physical_nics"] = Json::array();
   for (WholeNic const &nic : host.nics)
-    json["physical_nics"].push_back(described_nic(nic.row.nic));
+    json["physical_nics"].push_back(exported_nic(nic));
   json["switches"] = Json::array();
   for (WholeSwitch const &vswitch : host.switches)
     json["switches"].push_back(switch_description(host, vswitch));

@@ -1,56 +1,16 @@
 // The commands for faults on demand.
-#include <dlfcn.h>
-
-#include <cmath>
 #include <memory>
 #include <optional>
 
-#include "platform/core/faults.hpp"
-#include "platform/core/status_names.hpp"
+#include "platform/core/fault_words.hpp"
 #include "platform/tool/inventory.hpp"
 #include "platform/tool/session.hpp"
-#include "platform/tool/words.hpp"
 
 namespace tool {
 
 namespace {
 
 using namespace host;
-
-struct FaultOptions {
-  std::string kind;
-  std::string call;
-  std::string status = "QEL_FAILURE";
-  std::string exception = "RuntimeError";
-  std::string message = "a fault on demand";
-  std::uint32_t milliseconds = 0;
-  std::uint32_t skip = 0;
-  std::optional<std::uint32_t> times;
-  double probability = 1;
-  std::uint64_t seed = 0;
-};
-
-FaultRule rule_of(FaultOptions const &options) {
-  FaultRule rule;
-  rule.kind = fault_kinds.at(options.kind);
-  rule.call = options.call;
-  std::optional<Status> const status = status_by_name(options.status);
-  if (!status || *status == QEL_OK)
-    throw Refused(options.status + ": is not the name of a failing status");
-  if (!options.call.empty() && !dlsym(RTLD_DEFAULT, options.call.c_str()))
-    throw Refused(options.call + ": the host has no such function");
-  if (rule.kind == FaultKind::delay && options.milliseconds == 0)
-    throw Refused("a delay needs --milliseconds");
-  rule.status = *status;
-  rule.exception_class = exceptions.at(options.exception);
-  rule.message = options.message;
-  rule.milliseconds = options.milliseconds;
-  rule.skip = options.skip;
-  rule.times = options.times;
-  rule.in_million = static_cast<std::uint32_t>(std::lround(options.probability * always_in_million));
-  rule.generator = options.seed;
-  return rule;
-}
 
 std::string fault_line(Json const &rule) {
   std::string line = rule["number"].dump() + ": " + rule["kind"].get<std::string>() + " " +
@@ -63,7 +23,7 @@ std::string fault_line(Json const &rule) {
 }
 
 void add_fault_command(CLI::App &parent, Session &session) {
-  auto options = std::make_shared<FaultOptions>();
+  auto options = std::make_shared<DescribedFault>();
   CLI::App *command = parent.add_subcommand("add", "Adds a rule: which calls it meets, and what happens to them");
   command
       ->add_option("kind", options->kind,
@@ -85,7 +45,7 @@ void add_fault_command(CLI::App &parent, Session &session) {
       ->check(CLI::Range(0.000001, 1.0));
   command->add_option("--seed", options->seed, "Where the random numbers start: the same seed meets the same calls");
   command->callback([options, &session] {
-    FaultRule const rule = rule_of(*options);
+    FaultRule const rule = fault_rule(*options);
     std::int64_t number = 0;
     change_host([&](Database &database) { number = add_fault(database, rule); });
     session.answer("fault " + std::to_string(number) + " added\n", {{"number", number}});

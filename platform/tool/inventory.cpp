@@ -4,10 +4,10 @@
 #include <algorithm>
 
 #include "platform/core/constants.hpp"
+#include "platform/core/fault_words.hpp"
 #include "platform/core/host_row.hpp"
 #include "platform/core/status_names.hpp"
 #include "platform/tool/description.hpp"
-#include "platform/tool/words.hpp"
 
 namespace tool {
 

@@ -115,6 +115,7 @@ int VSQEL_SetGlobalMACLearningProps(VSMACLearningGlobalProps *props) {
   return update([&](Database &database) {
     refuse_if(!props, QEL_BAD_PARAM);
     set_global_learning_settings(database, *props);
+    forget_all_aged(database);
   });
 }
 

@@ -162,7 +162,7 @@ TEST_F(PortPolicies, refused_mac_learning_of_a_switch) {
   sample.reserved = 1;
   EXPECT_STATUS(QEL_BAD_PARAM, VSDVS_SetMACLearning("workload", &sample));
   sample.reserved = 0;
-  sample.macLimit = 65537;
+  sample.macLimit = 1048577;
   EXPECT_STATUS(QEL_LIMIT_EXCEEDED, VSDVS_SetMACLearning("workload", &sample));
   EXPECT_STATUS(QEL_BAD_PARAM, VSDVS_SetMACLearning("workload", nullptr));
   EXPECT_STATUS(QEL_BAD_PARAM, VSDVS_GetMACLearning("workload", nullptr));
