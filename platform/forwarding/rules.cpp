@@ -15,6 +15,7 @@ struct RuleRow {
 constexpr RuleRow rules[] = {
 #define RULE(name, id, text) {id, text},
 #include "platform/forwarding/rules.def"
+#include "platform/forwarding/rules_of_host.def"
 #include "platform/forwarding/rules_missing.def"
 #undef RULE
 };

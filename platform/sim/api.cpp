@@ -5,28 +5,17 @@
 #include "platform/core/boot.hpp"
 #include "platform/core/host_row.hpp"
 #include "platform/core/snapshot.hpp"
-#include "platform/sim/entry.hpp"
+#include "platform/sim/arguments.hpp"
 #include "platform/sim/lookup.hpp"
-#include "platform/sim/simulation.hpp"
 
 namespace {
 
+using sim::clear;
 using sim::entry;
 using sim::fail;
 using sim::require;
 using sim::Simulation;
-
-Simulation &of(vssim_host *host) {
-  require(host, "no host");
-  return static_cast<Simulation &>(*host);
-}
-
-// Where a result is handed out: null until it is whole.
-template <typename Result>
-void clear(Result *out) {
-  require(out, "no place for the result");
-  *out = {};
-}
+using sim::simulation;
 
 // Runs an operation that fills a result, which the caller may not want.
 template <typename Operation>
@@ -65,7 +54,7 @@ int vssim_open(char const *path, char const *boot_json, vssim_host **host) {
 
 char const *vssim_path(vssim_host *host) {
   char const *path = nullptr;
-  static_cast<void>(entry([&] { path = of(host).path(); }));
+  static_cast<void>(entry([&] { path = simulation(host).path(); }));
   return path;
 }
 
@@ -84,21 +73,21 @@ int vssim_current(vssim_host **host) {
 int vssim_fork(vssim_host *host, vssim_host **copy) {
   return entry([&] {
     clear(copy);
-    *copy = &of(host).fork();
+    *copy = &simulation(host).fork();
   });
 }
 
 int vssim_use(vssim_host *host) {
-  return entry([&] { of(host).use(); });
+  return entry([&] { simulation(host).use(); });
 }
 
 int vssim_unuse(vssim_host *host) {
-  return entry([&] { of(host).unuse(); });
+  return entry([&] { simulation(host).unuse(); });
 }
 
 int vssim_reset(vssim_host *host) {
   return entry([&] {
-    of(host).work([](host::Database &database) {
+    simulation(host).work([](host::Database &database) {
       host::Transaction transaction(database, false);
       std::string const description = host::host_description(database);
       transaction.commit();
@@ -108,14 +97,15 @@ int vssim_reset(vssim_host *host) {
 }
 
 int vssim_boot(vssim_host *host) {
-  return entry(
-      [&] { of(host).change([](host::Database &database, sim::Endpoints const &) { host::boot_again(database); }); });
+  return entry([&] {
+    simulation(host).change([](host::Database &database, sim::Endpoints const &) { host::boot_again(database); });
+  });
 }
 
 int vssim_snapshot(vssim_host *host, char const *path, int force) {
   return entry([&] {
     require(path && *path, "no path");
-    of(host).work([&](host::Database &database) {
+    simulation(host).work([&](host::Database &database) {
       if (!force && std::filesystem::exists(path))
         fail(VSSIM_FAILED, std::string(path) + ": is there already; --force replaces it");
       host::save_snapshot(database, path);
@@ -125,7 +115,7 @@ int vssim_snapshot(vssim_host *host, char const *path, int force) {
 
 void vssim_close(vssim_host *host) {
   if (host)
-    static_cast<void>(entry([&] { of(host).release(); }));
+    static_cast<void>(entry([&] { simulation(host).release(); }));
 }
 
 // ---- endpoints ----------------------------------------------------------------------------------------------------
@@ -134,7 +124,7 @@ int vssim_port(vssim_host *host, char const *alias, char const *dvport_id, vssim
   return entry([&] {
     clear(endpoint);
     require(alias && dvport_id, "no name");
-    of(host).read([&](host::Database &database, sim::Endpoints &endpoints) {
+    simulation(host).read([&](host::Database &database, sim::Endpoints &endpoints) {
       *endpoint = endpoints.number_of_port(sim::port_named(database, alias, dvport_id).row, alias, dvport_id);
     });
   });
@@ -144,7 +134,7 @@ int vssim_nic(vssim_host *host, char const *name, vssim_endpoint *endpoint) {
   return entry([&] {
     clear(endpoint);
     require(name, "no name");
-    of(host).read([&](host::Database &database, sim::Endpoints &endpoints) {
+    simulation(host).read([&](host::Database &database, sim::Endpoints &endpoints) {
       *endpoint = endpoints.number_of_nic(sim::nic_named(database, name), name);
     });
   });
@@ -154,7 +144,7 @@ int vssim_endpoint_name(vssim_host *host, vssim_endpoint endpoint, char const **
   return entry([&] {
     clear(alias);
     clear(name);
-    sim::Endpoints::Name const called = of(host).endpoint_name(endpoint);
+    sim::Endpoints::Name const called = simulation(host).endpoint_name(endpoint);
     *alias = called.alias;
     *name = called.name;
   });
@@ -169,7 +159,7 @@ int vssim_send(vssim_host *host, vssim_frame const *frames, uint32_t count, uint
       require((flags & ~static_cast<uint32_t>(VSSIM_COUNT_ONLY)) == 0, "an unknown flag");
       sim::SendOptions options;
       options.count_only = flags & VSSIM_COUNT_ONLY;
-      of(host).send({frames, count}, options, made);
+      simulation(host).send({frames, count}, options, made);
     });
   });
 }
@@ -179,7 +169,7 @@ int vssim_explain(vssim_host *host, vssim_frame const *frame, vssim_result **res
     clear(result);
     with_result(result, [&](vssim_result &made) {
       require(frame, "no frame");
-      of(host).explain(*frame, made);
+      simulation(host).explain(*frame, made);
     });
   });
 }
@@ -189,7 +179,7 @@ int vssim_advance(vssim_host *host, int64_t microseconds, vssim_result **result)
     with_result(result, [&](vssim_result &made) {
       sim::SendOptions options;
       options.advance_by = microseconds;
-      of(host).send({}, options, made);
+      simulation(host).send({}, options, made);
     });
   });
 }
@@ -201,7 +191,7 @@ int vssim_now(vssim_host *host, int64_t *microseconds, int *stopped) {
     if (stopped)
       *stopped = 0;
     clear(microseconds);
-    vssim_host::Time const time = of(host).time();
+    vssim_host::Time const time = simulation(host).time();
     *microseconds = time.now;
     if (stopped)
       *stopped = time.is_stopped;
@@ -211,10 +201,10 @@ int vssim_now(vssim_host *host, int64_t *microseconds, int *stopped) {
 int vssim_stop_clock(vssim_host *host, int64_t at) {
   return entry([&] {
     require(at >= -1, "a time before the epoch");
-    of(host).stop_clock(at == -1 ? std::nullopt : std::optional(at));
+    simulation(host).stop_clock(at == -1 ? std::nullopt : std::optional(at));
   });
 }
 
 int vssim_run_clock(vssim_host *host) {
-  return entry([&] { of(host).run_clock(); });
+  return entry([&] { simulation(host).run_clock(); });
 }

@@ -261,6 +261,12 @@ void Simulation::run_clock() {
 
 // ---- endpoints and taps -------------------------------------------------------------------------------------------
 
+void Simulation::trace(std::shared_ptr<host::TraceFile> file) {
+  std::shared_ptr<host::Host> const core = core_.lock();
+  host::HostLock const lock(core);
+  core->trace = std::move(file);
+}
+
 Endpoints::Name Simulation::endpoint_name(vssim_endpoint endpoint) {
   host::HostLock const lock(core_.lock());
   return endpoints_.name(endpoint);

@@ -74,6 +74,8 @@ class Simulation final : public vssim_host {
     Lock const lock(*this);
     body(lock.database);
   }
+  // Of calls on the host; null: none.
+  void trace(std::shared_ptr<host::TraceFile> file);
   // With the host locked, but without its state.
   Endpoints::Name endpoint_name(vssim_endpoint endpoint);
 

@@ -19,6 +19,8 @@
 #include <utility>
 #include <vector>
 
+#include "interface/distributed_switch_configuration.h"
+#include "platform/core/host.hpp"
 #include "platform/sim/vswitch_sim.h"
 
 using Json = nlohmann::json;
@@ -174,15 +176,25 @@ inline Result explain(OwnedHost const &host, vssim_endpoint endpoint, std::strin
 
 using Lines = std::vector<std::string>;
 
-// The JSON that a function of this kind hands out.
-template <typename... Arguments>
-Json asked(int (*function)(vssim_host *, Arguments..., char **), OwnedHost const &host,
-           std::type_identity_t<Arguments>... arguments) {
-  char *text = nullptr;
-  EXPECT_OK(function(host.get(), arguments..., &text));
-  Json const json = text ? Json::parse(text) : Json();
+inline Json taken(char *text) {
+  Json json = text ? Json::parse(text) : Json();
   vssim_free(text);
   return json;
+}
+
+// The JSON that a function of these kinds hands out.
+inline Json asked(int (*function)(vssim_host *, char **), OwnedHost const &host) {
+  char *text = nullptr;
+  EXPECT_OK(function(host.get(), &text));
+  return taken(text);
+}
+
+template <typename Argument>
+Json asked(int (*function)(vssim_host *, Argument, char **), OwnedHost const &host,
+           std::type_identity_t<Argument> argument) {
+  char *text = nullptr;
+  EXPECT_OK(function(host.get(), argument, &text));
+  return taken(text);
 }
 
 // A switch with three clients, a and b and c, and one uplink.
@@ -213,10 +225,32 @@ class SimTest : public testing::Test {
   }
   void TearDown() override {
     host.reset();
+    ::host::close_host();
     std::filesystem::remove_all(folder);
   }
 
   OwnedHost file_host(char const *boot = small_host) const { return open_host_at((folder / "host.db").c_str(), boot); }
+
+  // The port learns from now on.
+  void learn_at(char const *dvport_id) const {
+    ASSERT_OK(vssim_use(host.get()));
+    VSPMACLearning policy{};
+    policy.learning = policy.flooding = 1;
+    policy.macLimit = 4096;
+    EXPECT_EQ(0, VSDVS_SetPortMACLearning("sw", dvport_id, &policy));
+    ASSERT_OK(vssim_unuse(host.get()));
+  }
+
+  // What is learned in the switch's tables: "02:00:00:00:07:77 a", and how long ago it was seen.
+  static Lines learned(OwnedHost const &of) {
+    Lines lines;
+    for (Json const &entry : asked<char const *>(vssim_mac_table, of, "sw")) {
+      if (entry["type"] == "learned")
+        lines.push_back(entry["mac"].get<std::string>() + " " + entry["port"].get<std::string>() + " " +
+                        std::to_string(entry["elapsed"].get<int>()));
+    }
+    return lines;
+  }
 
   std::filesystem::path folder;
   OwnedHost host;
