@@ -52,7 +52,6 @@ struct RecordContents {
   bool copied = false;  // an index gives copies of the records, as the module's function does
   Scalar scalar{};
 };
-};
 
 // Null for a record that counts nothing. Records by their position in the module's table.
 const RecordContents *contents_of(std::size_t record);
