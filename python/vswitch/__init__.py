@@ -21,6 +21,8 @@ if TYPE_CHECKING:
     from vswitch.desired.plan import Operation as Operation
     from vswitch.desired.plan import Plan as Plan
     from vswitch.desired.published import schema as schema
+    from vswitch.desired.rehearse import Connectivity as Connectivity
+    from vswitch.desired.rehearse import Rehearsal as Rehearsal
     from vswitch.enums import *
     from vswitch.errors import *
     from vswitch.handles.collection import *
@@ -69,6 +71,7 @@ _PLACES = {
     "desired.apply": "ApplyResult Confirmation",
     "desired.plan": "Operation Plan",
     "desired.published": "schema",
+    "desired.rehearse": "Connectivity Rehearsal",
     "errors": (
         "AlreadyExists ApplyError BadImage BadParameter Busy DocumentError Error Failed LimitExceeded NoMemory NoSpace"
         " NotFound NotSupported NotVerified PermissionDenied PlanChanged ReadOnly TimedOut WrongState"

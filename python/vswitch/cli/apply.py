@@ -12,7 +12,7 @@ import click
 from vswitch import Host
 from vswitch.cli import DIFFERENT, FAILED, OK
 from vswitch.cli.grammar import FILE, PATH, argument, option, verb
-from vswitch.cli.output import Style, answer, console, on_terminal, put_diff, put_json
+from vswitch.cli.output import Style, answer, console, on_terminal, put, put_diff, put_json
 from vswitch.desired.names import split
 
 
@@ -55,6 +55,25 @@ def drift(style: Style, file: str, exact: bool | None) -> int:
     else:
         put_diff(style, made.diff())
     return DIFFERENT if made else OK
+
+
+@verb(argument("file", FILE), EXACT)
+def rehearse(style: Style, file: str, exact: bool | None) -> int:
+    """Apply the document in FILE to a simulated twin of the host: exit code 1 if that fails, 3 if connections are lost."""
+    made = Host().plan(_document(file), exact=exact)
+    if not style.json:
+        put_diff(style, made.diff())
+    found = made.rehearse()
+    if style.json:
+        put_json(style, found.to_dict())
+    else:
+        put(style, "works" if found.ok else str(found.error))
+        lines = [f"+ {one} -> {other}" for one, other in sorted(found.connectivity.gained)]
+        lines += [f"- {one} -> {other}" for one, other in sorted(found.connectivity.lost)]
+        put(style, "\n".join(lines))
+    if not found.ok:
+        return FAILED
+    return DIFFERENT if found.connectivity.lost else OK
 
 
 def _planned(file: str | None, planned: str | None, exact: bool | None) -> Any:

@@ -50,6 +50,7 @@ VERBS: Mapping[str, str | tuple[str, Mapping[str, str]]] = {
     "drift": "apply:drift",
     "plan": "apply:plan",
     "apply": "apply:apply",
+    "rehearse": "apply:rehearse",
     "confirm": "apply:confirm",
     "revert": "apply:revert",
     "pending": "tables:pending",

@@ -16,6 +16,7 @@ from vswitch.errors import DocumentError
 
 if TYPE_CHECKING:
     from vswitch.desired.apply import ApplyResult
+    from vswitch.desired.rehearse import Rehearsal
 
 FORMAT = 1
 
@@ -141,6 +142,14 @@ class Plan(Sequence[Operation]):
         from vswitch.desired.apply import apply
 
         return apply(self, progress=progress, confirm_within=confirm_within, verify=verify)
+
+    def rehearse(self) -> Rehearsal:
+        """Applies the plan to a private simulated twin of the host, in a process of its own: whether it works, what the
+        host is afterwards, and whom it cuts off. The host itself is only read. NotSupported where the simulated host is
+        not installed (VSWITCH_SIMULATED_HOST names the folder of its libraries)."""
+        from vswitch.desired.rehearse import rehearse
+
+        return rehearse(self)
 
 
 # ---- as text --------------------------------------------------------------------------------------------------
