@@ -134,6 +134,13 @@ def test_from_bytes_writes_only_where_the_record_has_its_memory():
         MadeOtherwise.made = made
         with pytest.raises(TypeError):
             MadeOtherwise.from_bytes(data)
+    for made, message in (
+        (None, "'MadeOtherwise' made no record but 'NoneType'"),
+        (vs.VSStats(), "'MadeOtherwise' made another record, 'libvswitch.VSStats'"),
+    ):
+        MadeOtherwise.made = made
+        with pytest.raises(TypeError, match=f"^{message}$"):
+            MadeOtherwise.from_bytes(data)
     for kind, message in (
         (NeverConstructed, "the record has no memory"),
         (ReleasedAtOnce, "the memory of this .*ReleasedAtOnce was released"),

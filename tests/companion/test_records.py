@@ -131,6 +131,20 @@ def test_fields_and_methods_describe_themselves():
         vs.VSLAGStatus.get_uplink_name(vs.VSLAGStatus(), index=0)
 
 
+def test_members_are_there_whoever_has_looked_for_them_too_early(script):
+    """They are made when a class is first looked at; the interpreter remembers where it has found nothing."""
+    script(
+        """
+        import libvswitch as vs
+        try:
+            type.__getattribute__(vs.VSInfo, "mtu")
+        except AttributeError:
+            pass
+        assert vs.VSInfo.mtu.__name__ == "mtu" and vs.VSInfo().mtu == 0
+        """
+    )
+
+
 def test_nested_records_are_views_of_their_class():
     signature = vs.qel_MgmtApiSignature()
     signature.name.string = "module"
