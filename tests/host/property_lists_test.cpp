@@ -204,6 +204,9 @@ TEST_F(PropertyLists, leave_out_what_is_not_synchronised) {
   EXPECT_EQ(list_image({}), list(ALL_PUBLIC_PROP_TYPE));
   EXPECT_EQ(list_image({{"secret", "v"}}, no_sync), list(everything));
   EXPECT_EQ("QEL_BAD_PARAM", list(1));
+  // Of a value that is written again the later type holds.
+  ASSERT_STATUS(QEL_OK, DVSQEL_GlobalPropSet("workload", "secret", value, 1, config));
+  EXPECT_EQ(list_image({{"secret", "v"}}), list(config));
 }
 
 TEST_F(PropertyLists, of_what_is_not_there_are_refused) {

@@ -296,6 +296,20 @@ TEST_F(StateImages, of_a_port_do_not_share_an_external_identifier) {
   EXPECT_STATUS(QEL_OK, DVSQEL_PortGetByExternalId("management", "external", &port));
 }
 
+TEST_F(StateImages, bring_external_identifiers_back_that_other_ports_have_by_now) {
+  for (auto const &[port, identifier] : {std::pair("first", "a"), std::pair("second", "b")})
+    ASSERT_STATUS(QEL_OK, VSDVS_AddOpaqueDVPort("workload", port, identifier));
+  std::string const before = state();
+  for (char const *port : {"first", "second"})
+    ASSERT_STATUS(QEL_OK, VSDVS_RemoveDVPort("workload", port));
+  for (auto const &[port, identifier] : {std::pair("first", "b"), std::pair("second", "a")})
+    ASSERT_STATUS(QEL_OK, VSDVS_AddOpaqueDVPort("workload", port, identifier));
+  ASSERT_STATUS(QEL_OK, init(before));
+  Returned<OpaqueDVPortData> port;
+  ASSERT_STATUS(QEL_OK, DVSQEL_PortGetByExternalId("workload", "a", &port));
+  EXPECT_STREQ("first", port->dvPortId);
+}
+
 TEST_F(StateImages, a_zombie_comes_back_as_the_port_it_was) {
   std::string const image = port_state("workload", "100");
   qel_SwitchPortID const number = port_number("workload", "100");

@@ -8,6 +8,7 @@ import sys
 
 import pytest
 import workspace
+from host_calls import prototypes
 
 PROGRAM = workspace.SOURCE / "tests" / "simulated_host" / "status_calls.py"
 # What a function cannot be seen to return, each with its reason.
@@ -33,8 +34,8 @@ def documented() -> dict[str, set[str]]:
 
 
 @pytest.fixture(scope="module")
-def reached(tmp_path_factory) -> dict[str, set[str]]:
-    """The statuses that calls of each function returned."""
+def traced(tmp_path_factory) -> list[dict]:
+    """The calls of the C++ tests."""
     folder = tmp_path_factory.mktemp("trace")
     environment = dict(os.environ, VSWITCH_HOST_TRACE=str(folder / "calls.jsonl"))
     # Tests that have a trace of their own end that of the process.
@@ -49,11 +50,16 @@ def reached(tmp_path_factory) -> dict[str, set[str]]:
     calls = subprocess.run([sys.executable, PROGRAM, workspace.BUILD / "host"], env=environment, capture_output=True,
                            text=True, timeout=60, check=False)
     assert calls.returncode == 0, calls
+    entries = map(json.loads, (folder / "calls.jsonl").read_text().splitlines())
+    return [entry for entry in entries if "call" in entry]
+
+
+@pytest.fixture(scope="module")
+def reached(traced) -> dict[str, set[str]]:
+    """The statuses that calls of each function returned."""
     statuses = collections.defaultdict(set)
-    for line in (folder / "calls.jsonl").read_text().splitlines():
-        entry = json.loads(line)
-        if "call" in entry:
-            statuses[entry["call"]].add(str(entry.get("status")))
+    for entry in traced:
+        statuses[entry["call"]].add(str(entry.get("status")))
     return statuses
 
 
@@ -68,3 +74,14 @@ def test_what_is_exempt_is_documented_and_not_reached(documented, reached):
     for name, statuses in EXEMPT.items():
         assert statuses <= documented[name]
         assert not statuses & reached[name]
+
+
+def test_the_trace_has_the_arguments_of_every_function(traced):
+    declared = {name: [parameter.name for parameter in prototype.parameters] for name, prototype in prototypes().items()}
+    # What gives memory back is traced in one form, whichever call does it.
+    declared["DVSQEL_DataFree"] = ["memory"]
+    # The tests change hosts in functions of their own, too.
+    found = {entry["call"]: list(entry["arguments"]) for entry in traced if entry["call"] in declared}
+    assert {name: names for name, names in found.items() if names != declared[name]} == {}
+    # Asks no host.
+    assert sorted(set(declared) - set(found)) == ["QEL_ReturnStatusToString"]
