@@ -240,6 +240,27 @@ def test_without_exactly_this_much_memory_there_is_a_message_and_none(call, size
     assert output == message
 
 
+def test_an_overloaded_call_without_memory_for_a_text_is_a_memory_error(failing_allocator, script):
+    script(
+        """
+        import ctypes
+        import _libvswitch as m
+        refuse = ctypes.CDLL(None).refuse_size
+        refuse.argtypes = [ctypes.c_size_t]
+        text = "\u00e4" * 300  # whose 600 bytes and their terminator are made when they are asked for
+        refuse(601)
+        try:
+            result = m.DVSAliasToPortsetName(text)
+        except BaseException as error:
+            result = type(error)
+        refuse(2**64 - 1)
+        assert result is MemoryError, result
+        assert m.DVSAliasToPortsetName(text)[0] == m.QEL_NAME_TOO_LONG
+        """,
+        LD_PRELOAD=str(failing_allocator),
+    )
+
+
 def test_a_property_query_without_memory_for_its_value_leaves_nothing(failing_allocator, script):
     output = script(
         """

@@ -38,6 +38,7 @@ def test_an_unknown_name_is_named():
 def test_how_it_shows_itself():
     assert repr(m.cvar) == str(m.cvar) == "<Swig global variables>"
     assert type(m.cvar).__name__ == "swigvarlink" and type(m.cvar).__doc__ == "Swig var link object"
+    assert type(m.cvar).__basicsize__ > object.__basicsize__  # which variables it has stands in itself
 
 
 def test_the_module_identifier_is_an_exported_read_only_symbol():
