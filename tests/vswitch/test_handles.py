@@ -38,6 +38,40 @@ def test_handles_are_their_names() -> None:
     ]
 
 
+def test_what_collections_and_tables_are_called() -> None:
+    port = v.Port(WORK, "100")
+    with v.PropertyList() as entries:
+        shown = [repr(entries)]
+    steps = HOST.save_restore(WORK)
+    everything = (
+        entries, HOST.switches, HOST.nics, HOST.runtime_options, WORK.ports, WORK.uplinks, WORK.lags, WORK.mirrors,
+        port.mirrors, WORK.teaming_policies, WORK.mac_table, port.mac_table, WORK.properties, WORK.host_properties,
+        port.properties, v.Uplink(WORK, "uplink-a").data, steps, steps.modules(WORK, 1),
+    )  # fmt: skip
+    assert [*shown, *map(repr, everything)] == [
+        "<PropertyList>",
+        "<PropertyList (closed)>",
+        "<Switches>",
+        "<Nics>",
+        "<RuntimeOptions>",
+        "<Ports of switch 'workload'>",
+        "<Uplinks of switch 'workload'>",
+        "<Lags of switch 'workload'>",
+        "<Mirrors of switch 'workload'>",
+        "<Mirrors of port '100' of switch 'workload'>",
+        "<TeamingPolicies of switch 'workload'>",
+        "<MacTable of switch 'workload'>",
+        "<MacTable of port '100' of switch 'workload'>",
+        "<global properties of 'workload'>",
+        "<host properties of 'workload'>",
+        "<port properties of 'workload' port '100'>",
+        "<data of uplink 'uplink-a' of switch 'workload'>",
+        repr(steps),
+        repr(steps.modules(WORK, 1)),
+    ]
+    assert "workload" in repr(steps) and "workload" in repr(steps.modules(WORK, 1))
+
+
 def test_making_a_handle_calls_nothing() -> None:
     names = []
     with observed(lambda name, *rest: names.append(name)):
@@ -904,6 +938,15 @@ def test_images_of_the_host(tmp_path: Any) -> None:
         HOST.restore("x")  # type: ignore[arg-type]
     with raises(TypeError):
         v.StateImage("x")  # type: ignore[arg-type]
+
+
+def test_an_image_is_its_bytes_and_travels() -> None:
+    import pickle
+
+    image = v.StateImage(b"abc")
+    assert repr(image) == "<StateImage of 3 bytes>"
+    assert pickle.loads(pickle.dumps(image)) == image != v.StateImage(b"abd")
+    assert image != b"abc" and len({image, v.StateImage(b"abc")}) == 1
 
 
 def test_state_of_the_host() -> None:
