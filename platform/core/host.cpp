@@ -2,9 +2,11 @@
 #include "platform/core/host.hpp"
 
 #include <pthread.h>
+#include <sched.h>
 #include <unistd.h>
 
 #include <algorithm>
+#include <atomic>
 #include <ctime>
 #include <new>
 #include <vector>
@@ -60,10 +62,13 @@ thread_local Host *locked_host = nullptr;
 // SQLite keeps its file locks in memory that a fork copies, but the locks themselves stay with the parent: a child that
 // opened the file again would believe it held them. So no connection to a file crosses a fork.
 struct Forks {
+  // All hosts at once: a thread that is at work on one may be about to make another one, which waits for this.
   static void before() {
-    hosts().mutex.lock();
+    gate().lock();
+    is_near = true;
+    while (!lock_all())
+      sched_yield();
     for (Host *host : hosts().all) {
-      host->mutex_.lock();
       if (!host->is_memory())
         host->database_.reset();
     }
@@ -73,6 +78,20 @@ struct Forks {
     for (Host *host : hosts().all)
       host->mutex_.unlock();
     hosts().mutex.unlock();
+    is_near = false;
+    gate().unlock();
+  }
+
+  // Keeps a thread that is at work on no host from beginning while a fork waits for the others.
+  static void wait() {
+    if (is_near)
+      std::lock_guard const lock(gate());
+  }
+
+  // Never destroyed: calls may come while the process ends.
+  static std::mutex &gate() {
+    static auto *const instance = new std::mutex;
+    return *instance;
   }
 
   // Once in a process, and after that of the register of records: a fork locks the calls before it.
@@ -81,6 +100,23 @@ struct Forks {
     if (registered != 0)
       throw std::bad_alloc();
   }
+
+ private:
+  static bool lock_all() {
+    hosts().mutex.lock();
+    std::vector<Host *> const &all = hosts().all;
+    for (std::size_t i = 0; i < all.size(); ++i) {
+      if (all[i]->mutex_.try_lock())
+        continue;
+      while (i > 0)
+        all[--i]->mutex_.unlock();
+      hosts().mutex.unlock();
+      return false;
+    }
+    return true;
+  }
+
+  static inline std::atomic<bool> is_near = false;
 };
 
 Host::Host() : follows_environment_(true) {
@@ -95,10 +131,9 @@ Host::Host(std::string path, std::optional<std::string> description)
 }
 
 Host::~Host() {
-  {
-    std::lock_guard const lock(hosts().mutex);
-    std::erase(hosts().all, this);
-  }
+  // A fork waits for this, too: it would copy SQLite's own locks as they are held here.
+  std::lock_guard const lock(hosts().mutex);
+  std::erase(hosts().all, this);
   close();
 }
 
@@ -189,6 +224,8 @@ std::shared_ptr<Host> Host::copy() {
 HostLock::HostLock() : HostLock(host_in_use()) {}
 
 HostLock::HostLock(std::shared_ptr<Host> host) : host_(std::move(host)), outer_(locked_host) {
+  if (!outer_)
+    Forks::wait();
   host_->mutex_.lock();
   locked_host = host_.get();
 }
