@@ -38,8 +38,13 @@ install(FILES ${LAYER}/__init__.pyi DESTINATION ${VSWITCHPY_PYTHON_DIR}/libvswit
 install(FILES ${FAMILIES} DESTINATION ${VSWITCHPY_PYTHON_DIR}/vswitch/enums COMPONENT module)
 foreach(source ${LAYER_SOURCES})
   get_filename_component(folder ${source} DIRECTORY)
+  # Frames through simulated hosts come with these, and need nothing of the rest.
+  set(component module)
+  if(folder STREQUAL python/vswitch/simulated)
+    set(component host)
+  endif()
   string(REGEX REPLACE "^python" ${VSWITCHPY_PYTHON_DIR} folder ${folder})
-  install(FILES ${source} DESTINATION ${folder} COMPONENT module)
+  install(FILES ${source} DESTINATION ${folder} COMPONENT ${component})
 endforeach()
 
 # The command `vswitch`, in the build folder and installed.
@@ -57,6 +62,10 @@ install(FILES ${PREPARED}/vswitch.1.gz DESTINATION share/man/man1 COMPONENT modu
 # ---- component `host`: the simulated host, its tool, and scripts to try on it ----------------------------
 
 install(TARGETS vswitch dvs tlklibs vswitchsim DESTINATION ${PRIVATE_HOST} COMPONENT host)
+set(SIMULATED_PLACE ${VSWITCHPY_PYTHON_DIR}/vswitch/simulated)
+file(RELATIVE_PATH TO_PRIVATE_HOST /${SIMULATED_PLACE} /${PRIVATE_HOST})
+set_target_properties(simulated PROPERTIES INSTALL_RPATH "$ORIGIN/${TO_PRIVATE_HOST}")
+install(TARGETS simulated DESTINATION ${SIMULATED_PLACE} COMPONENT host)
 install(FILES platform/sim/vswitch_sim.h DESTINATION include COMPONENT host)
 # The tool finds the libraries from where it is; users find it by a link.
 install(TARGETS vswitch-host DESTINATION ${PRIVATE_HOST}/bin COMPONENT host)

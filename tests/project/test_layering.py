@@ -25,6 +25,7 @@ ALLOWED = {
     "platform/sim": {"interface", "platform/core", "platform/forwarding"},
     "platform/tool": {"platform/core"},
     "platform/vswitch": {"interface", "platform/core"},
+    "python/vswitch/simulated": {"platform/sim"},
     "runtime": set(),
     "tests/forwarding": {"constants", "platform/forwarding"},
     "tests/host": {"constants", "fuzz", "interface", "platform/core"},

@@ -20,14 +20,15 @@ PACKAGES = [
     str(path.relative_to(SOURCE / "python"))
     for name in ("libvswitch", "vswitch")
     for path in (SOURCE / "python" / name).rglob("*")
-    if path.is_file() and not {"__pycache__", ".mypy_cache"} & set(path.parts)
+    if path.is_file() and not {"__pycache__", ".mypy_cache"} & set(path.parts) and path.suffix not in (".cpp", ".hpp")
 ]
+SIMULATED = [name for name in PACKAGES if name.startswith("vswitch/simulated/")]
 MODULE_FILES = {
     f"{PYTHON}/_libvswitch.so",
     f"{PYTHON}/libvswitchpy.so",
     f"{PYTHON}/libvswitch/__init__.pyi",
     f"{PYTHON}/libvswitch/_records.{sysconfig.get_config_var('SOABI')}.so",
-    *(f"{PYTHON}/{name}" for name in PACKAGES),
+    *(f"{PYTHON}/{name}" for name in PACKAGES if name not in SIMULATED),
     f"{PYTHON}/vswitch/enums/families.json",
     "bin/vswitch",
     "share/man/man1/vswitch.1.gz",
@@ -42,6 +43,8 @@ HOST_FILES = {
     f"{HOST}/libtlklibs.so",
     f"{HOST}/libvswitch.so",
     f"{HOST}/libvswitchsim.so",
+    *(f"{PYTHON}/{name}" for name in SIMULATED),
+    f"{PYTHON}/vswitch/simulated/_native.{sysconfig.get_config_var('SOABI')}.so",
     "include/vswitch_sim.h",
     f"{DOC}/vswitchpy-host/changelog.gz",
     f"{DOC}/vswitchpy-host/copyright",
@@ -115,6 +118,11 @@ def test_nothing_that_is_installed_names_the_sources_or_the_build(installed):
 
 def test_a_script_runs_on_what_is_installed_alone(installed, tmp_path):
     assert_the_demo_runs(installed, tmp_path)
+
+
+def test_frames_go_through_what_is_installed_alone(installed):
+    script = "from vswitch.simulated import SimulatedHost as H; print(H().send(('workload', '100'), b'').drops[0].reason)"
+    assert run_installed(installed, sys.executable, "-c", script) == "Reason.RUNT\n"
 
 
 def test_an_installed_tree_can_be_moved(installed, tmp_path):
