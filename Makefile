@@ -99,11 +99,12 @@ bench: build ## measure the module beside SWIG-generated peers, and the objects 
 	@$(PYTHON) bench/module/measure_module.py build/bench/module --json build/bench-module.json
 	@PYTHONPATH=build/python $(PYTHON) bench/vswitch.py --folder build --json build/bench-vswitch.json
 
-bench-host: build ## measure the simulated host and its data plane (build/bench-host.json, bench-forwarding.json, bench-frames.json)
+bench-host: build ## measure the simulated host and frames through it (build/bench-host.json, -forwarding, -frames, -simulated)
 	@cmake --build --preset release --target measure_host measure_forwarding measure_frames
 	@build/bench/host/measure_host build/bench-host.json
 	@build/bench/host/measure_forwarding build/bench-forwarding.json
 	@build/bench/host/measure_frames build/bench-frames.json
+	@PYTHONPATH=build/python $(PYTHON) bench/host/measure_simulated.py build/bench-simulated.json --folder build
 
 format: ## format all C and C++ sources
 	$(call install,lint)
