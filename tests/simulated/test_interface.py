@@ -913,7 +913,8 @@ def test_the_package_needs_nothing_of_the_others(tmp_path):
         process = subprocess.run([sys.executable, "-c", source], capture_output=True, text=True, check=False,
                                  env=dict(os.environ, PYTHONPATH=str(tmp_path / "python")))
         assert process.stdout == (
-            "['vswitch', 'vswitch.simulated', 'vswitch.simulated._native', 'vswitch.simulated._results']\n"), process
+            "['vswitch', 'vswitch.simulated', 'vswitch.simulated._arguments', 'vswitch.simulated._native',"
+            " 'vswitch.simulated._results', 'vswitch.simulated._values']\n"), process
 
 
 def test_importing_the_objects_does_not_import_it(script):

@@ -18,16 +18,19 @@ a `SimulationError`. An operation that is refused has changed nothing. A frame i
 from __future__ import annotations
 
 import json
-import math
 import os
-import stat
 import weakref
 from collections.abc import Iterable, Mapping
-from typing import Any, Literal, NamedTuple, Self
+from types import NoneType
+from typing import Any, Literal, Self
 
 from vswitch.simulated._results import (
     Buffer, BusyError, Delivery, Drop, Endpoint, Explanation, Kind, NoSpaceError, ReadOnlyError, Reason, Result,
     SimulationError, Step, explanation_of, result_of,
+)
+from vswitch.simulated._values import Capture, Client, Fault, Group, LacpPartner, LacpState, MacEntry
+from vswitch.simulated._arguments import (
+    boot_text, fault_rule, group_of, many, microseconds, nic_name, port_place, typed,
 )
 
 import vswitch.simulated._native as _native
@@ -38,221 +41,9 @@ __all__ = [
     "SimulationError", "Step",
 ]
 
-# ---- what a host has -------------------------------------------------------------------------------------------------
-
-
-class Fault(NamedTuple):
-    """A rule that makes calls of the three libraries fail. See `SimulatedHost.fault`."""
-
-    number: int
-    kind: str
-    call: str | None
-    status: str | None
-    exception: str | None
-    message: str
-    milliseconds: int
-    skip: int
-    times: int | None
-    probability: float
-    seed: int
-    met: int
-    """How many calls it has met."""
-
-
-class Group(NamedTuple):
-    """A multicast group that a client has joined."""
-
-    address: str
-    """An IPv4 or IPv6 group address."""
-    sources: tuple[str, ...] = ()
-    """Addresses that it is to come from, or not; none: no source filter."""
-    mode: Literal["include", "exclude"] = "include"
-    """Whether `sources` are wanted or unwanted."""
-    version: int | None = None
-    """Of IGMP or MLD. None: 3 or 2, the newest."""
-
-
-class Client(NamedTuple):
-    """Who is connected to a port, and how it runs."""
-
-    name: str
-    type: str
-    """`"vnic"` or `"tcpip"`."""
-    assigned_mac: str | None
-    """The address that it was connected with."""
-    mac: str | None
-    """The address that it uses now (the effective one)."""
-    promiscuous: bool
-    """It wants to see everything in its VLANs."""
-    link: bool
-    """Its link is up."""
-    groups: tuple[Group, ...]
-    multicast_macs: tuple[str, ...]
-    """Multicast addresses that it listens to besides its groups."""
-
-
-class LacpPartner(NamedTuple):
-    """What a scripted partner of a NIC says in LACP."""
-
-    system: str = "02:00:00:ff:ff:01"
-    system_priority: int = 32768
-    key: int = 1
-    port: int = 1
-    port_priority: int = 32768
-    active: bool = True
-    """It speaks first."""
-    fast: bool = False
-    """It wants to hear something every second, and not every 30 seconds."""
-    aggregatable: bool = True
-    on: bool = True
-    """False: it is silent."""
-
-
-class LacpState(NamedTuple):
-    """Where LACP stands at a NIC."""
-
-    receive: str
-    """The receive machine: `"disabled"`, `"expired"`, `"current"` or `"defaulted"`."""
-    selected: bool
-    up: bool
-    """Frames go over this member."""
-    actor_state: int
-    """The state byte of IEEE 802.1AX: activity, timeout, aggregation, synchronization, collecting, distributing,
-    defaulted, expired, from bit 0 on."""
-    partner_state: int
-    partner_system: str | None
-    """None: no partner is known."""
-    partner_key: int
-    sent: int
-    """LACPDUs sent; `received` and `bad` count those that came."""
-    received: int
-    bad: int
-    changes: int
-    """How often `up` has changed."""
-
-
-class MacEntry(NamedTuple):
-    """An address in a switch's table."""
-
-    mac: str
-    vlan: int
-    type: Literal["static", "user", "learned"]
-    port: str
-    """The dvport id."""
-    elapsed: int
-    """Seconds since it was seen; 0 for what was not learned."""
-    moves: int
-    """How often it has moved from one port to another."""
-    team: bool
-    """It is behind an uplink."""
-
-
-class Capture:
-    """A pcapng file of what passes an endpoint. Made by `SimulatedHost.capture`; a `with` block closes it."""
-
-    __slots__ = ("_native", "_path", "__weakref__")
-
-    def __init__(self, native: _native.Capture, path: str) -> None:
-        self._native = native
-        self._path = path
-
-    @property
-    def path(self) -> str:
-        """The file."""
-        return self._path
-
-    @property
-    def frames(self) -> int:
-        """How many frames have been written to it."""
-        return self._native.frames
-
-    def close(self) -> None:
-        """Ends it; a second time does nothing. `SimulationError`, `NoSpaceError`: the file could not be written, and
-        ends with the last frame that was written whole."""
-        self._native.close()
-
-    def __enter__(self) -> Self:
-        return self
-
-    def __exit__(self, *exc: object) -> None:
-        self.close()
-
-    def __repr__(self) -> str:
-        return f"<Capture {self._path!r}: {self.frames} frames>"
-
-
-# ---- hosts -----------------------------------------------------------------------------------------------------------
-
 _KEEP: Any = ...  # stands for an argument that was not given
 _DIRECTIONS = {"in": 1, "out": 2, "both": 3}
 _LONGEST = 3_200_000_000  # seconds that a clock goes forward at once
-_LONGEST_BOOT = 64 << 20  # bytes of a boot description
-
-def _typed(name: str, value: object, *types: Any) -> Any:
-    """The value, if it has one of the types."""
-    if isinstance(value, types):
-        return value
-    wanted = " or ".join("None" if one is type(None) else one.__name__ for one in types)
-    raise TypeError(f"{name}: {wanted} expected, not {type(value).__name__}")
-
-
-def _port(port: object) -> tuple[str, str]:
-    return _typed("port", port, tuple)  # type: ignore[no-any-return] # what is in it the native module looks at
-
-
-def _nic(nic: object) -> str:
-    return _typed("nic", nic, str)  # type: ignore[no-any-return]
-
-
-def _microseconds(name: str, seconds: object, least: int, greatest: int) -> int:
-    number: float = _typed(name, seconds, int, float)
-    if not math.isfinite(number) or not least <= number <= greatest:
-        raise ValueError(f"{name}: {least} to {greatest} seconds expected, not {seconds}")
-    return round(number * 1_000_000)
-
-
-def _plain(value: object) -> object:
-    """For JSON: mappings of any kind as objects."""
-    if isinstance(value, Mapping):
-        return dict(value)
-    raise TypeError(f"a boot description cannot have a {type(value).__name__}")
-
-
-def _boot_text(boot: Mapping[str, object] | str | os.PathLike[str] | None) -> bytes | None:
-    if boot is None:
-        return None
-    if isinstance(boot, Mapping):
-        return json.dumps(boot, default=_plain).encode()
-    path = os.fsdecode(boot)
-    try:
-        # Opening a pipe would wait for its other end.
-        with open(path, "rb", opener=lambda name, flags: os.open(name, flags | os.O_NONBLOCK)) as file:
-            if not stat.S_ISREG(os.fstat(file.fileno()).st_mode):
-                raise OSError(0, "it is not a regular file")
-            text = file.read(_LONGEST_BOOT + 1)
-    except OSError as error:
-        raise SimulationError(f"boot description {path}: cannot read it: {error.strerror}") from error
-    if len(text) > _LONGEST_BOOT:
-        raise SimulationError(f"boot description {path}: cannot read it: it is larger than {_LONGEST_BOOT} bytes")
-    return text
-
-
-def _group(group: object) -> dict[str, object]:
-    if isinstance(group, str):
-        return {"address": group}
-    address, sources, mode, version = _typed("groups", group, Group, tuple)
-    found: dict[str, object] = {"address": _typed("groups: address", address, str)}
-    found["sources"] = [_typed("groups: sources", source, str) for source in sources]
-    found["mode"] = _typed("groups: mode", mode, str)
-    if version is not None:
-        found["version"] = _typed("groups: version", version, int)
-    return found
-
-
-def _many(name: str, values: object) -> Iterable[object]:
-    if isinstance(values, str | bytes):
-        raise TypeError(f"{name}: an iterable of texts expected, not one text")
-    return _typed(name, values, Iterable)  # type: ignore[no-any-return]
 
 
 class SimulatedHost:
@@ -274,7 +65,7 @@ class SimulatedHost:
         path: str | os.PathLike[str] = ":memory:",
         boot: Mapping[str, object] | str | os.PathLike[str] | None = None,
     ) -> None:
-        self._adopt(_native.Host(os.fsencode(path), _boot_text(boot)))
+        self._adopt(_native.Host(os.fsencode(path), boot_text(boot)))
 
     def _adopt(self, native: _native.Host) -> None:
         self._native = native
@@ -357,7 +148,7 @@ class SimulatedHost:
 
     def stop_clock(self, at: float | None = None) -> None:
         """Stops the host's clock, at a time in seconds since the epoch, or where it is."""
-        self._native.stop_clock(-1 if at is None else _microseconds("at", at, 0, 9_000_000_000_000))
+        self._native.stop_clock(-1 if at is None else microseconds("at", at, 0, 9_000_000_000_000))
 
     def run_clock(self) -> None:
         """Lets the host's clock go with the system's."""
@@ -366,7 +157,7 @@ class SimulatedHost:
     def advance(self, seconds: float) -> Result:
         """Moves a stopped clock on by 0 to 3.2e9 seconds, to the microsecond; whatever is due on the way happens at its
         time. 0: what is due now. `SimulationError` while the clock runs."""
-        return result_of(self._native.advance(_microseconds("seconds", seconds, 0, _LONGEST)))
+        return result_of(self._native.advance(microseconds("seconds", seconds, 0, _LONGEST)))
 
     # ---- frames ----
 
@@ -403,7 +194,7 @@ class SimulatedHost:
         file: `SimulationError`."""
         if direction not in _DIRECTIONS:
             raise ValueError(f'direction: "in", "out" or "both" expected, not {direction!r}')
-        if not 0 <= _typed("snaplen", snaplen, int) <= 0xFFFFFFFF:
+        if not 0 <= typed("snaplen", snaplen, int) <= 0xFFFFFFFF:
             raise ValueError(f"snaplen: 0 to 4294967295 expected, not {snaplen}")
         native = self._native.capture(endpoint, os.fsencode(path), _DIRECTIONS[direction], snaplen)
         return Capture(native, os.fsdecode(path))
@@ -423,19 +214,19 @@ class SimulatedHost:
         """Connects a client to a port: a virtual NIC, or the host's TCP/IP stack. Its link is up, it has joined
         nothing. `SimulationError`: the port has a client, or is one of an uplink."""
         client = {
-            "name": _typed("name", name, str),
-            "mac": _typed("mac", mac, str, _NoneType),
-            "type": _typed("type", type, str),
+            "name": typed("name", name, str),
+            "mac": typed("mac", mac, str, NoneType),
+            "type": typed("type", type, str),
         }
-        self._native.connect(_port(port), json.dumps(client).encode())
+        self._native.connect(port_place(port), json.dumps(client).encode())
 
     def disconnect(self, port: tuple[str, str]) -> None:
         """Takes the client from a port. `SimulationError`: it has none, or is one of an uplink."""
-        self._native.disconnect(_port(port))
+        self._native.disconnect(port_place(port))
 
     def client(self, port: tuple[str, str]) -> Client:
         """Who is connected to a port. `SimulationError`: nobody, or an uplink."""
-        found = json.loads(self._native.client(_port(port)))
+        found = json.loads(self._native.client(port_place(port)))
         groups = found.pop("groups")
         return Client(
             **found | {"multicast_macs": tuple(found["multicast_macs"])},
@@ -460,23 +251,23 @@ class SimulatedHost:
         uplink."""
         changes: dict[str, object] = {}
         if mac is not _KEEP:
-            changes["mac"] = _typed("mac", mac, str, _NoneType)
+            changes["mac"] = typed("mac", mac, str, NoneType)
         if promiscuous is not _KEEP:
-            changes["promiscuous"] = _typed("promiscuous", promiscuous, bool)
+            changes["promiscuous"] = typed("promiscuous", promiscuous, bool)
         if link is not _KEEP:
-            changes["link"] = _typed("link", link, bool)
+            changes["link"] = typed("link", link, bool)
         if groups is not _KEEP:
-            changes["groups"] = [_group(group) for group in _many("groups", groups)]
+            changes["groups"] = [group_of(group) for group in many("groups", groups)]
         if multicast_macs is not _KEEP:
-            addresses = _many("multicast_macs", multicast_macs)
-            changes["multicast_macs"] = [_typed("multicast_macs", address, str) for address in addresses]
-        self._native.set_client(_port(port), json.dumps(changes).encode())
+            addresses = many("multicast_macs", multicast_macs)
+            changes["multicast_macs"] = [typed("multicast_macs", address, str) for address in addresses]
+        self._native.set_client(port_place(port), json.dumps(changes).encode())
 
     # ---- NICs ----
 
     def link(self, nic: str, up: bool) -> None:
         """The carrier of a NIC: up or down."""
-        self._native.set_nic(_nic(nic), json.dumps({"link": _typed("up", up, bool)}).encode())
+        self._native.set_nic(nic_name(nic), json.dumps({"link": typed("up", up, bool)}).encode())
 
     def set_nic(self, nic: str, *, errors: int = _KEEP, segment: str = _KEEP) -> None:
         """Changes a NIC; what is not given stays. `errors`: how many percent of its frames are damaged, which teaming
@@ -484,20 +275,20 @@ class SimulatedHost:
         one."""
         changes: dict[str, object] = {}
         if errors is not _KEEP:
-            changes["errors"] = _typed("errors", errors, int)
+            changes["errors"] = typed("errors", errors, int)
         if segment is not _KEEP:
-            changes["segment"] = _typed("segment", segment, str)
-        self._native.set_nic(_nic(nic), json.dumps(changes).encode())
+            changes["segment"] = typed("segment", segment, str)
+        self._native.set_nic(nic_name(nic), json.dumps(changes).encode())
 
     def set_partner(self, nic: str, partner: LacpPartner | None) -> None:
         """Gives a NIC a partner that speaks LACP by itself, or takes it away (None). It is gone after a boot, unless
         the boot description has it."""
-        said = None if partner is None else _typed("partner", partner, LacpPartner)._asdict()
-        self._native.set_partner(_nic(nic), json.dumps(said).encode())
+        said = None if partner is None else typed("partner", partner, LacpPartner)._asdict()
+        self._native.set_partner(nic_name(nic), json.dumps(said).encode())
 
     def lacp(self, nic: str) -> LacpState:
         """Where LACP stands at a NIC. `SimulationError`: it is in no LAG."""
-        return LacpState(**json.loads(self._native.lacp(_nic(nic))))
+        return LacpState(**json.loads(self._native.lacp(nic_name(nic))))
 
     # ---- what is seen ----
 
@@ -509,7 +300,7 @@ class SimulatedHost:
 
     def mac_table(self, alias: str) -> list[MacEntry]:
         """The addresses that a switch knows, in the order of `VSQEL_GetMACTable`, and then those behind its uplinks."""
-        return [MacEntry(**entry) for entry in json.loads(self._native.mac_table(_typed("alias", alias, str)))]
+        return [MacEntry(**entry) for entry in json.loads(self._native.mac_table(typed("alias", alias, str)))]
 
     # ---- faults and the trace ----
 
@@ -532,20 +323,7 @@ class SimulatedHost:
         function, None for all. `status`: the name of the status. `exception`, `message`: of an abort. `milliseconds`:
         of a delay. `skip` calls pass first; `times` are met, None for all; of these a share of `probability`, by random
         numbers that follow from `seed`. Operations of this class are never met."""
-        rule = {
-            "kind": _typed("kind", kind, str),
-            "call": _typed("call", call, str, _NoneType),
-            "status": _typed("status", status, str, _NoneType),
-            "exception": _typed("exception", exception, str, _NoneType),
-            "message": _typed("message", message, str, _NoneType),
-            "milliseconds": _typed("milliseconds", milliseconds, int),
-            "skip": _typed("skip", skip, int),
-            "times": _typed("times", times, int, _NoneType),
-            "probability": _typed("probability", probability, int, float),
-            "seed": _typed("seed", seed, int),
-        }
-        if not math.isfinite(probability):
-            raise ValueError(f"probability: 0 to 1 expected, not {probability}")
+        rule = fault_rule(kind, call, status, exception, message, milliseconds, skip, times, probability, seed)
         return self._native.fault(json.dumps(rule).encode())
 
     def faults(self) -> list[Fault]:
@@ -554,7 +332,7 @@ class SimulatedHost:
 
     def clear_fault(self, number: int | None = None) -> None:
         """Removes a rule, or all of them (None). `ValueError`: no such rule."""
-        if number is not None and _typed("number", number, int) < 1:
+        if number is not None and typed("number", number, int) < 1:
             raise ValueError(f"no fault {number}")
         self._native.clear_fault(number or 0)
 
@@ -570,6 +348,5 @@ class SimulatedHost:
         self._trace = None if path is None else os.fsdecode(path)
 
 
-_NoneType = type(None)
 # The object of each host that is not closed.
 _objects: weakref.WeakValueDictionary[_native.Host, SimulatedHost] = weakref.WeakValueDictionary()
