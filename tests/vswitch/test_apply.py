@@ -130,6 +130,49 @@ def test_a_fault_at_every_call_leaves_the_host_as_before_or_as_wanted(on_file, k
     assert int(told) > 8
 
 
+def test_what_an_uplink_s_own_port_names_is_taken_back(on_file):
+    """A setting of a new uplink's port that names an uplink keeps it from being removed, until it is cleared."""
+    on_file(
+        """
+        host.switches.create("late")
+        before = scenario.whole()
+        made = host.plan(
+            "format: 1\\nruntime_options: {IGMPVersion: 77}\\n"
+            "switches: {late: {uplinks: [x], uplink_ports: {x: {teaming_override: x, blocked: true}}}}"
+        )
+        try:
+            made.apply()
+        except vswitch.ApplyError as error:
+            assert [one.path for one in error.done][-1] == "switches/late/uplink_ports/x/teaming_override"
+            assert error.rolled_back and not error.not_undone, error.not_undone
+        else:
+            raise AssertionError("it did not fail")
+        now = scenario.whole()
+        assert now == before, scenario.difference(before, now)
+        """
+    )
+
+
+def test_what_a_volatile_value_was_comes_back_as_such(on_file):
+    """On a switch that does not outlive a boot a volatile value counts as stored, and is volatile all the same."""
+    on_file(
+        """
+        brief = host.switches.create("brief", persistent=False)
+        brief.properties.set("org.v", "x", volatile=True)
+        before = scenario.whole()
+        made = host.plan("format: 1\\nswitches: {brief: {mtu: 64, properties: {org.v: null, org.w: y}}}")
+        try:
+            made.apply()
+        except vswitch.ApplyError as error:
+            assert error.rolled_back
+        else:
+            raise AssertionError("it did not fail")
+        now = scenario.whole()
+        assert now == before, scenario.difference(before, now)
+        """
+    )
+
+
 def test_what_cannot_be_taken_back_is_named(on_file):
     on_file(
         """
