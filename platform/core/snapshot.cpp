@@ -9,6 +9,7 @@
 #include <cstring>
 
 #include "platform/core/boot.hpp"
+#include "platform/core/booted.hpp"
 #include "platform/core/host_row.hpp"
 #include "platform/core/migration.hpp"
 #include "platform/core/safe_files.hpp"
@@ -123,12 +124,15 @@ void restore_snapshot(Database &database, std::string const &path) {
 }
 
 void reset_host(Database &database, std::string const &description) {
+  if (copy_booted(database, description))
+    return;
   Database fresh(":memory:", Database::Mode::memory);
   fresh.execute_script("PRAGMA foreign_keys = ON");
   Transaction transaction(fresh, true);
   create_schema(fresh);
   boot_from_text(fresh, description);
   transaction.commit();
+  keep_booted(fresh, description);
   fresh.copy_to(database);
 }
 

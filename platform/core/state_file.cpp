@@ -15,6 +15,7 @@
 #include <optional>
 
 #include "platform/core/boot.hpp"
+#include "platform/core/booted.hpp"
 #include "platform/core/migration.hpp"
 #include "platform/core/safe_files.hpp"
 #include "platform/core/schema.hpp"
@@ -282,7 +283,14 @@ std::unique_ptr<Database> open_state(std::string const &path, bool is_frozen, st
                               : in_file ? Database::Mode::file
                                         : Database::Mode::memory;
   auto database = std::make_unique<Database>(path, mode);
+  bool const may_be_kept = !in_file && description;
+  if (may_be_kept && copy_booted(*database, *description)) {
+    database->execute_script(connection_settings);
+    return database;
+  }
   prepare_connection(*database, in_file, description);
+  if (may_be_kept)
+    keep_booted(*database, *description);
   // What somebody else has put there since is found out here at the latest.
   if (in_file)
     check_state_file(path);

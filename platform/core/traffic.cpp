@@ -201,6 +201,10 @@ void forget_aged(Database &database, RowId vswitch, std::int64_t oldest) {
                    VS_MAC_ADDR_TYPE_LEARNED, oldest);
 }
 
+bool has_timed_traffic(Database &database) {
+  return database.rows("SELECT 1 FROM mac_entry").next() || database.rows("SELECT 1 FROM multicast_group").next();
+}
+
 void forget_own_groups(Database &database, RowId port) {
   database.execute(
       "DELETE FROM multicast_source WHERE port = ?1 AND group_address IN"

@@ -34,6 +34,8 @@ void forget_client_traffic(Database &database, RowId port);
 HOST_API void forget_learned_at(Database &database, RowId port);
 void forget_learned_in(Database &database, RowId vswitch, std::vector<bool> const &vlans);
 void forget_aged(Database &database, RowId vswitch, std::int64_t oldest);
+// Whether anything of it says when it was.
+bool has_timed_traffic(Database &database);
 // The groups that a client has joined by itself, not by reports in frames.
 HOST_API void forget_own_groups(Database &database, RowId port);
 

@@ -3,7 +3,6 @@
 #include <memory>
 
 #include "platform/core/boot.hpp"
-#include "platform/core/host_row.hpp"
 #include "platform/core/snapshot.hpp"
 #include "platform/sim/arguments.hpp"
 #include "platform/sim/lookup.hpp"
@@ -86,14 +85,7 @@ int vssim_unuse(vssim_host *host) {
 }
 
 int vssim_reset(vssim_host *host) {
-  return entry([&] {
-    simulation(host).work([](host::Database &database) {
-      host::Transaction transaction(database, false);
-      std::string const description = host::host_description(database);
-      transaction.commit();
-      host::reset_host(database, description);
-    });
-  });
+  return entry([&] { simulation(host).reset(); });
 }
 
 int vssim_boot(vssim_host *host) {

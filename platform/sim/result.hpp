@@ -24,6 +24,8 @@ struct vssim_result {
   std::uint64_t consumed = 0;
   std::uint64_t not_kept = 0;
 
+  // Makes room for as many deliveries, of so many bytes together; there may be more.
+  void expect(std::size_t count, std::size_t bytes);
   // A copy of bytes that lives as long as the result.
   void const *keep_bytes(forwarding::Bytes bytes);
   // The same of a text.

@@ -6,6 +6,7 @@
 #include <utility>
 
 #include "platform/core/clock.hpp"
+#include "platform/core/snapshot.hpp"
 #include "platform/forwarding/pipeline.hpp"
 #include "platform/sim/entry.hpp"
 #include "platform/sim/events.hpp"
@@ -19,7 +20,8 @@ constexpr std::size_t most_frames = 65536;
 constexpr std::uint64_t most_bytes = std::uint64_t{64} << 20;
 constexpr std::int64_t furthest_advance = 3'200'000'000'000'000;
 
-void check_batch(std::span<vssim_frame const> frames) {
+// The bytes of all.
+std::uint64_t check_batch(std::span<vssim_frame const> frames) {
   if (frames.size() > most_frames)
     fail(VSSIM_BAD_ARGUMENT, "more than 65536 frames in one call");
   std::uint64_t bytes = 0;
@@ -29,6 +31,7 @@ void check_batch(std::span<vssim_frame const> frames) {
   }
   if (bytes > most_bytes)
     fail(VSSIM_BAD_ARGUMENT, "more than 64 MiB of frames in one call");
+  return bytes;
 }
 
 forwarding::Frame frame_at(forwarding::Place place, vssim_frame const &frame) {
@@ -102,6 +105,16 @@ Simulation &Simulation::fork() {
   if (compiled_)
     copy.endpoints_.set_tables(*compiled_);
   return copy;
+}
+
+void Simulation::reset() {
+  Lock const lock(*this);
+  if (!description_ || !lock.core->is_memory()) {
+    host::Transaction transaction(lock.database, false);
+    description_ = host::host_description(lock.database);
+    transaction.commit();
+  }
+  host::reset_host(lock.database, *description_);
 }
 
 void Simulation::use() {
@@ -178,10 +191,13 @@ void Simulation::find_places(std::span<vssim_frame const> frames) {
 }
 
 void Simulation::send(std::span<vssim_frame const> frames, SendOptions const &options, vssim_result &result) {
-  check_batch(frames);
+  std::uint64_t const bytes = check_batch(frames);
+  if (!options.count_only)
+    result.expect(frames.size(), bytes);
   Lock const lock(*this);
   host::Database &database = lock.database;
   host::Transaction transaction(database, true);
+  bool const has_no_faults = database.version_without_faults == database.data_version();
   take_up(database);
   find_places(frames);
   std::int64_t const time = options.advance_by ? advanced(mark_.stopped_at, *options.advance_by) : now();
@@ -202,10 +218,13 @@ void Simulation::send(std::span<vssim_frame const> frames, SendOptions const &op
   transaction.commit();
   attempt.succeed();
   database.version_in_memory = database.data_version();
+  // The rules are what they were: the libraries' next call need not look.
+  if (has_no_faults)
+    database.version_without_faults = database.version_in_memory;
 }
 
 void Simulation::explain(vssim_frame const &frame, vssim_result &result) {
-  check_batch({&frame, 1});
+  static_cast<void>(check_batch({&frame, 1}));
   Lock const lock(*this);
   host::Transaction transaction(lock.database, false);
   know_endpoints(lock.database);

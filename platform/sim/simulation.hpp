@@ -29,6 +29,9 @@ class Simulation final : public vssim_host {
   // A host in memory with the same state, with one handle.
   Simulation &fork();
 
+  // Anew, from the description that it first booted from.
+  void reset();
+
   void use();
   void unuse();
   // As long as the host.
@@ -117,6 +120,7 @@ class Simulation final : public vssim_host {
   std::shared_ptr<host::Host> kept_;  // while there are handles
   int handles_ = 0;
   std::string path_;
+  std::optional<std::string> description_;  // of a host in memory, which nobody else can make anew
 
   // The state that is in memory, and what is there.
   host::StateMark mark_{};
