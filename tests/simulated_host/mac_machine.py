@@ -28,7 +28,7 @@ keys = st.sampled_from(KEYS * 4 + WRONG_KEYS)
 kinds_to_add = st.sampled_from([USER] * 6 + [0] * 4 + [LEARNED, 4])
 reserved_bits = st.sampled_from([0] * 5 + [1])
 aging_times = st.sampled_from([600, 0, 20, 30, 31, 5, 1000000, 1000001])
-limits_of_switches = st.sampled_from([65536, 0, 9, 65537])
+limits_of_switches = st.sampled_from([65536, 0, 9, 1048576, 1048577])
 limits_of_ports = st.sampled_from([1, 2, 4096, 0, 3, 1, 2, 4097])
 flags = st.sampled_from([1, 0, 1, 7])
 

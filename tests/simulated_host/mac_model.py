@@ -13,7 +13,7 @@ STATIC, USER, LEARNED, ALL = (
     m.VS_MAC_ADDR_TYPE_LEARNED,
     m.VS_MAC_ADDR_TYPE_ALL,
 )
-LONGEST_AGING, MOST_OF_SWITCH, MOST_OF_PORT, MOST_OF_TEAM = 1000000, 65536, 4096, 16384
+LONGEST_AGING, MOST_OF_SWITCH, MOST_OF_PORT, MOST_OF_TEAM = 1000000, 1048576, 4096, 16384
 LAST_VLAN, LAST_VNI = 4094, 16777215
 MULTICAST_BIT = 1
 ALLOW, DROP = m.VSPORT_MAC_LEARNING_LIMIT_POLICY_ALLOW, m.VSPORT_MAC_LEARNING_LIMIT_POLICY_DROP
@@ -32,6 +32,8 @@ class MacEntry:
     dvport_id: str
     age: int = 0  # seconds since the address was seen
     ages: bool = False
+    # Of a learned one, when it was looked at last: the VLAN policy of its port, the private VLANs, whether it had a link.
+    learned_by: tuple[bytes, bytes, bool] | None = None
 
 
 @dataclasses.dataclass
@@ -39,7 +41,7 @@ class GlobalLearning:
     """What holds for every switch without a setting of its own."""
 
     aging: int = 600
-    limit: int = MOST_OF_SWITCH
+    limit: int = 65536
     learn_static: bool = False
     static_allowed: bool = True
 
@@ -73,7 +75,7 @@ KNOWN = {
         "global",
         lambda model, switch: learning_bytes(model.learning.aging, model.learning.limit),
         learning_refusals,
-        [learning_bytes(0, 1), learning_bytes(600, 65537), learning_bytes(5000, 9)],
+        [learning_bytes(0, 1), learning_bytes(600, 1048577), learning_bytes(5000, 9)],
     ),
     m.VSPROP_SWITCH_MAC_LEARN_STATIC: Known(
         "global", lambda model, switch: bytes([model.learning.learn_static]), not_a_byte, BYTES
@@ -123,6 +125,23 @@ class MacModel:
 
     def is_forgotten(self, switch, entry: MacEntry) -> bool:
         return entry.ages and 0 < self.aging_time(switch) <= entry.age
+
+    def settle_macs(self, switch) -> None:
+        """What has gone since the last look is gone for good: it has aged, or what it was learned by is not there."""
+        for (key, kind), entry in list(switch.macs.items()):
+            if kind != LEARNED or entry.dvport_id not in switch.ports:
+                continue
+            private = self.in_effect(switch, m.VSPROP_PVLAN_MAP)
+            uplink = switch.ports[entry.dvport_id].uplink
+            now = (self.in_effect(switch, m.VSPROP_PORT_VLAN, entry.dvport_id), private,
+                   uplink is None or self.link_is_up(switch, uplink))
+            former = entry.learned_by or now
+            vlans = {vlan for map_ in (former[1], private) for pair in struct.iter_unpack("<HHB3x", map_)
+                     for vlan in pair[:2]}
+            is_lost = former[0] != now[0] or (former[1] != private and key.vlan in vlans) or (former[2] and not now[2])
+            if is_lost or self.is_forgotten(switch, entry):
+                del switch.macs[key, kind]
+            entry.learned_by = now
 
     def entries_at(self, switch, dvport_id) -> list[tuple[MacKey, MacEntry]]:
         """Those by hand and the learned ones, which count toward the limit of a port."""

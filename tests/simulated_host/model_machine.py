@@ -367,6 +367,8 @@ class HostMachine(MacMachine, VlanMachine, MirrorMachine, LagMachine, ImageMachi
 
     @invariant()
     def same_state(self):
+        for each in self.model.switches.values():
+            self.model.settle_macs(each)
         switches = list(self.model.switches.values())
         running = [switch for switch in switches if switch.has_portset]
         assert self.listed() == [switch.alias for switch in running]
