@@ -30,7 +30,6 @@ constexpr std::uint16_t opt_endofopt = 0;
 constexpr std::uint16_t if_tsresol = 9;
 constexpr std::uint16_t if_tsoffset = 14;
 constexpr std::uint32_t most_interfaces = 65536;
-constexpr std::uint32_t most_options = 65536;  // bytes of an interface's
 enum BlockType : std::uint32_t {
   section_header = 0x0a0d0d0a,
   interface_description = 1,

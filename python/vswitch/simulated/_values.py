@@ -135,7 +135,7 @@ class Capture:
 
     def close(self) -> None:
         """Ends it; a second time does nothing. `SimulationError`, `NoSpaceError`: the file could not be written, and
-        ends with the last frame that was written whole."""
+        ends with the last operation that was written whole."""
         self._native.close()
 
     def __enter__(self) -> Self:

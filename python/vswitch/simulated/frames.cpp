@@ -145,7 +145,7 @@ void Frames::add_all(py::tuple const &pairs) {
 py::tuple frame_pairs(py::handle frames) {
   std::string const too_many = "more than " + std::to_string(most_frames) + " frames at once";
   if (PyList_Check(frames.ptr()) || PyTuple_Check(frames.ptr())) {
-    auto const pairs = py::reinterpret_steal<py::tuple>(PySequence_Tuple(frames.ptr()));
+    auto pairs = py::reinterpret_steal<py::tuple>(PySequence_Tuple(frames.ptr()));
     if (!pairs)
       throw py::error_already_set();
     if (pairs.size() > most_frames)
