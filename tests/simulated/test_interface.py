@@ -871,7 +871,9 @@ def test_reset_goes_back_to_the_description():
     assert it.send(A, frame(mac(10))).to(B)
 
 
-def test_a_port_that_comes_again_is_found_again(script):
+def test_a_port_that_comes_again_is_found_again(script, tmp_path):
+    """Also where another object connected it."""
+    state = str(tmp_path / "host.db")
     source = f"""
     import sys
     sys.path.append({os.path.dirname(__file__)!r})
@@ -879,10 +881,17 @@ def test_a_port_that_comes_again_is_found_again(script):
     import vswitch
     from vswitch.simulated import SimulatedHost
     a, b = ("sw", "a"), ("sw", "b")
-    with SimulatedHost(boot=description(2)) as host:
+    with SimulatedHost({state!r}, boot=description(2)) as host:
+        other = SimulatedHost({state!r})
         ports = vswitch.Host().switches["sw"].ports
         assert host.send(b, frame(mac(11))).to(a)
-        host.disconnect(b)
+        other.disconnect(b)
+        ports.remove("b")
+        ports.create("b")
+        other.connect(b, "new", mac(60))
+        assert host.send(b, frame(mac(60))).to(a)
+        assert host.send(a, frame(mac(10), mac(60))).only().endpoint == b
+        other.disconnect(b)
         ports.remove("b")
         try:
             host.send(b, frame(mac(11)))
@@ -890,10 +899,6 @@ def test_a_port_that_comes_again_is_found_again(script):
             assert str(error) == "no port 'b' on switch 'sw'"
         else:
             raise AssertionError
-        ports.create("b")
-        host.connect(b, "new", mac(60))
-        assert host.send(b, frame(mac(60))).to(a)
-        assert host.send(a, frame(mac(10), mac(60))).only().endpoint == b
     """
     script(source)
 
