@@ -41,4 +41,7 @@ TEST_F(Frames, API_8_an_explanation_changes_nothing) {
   ASSERT_FALSE(explained.steps().empty());
   EXPECT_EQ(0u, explained.steps()[0].find("P-6 sw/a: "));
   EXPECT_EQ(0u, explained.steps().back().find("C-5 sw/b: "));
+  EXPECT_EQ(0, asked<vssim_endpoint>(vssim_counters, host, a)["pktsInUnicast"]);
+  send(host, a, sent);
+  EXPECT_EQ(1, asked<vssim_endpoint>(vssim_counters, host, a)["pktsInUnicast"]);
 }

@@ -50,6 +50,20 @@ TEST_F(State, CORE_7_a_change_of_the_configuration_holds_for_the_next_frame_whoe
   }
 }
 
+TEST_F(State, CORE_7_an_explanation_follows_the_configuration_without_taking_note_of_it) {
+  OwnedHost const one = file_host();
+  OwnedHost const other = file_host();
+  vssim_endpoint const a = port(one, "sw", "a");
+  std::string sent = frame(mac_b, mac_a);
+  sent.resize(1514);
+  for (unsigned const mtu : {1500u, 1280u, 1500u}) {
+    ASSERT_OK(vssim_use(other.get()));
+    ASSERT_EQ(0, VSDVS_SetMTU("sw", mtu));
+    ASSERT_OK(vssim_unuse(other.get()));
+    EXPECT_EQ(mtu == 1500 ? 1u : 0u, explain(one, a, sent).total(1));
+  }
+}
+
 TEST_F(State, CORE_5_the_blocks_of_a_port_are_one) {
   vssim_endpoint const a = port(host, "sw", "a");
   for (char const *const property : {"com.taliko.common.port.block", "com.taliko.port.forward.not.ready.block"}) {
