@@ -2,8 +2,8 @@
 
     PYTHONPATH=build/python python3 bench/host/measure_simulated.py RESULT.json [SECONDS] [--folder FOLDER]
 
-SECONDS (1) is what a figure takes. Processor time of this process, so that other work of the machine does not count. The
-state file stands in FOLDER (a temporary one); each figure has its goal beside it, and `missed` names those missed.
+SECONDS (1) is what a figure takes. Processor time of this process, so that other work of the machine does not count.
+The state file stands in FOLDER (a temporary one); each figure has its goal beside it, and `missed` names those missed.
 """
 
 from __future__ import annotations
@@ -41,7 +41,8 @@ def description(ports: int, addresses: int = 0) -> dict[str, object]:
     """A stopped host; its first port learns, and these addresses behind it are known."""
     learned = [{"mac": learned_mac(number).hex(":")} for number in range(addresses)]
     made: list[dict[str, object]] = [
-        {"dvport_id": str(number), "client": {"name": f"client {number}", "type": "vnic", "mac": client_mac(number).hex(":")}}
+        {"dvport_id": str(number), "client": {"name": f"client {number}", "type": "vnic",
+                                              "mac": client_mac(number).hex(":")}}
         for number in range(ports)]
     made[0] |= {"mac_learning": {}, "learned": learned}
     return {"format": 1, "stopped_clock": 1_700_000_000_000_000,

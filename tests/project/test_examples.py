@@ -211,7 +211,7 @@ def test_a_failure_in_the_raw_style(tmp_path):
     assert (process.returncode, process.stderr) == (1, "cannot set the MTU: QEL_BUSY\n")
 
 
-# ---- simulated/reachability.py -----------------------------------------------------------------------------------------
+# ---- simulated/reachability.py ----------------------------------------------------------------------------------------
 
 
 def test_who_reaches_whom_is_found_on_a_copy(tmp_path):
@@ -223,8 +223,8 @@ def test_who_reaches_whom_is_found_on_a_copy(tmp_path):
     apart = "import vswitch; vswitch.Host().switches['workload'].ports['101'].vlan = 20"
     assert run(["-c", apart], host).returncode == 0
     said = "".join(
-        f"workload/{a} does not reach workload/{b}: it went elsewhere\n" if 101 in (a, b) else f"workload/{a} reaches workload/{b}\n"
-        for a, b in pairs)
+        f"workload/{a} does not reach workload/{b}: it went elsewhere\n" if 101 in (a, b)
+        else f"workload/{a} reaches workload/{b}\n" for a, b in pairs)
     assert run(script, host).stdout == said
     counted = "import vswitch; print(vswitch.Host().switches['workload'].ports['100'].statistics.packets_in)"
     assert run(["-c", counted], host).stdout == "0\n"

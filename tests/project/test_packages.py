@@ -121,7 +121,7 @@ def test_a_script_runs_on_what_is_installed_alone(installed, tmp_path):
 
 
 def test_frames_go_through_what_is_installed_alone(installed):
-    script = "from vswitch.simulated import SimulatedHost as H; print(H().send(('workload', '100'), b'').drops[0].reason)"
+    script = "from vswitch.simulated import SimulatedHost as H; print(H().send('nic1', b'').drops[0].reason)"
     assert run_installed(installed, sys.executable, "-c", script) == "Reason.RUNT\n"
 
 

@@ -75,8 +75,9 @@ def test_the_stubs_of_simulated_hosts_are_what_inspection_finds(mypy, tmp_path):
     assert "Success: no issues found" in said, said
 
 
-def test_the_tests_and_the_bench_of_simulated_hosts_are_right(mypy):
-    assert mypy("mypy", SOURCE / "bench" / "host" / "measure_simulated.py") == "Success: no issues found in 1 source file\n"
+def test_the_bench_of_simulated_hosts_is_right(mypy):
+    bench = SOURCE / "bench" / "host" / "measure_simulated.py"
+    assert mypy("mypy", bench) == "Success: no issues found in 1 source file\n"
 
 
 def test_the_examples_and_the_readme_are_right(mypy, tmp_path):

@@ -58,7 +58,8 @@ def description(ports: "dict[str, dict[str, Any]] | int" = 3, nics: int = 1, **s
     return {
         "format": 1,
         "stopped_clock": 1_700_000_000_000_000,
-        "physical_nics": [{"name": f"nic{number}", "mac": f"02:00:00:00:00:{number + 1:02x}"} for number in range(nics)],
+        "physical_nics": [{"name": f"nic{number}", "mac": f"02:00:00:00:00:{number + 1:02x}"}
+                          for number in range(nics)],
         "switches": [{"alias": "sw", "switch_id": "id", "uplinks": [{"name": f"nic{n}"} for n in range(nics)],
                       "ports": made} | switch],
     }

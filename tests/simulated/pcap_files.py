@@ -30,12 +30,14 @@ class Pcapng:
     def section(self, version: int = 1) -> bytes:
         return self.block(0x0A0D0D0A, self.pack("IHHq", 0x1A2B3C4D, version, 0, -1))
 
-    def interface(self, linktype: int = ETHERNET, snaplen: int = 262144, options: "Iterable[tuple[int, bytes]]" = ()) -> bytes:
+    def interface(self, linktype: int = ETHERNET, snaplen: int = 262144,
+                  options: "Iterable[tuple[int, bytes]]" = ()) -> bytes:
         return self.block(1, self.pack("HHI", linktype, 0, snaplen) + self.options(options))
 
     def enhanced(self, data: bytes, stamp: int = 0, interface: int = 0, length: "int | None" = None,
                  captured: "int | None" = None, options: "Iterable[tuple[int, bytes]]" = ()) -> bytes:
-        head = self.pack("IIIII", interface, stamp >> 32, stamp & 0xFFFFFFFF, len(data) if captured is None else captured,
+        head = self.pack("IIIII", interface, stamp >> 32, stamp & 0xFFFFFFFF,
+                         len(data) if captured is None else captured,
                          len(data) if length is None else length)
         return self.block(6, head + padded(data) + self.options(options))
 
@@ -54,7 +56,8 @@ def capture(name: str, frames: "Iterable[tuple[int, bytes, int, str | None]]", s
     return made
 
 
-def pcap(frames: "Iterable[tuple[float, bytes]]", order: str = "<", nanoseconds: bool = False, linktype: int = ETHERNET) -> bytes:
+def pcap(frames: "Iterable[tuple[float, bytes]]", order: str = "<", nanoseconds: bool = False,
+         linktype: int = ETHERNET) -> bytes:
     """(seconds, frame) each."""
     made = struct.pack(order + "IHHiIII", 0xA1B23C4D if nanoseconds else 0xA1B2C3D4, 2, 4, 0, 0, 262144, linktype)
     for time, frame in frames:

@@ -16,7 +16,8 @@ def test_the_measurement_runs(tmp_path):
     assert (process.returncode, process.stderr) == (0, "")
     measured = json.loads(result.read_text())
     assert set(measured) == {"figures", "missed"} and len(measured["figures"]) == 7
-    assert all(figure > 0 for figure in measured["figures"].values()) and set(measured["missed"]) <= set(measured["figures"])
+    assert all(figure > 0 for figure in measured["figures"].values())
+    assert set(measured["missed"]) <= set(measured["figures"])
     for name in measured["figures"]:
         assert name in process.stdout
     assert list(tmp_path.iterdir()) == [result]

@@ -29,7 +29,8 @@ def what_happens(it):
     it.send(A, frame(mac(10)))
     it.advance(1.5)
     it.send(A, frame(mac(77), mac(11)))
-    it.send_many([(A, b"short"), (B, frame(mac(11), mac(10), payload=b"\x01" * 47)), ("nic0", frame("02:00:00:00:09:09"))])
+    it.send_many([(A, b"short"), (B, frame(mac(11), mac(10), payload=b"\x01" * 47)),
+                  ("nic0", frame("02:00:00:00:09:09"))])
     it.explain(A, frame(mac(10)))
     it.advance(0.000001)
     it.send("nic0", bytes.fromhex(BROADCAST + "020000000909" + "8100600a" + "0800") + bytes(50))
@@ -153,7 +154,8 @@ def test_API_11_a_refused_operation_leaves_no_trace_in_it(tmp_path):
 
 def test_API_11_several_of_one_endpoint(tmp_path):
     it = host(2)
-    with it.capture(A, tmp_path / "1") as one, it.capture(A, tmp_path / "2", "out") as two, it.capture(B, tmp_path / "3") as three:
+    with (it.capture(A, tmp_path / "1") as one, it.capture(A, tmp_path / "2", "out") as two,
+          it.capture(B, tmp_path / "3") as three):
         it.send(A, frame(mac(10)))
         assert (one.frames, two.frames, three.frames) == (1, 0, 1)
     it.send(A, frame(mac(10)))

@@ -44,8 +44,11 @@ def tool(state, *command):
 
 def test_the_example():
     from vswitch.simulated import Reason, SimulatedHost
-    boot = {"format": 1, "stopped_clock": 0, "physical_nics": [{"name": "nic0", "mac": "02:00:00:00:00:01"}], "switches": [{"alias": "sw", "switch_id": "id",
-            "uplinks": [{"name": "nic0"}], "ports": [{"dvport_id": "a", "client": {"name": "a", "type": "vnic", "mac": "02:00:00:00:01:0a"}}]}]}
+    boot = {"format": 1, "stopped_clock": 0, "physical_nics": [{"name": "nic0", "mac": "02:00:00:00:00:01"}],
+            "switches": [{"alias": "sw", "switch_id": "id",
+            "uplinks": [{"name": "nic0"}], "ports": [{"dvport_id": "a",
+                                                      "client": {"name": "a", "type": "vnic",
+                                                                 "mac": "02:00:00:00:01:0a"}}]}]}
     with SimulatedHost(boot=boot) as host:
         frame = bytes.fromhex("ffffffffffff 02000000010a 0800") + bytes(46)
         assert host.send(("sw", "a"), frame).to("nic0") == [frame]
@@ -371,7 +374,8 @@ def test_API_5_frames_are_bytes_or_give_them():
 
     it = host()
     wanted = it.fork().send(A, frame(mac(10)))
-    for one in (bytearray(frame(mac(10))), memoryview(frame(mac(10))), Packet(), memoryview(bytearray(frame(mac(10)) * 2))[:60]):
+    for one in (bytearray(frame(mac(10))), memoryview(frame(mac(10))), Packet(),
+                memoryview(bytearray(frame(mac(10)) * 2))[:60]):
         assert it.fork().send(A, one) == wanted
         assert it.fork().send_many([(A, one)]) == wanted
     every_second = bytearray(b"".join(bytes((byte, 0)) for byte in frame(mac(10))))
@@ -911,7 +915,8 @@ def test_the_package_needs_nothing_of_the_others(tmp_path):
     folder = tmp_path / "python" / "vswitch"
     folder.mkdir(parents=True)
     (folder / "simulated").symlink_to(BUILD / "python" / "vswitch" / "simulated")
-    source = "import sys, vswitch.simulated as s; s.SimulatedHost(); print(sorted(n for n in sys.modules if 'vswitch' in n))"
+    source = ("import sys, vswitch.simulated as s; s.SimulatedHost()\n"
+              "print(sorted(n for n in sys.modules if 'vswitch' in n))")
     for plain in (False, True):
         if plain:
             (folder / "__init__.py").touch()

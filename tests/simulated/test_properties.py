@@ -1,4 +1,5 @@
-"""What holds for every frame on every host, on random ones. A failure prints its seed, which makes the same host again."""
+"""What holds for every frame on every host, on random ones. A failure prints its seed, which makes the same host
+again."""
 
 import collections
 import os
@@ -21,7 +22,8 @@ FULL = bool(os.environ.get("VSWITCHPY_FULL"))
 HOSTS = settings(max_examples=1000 if FULL else 25, deadline=None, print_blob=True, database=None)
 FRAMES = 200 if FULL else 60
 SEEDS = st.integers(0, 2**32 - 1)
-OUT_OF_STEP_1 = {Reason.NIC_UNBOUND, Reason.NO_PORTSET, Reason.FORWARDING_DISABLED, Reason.ZOMBIE_PORT, Reason.NO_CLIENT,
+OUT_OF_STEP_1 = {Reason.NIC_UNBOUND, Reason.NO_PORTSET, Reason.FORWARDING_DISABLED, Reason.ZOMBIE_PORT,
+                 Reason.NO_CLIENT,
                  Reason.LINK_DOWN, Reason.PORT_BLOCKED}
 
 
@@ -59,7 +61,8 @@ def test_P_3_and_P_4_every_frame_comes_to_an_end_once(number):
         result = it.send(endpoint, data)
         real = [delivery for delivery in result.deliveries if delivery.kind is not Kind.MIRROR]
         assert real or result.drops or result.consumed == 1, (endpoint, data.hex())
-        received = [delivery.endpoint for delivery in result.deliveries if delivery.kind in (Kind.FRAME, Kind.PROMISCUOUS)]
+        received = [delivery.endpoint for delivery in result.deliveries if delivery.kind in (Kind.FRAME,
+                                                                                             Kind.PROMISCUOUS)]
         assert endpoint not in received and len(set(received)) == len(received), (endpoint, data.hex())
         coming_in = [drop for drop in result.drops if drop.stage == "in"]
         assert len(coming_in) <= 1 and result.frames == 1 and result.consumed in (0, 1)
@@ -137,7 +140,8 @@ def test_V_5_no_frame_leaves_its_vlan(number):
             checked += 1
 
 
-PRIVATE_PORTS = {"p1": 100, "p2": 100, "i1": 101, "i2": 101, "c1": 102, "c2": 102, "d1": 103, "d2": 103, "q": 200, "e": 202}
+PRIVATE_PORTS = {"p1": 100, "p2": 100, "i1": 101, "i2": 101, "c1": 102, "c2": 102, "d1": 103, "d2": 103, "q": 200,
+                 "e": 202}
 MAP = [(100, 100, 1), (100, 101, 2), (100, 102, 3), (100, 103, 3), (200, 200, 1), (200, 202, 3)]
 
 
@@ -233,7 +237,8 @@ def test_C_2_every_counter_equals_what_results_showed(number):
             continue
         counters = it.counters(endpoint)
         for name, value in counters.items():
-            if name in ("numMACsLearned", "numMACsMoved", "noLearningAllowedPkts", "pktsOutException", "pktsInException"):
+            if name in ("numMACsLearned", "numMACsMoved", "noLearningAllowedPkts", "pktsOutException",
+                        "pktsInException"):
                 continue
             assert value == expected[endpoint, name], (endpoint, name)
         if fast:
@@ -338,7 +343,8 @@ def test_K_3_a_time_cut_in_pieces_is_the_same(number, first, second):
 
 def test_the_second_reading_of_vlans_is_not_empty():
     """That the VLANs above tell members from others."""
-    it = host({"a": {"properties": [access(10)]}, "b": {"properties": [trunk(20, (10, 11))]}, "c": {"properties": [access(20)]}})
+    it = host({"a": {"properties": [access(10)]}, "b": {"properties": [trunk(20, (10, 11))]},
+               "c": {"properties": [access(20)]}})
     document = {"switches": [{"alias": "sw", "private_vlans": [], "ports": [
         {"dvport_id": "a", "vlan": {"mode": "access", "vlan": 10}},
         {"dvport_id": "b", "vlan": {"mode": "trunk", "vlan": 20, "ranges": [(10, 11)]}},

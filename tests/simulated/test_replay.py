@@ -63,7 +63,8 @@ def test_API_10_pcapng_of_both_orders(file, order):
 def test_API_10_blocks_of_all_kinds_are_passed_over(file):
     writer = Pcapng()
     others = b"".join(writer.block(kind, bytes(24)) for kind in (4, 5, 0xA, 0xBAD, 0x40000BAD, 0x12345678))
-    content = (writer.section() + others + writer.interface() + others + writer.enhanced(frames(1)[0], 0, options=[(1, b"note")])
+    content = (writer.section() + others + writer.interface() + others + writer.enhanced(frames(1)[0], 0,
+                                                                                         options=[(1, b"note")])
                + others + writer.simple(frames(2)[1]) + others)
     assert host(2).replay(A, file(content)).to(B) == frames(2)
 
@@ -119,7 +120,8 @@ def blocks(content):
 
 def test_API_10_packets_without_time_take_none(file):
     writer = Pcapng()
-    content = (writer.section() + writer.interface() + writer.enhanced(frames(1)[0], 1_000_000) + writer.simple(frames(1)[0])
+    content = (writer.section() + writer.interface() + writer.enhanced(frames(1)[0],
+                                                                       1_000_000) + writer.simple(frames(1)[0])
                + writer.enhanced(frames(1)[0], 3_000_000))
     it = host(2)
     it.replay(A, file(content), timing=True)
@@ -152,7 +154,8 @@ def test_API_10_transactions_of_512_frames(file, tmp_path):
 
 def test_API_10_an_empty_file_has_happen_what_is_due(file):
     it = host(2)
-    assert not it.replay(A, file(pcap(()))) and not it.replay(A, file(ng(()))) and it.replay(A, file(ng(()))).frames == 0
+    assert not it.replay(A, file(pcap(()))) and not it.replay(A, file(ng(()))) and it.replay(A,
+                                                                                             file(ng(()))).frames == 0
 
 
 def test_API_10_a_capture_of_a_host_can_be_replayed(tmp_path):
@@ -197,7 +200,8 @@ REFUSED = {
     "cut record head": (pcap([(0, GOOD)])[:30], 24, "the file ends within"),
     "cut record": (pcap([(0, GOOD)] * 2)[:-1], 24 + 76, "the file ends within"),
     "long record": (pcap(()) + struct.pack("<IIII", 0, 0, 262145, 262145) + bytes(262145), 24, "more than 262144"),
-    "huge record": (pcap([(0, GOOD)]) + struct.pack("<IIII", 0, 0, 0xFFFFFFFF, 60) + bytes(60), 24 + 76, "more than 262144"),
+    "huge record": (pcap([(0, GOOD)]) + struct.pack("<IIII", 0, 0, 0xFFFFFFFF, 60) + bytes(60), 24 + 76,
+                    "more than 262144"),
     "unknown byte order": (W.section().replace(b"\x4d\x3c", b"\x00\x00"), 0, "order of bytes"),
     "version 2": (W.section(version=2), 0, "version 1"),
     "cut section": (W.section()[:16], 0, "the file ends within"),
