@@ -114,6 +114,7 @@ class Home {
   }
 
   static std::uint32_t version() {
+    get();  // before it is there, the host is that of the environment
     host::HostLock lock;
     return host::open_host().data_version();
   }
