@@ -53,8 +53,8 @@ _LIMITS: dict[str, str] = {
     "VSDVS_SetPrivateVLANMap": (
         "VLANs are 1 to 4094, and each primary VLAN has one promiscuous entry, whose secondary VLAN is the primary one"
     ),
-    "VSDVS_SetMACLearning": "the aging time is 0 to 1000000 seconds, the limit at most 65536 addresses",
-    "VSQEL_SetGlobalMACLearningProps": "the aging time is 0 to 1000000 seconds, the limit at most 65536 addresses",
+    "VSDVS_SetMACLearning": "the aging time is 0 to 1000000 seconds, the limit at most 1048576 addresses",
+    "VSQEL_SetGlobalMACLearningProps": "the aging time is 0 to 1000000 seconds, the limit at most 1048576 addresses",
     "VSDVS_SetPortMACLearning": "the limit is at most 4096 addresses, at_limit one of MacLimitPolicy",
     "VSDVS_SetPortSecurity": "a flag that is none of SecurityFlag",
     "VSDVS_SetExtraEthFilter": "at most 32 addresses, each a multicast address",

@@ -73,7 +73,7 @@ class MacLearning(Value):
 @value
 class SwitchMacLearning(Value):
     """MAC learning of a switch. `aging_time`: seconds until an address that is not seen is forgotten (0: never, at most
-    1000000); `limit`: how many addresses behind its ports (at most 65536)."""
+    1000000); `limit`: how many addresses behind its ports (at most 1048576)."""
 
     aging_time: int = of(INT, 600)
     limit: int = of(INT, 65536)
