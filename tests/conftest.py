@@ -2,6 +2,7 @@
 
 import os
 import pathlib
+import signal
 import sys
 import textwrap
 
@@ -13,6 +14,9 @@ import workspace  # noqa: E402 - found by the line above
 sys.path[:0] = workspace.SEARCH
 # Each test process has a host of its own unless the test names one.
 os.environ["VSWITCH_HOST"] = ":memory:"
+# Whoever runs the tests may have them ignore what a terminal sends; what they start would inherit that.
+signal.signal(signal.SIGINT, signal.default_int_handler)
+signal.signal(signal.SIGHUP, signal.SIG_DFL)
 
 
 @pytest.fixture

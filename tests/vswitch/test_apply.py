@@ -21,9 +21,6 @@ from vswitch import _calls
 tool = scenario.Tool({str(BUILD / "host/bin/vswitch-host")!r})
 folder = pathlib.Path(os.environ["VSWITCH_APPLY_DIR"])
 folder.parent.mkdir(exist_ok=True)
-# Whoever runs the tests may have them ignore what a terminal sends.
-signal.signal(signal.SIGINT, signal.default_int_handler)
-signal.signal(signal.SIGHUP, signal.SIG_DFL)
 host = scenario.prepare()
 before = scenario.whole()
 exported = host.export()
