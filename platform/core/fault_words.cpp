@@ -35,21 +35,21 @@ void require(bool holds, std::string const &otherwise) {
 }  // namespace
 
 FaultRule fault_rule(DescribedFault const &described) {
-  auto const kind = fault_kinds.find(described.kind);
-  require(kind != fault_kinds.end(), described.kind + ": is not one of fail, fail-after, abort and delay");
+  std::optional<FaultKind> const kind = meaning_of(fault_kinds, described.kind);
+  require(kind.has_value(), described.kind + ": is not one of fail, fail-after, abort and delay");
   std::optional<Status> const status = status_by_name(described.status);
   require(status && *status != QEL_OK, described.status + ": is not the name of a failing status");
-  auto const exception = exceptions.find(described.exception);
-  require(exception != exceptions.end(),
+  std::optional<ExceptionClass> const exception = meaning_of(exceptions, described.exception);
+  require(exception.has_value(),
           described.exception + ": is not one of OSError, RuntimeError, MemoryError and ValueError");
   require(described.call.empty() || has_function(described.call.c_str()),
           described.call + ": the host has no such function");
-  require(kind->second != FaultKind::delay || described.milliseconds != 0, "a delay needs --milliseconds");
+  require(*kind != FaultKind::delay || described.milliseconds != 0, "a delay needs --milliseconds");
   FaultRule rule;
-  rule.kind = kind->second;
+  rule.kind = *kind;
   rule.call = described.call;
   rule.status = *status;
-  rule.exception_class = exception->second;
+  rule.exception_class = *exception;
   rule.message = described.message;
   rule.milliseconds = described.milliseconds;
   rule.skip = described.skip;

@@ -1,32 +1,49 @@
 // Faults on demand as people name them: the words of the command line and of other descriptions.
 #pragma once
 
-#include <map>
+#include <cstddef>
 #include <optional>
 #include <stdexcept>
 #include <string>
+#include <string_view>
 
 #include "platform/core/faults.hpp"
 
 namespace host {
 
-inline std::map<std::string, FaultKind> const fault_kinds{{"fail", FaultKind::fail},
-                                                          {"fail-after", FaultKind::fail_after},
-                                                          {"abort", FaultKind::abort},
-                                                          {"delay", FaultKind::delay}};
-
-inline std::map<std::string, ExceptionClass> const exceptions{{"OSError", ExceptionClass::os_error},
-                                                              {"RuntimeError", ExceptionClass::runtime_error},
-                                                              {"MemoryError", ExceptionClass::memory_error},
-                                                              {"ValueError", ExceptionClass::value_error}};
-
+// Nothing that allocates as the library is loaded.
 template <typename Number>
-std::string word_for(std::map<std::string, Number> const &words, Number number) {
-  for (auto const &[word, meaning] : words) {
-    if (meaning == number)
-      return word;
+struct Word {
+  std::string_view text;
+  Number meaning;
+};
+
+inline constexpr Word<FaultKind> fault_kinds[] = {{"fail", FaultKind::fail},
+                                                  {"fail-after", FaultKind::fail_after},
+                                                  {"abort", FaultKind::abort},
+                                                  {"delay", FaultKind::delay}};
+
+inline constexpr Word<ExceptionClass> exceptions[] = {{"OSError", ExceptionClass::os_error},
+                                                      {"RuntimeError", ExceptionClass::runtime_error},
+                                                      {"MemoryError", ExceptionClass::memory_error},
+                                                      {"ValueError", ExceptionClass::value_error}};
+
+template <typename Number, std::size_t count>
+std::string word_for(Word<Number> const (&words)[count], Number number) {
+  for (Word<Number> const &word : words) {
+    if (word.meaning == number)
+      return std::string(word.text);
   }
   return "unknown";
+}
+
+template <typename Number, std::size_t count>
+std::optional<Number> meaning_of(Word<Number> const (&words)[count], std::string_view text) {
+  for (Word<Number> const &word : words) {
+    if (word.text == text)
+      return word.meaning;
+  }
+  return std::nullopt;
 }
 
 inline std::string fault_kind_word(FaultKind kind) {
