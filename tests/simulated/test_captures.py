@@ -7,6 +7,7 @@ import stat
 import subprocess
 
 import pytest
+import workspace
 from hosts import BROADCAST, access, description, frame, host, mac, security
 from pcap_files import capture as expected
 
@@ -225,7 +226,7 @@ FIELDS = ["frame.time_epoch", "frame.interface_name", "frame.len", "frame.cap_le
 
 def tshark(file, *fields):
     command = [TSHARK, "-r", file, "-T", "fields", "-E", "separator=|", *(x for name in fields for x in ("-e", name))]
-    process = subprocess.run(command, capture_output=True, text=True, check=True, env=dict(os.environ, TZ="UTC"))
+    process = subprocess.run(command, capture_output=True, text=True, check=True, env=workspace.FOREIGN | {"TZ": "UTC"})
     return [line.split("|") for line in process.stdout.splitlines()]
 
 
@@ -251,7 +252,7 @@ def test_API_11_as_tshark_reads_it(name):
 def test_API_11_tshark_finds_nothing_wrong(tmp_path):
     for name in FRAMES:
         process = subprocess.run([TSHARK, "-r", GOLDEN / name, "-Y", "_ws.malformed.expert"], capture_output=True,
-                                 text=True, check=True)
+                                 text=True, check=True, env=workspace.FOREIGN)
         assert "appears" not in process.stderr and "damaged" not in process.stderr
 
 

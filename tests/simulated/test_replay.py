@@ -7,6 +7,7 @@ import struct
 import subprocess
 
 import pytest
+import workspace
 from hosts import description, frame, host, mac
 from hypothesis import HealthCheck, given, settings
 from hypothesis import strategies as st
@@ -173,7 +174,8 @@ def test_API_10_a_capture_of_a_host_can_be_replayed(tmp_path):
 @pytest.mark.parametrize("kind", ["pcap", "nsecpcap", "pcapng"])
 def test_API_10_what_other_programs_write(file, tmp_path, kind):
     (tmp_path / "made").write_bytes(pcap(zip((1, 2.5, 4), frames(3), strict=True)))
-    subprocess.run([EDITCAP, "-F", kind, tmp_path / "made", tmp_path / "converted"], check=True, capture_output=True)
+    command = [EDITCAP, "-F", kind, tmp_path / "made", tmp_path / "converted"]
+    subprocess.run(command, check=True, capture_output=True, env=workspace.FOREIGN)
     it = host(2)
     assert it.replay(A, tmp_path / "converted", timing=True).to(B) == frames(3) and it.now_us == START + 3_000_000
 

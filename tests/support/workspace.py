@@ -9,6 +9,8 @@ import textwrap
 SOURCE = pathlib.Path(__file__).resolve().parents[2]
 BUILD = pathlib.Path(os.environ.get("VSWITCHPY_BUILD", SOURCE / "build"))
 SUPPORT = BUILD / "tests" / "support"
+# For programs that are not ours: some do not end under a sanitizer's runtime, which is preloaded for the interpreter.
+FOREIGN = {name: value for name, value in os.environ.items() if name != "LD_PRELOAD"}
 SEARCH = [str(BUILD / "python"), str(SUPPORT), str(SOURCE / "tests" / "support")]
 
 
