@@ -59,7 +59,8 @@ def drift(style: Style, file: str, exact: bool | None) -> int:
 
 @verb(argument("file", FILE), EXACT)
 def rehearse(style: Style, file: str, exact: bool | None) -> int:
-    """Apply the document in FILE to a simulated twin of the host: exit code 1 if that fails, 3 if connections are lost."""
+    """Apply the document in FILE to a simulated twin of the host: exit code 1 if that fails, 3 if connections are
+    lost."""
     made = Host().plan(_document(file), exact=exact)
     if not style.json:
         put_diff(style, made.diff())

@@ -139,8 +139,8 @@ class ObjectChange:
             return
         if not own and not new and not released and self._is_default(path, setting, value):
             return
-        # A port that is made here goes before anything else is taken back. That of an uplink goes with its uplink, which
-        # stays while a setting names it.
+        # A port that is made here goes before anything else is taken back. That of an uplink goes with its uplink,
+        # which stays while a setting names it.
         goes = new and "dvport_id" in place and path.split("/")[2] == "ports"
         back = () if goes else self._undo(place, kept, setting, released)
         self.planner.add(phase, "set", where, setting.write(place, value), back, short(now), short(value))

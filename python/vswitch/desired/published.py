@@ -13,9 +13,9 @@ Schema = dict[str, Any]
 
 
 def schema(of: str = "state") -> dict[str, Any]:
-    """The JSON Schema (draft 2020-12) of desired-state documents ("state"), of plans ("plan": `Plan.to_dict()`, and what
-    `vswitch plan --json` prints), or of errors ("error": what `--json` prints on standard error, `Error.to_dict()` in
-    it). ValueError for another name."""
+    """The JSON Schema (draft 2020-12) of desired-state documents ("state"), of plans ("plan": `Plan.to_dict()`, and
+    what `vswitch plan --json` prints), or of errors ("error": what `--json` prints on standard error,
+    `Error.to_dict()` in it). ValueError for another name."""
     if of not in NAMES:
         raise ValueError(f"{of!r} is no schema: use one of {', '.join(NAMES)}")
     text = Path(__file__).with_name(NAMES[of]).read_text(encoding="utf-8")

@@ -137,7 +137,8 @@ class Port(PortSettings):
     @property
     def mac_statistics(self) -> MacStatistics:
         """Its counters of MAC learning. WrongState where the switch has no port set."""
-        return values.mac.MacStatistics.from_bytes(fill("VSPMACLearningStats", "VSQEL_GetPortMACLearningStats", *self._names))
+        data = fill("VSPMACLearningStats", "VSQEL_GetPortMACLearningStats", *self._names)
+        return values.mac.MacStatistics.from_bytes(data)
 
     @property
     def mac_table(self) -> PortMacTable:

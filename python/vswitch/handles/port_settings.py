@@ -107,7 +107,8 @@ def _clear_learning(names: Names) -> None:
 
 
 def _write_changes(names: Names, allowed: bool) -> None:
-    write_raw(names, _MANAGEMENT, values.mac.management_bytes(allowed, values.mac.learning_of(read_raw(names, _MANAGEMENT))))
+    learning = values.mac.learning_of(read_raw(names, _MANAGEMENT))
+    write_raw(names, _MANAGEMENT, values.mac.management_bytes(allowed, learning))
 
 
 def _clear_changes(names: Names) -> None:

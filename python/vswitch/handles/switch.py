@@ -139,7 +139,9 @@ class Switch(SwitchSettings):
         """What it is as a whole: MTU, numbers of ports, names."""
         size = 218
         return take(
-            lambda record: values.statistics.SwitchInfo.from_bytes(pointed(record, size)), "VSQEL_GetSwitchInfo", self.alias
+            lambda record: values.statistics.SwitchInfo.from_bytes(pointed(record, size)),
+            "VSQEL_GetSwitchInfo",
+            self.alias,
         )
 
     @property
@@ -222,7 +224,8 @@ class Switch(SwitchSettings):
     @property
     def mac_summary(self) -> MacSummary:
         """MAC learning as a whole."""
-        return values.mac.MacSummary.from_bytes(fill("VSMACLearningSwitchInfo", "VSQEL_GetSwitchMACLearningInfo", self.alias))
+        data = fill("VSMACLearningSwitchInfo", "VSQEL_GetSwitchMACLearningInfo", self.alias)
+        return values.mac.MacSummary.from_bytes(data)
 
     def _by_port(self, name: str, size: int, made: Any) -> dict[str, Any]:
         """A mapping from ports to values, of records that begin with the number of a port."""
