@@ -4,15 +4,8 @@
 #include <iterator>
 
 namespace vswitchpy {
-namespace {
 
 #include "facts.inc"
-
-}  // namespace
-
-const MethodFacts *facts_of(MethodIndex method) {
-  return facts_of_method[method] ? &method_facts[facts_of_method[method]] : nullptr;
-}
 
 const RecordContents *contents_of(std::size_t record) {
   return contents_of_record[record] ? &contents[contents_of_record[record]] : nullptr;

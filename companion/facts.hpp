@@ -31,8 +31,14 @@ struct MethodFacts {
   std::uint32_t limit = 0;  // a number, or the position of a field
 };
 
-// Null for a function of which nothing is known, like most.
-const MethodFacts *facts_of(MethodIndex method);
+// The first of these says nothing; the others are found by the positions of the methods.
+extern const MethodFacts method_facts[];
+extern const std::uint8_t facts_of_method[];
+
+// Null for a function of which nothing is known, like most. Each call asks.
+inline const MethodFacts *facts_of(MethodIndex method) {
+  return facts_of_method[method] ? &method_facts[facts_of_method[method]] : nullptr;
+}
 
 // Positions among the fields of all records.
 using FieldIndex = std::uint16_t;

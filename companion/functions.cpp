@@ -49,7 +49,7 @@ bool may_be_given_back(PyObject *argument, MethodIndex method) {
 }
 
 // Neither the record nor its proxy is to free the memory, or to be used, again.
-void remember_release(PyObject *argument) {
+[[gnu::noinline]] void remember_release(PyObject *argument) {
   void *ignored = nullptr;
   engine->pointer_from(argument, nullptr, Disown::yes, &ignored);
   if (is_record(argument)) {
@@ -70,6 +70,7 @@ bool prepare_functions() {
 }
 
 PyObject *checked_result(MethodIndex method, PyObject *result) {
+  *engine->error_left = false;
   char where[160];
   PyOS_snprintf(where, sizeof where, "<built-in function %s>", method_name(method));
   return _Py_CheckFunctionResult(PyThreadState_Get(), nullptr, result, where);
@@ -92,10 +93,11 @@ void *quick_pointer(PyObject *object, const swig_type_info *type) {
 // Whether the interpreter lock is held while the library works.
 enum class Lock : bool { released, held };
 
-PyObject *checked_call(MethodIndex method, Arguments arguments, Lock lock) {
+// This and what is marked like it makes one function of a call: a fifth of a short call went into handing arguments on.
+[[gnu::always_inline]] inline PyObject *checked_call(MethodIndex method, Arguments arguments, Lock lock) {
   PyObject *result = lock == Lock::held ? engine->call(method, arguments, NameEnd::slot)
                                         : engine->call_without_lock(method, arguments, NameEnd::slot);
-  return result && PyErr_Occurred() ? checked_result(method, result) : result;
+  return result && *engine->error_left ? checked_result(method, result) : result;
 }
 
 // ---- data and its length ---------------------------------------------------------------------------------------
@@ -183,7 +185,7 @@ bool has_six_bytes(MethodIndex method, std::uint8_t place, PyObject *object) {
 
 // ---- functions of which something is known ---------------------------------------------------------------------
 
-void remember_sources(PyObject *result, MethodIndex method) {
+[[gnu::noinline]] void remember_sources(PyObject *result, MethodIndex method) {
   if (!PyList_CheckExact(result)) {
     remember_source(result, method);
     return;
@@ -193,7 +195,15 @@ void remember_sources(PyObject *result, MethodIndex method) {
   }
 }
 
-PyObject *call_by_facts(MethodIndex method, const MethodFacts &facts, Arguments arguments, Lock lock) {
+// False with the error set for arguments that the module would take, but should not. Apart from the call, which most
+// functions come to without it.
+[[gnu::noinline]] bool may_be_called(MethodIndex method, const MethodFacts &facts, Arguments arguments) {
+  return !(facts.data && !data_fits(method, facts, arguments)) &&
+         !(facts.six_bytes && !has_six_bytes(method, facts.six_bytes, arguments.items[facts.six_bytes - 1])) &&
+         !(facts.role == Role::takes_back && !may_be_given_back(arguments.items[0], method));
+}
+
+[[gnu::always_inline]] inline PyObject *call_by_facts(MethodIndex method, const MethodFacts &facts, Arguments arguments, Lock lock) {
   if (facts.role == Role::takes_back) {
     if (*engine->bridge_claims) [[unlikely]] {
       // Now rather than in the call: what is looked at here is to hold until it is over.
@@ -201,9 +211,7 @@ PyObject *call_by_facts(MethodIndex method, const MethodFacts &facts, Arguments 
     }
     lock = Lock::held;  // it works without others in between
   }
-  if ((facts.data && !data_fits(method, facts, arguments)) ||
-      (facts.six_bytes && !has_six_bytes(method, facts.six_bytes, arguments.items[facts.six_bytes - 1])) ||
-      (facts.role == Role::takes_back && !may_be_given_back(arguments.items[0], method))) {
+  if ((facts.data || facts.six_bytes || facts.role == Role::takes_back) && !may_be_called(method, facts, arguments)) {
     return nullptr;
   }
   PyObject *result = checked_call(method, arguments, lock);
@@ -216,7 +224,7 @@ PyObject *call_by_facts(MethodIndex method, const MethodFacts &facts, Arguments 
 }
 
 // With the index that the module's function is to get.
-PyObject *call_with_index(MethodIndex method, const MethodFacts &facts, Arguments arguments, Lock lock) {
+[[gnu::noinline]] PyObject *call_with_index(MethodIndex method, const MethodFacts &facts, Arguments arguments, Lock lock) {
   PyObject *items[most_arguments];
   PyObject *index = bounded_index(method, arguments.items[0], arguments.items[facts.index - 1]);
   if (!index) {
@@ -229,7 +237,7 @@ PyObject *call_with_index(MethodIndex method, const MethodFacts &facts, Argument
   return result;
 }
 
-PyObject *call(MethodIndex method, Arguments arguments, Lock lock) {
+[[gnu::always_inline]] inline PyObject *call(MethodIndex method, Arguments arguments, Lock lock) {
   const MethodFacts *facts = facts_of(method);
   // A wrong number of arguments is the module's to refuse.
   if (!facts || facts->inputs != arguments.count) {

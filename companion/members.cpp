@@ -106,7 +106,7 @@ int field_set(PyObject *self, PyObject *object, PyObject *value) {
   PyObject *done = nullptr;
   if (record) [[likely]] {
     done = engine->write_field(*attribute.field, record, value);
-    if (done && PyErr_Occurred()) [[unlikely]] {
+    if (done && *engine->error_left) [[unlikely]] {
       done = checked_result(attribute.setter, done);
     }
   } else {

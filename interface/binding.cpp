@@ -44,6 +44,7 @@ const Engine module_engine = {
     .method_count = Module::derived_method_count,
     .texts = Module::texts.data(),
     .record_classes = &record_classes,
+    .error_left = &Deferred::error_left,
     .types = Module::registered.data(),
     .proxy_type = &proxy_type,
     .find_descriptor = find_descriptor,

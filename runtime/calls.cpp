@@ -252,8 +252,8 @@ void take_interpreter_lock(PyThreadState *thread) {
 }
 
 // With `released`, this thread holds the bridge.
-template <InterpreterLock lock>
-PyObject *run(const CallEntry &call, Arguments arguments, NameEnd name_end) {
+// One function for both, so that it is compiled in one piece.
+PyObject *run(const CallEntry &call, Arguments arguments, NameEnd name_end, InterpreterLock lock) {
   if (arguments.count != call.input_count) [[unlikely]] {
     return argument_count_error(arguments, call.input_count, text_at(call.name));
   }
@@ -269,14 +269,14 @@ PyObject *run(const CallEntry &call, Arguments arguments, NameEnd name_end) {
   PyThreadState *const thread = lock == InterpreterLock::released ? PyThreadState_Get() : nullptr;
   enter_call(frame.outer);
   if (!VSWITCHPY_BRIDGE_ARMED()) {
-    if constexpr (lock == InterpreterLock::released) {
+    if (lock == InterpreterLock::released) [[unlikely]] {
       take_interpreter_lock(thread);
     }
     leave_call(frame.outer);
     // The text copies stay: the library may have kept their addresses.
     return raise_aborted_call();
   }
-  if constexpr (lock == InterpreterLock::released) {
+  if (lock == InterpreterLock::released) [[unlikely]] {
     PyEval_SaveThread();
     call.invoke(frame.slots, frame.result);
     PyEval_RestoreThread(thread);
@@ -298,7 +298,7 @@ PyObject *run(const CallEntry &call, Arguments arguments, NameEnd name_end) {
 }  // namespace
 
 PyObject *call_bridged(const CallEntry &call, Arguments arguments, NameEnd name_end) {
-  return run<InterpreterLock::kept>(call, arguments, name_end);
+  return run(call, arguments, name_end, InterpreterLock::kept);
 }
 
 PyObject *call_unlocked(const CallEntry &call, Arguments arguments, NameEnd name_end) {
@@ -306,7 +306,7 @@ PyObject *call_unlocked(const CallEntry &call, Arguments arguments, NameEnd name
   if (call.result == Result::object || !hold_bridge()) {
     return call_bridged(call, arguments, name_end);
   }
-  PyObject *result = run<InterpreterLock::released>(call, arguments, name_end);
+  PyObject *result = run(call, arguments, name_end, InterpreterLock::released);
   give_bridge_up();
   return result;
 }

@@ -87,6 +87,8 @@ swig_type_info *char_pointer_type() {
 
 }  // namespace
 
+bool Deferred::error_left = false;
+
 PyObject *exception_class(Outcome outcome) {
   switch (outcome) {
     case Outcome::io_error: return PyExc_IOError;

@@ -17,6 +17,7 @@ struct Engine {
   std::size_t method_count;
   const char *texts;
   RecordClasses *record_classes;
+  bool *error_left;              // see Deferred
   swig_type_info *const *types;  // registered descriptors, by their index
   PyTypeObject *proxy_type;
   swig_type_info *(*find_descriptor)(const char *mangled_name);

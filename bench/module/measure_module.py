@@ -1,8 +1,9 @@
 """Measures the module beside the same interface as SWIG generates it, and beside types written by hand.
 
 Each contestant runs in processes of its own, in alternating rounds whose order alternates, too, with the garbage
-collector off. A round gives the best of some short runs; what counts is the ratio of the medians of the rounds. All load the same
-host libraries, whose functions only return.
+collector off. A round gives the best of some short runs; what counts is the ratio of the lower quartiles of the rounds:
+shared machines have phases in which all takes almost twice as long, and a median falls now into one, now into the other.
+All load the same host libraries, whose functions only return.
 
 Usage: measure_module.py BENCH [--rounds N] [--json FILE]    the table; BENCH is build/bench/module
        measure_module.py BENCH --growth FILE.svg             cost of an element of a table, by its size
@@ -305,13 +306,17 @@ def measure(contest: Contest, rounds: int, imports: int) -> dict[Row, dict[str, 
     return samples
 
 
+def lower_quartile(values: list[float]) -> float:
+    return statistics.quantiles(values, n=4, method="inclusive")[0] if len(values) > 1 else values[0]
+
+
 def summary(samples: dict) -> list[dict]:
     table = []
     for row, runs in samples.items():
-        medians = {contestant: statistics.median(values) for contestant, values in runs.items()}
-        ratios = {peer: medians[OURS] / medians[peer] for peer in row.targets}
+        costs = {contestant: lower_quartile(values) for contestant, values in runs.items()}
+        ratios = {peer: costs[OURS] / costs[peer] for peer in row.targets}
         met = all(target is None or ratios[peer] <= target for peer, target in row.targets.items())
-        table.append({"row": row.label, "unit": row.unit, "medians": medians, "ratios": ratios,
+        table.append({"row": row.label, "unit": row.unit, "costs": costs, "ratios": ratios,
                       "targets": row.targets, "met": met, "samples": runs})
     return table
 
@@ -320,7 +325,7 @@ def show(table: list[dict]) -> None:
     print(f"{'operation':<42}{'unit':>5}" + "".join(f"{title:>15}" for title in TITLES.values())
           + "   ratio (accepted) to each peer")
     for row in table:
-        cells = [f"{row['medians'][name]:.1f}" if name in row["medians"] else "-" for name in TITLES]
+        cells = [f"{row['costs'][name]:.1f}" if name in row["costs"] else "-" for name in TITLES]
         ratios = []
         for peer in PEERS:
             if peer not in row["ratios"]:
