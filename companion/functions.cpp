@@ -203,7 +203,8 @@ bool has_six_bytes(MethodIndex method, std::uint8_t place, PyObject *object) {
          !(facts.role == Role::takes_back && !may_be_given_back(arguments.items[0], method));
 }
 
-[[gnu::always_inline]] inline PyObject *call_by_facts(MethodIndex method, const MethodFacts &facts, Arguments arguments, Lock lock) {
+[[gnu::always_inline]] inline PyObject *call_by_facts(MethodIndex method, const MethodFacts &facts, Arguments arguments,
+                                                      Lock lock) {
   if (facts.role == Role::takes_back) {
     if (*engine->bridge_claims) [[unlikely]] {
       // Now rather than in the call: what is looked at here is to hold until it is over.
@@ -224,7 +225,8 @@ bool has_six_bytes(MethodIndex method, std::uint8_t place, PyObject *object) {
 }
 
 // With the index that the module's function is to get.
-[[gnu::noinline]] PyObject *call_with_index(MethodIndex method, const MethodFacts &facts, Arguments arguments, Lock lock) {
+[[gnu::noinline]] PyObject *call_with_index(MethodIndex method, const MethodFacts &facts, Arguments arguments,
+                                            Lock lock) {
   PyObject *items[most_arguments];
   PyObject *index = bounded_index(method, arguments.items[0], arguments.items[facts.index - 1]);
   if (!index) {
