@@ -148,7 +148,7 @@ class JsonObject {
 
   // One of several words.
   std::string word(char const *member, char const *fallback, std::initializer_list<std::string_view> words) {
-    std::string const word = text(member, SIZE_MAX, fallback);
+    std::string word = text(member, SIZE_MAX, fallback);
     if (std::find(words.begin(), words.end(), word) == words.end()) {
       std::string all;
       for (std::string_view const other : words)

@@ -67,7 +67,7 @@ def leaves(found: Any, path: str = "", depth: int = 0) -> dict[str, Any]:
 
 def _leaves(found: Any, path: str, inside: str | None, made: dict[str, Any]) -> None:
     """`inside`: the collection whose entries are here, empty within an object, None at the document."""
-    if not isinstance(found, Mapping):
+    if not isinstance(found, dict):
         made[path] = found
         return
     if not found:
@@ -78,7 +78,7 @@ def _leaves(found: Any, path: str, inside: str | None, made: dict[str, Any]) -> 
         place = joined(path, name)
         if inside == "table" or (inside != "collection" and name in _VALUES and inside != "observed"):
             made[place] = value
-        elif isinstance(value, Mapping):
+        elif isinstance(value, dict):
             if name in _TABLES and inside == "object":
                 _leaves(value, place, "table", made)
             elif name in ("switches", "ports", "uplink_ports") and inside in (None, "object"):

@@ -203,6 +203,31 @@ def test_no_more_values_than_are_thought_possible(text):
     assert len(values) <= document.most_values(text) - 8
 
 
+@pytest.mark.parametrize(
+    "text",
+    [
+        "[a, b, [c, d], {e: f, g: h}]",
+        "{'a': 'b, c, d', \"e\":\"f,,,,,\", g: 'it''s, it', h: it's, i: 'j,k'}",
+        '["a\\"b,,,", "c"] # ,,,,,',
+        "[a#b, c 'd, e, 'f,,,,']",
+        "a:\n- b\n- c\nd: e\n\n# f\ng:\nh: i\n",
+        "a: |\n  b: c\n  d: e\nf: g\n",
+        "a: 'b\nc: d\ne: f'\n",
+        "a: [b\n, c\n, d]\n",
+        "a:\n\n\n\n\n# b: c\n\n#\nd:\n",
+    ],
+)
+def test_no_fewer_values_than_are_thought_certain(text):
+    events = list(iter(document._Yaml(text).parser().get_event, None))
+    kinds = ("ScalarEvent", "SequenceStartEvent", "MappingStartEvent")
+    assert document.least_values(text) <= len([event for event in events if type(event).__name__ in kinds])
+
+
+@pytest.mark.parametrize("text", ["{a: '" + "," * 2_000_000 + "'}", "a: |\n" + "  b: c\n" * 600_000], ids=range(2))
+def test_a_long_text_is_one_value(text):
+    assert len(document.parse(text)["a"]) > 1_000_000
+
+
 @pytest.mark.parametrize("name", HOSTILE)
 def test_hostile_texts_end_with_a_place(name):
     begin = time.monotonic()

@@ -31,7 +31,7 @@ def read(document: object) -> dict[str, Any]:
     elif isinstance(document, (bytes, bytearray)):
         plain = parse(_decoded(bytes(document)))
     elif isinstance(document, Mapping):
-        plain = _Copy().value(document, "", 1)
+        plain = _Copy().value(document, None, 1)
     else:
         raise TypeError(f"a dict, a path or a text is wanted, not {type(document).__name__}")
     members: dict[str, Any] = DOCUMENT.read(plain, "")
@@ -66,44 +66,59 @@ def _too_many(path: str) -> DocumentError:
     return DocumentError(path, f"more than {MOST_NODES:,} values")
 
 
+# The way to a value, as pairs of the way before and a name: only errors need its text.
+_Way = tuple[Any, str | int] | None
+
+
+def _text_of(way: _Way) -> str:
+    names: list[str | int] = []
+    while way is not None:
+        way, name = way
+        names.append(name)
+    path = ""
+    for name in reversed(names):
+        path = joined(path, name)
+    return path
+
+
 class _Copy:
     """Plain values out of a dict of the caller's, within the limits."""
 
     def __init__(self) -> None:
         self.nodes = 0
 
-    def value(self, given: Any, path: str, depth: int) -> Any:
+    def value(self, given: Any, way: _Way, depth: int) -> Any:
         self.nodes += 1
         if self.nodes > MOST_NODES:
-            raise _too_many(path)
+            raise _too_many(_text_of(way))
         if type(given) in _LEAVES:
             return given
         if isinstance(given, Mapping):
             if depth > MOST_DEPTH:
-                raise _too_deep(path)
+                raise _too_deep(_text_of(way))
             self.nodes += len(given)
             if self.nodes > MOST_NODES:
-                raise _too_many(path)
+                raise _too_many(_text_of(way))
             made: dict[str, Any] = {}
             for key, value in given.items():
-                name = key if type(key) is str else self.key(key, path)
+                name = key if type(key) is str else self.key(key, way)
                 if name in made:
-                    raise DocumentError(joined(path, name), "stands twice")
-                made[name] = value if type(value) in _LEAVES else self.value(value, joined(path, name), depth + 1)
+                    raise DocumentError(_text_of((way, name)), "stands twice")
+                made[name] = value if type(value) in _LEAVES else self.value(value, (way, name), depth + 1)
             return made
         if isinstance(given, (list, tuple)):
             if depth > MOST_DEPTH:
-                raise _too_deep(path)
-            return [self.value(one, joined(path, index), depth + 1) for index, one in enumerate(given)]
+                raise _too_deep(_text_of(way))
+            return [self.value(one, (way, index), depth + 1) for index, one in enumerate(given)]
         return given
 
-    def key(self, key: object, path: str) -> str:
+    def key(self, key: object, way: _Way) -> str:
         """The text of a key; a number is its decimal text."""
         if isinstance(key, str):
             return str(key)
         if isinstance(key, int) and not isinstance(key, bool):
             return str(int(key))
-        raise DocumentError(path, f"a key is a text, not {named(key)}")
+        raise DocumentError(_text_of(way), f"a key is a text, not {named(key)}")
 
 
 _LEAVES = (str, int, bool, type(None))
@@ -132,7 +147,7 @@ def parse_json(text: str) -> Any:
         raise DocumentError("", f"not JSON: line {error.lineno}, column {error.colno}: {error.msg}") from None
     except RecursionError:
         raise _too_deep(_deep_path(text)) from None
-    return _Json().value(loaded, "", 1)
+    return _Json().value(loaded, None, 1)
 
 
 _STRING = re.compile(r'"(?:[^"\\]|\\.)*"')
@@ -171,21 +186,21 @@ def _deep_path(text: str) -> str:
 class _Json(_Copy):
     """The same of parsed JSON, whose objects are pairs."""
 
-    def value(self, given: Any, path: str, depth: int) -> Any:
+    def value(self, given: Any, way: _Way, depth: int) -> Any:
         if isinstance(given, _Pairs):
             self.nodes += 1
             if depth > MOST_DEPTH:
-                raise _too_deep(path)
+                raise _too_deep(_text_of(way))
             if self.nodes + len(given) > MOST_NODES:
-                raise _too_many(path)
+                raise _too_many(_text_of(way))
             made: dict[str, Any] = {}
             for name, value in given:
                 if name in made:
-                    raise DocumentError(joined(path, name), "stands twice")
-                made[name] = self.value(value, joined(path, name), depth + 1)
+                    raise DocumentError(_text_of((way, name)), "stands twice")
+                made[name] = self.value(value, (way, name), depth + 1)
             self.nodes += len(given)
             return made
-        return super().value(given, path, depth)
+        return super().value(given, way, depth)
 
 
 # ---- YAML -----------------------------------------------------------------------------------------------------
@@ -211,7 +226,10 @@ def resolved(text: str, path: str = "") -> Any:
 
 def parse(text: str) -> Any:
     """The plain values of a YAML text."""
-    if len(text) > MOST_BYTES or len(text) > MOST_BYTES // 4 and len(text.encode(errors="replace")) > MOST_BYTES:
+    size = len(text)
+    if MOST_BYTES // 4 < size <= MOST_BYTES and not text.isascii():
+        size = len(text.encode(errors="replace"))
+    if size > MOST_BYTES:
         raise _too_long()
     reader = _Yaml(text)
     try:
@@ -229,11 +247,41 @@ def _yaml_reason(error: Any) -> str:
 _EVENTS_AROUND = 4  # the beginnings and ends of the text and of its document
 # What ends a value, and as what it counts at most: a value on each side, or a mapping or list around it as well.
 _ENDS = {"\n": 1, "\r": 1, "\x85": 1, "\u2028": 1, "\u2029": 1, ",": 2, ":": 3, "-": 2, "[": 2, "{": 2, "?": 3}
+_ASCII_ENDS = "".join(filter(str.isascii, _ENDS)).encode()
 
 
 def most_values(text: str) -> int:
     """How many values a YAML text can have at most, by the characters that end them."""
+    if text.isascii():
+        # One pass instead of one for each.
+        data = text.encode()
+        ends = len(data) - len(data.translate(None, _ASCII_ENDS))
+        if ends * 3 <= MOST_NODES - 8:
+            return 8 + ends * 3
     return 8 + sum(text.count(mark) * values for mark, values in _ENDS.items())
+
+
+_FLOW = re.compile(r"\s*[\[{]")
+# Where a quoted text may begin in brackets, and the text. A quotation mark within a plain text begins nothing.
+_QUOTED = re.compile(r"""([\[{,]\s*|(?<=["']):\s*|:\s+)(?:"(?:[^"\\]|\\.)*"|'[^']*(?:''[^']*)*')""")
+_UNSURE = re.compile("[\"'#]")
+_MEMBER = re.compile(r"^[^\s#&*!|>%@`?:,-][^:\n]*:(?:[ \n]|$)", re.MULTILINE)
+_ELSEWHERE = ("\n ", "\n\t", "\n\n\n", "\r", '"', "'", "[", "{", "\n---", "\n...")
+_PREFIX = 6 << 20  # enough of what is too much; the rest need not be looked at
+
+
+def least_values(text: str) -> int:
+    """How many values a YAML text has at least if it is none that is refused for something else; 0 where that takes
+    reading it. In brackets a comma stands behind a value; what is not indented is an entry of the outermost mapping, or
+    of a list in it, on each line."""
+    if _FLOW.match(text):
+        start = text[:_PREFIX]
+        if '"' in start or "'" in start:
+            start = _QUOTED.sub(r"\1", start)
+        return _UNSURE.split(start, 1)[0].count(",")
+    if not _MEMBER.match(text) or any(mark in text for mark in _ELSEWHERE):
+        return 0
+    return text.count("\n") - text.count("\n\n") - text.count("\n#") + len(_MEMBER.findall(text))
 
 
 class _Anchored:
@@ -288,6 +336,8 @@ class _Yaml:
         most = most_values(self.text)
         if most <= MOST_NODES:
             return
+        if least_values(self.text) > MOST_NODES:
+            raise _too_many("")
         parser = self.parser()
         if most <= 6 * MOST_NODES and hasattr(parser, "raw_parse"):
             # The library counts events faster than it gives them: one for a value, two for a list or a mapping.

@@ -233,11 +233,15 @@ def _observe(switch: SwitchState, ports: dict[str, Any], uplink_ports: dict[str,
     return made
 
 
+_LINK_UP = int(PortFlag.LINKUP)
+_LINK_TEXTS = (short(LinkState.DOWN), short(LinkState.UP))
+
+
 def _observed_port(reader: state.StatusReader, port: str, types: dict[str, PortType]) -> dict[str, Any]:
     flags, number, client = reader.read(port)
     return {
         "number": number,
         "type": short(types.get(port)),
         "client": client or None,
-        "link": short(LinkState.UP if flags & PortFlag.LINKUP else LinkState.DOWN),
+        "link": _LINK_TEXTS[bool(flags & _LINK_UP)],
     }

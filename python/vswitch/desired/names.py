@@ -5,7 +5,12 @@ from __future__ import annotations
 
 def joined(path: str, name: str | int) -> str:
     """The path of a member or element below `path`."""
-    text = name.replace("~", "~0").replace("/", "~1") if isinstance(name, str) else str(name)
+    if not isinstance(name, str):
+        text = str(name)
+    elif "/" in name or "~" in name:
+        text = name.replace("~", "~0").replace("/", "~1")
+    else:
+        text = name
     return f"{path}/{text}" if path else text
 
 

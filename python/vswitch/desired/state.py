@@ -347,6 +347,10 @@ class PropertyReader:
         return self.room.view
 
 
+# A number, since a number and a member make a member, which takes longer than the rest of a port.
+_IN_USE = int(PortFlag.INUSE)
+
+
 class StatusReader(PropertyReader):
     """Reads what the status of a port says, with one call for each."""
 
@@ -356,7 +360,7 @@ class StatusReader(PropertyReader):
     def read(self, port: str) -> tuple[int, int, str]:
         """The flags and the number of a port, and its client (empty without one)."""
         flags, _, number, client = _STATUS.unpack_from(self.data(port))
-        return flags, number, slot_text(client) if flags & PortFlag.INUSE else ""
+        return flags, number, slot_text(client) if flags & _IN_USE else ""
 
 
 def clients(alias: str) -> dict[str, str]:

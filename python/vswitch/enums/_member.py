@@ -103,7 +103,7 @@ class Bits(enum.IntFlag):
         made._name_ = "|".join(map(str, [member.name for member in known])) or None
         if known and bits & ~cls._mask():
             made._name_ = f"{made._name_}|{bits & ~cls._mask()}"
-        elif known:
+        elif known or not bits:
             cls._value2member_map_[bits] = made
         return made
 

@@ -58,6 +58,8 @@ def of(kind: Kind, default: Any = dataclasses.MISSING) -> Any:
 # ---- values ----------------------------------------------------------------------------------------------------------
 
 _FIELDS: dict[type, tuple[tuple[str, Kind, Any], ...]] = {}
+_ACCEPTING: dict[type, tuple[tuple[str, Callable[[Any], Any], Any], ...]] = {}
+_MISSING = dataclasses.MISSING
 _PUT: dict[type, tuple[Callable[[Any, Any], None], ...]] = {}
 
 
@@ -67,6 +69,17 @@ def fields_of(cls: type[Value]) -> tuple[tuple[str, Kind, Any], ...]:
     if found is None:
         found = _FIELDS[cls] = tuple(
             (field.name, field.metadata["kind"], field.default) for field in dataclasses.fields(cls)
+        )
+    return found
+
+
+def _accepting(cls: type[Value]) -> tuple[tuple[str, Callable[[Any], Any], Any], ...]:
+    """Name and check of each field, and its default if that is kept as it is and so needs no check."""
+    found = _ACCEPTING.get(cls)
+    if found is None:
+        found = _ACCEPTING[cls] = tuple(
+            (name, kind.accept, default if default is not _MISSING and kind.accept(default) is default else _MISSING)
+            for name, kind, default in fields_of(cls)
         )
     return found
 
@@ -87,16 +100,18 @@ class Value:
     """The field that is the name of the entry where documents have a table of these."""
 
     def __post_init__(self) -> None:
-        for name, kind, _ in fields_of(type(self)):
-            given = getattr(self, name)
-            try:
-                kept = kind.accept(given)
-            except (TypeError, ValueError) as error:
-                if isinstance(error, DocumentError):
-                    raise
-                raise type(error)(f"{type(self).__name__}.{name}: {error}") from None
-            if kept is not given:
-                object.__setattr__(self, name, kept)
+        name = ""
+        try:
+            for name, accept, settled in _accepting(type(self)):
+                given = getattr(self, name)
+                if given is not settled:
+                    kept = accept(given)
+                    if kept is not given:
+                        object.__setattr__(self, name, kept)
+        except (TypeError, ValueError) as error:
+            if isinstance(error, DocumentError):
+                raise
+            raise type(error)(f"{type(self).__name__}.{name}: {error}") from None
         self._check()
 
     def __eq__(self, other: object) -> bool:

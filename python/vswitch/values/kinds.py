@@ -176,9 +176,14 @@ def bits_of(name: str) -> Kind:
     return Kind(accept, lambda value: value.to_json(), lambda given: getattr(enums, name).from_json(given))
 
 
+_PLAIN = (int, str, bool, bytes, float)
+
+
 def short(value: Any) -> Any:
     """The short plain form of a value, as documents have it: fields that have their defaults are left out, a VLAN
     policy with nothing but an `id` is the number."""
+    if value is None or type(value) in _PLAIN:
+        return value
     if isinstance(value, tuple):
         return [short(one) for one in value]
     made = getattr(value, "_short", None) or getattr(value, "to_json", None)

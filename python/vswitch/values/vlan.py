@@ -61,7 +61,8 @@ class VlanPolicy(Value):
     private: bool = of(BOOL, False)
 
     def _short(self) -> Any:
-        return self.id if self == VlanPolicy(self.id) else Value._short(self)
+        has_more = self.priority is not None or self.trunk is not None or self.private
+        return Value._short(self) if has_more else self.id
 
     if TYPE_CHECKING:  # what is accepted is more than what is kept
 
