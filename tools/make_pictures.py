@@ -10,13 +10,16 @@ from __future__ import annotations
 
 import os
 import pathlib
-import pty
 import re
 import subprocess
 import sys
 import tempfile
 
 SOURCE = pathlib.Path(__file__).resolve().parents[1]
+sys.path.insert(0, str(SOURCE / "tests" / "support"))
+
+from terminal import on_terminal  # noqa: E402 - found there
+
 COLUMNS = 96
 DOCUMENT = """\
 format: 1
@@ -35,26 +38,6 @@ SESSION = (
     "vswitch set switches/lab/ports/web-1/vlan '{trunk: [10-19, 30]}'",
     "vswitch get switches/lba/mtu",
 )
-
-
-def on_terminal(command: str, environment: dict[str, str], folder: str) -> str:
-    """What a command prints on a terminal, with its colours."""
-    child, terminal = pty.fork()
-    if child == 0:
-        os.chdir(folder)
-        os.execvpe("sh", ["sh", "-c", command], environment)
-    seen = b""
-    while True:
-        try:
-            data = os.read(terminal, 65536)
-        except OSError:  # the other end is closed
-            break
-        if not data:
-            break
-        seen += data
-    os.close(terminal)
-    os.waitpid(child, 0)
-    return seen.decode().replace("\r\n", "\n")
 
 
 def drawn(transcript: list[tuple[str, str]]) -> str:
@@ -90,7 +73,7 @@ def main(build: str, folder: str = str(SOURCE / "docs" / "pictures")) -> int:
         picture = subprocess.run(
             ["vswitch", "topology", "--svg", "-"], env=environment, check=True, capture_output=True, text=True
         ).stdout
-        session = drawn([(line, on_terminal(line, environment, home)) for line in SESSION])
+        session = drawn([(line, on_terminal(["sh", "-c", line], environment, home)[0]) for line in SESSION])
     place = pathlib.Path(folder)
     (place / "session.svg").write_text(session, encoding="utf-8")
     (place / "topology.svg").write_text(picture, encoding="utf-8")

@@ -8,12 +8,12 @@ terminal of 100 columns gets: escape sequences begin with `\\e`, and what lasts 
 
 import os
 import pathlib
-import pty
 import re
 import subprocess
 import sys
 
 import pytest
+import terminal
 import workspace
 
 pytestmark = pytest.mark.pure_python
@@ -83,22 +83,9 @@ CHANGING = (
 
 def on_terminal(command, environment, folder):
     """What a terminal gets of a command, and the exit code."""
-    child, terminal = pty.fork()
-    if child == 0:
-        os.chdir(folder)
-        os.execvpe("sh", ["sh", "-c", command], {**environment, "TERM": "xterm", "COLUMNS": "100"})
-    seen = b""
-    while True:
-        try:
-            data = os.read(terminal, 65536)
-        except OSError:  # the other end is closed
-            break
-        if not data:
-            break
-        seen += data
-    os.close(terminal)
-    code = os.waitstatus_to_exitcode(os.waitpid(child, 0)[1])
-    text = seen.decode().replace("\r\n", "\n").replace("\x1b", "\\e")
+    variables = {**environment, "TERM": "xterm", "COLUMNS": "100"}
+    text, code = terminal.on_terminal(["sh", "-c", command], variables, folder)
+    text = text.replace("\x1b", "\\e")
     for pattern, replacement in CHANGING:
         text = pattern.sub(replacement, text)
     return text, code

@@ -1,8 +1,6 @@
 """The command line where it meets a terminal, a closed pipe, a poor locale, a signal, a file that it may not write."""
 
 import json
-import os
-import pty
 import select
 import signal
 import socket
@@ -10,6 +8,7 @@ import subprocess
 import sys
 
 import pytest
+import terminal
 import workspace
 from test_sessions import environment  # noqa: F401 - a fixture
 
@@ -25,25 +24,8 @@ def run(environment, *arguments, **options):
 
 def on_terminal(environment, *arguments, columns=100, answer=b"", **more):
     """What a person sees who runs the command, and its exit code."""
-    child, terminal = pty.fork()
-    if child == 0:
-        variables = {**environment, "TERM": "xterm", "COLUMNS": str(columns), **more}
-        os.execvpe("vswitch", ["vswitch", *arguments], variables)
-    seen = b""
-    if answer:
-        while not seen.rstrip().endswith(b"[y/N]:"):
-            seen += os.read(terminal, 4096)
-        os.write(terminal, answer)
-    while True:
-        try:
-            data = os.read(terminal, 65536)
-        except OSError:  # the other end is closed
-            break
-        if not data:
-            break
-        seen += data
-    os.close(terminal)
-    return seen.decode().replace("\r\n", "\n"), os.waitstatus_to_exitcode(os.waitpid(child, 0)[1])
+    variables = {**environment, "TERM": "xterm", "COLUMNS": str(columns), **more}
+    return terminal.on_terminal(["vswitch", *arguments], variables, answer=answer)
 
 
 @pytest.fixture(autouse=True)
