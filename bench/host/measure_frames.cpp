@@ -106,9 +106,9 @@ class Host {
   // From a learned address to another one; 0xffffffffffff for the destination: to all.
   vssim_frame frame(std::uint64_t destination, std::uint64_t source, std::uint32_t port) {
     std::vector<unsigned char> &bytes = frames_.emplace_back(frame_size);
-    for (int i = 0; i < 6; ++i) {
-      bytes[static_cast<std::size_t>(i)] = static_cast<unsigned char>(destination >> (40 - 8 * i));
-      bytes[static_cast<std::size_t>(6 + i)] = static_cast<unsigned char>(source >> (40 - 8 * i));
+    for (std::size_t i = 0; i < 6; ++i) {
+      bytes[i] = static_cast<unsigned char>(destination >> (40 - 8 * i));
+      bytes[6 + i] = static_cast<unsigned char>(source >> (40 - 8 * i));
     }
     bytes[12] = 0x88;
     bytes[13] = 0xb5;
