@@ -279,6 +279,7 @@ std::size_t make_class(RecordClass &kind, const RecordEntry &entry, std::size_t 
   type.tp_flags = Py_TPFLAGS_DEFAULT | Py_TPFLAGS_BASETYPE;
   type.tp_vectorcall = record_vectorcall;
   set_slots(kind);
+  kind.element = element_reader(kind);
   if (!type.tp_name) {
     PyErr_NoMemory();
     return 0;

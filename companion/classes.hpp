@@ -7,6 +7,16 @@ namespace vswitchpy {
 
 struct RecordContents;
 
+struct MethodFacts;
+
+// The function that a subscript stands for, where all it does is to say where an element lies; without a call, if there
+// is none.
+struct ElementReader {
+  const CallEntry *call;
+  const MethodFacts *facts;
+  swig_type_info *type;  // of the element; null: it is a text
+};
+
 struct RecordClass {
   PyTypeObject type;  // first: a type is found back from its address
   PyMappingMethods mapping;
@@ -21,6 +31,7 @@ struct RecordClass {
   MethodIndex next;
   MethodIndex first;               // of the record's functions
   const RecordContents *contents;  // what the record counts, or null
+  ElementReader element;           // what `get_item` does
   bool in_array;                   // whether a view of it may be one of an array whose elements another record counts
   bool complete;                   // whether its members are there: they are made when the class is first used
 };

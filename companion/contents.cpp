@@ -126,36 +126,34 @@ bool find_bound(const MethodFacts &facts, PyObject *self, Py_ssize_t *bound, Py_
   return true;
 }
 
-// What a method gives of a record for an index within its bound, read where it lies. Such methods read memory and call
-// no library: no abort has to be caught. False where the method has to judge.
-bool read_directly_by(MethodIndex method, PyObject *self, PyObject *index, PyObject **element) {
-  const MethodFacts *facts = facts_of(method);
+// What a subscript gives for an index within its bound, read where it lies. The function behind it reads memory and
+// calls no library: no abort has to be caught. False where the function itself has to judge.
+bool read_directly(const RecordClass &kind, PyObject *self, PyObject *index, PyObject **element) {
+  const ElementReader &reader = kind.element;
   const RecordObject *record = as_record(self);
   std::uint64_t number = 0;
-  Py_ssize_t bound = -1;
-  Py_ssize_t count = -1;
-  if (!facts || record->run || record->type != class_of(self)->descriptor || !live_pointer(record) ||
-      !short_number(index, &number)) {
+  void *const memory = live_pointer(record);
+  if (!reader.call || record->run || record->type != kind.descriptor || !memory || !short_number(index, &number)) {
     return false;
   }
-  if (!find_bound(*facts, self, &bound, &count)) {
+  Py_ssize_t bound = -1;
+  Py_ssize_t count = -1;
+  if (!find_bound(*reader.facts, self, &bound, &count)) {
     *element = nullptr;
     return true;
   }
-  const CallEntry &call = engine->calls[engine->methods[method].index];
-  if ((call.result != Result::slot_text && call.result != Result::borrowed_pointer) || bound < 0 ||
-      number >= static_cast<std::uint64_t>(bound) || number > static_cast<std::uint64_t>(INT_MAX)) {
+  if (bound < 0 || number >= static_cast<std::uint64_t>(bound) || number > static_cast<std::uint64_t>(INT_MAX)) {
     return false;
   }
   Slot slots[2];
-  slots[0].set(live_pointer(record));
+  slots[0].set(memory);
   slots[1].set(static_cast<int>(number));
   Slot result[2];
-  call.invoke(slots, result);
+  reader.call->invoke(slots, result);
   if (!result[0].get<void *>()) {
     *element = Py_NewRef(Py_None);
-  } else if (call.result == Result::borrowed_pointer) {
-    *element = view_of(engine->types[call.result_pointee], result[0].get<void *>(), self);
+  } else if (reader.type) {
+    *element = view_of(reader.type, result[0].get<void *>(), self);
   } else {
     const char *text = result[0].get<const char *>();
     *element = decoded_text(text, field_text_size(text, result[1].get<std::size_t>()));
@@ -264,11 +262,31 @@ Py_ssize_t record_length(PyObject *self) {
   return count_in(holder);
 }
 
+ElementReader element_reader(const RecordClass &kind) {
+  const bool in_array = kind.contents && kind.contents->elements == Elements::of_array;
+  const MethodIndex method = kind.contents ? kind.contents->method : kind.get_item;
+  const MethodFacts *facts = in_array || method == no_method ? nullptr : facts_of(method);
+  if (!facts) {
+    return {};
+  }
+  const CallEntry &call = engine->calls[engine->methods[method].index];
+  switch (call.result) {
+    case Result::slot_text: return {&call, facts, nullptr};
+    case Result::borrowed_pointer: return {&call, facts, engine->types[call.result_pointee]};
+    default: return {};
+  }
+}
+
 PyObject *record_get_item(PyObject *self, PyObject *index) {
+  const RecordClass &kind = *class_of(self);
+  PyObject *element = nullptr;
+  if (read_directly(kind, self, index, &element)) [[likely]] {
+    return element;
+  }
   if (refuse_released(self)) {
     return nullptr;
   }
-  const MethodIndex method = class_of(self)->get_item;
+  const MethodIndex method = kind.get_item;
   const Holder holder = holder_of(self);
   const bool by_method = !holder.contents || holder.contents->elements != Elements::of_array;
   if (by_method || !holder.memory || !PyIndex_Check(index)) {
@@ -277,10 +295,6 @@ PyObject *record_get_item(PyObject *self, PyObject *index) {
       return PyErr_Format(PyExc_TypeError,
                           holder.contents ? "'%s' indices must be integers" : "'%s' stands alone: it has no index",
                           Py_TYPE(self)->tp_name);
-    }
-    PyObject *element = nullptr;
-    if (read_directly_by(reader, self, index, &element)) [[likely]] {
-      return element;
     }
     PyObject *items[] = {self, index};
     return call_method(reader, {items, 2});

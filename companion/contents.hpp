@@ -9,6 +9,8 @@ namespace vswitchpy {
 bool has_length(const RecordClass &kind);
 bool has_index(const RecordClass &kind);
 
+// Known once the class knows its functions.
+ElementReader element_reader(const RecordClass &kind);
 Py_ssize_t record_length(PyObject *self);
 PyObject *record_get_item(PyObject *self, PyObject *index);
 int record_set_item(PyObject *self, PyObject *index, PyObject *value);
