@@ -243,6 +243,47 @@ def imports(report: Report, quick: bool) -> None:
         report.add(f"{name}, times python3 -c pass", milliseconds / nothing, "times", times)
 
 
+def fixtures(report: Report, quick: bool) -> None:
+    """What a test pays for a fresh host: the fixture of the plugin, beside a test without one, in one run of pytest."""
+    tests = 20 if quick else 1000
+    source = f"""
+import pytest
+@pytest.mark.parametrize("number", range({tests}))
+def test_nothing(number): pass
+@pytest.mark.parametrize("number", range({tests}))
+def test_a_host(vswitch_host, number): pass
+@pytest.mark.vswitch_host(file=True)
+@pytest.mark.parametrize("number", range({tests // 10}))
+def test_a_host_in_a_file(vswitch_host, number): pass
+"""
+    conftest = """
+import collections, time
+taken = collections.defaultdict(list)
+def pytest_runtest_logstart(nodeid):
+    global begin
+    begin = time.perf_counter()
+def pytest_runtest_logfinish(nodeid):
+    taken[nodeid.split("::")[1].partition("[")[0]].append(time.perf_counter() - begin)
+def pytest_sessionfinish():
+    import json, pathlib, statistics
+    with open(pathlib.Path(__file__).with_name("taken.json"), "w") as file:
+        json.dump({name: statistics.median(times) for name, times in taken.items()}, file)
+"""
+    with tempfile.TemporaryDirectory() as folder:
+        place = pathlib.Path(folder)
+        (place / "test_it.py").write_text(source)
+        (place / "conftest.py").write_text(conftest)
+        # A package that is installed is found by its entry point; this one may be only on the path.
+        command = [sys.executable, "-m", "pytest", "-q", "-p", "vswitch.testing.plugin", "-p", "no:cacheprovider"]
+        places = [f"--basetemp={place / 'tests'}", f"--rootdir={place}", str(place)]
+        subprocess.run([*command, *places], check=True, capture_output=True)
+        taken = json.loads((place / "taken.json").read_text())
+    milliseconds = {name: (seconds - taken["test_nothing"]) * MILLI for name, seconds in taken.items()}
+    nothing = taken["test_nothing"] * MILLI
+    report.add("a fresh host for a test", milliseconds["test_a_host"], "ms", 2, without=nothing)
+    report.add("a fresh host in a file for a test", milliseconds["test_a_host_in_a_file"], "ms", None, without=nothing)
+
+
 def main() -> int:
     """Measures and prints."""
     parser = argparse.ArgumentParser(description="measure the objects")
@@ -254,7 +295,7 @@ def main() -> int:
     with tempfile.TemporaryDirectory(dir=options.folder) as folder:
         os.environ["VSWITCH_HOST"] = str(pathlib.Path(folder) / "host.db")
         os.environ["VSWITCH_APPLY_DIR"] = str(pathlib.Path(folder) / "apply")
-        for measure in (reading, bulk, addresses, desired, hostile, imports):
+        for measure in (reading, bulk, addresses, desired, hostile, imports, fixtures):
             measure(report, options.quick)
     text = json.dumps(report.to_dict(), indent=2)
     if options.json:

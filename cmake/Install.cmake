@@ -47,6 +47,13 @@ foreach(source ${LAYER_SOURCES})
   install(FILES ${source} DESTINATION ${folder} COMPONENT ${component})
 endforeach()
 
+# What tells Python of the package, and pytest of its plugin; in the build folder and installed.
+set(METADATA vswitchpy-${PROJECT_VERSION}.dist-info)
+configure_file(packaging/METADATA.in ${PROJECT_BINARY_DIR}/python/${METADATA}/METADATA @ONLY)
+configure_file(packaging/entry_points.txt ${PROJECT_BINARY_DIR}/python/${METADATA}/entry_points.txt COPYONLY)
+install(FILES ${PROJECT_BINARY_DIR}/python/${METADATA}/METADATA ${PROJECT_BINARY_DIR}/python/${METADATA}/entry_points.txt
+  DESTINATION ${VSWITCHPY_PYTHON_DIR}/${METADATA} COMPONENT module)
+
 # The command `vswitch`, in the build folder and installed.
 function(make_command folder modules)
   file(RELATIVE_PATH TO_PYTHON /bin /${modules})

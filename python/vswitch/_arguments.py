@@ -19,11 +19,13 @@ class HasDict(Protocol):
 class Packed:
     """A native record as an argument: `data` as the record `kind`. `value` is what errors show of it."""
 
-    __slots__ = ("_storage", "this", "value")
+    __slots__ = ("_storage", "data", "kind", "this", "value")
 
     def __init__(self, kind: str, data: bytes, value: HasDict | list[Any] | None = None) -> None:
+        self.kind = kind
+        self.data = data
         self.value = value
-        if kind == "qel_HNQPortVIDRange":
+        if kind == _RANGES:
             # Ranges side by side: those behind a VLAN policy.
             self._storage: Any = libvswitch.buffer(bytes(VLAN_POLICY) + data)
             self.this = libvswitch.cell("VSPortVlanPolicy **", self._storage).value.vidRanges.this
@@ -35,9 +37,15 @@ class Packed:
             self.this = self._storage.this
 
 
+_RANGES = "qel_HNQPortVIDRange"
 _COUNTED = frozenset(
     ("DVMirrorSessionTable", "LSTeamTable", "VSPvlanMapEntry", "VSRuntimeOptions", "VSUplinkPortIds", "VSUplinkPorts")
 )
+
+
+def is_counted(kind: str) -> bool:
+    """Whether records of this kind go on behind their fixed part."""
+    return kind == _RANGES or kind in _COUNTED
 
 
 class Data:
@@ -49,6 +57,11 @@ class Data:
         self.size = len(data)
         self._storage = libvswitch.buffer(data or b"\0")
         self.this = self._storage.this
+
+    @property
+    def bytes(self) -> bytes:
+        """The bytes as they are now."""
+        return bytes(self._storage.view[: self.size])
 
 
 class Queried:

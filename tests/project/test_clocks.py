@@ -14,6 +14,7 @@ CLOCKS = re.compile(
 )
 PATIENCE = "only a deadline for what hangs"
 LISTED = {
+    "tests/ansible/test_fleet.py": "what waits for the middle of an apply, to kill it there, looks every 20 milliseconds",
     "tests/host/faults_test.cpp": "a delay on demand lasts at least as long as asked for; longer is no failure",
     "tests/host/running_state_test.cpp": "delays of several rules last at least their sum; longer is no failure",
     "tests/project/test_clocks.py": "this table",

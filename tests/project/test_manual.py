@@ -14,8 +14,9 @@ from workspace import BUILD, SEARCH, SOURCE
 
 GUIDES = SOURCE / "docs" / "manual"
 PAGES = sorted(str(path.relative_to(GUIDES)) for path in GUIDES.rglob("*.rst"))
-# The reference of the comfortable layer, which is made of docstrings, and a page of links.
-WITHOUT_SESSIONS = ["comfort.rst", "guides/tasks.rst"]
+# The reference of the comfortable layer, which is made of docstrings, a page of links, and one with a playbook, which is
+# run with the tests of the collection.
+WITHOUT_SESSIONS = ["comfort.rst", "guides/tasks.rst", "objects/fleet.rst"]
 EXAMPLES = re.split(r"^(\w+)\n", (GUIDES / "call_examples.txt").read_text(encoding="utf-8"), flags=re.M)[1:]
 
 

@@ -13,6 +13,12 @@ from workspace import BUILD, SOURCE
 
 pytestmark = pytest.mark.skipif(SANITIZED, reason="what users install is built without sanitizers")
 
+
+
+def version():
+    return re.search(r"project\(vswitchpy VERSION (\S+)", (SOURCE / "CMakeLists.txt").read_text())[1]
+
+
 PYTHON = "lib/python3/dist-packages"
 HOST = "lib/vswitchpy/host"
 DOC = "share/doc"
@@ -30,6 +36,7 @@ MODULE_FILES = {
     f"{PYTHON}/libvswitch/_records.{sysconfig.get_config_var('SOABI')}.so",
     *(f"{PYTHON}/{name}" for name in PACKAGES if name not in SIMULATED),
     f"{PYTHON}/vswitch/enums/families.json",
+    *(f"{PYTHON}/vswitchpy-{version()}.dist-info/{name}" for name in ("METADATA", "entry_points.txt")),
     "bin/vswitch",
     "share/man/man1/vswitch.1.gz",
     f"{DOC}/vswitchpy/changelog.gz",
@@ -180,10 +187,6 @@ def control(package):
 def needed(fields):
     """Of a package: the names that it depends on."""
     return {re.match(r"\S+", one.strip())[0] for one in fields["Depends"].split(",")}
-
-
-def version():
-    return re.search(r"project\(vswitchpy VERSION (\S+)", (SOURCE / "CMakeLists.txt").read_text())[1]
 
 
 def test_what_the_packages_say_of_themselves(packages):

@@ -58,6 +58,7 @@ def test_the_tests_of_the_objects_are_typed_strictly(mypy):
     names = "samples tour test_bench test_calls test_documentation test_examples test_handles test_package"
     names += " test_every_member test_settings test_similar test_threads test_values conftest"
     tests = [SOURCE / "tests" / "vswitch" / f"{name}.py" for name in names.split()]
+    tests += [path for path in (SOURCE / "tests" / "testing").glob("*.py") if path.name != "conftest.py"]
     assert mypy("mypy", *tests) == f"Success: no issues found in {len(tests)} source files\n"
 
 

@@ -27,5 +27,5 @@ def test_the_measurement_runs(tmp_path: Any) -> None:
     figures = json.loads(report.read_text())
     assert set(figures) == {"figures", "missed"}
     assert {row["unit"] for row in figures["figures"].values()} <= {"us", "ms", "times"}
-    assert "port.vlan over the plain call" in figures["figures"] and len(figures["figures"]) == 33
+    assert "port.vlan over the plain call" in figures["figures"] and len(figures["figures"]) == 35
     assert set(figures["missed"]) <= set(figures["figures"])
