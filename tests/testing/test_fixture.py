@@ -58,7 +58,11 @@ def test_the_plugin_can_be_left_out(session: Session) -> None:
 
 def test_a_thousand_tests_leave_nothing_behind(session: Session) -> None:
     session.write("conftest.py", """
-        import os, pathlib, threading
+        import os, pathlib, re, threading
+
+        def resident():
+            status = pathlib.Path("/proc/self/status").read_text()
+            return int(re.search(r"VmRSS:\\s+(\\d+) kB", status)[1])
 
         def held():
             handles = sorted(os.readlink(f"/proc/self/fd/{name}") for name in os.listdir("/proc/self/fd")
@@ -68,11 +72,12 @@ def test_a_thousand_tests_leave_nothing_behind(session: Session) -> None:
 
         def pytest_runtest_logstart(nodeid):
             if nodeid.endswith("[10]"):
-                global first
-                first = held()  # the host is booted, everything is loaded
+                global first, memory
+                first, memory = held(), resident()  # the host is booted, everything is loaded
 
         def pytest_sessionfinish():
             assert held() == first, (held(), first)
+            assert resident() - memory < 64 << 10, "of a thousand hosts in memory some are left"
             print("nothing is held")
         """)  # fmt: skip
     session.write("test_it.py", """
@@ -109,7 +114,7 @@ def test_a_host_in_a_file_goes_with_its_test_and_so_does_its_guard(session: Sess
             assert vswitch_host.pending.guarded
 
         def test_a_failure_keeps_the_state(vswitch_host):
-            vswitch_host.switches["workload"].mtu = 1500
+            vswitch_host.plan("format: 1\\nswitches: {workload: {mtu: 1500}}").apply(confirm_within=86400)
             assert False
         """)  # fmt: skip
     assert session.run(code=1) == {"failed": 1, "passed": 1}

@@ -2,7 +2,6 @@
 
 from __future__ import annotations
 
-import os
 from collections.abc import Callable, Iterator
 from contextlib import contextmanager
 from typing import Any
@@ -176,10 +175,3 @@ def fault_options(kind: str, status: Status | int | str | None) -> dict[str, Any
     if not isinstance(known, Status):
         raise ValueError(f"status: no status has the number {status}")
     return {"status": known.constant}
-
-
-def files_of(path: str) -> list[str]:
-    """The files of a host in a file, and those of applies to it."""
-    applies = journal.Journal(os.path.abspath(path))
-    state_files = [path + end for end in ("", "-wal", "-shm")]
-    return state_files + [str(one) for one in (applies.path, applies.last, applies.lock, applies.guard)]

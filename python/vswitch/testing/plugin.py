@@ -142,18 +142,18 @@ def vswitch_host(request: pytest.FixtureRequest) -> Iterator[LabHost]:
         from vswitch.simulated import SimulatedHost
     except ImportError as error:
         pytest.fail(f"the simulated host is not installed (package vswitchpy-host): {error}", pytrace=False)
-    from vswitch.testing.host import LabHost, files_of
+    from vswitch.testing.host import LabHost
 
     options = _Options.of(request.node)
     booted = _boot(request.config, options.description)  # type: ignore[arg-type]
     with _apply_folder(request, options.file) as folder:
         simulated = _begun(booted, options.state)
         if options.file:
-            path = folder / "host.db"
-            simulated.snapshot(path)
+            state_file = folder / "host.db"
+            simulated.snapshot(state_file)
             simulated.close()
-            simulated = SimulatedHost(path)
-        files = files_of(simulated.path) if options.file else []
+            simulated = SimulatedHost(state_file)
+        path = simulated.path if options.file else ""
         simulated.use()
         host = LabHost(simulated, lambda: _begun(booted, options.state))
         request.node.stash[_host_of] = host
@@ -162,7 +162,8 @@ def vswitch_host(request: pytest.FixtureRequest) -> Iterator[LabHost]:
         finally:
             del request.node.stash[_host_of]
             host.close()
-            _remove(files, all_of_them=not request.node.stash.get(_failed, False))
+            if path:
+                _remove(path, keep_state=request.node.stash.get(_failed, False))
 
 
 @contextmanager
@@ -187,12 +188,16 @@ def _apply_folder(request: pytest.FixtureRequest, file: bool) -> Iterator[Path]:
             shutil.rmtree(folder, ignore_errors=True)
 
 
-def _remove(files: list[str], all_of_them: bool) -> None:
-    """Removes what a host in a file leaves. After a failure the state stays to be looked at; a journal never does,
-    since the process that guards a change which nobody has confirmed ends with it."""
-    for name in files:
-        if all_of_them or name.endswith((".journal", ".guard")):
-            Path(name).unlink(missing_ok=True)
+def _remove(path: str, keep_state: bool) -> None:
+    """Removes what a host in a file leaves. After a failure the state stays to be looked at; a journal never does, since
+    the process that guards a change which nobody has confirmed ends with it."""
+    from vswitch.desired.journal import Journal
+
+    applies = Journal(path)
+    for file in (applies.path, applies.guard, applies.last, applies.lock):
+        file.unlink(missing_ok=True)
+    for end in () if keep_state else ("", "-wal", "-shm"):
+        Path(path + end).unlink(missing_ok=True)
 
 
 @pytest.fixture
