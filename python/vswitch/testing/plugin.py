@@ -189,7 +189,7 @@ def _apply_folder(request: pytest.FixtureRequest, file: bool) -> Iterator[Path]:
 
 
 def _remove(path: str, keep_state: bool) -> None:
-    """Removes what a host in a file leaves. After a failure the state stays to be looked at; a journal never does, since
+    """Removes what a host in a file leaves. After a failure the state stays to be looked at; a journal never does, as
     the process that guards a change which nobody has confirmed ends with it."""
     from vswitch.desired.journal import Journal
 
