@@ -437,6 +437,40 @@ bool store_session_statistics(Database &database, RowId vswitch, std::string_vie
              number(all.failed), vswitch, sid) != 0;
 }
 
+// ---- timers --------------------------------------------------------------------------------------------
+
+namespace {
+
+void add_timer(Database &database, RowId vswitch, TimerRow const &timer) {
+  database.execute("INSERT INTO timer (vswitch, kind, port, detail, due) VALUES (?, ?, ?, ?, ?)", vswitch, timer.kind,
+                   timer.port, Blob{timer.detail}, timer.due);
+}
+
+}  // namespace
+
+std::vector<TimerRow> load_timers(Database &database, RowId vswitch) {
+  std::vector<TimerRow> timers;
+  Rows row = database.rows("SELECT kind, port, detail, due FROM timer WHERE vswitch = ? ORDER BY kind, port", vswitch);
+  while (row.next())
+    timers.push_back({row.integer(0), row.integer(1), row.text(2), row.integer(3)});
+  return timers;
+}
+
+void store_timers(Database &database, RowId vswitch, std::vector<TimerRow> const &timers) {
+  database.execute("DELETE FROM timer WHERE vswitch = ?", vswitch);
+  for (TimerRow const &timer : timers)
+    add_timer(database, vswitch, timer);
+}
+
+void set_timer(Database &database, RowId vswitch, TimerRow const &timer) {
+  clear_timer(database, vswitch, timer.kind, timer.port);
+  add_timer(database, vswitch, timer);
+}
+
+void clear_timer(Database &database, RowId vswitch, std::int64_t kind, RowId port) {
+  database.execute("DELETE FROM timer WHERE vswitch = ? AND kind = ? AND port = ?", vswitch, kind, port);
+}
+
 // ---- multicast groups ----------------------------------------------------------------------------------
 
 namespace {

@@ -193,6 +193,23 @@ std::optional<SessionStatistics> session_statistics(Database &database, RowId vs
 // False where there is no such session.
 bool store_session_statistics(Database &database, RowId vswitch, std::string_view sid, MirrorStatistics const &all);
 
+// ---- timers --------------------------------------------------------------------------------------------
+
+// What is to happen once at a switch.
+struct TimerRow {
+  std::int64_t kind;
+  RowId port;          // 0: the switch as a whole
+  std::string detail;  // bytes that the kind needs
+  std::int64_t due;    // microseconds of the host's clock
+};
+// By kind and port.
+HOST_API std::vector<TimerRow> load_timers(Database &database, RowId vswitch);
+// In place of all of the switch.
+HOST_API void store_timers(Database &database, RowId vswitch, std::vector<TimerRow> const &timers);
+// In place of the one of its kind and port, if there is one.
+void set_timer(Database &database, RowId vswitch, TimerRow const &timer);
+void clear_timer(Database &database, RowId vswitch, std::int64_t kind, RowId port);
+
 // ---- multicast groups ----------------------------------------------------------------------------------
 
 struct MulticastGroup {

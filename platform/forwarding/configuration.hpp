@@ -84,6 +84,7 @@ struct UplinkConfiguration {
 };
 
 struct NicConfiguration {
+  MacAddress mac = 0;
   bool link_up = true;  // carrier and administrative state
   std::uint32_t speed = 10000;
   bool is_full_duplex = true;
@@ -119,6 +120,7 @@ struct ManualAddress {
 
 struct SwitchConfiguration {
   std::array<std::uint8_t, 64> identifier{};  // padded with zeros
+  MacAddress own_mac = 0;                     // from which it sends; it has one if it has a port set
   bool is_connected = true;                   // it has a port set, and its proxy is active
   bool is_disabled = false;
   std::uint32_t mtu = 1500;

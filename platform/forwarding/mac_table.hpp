@@ -3,6 +3,7 @@
 
 #include <cstdint>
 #include <map>
+#include <optional>
 #include <vector>
 
 #include "platform/forwarding/tables.hpp"
@@ -40,6 +41,10 @@ class MacTable {
   // Seen at another port.
   void move(Place place, PortIndex port, std::int64_t seen, bool counts);
 
+  // The second in which that was last seen which ages next.
+  std::optional<std::int64_t> oldest() const {
+    return by_second_.empty() ? std::nullopt : std::optional(by_second_.begin()->first);
+  }
   // Removes what was last seen at that second or before.
   void expire(std::int64_t seen) {
     if (!by_second_.empty() && by_second_.begin()->first <= seen)

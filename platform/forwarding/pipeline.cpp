@@ -407,16 +407,8 @@ void Forwarding::send_by(UplinkPosition uplink) {
   if (explains_)
     explain(port.lag == nowhere ? Rule::T_1 : Rule::T_3, tables_.place_of(index),
             "team: chosen by port number " + std::to_string(port.number));
-  Reason drop = Reason::none;
-  if (port.nic == nowhere)
-    drop = Reason::no_nic;
-  else if (!port.link_up)
-    drop = Reason::link_down;
-  else if (port.is_blocked)
-    drop = Reason::port_blocked;
-  else if (!tables_.is_member(port, passage_.in_vlan.vlan))
-    drop = Reason::vlan_egress;
-  else if (refuses_nested(port, passage_.header)) {
+  Reason drop = refused_at_uplink(tables_, port, passage_.in_vlan.vlan);
+  if (drop == Reason::none && refuses_nested(port, passage_.header)) {
     if (!target_.is_known()) {
       if (explains_)
         explain_refusal(index, {Rule::V_13, Reason::nested_tag});

@@ -121,6 +121,16 @@ UplinkSet possible_uplinks(Passage const &passage, Port const &port) {
   return port.tied ? passage.vswitch->lag_mates[*port.tied] : passage.traffic.fit(port.team).with_mates;
 }
 
+Reason refused_at_uplink(Tables const &tables, Port const &uplink, std::uint16_t vlan) {
+  if (uplink.nic == nowhere)
+    return Reason::no_nic;
+  if (!uplink.link_up)
+    return Reason::link_down;
+  if (uplink.is_blocked)
+    return Reason::port_blocked;
+  return tables.is_member(uplink, vlan) ? Reason::none : Reason::vlan_egress;
+}
+
 bool has_link(Tables const &tables, Traffic const &traffic, Port const &port) {
   if (!port.link_up || port.is_uplink() || port.tied)
     return port.link_up;

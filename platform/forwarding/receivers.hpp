@@ -62,6 +62,9 @@ std::optional<Refusal> refusal(Passage const &passage, Target const &target, Por
 UplinkSet expected_uplinks(Passage const &passage, Port const &port);
 UplinkSet possible_uplinks(Passage const &passage, Port const &port);
 
+// Why an uplink that was chosen cannot send a frame of the VLAN (T-9); none if it can.
+Reason refused_at_uplink(Tables const &tables, Port const &uplink, std::uint16_t vlan);
+
 // Whether the client has a link: its own, which link state tracking may take down (X-3, T-16).
 bool has_link(Tables const &tables, Traffic const &traffic, Port const &port);
 

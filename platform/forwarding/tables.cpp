@@ -114,6 +114,7 @@ bool Tables::lists_multicast(Port const &port, MacAddress group) const {
 void Tables::add_switch(SwitchConfiguration const &configuration, std::vector<NicConfiguration> const &nics) {
   Switch vswitch;
   vswitch.identifier = configuration.identifier;
+  vswitch.own_mac = configuration.own_mac;
   vswitch.is_connected = configuration.is_connected;
   vswitch.is_disabled = configuration.is_disabled;
   vswitch.learns_static = configuration.learns_static;

@@ -122,6 +122,7 @@ struct PrivateVlanMap {
 
 struct Switch {
   std::array<std::uint8_t, 64> identifier{};
+  MacAddress own_mac = 0;
   bool is_connected = true;
   bool is_disabled = false;
   bool learns_static = false;
@@ -175,6 +176,8 @@ class Tables {
   std::vector<PortIndex> port_of_nic;  // nowhere: behind no uplink
   std::vector<TeamUse> teams;
   std::vector<std::vector<UplinkState>> uplink_states;  // by switch and position
+
+  std::vector<NicConfiguration> const &nics() const { return configuration_->nics; }
 
   // The port of a number; none if the host has none.
   std::optional<PortIndex> find_port(std::uint32_t number) const;

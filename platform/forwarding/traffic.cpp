@@ -31,7 +31,8 @@ void DirectionCounters::count(Header const &header, std::size_t length) {
 }
 
 Traffic::Traffic(Tables const &tables)
-    : ports_(tables.ports.size()),
+    : timers_(tables.switches.size()),
+      ports_(tables.ports.size()),
       switches_(tables.switches.size()),
       is_port_changed_(tables.ports.size()),
       is_switch_changed_(tables.switches.size()),
@@ -76,6 +77,12 @@ void Traffic::forget_vlans(Tables const &tables, std::uint32_t vswitch, VlanSet 
       databases.set(vlan).set(tables.switches[vswitch].database(vlan));
   }
   table(vswitch).forget_vlans(databases);
+}
+
+std::int64_t Traffic::next_aged(Tables const &tables, std::uint32_t vswitch) const {
+  std::uint32_t const aging_time = tables.switches[vswitch].aging_time;
+  std::optional<std::int64_t> const oldest = aging_time ? table(vswitch).oldest() : std::nullopt;
+  return oldest ? (*oldest + aging_time) * microseconds_per_second : never;
 }
 
 void Traffic::age(Tables const &tables, std::uint32_t vswitch, std::int64_t now) {

@@ -7,6 +7,7 @@
 
 #include "platform/forwarding/mac_table.hpp"
 #include "platform/forwarding/tables.hpp"
+#include "platform/forwarding/timers.hpp"
 
 namespace forwarding {
 
@@ -69,6 +70,9 @@ class Traffic {
   MacTable &table(std::uint32_t vswitch) { return tables_[vswitch]; }
   MacTable const &table(std::uint32_t vswitch) const { return tables_[vswitch]; }
 
+  Timers &timers(std::uint32_t vswitch) { return timers_[vswitch]; }
+  Timers const &timers(std::uint32_t vswitch) const { return timers_[vswitch]; }
+
   PortCounters const &counters(PortIndex port) const { return ports_[port]; }
   SwitchCounters const &switch_counters(std::uint32_t vswitch) const { return switches_[vswitch]; }
   // To be counted in: they stand in the changes then.
@@ -83,7 +87,8 @@ class Traffic {
   void forget_port(Tables const &tables, PortIndex port) { table(tables.ports[port].vswitch).forget_port(port); }
   void forget_vlans(Tables const &tables, std::uint32_t vswitch, VlanSet const &vlans);
 
-  // Removes the addresses of a switch that have aged at a time, in microseconds.
+  // When the next address of a switch has aged, in microseconds; and removes those that have at a time.
+  std::int64_t next_aged(Tables const &tables, std::uint32_t vswitch) const;
   void age(Tables const &tables, std::uint32_t vswitch, std::int64_t now);
 
   // Teaming at a time, in microseconds; what is asked for by the next two is that of the time told last.
@@ -102,6 +107,7 @@ class Traffic {
   void compute_fit(Tables const &tables, std::int64_t now);
 
   std::vector<MacTable> tables_;
+  std::vector<Timers> timers_;
   std::vector<PortCounters> ports_;
   std::vector<SwitchCounters> switches_;
   std::vector<bool> is_port_changed_;

@@ -171,6 +171,7 @@ int vssim_advance(vssim_host *host, int64_t microseconds, vssim_result **result)
     with_result(result, [&](vssim_result &made) {
       sim::SendOptions options;
       options.advance_by = microseconds;
+      options.count_only = !result;
       simulation(host).send({}, options, made);
     });
   });

@@ -166,6 +166,9 @@ class SwitchCompiler {
   void add_settings(host::Switch const &vswitch) {
     std::size_t const length = std::min(vswitch.switch_id.size(), compiled_.identifier.size());
     std::copy_n(vswitch.switch_id.begin(), length, compiled_.identifier.begin());
+    // Its port set is named by its row.
+    constexpr forwarding::MacAddress own_prefix = 0x027673000000;
+    compiled_.own_mac = own_prefix | (static_cast<forwarding::MacAddress>(vswitch.row) & 0xffffff);
     bool const is_active =
         host::property_number(setting(QEL_HNQPROP_HOST_PROXY_STATE)) != QEL_HNQPORTSET_STATE_DEACTIVE;
     compiled_.is_connected = !vswitch.portset.empty() && is_active;
@@ -266,7 +269,8 @@ forwarding::Options runtime_options(Database &database) {
 }
 
 forwarding::NicConfiguration nic_configuration(host::NicRow const &row) {
-  return {.link_up = row.nic.carrier && row.admin_up,
+  return {.mac = number_of(row.nic.mac),
+          .link_up = row.nic.carrier && row.admin_up,
           .speed = static_cast<std::uint32_t>(row.nic.speed),
           .is_full_duplex = row.nic.duplex == QEL_LINK_DUPLEX_FULL,
           .error_percent = static_cast<std::uint8_t>(row.nic.errors),

@@ -66,6 +66,12 @@ void Recorder::begin(vssim_frame const &frame, std::int32_t index, std::int64_t 
   }
 }
 
+void Recorder::begin_event(std::int64_t time) {
+  index_ = -1;
+  now_ = time;
+  tapped_ = not_tapped;
+}
+
 // Deliveries of a frame in one form have the same bytes, copies of mirrors and made frames apart.
 void const *Recorder::kept_bytes(forwarding::Delivery const &delivery) {
   if (delivery.kind != forwarding::DeliveryKind::frame && delivery.kind != forwarding::DeliveryKind::promiscuous)

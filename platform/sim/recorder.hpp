@@ -9,6 +9,7 @@
 
 #include "platform/forwarding/sink.hpp"
 #include "platform/sim/endpoints.hpp"
+#include "platform/sim/events.hpp"
 #include "platform/sim/host.hpp"
 #include "platform/sim/result.hpp"
 
@@ -48,7 +49,7 @@ class Taps {
   std::vector<PassedFrame> shown_;  // room for one tap's
 };
 
-class Recorder final : public forwarding::Sink {
+class Recorder final : public EventSink {
  public:
   // `taps` null: nothing is shown.
   Recorder(vssim_result &result, Endpoints &endpoints, Taps *taps, bool keeps)
@@ -59,6 +60,9 @@ class Recorder final : public forwarding::Sink {
 
   // What follows is of this frame.
   void begin(vssim_frame const &frame, std::int32_t index, std::int64_t now);
+
+  // What follows happens by itself at a time.
+  void begin_event(std::int64_t time) override;
 
   void deliver(forwarding::Delivery const &delivery) override;
   void drop(forwarding::Drop const &drop) override;

@@ -66,8 +66,14 @@ Simulation::Attempt::~Attempt() {
   simulation_.taps_.discard();
 }
 
+void Simulation::Attempt::run_due(std::int64_t time, EventSink &sink) {
+  sim::run_due(simulation_.compiled_->tables, *simulation_.traffic_, simulation_.due(time), sink);
+}
+
 void Simulation::Attempt::run_due(std::int64_t time) {
-  sim::run_due(simulation_.compiled_->tables, *simulation_.traffic_, simulation_.mark_.events_until, time);
+  vssim_result nobody_asks;
+  Recorder recorder(nobody_asks, simulation_.endpoints_, &simulation_.taps_, false);
+  run_due(time, recorder);
 }
 
 void Simulation::Attempt::succeed() {
@@ -203,8 +209,8 @@ void Simulation::send(std::span<vssim_frame const> frames, SendOptions const &op
   std::int64_t const time = options.advance_by ? advanced(mark_.stopped_at, *options.advance_by) : now();
 
   Attempt attempt(*this);
-  attempt.run_due(time);
   Recorder recorder(result, endpoints_, &taps_, !options.count_only);
+  attempt.run_due(time, recorder);
   std::int32_t index = options.first_index;
   for (std::size_t i = 0; i < frames.size(); ++i) {
     recorder.begin(frames[i], index++, time);
@@ -232,7 +238,8 @@ void Simulation::explain(vssim_frame const &frame, vssim_result &result) {
   find_places({&frame, 1});
   std::int64_t const time = now();
   forwarding::Traffic traffic = *traffic_;
-  sim::run_due(compiled_->tables, traffic, mark_.events_until, time);
+  NoSink nobody;
+  sim::run_due(compiled_->tables, traffic, due(time), nobody);
   Recorder recorder(result, endpoints_, nullptr, true);
   recorder.explain();
   recorder.begin(frame, 0, time);

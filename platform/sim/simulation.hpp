@@ -14,6 +14,7 @@
 #include "platform/forwarding/traffic.hpp"
 #include "platform/sim/compile.hpp"
 #include "platform/sim/endpoints.hpp"
+#include "platform/sim/events.hpp"
 #include "platform/sim/host.hpp"
 #include "platform/sim/recorder.hpp"
 
@@ -97,6 +98,8 @@ class Simulation final : public vssim_host {
     Attempt(Attempt const &) = delete;
     Attempt &operator=(Attempt const &) = delete;
     ~Attempt();
+    // What is due up to a time happens; its frames go to the sink, or to the taps alone.
+    void run_due(std::int64_t time, EventSink &sink);
     void run_due(std::int64_t time);
     void succeed();
 
@@ -115,6 +118,7 @@ class Simulation final : public vssim_host {
   void find_places(std::span<vssim_frame const> frames);
   void store(host::Database &database, std::int64_t now, Stale stale);
   std::int64_t now() const;
+  Due due(std::int64_t time) const { return {mark_.events_until, time, !mark_.stopped_at}; }
 
   std::weak_ptr<host::Host> core_;
   std::shared_ptr<host::Host> kept_;  // while there are handles

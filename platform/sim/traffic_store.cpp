@@ -99,6 +99,27 @@ void store_learned(host::Database &database, Compiled const &compiled, std::uint
   }
 }
 
+void load_timers(host::Database &database, Compiled const &compiled, std::uint32_t vswitch,
+                 forwarding::Timers &timers) {
+  for (host::TimerRow const &row : host::load_timers(database, compiled.switches[vswitch].row)) {
+    timers.set({static_cast<forwarding::EventKind>(row.kind), static_cast<std::uint32_t>(row.port), row.due,
+                {row.detail.begin(), row.detail.end()}});
+  }
+  static_cast<void>(timers.take_changed());
+}
+
+void store_timers(host::Database &database, Compiled const &compiled, std::uint32_t vswitch,
+                  forwarding::Timers &timers) {
+  if (!timers.take_changed())
+    return;
+  std::vector<host::TimerRow> rows;
+  for (forwarding::Timer const &timer : timers.all()) {
+    rows.push_back({static_cast<std::int64_t>(timer.kind), timer.port_number,
+                    {timer.detail.begin(), timer.detail.end()}, timer.due});
+  }
+  host::store_timers(database, compiled.switches[vswitch].row, rows);
+}
+
 }  // namespace
 
 forwarding::Traffic load_traffic(host::Database &database, Compiled const &compiled) {
@@ -112,6 +133,7 @@ forwarding::Traffic load_traffic(host::Database &database, Compiled const &compi
     visit_counters(traffic.count_switch(vswitch), counters, take_up);
     load_learned(database, compiled, vswitch, traffic.table(vswitch));
     static_cast<void>(traffic.table(vswitch).take_changes());
+    load_timers(database, compiled, vswitch, traffic.timers(vswitch));
   }
   static_cast<void>(traffic.take_changed_ports());
   static_cast<void>(traffic.take_changed_switches());
@@ -134,8 +156,10 @@ void store_traffic(host::Database &database, Compiled const &compiled, forwardin
     visit_counters(counters, row, put_down);
     store_switch_counters(database, number, row);
   }
-  for (std::uint32_t vswitch = 0; vswitch < compiled.switches.size(); ++vswitch)
+  for (std::uint32_t vswitch = 0; vswitch < compiled.switches.size(); ++vswitch) {
     store_learned(database, compiled, vswitch, traffic.table(vswitch));
+    store_timers(database, compiled, vswitch, traffic.timers(vswitch));
+  }
 }
 
 }  // namespace sim

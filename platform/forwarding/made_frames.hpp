@@ -1,0 +1,47 @@
+// Frames that a switch makes itself: their bytes, and how they are delivered.
+#pragma once
+
+#include <cstdint>
+#include <span>
+#include <vector>
+
+#include "platform/forwarding/moment.hpp"
+
+namespace forwarding {
+
+// Bytes that grow at their end; numbers are big-endian.
+class MadeBytes {
+ public:
+  MadeBytes &put8(std::uint8_t value);
+  MadeBytes &put16(std::uint16_t value);
+  MadeBytes &put32(std::uint32_t value);
+  MadeBytes &put_mac(MacAddress address);
+  MadeBytes &put(Bytes bytes);
+  MadeBytes &put_zeros(std::size_t count);
+  // With zeros to the least length of a frame: 60 bytes, 64 with a tag (V-12).
+  MadeBytes &pad(bool is_tagged);
+
+  void set16(std::size_t at, std::uint16_t value);
+  std::size_t size() const { return bytes_.size(); }
+  Bytes from(std::size_t at) const { return Bytes(bytes_).subspan(at); }
+  Bytes bytes() const { return bytes_; }
+
+ private:
+  std::vector<std::uint8_t> bytes_;
+};
+
+// The Internet checksum (RFC 1071) of some bytes behind others whose sum is known; 0 where they have their own in them,
+// and it is right.
+std::uint16_t internet_checksum(Bytes bytes, std::uint32_t sum_before = 0);
+// The sum of an IPv6 pseudo header: addresses, 16 bytes each, length, next header.
+std::uint32_t pseudo_header_sum(Bytes source, Bytes destination, std::size_t length, std::uint8_t next_header);
+
+// Hands a frame that the switch made to the client of a port, or to the wire of an uplink's NIC, and counts it there.
+// Who calls it has looked whether something is there.
+void deliver_made(Moment const &moment, PortIndex port, Bytes frame);
+
+// Gives a frame that the switch made to an uplink, whose VLAN policy says how it leaves; what that cannot send is
+// dropped there (T-9). `untagged`: of a frame in `vlan`, without a tag and not padded.
+void send_made(Moment const &moment, UplinkPosition uplink, Bytes untagged, std::uint16_t vlan);
+
+}  // namespace forwarding
