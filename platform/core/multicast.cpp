@@ -41,9 +41,9 @@ bool filters_by(Database &database, RowId vswitch, int kind) {
   return mode == kind || (mode == VS_MCAST_FILTER_MODE_SNOOPING && kind != VS_MCAST_FILTER_MODE_LEGACY);
 }
 
-std::vector<std::string> joined_addresses(Database &database, RowId port, std::size_t size) {
+std::vector<std::string> joined_addresses(std::vector<JoinedGroup> groups, std::size_t size) {
   std::vector<std::string> addresses;
-  for (JoinedGroup &joined : joined_groups(database, port)) {
+  for (JoinedGroup &joined : groups) {
     if (joined.group.address.size() == size)
       addresses.push_back(std::move(joined.group.address));
   }
@@ -63,7 +63,10 @@ std::vector<std::string> user_addresses(std::string_view value) {
 
 }  // namespace
 
-std::vector<std::string> multicast_addresses(Database &database, PropertyPlace const &port) {
+namespace {
+
+std::vector<std::string> listed_addresses(Database &database, PropertyPlace const &port,
+                                          std::vector<JoinedGroup> const &groups) {
   std::vector<std::string> list;
   std::set<std::string> listed;
   auto const add = [&](std::string const &address) {
@@ -81,12 +84,22 @@ std::vector<std::string> multicast_addresses(Database &database, PropertyPlace c
   for (std::size_t i = 0; i < filter.numMulticastAddrs; ++i)
     add({reinterpret_cast<char const *>(filter.multicastAddrs[i]), mac_size});
   for (std::size_t const size : {ipv4_size, ipv6_size}) {
-    for (std::string const &address : joined_addresses(database, port.port, size))
+    for (std::string const &address : joined_addresses(groups, size))
       add(group_mac(address));
   }
   for (MacAddress const &address : client_multicast_macs(database, port.port))
     add(std::string(mac_bytes(address)));
   return list;
+}
+
+}  // namespace
+
+std::vector<std::string> multicast_addresses(Database &database, PropertyPlace const &port) {
+  return listed_addresses(database, port, joined_groups(database, port.port));
+}
+
+std::vector<std::string> lasting_multicast_addresses(Database &database, PropertyPlace const &port) {
+  return listed_addresses(database, port, own_groups(database, port.port));
 }
 
 std::string admit_user_addresses(Database &, PropertyPlace const &, std::string_view value) {
@@ -116,8 +129,10 @@ void join_multicast_group(Database &database, RowId vswitch, RowId port, JoinedG
   refuse_if(!group.sources.empty() && group.source_mode == VS_MCAST_SRC_IP_FILTER_MODE_NONE, QEL_BAD_PARAM);
   for (std::string const &source : group.sources)
     refuse_if(source.size() != group.address.size(), QEL_BAD_PARAM);
-  refuse_if(find_group(database, port, group.address).has_value(), QEL_EXISTS);
-  add_group(database, vswitch, port, joined);
+  // What the client has reported makes way for what it has joined by itself.
+  std::optional<JoinedGroup> const former = find_group(database, port, group.address);
+  refuse_if(former && !former->expiry, QEL_EXISTS);
+  store_group(database, vswitch, port, joined);
 }
 
 std::size_t group_address_size(int kind) {
@@ -132,7 +147,7 @@ std::vector<std::string> multicast_filters(Database &database, NumberedPort cons
     return {};
   if (by_hardware)
     return multicast_addresses(database, {port.vswitch, Scope::port, port.row});
-  return joined_addresses(database, port.row, size);
+  return joined_addresses(joined_groups(database, port.row), size);
 }
 
 JoinedGroup joined_group(Database &database, NumberedPort const &port, int kind, std::string_view address) {

@@ -26,7 +26,9 @@ HOST_API void join_multicast_group(Database &database, RowId vswitch, RowId port
 // The hardware multicast addresses that a port receives while its switch does not snoop. In order, each once: the
 // user's for the port, the user's for the switch, the extra filter's, those of the client's groups, those that it wants
 // itself.
-HOST_API std::vector<std::string> multicast_addresses(Database &database, PropertyPlace const &port);
+std::vector<std::string> multicast_addresses(Database &database, PropertyPlace const &port);
+// The same without the groups that age.
+HOST_API std::vector<std::string> lasting_multicast_addresses(Database &database, PropertyPlace const &port);
 
 // The multicast addresses by which the switch delivers to the port: hardware addresses (VS_MCAST_FILTER_MODE_LEGACY),
 // IPv4 groups (..._IGMP) or IPv6 groups (..._MLD); none where the switch does not filter by this kind. Refuses

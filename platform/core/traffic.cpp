@@ -2,6 +2,8 @@
 // multicast groups, what LACP found.
 #include "platform/core/traffic.hpp"
 
+#include "platform/core/clock.hpp"
+
 namespace host {
 
 namespace {
@@ -178,6 +180,7 @@ void forget_client_traffic(Database &database, RowId port) {
   database.execute("DELETE FROM mac_entry WHERE port = ? AND type = ?", port, VS_MAC_ADDR_TYPE_LEARNED);
   database.execute("DELETE FROM multicast_group WHERE port = ?", port);
   database.execute("DELETE FROM multicast_source WHERE port = ?", port);
+  database.execute("DELETE FROM router_port WHERE port = ?", port);
   database.execute("DELETE FROM rtm_saved_mac_entry WHERE port = ? AND type = ?", port, VS_MAC_ADDR_TYPE_LEARNED);
   database.execute("DELETE FROM rtm_saved_multicast_group WHERE port = ?", port);
   database.execute("DELETE FROM rtm_saved_multicast_source WHERE port = ?", port);
@@ -475,15 +478,18 @@ void clear_timer(Database &database, RowId vswitch, std::int64_t kind, RowId por
 
 namespace {
 
-#define GROUP_COLUMNS "address, version, source_mode, vni, updated"
+#define GROUP_COLUMNS "address, version, source_mode, vni, updated, expiry"
 
-JoinedGroup read_group(Database &database, RowId port, Rows const &row) {
-  JoinedGroup joined{{row.text(0),
-                      static_cast<std::uint32_t>(row.integer(1)),
-                      static_cast<std::uint32_t>(row.integer(2)),
-                      static_cast<std::uint32_t>(row.integer(3)),
+// From a column on.
+JoinedGroup read_group(Database &database, RowId port, Rows const &row, int first) {
+  JoinedGroup joined{{row.text(first),
+                      static_cast<std::uint32_t>(row.integer(first + 1)),
+                      static_cast<std::uint32_t>(row.integer(first + 2)),
+                      static_cast<std::uint32_t>(row.integer(first + 3)),
                       {}},
-                     row.integer(4)};
+                     row.integer(first + 4)};
+  if (!row.is_null(first + 5))
+    joined.expiry = row.integer(first + 5);
   Rows sources =
       database.rows("SELECT address FROM multicast_source WHERE port = ? AND group_address = ? ORDER BY address", port,
                     Blob{joined.group.address});
@@ -492,32 +498,92 @@ JoinedGroup read_group(Database &database, RowId port, Rows const &row) {
   return joined;
 }
 
-}  // namespace
-
-std::vector<JoinedGroup> joined_groups(Database &database, RowId port) {
+std::vector<JoinedGroup> read_groups(Database &database, RowId port, Rows rows) {
   std::vector<JoinedGroup> groups;
-  Rows rows = database.rows("SELECT " GROUP_COLUMNS " FROM multicast_group WHERE port = ? ORDER BY address", port);
   while (rows.next())
-    groups.push_back(read_group(database, port, rows));
+    groups.push_back(read_group(database, port, rows, 0));
   return groups;
 }
 
+}  // namespace
+
+std::vector<JoinedGroup> joined_groups(Database &database, RowId port) {
+  return read_groups(database, port,
+                     database.rows("SELECT " GROUP_COLUMNS
+                                   " FROM multicast_group WHERE port = ? AND ifnull(expiry > ?, 1) ORDER BY address",
+                                   port, clock_now(database)));
+}
+
+std::vector<JoinedGroup> own_groups(Database &database, RowId port) {
+  return read_groups(
+      database, port,
+      database.rows("SELECT " GROUP_COLUMNS " FROM multicast_group WHERE port = ? AND expiry IS NULL ORDER BY address",
+                    port));
+}
+
 std::optional<JoinedGroup> find_group(Database &database, RowId port, std::string_view address) {
-  Rows row = database.rows("SELECT " GROUP_COLUMNS " FROM multicast_group WHERE port = ? AND address = ?", port,
-                           Blob{address});
+  Rows row = database.rows("SELECT " GROUP_COLUMNS
+                           " FROM multicast_group WHERE port = ? AND address = ? AND ifnull(expiry > ?, 1)",
+                           port, Blob{address}, clock_now(database));
   if (!row.next())
     return std::nullopt;
-  return read_group(database, port, row);
+  return read_group(database, port, row, 0);
+}
+
+std::vector<PortGroup> all_groups(Database &database, RowId vswitch) {
+  std::vector<PortGroup> groups;
+  Rows rows = database.rows(
+      "SELECT port, " GROUP_COLUMNS
+      " FROM multicast_group WHERE port IN (SELECT id FROM port WHERE vswitch = ?) ORDER BY port, address",
+      vswitch);
+  while (rows.next())
+    groups.push_back({rows.integer(0), read_group(database, rows.integer(0), rows, 1)});
+  return groups;
 }
 
 void add_group(Database &database, RowId vswitch, RowId port, JoinedGroup const &joined) {
   MulticastGroup const &group = joined.group;
-  database.execute("INSERT INTO multicast_group (port, vswitch, " GROUP_COLUMNS ") VALUES (?, ?, ?, ?, ?, ?, ?)", port,
-                   vswitch, Blob{group.address}, group.version, group.source_mode, group.vni, joined.updated);
+  database.execute(
+      "INSERT INTO multicast_group (port, vswitch, address, version, source_mode, vni, updated)"
+      " VALUES (?, ?, ?, ?, ?, ?, ?)",
+      port, vswitch, Blob{group.address}, group.version, group.source_mode, group.vni, joined.updated);
+  if (joined.expiry) {
+    database.execute("UPDATE multicast_group SET expiry = ? WHERE port = ? AND address = ?", *joined.expiry, port,
+                     Blob{group.address});
+  }
   for (std::string const &source : group.sources) {
     database.execute(
         "INSERT OR IGNORE INTO multicast_source (port, vswitch, group_address, address) VALUES (?, ?, ?, ?)", port,
         vswitch, Blob{group.address}, Blob{source});
+  }
+}
+
+void store_group(Database &database, RowId vswitch, RowId port, JoinedGroup const &joined) {
+  remove_group(database, port, joined.group.address);
+  add_group(database, vswitch, port, joined);
+}
+
+void remove_group(Database &database, RowId port, std::string_view address) {
+  database.execute("DELETE FROM multicast_source WHERE port = ? AND group_address = ?", port, Blob{address});
+  database.execute("DELETE FROM multicast_group WHERE port = ? AND address = ?", port, Blob{address});
+}
+
+std::vector<RouterPortRow> load_router_ports(Database &database, RowId vswitch) {
+  std::vector<RouterPortRow> ports;
+  Rows row = database.rows(
+      "SELECT port, ip_version, expiry FROM router_port WHERE port IN (SELECT id FROM port WHERE vswitch = ?)"
+      " ORDER BY port, ip_version",
+      vswitch);
+  while (row.next())
+    ports.push_back({row.integer(0), row.integer(1), row.integer(2)});
+  return ports;
+}
+
+void store_router_ports(Database &database, RowId vswitch, std::vector<RouterPortRow> const &ports) {
+  database.execute("DELETE FROM router_port WHERE port IN (SELECT id FROM port WHERE vswitch = ?)", vswitch);
+  for (RouterPortRow const &port : ports) {
+    database.execute("INSERT INTO router_port (port, ip_version, expiry) VALUES (?, ?, ?)", port.port, port.ip_version,
+                     port.expiry);
   }
 }
 

@@ -223,11 +223,35 @@ struct MulticastGroup {
 struct JoinedGroup {
   MulticastGroup group;
   std::int64_t updated;  // microseconds of the host's clock
+  // When it ages, if the client has reported it in a frame; none of one that it has joined by itself.
+  std::optional<std::int64_t> expiry{};
 };
 
-// Of a port, in the order of their addresses.
+// Of a port, in the order of their addresses: those that have not aged, and those that do not.
 HOST_API std::vector<JoinedGroup> joined_groups(Database &database, RowId port);
+HOST_API std::vector<JoinedGroup> own_groups(Database &database, RowId port);
+// One that has not aged.
 std::optional<JoinedGroup> find_group(Database &database, RowId port, std::string_view address);
+// Of all ports of a switch, aged or not.
+struct PortGroup {
+  RowId port;
+  JoinedGroup joined;
+};
+HOST_API std::vector<PortGroup> all_groups(Database &database, RowId vswitch);
+// In place of the one of that address, if there is one.
+HOST_API void store_group(Database &database, RowId vswitch, RowId port, JoinedGroup const &joined);
+HOST_API void remove_group(Database &database, RowId port, std::string_view address);
+
+// Ports behind which a multicast router is.
+struct RouterPortRow {
+  RowId port;
+  std::int64_t ip_version;  // 4 or 6
+  std::int64_t expiry;      // microseconds of the host's clock
+};
+HOST_API std::vector<RouterPortRow> load_router_ports(Database &database, RowId vswitch);
+// In place of all of the switch.
+HOST_API void store_router_ports(Database &database, RowId vswitch, std::vector<RouterPortRow> const &ports);
+
 void add_group(Database &database, RowId vswitch, RowId port, JoinedGroup const &joined);
 
 }  // namespace host

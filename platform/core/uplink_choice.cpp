@@ -10,9 +10,11 @@
 #include "platform/core/runtime_options.hpp"
 #include "platform/core/teaming.hpp"
 #include "platform/core/traffic.hpp"
+#include "platform/forwarding/announcements.hpp"
 
 namespace host {
 
+using forwarding::EventKind;
 using forwarding::Member;
 using forwarding::Team;
 using forwarding::TeamPort;
@@ -29,8 +31,6 @@ std::optional<UplinkPosition> position_of(std::vector<Uplink> const &uplinks, st
 
 namespace {
 
-constexpr std::uint64_t announcement_interval = 100;  // milliseconds
-constexpr std::uint64_t milliseconds_per_second = 1000;
 constexpr std::int64_t microseconds_per_millisecond = 1000;
 
 // A policy of a switch, a port or a logical switch, with those of its uplink ports that the switch has.
@@ -106,7 +106,19 @@ Member team_member(Database &database, RowId vswitch, Team const &team, Uplink c
           .numa_node = uplink.numa_node};
 }
 
-TeamPort team_port(Database &database, PropertyPlace const &place, std::vector<Uplink> const &uplinks) {
+std::vector<Member> team_members_now(Database &database, RowId vswitch, Team const &team,
+                                     std::vector<Uplink> const &uplinks) {
+  std::vector<Member> members;
+  for (Uplink const &uplink : uplinks)
+    members.push_back(team_member(database, vswitch, team, uplink));
+  return members;
+}
+
+// A port may be tied to an uplink that the switch does not have.
+enum class Missing { refuse, overlook };
+
+TeamPort team_port(Database &database, PropertyPlace const &place, std::vector<Uplink> const &uplinks,
+                   Missing missing = Missing::refuse) {
   PortClient const client = load_port(database, place.port).client;
   TeamPort port;
   port.number = static_cast<std::uint32_t>(place.port);
@@ -117,38 +129,84 @@ TeamPort team_port(Database &database, PropertyPlace const &place, std::vector<U
   std::optional<std::string> const tied = stored_property(database, place, VSPROP_PORT_TEAMING_OVERRIDE);
   if (tied && !tied->empty()) {
     port.tied = position_of(uplinks, *tied);
-    refuse_if(!port.tied, QEL_NOT_FOUND);
+    refuse_if(!port.tied && missing == Missing::refuse, QEL_NOT_FOUND);
   }
   return port;
 }
 
-std::uint64_t count_clients(Database &database, RowId vswitch) {
-  std::vector<PortRow> const ports = load_ports(database, vswitch);
-  return static_cast<std::uint64_t>(
-      std::count_if(ports.begin(), ports.end(), [](PortRow const &port) { return port.client.mac.has_value(); }));
+// The uplinks, by position, that are in a LAG.
+forwarding::UplinkSet uplinks_in_lags(Database &database, RowId vswitch, std::vector<Uplink> const &uplinks) {
+  forwarding::UplinkSet set = 0;
+  for (Lag const &lag : load_lags(database, vswitch)) {
+    for (LagMember const &member : lag.members) {
+      if (auto const position = position_of(uplinks, member.uplink.name))
+        set |= forwarding::only(*position);
+    }
+  }
+  return set;
 }
 
-// One round of announcements: a packet for each client, so many in each interval, for so long at most.
+// The client ports of a switch that announce themselves, by number: not those of an IP hash or behind a LAG.
+std::vector<std::uint32_t> announcing_ports(Database &database, RowId vswitch) {
+  std::vector<Uplink> const uplinks = load_uplinks(database, vswitch);
+  forwarding::UplinkSet const in_lags = uplinks_in_lags(database, vswitch, uplinks);
+  std::vector<std::uint32_t> ports;
+  for (PortRow const &row : load_ports(database, vswitch)) {
+    if (row.client.is_uplink() || row.client.effective_mac().value_or(MacAddress{}) == MacAddress{})
+      continue;
+    PropertyPlace const place{vswitch, Scope::port, row.row};
+    Team const team = port_team(database, place, uplinks);
+    TeamPort const port = team_port(database, place, uplinks, Missing::overlook);
+    bool const by_ip = !port.tied && team.load_balance == TEAM_FRP_TYPE_LB_IP;
+    bool const is_blocked = !port.tied && team.has(TEAM_FRP_FLAG_BLOCK_OUTPUT);
+    std::optional<UplinkPosition> uplink;
+    if (in_lags && !is_blocked)
+      uplink = forwarding::choose(team, team_members_now(database, vswitch, team, uplinks), port, nullptr);
+    if (!by_ip && !(uplink && in_lags & forwarding::only(*uplink)))
+      ports.push_back(port.number);
+  }
+  return ports;
+}
+
+// One round of announcements: a packet for each client, so many in each interval, for so long at most. It is counted
+// here; the packets are due, and whoever lets happen what is due sends them.
 void announce_clients(Database &database, RowId vswitch) {
-  std::uint64_t const in_interval = runtime_option_number(database, VS_RT_OPT_MAX_RARPS_PER_INTERVAL);
-  std::uint64_t const most_intervals = runtime_option_number(database, VS_RT_OPT_RARP_ADVERTISEMENT_DURATION) *
-                                       milliseconds_per_second / announcement_interval;
-  std::uint64_t const packets = std::min(count_clients(database, vswitch), in_interval * most_intervals);
+  std::vector<std::uint32_t> ports = announcing_ports(database, vswitch);
+  forwarding::RoundPace const pace{runtime_option_number(database, VS_RT_OPT_MAX_RARPS_PER_INTERVAL),
+                                   runtime_option_number(database, VS_RT_OPT_RARP_ADVERTISEMENT_DURATION)};
+  std::uint64_t const packets = pace.packets(ports.size());
   if (packets == 0)
     return;
-  std::uint64_t const time = (packets + in_interval - 1) / in_interval * announcement_interval;
+  std::uint64_t const time = pace.milliseconds(packets);
   SwitchCounters counters = load_switch_counters(database, vswitch);
   counters.rarp_packets += packets;
   counters.rarp_time += time;
   counters.rarp_longest = std::max(counters.rarp_longest, time);
   store_switch_counters(database, vswitch, counters);
+  ports.resize(packets);
+  std::int64_t const now = clock_now(database);
+  std::vector<std::uint8_t> const detail = packed(forwarding::Round{now, std::move(ports)});
+  set_timer(database, vswitch,
+            {static_cast<std::int64_t>(EventKind::announcement), 0, {detail.begin(), detail.end()}, now});
+}
+
+// The wait for a link that came back ends later; one that went down is not waited for any more.
+void wait_for_link(Database &database, RowId vswitch, Uplink const &uplink) {
+  auto const kind = static_cast<std::int64_t>(EventKind::up_delay_end);
+  std::int64_t const delay = runtime_option_number(database, VS_RT_OPT_TEAM_POLICY_UP_DELAY);
+  if (uplink.link_up && uplink.link_back && delay != 0)
+    set_timer(database, vswitch, {kind, uplink.port, {}, *uplink.link_back + delay * microseconds_per_millisecond});
+  else
+    clear_timer(database, vswitch, kind, uplink.port);
 }
 
 // What was learned at an uplink whose link is down now is gone. A switch whose teaming notifies the physical network
 // announces the addresses of its clients when the link of an uplink of its team has changed.
 void announce_change(Database &database, RowId vswitch, Uplink const &former) {
-  if (find_uplink(database, vswitch, former.name).link_up == former.link_up)
+  Uplink const uplink = find_uplink(database, vswitch, former.name);
+  if (uplink.link_up == former.link_up)
     return;
+  wait_for_link(database, vswitch, uplink);
   if (former.link_up)
     forget_learned_at(database, former.port);
   VSTeamPolicy const policy = switch_policy(database, vswitch);
@@ -168,10 +226,8 @@ Uplink choose_uplink(Database &database, std::uint32_t port_number) {
   std::vector<Uplink> const uplinks = load_uplinks(database, port.vswitch);
   TeamPort const chooser = team_port(database, place, uplinks);
   Team const team = port_team(database, place, uplinks);
-  std::vector<Member> members;
-  for (Uplink const &uplink : uplinks)
-    members.push_back(team_member(database, port.vswitch, team, uplink));
-  std::optional<UplinkPosition> const chosen = forwarding::choose(team, members, chooser, nullptr);
+  std::optional<UplinkPosition> const chosen =
+      forwarding::choose(team, team_members_now(database, port.vswitch, team, uplinks), chooser, nullptr);
   refuse_if(!chosen, QEL_ENETDOWN);
   return uplinks[*chosen];
 }
@@ -184,10 +240,7 @@ bool is_tracked_down(Database &database, RowId vswitch, RowId port_row) {
   // A port that is tied to an uplink has no policy.
   if (port.tied || !team.has(TEAM_FRP_FLAG_LST))
     return false;
-  std::vector<Member> members;
-  for (Uplink const &uplink : uplinks)
-    members.push_back(team_member(database, vswitch, team, uplink));
-  return forwarding::fit_uplinks(team, members, port.numa_node).count == 0;
+  return forwarding::fit_uplinks(team, team_members_now(database, vswitch, team, uplinks), port.numa_node).count == 0;
 }
 
 std::string dvport_of_uplink(Database &database, std::string_view uplink) {

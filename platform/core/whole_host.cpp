@@ -25,7 +25,7 @@ WholePort load_whole_port(Database &database, RowId vswitch, PortRow port) {
   whole.properties = admitted_properties(database, {vswitch, Scope::port, row});
   whole.by_hand = user_mac_rows(database, row);
   whole.multicast_macs = client_multicast_macs(database, row);
-  whole.groups = joined_groups(database, row);
+  whole.groups = own_groups(database, row);
   return whole;
 }
 

@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "platform/forwarding/frame.hpp"
+#include "platform/forwarding/ip_address.hpp"
 #include "platform/forwarding/teaming.hpp"
 
 namespace forwarding {
@@ -71,7 +72,7 @@ struct PortConfiguration {
   bool disallow_forged_source = false;
   std::optional<LearningPolicy> learning;  // if the port has one of its own
   EthernetFilter filter;
-  std::vector<MacAddress> multicast;  // what it receives without snooping, as VSQEL_GetMcastFilters lists it
+  std::vector<MacAddress> multicast;  // what it receives without snooping, apart from what it has reported
   bool sends_to_uplink_too = false;   // VSPROP_PORT_TX_UPLINK
   std::uint32_t team = 0;             // the policy in force, of the switch's teams
   std::optional<UplinkPosition> tied;
@@ -123,6 +124,8 @@ struct SwitchConfiguration {
   MacAddress own_mac = 0;                     // from which it sends; it has one if it has a port set
   bool is_connected = true;                   // it has a port set, and its proxy is active
   bool is_disabled = false;
+  bool snoops_ipv4 = false;
+  bool snoops_ipv6 = false;
   std::uint32_t mtu = 1500;
   std::uint32_t aging_time = 600;  // seconds; 0: never
   std::uint32_t learned_limit = 65536;
@@ -143,7 +146,20 @@ struct Options {
   bool fast_path = true;
   bool mirror_statistics = true;
   bool numa_aware = false;
+  bool reports_to_uplink = false;
   std::int64_t up_delay = 100;  // milliseconds
+  // Queries, and what is kept of the answers.
+  std::uint32_t query_interval = 125;  // seconds
+  std::uint32_t queries = 2;
+  std::uint32_t igmp_version = 3;
+  std::uint32_t mld_version = 2;
+  std::uint32_t most_igmp_sources = 10;
+  std::uint32_t most_mld_sources = 10;
+  IpAddress igmp_router{std::array<std::uint8_t, ipv4_address_size>{}};
+  IpAddress mld_router{std::array<std::uint8_t, ipv6_address_size>{}};
+  // Announcements: so many in 100 milliseconds, for so many seconds.
+  std::uint32_t announcements_at_once = 128;
+  std::uint32_t announcement_duration = 60;
 };
 
 struct Configuration {

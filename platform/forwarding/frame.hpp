@@ -21,6 +21,7 @@ inline constexpr std::uint16_t ethertype_vlan = 0x8100;
 inline constexpr std::uint16_t ethertype_provider_vlan = 0x88a8;
 inline constexpr std::uint16_t ethertype_double_vlan = 0x9100;
 inline constexpr std::uint16_t ethertype_ipv4 = 0x0800;
+inline constexpr std::uint16_t ethertype_rarp = 0x8035;
 inline constexpr std::uint16_t ethertype_ipv6 = 0x86dd;
 inline constexpr std::uint16_t ethertype_slow_protocols = 0x8809;
 

@@ -59,6 +59,8 @@ class Forwarding {
   };
   static Step const steps[];
 
+  void age_multicast();
+  bool look_at_message();
   bool is_beacon_of(Switch const &vswitch) const;
   Verdict known_at(PortIndex index);
   Verdict receive_addressed();
@@ -93,6 +95,7 @@ class Forwarding {
   Sink &sink_;
   bool explains_;
   Passage passage_;
+  std::optional<GroupMessage> message_;
   Target target_;
   bool to_team_ = false;
   bool has_learned_ = false;  // from here on promiscuous ports get a copy
@@ -225,7 +228,35 @@ Verdict Forwarding::vlan() {
 
 Verdict Forwarding::control() {
   bool const is_reserved = (passage_.header.destination & ~reserved_bits) == reserved_prefix;
-  return is_reserved ? refuse(Reason::reserved_address) : pass(Rule::MAC_10);
+  if (is_reserved)
+    return refuse(Reason::reserved_address);
+  age_multicast();
+  return look_at_message() ? pass(Rule::IG_9) : pass(Rule::MAC_10);
+}
+
+// What has aged is gone, in whichever mode.
+void Forwarding::age_multicast() {
+  traffic_.memberships(passage_.vswitch_index).expire(now_);
+  traffic_.router_ports(passage_.vswitch_index).expire(now_);
+}
+
+// IGMP and MLD, where the switch snoops: reports from uplinks are data.
+bool Forwarding::look_at_message() {
+  Switch const &vswitch = *passage_.vswitch;
+  Header const &header = passage_.header;
+  bool const is_snooped = (vswitch.snoops_ipv4 && header.inner_type == ethertype_ipv4) ||
+                          (vswitch.snoops_ipv6 && header.inner_type == ethertype_ipv6);
+  if (!is_snooped)
+    return false;
+  message_ = read_group_message(header);
+  if (message_ && passage_.is_from_uplink() && !message_->is_query)
+    message_.reset();
+  if (!message_)
+    return false;
+  if (tables_.options.fast_path)
+    ++traffic_.count(passage_.from).in.exceptions;
+  snoop(tables_, traffic_, passage_.from, *message_, now_);
+  return true;
 }
 
 // ---- 7 reverse path -----------------------------------------------------------------------------------------------
@@ -262,7 +293,9 @@ Verdict Forwarding::look_up_destination() {
   bool const is_from_client = !passage_.is_from_uplink();
   if (is_group(passage_.header.destination)) {
     to_team_ = is_from_client;
-    return pass(passage_.header.is_multicast() ? Rule::IG_20 : Rule::S_9);
+    passage_.groups =
+        filter_for(tables_, traffic_, passage_.vswitch_index, passage_.header, message_ ? &*message_ : nullptr);
+    return pass(passage_.groups.rule);
   }
   PortIndex const found = look_up(passage_);
   if (found != nowhere)
@@ -428,7 +461,7 @@ Verdict Forwarding::nobody_received() const {
   if (is_unexpected_)
     return refuse(Reason::reverse_path);
   if (is_filtered_)
-    return refuse(Reason::multicast_filtered);
+    return {passage_.groups.rule, Reason::multicast_filtered};
   return refuse(is_group_frame() ? Reason::no_receiver : Reason::unknown_unicast);
 }
 

@@ -9,10 +9,6 @@ namespace {
 
 using namespace constant;
 
-// What every client takes, and no list has: all hosts.
-constexpr MacAddress all_ipv4_hosts = 0x01005e000001;
-constexpr MacAddress all_ipv6_nodes = 0x333300000001;
-
 PortIndex find_manual(Passage const &passage, MacAddress address) {
   AddressIndex::Pairs const found = passage.vswitch->manual.find(passage.key_of(address));
   return found.empty() ? nowhere : found.front().second;
@@ -37,12 +33,6 @@ PortIndex find_learned(Passage const &passage) {
   return place == nowhere ? nowhere : table.port(place);
 }
 
-bool takes_multicast(Passage const &passage, Port const &port) {
-  MacAddress const group = passage.header.destination;
-  return port.all_multicast || group == all_ipv4_hosts || group == all_ipv6_nodes ||
-         passage.tables.lists_multicast(port, group) || (port.buckets && (port.buckets >> address_bucket(group) & 1));
-}
-
 // T-20 for a frame from an uplink.
 bool is_unexpected(Passage const &passage, Target const &target, Port const &port, Way way) {
   Options const &options = passage.tables.options;
@@ -51,6 +41,12 @@ bool is_unexpected(Passage const &passage, Target const &target, Port const &por
     return false;
   UplinkSet const expected = target.is_known() ? possible_uplinks(passage, port) : expected_uplinks(passage, port);
   return !(expected & only(passage.ingress->position));
+}
+
+// By the policy of a port that is not tied, whether that blocks the team or not.
+std::optional<UplinkPosition> by_policy(Tables const &tables, Traffic const &traffic, Port const &port) {
+  return pick(traffic.fit(port.team).fit, *tables.teams[port.team].team,
+              {port.number, port.effective, std::nullopt, std::nullopt}, nullptr);
 }
 
 }  // namespace
@@ -84,8 +80,9 @@ std::optional<Refusal> refusal(Passage const &passage, Target const &target, Por
   }
   if (refuses_nested(port, passage.header))
     return Refusal{Rule::V_13, Reason::nested_tag};
-  if (way == Way::flooded && passage.header.is_multicast() && !takes_multicast(passage, port))
-    return Refusal{Rule::IG_20, Reason::multicast_filtered};
+  if (way == Way::flooded &&
+      filters_out(passage.tables, passage.traffic, port, passage.groups, passage.header.destination))
+    return Refusal{passage.groups.rule, Reason::multicast_filtered};
   if (port.kind == PortKind::client && is_unexpected(passage, target, port, way)) {
     if (!port.is_router)
       return Refusal{Rule::T_20, Reason::reverse_path};
@@ -93,27 +90,37 @@ std::optional<Refusal> refusal(Passage const &passage, Target const &target, Por
   }
   if (port.is_in_violation)
     return Refusal{Rule::S_3, Reason::mac_changed};
+  Reason const reason = cannot_receive(passage.tables, passage.traffic, port);
+  return reason == Reason::none ? std::nullopt : std::optional(Refusal{Rule::X_5, reason});
+}
+
+Reason cannot_receive(Tables const &tables, Traffic const &traffic, Port const &port) {
   if (port.is_zombie)
-    return Refusal{Rule::X_5, Reason::zombie_port};
+    return Reason::zombie_port;
   if (port.kind == PortKind::unused)
-    return Refusal{Rule::X_5, Reason::no_client};
-  if (!has_link(passage.tables, passage.traffic, port))
-    return Refusal{Rule::X_5, Reason::link_down};
-  if (port.is_blocked)
-    return Refusal{Rule::X_5, Reason::port_blocked};
-  return std::nullopt;
+    return Reason::no_client;
+  if (!has_link(tables, traffic, port))
+    return Reason::link_down;
+  return port.is_blocked ? Reason::port_blocked : Reason::none;
+}
+
+std::optional<UplinkPosition> uplink_without_frame(Tables const &tables, Traffic const &traffic, Port const &port) {
+  if (port.tied) {
+    PortIndex const tied = tables.switches[port.vswitch].uplinks[*port.tied];
+    return tables.ports[tied].link_up ? port.tied : std::nullopt;
+  }
+  if (tables.teams[port.team].team->has(TEAM_FRP_FLAG_BLOCK_OUTPUT))
+    return std::nullopt;
+  return by_policy(tables, traffic, port);
 }
 
 UplinkSet expected_uplinks(Passage const &passage, Port const &port) {
   Switch const &vswitch = *passage.vswitch;
   if (port.tied)
     return vswitch.lag_mates[*port.tied];
-  TeamFit const &fit = passage.traffic.fit(port.team);
-  Team const &team = *passage.tables.teams[port.team].team;
-  if (team.load_balance == TEAM_FRP_TYPE_LB_IP)
-    return fit.with_mates;
-  std::optional<UplinkPosition> const chosen =
-      pick(fit.fit, team, {port.number, port.effective, std::nullopt, std::nullopt}, nullptr);
+  if (passage.tables.teams[port.team].team->load_balance == TEAM_FRP_TYPE_LB_IP)
+    return passage.traffic.fit(port.team).with_mates;
+  std::optional<UplinkPosition> const chosen = by_policy(passage.tables, passage.traffic, port);
   return chosen ? vswitch.lag_mates[*chosen] : 0;
 }
 

@@ -3,6 +3,7 @@
 
 #include <optional>
 
+#include "platform/forwarding/multicast.hpp"
 #include "platform/forwarding/traffic.hpp"
 #include "platform/forwarding/vlan.hpp"
 
@@ -18,6 +19,7 @@ struct Passage {
   PortIndex from = nowhere;
   Header header{};
   InVlan in_vlan{};
+  GroupDecision groups{};  // of a group frame
 
   bool is_from_uplink() const { return ingress->is_uplink(); }
   // As a key of the filtering database.
@@ -57,10 +59,16 @@ struct Refusal {
 std::optional<Refusal> refusal(Passage const &passage, Target const &target, Port const &port, Way way,
                                bool &overridden);
 
+// The uplink that carries what does not depend on a frame of a client port (T-1); none if none does.
+std::optional<UplinkPosition> uplink_without_frame(Tables const &tables, Traffic const &traffic, Port const &port);
+
 // The uplinks from which a client port expects what is not sent to it alone (RX, T-20), and those from which it
 // expects the rest.
 UplinkSet expected_uplinks(Passage const &passage, Port const &port);
 UplinkSet possible_uplinks(Passage const &passage, Port const &port);
+
+// Why a port can receive nothing at present; none if it can.
+Reason cannot_receive(Tables const &tables, Traffic const &traffic, Port const &port);
 
 // Why an uplink that was chosen cannot send a frame of the VLAN (T-9); none if it can.
 Reason refused_at_uplink(Tables const &tables, Port const &uplink, std::uint16_t vlan);

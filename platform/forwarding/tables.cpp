@@ -4,6 +4,8 @@
 #include <algorithm>
 #include <bit>
 
+#include "constants/constants.hpp"
+
 namespace forwarding {
 
 namespace {
@@ -117,6 +119,8 @@ void Tables::add_switch(SwitchConfiguration const &configuration, std::vector<Ni
   vswitch.own_mac = configuration.own_mac;
   vswitch.is_connected = configuration.is_connected;
   vswitch.is_disabled = configuration.is_disabled;
+  vswitch.snoops_ipv4 = configuration.snoops_ipv4;
+  vswitch.snoops_ipv6 = configuration.snoops_ipv6;
   vswitch.learns_static = configuration.learns_static;
   vswitch.allows_static = configuration.allows_static;
   vswitch.mtu = configuration.mtu;
@@ -238,6 +242,12 @@ void Tables::add_uplinks(Switch &vswitch, SwitchConfiguration const &configurati
     vswitch.uplinks.push_back(static_cast<PortIndex>(found - ports.begin()));
     vswitch.lag_mates.push_back(only(port.position));
     states.push_back(state);
+  }
+  Team const &own = configuration.teams.front();
+  vswitch.notifies_network = own.has(constant::TEAM_FRP_FLAG_NOTIFY_SWITCH);
+  for (std::vector<UplinkPosition> const *members : {&own.active, &own.standby}) {
+    for (UplinkPosition const member : *members)
+      vswitch.team_members |= only(member);
   }
   for (LagConfiguration const &lag : configuration.lags) {
     Lag compiled{lag.hash, {}, 0};

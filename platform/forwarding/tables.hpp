@@ -125,9 +125,13 @@ struct Switch {
   MacAddress own_mac = 0;
   bool is_connected = true;
   bool is_disabled = false;
+  bool snoops_ipv4 = false;
+  bool snoops_ipv6 = false;
   bool learns_static = false;
   bool allows_static = true;
   bool team_learns = false;
+  bool notifies_network = false;  // of changes in its team; by the switch's own policy, as the members
+  UplinkSet team_members = 0;     // active or standby
   std::uint32_t mtu = 0;
   std::uint32_t aging_time = 0;
   std::uint32_t learned_limit = 0;

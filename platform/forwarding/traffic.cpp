@@ -31,7 +31,9 @@ void DirectionCounters::count(Header const &header, std::size_t length) {
 }
 
 Traffic::Traffic(Tables const &tables)
-    : timers_(tables.switches.size()),
+    : memberships_(tables.switches.size()),
+      router_ports_(tables.switches.size()),
+      timers_(tables.switches.size()),
       ports_(tables.ports.size()),
       switches_(tables.switches.size()),
       is_port_changed_(tables.ports.size()),

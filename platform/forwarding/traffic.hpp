@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "platform/forwarding/mac_table.hpp"
+#include "platform/forwarding/memberships.hpp"
 #include "platform/forwarding/tables.hpp"
 #include "platform/forwarding/timers.hpp"
 
@@ -45,6 +46,10 @@ struct SwitchCounters {
   std::uint64_t service_errors = 0;
   std::uint64_t received_by_service_ports = 0;
   std::uint64_t reverse_path_overridden = 0;
+  // Rounds of announcements: frames, and milliseconds of all together and of the longest.
+  std::uint64_t announcements = 0;
+  std::uint64_t announcing_time = 0;
+  std::uint64_t longest_announcing = 0;
   // The mirror session `legacy_promiscuous`.
   std::uint64_t promiscuous_copies = 0;
   std::uint64_t promiscuous_frames = 0;
@@ -69,6 +74,11 @@ class Traffic {
 
   MacTable &table(std::uint32_t vswitch) { return tables_[vswitch]; }
   MacTable const &table(std::uint32_t vswitch) const { return tables_[vswitch]; }
+
+  Memberships &memberships(std::uint32_t vswitch) { return memberships_[vswitch]; }
+  Memberships const &memberships(std::uint32_t vswitch) const { return memberships_[vswitch]; }
+  RouterPorts &router_ports(std::uint32_t vswitch) { return router_ports_[vswitch]; }
+  RouterPorts const &router_ports(std::uint32_t vswitch) const { return router_ports_[vswitch]; }
 
   Timers &timers(std::uint32_t vswitch) { return timers_[vswitch]; }
   Timers const &timers(std::uint32_t vswitch) const { return timers_[vswitch]; }
@@ -100,6 +110,8 @@ class Traffic {
 
   // Room for the receivers of the frame that is on its way: kept from frame to frame.
   std::vector<Receiver> receivers;
+  // And for the ports that take it by a membership.
+  std::vector<PortIndex> group_members;
   // And for its bytes in each form.
   std::array<std::vector<std::uint8_t>, 3> form_room;
 
@@ -107,6 +119,8 @@ class Traffic {
   void compute_fit(Tables const &tables, std::int64_t now);
 
   std::vector<MacTable> tables_;
+  std::vector<Memberships> memberships_;
+  std::vector<RouterPorts> router_ports_;
   std::vector<Timers> timers_;
   std::vector<PortCounters> ports_;
   std::vector<SwitchCounters> switches_;

@@ -141,7 +141,7 @@ void apply(Database &database, sim::FoundPort const &found, ClientChange const &
 
 void add_groups(sim::JsonText &json, std::vector<host::JoinedGroup> const &groups) {
   json.begin_list();
-  for (auto const &[group, updated] : groups) {
+  for (auto const &[group, updated, expiry] : groups) {
     json.begin_object().member("address").text(sim::ip_text(group.address)).member("sources").begin_list();
     for (std::string const &source : group.sources)
       json.text(sim::ip_text(source));
@@ -165,7 +165,7 @@ std::string client_json(Database &database, host::PortRow const &port) {
   json.member("mac").text_or_null(mac_or_none(client.effective_mac()));
   json.member("promiscuous").truth(client.is_promiscuous).member("link").truth(client.link_up);
   json.member("groups");
-  add_groups(json, host::joined_groups(database, port.row));
+  add_groups(json, host::own_groups(database, port.row));
   json.member("multicast_macs").begin_list();
   for (host::MacAddress const &mac : host::client_multicast_macs(database, port.row))
     json.text(sim::mac_text(mac));

@@ -1,6 +1,8 @@
 // Makes the tables of forwarding from the state of a host.
 #include "platform/sim/compile.hpp"
 
+#include <arpa/inet.h>
+
 #include <algorithm>
 #include <map>
 #include <optional>
@@ -173,6 +175,9 @@ class SwitchCompiler {
         host::property_number(setting(QEL_HNQPROP_HOST_PROXY_STATE)) != QEL_HNQPORTSET_STATE_DEACTIVE;
     compiled_.is_connected = !vswitch.portset.empty() && is_active;
     compiled_.is_disabled = host::is_on(setting(VSPROP_SWITCH_FORWARDING_DISABLED));
+    auto const mode = static_cast<int>(host::property_number(setting(VSPROP_MULTICAST_FILTER)));
+    compiled_.snoops_ipv4 = mode == VS_MCAST_FILTER_MODE_IGMP || mode == VS_MCAST_FILTER_MODE_SNOOPING;
+    compiled_.snoops_ipv6 = mode == VS_MCAST_FILTER_MODE_MLD || mode == VS_MCAST_FILTER_MODE_SNOOPING;
     compiled_.mtu = host::property_number(setting(VSPROP_MTU));
     host::LearningSettings const learning = host::learning_settings(database_, row_);
     compiled_.aging_time = learning.aging_time;
@@ -215,7 +220,7 @@ class SwitchCompiler {
     port.sends_to_uplink_too = properties.is_on(VSPROP_PORT_TX_UPLINK);
     if (!is_uplink) {
       add_team(properties, port);
-      for (std::string const &address : host::multicast_addresses(database_, properties.place))
+      for (std::string const &address : host::lasting_multicast_addresses(database_, properties.place))
         port.multicast.push_back(number_of(address));
     }
     compiled_.ports.push_back(std::move(port));
@@ -258,6 +263,15 @@ class SwitchCompiler {
 
 // ---- the host -----------------------------------------------------------------------------------------------------
 
+forwarding::IpAddress address_option(Database &database, int type) {
+  std::array<std::uint8_t, forwarding::ipv6_address_size> bytes{};
+  std::string const text = host::runtime_option(database, static_cast<std::uint16_t>(type)).text;
+  bool const is_ipv4 = type == VS_RT_OPT_IGMP_ROUTER_IP;
+  static_cast<void>(inet_pton(is_ipv4 ? AF_INET : AF_INET6, text.c_str(), bytes.data()));
+  return forwarding::IpAddress(
+      forwarding::Bytes(bytes).first(is_ipv4 ? forwarding::ipv4_address_size : forwarding::ipv6_address_size));
+}
+
 forwarding::Options runtime_options(Database &database) {
   auto const number = [&](int type) { return host::runtime_option_number(database, static_cast<std::uint16_t>(type)); };
   return {.reverse_path_check = number(VS_RT_OPT_REVERSE_PATH_FWD_CHECK) == 1,
@@ -265,7 +279,18 @@ forwarding::Options runtime_options(Database &database) {
           .fast_path = number(VS_RT_OPT_ALLOW_FAST_PATH) != 0,
           .mirror_statistics = number(VS_RT_OPT_ALLOW_MIRROR_STATS) != 0,
           .numa_aware = number(VS_RT_OPT_TEAMING_NUMA_AWARE) != 0,
-          .up_delay = number(VS_RT_OPT_TEAM_POLICY_UP_DELAY)};
+          .reports_to_uplink = number(VS_RT_OPT_SEND_IGMP_REPORT_TO_UPLINK) == 1,
+          .up_delay = number(VS_RT_OPT_TEAM_POLICY_UP_DELAY),
+          .query_interval = number(VS_RT_OPT_IGMP_QUERY_INTERVAL),
+          .queries = number(VS_RT_OPT_IGMP_QUERIES),
+          .igmp_version = number(VS_RT_OPT_IGMP_VERSION),
+          .mld_version = number(VS_RT_OPT_MLD_VERSION),
+          .most_igmp_sources = number(VS_RT_OPT_IGMP_V3_MAX_SRC_IP_NUM),
+          .most_mld_sources = number(VS_RT_OPT_MLD_V2_MAX_SRC_IP_NUM),
+          .igmp_router = address_option(database, VS_RT_OPT_IGMP_ROUTER_IP),
+          .mld_router = address_option(database, VS_RT_OPT_MLD_ROUTER_IP),
+          .announcements_at_once = number(VS_RT_OPT_MAX_RARPS_PER_INTERVAL),
+          .announcement_duration = number(VS_RT_OPT_RARP_ADVERTISEMENT_DURATION)};
 }
 
 forwarding::NicConfiguration nic_configuration(host::NicRow const &row) {

@@ -5,6 +5,9 @@
 #include <array>
 #include <vector>
 
+#include "platform/forwarding/announcements.hpp"
+#include "platform/forwarding/multicast.hpp"
+
 namespace sim {
 
 namespace {
@@ -39,9 +42,39 @@ void run_mac_age(Moment const &moment) {
   moment.traffic.age(moment.tables, moment.vswitch, moment.time);
 }
 
+std::int64_t next_membership_age(Tables const & /*tables*/, Traffic const &traffic, std::uint32_t vswitch,
+                                 std::int64_t /*after*/) {
+  return traffic.memberships(vswitch).next_expiry();
+}
+
+void run_membership_age(Moment const &moment) {
+  moment.traffic.memberships(moment.vswitch).expire(moment.time);
+}
+
+std::int64_t next_router_port_age(Tables const & /*tables*/, Traffic const &traffic, std::uint32_t vswitch,
+                                  std::int64_t /*after*/) {
+  return traffic.router_ports(vswitch).next_expiry();
+}
+
+void run_router_port_age(Moment const &moment) {
+  moment.traffic.router_ports(moment.vswitch).expire(moment.time);
+}
+
+// Of a kind whose timers say it all.
+template <EventKind kind>
+std::int64_t next_timer(Tables const & /*tables*/, Traffic const &traffic, std::uint32_t vswitch,
+                        std::int64_t /*after*/) {
+  return traffic.timers(vswitch).next(kind);
+}
+
 // In the order of their numbers.
 constexpr Kind kinds[] = {
     {EventKind::mac_age, next_mac_age, nullptr, run_mac_age},
+    {EventKind::membership_age, next_membership_age, nullptr, run_membership_age},
+    {EventKind::router_port_age, next_router_port_age, nullptr, run_router_port_age},
+    {EventKind::up_delay_end, next_timer<EventKind::up_delay_end>, nullptr, forwarding::end_up_delays},
+    {EventKind::announcement, next_timer<EventKind::announcement>, nullptr, forwarding::go_on_with_round},
+    {EventKind::query, nullptr, forwarding::query_period, forwarding::ask_clients, Gap::last_time},
 };
 
 constexpr std::size_t kind_count = std::size(kinds);

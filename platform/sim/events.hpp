@@ -11,11 +11,11 @@
 // its row in the table of events.cpp. The functions:
 // - next(tables, traffic, vswitch, after): when something of the kind is due next at the switch, `never` if nothing is.
 //   It is asked for after each event of the switch, and before each operation: no search through all there is. `after`:
-//   up to which the kind has happened; a kind that is due both by what was seen and periodically takes it for the latter
-//   (next_multiple), the others leave it alone.
+//   up to which the kind has happened; a kind that is due both by what was seen and periodically takes it for the
+//   latter (next_multiple), the others leave it alone.
 // - run(moment): all that is due of the kind at moment.time happens, by port number, and is no longer due then. Where
-//   one port's event may make something of a lower kind due at the same time, it does the first port only and leaves the
-//   others due. Frames go to moment.sink, mostly by made_frames.hpp.
+//   one port's event may make something of a lower kind due at the same time, it does the first port only and leaves
+//   the others due. Frames go to moment.sink, mostly by made_frames.hpp.
 // - skip(moment, until), or null: a running clock has gone on from moment.time to `until` without the kind's periodic
 //   events (see Gap). Called for all switches and kinds before the events of the gap.
 // State that a kind keeps belongs into Traffic, from where traffic_store.cpp puts it into the state file: Timers are

@@ -61,6 +61,9 @@ void visit_counters(forwarding::SwitchCounters &vswitch, host::SwitchCounters &r
   visit(vswitch.service_errors, row.service_port_tx_errors);
   visit(vswitch.received_by_service_ports, row.service_port_rx);
   visit(vswitch.reverse_path_overridden, row.service_port_rx_override);
+  visit(vswitch.announcements, row.rarp_packets);
+  visit(vswitch.announcing_time, row.rarp_time);
+  visit(vswitch.longest_announcing, row.rarp_longest);
   visit(vswitch.promiscuous_copies, row.promiscuous_copies);
   visit(vswitch.promiscuous_frames, row.promiscuous_frames);
 }
@@ -99,10 +102,94 @@ void store_learned(host::Database &database, Compiled const &compiled, std::uint
   }
 }
 
+// ---- memberships --------------------------------------------------------------------------------------------------
+
+std::string text_of(forwarding::IpAddress const &address) {
+  return {address.bytes().begin(), address.bytes().end()};
+}
+
+forwarding::IpAddress address_of(std::string_view bytes) {
+  return forwarding::IpAddress({reinterpret_cast<std::uint8_t const *>(bytes.data()), bytes.size()});
+}
+
+void load_memberships(host::Database &database, Compiled const &compiled, std::uint32_t vswitch,
+                      forwarding::Memberships &memberships) {
+  for (auto const &[row, joined] : host::all_groups(database, compiled.switches[vswitch].row)) {
+    auto const port = compiled.tables.find_port(static_cast<std::uint32_t>(row));
+    if (!port)
+      continue;
+    host::MulticastGroup const &group = joined.group;
+    forwarding::Membership membership{
+        .filter = static_cast<forwarding::SourceFilter>(group.source_mode),
+        .version = group.version,
+        .vni = group.vni,
+        .updated = joined.updated,
+        .expiry = joined.expiry.value_or(forwarding::never),
+    };
+    for (std::string const &source : group.sources)
+      membership.sources.push_back(address_of(source));
+    memberships.set({address_of(group.address), *port}, std::move(membership));
+  }
+  static_cast<void>(memberships.take_changes());
+}
+
+void store_memberships(host::Database &database, Compiled const &compiled, std::uint32_t vswitch,
+                       forwarding::Memberships &memberships) {
+  for (forwarding::MembershipKey const &key : memberships.take_changes()) {
+    host::RowId const port = compiled.tables.ports[key.port].number;
+    forwarding::Membership const *const membership = memberships.find(key);
+    if (!membership) {
+      remove_group(database, port, text_of(key.group));
+      continue;
+    }
+    host::JoinedGroup joined{
+        {text_of(key.group), membership->version, static_cast<std::uint32_t>(membership->filter), membership->vni, {}},
+        membership->updated};
+    if (membership->is_reported())
+      joined.expiry = membership->expiry;
+    for (forwarding::IpAddress const &source : membership->sources)
+      joined.group.sources.push_back(text_of(source));
+    store_group(database, compiled.switches[vswitch].row, port, joined);
+  }
+}
+
+void load_router_ports(host::Database &database, Compiled const &compiled, std::uint32_t vswitch,
+                       forwarding::RouterPorts &ports) {
+  for (host::RouterPortRow const &row : host::load_router_ports(database, compiled.switches[vswitch].row)) {
+    if (auto const port = compiled.tables.find_port(static_cast<std::uint32_t>(row.port)))
+      ports.set({*port, static_cast<std::uint8_t>(row.ip_version)}, row.expiry);
+  }
+  static_cast<void>(ports.take_changed());
+}
+
+void store_router_ports(host::Database &database, Compiled const &compiled, std::uint32_t vswitch,
+                        forwarding::RouterPorts &ports) {
+  if (!ports.take_changed())
+    return;
+  std::vector<host::RouterPortRow> rows;
+  for (auto const &[key, expiry] : ports.all())
+    rows.push_back({compiled.tables.ports[key.port].number, key.ip_version, expiry});
+  host::store_router_ports(database, compiled.switches[vswitch].row, rows);
+}
+
+// ---- timers -------------------------------------------------------------------------------------------------------
+
+// A wait for a link lasts as long as the option says at present.
+std::int64_t due_of(Compiled const &compiled, std::uint32_t vswitch, host::TimerRow const &row) {
+  constexpr std::int64_t microseconds_per_millisecond = 1000;
+  auto const port = compiled.tables.find_port(static_cast<std::uint32_t>(row.port));
+  if (static_cast<forwarding::EventKind>(row.kind) != forwarding::EventKind::up_delay_end || !port)
+    return row.due;
+  auto const &back = compiled.tables.uplink_states[vswitch][compiled.tables.ports[*port].position].link_back;
+  return back ? *back + compiled.tables.options.up_delay * microseconds_per_millisecond : row.due;
+}
+
 void load_timers(host::Database &database, Compiled const &compiled, std::uint32_t vswitch,
                  forwarding::Timers &timers) {
   for (host::TimerRow const &row : host::load_timers(database, compiled.switches[vswitch].row)) {
-    timers.set({static_cast<forwarding::EventKind>(row.kind), static_cast<std::uint32_t>(row.port), row.due,
+    timers.set({static_cast<forwarding::EventKind>(row.kind),
+                static_cast<std::uint32_t>(row.port),
+                due_of(compiled, vswitch, row),
                 {row.detail.begin(), row.detail.end()}});
   }
   static_cast<void>(timers.take_changed());
@@ -114,8 +201,10 @@ void store_timers(host::Database &database, Compiled const &compiled, std::uint3
     return;
   std::vector<host::TimerRow> rows;
   for (forwarding::Timer const &timer : timers.all()) {
-    rows.push_back({static_cast<std::int64_t>(timer.kind), timer.port_number,
-                    {timer.detail.begin(), timer.detail.end()}, timer.due});
+    rows.push_back({static_cast<std::int64_t>(timer.kind),
+                    timer.port_number,
+                    {timer.detail.begin(), timer.detail.end()},
+                    timer.due});
   }
   host::store_timers(database, compiled.switches[vswitch].row, rows);
 }
@@ -133,6 +222,8 @@ forwarding::Traffic load_traffic(host::Database &database, Compiled const &compi
     visit_counters(traffic.count_switch(vswitch), counters, take_up);
     load_learned(database, compiled, vswitch, traffic.table(vswitch));
     static_cast<void>(traffic.table(vswitch).take_changes());
+    load_memberships(database, compiled, vswitch, traffic.memberships(vswitch));
+    load_router_ports(database, compiled, vswitch, traffic.router_ports(vswitch));
     load_timers(database, compiled, vswitch, traffic.timers(vswitch));
   }
   static_cast<void>(traffic.take_changed_ports());
@@ -149,15 +240,15 @@ void store_traffic(host::Database &database, Compiled const &compiled, forwardin
     store_port_counters(database, compiled.switches[port.vswitch].row, port.number, row);
   }
   for (std::uint32_t const vswitch : traffic.take_changed_switches()) {
-    // What announcements have counted stays.
-    host::RowId const number = compiled.switches[vswitch].row;
-    host::SwitchCounters row = load_switch_counters(database, number);
+    host::SwitchCounters row;
     forwarding::SwitchCounters counters = traffic.switch_counters(vswitch);
     visit_counters(counters, row, put_down);
-    store_switch_counters(database, number, row);
+    store_switch_counters(database, compiled.switches[vswitch].row, row);
   }
   for (std::uint32_t vswitch = 0; vswitch < compiled.switches.size(); ++vswitch) {
     store_learned(database, compiled, vswitch, traffic.table(vswitch));
+    store_memberships(database, compiled, vswitch, traffic.memberships(vswitch));
+    store_router_ports(database, compiled, vswitch, traffic.router_ports(vswitch));
     store_timers(database, compiled, vswitch, traffic.timers(vswitch));
   }
 }

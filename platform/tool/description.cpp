@@ -96,7 +96,7 @@ void add_port_state(WholeHost const &host, WholePort const &port, std::vector<St
 
 Json described_groups(WholePort const &port) {
   Json list = Json::array();
-  for (auto const &[group, updated] : port.groups) {
+  for (auto const &[group, updated, expiry] : port.groups) {
     Json json{{"address", ip_text(group.address)}, {"version", group.version}};
     if (group.source_mode != static_cast<std::uint32_t>(VS_MCAST_SRC_IP_FILTER_MODE_NONE)) {
       bool const includes = group.source_mode == static_cast<std::uint32_t>(VS_MCAST_SRC_IP_FILTER_MODE_INCLUDE);

@@ -457,7 +457,24 @@ TEST_F(UplinkState, near_uplinks_are_preferred_once_their_node_is_known) {
   EXPECT_STATUS(QEL_BAD_PARAM, VSQEL_RefreshDevNUMAInfo(nullptr));
 }
 
+TEST_F(UplinkState, who_has_an_ip_hash_or_is_behind_a_lag_is_not_announced) {
+  VSTeamPolicy wanted = policy(TEAM_FRP_TYPE_FO_EXPLICIT, {"a", "c"});
+  wanted.flags = TEAM_FRP_FLAG_NOTIFY_SWITCH;
+  use(wanted);
+  ASSERT_STATUS(QEL_OK, VSDVS_SetPortProp("s", "p", VSPROP_PORT_TEAMING_OVERRIDE, "c", 1, "", 1));
+  ASSERT_STATUS(QEL_OK, set_link("c", QEL_LINK_STATE_DOWN));
+  EXPECT_EQ(8u, announcements().rarpPktsSent);
+  wanted.loadBalance = TEAM_FRP_TYPE_LB_IP;
+  use(wanted);
+  ASSERT_STATUS(QEL_OK, VSDVS_ClearPortProp("s", "p", VSPROP_PORT_TEAMING_OVERRIDE, "", 1));
+  ASSERT_STATUS(QEL_OK, set_link("c", QEL_LINK_STATE_UP));
+  EXPECT_EQ(8u, announcements().rarpPktsSent);
+}
+
 TEST_F(UplinkState, a_changed_link_is_announced) {
+  VSTeamPolicy outside_of_the_lag = policy(TEAM_FRP_TYPE_FO_EXPLICIT, {"c", "a"});
+  outside_of_the_lag.flags = TEAM_FRP_FLAG_NOTIFY_SWITCH;
+  use(outside_of_the_lag);
   EXPECT_EQ(7u, announcements().rarpPktsSent);
   EXPECT_EQ(50u, announcements().maxRARPTime);
   EXPECT_EQ(80u, announcements().rarpTime);
