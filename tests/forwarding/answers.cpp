@@ -2,10 +2,13 @@
 // (a line of JSON), then frames (a line of JSON each: endpoint, hexadecimal bytes, microseconds), and writes what
 // became of each. An empty line asks for the counters and the learned addresses.
 //
-// Of the document it takes what the data plane knows: no sessions, no snooping, no beacons.
+// Of the document it takes what the data plane knows: no sessions, no beacons.
+#include <arpa/inet.h>
+
 #include <iostream>
 #include <map>
 #include <nlohmann/json.hpp>
+#include <set>
 #include <string>
 
 #include "constants/constants.hpp"
@@ -43,6 +46,23 @@ MacAddress mac_of(json const &text) {
   for (std::uint8_t byte : hex(text.get<std::string>()))
     address = address << 8 | byte;
   return address;
+}
+
+IpAddress ip_of(std::string const &text) {
+  Packet bytes(text.find(':') == std::string::npos ? ipv4_address_size : ipv6_address_size);
+  if (inet_pton(bytes.size() == ipv4_address_size ? AF_INET : AF_INET6, text.c_str(), bytes.data()) != 1)
+    throw std::runtime_error("no IP address: " + text);
+  return IpAddress(bytes);
+}
+
+std::string digits_of(Bytes bytes) {
+  std::string digits;
+  for (std::uint8_t const byte : bytes) {
+    constexpr char const *digit = "0123456789abcdef";
+    digits.push_back(digit[byte >> 4]);
+    digits.push_back(digit[byte & 0xf]);
+  }
+  return digits;
 }
 
 // RFC 1112, RFC 2464, of a group as text.
@@ -220,6 +240,9 @@ SwitchConfiguration SwitchReader::read() {
   std::copy(identifier.begin(), identifier.end(), made.identifier.begin());
   made.is_connected = !document["portset"].is_null() && get<int>(document, "proxy_state", 0) != 1;
   made.is_disabled = get<bool>(document, "forwarding_disabled", false);
+  std::string const mode = get<std::string>(document, "multicast_mode", "legacy");
+  made.snoops_ipv4 = mode == "igmp" || mode == "snooping";
+  made.snoops_ipv6 = mode == "mld" || mode == "snooping";
   made.mtu = get<std::uint32_t>(document, "mtu", 1500);
   json const settings = part(document, "mac_settings");
   made.aging_time = get<std::uint32_t>(settings, "aging_time", 600);
@@ -279,6 +302,10 @@ struct World {
     configuration.options.mirror_statistics = get<int>(options, "AllowMirrorStats", 1) != 0;
     configuration.options.numa_aware = get<int>(options, "TeamingNUMAAware", 0) != 0;
     configuration.options.up_delay = get<int>(options, "TeamPolicyUpDelay", 100);
+    configuration.options.query_interval = get<std::uint32_t>(options, "IGMPQueryInterval", 125);
+    configuration.options.queries = get<std::uint32_t>(options, "IGMPQueries", 2);
+    configuration.options.most_igmp_sources = get<std::uint32_t>(options, "IGMPV3MaxSrcIPNum", 10);
+    configuration.options.most_mld_sources = get<std::uint32_t>(options, "MLDV2MaxSrcIPNum", 10);
     std::map<std::string, std::uint32_t> by_name;
     std::vector<std::optional<std::int64_t>> numa_nodes;
     for (json const &nic : list(document, "nics")) {
@@ -330,13 +357,7 @@ struct Answer : Sink {
     return world.ports.at(tables.ports[place.index].number);
   }
   void deliver(Delivery const &delivery) override {
-    std::string digits;
-    for (std::uint8_t byte : delivery.bytes) {
-      constexpr char const *digit = "0123456789abcdef";
-      digits.push_back(digit[byte >> 4]);
-      digits.push_back(digit[byte & 0xf]);
-    }
-    deliveries.push_back({name(delivery.place), digits, kinds[static_cast<std::size_t>(delivery.kind)]});
+    deliveries.push_back({name(delivery.place), digits_of(delivery.bytes), kinds[static_cast<std::size_t>(delivery.kind)]});
   }
   void drop(Drop const &drop) override {
     drops.push_back({name(drop.place), reason_name(static_cast<unsigned>(drop.reason)),
@@ -387,10 +408,58 @@ void add_learned(json const &document, Tables const &tables, Traffic &traffic) {
   }
 }
 
+// What clients have joined without a report.
+void add_groups(json const &document, Tables const &tables, Traffic &traffic) {
+  for (json const &vswitch : document["switches"]) {
+    for (json const &port : vswitch["ports"]) {
+      PortIndex const index = *tables.find_port(port["number"]);
+      for (json const &group : list(part(port, "client"), "groups")) {
+        Membership membership;
+        for (json const &source : list(group, "sources"))
+          membership.sources.push_back(ip_of(source));
+        std::sort(membership.sources.begin(), membership.sources.end());
+        if (!membership.sources.empty()) {
+          bool const excludes = get<std::string>(group, "mode", "include") == "exclude";
+          membership.filter = excludes ? SourceFilter::exclude : SourceFilter::include;
+        }
+        traffic.memberships(tables.ports[index].vswitch).set({ip_of(group["address"]), index}, membership);
+      }
+    }
+  }
+}
+
+// Those by report, by port. No filter is one that excludes nothing.
+json memberships_of(Tables const &tables, Memberships const &memberships) {
+  json all = json::array();
+  for (auto const &[key, membership] : memberships.all()) {
+    if (!membership.is_reported())
+      continue;
+    json sources = json::array();
+    for (IpAddress const &source : membership.sources)
+      sources.push_back(digits_of(source.bytes()));
+    all.push_back({tables.ports[key.port].number, digits_of(key.group.bytes()),
+                   membership.filter == SourceFilter::include ? "include" : "exclude", sources, membership.version,
+                   membership.updated, membership.expiry});
+  }
+  std::sort(all.begin(), all.end());
+  return all;
+}
+
+// Their numbers.
+json routers_of(Tables const &tables, RouterPorts const &ports) {
+  std::set<std::uint32_t> numbers;
+  for (auto const &[key, expiry] : ports.all())
+    numbers.insert(tables.ports[key.port].number);
+  return numbers;
+}
+
 json everything(World const &world, Tables const &tables, Traffic &traffic, std::int64_t now) {
   json ports = json::array();
-  for (std::uint32_t vswitch = 0; vswitch < tables.switches.size(); ++vswitch)
+  for (std::uint32_t vswitch = 0; vswitch < tables.switches.size(); ++vswitch) {
     traffic.age(tables, vswitch, now);
+    traffic.memberships(vswitch).expire(now);
+    traffic.router_ports(vswitch).expire(now);
+  }
   for (PortIndex port = 0; port < tables.ports.size(); ++port) {
     std::uint32_t const learned = traffic.table(tables.ports[port].vswitch).count_at(port);
     ports.push_back({world.ports.at(tables.ports[port].number), counters_of(traffic.counters(port), learned)});
@@ -410,6 +479,8 @@ json everything(World const &world, Tables const &tables, Traffic &traffic, std:
                         {"mirrorPktCnt", counters.promiscuous_copies},
                         {"mirroredPkts", counters.promiscuous_frames},
                         {"teamAllowedPktsWithPortLimit", counters.team_allowed_at_port_limit},
+                        {"memberships", memberships_of(tables, traffic.memberships(vswitch))},
+                        {"routers", routers_of(tables, traffic.router_ports(vswitch))},
                         {"learned", addresses}});
   }
   return {{"ports", ports}, {"switches", switches}};
@@ -425,6 +496,7 @@ int main() {
   Tables const tables(world.configuration);
   Traffic traffic(tables);
   add_learned(document, tables, traffic);
+  add_groups(document, tables, traffic);
   std::int64_t now = 0;
   while (std::getline(std::cin, line)) {
     if (line.empty()) {

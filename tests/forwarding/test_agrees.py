@@ -1,5 +1,6 @@
 """The data plane and the model, on the same random hosts and frames: deliveries, drops with their rules, counters and
-learned addresses are the same. Hosts are without what the data plane does not do yet: snooping, mirror sessions."""
+learned addresses, memberships and router ports are the same. Hosts are without what the data plane does not do yet:
+mirror sessions."""
 
 import json
 import os
@@ -24,7 +25,6 @@ def host(seed):
     """One in three is a host that no boot description asks for."""
     document = random_host(seed, bootable=seed % 3 != 0)
     for switch in document["switches"]:
-        switch["multicast_mode"] = "legacy"
         switch["mirror_sessions"] = []
     return document
 
@@ -71,6 +71,10 @@ def test_agrees(seed):
         assert learned == sorted(
             [int.from_bytes(mac, "big"), vlan, entry.port, entry.seen, entry.moves]
             for (mac, vlan), entry in state.learned.items()), f"seed {seed}"
+        assert counters.pop("routers") == sorted(state.router_ports), f"seed {seed}"
+        assert counters.pop("memberships") == sorted(
+            [number, group.hex(), one.mode, sorted(source.hex() for source in one.sources), one.version, one.updated,
+             one.expires] for (number, group), one in state.memberships.items()), f"seed {seed}"
         promiscuous = model.mirror_counters(switch.alias, "legacy_promiscuous")
         assert counters.pop("mirrorPktCnt") == promiscuous["mirrorPktCnt"]
         assert counters.pop("mirroredPkts") == promiscuous["mirroredPkts"]
