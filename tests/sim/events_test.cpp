@@ -1,4 +1,6 @@
 // What happens by itself: in which order, in which pieces of time, and who is handed the frames.
+#include <cstring>
+
 #include "constants/constants.hpp"
 #include "interface/distributed_switch_configuration.h"
 #include "interface/switch_queries.h"
@@ -84,6 +86,55 @@ TEST_F(Events, K_4_other_operations_let_it_happen_too) {
   ASSERT_OK(vssim_set_client(host.get(), port(host, "z", "b"), R"({"link": false})"));
   EXPECT_EQ(0u, moved_on(host, 0).total(1)) << "they were sent before";
   EXPECT_EQ(1, asked<vssim_endpoint>(vssim_counters, host, port(host, "z", "b"))["pktsOutMulticast"]);
+}
+
+// Save and restore around an upgrade of the first switch, one step after the other.
+void upgrade() {
+  for (int const step :
+       {RTM_IOCCMD_REG_SAVE, RTM_IOCCMD_SAVE, RTM_IOCCMD_BLOCKPORTS, RTM_IOCCMD_PS_UPGRADE, RTM_IOCCMD_PORT_UPGRADE,
+        RTM_IOCCMD_REG_RESTORE, RTM_IOCCMD_RESTORE, RTM_IOCCMD_RESTORE_COMPLETE}) {
+    std::vector<char> request(sizeof(RTMIOCtlQuery) + sizeof(RTM_Portset));
+    RTMIOCtlQuery header{};
+    header.numPortsets = 1;
+    std::memcpy(request.data(), &header, sizeof header);
+    std::memcpy(&request[sizeof header], "portset-1", 9);
+    ASSERT_EQ(0, VSQEL_RTMOp(reinterpret_cast<RTMIOCtlQuery *>(request.data()), static_cast<RTMIOCtlMode>(step)));
+  }
+}
+
+TEST_F(Events, CORE_2_D_2_an_upgrade_keeps_memberships_routers_and_rounds) {
+  vssim_endpoint const a = port(host, "z", "a");
+  vssim_endpoint const b = port(host, "z", "b");
+  vssim_endpoint const wire = nic(host, "nic0");
+  // A report of IGMPv2 for 239.1.1.1 and a general query of 192.0.2.1.
+  send(host, a,
+       bytes("01005e010101 02000000010a 0800 46c0002000004000 01023214 c0000201ef01010194040000 1600f9fcef010101") +
+           std::string(14, '\0'));
+  send(host, b,
+       bytes("01005e000001 02000000010b 0800 46c0002000004000 01024215 c0000201e000000194040000 1100eeff00000000") +
+           std::string(14, '\0'));
+  std::string const to_group =
+      bytes("01005e010101 020000000777 0800 4500001c00000000 0911ff6b c0000263 ef010101 1388138800080000") +
+      std::string(18, '\0');
+  std::string const to_others =
+      bytes("01005e020202 020000000777 0800 4500001c00000000 0911fe69 c0000263 ef020202 1388138800080000") +
+      std::string(18, '\0');
+  Lines const both{"0 frame z/a 60", "0 frame z/b 60"};
+  ASSERT_OK(vssim_use(host.get()));
+  set_link_by_call("portset-1", "nic1");
+  EXPECT_EQ((Lines{"-1 made nic0 60"}), moved_on(host, 0).lines());
+  ASSERT_EQ(both, send(host, wire, to_group).lines());
+  upgrade();
+  ASSERT_OK(vssim_unuse(host.get()));
+  EXPECT_EQ((Lines{"-1 made nic0 60"}), moved_on(host, 100000).lines()) << "the round goes on";
+  EXPECT_EQ(both, send(host, wire, to_group).lines());
+  EXPECT_EQ((Lines{"0 frame z/b 60"}), send(host, wire, to_others).lines());
+  moved_on(host, 255 * second - 100000 - 1);
+  EXPECT_EQ(both, send(host, wire, to_group).lines());
+  moved_on(host, 1);
+  EXPECT_EQ((Lines{"0 frame z/a 60"}), send(host, wire, to_group).lines());
+  moved_on(host, 5 * second);
+  EXPECT_EQ((Lines{"0 drop nic0 in multicast-filtered"}), send(host, wire, to_group).lines());
 }
 
 TEST_F(Events, N_5_the_next_operation_hands_out_announcements) {

@@ -328,7 +328,7 @@ def test_D_1_two_forks_fed_alike_export_alike(number, tmp_path):
 
 @seed(19)
 @HOSTS
-@given(SEEDS, st.floats(0, 40), st.floats(0, 40))
+@given(SEEDS, st.floats(0, 150), st.floats(0, 150))
 def test_K_3_a_time_cut_in_pieces_is_the_same(number, first, second):
     it, _, traffic = random_simulated(number)
     it.send_many([(endpoint, data) for endpoint, data, _ in traffic])
