@@ -132,6 +132,21 @@ def test_frames_go_through_what_is_installed_alone(installed):
     assert run_installed(installed, sys.executable, "-c", script) == "Reason.RUNT\n"
 
 
+TESTS = """
+def test_without_a_host():
+    pass
+
+def test_with_one(vswitch_host):
+    assert vswitch_host.switches["workload"].mtu == 9000
+"""
+
+
+def test_pytest_finds_the_plugin_of_what_is_installed(installed, tmp_path):
+    (tmp_path / "test_it.py").write_text(TESTS)
+    said = run_installed(installed, sys.executable, "-m", "pytest", "-q", "-p", "no:cacheprovider", tmp_path)
+    assert "2 passed" in said
+
+
 def test_an_installed_tree_can_be_moved(installed, tmp_path):
     moved = tmp_path / "moved"
     shutil.copytree(installed, moved, symlinks=True)
@@ -240,3 +255,10 @@ def test_the_module_without_any_host_says_what_it_misses(packages, tmp_path):
     script = "try: import libvswitch\nexcept ImportError as error: print(error)"
     printed = run_installed(tmp_path / "usr", sys.executable, "-c", script)
     assert printed == "libvswitch.so: cannot open shared object file: No such file or directory\n"
+    # The plugin is there, and only tests that want a host miss one.
+    (tmp_path / "test_it.py").write_text(TESTS)
+    tests = "-m pytest -q -p no:cacheprovider --tb=line".split()
+    said = run_installed(tmp_path / "usr", "sh", "-c", 'PYTHONPATH=$PYTHONPATH "$@" || true', "sh", sys.executable, *tests,
+                         tmp_path / "test_it.py")
+    assert "1 passed, 1 error" in said
+    assert "the simulated host is not installed (package vswitchpy-host)" in said

@@ -74,11 +74,7 @@ class LabHost(Host):
     def environment(self) -> dict[str, str]:
         """What child processes need in their environment to work on this host. A host in memory (":memory:") is this
         process's alone, and a child gets a fresh one of its own: mark the test with `vswitch_host(file=True)`."""
-        path = self._simulated.path
-        found = journal.environment(path)
-        for name in ("VSWITCH_HOST_INIT", "VSWITCH_HOST_TRACE"):
-            found.pop(name, None)
-        return found
+        return journal.environment(self._simulated.path)
 
     def diff(self) -> str:
         """What has changed since the test began, in the form in which plans say what they do; empty if nothing has, and
