@@ -48,6 +48,7 @@ class Ansible:
             "ANSIBLE_PIPELINING": "1",
             "ANSIBLE_HOST_KEY_CHECKING": "0",
             "ANSIBLE_STDOUT_CALLBACK": "told",
+            "ANSIBLE_TIMEOUT": "120",
         }
 
     def run(self, *command: str | pathlib.Path, code: int = 0, cwd: pathlib.Path | None = None, **more: str) -> str:
@@ -56,6 +57,7 @@ class Ansible:
             command,
             cwd=cwd or self.folder,
             env={**self.environment, **more},
+            stdin=subprocess.DEVNULL,  # Ansible refuses one that does not block
             capture_output=True,
             text=True,
             timeout=900,

@@ -151,9 +151,8 @@ def test_what_was_killed_is_finished_by_the_next_run(fleet: Fleet) -> None:
     # It gets stuck in the middle of its apply.
     fleet.tool(slow, "fault", "add", "delay", "--call", "VSDVS_SetPortVLANPolicy", "--milliseconds", "60000")
     environment = {**fleet.ansible.environment, "VSWITCH_APPLY_DIR": str(fleet.folder / "applies")}
-    with subprocess.Popen(
-        fleet.command(ONCE), env=environment, stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL, cwd=fleet.folder
-    ) as process:
+    nothing = dict.fromkeys(("stdin", "stdout", "stderr"), subprocess.DEVNULL)
+    with subprocess.Popen(fleet.command(ONCE), env=environment, cwd=fleet.folder, **nothing) as process:
         journal = wait_for(process, lambda: stuck(fleet.folder / "applies", fleet.file(slow)))
         kill_all(process.pid)
     assert '"type": "doing"' in journal and journal.count('"type": "done"') >= 2
@@ -192,8 +191,8 @@ def wait_for(process: Any, look: Any) -> Any:
 def kill_all(pid: int) -> None:
     """Kills a process that was started here, and all that it has started."""
     os.kill(pid, signal.SIGSTOP)  # so that it starts no others meanwhile
-    children = pathlib.Path(f"/proc/{pid}/task/{pid}/children")
-    for child in children.read_text().split() if children.exists() else ():
+    children = "".join(path.read_text() for path in pathlib.Path(f"/proc/{pid}/task").glob("*/children"))
+    for child in children.split():
         kill_all(int(child))
     os.kill(pid, signal.SIGKILL)
 

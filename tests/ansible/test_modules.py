@@ -208,6 +208,23 @@ vswitch.Host().plan(os.environ["DOCUMENT"]).apply(progress=die)
     assert "warnings" not in run("state", document=DOCUMENT)
 
 
+def test_an_apply_that_is_still_at_work_is_waited_for(run: Modules) -> None:
+    """As when the machine that ran the playbook was killed and another one runs it again."""
+    run.tool("init")
+    run.tool("fault", "add", "delay", "--call", "VSDVS_AddDVPort", "--milliseconds", "2000", "--times", "1")
+    script = """
+import os, vswitch
+vswitch.Host().plan(os.environ["DOCUMENT"]).apply(progress=lambda done, *rest: print(done, flush=True))
+"""
+    environment = {**os.environ, "PYTHONPATH": str(BUILD / "python"), "VSWITCH_HOST": str(run.host)}
+    environment |= {"VSWITCH_APPLY_DIR": str(run.folder / "applies"), "DOCUMENT": json.dumps(DOCUMENT)}
+    with subprocess.Popen([sys.executable, "-c", script], env=environment, stdout=subprocess.PIPE, text=True) as other:
+        assert other.stdout is not None and [other.stdout.readline() for _ in range(2)] == ["0\n", "1\n"]
+        told = run("state", document=DOCUMENT)
+        assert other.wait() == 0
+    assert not told.get("failed") and told["changed"] is False and told["result"]["operations"] == [], told
+
+
 # ---- info ------------------------------------------------------------------------------------------------------------
 
 

@@ -135,13 +135,32 @@ ARGUMENTS = dict(
 RULES = dict(mutually_exclusive=[("document", "path")], required_one_of=[("document", "path")])
 
 
-def complete(module, host):
-    """Keeps what an apply has left whose process is gone. The plan sees what is missing. One that waits to be confirmed
-    or taken back stays."""
+# Another apply may be at work, whose changes the plan could not know: so often it is made anew.
+ATTEMPTS = 3
+
+
+def interrupted(host):
+    """What an apply has left whose process is gone; None where there is nothing, or where it waits to be confirmed or
+    taken back."""
     pending = host.pending
-    if pending is not None and not pending.finished and not pending.guarded and not module.check_mode:
-        host.confirm(pending.id)
+    return None if pending is None or pending.finished or pending.guarded else pending
+
+
+def apply(module, vswitch, host, plan):
+    """The result of applying a plan; None if the host has become another since it was made."""
+    left_over = interrupted(host)
+    if left_over is not None:
+        # The plan has what is missing.
+        host.confirm(left_over.id)
         module.warn("an apply was interrupted on this host; what it had done was kept, and the rest is done now")
+    try:
+        return plan.apply(confirm_within=module.params["confirm_within"], verify=module.params["verify"])
+    except vswitch.PlanChanged:
+        return None
+    except vswitch.Busy:
+        if interrupted(host) is None:
+            raise
+        return None
 
 
 def work(module, vswitch):
@@ -153,21 +172,25 @@ def work(module, vswitch):
     desired, exact = module.params["document"], module.params["exact"]
     if desired is None:
         desired = pathlib.Path(module.params["path"])
-    complete(module, host)
-    before = host.export() if module._diff else None
-    plan = host.plan(desired, exact=exact)
-    results = dict(changed=bool(plan), plan=plan.to_dict(), diff_text=plan.diff())
-    if not module.check_mode:
-        within = module.params["confirm_within"]
+    for attempt in range(ATTEMPTS):
+        before = host.export() if module._diff else None
+        plan = host.plan(desired, exact=exact)
+        results = dict(changed=bool(plan), plan=plan.to_dict(), diff_text=plan.diff())
+        if module.check_mode:
+            break
         try:
-            result = plan.apply(confirm_within=within, verify=module.params["verify"])
+            result = apply(module, vswitch, host, plan)
         except vswitch.Error as error:
             told = left(vswitch, error)
             results["changed"] = not told.get("rolled_back", True)
             module.fail_json(msg=str(error), error=error.to_dict(), **dict(results, **told))
-        results.update(changed=result.changed, result=result.to_dict())
-        if result.confirmation is not None:
-            results["confirmation_id"] = result.confirmation.id
+        if result is not None:
+            results.update(changed=result.changed, result=result.to_dict())
+            if result.confirmation is not None:
+                results["confirmation_id"] = result.confirmation.id
+            break
+    else:
+        raise vswitch.PlanChanged("the host is changed by somebody else all the time")
     if module._diff:
         after = afterwards(before, plan) if module.check_mode else host.export()
         sides = (managed(desired, side, exact=exact) for side in (before, after))
