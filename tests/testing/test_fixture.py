@@ -314,6 +314,15 @@ def test_a_fault_that_nothing_met_fails_the_test(vswitch_host: LabHost) -> None:
     with vswitch_host.fault("fail", "VSDVS_SetMTU", unused=True) as fault:
         pass
     assert fault.met == 0 and vswitch_host.simulated.faults() == []
+    before = vswitch_host.snapshot()
+    with raises(AssertionError, match="no call met the fault: fail of any call"):
+        with vswitch_host.fault():
+            vswitch_host.restore_snapshot(before)
+    with vswitch_host.fault() as outer, vswitch_host.fault("fail", "VSDVS_SetMTU", unused=True):
+        with raises(vswitch.Error):
+            vswitch_host.switches["workload"].mtu = 1500
+        vswitch_host.restore_snapshot(before)
+    assert outer.met == 1 and SimulatedHost.current() is vswitch_host.simulated
     with raises(KeyError):  # what the block raises goes before it
         with vswitch_host.fault("fail", "VSDVS_SetMTU"):
             raise KeyError

@@ -21,32 +21,31 @@ class MetFault:
     def __init__(self, host: SimulatedHost, number: int) -> None:
         self._host = host
         self._met = 0
+        self._is_over = False
         self.number = number
         """The number of the rule on the host."""
 
     @property
     def met(self) -> int:
         """How many calls it has met so far; of one that is over, how many it met."""
-        rule = next((rule for rule in self._rules() if rule.number == self.number), None)
-        if rule is not None:
-            self._met = rule.met
+        self._look()
         return self._met
 
-    def _rules(self) -> list[Any]:
-        from vswitch.simulated import SimulationError
-
-        try:
-            return list(self._host.faults())
-        except SimulationError:  # the host is closed
-            return []
+    def _look(self) -> bool:
+        """Reads the rule; whether it is there. Of a fault that is over nothing is read."""
+        if self._is_over:
+            return False
+        rule = next((rule for rule in self._host.faults() if rule.number == self.number), None)
+        if rule is not None:
+            self._met = rule.met
+        return rule is not None
 
     def _end(self) -> bool:
         """Takes the rule away; whether it was still there."""
-        met = self.met
-        there = any(rule.number == self.number for rule in self._rules())
+        there = self._look()
         if there:
             self._host.clear_fault(self.number)
-        self._met = met
+        self._is_over = True
         return there
 
 
@@ -56,13 +55,14 @@ class LabHost(Host):
     The fixture `vswitch_host` is one. Everything of `Host` is here; what only a simulator can do has `simulated`.
     """
 
-    __slots__ = ("_begin", "_kept", "_simulated")
+    __slots__ = ("_begin", "_held", "_kept", "_simulated")
 
     def __init__(self, simulated: SimulatedHost, begin: Callable[[], SimulatedHost] | None = None) -> None:
         """Over a simulated host that is in use. `begin`: makes a copy of it as it was at the beginning."""
         super().__init__()
         self._simulated = simulated
         self._begin = begin
+        self._held: SimulatedHost | None = None
         self._kept: list[SimulatedHost] = []
 
     @property
@@ -114,17 +114,31 @@ class LabHost(Host):
 
     def _replace(self, simulated: SimulatedHost) -> None:
         simulated.use()
-        self._simulated.close()
+        if self._simulated is not self._held:
+            self._simulated.close()
         self._simulated = simulated
 
     @contextmanager
+    def _holding(self, simulated: SimulatedHost) -> Iterator[None]:
+        """Lets `simulated` stay open while something else may come in its place."""
+        before = self._held
+        self._held = simulated
+        try:
+            yield
+        finally:
+            self._held = before
+            if simulated not in (self._simulated, before):
+                simulated.close()
+
+    @contextmanager
     def _using(self, simulated: SimulatedHost) -> Iterator[None]:
-        """Lets `simulated` be the host for a while. It is closed at the end, or what has come in its place."""
+        """Lets `simulated` be the host for a while. At the end it is closed, and what has come in its place."""
         before = self._simulated
         simulated.use()
         self._simulated = simulated
         try:
-            yield
+            with self._holding(simulated):
+                yield
         finally:
             self._simulated.close()
             self._simulated = before
@@ -152,12 +166,14 @@ class LabHost(Host):
         for "fail" and "fail-after". A fault that was never met fails the test, unless that may be (`unused`)."""
         host = self._simulated
         fault = MetFault(host, host.fault(kind, call, times=times, **(fault_options(kind, status) | options)))
-        try:
-            yield fault
-        except BaseException:
-            fault._end()
-            raise
-        if fault._end() and not fault.met and not unused:
+        with self._holding(host):
+            try:
+                yield fault
+            except BaseException:
+                fault._end()
+                raise
+            there = fault._end()
+        if there and not fault.met and not unused:
             raise AssertionError(f"no call met the fault: {kind} of {call or 'any call'}")
 
 
