@@ -151,7 +151,7 @@ def test_what_was_killed_is_finished_by_the_next_run(fleet: Fleet) -> None:
     # It gets stuck in the middle of its apply.
     fleet.tool(slow, "fault", "add", "delay", "--call", "VSDVS_SetPortVLANPolicy", "--milliseconds", "60000")
     environment = {**fleet.ansible.environment, "VSWITCH_APPLY_DIR": str(fleet.folder / "applies")}
-    nothing = dict.fromkeys(("stdin", "stdout", "stderr"), subprocess.DEVNULL)
+    nothing: Any = dict.fromkeys(("stdin", "stdout", "stderr"), subprocess.DEVNULL)
     with subprocess.Popen(fleet.command(ONCE), env=environment, cwd=fleet.folder, **nothing) as process:
         journal = wait_for(process, lambda: stuck(fleet.folder / "applies", fleet.file(slow)))
         kill_all(process.pid)
