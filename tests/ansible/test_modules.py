@@ -11,7 +11,7 @@ from typing import Any
 import pytest
 import yaml
 from collection import HERE, Ansible
-from workspace import BUILD
+from workspace import BUILD, SOURCE
 
 import vswitch
 from vswitch.simulated import SimulatedHost
@@ -329,3 +329,16 @@ def test_a_host_without_the_package_says_so(module: str, ansible: Ansible, tmp_p
     )
     told = json.loads(process.stdout)
     assert told["failed"] and told["msg"] == "the Python package vswitch is needed on the managed host"
+
+
+def test_a_package_without_its_library_says_what_is_missing(ansible: Ansible) -> None:
+    process = subprocess.run(
+        [sys.executable, "-m", "ansible_collections.vswitchpy.vswitch.plugins.modules.info"],
+        input=json.dumps({"ANSIBLE_MODULE_ARGS": {}}),
+        env={**ansible.environment, "PYTHONPATH": os.pathsep.join([str(ansible.collections), str(SOURCE / "python")])},
+        capture_output=True,
+        text=True,
+        check=False,
+    )
+    said = "the Python package vswitch is needed on the managed host, and this one cannot be imported: No module named"
+    assert json.loads(process.stdout)["msg"].startswith(said), process.stdout + process.stderr

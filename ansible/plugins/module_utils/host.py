@@ -25,13 +25,15 @@ def run(module, work):
         os.environ["VSWITCH_HOST"] = module.params["host_file"]
     try:
         import vswitch
+
+        failure = vswitch.Error  # what the package needs is imported with the first of its names
     except ImportError as error:
-        if (getattr(error, "name", None) or "vswitch") != "vswitch":
-            module.fail_json(msg="{0}, and it cannot be imported: {1}".format(MISSING, error))
+        if error.name != "vswitch":
+            module.fail_json(msg="{0}, and this one cannot be imported: {1}".format(MISSING, error))
         module.fail_json(msg=MISSING)
     try:
         results = work(module, vswitch)
-    except vswitch.Error as error:
+    except failure as error:
         module.fail_json(msg=str(error), error=error.to_dict(), **left(vswitch, error))
     except (OSError, RuntimeError, MemoryError, TypeError, ValueError) as error:
         module.fail_json(
