@@ -335,7 +335,11 @@ def test_a_package_without_its_library_says_what_is_missing(ansible: Ansible) ->
     process = subprocess.run(
         [sys.executable, "-m", "ansible_collections.vswitchpy.vswitch.plugins.modules.info"],
         input=json.dumps({"ANSIBLE_MODULE_ARGS": {}}),
-        env={**ansible.environment, "PYTHONPATH": os.pathsep.join([str(ansible.collections), str(SOURCE / "python")])},
+        env={
+            **ansible.environment,
+            "PYTHONPATH": os.pathsep.join([str(ansible.collections), str(SOURCE / "python")]),
+            "PYTHONDONTWRITEBYTECODE": "1",
+        },
         capture_output=True,
         text=True,
         check=False,

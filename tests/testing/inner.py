@@ -27,7 +27,7 @@ class Session:
         """A file of the session."""
         (self.folder / name).write_text(textwrap.dedent(text))
 
-    def run(self, *arguments: str, code: int | None = 0) -> dict[str, int]:
+    def run(self, *arguments: str, code: int | None = 0, **more: str) -> dict[str, int]:
         """How many tests came to what; `said` is what was printed. The exit code is to be `code`."""
         environment = {
             "PATH": os.environ["PATH"],
@@ -36,6 +36,7 @@ class Session:
             "HOME": str(self.home),
             "TMPDIR": str(self.temporary),
             "VSWITCH_HOST": str(self.home / "not-to-be-used.db"),
+            **more,
         }
         process = subprocess.run(
             [sys.executable, "-m", "pytest", "-q", "-p", "no:cacheprovider", "--strict-markers", *arguments],

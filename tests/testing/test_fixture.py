@@ -9,7 +9,7 @@ from typing import Any
 
 import pytest
 from inner import Session
-from workspace import BUILD
+from workspace import BUILD, SUPPORT
 
 import vswitch
 from vswitch.simulated import SimulatedHost
@@ -54,6 +54,13 @@ def test_the_plugin_can_be_left_out(session: Session) -> None:
     session.write("test_it.py", CHANGES)
     assert session.run("-p", "no:vswitch", code=1) == {"error": 1}
     assert "fixture 'vswitch_host' not found" in session.said
+
+
+def test_no_test_is_run_on_the_library_of_a_real_host(session: Session) -> None:
+    session.write("test_it.py", CHANGES)
+    assert session.run(code=1, LD_LIBRARY_PATH=str(SUPPORT / "recording")) == {"error": 1}
+    assert "the simulated host is needed (package vswitchpy-host): " in session.said
+    assert "others were found before them" in session.said
 
 
 def test_a_thousand_tests_leave_nothing_behind(session: Session) -> None:

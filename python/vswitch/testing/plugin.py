@@ -138,10 +138,10 @@ def _begun(booted: SimulatedHost, state: Any) -> SimulatedHost:
 def vswitch_host(request: pytest.FixtureRequest) -> Iterator[LabHost]:
     """A fresh simulated host in use, with the objects of vswitch over it: a LabHost. The marker `vswitch_host` says
     what it boots from."""
-    try:
-        from vswitch.simulated import SimulatedHost
-    except ImportError as error:
-        pytest.fail(f"the simulated host is not installed (package vswitchpy-host): {error}", pytrace=False)
+    missing = _missing()
+    if missing:
+        pytest.fail(f"the simulated host is needed (package vswitchpy-host): {missing}", pytrace=False)
+    from vswitch.simulated import SimulatedHost
     from vswitch.testing.host import LabHost
 
     options = _Options.of(request.node)
@@ -164,6 +164,17 @@ def vswitch_host(request: pytest.FixtureRequest) -> Iterator[LabHost]:
             host.close()
             if path:
                 _remove(path, keep_state=request.node.stash.get(_failed, False))
+
+
+def _missing() -> str:
+    """Why there are no simulated hosts in this process; empty if there are."""
+    try:
+        # In this order: where the library is another, a real host's, they are refused.
+        import libvswitch  # noqa: F401
+        import vswitch.simulated  # noqa: F401
+    except ImportError as error:
+        return str(error)
+    return ""
 
 
 @contextmanager
