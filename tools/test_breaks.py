@@ -205,10 +205,11 @@ class Tree:
         code, text = run(["cmake", "--preset", "release", "-B", str(self.build), f"-DPYTHON={self.python}",
                           f"-DCMAKE_CXX_FLAGS={UNUSED}"], self.root, 600)
         tests = {test for one in breaks for test in one.tests}
-        targets = {"product"}
         of_google = {test for test in tests if test.startswith(CTEST)}
-        targets |= self.programs_with(of_google)
-        if any(not test.startswith(CTEST) and test != BUILD for test in tests):
+        targets = self.programs_with(of_google)
+        if tests != of_google:
+            targets.add("product")
+        if any(test != BUILD for test in tests - of_google):
             targets.add("python_tests")
         if code or (text := self.make(targets) or ""):
             raise BadList("the tree does not build as it is:\n" + text[-4000:])
