@@ -109,10 +109,7 @@ class JsonObject {
 
   // A number that has a limit.
   std::uint32_t number_up_to(char const *member, std::uint32_t fallback, std::uint32_t highest) {
-    std::uint32_t const number = this->number(member, fallback);
-    if (number > highest)
-      wrong(place(member), "must be a number from 0 to " + std::to_string(highest));
-    return number;
+    return number_from(member, fallback, 0, highest);
   }
 
   std::uint32_t number_from(char const *member, std::uint32_t fallback, std::uint32_t lowest, std::uint32_t highest) {
