@@ -19,6 +19,7 @@ from model import Host, Model, Place, Result
 from random_hosts import START, random_change, random_host, random_traffic
 
 OpenHost = Callable[[dict[str, Any]], Any]
+MakeHost = Callable[[int], dict[str, Any]]
 
 
 def simulated_host(boot: dict[str, Any]) -> Any:
@@ -38,9 +39,10 @@ def shown(result: Any) -> dict[str, object]:
     }
 
 
-def differences(seed: int, frames: int, open_host: OpenHost = simulated_host) -> Iterator[str]:
+def differences(seed: int, frames: int, open_host: OpenHost = simulated_host,
+                make_host: MakeHost = random_host) -> Iterator[str]:
     """What differs for the host of a seed: at most one frame, and then nothing further; or counters and tables."""
-    document = random_host(seed)
+    document = make_host(seed)
     model, host = Model.from_json(document), open_host(description(document, START))
     random = Random(f"changes {seed}")
     try:
