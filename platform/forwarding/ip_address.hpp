@@ -42,7 +42,7 @@ struct IpAddress {
   }
 
   // By their bytes.
-  auto operator<=>(IpAddress const &) const = default;
+  auto operator<=>(IpAddress const &) const = default;  // NOLINT(modernize-use-nullptr): there is none
 };
 
 }  // namespace forwarding

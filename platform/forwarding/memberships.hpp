@@ -32,7 +32,7 @@ struct MembershipKey {
   IpAddress group;
   PortIndex port = 0;
 
-  auto operator<=>(MembershipKey const &) const = default;
+  auto operator<=>(MembershipKey const &) const = default;  // NOLINT(modernize-use-nullptr): there is none
 };
 
 class Memberships {
@@ -69,7 +69,7 @@ struct RouterPort {
   PortIndex port = 0;
   std::uint8_t ip_version = 0;
 
-  auto operator<=>(RouterPort const &) const = default;
+  auto operator<=>(RouterPort const &) const = default;  // NOLINT(modernize-use-nullptr): there is none
 };
 
 class RouterPorts {

@@ -183,7 +183,7 @@ Membership after_record(Membership const *former, GroupRecord const &record) {
     case Kind::to_include: return {SourceFilter::include, record.sources};
     case Kind::is_exclude:
     case Kind::to_exclude: return {SourceFilter::exclude, record.sources};
-    case Kind::allow: break;
+    case Kind::allow:
     case Kind::block: break;
   }
   bool const allows = record.kind == Kind::allow;
