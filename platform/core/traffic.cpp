@@ -533,9 +533,7 @@ std::optional<JoinedGroup> find_group(Database &database, RowId port, std::strin
 std::vector<PortGroup> all_groups(Database &database, RowId vswitch) {
   std::vector<PortGroup> groups;
   Rows rows = database.rows(
-      "SELECT port, " GROUP_COLUMNS
-      " FROM multicast_group WHERE port IN (SELECT id FROM port WHERE vswitch = ?) ORDER BY port, address",
-      vswitch);
+      "SELECT port, " GROUP_COLUMNS " FROM multicast_group WHERE vswitch = ? ORDER BY port, address", vswitch);
   while (rows.next())
     groups.push_back({rows.integer(0), read_group(database, rows.integer(0), rows, 1)});
   return groups;
@@ -568,23 +566,21 @@ void remove_group(Database &database, RowId port, std::string_view address) {
   database.execute("DELETE FROM multicast_group WHERE port = ? AND address = ?", port, Blob{address});
 }
 
-std::vector<RouterPortRow> load_router_ports(Database &database, RowId vswitch) {
+std::vector<RouterPortRow> load_router_ports(Database &database) {
   std::vector<RouterPortRow> ports;
-  Rows row = database.rows(
-      "SELECT port, ip_version, expiry FROM router_port WHERE port IN (SELECT id FROM port WHERE vswitch = ?)"
-      " ORDER BY port, ip_version",
-      vswitch);
+  Rows row = database.rows("SELECT port, ip_version, expiry FROM router_port ORDER BY port, ip_version");
   while (row.next())
     ports.push_back({row.integer(0), row.integer(1), row.integer(2)});
   return ports;
 }
 
-void store_router_ports(Database &database, RowId vswitch, std::vector<RouterPortRow> const &ports) {
-  database.execute("DELETE FROM router_port WHERE port IN (SELECT id FROM port WHERE vswitch = ?)", vswitch);
-  for (RouterPortRow const &port : ports) {
-    database.execute("INSERT INTO router_port (port, ip_version, expiry) VALUES (?, ?, ?)", port.port, port.ip_version,
-                     port.expiry);
-  }
+void store_router_port(Database &database, RouterPortRow const &port) {
+  database.execute("INSERT OR REPLACE INTO router_port (port, ip_version, expiry) VALUES (?, ?, ?)", port.port,
+                   port.ip_version, port.expiry);
+}
+
+void remove_router_port(Database &database, RowId port, std::int64_t ip_version) {
+  database.execute("DELETE FROM router_port WHERE port = ? AND ip_version = ?", port, ip_version);
 }
 
 }  // namespace host

@@ -248,9 +248,10 @@ struct RouterPortRow {
   std::int64_t ip_version;  // 4 or 6
   std::int64_t expiry;      // microseconds of the host's clock
 };
-HOST_API std::vector<RouterPortRow> load_router_ports(Database &database, RowId vswitch);
-// In place of all of the switch.
-HOST_API void store_router_ports(Database &database, RowId vswitch, std::vector<RouterPortRow> const &ports);
+// Of all switches.
+HOST_API std::vector<RouterPortRow> load_router_ports(Database &database);
+HOST_API void store_router_port(Database &database, RouterPortRow const &port);
+HOST_API void remove_router_port(Database &database, RowId port, std::int64_t ip_version);
 
 void add_group(Database &database, RowId vswitch, RowId port, JoinedGroup const &joined);
 

@@ -5,6 +5,7 @@
 #include <span>
 #include <vector>
 
+#include "platform/forwarding/checksum.hpp"
 #include "platform/forwarding/ip_address.hpp"
 #include "platform/forwarding/moment.hpp"
 
@@ -30,12 +31,6 @@ class MadeFrame {
  private:
   std::vector<std::uint8_t> bytes_;
 };
-
-// The Internet checksum (RFC 1071) of some bytes behind others whose sum is known; 0 where they have their own in them,
-// and it is right.
-std::uint16_t internet_checksum(Bytes bytes, std::uint32_t sum_before = 0);
-// The sum of an IPv6 pseudo header: addresses, 16 bytes each, length, next header.
-std::uint32_t pseudo_header_sum(Bytes source, Bytes destination, std::size_t length, std::uint8_t next_header);
 
 // Hands a frame that the switch made to the client of a port, or to the wire of an uplink's NIC, and counts it there.
 // Who calls it has looked whether something is there.

@@ -5,6 +5,18 @@
 
 namespace forwarding {
 
+namespace {
+
+// In order.
+template <typename Key>
+std::vector<Key> taken_once(std::vector<Key> &changes) {
+  std::sort(changes.begin(), changes.end());
+  changes.erase(std::unique(changes.begin(), changes.end()), changes.end());
+  return std::exchange(changes, {});
+}
+
+}  // namespace
+
 bool Membership::admits(IpAddress const &source) const {
   if (filter == SourceFilter::none)
     return true;
@@ -58,9 +70,7 @@ void Memberships::expire(std::int64_t now) {
 }
 
 std::vector<MembershipKey> Memberships::take_changes() {
-  std::sort(changes_.begin(), changes_.end());
-  changes_.erase(std::unique(changes_.begin(), changes_.end()), changes_.end());
-  return std::exchange(changes_, {});
+  return taken_once(changes_);
 }
 
 bool RouterPorts::has(PortIndex port) const {
@@ -70,7 +80,16 @@ bool RouterPorts::has(PortIndex port) const {
 
 void RouterPorts::set(RouterPort const &port, std::int64_t expiry) {
   expiries_.set(port, expiry);
-  is_changed_ = true;
+  changes_.push_back(port);
+}
+
+void RouterPorts::expire(std::int64_t now) {
+  std::vector<RouterPort> const expired = expiries_.take_until(now);
+  changes_.insert(changes_.end(), expired.begin(), expired.end());
+}
+
+std::vector<RouterPort> RouterPorts::take_changes() {
+  return taken_once(changes_);
 }
 
 }  // namespace forwarding

@@ -78,12 +78,14 @@ class RouterPorts {
   std::map<RouterPort, std::int64_t> const &all() const { return expiries_.all(); }
   void set(RouterPort const &port, std::int64_t expiry);
   std::int64_t next_expiry() const { return expiries_.next(); }
-  void expire(std::int64_t now) { is_changed_ |= !expiries_.take_until(now).empty(); }
-  bool take_changed() { return std::exchange(is_changed_, false); }
+  void expire(std::int64_t now);
+
+  // What was set or has expired since this was asked last, each once.
+  std::vector<RouterPort> take_changes();
 
  private:
   ExpiryQueue<RouterPort> expiries_;
-  bool is_changed_ = false;
+  std::vector<RouterPort> changes_;
 };
 
 }  // namespace forwarding

@@ -4,7 +4,7 @@
 #include <algorithm>
 #include <iterator>
 
-#include "platform/forwarding/receivers.hpp"
+#include "platform/forwarding/checksum.hpp"
 
 namespace forwarding {
 
@@ -304,30 +304,6 @@ bool filters_out(Tables const &tables, Traffic const &traffic, Port const &port,
            !(port.buckets && (port.buckets >> address_bucket(group) & 1));
   }
   return !is_member && !port.is_router && !traffic.router_ports(port.vswitch).has(index);
-}
-
-// ---- queries ------------------------------------------------------------------------------------------------------
-
-std::int64_t query_period(Tables const &tables, std::uint32_t vswitch) {
-  Switch const &at = tables.switches[vswitch];
-  bool const asks = (at.snoops_ipv4 || at.snoops_ipv6) && at.is_connected && !at.is_disabled && !at.clients.empty();
-  return asks ? std::int64_t{tables.options.query_interval} * microseconds_per_second : 0;
-}
-
-void ask_clients(Moment const &moment) {
-  Switch const &at = moment.at();
-  moment.traffic.refresh_team(moment.tables, moment.time);
-  std::vector<MadeFrame> queries;
-  if (at.snoops_ipv4)
-    queries.push_back(igmp_query(at.own_mac, moment.tables.options));
-  if (at.snoops_ipv6)
-    queries.push_back(mld_query(at.own_mac, moment.tables.options));
-  for (PortIndex const port : at.clients) {
-    if (cannot_receive(moment.tables, moment.traffic, moment.tables.ports[port]) != Reason::none)
-      continue;
-    for (MadeFrame const &query : queries)
-      deliver_made(moment, port, query.bytes());
-  }
 }
 
 }  // namespace forwarding

@@ -1,5 +1,4 @@
-// Multicast: the IGMP and MLD that clients send, the memberships that follow from it, the filter that these make, and
-// the queries of the switch.
+// Multicast: the IGMP and MLD that clients send, the memberships that follow from it, and the filter that these make.
 #pragma once
 
 #include <cstdint>
@@ -7,7 +6,7 @@
 #include <vector>
 
 #include "platform/forwarding/ip_address.hpp"
-#include "platform/forwarding/made_frames.hpp"
+#include "platform/forwarding/moment.hpp"
 
 namespace forwarding {
 
@@ -71,11 +70,5 @@ GroupDecision filter_for(Tables const &tables, Traffic &traffic, std::uint32_t v
 // Whether the filter keeps a group frame from a client port.
 bool filters_out(Tables const &tables, Traffic const &traffic, Port const &port, GroupDecision const &decision,
                  MacAddress group);
-
-// ---- queries ------------------------------------------------------------------------------------------------------
-
-// How often a switch asks its clients, in microseconds; 0: never.
-std::int64_t query_period(Tables const &tables, std::uint32_t vswitch);
-void ask_clients(Moment const &moment);
 
 }  // namespace forwarding

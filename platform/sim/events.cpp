@@ -6,7 +6,7 @@
 #include <vector>
 
 #include "platform/forwarding/announcements.hpp"
-#include "platform/forwarding/multicast.hpp"
+#include "platform/forwarding/queries.hpp"
 
 namespace sim {
 

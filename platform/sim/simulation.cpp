@@ -262,9 +262,10 @@ void Simulation::stop_clock(std::optional<std::int64_t> at) {
   host::Transaction transaction(lock.database, true);
   take_up(lock.database);
   Attempt attempt(*this);
-  attempt.run_due(now());
-  store(lock.database, now(), Stale::no);
-  mark_.stopped_at = at ? *at : now();
+  std::int64_t const time = now();
+  attempt.run_due(time);
+  store(lock.database, time, Stale::no);
+  mark_.stopped_at = at.value_or(time);
   host::stop_clock(lock.database, *mark_.stopped_at);
   transaction.commit();
   attempt.succeed();
@@ -276,8 +277,9 @@ void Simulation::run_clock() {
   host::Transaction transaction(lock.database, true);
   take_up(lock.database);
   Attempt attempt(*this);
-  attempt.run_due(now());
-  store(lock.database, now(), Stale::no);
+  std::int64_t const time = now();
+  attempt.run_due(time);
+  store(lock.database, time, Stale::no);
   host::run_clock(lock.database);
   mark_.stopped_at.reset();
   transaction.commit();

@@ -66,8 +66,9 @@ class Simulation final : public vssim_host {
     host::Transaction transaction(lock.database, true);
     take_up(lock.database);
     Attempt attempt(*this);
-    attempt.run_due(now());
-    store(lock.database, now(), Stale::yes);
+    std::int64_t const time = now();
+    attempt.run_due(time);
+    store(lock.database, time, Stale::yes);
     body(lock.database, endpoints_);
     host::note_new_configuration(lock.database);
     transaction.commit();

@@ -153,23 +153,26 @@ void store_memberships(host::Database &database, Compiled const &compiled, std::
   }
 }
 
-void load_router_ports(host::Database &database, Compiled const &compiled, std::uint32_t vswitch,
-                       forwarding::RouterPorts &ports) {
-  for (host::RouterPortRow const &row : host::load_router_ports(database, compiled.switches[vswitch].row)) {
-    if (auto const port = compiled.tables.find_port(static_cast<std::uint32_t>(row.port)))
-      ports.set({*port, static_cast<std::uint8_t>(row.ip_version)}, row.expiry);
+void load_router_ports(host::Database &database, Compiled const &compiled, forwarding::Traffic &traffic) {
+  for (host::RouterPortRow const &row : host::load_router_ports(database)) {
+    if (auto const port = compiled.tables.find_port(static_cast<std::uint32_t>(row.port))) {
+      traffic.router_ports(compiled.tables.ports[*port].vswitch)
+          .set({*port, static_cast<std::uint8_t>(row.ip_version)}, row.expiry);
+    }
   }
-  static_cast<void>(ports.take_changed());
+  for (std::uint32_t vswitch = 0; vswitch < compiled.switches.size(); ++vswitch)
+    static_cast<void>(traffic.router_ports(vswitch).take_changes());
 }
 
-void store_router_ports(host::Database &database, Compiled const &compiled, std::uint32_t vswitch,
-                        forwarding::RouterPorts &ports) {
-  if (!ports.take_changed())
-    return;
-  std::vector<host::RouterPortRow> rows;
-  for (auto const &[key, expiry] : ports.all())
-    rows.push_back({compiled.tables.ports[key.port].number, key.ip_version, expiry});
-  host::store_router_ports(database, compiled.switches[vswitch].row, rows);
+void store_router_ports(host::Database &database, Compiled const &compiled, forwarding::RouterPorts &ports) {
+  for (forwarding::RouterPort const &key : ports.take_changes()) {
+    host::RowId const port = compiled.tables.ports[key.port].number;
+    auto const found = ports.all().find(key);
+    if (found == ports.all().end())
+      host::remove_router_port(database, port, key.ip_version);
+    else
+      host::store_router_port(database, {port, key.ip_version, found->second});
+  }
 }
 
 // ---- timers -------------------------------------------------------------------------------------------------------
@@ -223,9 +226,9 @@ forwarding::Traffic load_traffic(host::Database &database, Compiled const &compi
     load_learned(database, compiled, vswitch, traffic.table(vswitch));
     static_cast<void>(traffic.table(vswitch).take_changes());
     load_memberships(database, compiled, vswitch, traffic.memberships(vswitch));
-    load_router_ports(database, compiled, vswitch, traffic.router_ports(vswitch));
     load_timers(database, compiled, vswitch, traffic.timers(vswitch));
   }
+  load_router_ports(database, compiled, traffic);
   static_cast<void>(traffic.take_changed_ports());
   static_cast<void>(traffic.take_changed_switches());
   return traffic;
@@ -248,7 +251,7 @@ void store_traffic(host::Database &database, Compiled const &compiled, forwardin
   for (std::uint32_t vswitch = 0; vswitch < compiled.switches.size(); ++vswitch) {
     store_learned(database, compiled, vswitch, traffic.table(vswitch));
     store_memberships(database, compiled, vswitch, traffic.memberships(vswitch));
-    store_router_ports(database, compiled, vswitch, traffic.router_ports(vswitch));
+    store_router_ports(database, compiled, traffic.router_ports(vswitch));
     store_timers(database, compiled, vswitch, traffic.timers(vswitch));
   }
 }

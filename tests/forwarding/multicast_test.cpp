@@ -1,6 +1,7 @@
 // Multicast: what clients join and leave, who receives what, and what the switch asks.
 #include "platform/forwarding/multicast.hpp"
 
+#include "platform/forwarding/queries.hpp"
 #include "tests/forwarding/group_packets.hpp"
 
 using namespace forwarding;

@@ -23,7 +23,7 @@ ALLOWED = {
     "platform/dvs": {"interface", "platform/core"},
     "platform/forwarding": {"constants"},
     "platform/sim": {"interface", "platform/core", "platform/forwarding"},
-    "platform/tool": {"platform/core"},
+    "platform/tool": {"platform/core", "platform/sim"},
     "platform/vswitch": {"interface", "platform/core"},
     "python/vswitch/simulated": {"platform/sim"},
     "runtime": set(),
