@@ -134,6 +134,35 @@ host.portsets
 run_all(tried)
 """
 
+PREDICTED = """
+from vswitch.desired.managed import afterwards, managed
+from vswitch.desired.yaml_text import to_yaml
+
+def comes_true(steps, wanted, exact):
+    # The members of the document before and after, as they are foreseen and as they come. Gives how much was done.
+    made_by(steps)
+    before = host.export()
+    try:
+        plan = host.plan(wanted, exact=exact)
+        foreseen = to_yaml(managed(wanted, afterwards(before, plan), exact=exact))
+        plan.apply()
+    except (vswitch.DocumentError, vswitch.Busy, vswitch.ApplyError):
+        return 0
+    assert foreseen == to_yaml(managed(wanted, host.export(), exact=exact)), foreseen + plan.diff()
+    return len(plan)
+
+def tried(steps, others, number):
+    wanted = in_child(wanted_by, steps)
+    if number % 3 == 0:  # a document that leaves things out
+        del wanted["switches"][sorted(wanted["switches"])[0]]
+    done = in_child(comes_true, others, wanted, number % 2 == 0)
+    told["tried"] += done > 0
+    told["calls"] += done
+
+host.portsets
+run_all(tried)
+"""
+
 KILLED = """
 tool = scenario.Tool(sys.argv[5])
 folder = os.path.dirname(os.environ["VSWITCH_HOST"])
@@ -227,3 +256,9 @@ def test_a_kill_leaves_what_can_be_taken_back_of_a_random_plan(tmp_path, chunk):
     plans = PLANS if FULL else 5
     told = run(tmp_path, KILLED, plans, chunk, str(tmp_path / "host.db"), str(BUILD / "host/bin/vswitch-host"))
     assert told["tried"] >= (PLANS * 10 if FULL else 5) and told["kept"] < told["tried"] // 2
+
+
+@pytest.mark.parametrize("chunk", CHUNKS)
+def test_what_is_foreseen_of_a_random_plan_is_what_comes(tmp_path, chunk):
+    told = run(tmp_path, PREDICTED, PLANS, chunk, ":memory:")
+    assert told["tried"] >= PLANS // 3 and told["calls"] > 5 * told["tried"]

@@ -6,12 +6,16 @@ from collections.abc import Iterable, Mapping
 from copy import deepcopy
 from typing import Any
 
-from vswitch.desired import document, order
+from vswitch.desired import document, order, settings
 from vswitch.desired.names import joined, split
 from vswitch.desired.plan import Operation, place_of
 from vswitch.desired.schema import Collection
+from vswitch.values.kinds import short
 
 _TELL_NOTHING = frozenset(("$schema", "format", "observed"))
+_ONE_PROPERTY = {
+    name: short(setting.default) for name, setting in settings.PORT.items() if settings.MANAGEMENT in setting.keys
+}
 
 
 def managed(desired: object, exported: Mapping[str, Any], *, exact: bool | None = None) -> dict[str, Any]:
@@ -31,7 +35,7 @@ def _members(wanted: Mapping[str, Any], found: Mapping[str, Any], place: str, ex
             if entries or name == "switches":
                 made[name] = entries
         elif isinstance(value, Mapping):
-            made[name] = {entry: found[name][entry] for entry in value if entry in found[name]}
+            made[name] = _entries(Collection(dict(value)), found[name], joined(place, name), False)
         else:
             made[name] = found[name]
     return made
@@ -57,7 +61,8 @@ def afterwards(exported: Mapping[str, Any], operations: Iterable[Operation]) -> 
         if names:
             _change(_object(made, split(place)), names, operation)
         elif operation.action == "create":
-            _object(made, split(place)).update(operation.after or {})
+            # A switch always lists its uplinks.
+            _object(made, split(place)).update({"uplinks": []} if place.count("/") == 1 else {}, **operation.after or {})
         else:
             *outer, name = split(place)
             _object(made, outer).pop(name, None)
@@ -86,3 +91,15 @@ def _change(found: dict[str, Any], names: tuple[str, ...], operation: Operation)
             table[name] = after[name]
     if table is not found and not table:
         del found[names[0]]
+    if names[0] in _ONE_PROPERTY:
+        _both_or_none(found)
+
+
+def _both_or_none(found: dict[str, Any]) -> None:
+    """Settings that share a property are written together, and cleared together where all have their defaults."""
+    values = {name: found.get(name, default) for name, default in _ONE_PROPERTY.items()}
+    for name, value in values.items():
+        if values == _ONE_PROPERTY:
+            found.pop(name, None)
+        else:
+            found[name] = value
