@@ -10,6 +10,7 @@
 #include <vector>
 
 #include "constants/constants.hpp"
+#include "platform/forwarding/checksum.hpp"
 #include "platform/forwarding/pipeline.hpp"
 #include "tests/forwarding/bytes.hpp"
 
@@ -83,6 +84,8 @@ class AnyHost {
     vswitch().learned_limit = source_.one_in(4) ? 3 : 65536;
     vswitch().learns_static = source_.one_in(4);
     vswitch().allows_static = !source_.one_in(8);
+    vswitch().snoops_ipv4 = source_.one_in(2);
+    vswitch().snoops_ipv6 = source_.one_in(2);
     if (source_.one_in(2)) {
       vswitch().private_vlans = {{100, 100, PrivateVlanType::primary},
                                  {100, 101, PrivateVlanType::isolated},
@@ -206,6 +209,58 @@ inline Packet any_packet(Source &source) {
   return bytes;
 }
 
+// A message of IGMP or MLD, mostly with right checksums, of some clients to some groups.
+inline Packet any_group_message(Source &source) {
+  bool const is_ipv4 = source.one_in(2);
+  auto const group = [&] {
+    Packet address(is_ipv4 ? ipv4_address_size : ipv6_address_size);
+    address[0] = source.one_in(16) ? source.byte() : is_ipv4 ? 239 : 0xff;
+    address[1] = 0x0e;
+    address.back() = source.byte() % 3;
+    return address;
+  };
+  constexpr std::uint8_t igmp_types[] = {0x11, 0x12, 0x16, 0x17, 0x22, 0x22};
+  constexpr std::uint8_t mld_types[] = {130, 131, 132, 143, 143, 143};
+  std::size_t const type = source.byte() % std::size(igmp_types);
+  Packet message{is_ipv4 ? igmp_types[type] : mld_types[type], 0, 0, 0};
+  if (message[0] == 0x22 || message[0] == 143) {
+    std::uint8_t const count = source.byte() % 3;
+    message = message + Packet{0, 0, 0, count};
+    for (std::uint8_t record = 0; record < count; ++record) {
+      std::uint8_t const sources = source.byte() % 4;
+      message = message + Packet{static_cast<std::uint8_t>(source.byte() % 8), 0, 0, sources} + group();
+      for (std::uint8_t i = 0; i < sources; ++i)
+        message = message + group();
+    }
+  } else {
+    message = message + Packet(is_ipv4 ? 0 : 4) + (source.one_in(4) ? zeros(group().size()) : group());
+  }
+  if (source.one_in(16))
+    message.resize(source.below(static_cast<std::uint32_t>(message.size())) + 4);
+  Packet const from = group();
+  Packet const to = group();
+  std::uint32_t const before = is_ipv4 ? 0 : pseudo_header_sum(from, to, message.size(), 58);
+  std::uint16_t sum = internet_checksum(message, before);
+  message[2] = static_cast<std::uint8_t>(sum >> 8);
+  message[3] = static_cast<std::uint8_t>(sum);
+  Packet header = hex("45000000 00000000 0102 0000");
+  if (is_ipv4) {
+    header[3] = static_cast<std::uint8_t>(20 + message.size());
+    header = header + from + to;
+    sum = internet_checksum(header);
+    header[10] = static_cast<std::uint8_t>(sum >> 8);
+    header[11] = static_cast<std::uint8_t>(sum);
+  } else {
+    header = hex("60000000 0000 00 01") + from + to + hex("3a00050200000100");
+    header[5] = static_cast<std::uint8_t>(8 + message.size());
+  }
+  Packet frame = hex("333300000001 020000000100") + (is_ipv4 ? hex("0800") : hex("86dd")) + header + message;
+  frame[11] = static_cast<std::uint8_t>(source.byte() % 24);
+  if (source.one_in(16))
+    frame.resize(frame.size() - source.below(static_cast<std::uint32_t>(frame.size())));
+  return frame;
+}
+
 // Takes results, and checks them against each other.
 struct Checker : Sink {
   struct Told {
@@ -301,7 +356,7 @@ inline void forward_any(std::string_view input, std::set<Reason> &seen) {
       if (tables.ports[from.index].is_uplink())
         continue;
     }
-    Packet const bytes = any_packet(source);
+    Packet const bytes = source.one_in(4) ? any_group_message(source) : any_packet(source);
     Frame const frame{from, bytes};
 
     Traffic copy = traffic;
@@ -324,6 +379,11 @@ inline void forward_any(std::string_view input, std::set<Reason> &seen) {
       here.out_dropped += !told.is_delivery && told.stage == Stage::out;
       here.in_dropped += !told.is_delivery && told.stage == Stage::in;
     }
+  }
+  for (auto const &[key, membership] : traffic.memberships(0).all()) {
+    expect(key.group.is_group() && membership.is_reported() && !tables.ports[key.port].is_uplink(),
+           "IG-8: clients join groups by their reports");
+    expect(std::is_sorted(membership.sources.begin(), membership.sources.end()), "sources stand in order");
   }
   std::vector<std::uint32_t> learned(tables.ports.size());
   for (LearnedAddress const &address : traffic.table(0).addresses())
