@@ -62,7 +62,8 @@ def afterwards(exported: Mapping[str, Any], operations: Iterable[Operation]) -> 
             _change(_object(made, split(place)), names, operation)
         elif operation.action == "create":
             # A switch always lists its uplinks.
-            _object(made, split(place)).update({"uplinks": []} if place.count("/") == 1 else {}, **operation.after or {})
+            always: dict[str, Any] = {"uplinks": []} if place.count("/") == 1 else {}
+            _object(made, split(place)).update(always | (operation.after or {}))
         else:
             *outer, name = split(place)
             _object(made, outer).pop(name, None)
