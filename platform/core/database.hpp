@@ -154,6 +154,12 @@ class HOST_API Database {
     check_bound(sqlite3_bind_blob64(statement, index, blob.bytes.data() ? blob.bytes.data() : "", blob.bytes.size(),
                                     SQLITE_STATIC));
   }
+  void bind(sqlite3_stmt *statement, int index, std::optional<std::int64_t> const &value) {
+    if (value)
+      bind(statement, index, *value);
+    else
+      bind(statement, index, nullptr);
+  }
   void bind(sqlite3_stmt *statement, int index, std::nullptr_t) { check_bound(sqlite3_bind_null(statement, index)); }
 
   std::string name_;

@@ -95,7 +95,14 @@ inline constexpr char format_3_tables[] = R"sql(
     active INTEGER NOT NULL,
     fast INTEGER NOT NULL,
     aggregatable INTEGER NOT NULL,
-    is_on INTEGER NOT NULL
+    is_on INTEGER NOT NULL,
+    -- What it last heard of the other end, as an LACPDU describes that (15 bytes; null: nothing), whether it was named
+    -- rightly there, when it last sent and how often in that second, and when it is to send once.
+    heard BLOB,
+    is_named INTEGER NOT NULL DEFAULT 0,
+    sent_at INTEGER,
+    sent_in_second INTEGER NOT NULL DEFAULT 0,
+    send_at INTEGER
   );
 
   -- portset is null for a switch that has none on this host.
@@ -274,15 +281,25 @@ inline constexpr char format_3_tables[] = R"sql(
     PRIMARY KEY (listener, sender)
   ) WITHOUT ROWID;
 
+  -- What the last judgement said of a switch, and which uplinks have failed by it.
+  CREATE TABLE beacon_judgement (
+    vswitch INTEGER PRIMARY KEY REFERENCES vswitch ON DELETE CASCADE,
+    is_undecided INTEGER NOT NULL
+  );
+  CREATE TABLE beacon_failure (
+    port INTEGER PRIMARY KEY REFERENCES port ON DELETE CASCADE
+  );
+
   -- Balancing by load: the bytes that the team sent for a port, or over an uplink, since the last look; the uplinks to
-  -- which ports were moved.
+  -- which ports were moved, and the policy and links that this was decided by.
   CREATE TABLE team_load (
     port INTEGER PRIMARY KEY REFERENCES port ON DELETE CASCADE,
     bytes INTEGER NOT NULL
   );
   CREATE TABLE team_move (
     port INTEGER PRIMARY KEY REFERENCES port ON DELETE CASCADE,
-    uplink INTEGER NOT NULL REFERENCES port ON DELETE CASCADE
+    uplink INTEGER NOT NULL REFERENCES port ON DELETE CASCADE,
+    basis TEXT NOT NULL
   );
 
   -- What is to happen once: port is 0 for the switch as a whole, and detail what the kind needs.
@@ -325,7 +342,8 @@ inline constexpr char format_3_tables[] = R"sql(
   CREATE INDEX lag_member_lag ON lag_member (vswitch, lag, position);
 
   -- What LACP found at the uplink ports of LAGs that are not fixed. Times are in microseconds of the host's clock; the
-  -- partner's columns are null where none is known.
+  -- partner's columns are null where none is known. sent_at is when the last LACPDU was sent, sent_in_second how many in
+  -- that second, and send_at when one is due once.
   CREATE TABLE lacp_member (
     port INTEGER PRIMARY KEY REFERENCES port ON DELETE CASCADE,
     receive TEXT NOT NULL,
@@ -340,8 +358,9 @@ inline constexpr char format_3_tables[] = R"sql(
     partner_port_priority INTEGER,
     partner_port INTEGER,
     partner_state INTEGER NOT NULL,
-    window_start INTEGER NOT NULL,
-    sent_in_window INTEGER NOT NULL,
+    sent_at INTEGER,
+    sent_in_second INTEGER NOT NULL,
+    send_at INTEGER,
     sent INTEGER NOT NULL,
     received INTEGER NOT NULL,
     bad INTEGER NOT NULL,

@@ -1,6 +1,8 @@
 // The scripted partners at the other ends of NICs' links, which answer LACP.
 #include "platform/core/lacp_partner.hpp"
 
+#include "platform/core/clock.hpp"
+
 namespace host {
 
 LacpPartner read_partner(JsonObject &object) {
@@ -44,12 +46,14 @@ void set_partner(Database &database, RowId nic, std::optional<LacpPartner> const
   database.execute("DELETE FROM lacp_partner WHERE nic = ?", nic);
   if (!partner)
     return;
+  // An active one speaks at once.
   database.execute(
       "INSERT INTO lacp_partner (nic, system, system_priority, \"key\", port, port_priority, active, fast, "
       "aggregatable,"
-      " is_on) VALUES (?, ?, ?, ?, ?, ?, ?, ?, ?, ?)",
+      " is_on, send_at) VALUES (?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?)",
       nic, Blob{mac_bytes(partner->system)}, partner->system_priority, partner->key, partner->port,
-      partner->port_priority, partner->active, partner->fast, partner->aggregatable, partner->on);
+      partner->port_priority, partner->active, partner->fast, partner->aggregatable, partner->on,
+      partner->active ? std::optional(clock_now(database)) : std::nullopt);
 }
 
 void forget_partners(Database &database) {

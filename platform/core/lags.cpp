@@ -3,6 +3,10 @@
 
 #include <algorithm>
 
+#include "platform/core/clock.hpp"
+#include "platform/core/lacp_partner.hpp"
+#include "platform/core/team_rows.hpp"
+
 namespace host {
 
 namespace {
@@ -30,6 +34,35 @@ LagSettings read_settings(Rows const &row) {
   if (!row.is_null(9))
     settings.key = row.integer(9);
   return settings;
+}
+
+// What was heard has expired, unless a scripted partner goes on at the other end.
+bool is_gone(Database &database, LagMember const &member, LacpMemberRow const &row, std::int64_t now) {
+  if (row.receive != "current" || !row.receive_until || *row.receive_until > now)
+    return false;
+  std::optional<LacpPartner> const partner =
+      member.uplink.nic ? load_partner(database, *member.uplink.nic) : std::nullopt;
+  return !partner || !partner->on;
+}
+
+// What LACP has found of members, in a group that is not fixed.
+void add_negotiated(Database &database, RowId vswitch, Lag &lag) {
+  std::int64_t const now = clock_now(database);
+  bool has_current = false;
+  for (LacpMemberRow const &row : load_lacp_members(database, vswitch)) {
+    auto const member = std::find_if(lag.members.begin(), lag.members.end(),
+                                     [&](LagMember const &one) { return one.uplink.port == row.port; });
+    if (member == lag.members.end() || row.receive != "current" || is_gone(database, *member, row, now))
+      continue;
+    has_current = true;
+    member->negotiated = row.up;
+  }
+  if (has_current || !lag.settings.fallback)
+    return;
+  auto const first = std::find_if(lag.members.begin(), lag.members.end(),
+                                  [](LagMember const &member) { return member.uplink.link_up; });
+  if (first != lag.members.end())
+    first->negotiated = true;
 }
 
 }  // namespace
@@ -81,18 +114,23 @@ std::vector<Lag> load_lags(Database &database, RowId vswitch) {
       auto const uplink =
           std::find_if(uplinks.begin(), uplinks.end(), [&](Uplink const &other) { return other.name == name; });
       if (uplink != uplinks.end())
-        lag.members.push_back({*uplink, members.integer(1) != 0});
+        lag.members.push_back({*uplink, lag.settings.is_fixed() && members.integer(1) != 0});
     }
+    if (!lag.settings.is_fixed())
+      add_negotiated(database, vswitch, lag);
     lags.push_back(std::move(lag));
   }
   return lags;
 }
 
 std::optional<bool> lacp_state(Database &database, RowId vswitch, Uplink const &uplink) {
-  Rows row = database.rows("SELECT lacp_up FROM lag_member WHERE vswitch = ? AND uplink = ?", vswitch, uplink.name);
-  if (!row.next())
-    return std::nullopt;
-  return LagMember{uplink, row.integer(0) != 0}.is_up();
+  for (Lag const &lag : load_lags(database, vswitch)) {
+    for (LagMember const &member : lag.members) {
+      if (member.uplink.port == uplink.port)
+        return member.is_up();
+    }
+  }
+  return std::nullopt;
 }
 
 }  // namespace host

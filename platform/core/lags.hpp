@@ -11,7 +11,7 @@ namespace host {
 
 struct LagMember {
   Uplink uplink;
-  bool negotiated;
+  bool negotiated;  // at present: what has expired is not
 
   bool is_up() const { return negotiated && uplink.link_up; }
 };

@@ -65,6 +65,7 @@ void forget_traffic(Database &database) {
       "DELETE FROM multicast_group; DELETE FROM multicast_source;"
       "UPDATE mirror_session SET copies = 0, copies_failed = 0, mirrored = 0, discarded = 0, failed = 0, seen = 0;"
       "DELETE FROM mirror_destination; DELETE FROM router_port; DELETE FROM lacp_member; DELETE FROM beacon;"
+      "DELETE FROM beacon_judgement; DELETE FROM beacon_failure;"
       "DELETE FROM team_load; DELETE FROM team_move; DELETE FROM timer;");
 }
 
@@ -205,7 +206,8 @@ void forget_aged(Database &database, RowId vswitch, std::int64_t oldest) {
 }
 
 bool has_timed_traffic(Database &database) {
-  return database.rows("SELECT 1 FROM mac_entry").next() || database.rows("SELECT 1 FROM multicast_group").next();
+  return database.rows("SELECT 1 FROM mac_entry").next() || database.rows("SELECT 1 FROM multicast_group").next() ||
+         database.rows("SELECT 1 FROM lacp_partner").next();
 }
 
 void forget_own_groups(Database &database, RowId port) {

@@ -8,9 +8,11 @@
 #include "platform/core/lags.hpp"
 #include "platform/core/property_values.hpp"
 #include "platform/core/runtime_options.hpp"
+#include "platform/core/team_rows.hpp"
 #include "platform/core/teaming.hpp"
 #include "platform/core/traffic.hpp"
 #include "platform/forwarding/announcements.hpp"
+#include "platform/forwarding/load_balance.hpp"
 
 namespace host {
 
@@ -90,6 +92,17 @@ bool is_waiting(Database &database, Uplink const &uplink) {
   return since >= 0 && since < delay * microseconds_per_millisecond;
 }
 
+// By the beacons of the switch, where its policy has some of its uplinks send them.
+bool has_failed(Database &database, RowId vswitch, Uplink const &uplink) {
+  std::vector<Uplink> const uplinks = load_uplinks(database, vswitch);
+  Team const team = team_from(switch_policy(database, vswitch), uplinks);
+  auto const count = [&](std::vector<UplinkPosition> const &list) {
+    return std::count_if(list.begin(), list.end(), [&](UplinkPosition at) { return uplinks[at].link_up; });
+  };
+  bool const sends = (team.criteria & TEAM_FRP_CRIT_BEACON_STATE) && count(team.active) + count(team.standby) > 1;
+  return sends && has_beacon_failed(database, uplink.port);
+}
+
 // What no criterion of the team looks at is left out.
 Member team_member(Database &database, RowId vswitch, Team const &team, Uplink const &uplink) {
   auto const asks = [&](std::int64_t criterion) { return (team.criteria & criterion) != 0; };
@@ -99,6 +112,7 @@ Member team_member(Database &database, RowId vswitch, Team const &team, Uplink c
           .is_waiting = asks(TEAM_FRP_CRIT_LINK_STATE) && is_waiting(database, uplink),
           .is_blocked = asks(TEAM_FRP_CRIT_PORT_BLOCKED) && is_blocked(database, uplink.port),
           .is_lacp_down = asks_lacp && lacp_state(database, vswitch, uplink) == false,
+          .has_no_beacons = asks(TEAM_FRP_CRIT_BEACON_STATE) && has_failed(database, vswitch, uplink),
           .speed = static_cast<std::uint32_t>(uplink.speed),
           .is_full_duplex = uplink.duplex == QEL_LINK_DUPLEX_FULL,
           .error_percent = static_cast<std::uint8_t>(uplink.errors),
@@ -132,6 +146,23 @@ TeamPort team_port(Database &database, PropertyPlace const &place, std::vector<U
     refuse_if(!port.tied && missing == Missing::refuse, QEL_NOT_FOUND);
   }
   return port;
+}
+
+// Where balancing by load has moved the port, as long as nothing has changed that this was decided by.
+std::optional<UplinkPosition> moved_to(Database &database, RowId port, Team const &team,
+                                       std::vector<Member> const &members, std::vector<Uplink> const &uplinks,
+                                       std::optional<std::int64_t> numa_node) {
+  std::optional<PortMove> const move = find_port_move(database, port);
+  if (!move)
+    return std::nullopt;
+  forwarding::Fit const fit = forwarding::fit_uplinks(team, members, numa_node);
+  if (move->basis != forwarding::basis_of_moves(team, fit, members))
+    return std::nullopt;
+  for (std::size_t i = 0; i < uplinks.size(); ++i) {
+    if (uplinks[i].port == move->uplink)
+      return static_cast<UplinkPosition>(i);
+  }
+  return std::nullopt;
 }
 
 // The uplinks, by position, that are in a LAG.
@@ -207,8 +238,10 @@ void announce_change(Database &database, RowId vswitch, Uplink const &former) {
   if (uplink.link_up == former.link_up)
     return;
   wait_for_link(database, vswitch, uplink);
-  if (former.link_up)
+  if (former.link_up) {
     forget_learned_at(database, former.port);
+    lose_lacp(database, former.port);
+  }
   VSTeamPolicy const policy = switch_policy(database, vswitch);
   if (!(policy.flags & TEAM_FRP_FLAG_NOTIFY_SWITCH))
     return;
@@ -224,10 +257,12 @@ Uplink choose_uplink(Database &database, std::uint32_t port_number) {
   refuse_if(port.client_type == VS_PORT_CLIENT_UPLINK, QEL_BAD_PARAM);
   PropertyPlace const place{port.vswitch, Scope::port, port_number};
   std::vector<Uplink> const uplinks = load_uplinks(database, port.vswitch);
-  TeamPort const chooser = team_port(database, place, uplinks);
+  TeamPort chooser = team_port(database, place, uplinks);
   Team const team = port_team(database, place, uplinks);
-  std::optional<UplinkPosition> const chosen =
-      forwarding::choose(team, team_members_now(database, port.vswitch, team, uplinks), chooser, nullptr);
+  std::vector<Member> const members = team_members_now(database, port.vswitch, team, uplinks);
+  if (team.load_balance == TEAM_FRP_TYPE_LB_LBT)
+    chooser.moved = moved_to(database, port_number, team, members, uplinks, chooser.numa_node);
+  std::optional<UplinkPosition> const chosen = forwarding::choose(team, members, chooser, nullptr);
   refuse_if(!chosen, QEL_ENETDOWN);
   return uplinks[*chosen];
 }

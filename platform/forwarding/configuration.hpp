@@ -8,6 +8,7 @@
 
 #include "platform/forwarding/frame.hpp"
 #include "platform/forwarding/ip_address.hpp"
+#include "platform/forwarding/lacp.hpp"
 #include "platform/forwarding/teaming.hpp"
 
 namespace forwarding {
@@ -92,16 +93,19 @@ struct NicConfiguration {
   std::uint8_t error_percent = 0;
   std::int64_t recovery = 0;
   std::optional<std::int64_t> link_back;  // when its link came back, in microseconds
+  std::uint32_t segment = 0;              // NICs of one number hear each other's beacons
+  std::optional<LacpScript> partner;      // at the other end of its link
 };
 
 struct LagMember {
   UplinkPosition uplink = 0;
-  bool lacp_up = true;  // what LACP negotiated
+  bool lacp_up = true;  // what LACP negotiated, in a fixed LAG
 };
 
 struct LagConfiguration {
   LagHash hash = LagHash::l2_l3;
   std::vector<LagMember> members;
+  std::optional<LacpSettings> lacp{};  // none of a fixed LAG
 };
 
 enum class PrivateVlanType : std::uint8_t { primary, isolated, community };
@@ -146,6 +150,7 @@ struct Options {
   bool fast_path = true;
   bool mirror_statistics = true;
   bool numa_aware = false;
+  bool ignores_shotgun = false;
   bool reports_to_uplink = false;
   std::int64_t up_delay = 100;  // milliseconds
   // Queries, and what is kept of the answers.

@@ -3,6 +3,7 @@
 
 #include <algorithm>
 #include <array>
+#include <string>
 
 #include "platform/forwarding/receivers.hpp"
 #include "platform/forwarding/vlan.hpp"
@@ -175,7 +176,10 @@ void deliver_made(Moment const &moment, PortIndex port, Bytes frame) {
   DirectionCounters &out = moment.traffic.count(port).out;
   out.count(read_header(frame), frame.size());
   ++out.exceptions;
-  moment.sink.deliver({moment.tables.place_of(port), DeliveryKind::made, Form::untagged, frame});
+  Place const place = moment.tables.place_of(port);
+  if (moment.sink.wants_steps())
+    moment.sink.step({Rule::C_5, place, "made: " + std::to_string(frame.size()) + " bytes", Outcome::deliver});
+  moment.sink.deliver({place, DeliveryKind::made, Form::untagged, frame});
 }
 
 void send_made(Moment const &moment, UplinkPosition uplink, Bytes untagged, std::uint16_t vlan) {

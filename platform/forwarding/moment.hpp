@@ -15,6 +15,10 @@ struct Moment {
   Sink &sink;  // takes the frames that are made
   std::uint32_t vswitch;
   std::int64_t time;  // microseconds since the epoch
+  // Of something that is due: up to which its kind has happened, and until when a running clock was left alone for
+  // long.
+  std::int64_t after = INT64_MIN;
+  std::int64_t gap_until = INT64_MIN;
 
   Switch const &at() const { return tables.switches[vswitch]; }
 };

@@ -9,6 +9,7 @@
 #include "constants/constants.hpp"
 #include "platform/forwarding/learning.hpp"
 #include "platform/forwarding/receivers.hpp"
+#include "platform/forwarding/team_events.hpp"
 #include "platform/forwarding/vlan.hpp"
 
 namespace forwarding {
@@ -20,9 +21,6 @@ using namespace constant;
 constexpr MacAddress slow_protocols = 0x0180c2000002;
 constexpr MacAddress reserved_prefix = 0x0180c2000000;
 constexpr MacAddress reserved_bits = 0xf;
-
-constexpr std::uint16_t ethertype_beacon = 0x8922;
-constexpr std::array<std::uint8_t, 4> beacon_mark{0x56, 0x53, 0x42, 0x31};
 
 constexpr std::size_t forms = 3;
 
@@ -61,17 +59,18 @@ class Forwarding {
 
   void age_multicast();
   bool look_at_message();
-  bool is_beacon_of(Switch const &vswitch) const;
+  void consumed(Rule rule);
   Verdict known_at(PortIndex index);
   Verdict receive_addressed();
   std::optional<Refusal> refuses(PortIndex index, Way way);
   void flood(std::vector<PortIndex> const &ports);
   void add_promiscuous();
   void send_to_team();
-  Port const &sending_port();
-  std::optional<UplinkPosition> choose_uplink(Port const &sender) const;
-  std::optional<UplinkPosition> choose_member(Lag const &lag) const;
+  PortIndex sending_port();
+  UplinkSet choose_uplinks(PortIndex sender) const;
+  std::optional<UplinkPosition> choose_member(Lag const &lag, UplinkSet up) const;
   void send_by(UplinkPosition uplink);
+  bool sends_everywhere(Port const &sender) const;
   Verdict nobody_received() const;
   Bytes bytes_in(Form form);
   void deliver(Receiver const &receiver);
@@ -96,6 +95,7 @@ class Forwarding {
   bool explains_;
   Passage passage_;
   std::optional<GroupMessage> message_;
+  std::optional<std::uint32_t> beacon_sender_;  // the port whose beacon the frame is
   Target target_;
   bool to_team_ = false;
   bool has_learned_ = false;  // from here on promiscuous ports get a copy
@@ -104,6 +104,7 @@ class Forwarding {
   bool is_unexpected_ = false;
   bool has_no_uplink_ = false;
   bool is_team_blocked_ = false;
+  bool is_everywhere_ = false;
   std::array<Bytes, forms> formed_{};
 };
 
@@ -137,6 +138,7 @@ void Forwarding::run() {
       if (explains_)
         explain(verdict.rule, frame_.from, std::string("consumed: ") + rule_text(verdict.rule), Outcome::consume);
       sink_.consume();
+      consumed(verdict.rule);
       return;
     }
     drop_in(verdict);
@@ -197,25 +199,22 @@ Verdict Forwarding::sender() {
   }
   if (header.destination == slow_protocols && !header.has_tag && header.inner_type == ethertype_slow_protocols)
     return consume(Rule::L_1);
-  if (is_beacon_of(*passage_.vswitch))
+  beacon_sender_ = beacon_sender(header, passage_.vswitch->identifier);
+  if (beacon_sender_)
     return consume(Rule::BC_1);
   if (port.lag == nowhere)
     return pass(Rule::L_1);
-  bool const is_up = passage_.vswitch->lags[port.lag].up & only(port.position);
+  bool const is_up = traffic_.lag_up(port) & only(port.position);
   return is_up ? pass(Rule::L_6) : refuse(Reason::lacp_down);
 }
 
-// Whether the frame is one that a member of the switch's team sends to hear from the others.
-bool Forwarding::is_beacon_of(Switch const &vswitch) const {
-  Header const &header = passage_.header;
-  if (header.destination != broadcast_address || header.has_tag || header.inner_type != ethertype_beacon)
-    return false;
-  Bytes const beacon = header.bytes.subspan(ethernet_size);
-  constexpr std::size_t identifier_at = 8;  // behind the mark and the second
-  constexpr std::size_t port_size = 4;
-  return beacon.size() >= identifier_at + vswitch.identifier.size() + port_size &&
-         std::equal(beacon_mark.begin(), beacon_mark.end(), beacon.begin()) &&
-         std::equal(vswitch.identifier.begin(), vswitch.identifier.end(), beacon.begin() + identifier_at);
+// What is consumed is for the team itself.
+void Forwarding::consumed(Rule rule) {
+  Moment const moment{tables_, traffic_, sink_, passage_.vswitch_index, now_};
+  if (rule == Rule::L_1)
+    receive_lacp(moment, passage_.from, frame_.bytes);
+  else if (beacon_sender_)
+    receive_beacon(moment, passage_.from, *beacon_sender_);
 }
 
 // ---- 4 VLAN -------------------------------------------------------------------------------------------------------
@@ -380,12 +379,16 @@ Verdict Forwarding::team() {
 }
 
 void Forwarding::send_to_team() {
-  Port const &sender = sending_port();
+  PortIndex const index = sending_port();
+  Port const &sender = tables_.ports[index];
   // A tied port has no policy that could block it (T-13).
   is_team_blocked_ = !sender.tied && tables_.teams[sender.team].team->has(TEAM_FRP_FLAG_BLOCK_OUTPUT);
-  std::optional<UplinkPosition> const uplink = is_team_blocked_ ? std::nullopt : choose_uplink(sender);
-  if (uplink)
-    return send_by(*uplink);
+  is_everywhere_ = sends_everywhere(sender);
+  UplinkSet const uplinks = is_team_blocked_ ? 0 : choose_uplinks(index);
+  for (UplinkSet left = uplinks; left; left &= left - 1)
+    send_by(static_cast<UplinkPosition>(std::countr_zero(left)));
+  if (uplinks)
+    return;
   has_no_uplink_ = true;
   if (passage_.ingress->is_router)
     ++traffic_.count_switch(passage_.vswitch_index).service_errors;
@@ -396,38 +399,56 @@ void Forwarding::send_to_team() {
 }
 
 // The port whose policy decides: the sender's own, but a service port uses that of another client for which it sends.
-Port const &Forwarding::sending_port() {
-  Port const &port = *passage_.ingress;
-  if (!port.is_router)
-    return port;
+PortIndex Forwarding::sending_port() {
+  if (!passage_.ingress->is_router)
+    return passage_.from;
   SwitchCounters &counters = traffic_.count_switch(passage_.vswitch_index);
   ++counters.sent_by_service_ports;
   AddressIndex::Pairs const clients = passage_.vswitch->effective.find(passage_.header.source);
   if (clients.empty() || clients.front().second == passage_.from) {
     ++counters.sent_by_own_policy;
-    return port;
+    return passage_.from;
   }
   ++counters.sent_by_source_policy;
-  return tables_.ports[clients.front().second];
+  return clients.front().second;
 }
 
-std::optional<UplinkPosition> Forwarding::choose_uplink(Port const &sender) const {
+// One uplink, but while nobody knows where the others can be reached all that are fit (T-14).
+UplinkSet Forwarding::choose_uplinks(PortIndex index) const {
+  Port const &sender = tables_.ports[index];
   std::vector<PortIndex> const &uplinks = passage_.vswitch->uplinks;
   if (sender.tied)
-    return tables_.ports[uplinks[*sender.tied]].link_up ? sender.tied : std::nullopt;
-  TeamPort const port{sender.number, sender.effective, std::nullopt, std::nullopt};
-  std::optional<UplinkPosition> const uplink =
-      pick(traffic_.fit(sender.team).fit, *tables_.teams[sender.team].team, port, &passage_.header);
+    return tables_.ports[uplinks[*sender.tied]].link_up ? only(*sender.tied) : 0;
+  Team const &team = *tables_.teams[sender.team].team;
+  Fit const &fit = traffic_.fit(sender.team).fit;
+  std::vector<RunningLag> const &lags = traffic_.team(passage_.vswitch_index).lags;
+  if (is_everywhere_) {
+    UplinkSet all = fit.set;
+    for (std::size_t lag = 0; lag < lags.size(); ++lag) {
+      for (UplinkPosition const member : passage_.vswitch->lags[lag].members)
+        all &= lags[lag].up & only(member) ? ~UplinkSet{0} : ~only(member);
+    }
+    return all;
+  }
+  std::optional<UplinkPosition> uplink = pick(fit, team, traffic_.team_port(tables_, index), &passage_.header);
   std::uint32_t const lag = uplink ? tables_.ports[uplinks[*uplink]].lag : nowhere;
-  return lag == nowhere ? uplink : choose_member(passage_.vswitch->lags[lag]);
+  if (lag != nowhere)
+    uplink = choose_member(passage_.vswitch->lags[lag], lags[lag].up);
+  return uplink ? only(*uplink) : 0;
+}
+
+// Shotgun: while beacons are undecided.
+bool Forwarding::sends_everywhere(Port const &sender) const {
+  return !sender.tied && tables_.teams[sender.team].team->has(TEAM_FRP_FLAG_SHOTGUN) &&
+         !tables_.options.ignores_shotgun && traffic_.beacons(tables_, passage_.vswitch_index).is_undecided;
 }
 
 // A LAG is one link to the policy, and spreads the frames itself (T-3).
-std::optional<UplinkPosition> Forwarding::choose_member(Lag const &lag) const {
-  auto const up = static_cast<std::uint32_t>(std::popcount(lag.up));
+std::optional<UplinkPosition> Forwarding::choose_member(Lag const &lag, UplinkSet members_up) const {
+  auto const up = static_cast<std::uint32_t>(std::popcount(members_up));
   std::uint32_t left = up ? lag_share(lag.hash, passage_.header, passage_.in_vlan.vlan) % up : 0;
   for (UplinkPosition member : lag.members) {
-    if ((lag.up & only(member)) && left-- == 0)
+    if ((members_up & only(member)) && left-- == 0)
       return member;
   }
   return std::nullopt;
@@ -438,8 +459,10 @@ void Forwarding::send_by(UplinkPosition uplink) {
   PortIndex const index = passage_.vswitch->uplinks[uplink];
   Port const &port = tables_.ports[index];
   if (explains_)
-    explain(port.lag == nowhere ? Rule::T_1 : Rule::T_3, tables_.place_of(index),
-            "team: chosen by port number " + std::to_string(port.number));
+    explain(is_everywhere_        ? Rule::T_14
+            : port.lag == nowhere ? Rule::T_1
+                                  : Rule::T_3,
+            tables_.place_of(index), "team: chosen by port number " + std::to_string(port.number));
   Reason drop = refused_at_uplink(tables_, port, passage_.in_vlan.vlan);
   if (drop == Reason::none && refuses_nested(port, passage_.header)) {
     if (!target_.is_known()) {
@@ -509,6 +532,8 @@ void Forwarding::deliver(Receiver const &receiver) {
   counters.exceptions += !tables_.options.fast_path;
   if (port.is_router && passage_.is_from_uplink())
     ++traffic_.count_switch(passage_.vswitch_index).received_by_service_ports;
+  if (passage_.vswitch->balances_load && port.is_uplink())
+    traffic_.change_load(passage_.from).bytes += bytes.size();
   Place const place = tables_.place_of(receiver.port);
   if (explains_)
     explain(Rule::C_5, place, "delivered: " + std::to_string(bytes.size()) + " bytes", Outcome::deliver);

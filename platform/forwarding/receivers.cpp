@@ -45,8 +45,8 @@ bool is_unexpected(Passage const &passage, Target const &target, Port const &por
 
 // By the policy of a port that is not tied, whether that blocks the team or not.
 std::optional<UplinkPosition> by_policy(Tables const &tables, Traffic const &traffic, Port const &port) {
-  return pick(traffic.fit(port.team).fit, *tables.teams[port.team].team,
-              {port.number, port.effective, std::nullopt, std::nullopt}, nullptr);
+  auto const index = static_cast<PortIndex>(&port - tables.ports.data());
+  return pick(traffic.fit(port.team).fit, *tables.teams[port.team].team, traffic.team_port(tables, index), nullptr);
 }
 
 }  // namespace
@@ -118,7 +118,8 @@ UplinkSet expected_uplinks(Passage const &passage, Port const &port) {
   Switch const &vswitch = *passage.vswitch;
   if (port.tied)
     return vswitch.lag_mates[*port.tied];
-  if (passage.tables.teams[port.team].team->load_balance == TEAM_FRP_TYPE_LB_IP)
+  if (passage.tables.teams[port.team].team->load_balance == TEAM_FRP_TYPE_LB_IP ||
+      passage.traffic.beacons(passage.tables, passage.vswitch_index).is_undecided)
     return passage.traffic.fit(port.team).with_mates;
   std::optional<UplinkPosition> const chosen = by_policy(passage.tables, passage.traffic, port);
   return chosen ? vswitch.lag_mates[*chosen] : 0;

@@ -144,6 +144,7 @@ void Tables::add_switch(SwitchConfiguration const &configuration, std::vector<Ni
     auto const known = std::find_if(teams.begin() + first_team, teams.end(),
                                     [&](TeamUse const &use) { return use.team == team && use.numa_node == numa_node; });
     ports.back().team = static_cast<std::uint32_t>(known - teams.begin());
+    vswitch.balances_load |= port->client && team->load_balance == constant::TEAM_FRP_TYPE_LB_LBT;
     if (known == teams.end())
       teams.push_back({static_cast<std::uint32_t>(switches.size()), team, numa_node});
   }
@@ -249,24 +250,67 @@ void Tables::add_uplinks(Switch &vswitch, SwitchConfiguration const &configurati
     for (UplinkPosition const member : *members)
       vswitch.team_members |= only(member);
   }
-  for (LagConfiguration const &lag : configuration.lags) {
-    Lag compiled{lag.hash, {}, 0};
-    UplinkSet mates = 0;
-    for (LagMember const &member : lag.members) {
-      Port &port = ports[vswitch.uplinks[member.uplink]];
-      port.lag = static_cast<std::uint32_t>(vswitch.lags.size());
-      compiled.members.push_back(member.uplink);
-      mates |= only(member.uplink);
-      bool const is_up = member.lacp_up && port.link_up;
-      states[member.uplink].member.is_lacp_down = !is_up;
-      if (is_up)
-        compiled.up |= only(member.uplink);
-    }
-    for (UplinkPosition uplink : compiled.members)
-      vswitch.lag_mates[uplink] = mates;
-    vswitch.lags.push_back(std::move(compiled));
-  }
   uplink_states.push_back(std::move(states));
+  for (LagConfiguration const &lag : configuration.lags)
+    add_lag(vswitch, lag);
+  std::sort(vswitch.negotiating.begin(), vswitch.negotiating.end(), [&](auto const &left, auto const &right) {
+    auto const number = [&](auto const &member) {
+      return vswitch.lags[member.first].lacp->links[member.second].port_number;
+    };
+    return number(left) < number(right);
+  });
+  add_beacons(vswitch, configuration.teams[0]);
+}
+
+void Tables::add_lag(Switch &vswitch, LagConfiguration const &lag) {
+  Lag compiled{lag.hash, {}, 0, std::nullopt};
+  if (lag.lacp)
+    compiled.lacp = LacpGroup{*lag.lacp, {}};
+  UplinkSet mates = 0;
+  for (LagMember const &member : lag.members) {
+    Port &port = ports[vswitch.uplinks[member.uplink]];
+    port.lag = static_cast<std::uint32_t>(vswitch.lags.size());
+    compiled.members.push_back(member.uplink);
+    mates |= only(member.uplink);
+    if (member.lacp_up && port.link_up && !lag.lacp)
+      compiled.up |= only(member.uplink);
+    if (compiled.lacp) {
+      vswitch.negotiating.emplace_back(port.lag, compiled.lacp->links.size());
+      compiled.lacp->links.push_back(lacp_link(vswitch, port));
+    }
+  }
+  for (UplinkPosition uplink : compiled.members)
+    vswitch.lag_mates[uplink] = mates;
+  vswitch.lags.push_back(std::move(compiled));
+}
+
+LacpLink Tables::lacp_link(Switch const &vswitch, Port const &port) const {
+  LacpLink link;
+  link.port_number = port.number;
+  if (port.nic == nowhere)
+    return link;
+  NicConfiguration const &nic = nics()[port.nic];
+  link.mac = nic.mac;
+  link.speed = nic.speed;
+  link.is_full_duplex = nic.is_full_duplex;
+  link.is_up = port.link_up;
+  link.passes = port.link_up && !port.is_blocked && vswitch.is_connected && !vswitch.is_disabled;
+  link.script = nic.partner;
+  return link;
+}
+
+// The members of the switch's policy send beacons if that looks at them, and if there are several.
+void Tables::add_beacons(Switch &vswitch, Team const &team) {
+  if (!(team.criteria & constant::TEAM_FRP_CRIT_BEACON_STATE))
+    return;
+  for (auto const *const list : {&team.active, &team.standby}) {
+    for (UplinkPosition const uplink : *list) {
+      if (ports[vswitch.uplinks[uplink]].link_up)
+        vswitch.beaconing |= only(uplink);
+    }
+  }
+  if (std::popcount(vswitch.beaconing) < 2)
+    vswitch.beaconing = 0;
 }
 
 void Tables::add_lists(Switch &vswitch, SwitchConfiguration const &configuration) {

@@ -102,7 +102,8 @@ struct Port {
 struct Lag {
   LagHash hash = LagHash::l2_l3;
   std::vector<UplinkPosition> members;
-  UplinkSet up = 0;
+  UplinkSet up = 0;               // of a fixed LAG; of others Traffic knows
+  std::optional<LacpGroup> lacp;  // of one that is not fixed, with the members in the same order
 };
 
 // How ports send: a policy, for clients near a NUMA node where teaming looks at it.
@@ -143,6 +144,10 @@ struct Switch {
   std::vector<PortIndex> promiscuous;
   std::vector<Lag> lags;
   std::vector<UplinkSet> lag_mates;  // by position: the uplink and all members of its LAG
+  UplinkSet beaconing = 0;           // the uplinks that send beacons
+  bool balances_load = false;        // some port is balanced by load
+  // Members of LAGs that negotiate, by port number: the LAG, and the place in it.
+  std::vector<std::pair<std::uint32_t, std::size_t>> negotiating;
   PrivateVlanMap private_vlans;
   AddressIndex known_clients;  // ports by the address where the look-up finds their clients
   AddressIndex effective;      // ports by their clients' effective addresses
@@ -204,6 +209,9 @@ class Tables {
   void add_vlans(Switch const &vswitch, VlanPolicy const &policy, Port &port);
   void add_uplinks(Switch &vswitch, SwitchConfiguration const &configuration,
                    std::vector<NicConfiguration> const &nics);
+  void add_lag(Switch &vswitch, LagConfiguration const &lag);
+  LacpLink lacp_link(Switch const &vswitch, Port const &port) const;
+  void add_beacons(Switch &vswitch, Team const &team);
   void add_lists(Switch &vswitch, SwitchConfiguration const &configuration);
   std::uint32_t add_vlan_set(VlanSet const &set);
 

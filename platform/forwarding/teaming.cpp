@@ -25,6 +25,8 @@ bool works(Team const &team, Member const &member) {
     return false;
   if ((criteria & TEAM_FRP_CRIT_PORT_BLOCKED) && member.is_blocked)
     return false;
+  if ((criteria & TEAM_FRP_CRIT_BEACON_STATE) && member.has_no_beacons)
+    return false;
   return !(criteria & TEAM_FRP_CRIT_LINK_ERR) || !team.wanted || team.wanted->error_percent == 0 ||
          member.error_percent < team.wanted->error_percent;
 }
@@ -148,6 +150,8 @@ std::optional<UplinkPosition> pick(Fit const &fit, Team const &team, TeamPort co
     bool const is_fit = fit.first_active && (fit.set & only(*fit.first_active));
     return is_fit ? fit.first_active : std::nullopt;
   }
+  if (team.load_balance == TEAM_FRP_TYPE_LB_LBT && port.moved && (fit.set & only(*port.moved)))
+    return port.moved;
   return fit.uplinks[share(team, port, frame) % fit.count];
 }
 

@@ -28,10 +28,11 @@ constexpr UplinkSet only(UplinkPosition uplink) {
 struct Member {
   bool has_nic = false;
   bool link_up = false;
-  bool is_waiting = false;    // the link is back, but not long enough (TeamPolicyUpDelay)
-  bool is_blocked = false;    // its port
-  bool is_lacp_down = false;  // it is in a LAG, and LACP does not have it up
-  std::uint32_t speed = 0;    // Mbit/s
+  bool is_waiting = false;      // the link is back, but not long enough (TeamPolicyUpDelay)
+  bool is_blocked = false;      // its port
+  bool is_lacp_down = false;    // it is in a LAG, and LACP does not have it up
+  bool has_no_beacons = false;  // those of the larger group do not hear its beacons
+  std::uint32_t speed = 0;      // Mbit/s
   bool is_full_duplex = false;
   std::uint8_t error_percent = 0;
   std::int64_t recovery = 0;  // grows with each link that came back: the latest one has the highest
@@ -63,6 +64,7 @@ struct TeamPort {
   MacAddress mac = 0;                     // the effective address of the client
   std::optional<std::int64_t> numa_node;  // where the client's memory is; none where teaming does not look at it
   std::optional<UplinkPosition> tied;     // the uplink that the port is tied to: it has no policy then
+  std::optional<UplinkPosition> moved{};  // where balancing by load has moved the port
 };
 
 // The uplinks that are fit, in the order in which they come into question.

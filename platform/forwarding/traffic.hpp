@@ -7,6 +7,7 @@
 
 #include "platform/forwarding/mac_table.hpp"
 #include "platform/forwarding/memberships.hpp"
+#include "platform/forwarding/running_team.hpp"
 #include "platform/forwarding/tables.hpp"
 #include "platform/forwarding/timers.hpp"
 
@@ -108,6 +109,27 @@ class Traffic {
   }
   TeamFit const &fit(std::uint32_t team) const { return fits_[team]; }
 
+  // What teams have found by themselves. After a change of who is up or has failed, look_at_teams().
+  RunningTeam &team(std::uint32_t vswitch) { return running_[vswitch]; }
+  RunningTeam const &team(std::uint32_t vswitch) const { return running_[vswitch]; }
+  void look_at_teams(Tables const &tables, std::int64_t now) { compute_fit(tables, now); }
+  UplinkSet lag_up(Port const &uplink) const { return running_[uplink.vswitch].lags[uplink.lag].up; }
+  // What the beacons of a switch say now: nothing where there are none.
+  BeaconJudgement beacons(Tables const &tables, std::uint32_t vswitch) const {
+    return tables.switches[vswitch].beaconing ? running_[vswitch].beacons.judgement : BeaconJudgement{};
+  }
+
+  // What ports of a switch that balances by load have sent; to be changed, it stands in the changes then.
+  PortLoad const &load(PortIndex port) const { return loads_[port]; }
+  PortLoad &change_load(PortIndex port);
+  std::vector<PortIndex> take_changed_loads();
+  // By its counters, all that went out there.
+  std::uint64_t bytes_out(PortIndex port) const;
+  // The port as it chooses an uplink.
+  TeamPort team_port(Tables const &tables, PortIndex port) const;
+  // What moves by a team's policy are decided by now.
+  std::string const &basis_of_moves_by(std::uint32_t team) const { return bases_[team]; }
+
   // Room for the receivers of the frame that is on its way: kept from frame to frame.
   std::vector<Receiver> receivers;
   // And for the ports that take it by a membership.
@@ -117,10 +139,15 @@ class Traffic {
 
  private:
   void compute_fit(Tables const &tables, std::int64_t now);
+  Member member_now(Tables const &tables, std::uint32_t vswitch, UplinkPosition uplink, std::int64_t now);
+  void forget_moves(Tables const &tables, std::uint32_t team, std::vector<Member> const &members);
 
   std::vector<MacTable> tables_;
   std::vector<Memberships> memberships_;
   std::vector<RouterPorts> router_ports_;
+  std::vector<RunningTeam> running_;
+  std::vector<PortLoad> loads_;
+  std::vector<PortIndex> changed_loads_;
   std::vector<Timers> timers_;
   std::vector<PortCounters> ports_;
   std::vector<SwitchCounters> switches_;
@@ -129,6 +156,7 @@ class Traffic {
   std::vector<PortIndex> changed_ports_;
   std::vector<std::uint32_t> changed_switches_;
   std::vector<TeamFit> fits_;
+  std::vector<std::string> bases_;
   // When they hold: up to the next end of a wait for a link.
   std::int64_t fit_since_ = INT64_MAX;
   std::int64_t fit_until_ = INT64_MIN;

@@ -1,16 +1,18 @@
 // The C interface: clients of ports, NICs, partners of LACP.
+#include <algorithm>
 #include <optional>
 #include <set>
 
 #include "platform/core/clock.hpp"
 #include "platform/core/constants.hpp"
 #include "platform/core/lacp_partner.hpp"
-#include "platform/core/lags.hpp"
 #include "platform/core/multicast.hpp"
 #include "platform/core/uplink_choice.hpp"
 #include "platform/sim/arguments.hpp"
 #include "platform/sim/json_text.hpp"
+#include "platform/sim/lacp_words.hpp"
 #include "platform/sim/lookup.hpp"
+#include "platform/sim/mac_numbers.hpp"
 #include "platform/sim/texts.hpp"
 
 namespace {
@@ -175,34 +177,41 @@ std::string client_json(Database &database, host::PortRow const &port) {
 
 // ---- LACP ---------------------------------------------------------------------------------------------------------
 
-// A NIC as a member of a LAG.
-struct FoundMember {
-  host::LagSettings settings;
-  host::LagMember member;
-};
-
-FoundMember member_at(Database &database, Endpoints const &endpoints, vssim_endpoint nic) {
-  host::NicRow const row = sim::nic_at(database, endpoints, nic);
-  if (std::optional<host::BoundUplink> const bound = host::bound_uplink(database, row.row)) {
-    for (host::Lag const &lag : host::load_lags(database, bound->vswitch)) {
-      for (host::LagMember const &member : lag.members) {
-        if (member.uplink.port == bound->port)
-          return {lag.settings, member};
-      }
-    }
+// Of a member of a LAG; a fixed one does not negotiate, and has only what its boot description says.
+std::string lacp_json(Database &database, host::NicRow const &nic, sim::Compiled const &compiled,
+                      forwarding::Traffic const &traffic) {
+  std::optional<host::BoundUplink> const bound = host::bound_uplink(database, nic.row);
+  auto const index = bound ? compiled.tables.find_port(static_cast<std::uint32_t>(bound->port)) : std::nullopt;
+  if (!index || compiled.tables.ports[*index].lag == forwarding::nowhere)
+    fail(VSSIM_FAILED, "the NIC " + nic.nic.name + " is in no LAG");
+  forwarding::Port const &port = compiled.tables.ports[*index];
+  forwarding::Lag const &lag = compiled.tables.switches[port.vswitch].lags[port.lag];
+  forwarding::RunningLag const &running = traffic.team(port.vswitch).lags[port.lag];
+  auto const place = std::find(lag.members.begin(), lag.members.end(), port.position) - lag.members.begin();
+  forwarding::LacpMember member =
+      lag.lacp ? running.members[static_cast<std::size_t>(place)] : forwarding::LacpMember{};
+  if (!lag.lacp)
+    member.is_up = member.is_selected = (running.up & forwarding::only(port.position)) != 0;
+  // What has expired is not shown, unless somebody is there who goes on.
+  std::optional<forwarding::LacpScript> const &script = compiled.tables.nics()[port.nic].partner;
+  if (member.receive == forwarding::LacpReceive::current && member.receive_until <= host::clock_now(database) &&
+      !(script && script->is_on)) {
+    member.receive = forwarding::LacpReceive::expired;
+    member.is_up = member.is_selected = false;
   }
-  fail(VSSIM_FAILED, "the NIC " + row.nic.name + " is in no LAG");
-}
-
-// What a member is without a machine that negotiates: what a boot description says of a fixed LAG.
-std::string lacp_json(FoundMember const &found) {
-  bool const is_up = found.member.is_up();
-  bool const waits = !found.settings.is_fixed() && found.member.uplink.link_up;
+  auto const number = [](std::uint64_t value) { return static_cast<std::int64_t>(value); };
   sim::JsonText json;
-  json.begin_object().member("receive").text(waits ? "expired" : "disabled").member("selected").truth(is_up);
-  json.member("up").truth(is_up).member("actor_state").number(0).member("partner_state").number(0);
-  json.member("partner_system").null().member("partner_key").number(0).member("sent").number(0);
-  json.member("received").number(0).member("bad").number(0).member("changes").number(0).end_object();
+  json.begin_object().member("receive").text(sim::receive_word(member.receive));
+  json.member("selected").truth(member.is_selected).member("up").truth(member.is_up);
+  json.member("actor_state").number(member.actor_state).member("partner_state").number(member.partner.state);
+  json.member("partner_system");
+  if (member.has_partner)
+    json.text(sim::mac_text(sim::mac_of(member.partner.system)));
+  else
+    json.null();
+  json.member("partner_key").number(member.partner.key).member("sent").number(number(member.sent));
+  json.member("received").number(number(member.received)).member("bad").number(number(member.bad));
+  json.member("changes").number(number(member.changes)).end_object();
   return json.str();
 }
 
@@ -296,8 +305,9 @@ int vssim_set_partner(vssim_host *host, vssim_endpoint nic, char const *json) {
 int vssim_lacp(vssim_host *host, vssim_endpoint nic, char **json) {
   return entry([&] {
     sim::clear(json);
-    simulation(host).read([&](Database &database, Endpoints const &endpoints) {
-      *json = sim::handed_out_text(lacp_json(member_at(database, endpoints, nic)));
+    simulation(host).inspect([&](Database &database, Endpoints const &endpoints, sim::Compiled const &compiled,
+                                 forwarding::Traffic const &traffic) {
+      *json = sim::handed_out_text(lacp_json(database, sim::nic_at(database, endpoints, nic), compiled, traffic));
     });
   });
 }

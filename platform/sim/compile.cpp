@@ -12,6 +12,7 @@
 #include "interface/policy_records.h"
 #include "platform/core/blocking.hpp"
 #include "platform/core/constants.hpp"
+#include "platform/core/lacp_partner.hpp"
 #include "platform/core/lags.hpp"
 #include "platform/core/mac_settings.hpp"
 #include "platform/core/multicast.hpp"
@@ -245,11 +246,24 @@ class SwitchCompiler {
                  : hash == "l3+4"        ? Hash::l3_l4
                  : hash == "vlan+srcmac" ? Hash::vlan_source_mac
                                          : Hash::l2_l3;
+    if (!lag.settings.is_fixed())
+      added.lacp = lacp_settings(lag);
     for (host::LagMember const &member : lag.members) {
       if (auto const position = host::position_of(uplinks_, member.uplink.name))
         added.members.push_back({*position, member.negotiated});
     }
     compiled_.lags.push_back(std::move(added));
+  }
+
+  forwarding::LacpSettings lacp_settings(host::Lag const &lag) const {
+    host::LagSettings const &settings = lag.settings;
+    return {.is_active = settings.mode == "active",
+            .is_fast = settings.fast,
+            .system = settings.system ? number_of(settings.system) : compiled_.own_mac,
+            .system_priority = static_cast<std::uint16_t>(settings.system_priority),
+            .key = static_cast<std::uint16_t>(settings.key.value_or(lag.number)),
+            .max_active = static_cast<std::uint32_t>(settings.max_active),
+            .has_fallback = settings.fallback};
   }
 
   Database &database_;
@@ -279,6 +293,7 @@ forwarding::Options runtime_options(Database &database) {
           .fast_path = number(VS_RT_OPT_ALLOW_FAST_PATH) != 0,
           .mirror_statistics = number(VS_RT_OPT_ALLOW_MIRROR_STATS) != 0,
           .numa_aware = number(VS_RT_OPT_TEAMING_NUMA_AWARE) != 0,
+          .ignores_shotgun = number(VS_RT_OPT_TEAMING_IGNORE_SHOTGUN) != 0,
           .reports_to_uplink = number(VS_RT_OPT_SEND_IGMP_REPORT_TO_UPLINK) == 1,
           .up_delay = number(VS_RT_OPT_TEAM_POLICY_UP_DELAY),
           .query_interval = number(VS_RT_OPT_IGMP_QUERY_INTERVAL),
@@ -293,14 +308,36 @@ forwarding::Options runtime_options(Database &database) {
           .announcement_duration = number(VS_RT_OPT_RARP_ADVERTISEMENT_DURATION)};
 }
 
-forwarding::NicConfiguration nic_configuration(host::NicRow const &row) {
+std::optional<forwarding::LacpScript> lacp_script(std::optional<host::LacpPartner> const &partner) {
+  if (!partner)
+    return std::nullopt;
+  auto const word = [](std::uint32_t number) { return static_cast<std::uint16_t>(number); };
+  return forwarding::LacpScript{.system = number_of(partner->system),
+                                .system_priority = word(partner->system_priority),
+                                .key = word(partner->key),
+                                .port = word(partner->port),
+                                .port_priority = word(partner->port_priority),
+                                .is_active = partner->active,
+                                .is_fast = partner->fast,
+                                .is_aggregatable = partner->aggregatable,
+                                .is_on = partner->on};
+}
+
+forwarding::NicConfiguration nic_configuration(Database &database, host::NicRow const &row,
+                                               std::vector<std::string> &segments) {
+  auto const segment = std::find(segments.begin(), segments.end(), row.nic.segment);
+  auto const segment_number = static_cast<std::uint32_t>(segment - segments.begin());
+  if (segment == segments.end())
+    segments.push_back(row.nic.segment);
   return {.mac = number_of(row.nic.mac),
           .link_up = row.nic.carrier && row.admin_up,
           .speed = static_cast<std::uint32_t>(row.nic.speed),
           .is_full_duplex = row.nic.duplex == QEL_LINK_DUPLEX_FULL,
           .error_percent = static_cast<std::uint8_t>(row.nic.errors),
           .recovery = row.recovery,
-          .link_back = row.link_back};
+          .link_back = row.link_back,
+          .segment = segment_number,
+          .partner = lacp_script(load_partner(database, row.row))};
 }
 
 }  // namespace
@@ -312,10 +349,11 @@ std::unique_ptr<Compiled const> compile(Database &database) {
   std::vector<CompiledNic> nics;
   std::map<RowId, std::uint32_t> nic_numbers;
   configuration.options = runtime_options(database);
+  std::vector<std::string> segments;
   for (host::NicRow const &nic : load_nics(database)) {
     nic_numbers.emplace(nic.row, static_cast<std::uint32_t>(nics.size()));
     nics.push_back({nic.row, nic.nic.name});
-    configuration.nics.push_back(nic_configuration(nic));
+    configuration.nics.push_back(nic_configuration(database, nic, segments));
   }
   std::vector<RowId> const blocked = host::ports_blocked_in_rtm(database);
   std::set<RowId> const blocked_ports(blocked.begin(), blocked.end());

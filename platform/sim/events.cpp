@@ -7,6 +7,7 @@
 
 #include "platform/forwarding/announcements.hpp"
 #include "platform/forwarding/queries.hpp"
+#include "platform/forwarding/team_events.hpp"
 
 namespace sim {
 
@@ -73,9 +74,15 @@ constexpr Kind kinds[] = {
     {EventKind::mac_age, next_mac_age, nullptr, run_mac_age},
     {EventKind::membership_age, next_membership_age, nullptr, run_membership_age},
     {EventKind::router_port_age, next_router_port_age, nullptr, run_router_port_age},
+    {EventKind::lacp_expiry, forwarding::next_lacp_expiry, nullptr, forwarding::expire_lacp},
+    {EventKind::lacp_wait, forwarding::next_lacp_wait, nullptr, forwarding::end_lacp_waits},
     {EventKind::up_delay_end, next_timer<EventKind::up_delay_end>, nullptr, forwarding::end_up_delays},
     {EventKind::announcement, next_timer<EventKind::announcement>, nullptr, forwarding::go_on_with_round},
+    {EventKind::lacp_send, forwarding::next_lacp_send, nullptr, forwarding::send_lacp, Gap::its_end},
+    {EventKind::beacon, nullptr, forwarding::beacon_period, forwarding::send_beacons, Gap::its_end},
+    {EventKind::beacon_judgement, nullptr, forwarding::beacon_period, forwarding::judge_beacons, Gap::its_end},
     {EventKind::query, nullptr, forwarding::query_period, forwarding::ask_clients, Gap::last_time},
+    {EventKind::load_balance, nullptr, forwarding::load_balance_period, forwarding::balance_loads, Gap::last_time},
 };
 
 constexpr std::size_t kind_count = std::size(kinds);
@@ -107,8 +114,10 @@ class Loop {
       : tables_(tables), traffic_(traffic), due_(due), sink_(sink), switches_(tables.switches.size()) {
     for (OfSwitch &of_switch : switches_)
       of_switch.after.fill(due.until);
-    if (due.is_running && due.now - due.until > longest_gap)
+    if (due.is_running && due.now - due.until > longest_gap) {
+      gap_until_ = due.now - longest_gap;
       pass_over();
+    }
     for (std::uint32_t vswitch = 0; vswitch < switches_.size(); ++vswitch)
       look(vswitch);
   }
@@ -126,7 +135,7 @@ class Loop {
         return;
       std::int64_t const time = of_switch.due;
       sink_.begin_event(time);
-      kinds[of_switch.kind].run({tables_, traffic_, sink_, first, time});
+      kinds[of_switch.kind].run({tables_, traffic_, sink_, first, time, of_switch.after[of_switch.kind], gap_until_});
       of_switch.after[of_switch.kind] = std::max(of_switch.after[of_switch.kind], time);
       look(first);
     }
@@ -173,6 +182,7 @@ class Loop {
   Due const &due_;
   EventSink &sink_;
   std::vector<OfSwitch> switches_;
+  std::int64_t gap_until_ = INT64_MIN;
 };
 
 }  // namespace

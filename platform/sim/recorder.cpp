@@ -73,13 +73,24 @@ void Recorder::begin_event(std::int64_t time) {
 }
 
 // Deliveries of a frame in one form have the same bytes, copies of mirrors and made frames apart.
-void const *Recorder::kept_bytes(forwarding::Delivery const &delivery) {
+void const *Recorder::kept_bytes(forwarding::Delivery const &delivery, vssim_endpoint endpoint) {
+  if (delivery.kind == forwarding::DeliveryKind::made)
+    return kept_made(delivery.bytes, endpoint);
   if (delivery.kind != forwarding::DeliveryKind::frame && delivery.kind != forwarding::DeliveryKind::promiscuous)
     return result_.keep_bytes(delivery.bytes);
   void const *&kept = kept_[static_cast<std::size_t>(delivery.form)];
   if (!kept)
     kept = result_.keep_bytes(delivery.bytes);
   return kept;
+}
+
+void const *Recorder::kept_made(forwarding::Bytes bytes, vssim_endpoint endpoint) {
+  if (last_made_.size() <= endpoint)
+    last_made_.resize(endpoint + 1);
+  forwarding::Bytes &last = last_made_[endpoint];
+  if (bytes.empty() || last.size() != bytes.size() || std::memcmp(last.data(), bytes.data(), bytes.size()) != 0)
+    last = {static_cast<std::uint8_t const *>(result_.keep_bytes(bytes)), bytes.size()};
+  return last.data();
 }
 
 void Recorder::deliver(forwarding::Delivery const &delivery) {
@@ -90,7 +101,7 @@ void Recorder::deliver(forwarding::Delivery const &delivery) {
   if (keeps_) {
     if (result_.deliveries.size() < vssim_result::most_kept) {
       result_.deliveries.push_back({endpoint, index_, static_cast<std::uint32_t>(delivery.kind),
-                                    static_cast<std::uint32_t>(delivery.bytes.size()), kept_bytes(delivery)});
+                                    static_cast<std::uint32_t>(delivery.bytes.size()), kept_bytes(delivery, endpoint)});
     } else {
       ++result_.not_kept;
     }

@@ -71,7 +71,8 @@ class Recorder final : public EventSink {
   void step(forwarding::Step const &step) override;
 
  private:
-  void const *kept_bytes(forwarding::Delivery const &delivery);
+  void const *kept_bytes(forwarding::Delivery const &delivery, vssim_endpoint endpoint);
+  void const *kept_made(forwarding::Bytes bytes, vssim_endpoint endpoint);
 
   static constexpr std::size_t not_tapped = SIZE_MAX;
 
@@ -85,6 +86,8 @@ class Recorder final : public EventSink {
   std::size_t tapped_ = not_tapped;  // the frame's way in
   // The frame's bytes in the result, by form.
   std::array<void const *, 3> kept_{};
+  // The last made frame at each endpoint: most are sent again and again.
+  std::vector<forwarding::Bytes> last_made_;
 };
 
 }  // namespace sim

@@ -8,6 +8,7 @@
 #include "platform/core/clock.hpp"
 #include "platform/core/snapshot.hpp"
 #include "platform/forwarding/pipeline.hpp"
+#include "platform/forwarding/team_events.hpp"
 #include "platform/sim/entry.hpp"
 #include "platform/sim/events.hpp"
 #include "platform/sim/traffic_store.hpp"
@@ -155,9 +156,18 @@ void Simulation::take_up(host::Database &database) {
     compiled_ = std::move(compiled);
   }
   mark_ = std::move(mark);
-  if (!traffic_)
+  if (!traffic_) {
     traffic_ = load_traffic(database, *compiled_);
+    start_teams();
+  }
   database.version_in_memory = database.data_version();
+}
+
+// Links may have come and gone since then.
+void Simulation::start_teams() {
+  NoSink nobody;
+  for (std::uint32_t vswitch = 0; vswitch < compiled_->switches.size(); ++vswitch)
+    forwarding::start_lacp({compiled_->tables, *traffic_, nobody, vswitch, now()}, mark_.events_until);
 }
 
 // Numbers of endpoints are of one state.

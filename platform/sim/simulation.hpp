@@ -60,6 +60,16 @@ class Simulation final : public vssim_host {
     body(lock.database, endpoints_);
     transaction.commit();
   }
+  // The same with what traffic has left behind.
+  template <typename Body>
+  void inspect(Body &&body) {
+    Lock const lock(*this);
+    host::Transaction transaction(lock.database, false);
+    know_endpoints(lock.database);
+    take_up(lock.database);
+    body(lock.database, endpoints_, *compiled_, *traffic_);
+    transaction.commit();
+  }
   template <typename Body>
   void change(Body &&body) {
     Lock const lock(*this);
@@ -115,6 +125,7 @@ class Simulation final : public vssim_host {
   explicit Simulation(std::shared_ptr<host::Host> const &core) : core_(core) {}
 
   void take_up(host::Database &database);
+  void start_teams();
   void know_endpoints(host::Database &database);
   void find_places(std::span<vssim_frame const> frames);
   void store(host::Database &database, std::int64_t now, Stale stale);

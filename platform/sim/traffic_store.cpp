@@ -4,28 +4,14 @@
 #include "platform/core/clock.hpp"
 #include "platform/core/constants.hpp"
 #include "platform/core/traffic.hpp"
+#include "platform/sim/mac_numbers.hpp"
+#include "platform/sim/team_store.hpp"
 
 namespace sim {
 
 namespace {
 
 using namespace constant;
-
-constexpr int byte_bits = 8;
-
-host::MacAddress mac_of(forwarding::MacAddress number) {
-  host::MacAddress mac{};
-  for (std::size_t i = mac.size(); i-- > 0; number >>= byte_bits)
-    mac[i] = static_cast<unsigned char>(number);
-  return mac;
-}
-
-forwarding::MacAddress number_of(host::MacAddress const &mac) {
-  forwarding::MacAddress number = 0;
-  for (unsigned char const byte : mac)
-    number = number << byte_bits | byte;
-  return number;
-}
 
 // The counters of a port, where forwarding has them and where the state does.
 template <typename Visit>
@@ -227,6 +213,7 @@ forwarding::Traffic load_traffic(host::Database &database, Compiled const &compi
     static_cast<void>(traffic.table(vswitch).take_changes());
     load_memberships(database, compiled, vswitch, traffic.memberships(vswitch));
     load_timers(database, compiled, vswitch, traffic.timers(vswitch));
+    load_team(database, compiled, vswitch, traffic);
   }
   load_router_ports(database, compiled, traffic);
   static_cast<void>(traffic.take_changed_ports());
@@ -241,6 +228,8 @@ void store_traffic(host::Database &database, Compiled const &compiled, forwardin
     host::PortCounters row;
     visit_counters(counters, row, put_down);
     store_port_counters(database, compiled.switches[port.vswitch].row, port.number, row);
+    if (port.is_uplink() && compiled.tables.switches[port.vswitch].balances_load)
+      traffic.change_load(index);
   }
   for (std::uint32_t const vswitch : traffic.take_changed_switches()) {
     host::SwitchCounters row;
@@ -253,7 +242,9 @@ void store_traffic(host::Database &database, Compiled const &compiled, forwardin
     store_memberships(database, compiled, vswitch, traffic.memberships(vswitch));
     store_router_ports(database, compiled, traffic.router_ports(vswitch));
     store_timers(database, compiled, vswitch, traffic.timers(vswitch));
+    store_team(database, compiled, vswitch, traffic);
   }
+  store_loads(database, compiled, traffic);
 }
 
 }  // namespace sim

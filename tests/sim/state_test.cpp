@@ -9,6 +9,25 @@
 
 using State = SimTest;
 
+namespace {
+
+// The steps of an upgrade with save and restore, one after the other.
+constexpr std::int64_t upgrade[] = {constant::RTM_IOCCMD_REG_SAVE,     constant::RTM_IOCCMD_SAVE,
+                                    constant::RTM_IOCCMD_BLOCKPORTS,   constant::RTM_IOCCMD_PS_UPGRADE,
+                                    constant::RTM_IOCCMD_PORT_UPGRADE, constant::RTM_IOCCMD_REG_RESTORE,
+                                    constant::RTM_IOCCMD_RESTORE};
+
+void take_step(std::int64_t step) {
+  std::vector<char> request(sizeof(RTMIOCtlQuery) + sizeof(RTM_Portset));
+  RTMIOCtlQuery header{};
+  header.numPortsets = 1;
+  std::memcpy(request.data(), &header, sizeof header);
+  std::memcpy(&request[sizeof header], "portset-1", 9);
+  ASSERT_EQ(0, VSQEL_RTMOp(reinterpret_cast<RTMIOCtlQuery *>(request.data()), static_cast<RTMIOCtlMode>(step)));
+}
+
+}  // namespace
+
 TEST_F(State, CORE_2_CORE_3_D_2_what_is_counted_and_learned_is_seen_by_others) {
   OwnedHost const one = file_host();
   OwnedHost const other = file_host();
@@ -134,16 +153,8 @@ TEST_F(State, C_6_save_and_restore_keeps_counters_and_addresses) {
   send(host, a, frame(mac_b, "020000000777"));
   Json const before = asked<vssim_endpoint>(vssim_counters, host, a);
   ASSERT_OK(vssim_use(host.get()));
-  for (std::int64_t const step :
-       {constant::RTM_IOCCMD_REG_SAVE, constant::RTM_IOCCMD_SAVE, constant::RTM_IOCCMD_BLOCKPORTS,
-        constant::RTM_IOCCMD_PS_UPGRADE, constant::RTM_IOCCMD_PORT_UPGRADE, constant::RTM_IOCCMD_REG_RESTORE,
-        constant::RTM_IOCCMD_RESTORE}) {
-    std::vector<char> request(sizeof(RTMIOCtlQuery) + sizeof(RTM_Portset));
-    RTMIOCtlQuery header{};
-    header.numPortsets = 1;
-    std::memcpy(request.data(), &header, sizeof header);
-    std::memcpy(&request[sizeof header], "portset-1", 9);
-    ASSERT_EQ(0, VSQEL_RTMOp(reinterpret_cast<RTMIOCtlQuery *>(request.data()), static_cast<RTMIOCtlMode>(step)));
+  for (std::int64_t const step : upgrade) {
+    take_step(step);
     if (step == constant::RTM_IOCCMD_BLOCKPORTS) {
       EXPECT_EQ((Lines{"0 drop sw/a in port-blocked"}), send(host, a, frame(mac_b, mac_a)).lines());
     }
@@ -155,6 +166,28 @@ TEST_F(State, C_6_save_and_restore_keeps_counters_and_addresses) {
   Json after = asked<vssim_endpoint>(vssim_counters, host, a);
   EXPECT_EQ(before["pktsInUnicast"], after["pktsInUnicast"]);
   EXPECT_EQ((Lines{"02:00:00:00:07:77 a 0"}), learned(host));
+}
+
+TEST_F(State, C_6_D_2_save_and_restore_keeps_what_lacp_negotiated) {
+  char const boot[] = R"({"format": 1, "stopped_clock": 500000, "physical_nics": [
+      {"name": "n0", "mac": "02:00:00:00:00:01", "partner": {"fast": true}}],
+      "switches": [{"alias": "sw", "switch_id": "id", "uplinks": [{"name": "n0"}],
+      "lags": [{"name": "l", "mode": "active", "fast": true, "members": [{"uplink": "n0"}]}]}]})";
+  OwnedHost const lag = open_host_at(nullptr, boot);
+  EXPECT_OK(vssim_advance(lag.get(), 5000000, nullptr));
+  Json const before = asked<vssim_endpoint>(vssim_lacp, lag, nic(lag, "n0"));
+  EXPECT_EQ(true, before["up"]);
+  ASSERT_OK(vssim_use(lag.get()));
+  for (std::int64_t const step : upgrade)
+    take_step(step);
+  take_step(constant::RTM_IOCCMD_RESTORE_COMPLETE);
+  qel_LinkState state{};
+  EXPECT_EQ(0, VSQEL_GetUplinkLACPLinkState("sw", "n0", &state));
+  ASSERT_OK(vssim_unuse(lag.get()));
+  EXPECT_EQ(static_cast<qel_LinkState>(constant::QEL_LINK_STATE_UP), state);
+  EXPECT_EQ(before, asked<vssim_endpoint>(vssim_lacp, lag, nic(lag, "n0")));
+  EXPECT_OK(vssim_advance(lag.get(), 10000000, nullptr));
+  EXPECT_EQ(1, (asked<vssim_endpoint>(vssim_lacp, lag, nic(lag, "n0"))["changes"]));
 }
 
 TEST_F(State, D_1_two_forks_fed_alike_answer_alike) {

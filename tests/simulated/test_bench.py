@@ -15,7 +15,7 @@ def test_the_measurement_runs(tmp_path):
     process = subprocess.run(command, env=environment, capture_output=True, text=True, check=False)
     assert (process.returncode, process.stderr) == (0, "")
     measured = json.loads(result.read_text())
-    assert set(measured) == {"figures", "missed"} and len(measured["figures"]) == 7
+    assert set(measured) == {"figures", "missed"} and len(measured["figures"]) == 8
     assert all(figure > 0 for figure in measured["figures"].values())
     assert set(measured["missed"]) <= set(measured["figures"])
     for name in measured["figures"]:
