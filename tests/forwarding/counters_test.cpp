@@ -73,6 +73,9 @@ TEST_F(Counters, C_3_bytes_with_the_tags_of_that_port) {
   EXPECT_EQ("b:1/60", out(2));
   EXPECT_EQ("b:1/64", out(3));
   EXPECT_EQ("b:1/64", out(11));
+  send(3, tagged(packet(everybody, address_of(3)), 10));
+  EXPECT_EQ("b:1/64", in(3));
+  EXPECT_EQ("b:1/60", out(1));
 }
 
 TEST_F(Counters, C_4_counters_wrap) {
@@ -182,6 +185,14 @@ TEST_F(Counters, API_8_receivers_that_were_refused) {
   Steps const all = heads(outcomes);
   EXPECT_NE(all.end(), std::find(all.begin(), all.end(), "V-5 2"));
   EXPECT_NE(all.end(), std::find(all.begin(), all.end(), "IG-20 3"));
+}
+
+TEST_F(Counters, API_8_the_port_that_was_addressed_and_refused) {
+  port(2).is_blocked = true;
+  Steps const all = heads(from_port(1, packet(address_of(2), address_of(1)), true));
+  auto const refused = std::find(all.begin(), all.end(), "X-5 2");
+  ASSERT_NE(all.end(), refused);
+  EXPECT_NE(all.end(), std::find(refused, all.end(), "X-4 2 drop"));
 }
 
 TEST_F(Counters, API_8_consumed) {

@@ -88,6 +88,10 @@ TEST_F(Teaming, T_1_by_source_address) {
   EXPECT_EQ(0, choice(team, {7, 0, std::nullopt, std::nullopt})) << "a client without an address";
 }
 
+TEST_F(Teaming, T_1_by_port_number_where_an_ip_hash_has_no_frame) {
+  EXPECT_EQ(1, choice(team_of(TEAM_FRP_TYPE_LB_IP, {0, 1, 2}), port7));
+}
+
 TEST_F(Teaming, T_1_by_explicit_order) {
   members[2].link_up = false;
   EXPECT_EQ(1, choice(team_of(TEAM_FRP_TYPE_FO_EXPLICIT, {2, 1, 0}), port7));
@@ -267,6 +271,9 @@ TEST_F(Teaming, T_15_a_client_of_lacp_looks_at_it) {
   EXPECT_EQ((List{0, 1}), fit(team));
   team.flags = TEAM_FRP_FLAG_LACP_CLIENT;
   EXPECT_EQ((List{1}), fit(team));
+  members[1].link_up = false;
+  EXPECT_EQ(List{}, fit(team)) << "and at what it looks at anyway";
+  members[1].link_up = true;
   team.flags = 0;
   team.criteria |= TEAM_FRP_CRIT_LACP_PORT_DOWN;
   EXPECT_EQ((List{1}), fit(team));

@@ -97,6 +97,16 @@ TEST_F(Clients, MAC_8_X_3_a_link_that_goes_down_takes_along_what_was_learned) {
   EXPECT_EQ(Lines{}, learned());
 }
 
+TEST_F(Clients, MAC_8_a_client_that_goes_takes_along_what_was_learned) {
+  learn_at("a");
+  vssim_endpoint const a = port(host, "sw", "a");
+  send(host, a, frame(mac_b, "020000000777"));
+  send(host, nic(host, "nic0"), frame(mac_b, "020000000888"));
+  ASSERT_EQ((Lines{"02:00:00:00:07:77 a 0", "02:00:00:00:08:88 uplink-1 0"}), learned(host));
+  ASSERT_OK(vssim_disconnect(host.get(), a));
+  EXPECT_EQ((Lines{"02:00:00:00:08:88 uplink-1 0"}), learned(host));
+}
+
 TEST_F(Clients, IG_20_X_2_wanted_multicast_addresses_are_received) {
   ASSERT_OK(vssim_set_client(host.get(), port(host, "sw", "b"), R"({"multicast_macs": ["01:00:5e:01:01:02"]})"));
   EXPECT_EQ((Lines{"0 frame nic0 60", "0 frame sw/b 60"}),

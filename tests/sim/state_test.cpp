@@ -83,13 +83,15 @@ TEST_F(State, CORE_7_an_explanation_follows_the_configuration_without_taking_not
   }
 }
 
-TEST_F(State, CORE_5_the_blocks_of_a_port_are_one) {
+TEST_F(State, CORE_5_X_4_the_blocks_of_a_port_are_one) {
   vssim_endpoint const a = port(host, "sw", "a");
+  vssim_endpoint const b = port(host, "sw", "b");
   for (char const *const property : {"com.taliko.common.port.block", "com.taliko.port.forward.not.ready.block"}) {
     char byte = 1;
     ASSERT_OK(vssim_use(host.get()));
     ASSERT_EQ(0, VSDVS_SetPortProp("sw", "a", property, &byte, 1, "", 1));
     EXPECT_EQ((Lines{"0 drop sw/a in port-blocked"}), send(host, a, frame(mac_b, mac_a)).lines()) << property;
+    EXPECT_EQ((Lines{"0 drop sw/a out port-blocked"}), send(host, b, frame(mac_a, mac_b)).lines()) << property;
     byte = 0;
     ASSERT_EQ(0, VSDVS_SetPortProp("sw", "a", property, &byte, 1, "", 1));
     ASSERT_OK(vssim_unuse(host.get()));

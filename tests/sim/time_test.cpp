@@ -1,4 +1,6 @@
 // The host's clock: addresses age by it, and what is due happens once.
+#include "constants/constants.hpp"
+#include "interface/distributed_switch_configuration.h"
 #include "interface/switch_queries.h"
 #include "sim_test.hpp"
 
@@ -117,4 +119,24 @@ TEST_F(Time, V_8_another_vlan_policy_forgets_what_was_learned_at_the_port) {
   ASSERT_EQ(0, VSDVS_SetPortVLANPolicy("sw", "a", 10, 0, 0, 0, nullptr, 0));
   ASSERT_OK(vssim_unuse(host.get()));
   EXPECT_EQ(Lines{}, learned(host));
+}
+
+TEST_F(Time, V_8_another_private_vlan_map_forgets_the_vlans_of_both) {
+  auto const set = [&](VSPvlanMapEntry const &entry) {
+    ASSERT_OK(vssim_use(host.get()));
+    ASSERT_EQ(0, VSDVS_SetPrivateVLANMap("sw", &entry, 1));
+    ASSERT_OK(vssim_unuse(host.get()));
+  };
+  auto const promiscuous = [](qel_uint16 vlan) {
+    return VSPvlanMapEntry{vlan, vlan, constant::VSPORT_PVLAN_TYPE_PROMISC, {}};
+  };
+  set(promiscuous(100));
+  ASSERT_OK(vssim_use(host.get()));
+  ASSERT_EQ(0, VSDVS_SetPortVLANPolicy("sw", "a", 0, 0, 1, 0, nullptr, 0));
+  ASSERT_OK(vssim_unuse(host.get()));
+  for (char const *const tag : {"8100 0064 0800", "8100 00c8 0800", "8100 0005 0800"})
+    send(host, a, frame(broadcast, std::string("0200000007") + tag[7] + tag[8], tag));
+  ASSERT_EQ((Lines{"02:00:00:00:07:05 a 0", "02:00:00:00:07:64 a 0", "02:00:00:00:07:c8 a 0"}), learned(host));
+  set(promiscuous(200));
+  EXPECT_EQ((Lines{"02:00:00:00:07:05 a 0"}), learned(host));
 }

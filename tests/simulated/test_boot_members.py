@@ -3,7 +3,6 @@ an export has all of it but what runs."""
 
 import functools
 import json
-import operator
 import os
 import struct
 import subprocess
@@ -45,14 +44,18 @@ def steps(place: str) -> list[str | int]:
     return [int(part) if part.isdigit() else part for part in place.replace("[", ".").replace("]", "").split(".")]
 
 
+def step(value: Any, key: str | int) -> Any:
+    return value[key]
+
+
 def put(boot: Boot, place: str, value: object) -> Boot:
     *to, last = steps(place)
-    functools.reduce(operator.getitem, to, boot)[last] = value  # type: ignore[call-overload]
+    functools.reduce(step, to, boot)[last] = value
     return boot
 
 
 def at(place: str, boot: Boot) -> Any:
-    return functools.reduce(operator.getitem, steps(place), boot)  # type: ignore[call-overload]
+    return functools.reduce(step, steps(place), boot)
 
 
 def exported(host: SimulatedHost, folder: Any) -> Boot:
