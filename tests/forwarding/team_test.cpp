@@ -66,9 +66,9 @@ TEST_F(TeamOfSwitch, T_3_by_vlan_and_source) {
   // v ^ 020000 ^ 000101
   EXPECT_EQ("n1", send(1, tagged(unknown(1), 10)));
   EXPECT_EQ("n0", send(1, tagged(unknown(1), 11)));
-  access(1, 10);
+  access(1, 11);
   restart();
-  EXPECT_EQ("n1", send(1, unknown(1))) << "the VLAN of the frame, which has no tag";
+  EXPECT_EQ("n0", send(1, unknown(1))) << "the VLAN of the frame, which has no tag";
 }
 
 TEST_F(TeamOfSwitch, T_4_addresses_of_the_switch_are_reflected) {
