@@ -78,7 +78,8 @@ def negotiating(addresses: int) -> dict[str, object]:
     switches = []
     for first in range(0, 100, 25):
         names = [f"nic{n}" for n in range(first, first + 25)]
-        learned = [{"mac": bytes((2, 0, 1, first, n >> 8, n & 0xFF)).hex(":"), "age": n % 600} for n in range(addresses // 4)]
+        learned = [{"mac": bytes((2, 0, 1, first, n >> 8, n & 0xFF)).hex(":"), "age": n % 600}
+                   for n in range(addresses // 4)]
         switches.append({
             "alias": f"sw{first}", "switch_id": f"sw{first}", "uplinks": [{"name": name} for name in names],
             "lags": [{"name": "lag", "mode": "active", "fast": True, "members": [{"uplink": name} for name in names]}],

@@ -342,8 +342,8 @@ inline constexpr char format_3_tables[] = R"sql(
   CREATE INDEX lag_member_lag ON lag_member (vswitch, lag, position);
 
   -- What LACP found at the uplink ports of LAGs that are not fixed. Times are in microseconds of the host's clock; the
-  -- partner's columns are null where none is known. sent_at is when the last LACPDU was sent, sent_in_second how many in
-  -- that second, and send_at when one is due once.
+  -- partner's columns are null where none is known. sent_at is when the last LACPDU was sent, sent_in_second how many
+  -- in that second, and send_at when one is due once.
   CREATE TABLE lacp_member (
     port INTEGER PRIMARY KEY REFERENCES port ON DELETE CASCADE,
     receive TEXT NOT NULL,

@@ -1,5 +1,5 @@
-"""LACP on simulated hosts: byte for byte, as scapy and tshark read it, with scripted partners and between two hosts that
-are wired to each other; who sees what it negotiated, and what survives."""
+"""LACP on simulated hosts: byte for byte, as scapy and tshark read it, with scripted partners and between two hosts
+that are wired to each other; who sees what it negotiated, and what survives."""
 
 import os
 import shutil
@@ -65,7 +65,7 @@ def link_state(host, nic="nic0"):
         return check(vs.VSQEL_GetUplinkLACPLinkState("sw", nic)) == vs.QEL_LINK_STATE_UP, whole
 
 
-# ---- frames -----------------------------------------------------------------------------------------------------------
+# ---- frames ----------------------------------------------------------------------------------------------------------
 
 
 def test_L_1_L_2_the_first_lacpdu_byte_for_byte():
@@ -113,7 +113,7 @@ def test_L_1_tshark_takes_it_apart(tmp_path):
         f"{own}\t0x87\t00:00:00:00:00:00\t0x02", f"{own}\t0x07\t{other}\t0x05", f"{own}\t0x3f\t{other}\t0x0d"]
 
 
-# ---- times ------------------------------------------------------------------------------------------------------------
+# ---- times -----------------------------------------------------------------------------------------------------------
 
 
 def test_L_6_L_12_up_after_two_seconds_to_the_microsecond():
@@ -256,7 +256,7 @@ def test_N_1_what_lacp_negotiated_is_announced():
     assert announced == ["nic2"] * 3
 
 
-# ---- two hosts --------------------------------------------------------------------------------------------------------
+# ---- two hosts -------------------------------------------------------------------------------------------------------
 
 
 class Wired:
@@ -285,7 +285,8 @@ class Wired:
 
 def conversation(number, sequence):
     """Frames of several senders to one client of the other host, numbered."""
-    return frame(f"02:00:00:00:07:{number:02x}", "02:00:00:00:05:01", bytes([number]) + sequence.to_bytes(2, "big") + bytes(43))
+    payload = bytes([number]) + sequence.to_bytes(2, "big") + bytes(43)
+    return frame(f"02:00:00:00:07:{number:02x}", "02:00:00:00:05:01", payload)
 
 
 def test_L_6_L_7_two_hosts_wired_to_each_other_lose_a_member_and_come_back():
@@ -299,6 +300,7 @@ def test_L_6_L_7_two_hosts_wired_to_each_other_lose_a_member_and_come_back():
     assert {a.lacp("nic0").partner_system, b.lacp("nic0").partner_system} == {"02:00:00:00:0a:01", "02:00:00:00:0b:01"}
 
     numbers = iter(range(1000))
+
     def talk(rounds):
         used = set()
         for _ in range(rounds):
@@ -331,7 +333,7 @@ def test_L_6_L_7_two_hosts_wired_to_each_other_lose_a_member_and_come_back():
     assert not [data for _, data in wires.arrived[1] if data[12:14] == b"\x88\x09"]
 
 
-# ---- what survives ----------------------------------------------------------------------------------------------------
+# ---- what survives ---------------------------------------------------------------------------------------------------
 
 
 def whole(host, nics=2):
@@ -374,7 +376,8 @@ while True:
 def test_D_3_a_killed_process_leaves_whole_operations(tmp_path):
     SimulatedHost(tmp_path / "host.db", lag(2, PARTNER._replace(fast=True), fast=True)).close()
     command = [sys.executable, "-c", WRITER, tmp_path / "host.db"]
-    with subprocess.Popen(command, stdout=subprocess.PIPE, env=os.environ | {"PYTHONPATH": os.pathsep.join(SEARCH)}) as writer:
+    environment = os.environ | {"PYTHONPATH": os.pathsep.join(SEARCH)}
+    with subprocess.Popen(command, stdout=subprocess.PIPE, env=environment) as writer:
         for _ in range(20):
             writer.stdout.readline()
         writer.send_signal(signal.SIGKILL)
@@ -387,7 +390,7 @@ def test_D_3_a_killed_process_leaves_whole_operations(tmp_path):
     assert word(host) == "current selected up"
 
 
-# ---- a day ------------------------------------------------------------------------------------------------------------
+# ---- a day -----------------------------------------------------------------------------------------------------------
 
 
 def busy(links, addresses):
