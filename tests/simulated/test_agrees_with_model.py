@@ -19,6 +19,9 @@ def made(seed: int) -> dict[str, Any]:
     document = random_host(seed)
     for switch in document["switches"]:
         switch["mirror_sessions"] = []
+        # Only a description has addresses at a port without link; a host forgets them when that is set again.
+        for port in switch["ports"]:
+            port["learned"] = []
     return document
 
 
