@@ -2,6 +2,7 @@
 #include "platform/core/mirroring.hpp"
 
 #include <algorithm>
+#include <map>
 #include <set>
 
 #include "platform/core/port_policies.hpp"
@@ -258,10 +259,30 @@ void apply_mirror_sessions(Database &database, PropertyPlace const &place, std::
 }
 
 std::vector<std::string> running_mirror_sessions(Database &database, RowId vswitch) {
-  std::vector<std::string> sids = enabled_sessions(database, vswitch);
+  std::vector<std::string> sids;
+  for (EnabledSession &session : enabled_sessions(database, vswitch))
+    sids.push_back(std::move(session.sid));
   if (!promiscuous_ports(database, vswitch).empty())
     sids.emplace_back(VS_DVMIRROR_DEFAULT_LEGACY_SESSION_SID);
   return sids;
+}
+
+std::vector<MirrorSession> enabled_mirror_sessions(Database &database, RowId vswitch) {
+  std::vector<MirrorSession> sessions;
+  std::map<RowId, MirrorTable> tables;
+  for (EnabledSession const &enabled : enabled_sessions(database, vswitch)) {
+    bool const is_of_port = enabled.port != 0;
+    PropertyPlace const place{vswitch, is_of_port ? Scope::port : Scope::global, enabled.port};
+    char const *const name = is_of_port ? VSPROP_PORT_MIRROR_SESSIONS : VSPROP_SWITCH_UPLINK_MIRROR_SESSIONS;
+    auto table = tables.find(enabled.port);
+    if (table == tables.end())
+      table = tables.emplace(enabled.port, parse_mirror_table(get_property(database, place, name))).first;
+    for (MirrorSession const &session : table->second.sessions) {
+      if (sid_of(session) == enabled.sid)
+        sessions.push_back(session);
+    }
+  }
+  return sessions;
 }
 
 SessionStatistics mirror_session(Database &database, RowId vswitch, std::string_view sid) {

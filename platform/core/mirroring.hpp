@@ -46,6 +46,9 @@ void apply_mirror_sessions(Database &database, PropertyPlace const &place, std::
 // their tables; then the promiscuous session, while there is a promiscuous port.
 HOST_API std::vector<std::string> running_mirror_sessions(Database &database, RowId vswitch);
 
+// The same sessions but the promiscuous one, as their tables have them.
+HOST_API std::vector<MirrorSession> enabled_mirror_sessions(Database &database, RowId vswitch);
+
 // Any session of the switch, disabled or not. Refuses with QEL_NOT_FOUND.
 HOST_API SessionStatistics mirror_session(Database &database, RowId vswitch, std::string_view sid);
 

@@ -416,13 +416,15 @@ bool has_session_elsewhere(Database &database, RowId vswitch, RowId port, std::s
       .next();
 }
 
-std::vector<std::string> enabled_sessions(Database &database, RowId vswitch) {
-  std::vector<std::string> sids;
-  Rows rows =
-      database.rows("SELECT sid FROM mirror_session WHERE vswitch = ? AND enabled ORDER BY port, position", vswitch);
+std::vector<EnabledSession> enabled_sessions(Database &database, RowId vswitch) {
+  std::vector<EnabledSession> sessions;
+  Rows rows = database.rows(
+      "SELECT sid, ifnull(port, 0) FROM mirror_session AS one WHERE vswitch = ? AND enabled"
+      " ORDER BY one.port, position",
+      vswitch);
   while (rows.next())
-    sids.push_back(rows.text(0));
-  return sids;
+    sessions.push_back({rows.text(0), rows.integer(1)});
+  return sessions;
 }
 
 std::optional<SessionStatistics> session_statistics(Database &database, RowId vswitch, std::string_view sid) {
@@ -431,6 +433,33 @@ std::optional<SessionStatistics> session_statistics(Database &database, RowId vs
   if (!row.next())
     return std::nullopt;
   return SessionStatistics{row.text(0), read_statistics(row, 1)};
+}
+
+std::vector<SessionTraffic> all_session_traffic(Database &database, RowId vswitch) {
+  std::vector<SessionTraffic> sessions;
+  Rows rows =
+      database.rows("SELECT sid, seen, " STATISTICS " FROM mirror_session WHERE vswitch = ? ORDER BY sid", vswitch);
+  while (rows.next()) {
+    sessions.push_back({rows.text(0), read_statistics(rows, 2), static_cast<std::uint64_t>(rows.integer(1)), {}});
+    Rows sent =
+        database.rows("SELECT address, sequence FROM mirror_destination WHERE vswitch = ? AND sid = ? ORDER BY address",
+                      vswitch, sessions.back().sid);
+    while (sent.next())
+      sessions.back().sent.push_back({sent.text(0), static_cast<std::uint64_t>(sent.integer(1))});
+  }
+  return sessions;
+}
+
+void store_session_traffic(Database &database, RowId vswitch, SessionTraffic const &traffic) {
+  store_session_statistics(database, vswitch, traffic.sid, traffic.statistics);
+  database.execute("UPDATE mirror_session SET seen = ? WHERE vswitch = ? AND sid = ?",
+                   static_cast<std::int64_t>(traffic.seen), vswitch, traffic.sid);
+  for (SentCopies const &sent : traffic.sent) {
+    database.execute(
+        "INSERT INTO mirror_destination (vswitch, sid, address, sequence) VALUES (?, ?, ?, ?)"
+        " ON CONFLICT DO UPDATE SET sequence = excluded.sequence",
+        vswitch, traffic.sid, Blob{sent.address}, static_cast<std::int64_t>(sent.number));
+  }
 }
 
 bool store_session_statistics(Database &database, RowId vswitch, std::string_view sid, MirrorStatistics const &all) {

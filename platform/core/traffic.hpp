@@ -182,8 +182,12 @@ void set_session_rows(Database &database, RowId vswitch, RowId port, std::vector
 void forget_sessions(Database &database, RowId vswitch);
 void forget_sessions_of_port(Database &database, RowId vswitch, RowId port);
 bool has_session_elsewhere(Database &database, RowId vswitch, RowId port, std::string_view sid);
+struct EnabledSession {
+  std::string sid;
+  RowId port;  // 0: it is in the table of the switch
+};
 // Those of the switch, then those of its ports by number.
-std::vector<std::string> enabled_sessions(Database &database, RowId vswitch);
+std::vector<EnabledSession> enabled_sessions(Database &database, RowId vswitch);
 
 struct SessionStatistics {
   std::string name;
@@ -209,6 +213,21 @@ HOST_API void store_timers(Database &database, RowId vswitch, std::vector<TimerR
 // In place of the one of its kind and port, if there is one.
 void set_timer(Database &database, RowId vswitch, TimerRow const &timer);
 void clear_timer(Database &database, RowId vswitch, std::int64_t kind, RowId port);
+
+// All that frames leave behind in a session.
+struct SentCopies {
+  std::string address;  // 4 or 16 bytes
+  std::uint64_t number;
+};
+struct SessionTraffic {
+  std::string sid;
+  MirrorStatistics statistics;
+  std::uint64_t seen;            // the frames that it samples
+  std::vector<SentCopies> sent;  // by address
+};
+HOST_API std::vector<SessionTraffic> all_session_traffic(Database &database, RowId vswitch);
+// Addresses that are not in it keep their numbers.
+HOST_API void store_session_traffic(Database &database, RowId vswitch, SessionTraffic const &traffic);
 
 // ---- multicast groups ----------------------------------------------------------------------------------
 

@@ -9,6 +9,7 @@
 #include "platform/forwarding/frame.hpp"
 #include "platform/forwarding/ip_address.hpp"
 #include "platform/forwarding/lacp.hpp"
+#include "platform/forwarding/mirror_session.hpp"
 #include "platform/forwarding/teaming.hpp"
 
 namespace forwarding {
@@ -44,6 +45,7 @@ struct Client {
   bool link_up = true;
   bool is_promiscuous = false;
   bool is_router = false;  // its port is a service port
+  bool is_tcpip = false;   // not a vnic
   std::int64_t numa_node = 0;
 };
 
@@ -141,6 +143,7 @@ struct SwitchConfiguration {
   std::vector<UplinkConfiguration> uplinks;  // in order
   std::vector<LagConfiguration> lags;
   std::vector<ManualAddress> manual;
+  std::vector<MirrorSession> mirror_sessions;  // those that run, in their order
 };
 
 // The runtime options.
@@ -169,6 +172,7 @@ struct Options {
 
 struct Configuration {
   Options options;
+  std::array<Stack, 2> stacks;  // the default one, and that for mirroring
   std::vector<NicConfiguration> nics;
   std::vector<SwitchConfiguration> switches;  // in order of creation
 };

@@ -1,6 +1,8 @@
 // A frame on its way, and what forwarding reads in it.
 #include "platform/forwarding/frame.hpp"
 
+#include <array>
+
 namespace forwarding {
 
 namespace {
@@ -9,8 +11,6 @@ constexpr std::size_t type_at = 12;
 constexpr std::size_t ipv4_size = 20;
 constexpr std::size_t ipv6_size = 40;
 
-constexpr std::uint8_t protocol_tcp = 6;
-constexpr std::uint8_t protocol_udp = 17;
 constexpr std::uint8_t header_hop_by_hop = 0;
 constexpr std::uint8_t header_routing = 43;
 constexpr std::uint8_t header_fragment = 44;
@@ -28,44 +28,66 @@ MacAddress read_mac(Bytes bytes, std::size_t at) {
   return MacAddress{read32(bytes, at)} << 16 | read16(bytes, at + 4);
 }
 
-// The length of the IPv4 header; 0 where it is not valid.
-std::size_t ipv4_header(Bytes packet) {
+constexpr std::uint16_t fragment_offset = 0x1fff;
+constexpr std::uint16_t more_fragments = 0x2000;
+constexpr std::uint16_t ipv6_fragment_offset = 0xfff8;
+
+std::optional<std::uint32_t> ports_at(Bytes transport, std::uint8_t protocol) {
+  constexpr std::size_t ports_size = 4;
+  bool const has_ports = protocol == protocol_tcp || protocol == protocol_udp;
+  return has_ports && transport.size() >= ports_size ? std::optional(read32(transport, 0)) : std::nullopt;
+}
+
+std::optional<IpPacket> ipv4_header(Bytes packet) {
   if (packet.size() < ipv4_size || packet[0] >> 4 != 4)
-    return 0;
+    return std::nullopt;
   std::size_t const length = std::size_t{packet[0] & 0xfU} * 4;
-  return length >= ipv4_size && length <= packet.size() ? length : 0;
+  if (length < ipv4_size || length > packet.size())
+    return std::nullopt;
+  std::uint16_t const fragment = read16(packet, 6);
+  IpPacket header;
+  header.source = packet.subspan(12, 4);
+  header.destination = packet.subspan(16, 4);
+  header.protocol = packet[9];
+  header.is_fragmented = (fragment & (fragment_offset | more_fragments)) != 0;
+  if ((fragment & fragment_offset) == 0)
+    header.ports = ports_at(packet.subspan(length), packet[9]);
+  return header;
 }
 
-bool is_ipv6_header(Bytes packet) {
-  return packet.size() >= ipv6_size && packet[0] >> 4 == 6;
+bool is_passed(std::uint8_t next_header) {
+  return next_header == header_hop_by_hop || next_header == header_routing || next_header == header_destination ||
+         next_header == header_fragment;
 }
 
-std::uint32_t ports_at(Bytes packet, std::size_t at, std::uint8_t protocol) {
-  if ((protocol != protocol_tcp && protocol != protocol_udp) || packet.size() < at + 4)
-    return 0;
-  return read32(packet, at);
-}
-
-std::uint32_t ipv4_ports(Bytes packet) {
-  std::size_t const length = ipv4_header(packet);
-  constexpr std::uint16_t more_fragments_and_offset = 0x3fff;
-  if (length == 0 || (read16(packet, 6) & more_fragments_and_offset) != 0)
-    return 0;
-  return ports_at(packet, length, packet[9]);
-}
-
-std::uint32_t ipv6_ports(Bytes packet) {
-  if (!is_ipv6_header(packet))
-    return 0;
+std::optional<IpPacket> ipv6_header(Bytes packet) {
+  if (packet.size() < ipv6_size || packet[0] >> 4 != 6)
+    return std::nullopt;
+  constexpr std::size_t unit = 8;
+  IpPacket header;
+  header.source = packet.subspan(8, 16);
+  header.destination = packet.subspan(24, 16);
   std::uint8_t next = packet[6];
-  std::size_t at = ipv6_size;
-  while (next == header_hop_by_hop || next == header_routing || next == header_destination) {
-    if (packet.size() < at + 8)
-      return 0;
-    next = packet[at];
-    at += (std::size_t{packet[at + 1]} + 1) * 8;
+  Bytes rest = packet.subspan(ipv6_size);
+  bool is_first = true;
+  while (is_first && is_passed(next)) {
+    if (rest.size() < unit)
+      return header;
+    bool const is_fragment = next == header_fragment;
+    std::size_t const length = is_fragment ? unit : (std::size_t{rest[1]} + 1) * unit;
+    if (rest.size() < length)
+      return header;
+    if (is_fragment) {
+      header.is_fragmented = true;
+      is_first = (read16(rest, 2) & ipv6_fragment_offset) == 0;
+    }
+    next = rest[0];
+    rest = rest.subspan(length);
   }
-  return next == header_fragment ? 0 : ports_at(packet, at, next);
+  header.protocol = next;
+  if (is_first)
+    header.ports = ports_at(rest, next);
+  return header;
 }
 
 }  // namespace
@@ -93,6 +115,27 @@ Header read_header(Bytes bytes) {
   return header;
 }
 
+Bytes with_tag(Header const &header, std::optional<std::uint16_t> tag, std::vector<std::uint8_t> &room) {
+  if (tag.has_value() == header.has_tag && (!tag || *tag == header.tag))
+    return header.bytes;
+  room.assign(header.bytes.begin(), header.bytes.begin() + type_at);
+  if (tag) {
+    for (std::uint16_t const part : {ethertype_vlan, *tag}) {
+      room.push_back(static_cast<std::uint8_t>(part >> 8));
+      room.push_back(static_cast<std::uint8_t>(part));
+    }
+  }
+  Bytes const rest = header.bytes.subspan(type_at + (header.has_tag ? tag_size : 0));
+  room.insert(room.end(), rest.begin(), rest.end());
+  return room;
+}
+
+void put_tag(std::vector<std::uint8_t> &room, std::uint16_t tag) {
+  std::array<std::uint8_t, tag_size> const bytes{ethertype_vlan >> 8, ethertype_vlan & 0xff,
+                                                 static_cast<std::uint8_t>(tag >> 8), static_cast<std::uint8_t>(tag)};
+  room.insert(room.begin() + type_at, bytes.begin(), bytes.end());
+}
+
 std::int64_t payload_length(Bytes bytes) {
   std::int64_t length = static_cast<std::int64_t>(bytes.size()) - static_cast<std::int64_t>(ethernet_size);
   constexpr std::size_t most_tags = 2;
@@ -105,23 +148,26 @@ std::int64_t payload_length(Bytes bytes) {
   return length;
 }
 
-std::optional<std::uint32_t> ip_words(Header const &header) {
+std::optional<IpPacket> read_ip(Header const &header) {
   Bytes const packet = header.bytes.subspan(header.payload_at());
-  if (header.inner_type == ethertype_ipv4 && ipv4_header(packet) != 0)
-    return read32(packet, 12) ^ read32(packet, 16);
-  if (header.inner_type != ethertype_ipv6 || !is_ipv6_header(packet))
+  if (header.inner_type == ethertype_ipv4)
+    return ipv4_header(packet);
+  return header.inner_type == ethertype_ipv6 ? ipv6_header(packet) : std::nullopt;
+}
+
+std::optional<std::uint32_t> ip_words(Header const &header) {
+  std::optional<IpPacket> const ip = read_ip(header);
+  if (!ip)
     return std::nullopt;
   std::uint32_t words = 0;
-  for (std::size_t at = 8; at < ipv6_size; at += 4)
-    words ^= read32(packet, at);
+  for (std::size_t at = 0; at < ip->source.size(); at += 4)
+    words ^= read32(ip->source, at) ^ read32(ip->destination, at);
   return words;
 }
 
 std::uint32_t transport_ports(Header const &header) {
-  Bytes const packet = header.bytes.subspan(header.payload_at());
-  if (header.inner_type == ethertype_ipv4)
-    return ipv4_ports(packet);
-  return header.inner_type == ethertype_ipv6 ? ipv6_ports(packet) : 0;
+  std::optional<IpPacket> const ip = read_ip(header);
+  return ip && !ip->is_fragmented ? ip->ports.value_or(0) : 0;
 }
 
 }  // namespace forwarding

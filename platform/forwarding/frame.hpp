@@ -5,6 +5,7 @@
 #include <cstdint>
 #include <optional>
 #include <span>
+#include <vector>
 
 namespace forwarding {
 
@@ -29,6 +30,11 @@ inline constexpr MacAddress broadcast_address = 0xffffffffffff;
 
 constexpr bool is_group(MacAddress address) {
   return (address >> 40 & 1) != 0;
+}
+
+// 01-80-c2-00-00-00 to -0f: for the next bridge only.
+constexpr bool is_reserved(MacAddress address) {
+  return address >> 4 == 0x0180c200000;
 }
 
 constexpr std::uint8_t last_byte(MacAddress address) {
@@ -62,11 +68,34 @@ struct Header {
 // Of at least 14 bytes.
 Header read_header(Bytes bytes);
 
+// The frame with an outer tag (PCP, DEI and VID) in place of its own, or without one: its very bytes where nothing
+// changes, else made in the room.
+Bytes with_tag(Header const &header, std::optional<std::uint16_t> tag, std::vector<std::uint8_t> &room);
+// A tag 8100 in front of what the frame in the room has behind its addresses.
+void put_tag(std::vector<std::uint8_t> &room, std::uint16_t tag);
+
 // The length of the payload that the MTU limits; below 0 in a frame that is cut off within a tag.
 std::int64_t payload_length(Bytes bytes);
 
-// Source and destination of a valid IP header as one number: all their 32-bit words, XORed. None in a frame that is
-// not IP or cut short.
+inline constexpr std::uint8_t protocol_tcp = 6;
+inline constexpr std::uint8_t protocol_udp = 17;
+
+// What a valid IP header behind the outer tag says, and the headers of an IPv6 packet between it and the transport.
+struct IpPacket {
+  Bytes source;  // 4 or 16 bytes
+  Bytes destination;
+  std::optional<std::uint8_t> protocol;  // none where the headers are cut short
+  bool is_fragmented = false;
+  // Source port << 16 | destination port, of TCP or UDP; none in a fragment but the first, or cut short.
+  std::optional<std::uint32_t> ports;
+
+  std::uint16_t destination_port() const { return static_cast<std::uint16_t>(*ports); }
+};
+
+// None in a frame that is not IP or cut short.
+std::optional<IpPacket> read_ip(Header const &header);
+
+// Source and destination of a valid IP header as one number: all their 32-bit words, XORed.
 std::optional<std::uint32_t> ip_words(Header const &header);
 
 // Source port << 16 | destination port; 0 unless TCP or UDP in an unfragmented packet.

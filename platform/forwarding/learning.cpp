@@ -34,7 +34,7 @@ Verdict learn_source(Passage const &passage, std::int64_t now) {
   Port const &port = *passage.ingress;
   MacAddress const source = passage.header.source;
   bool const learns = port.is_uplink() ? passage.vswitch->team_learns : port.learns;
-  if (!learns || is_static(passage, source))
+  if (!learns || passage.vswitch->not_learned[passage.in_vlan.vlan] || is_static(passage, source))
     return pass(Rule::MAC_2);
 
   MacTable &table = traffic.table(passage.vswitch_index);

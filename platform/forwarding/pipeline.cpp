@@ -8,6 +8,7 @@
 
 #include "constants/constants.hpp"
 #include "platform/forwarding/learning.hpp"
+#include "platform/forwarding/mirror.hpp"
 #include "platform/forwarding/receivers.hpp"
 #include "platform/forwarding/team_events.hpp"
 #include "platform/forwarding/vlan.hpp"
@@ -19,8 +20,6 @@ namespace {
 using namespace constant;
 
 constexpr MacAddress slow_protocols = 0x0180c2000002;
-constexpr MacAddress reserved_prefix = 0x0180c2000000;
-constexpr MacAddress reserved_bits = 0xf;
 
 constexpr std::size_t forms = 3;
 
@@ -43,6 +42,7 @@ class Forwarding {
   Verdict frame();
   Verdict sender();
   Verdict vlan();
+  Verdict mirror();
   Verdict control();
   Verdict reverse_path();
   Verdict learn();
@@ -68,7 +68,6 @@ class Forwarding {
   void send_to_team();
   PortIndex sending_port();
   UplinkSet choose_uplinks(PortIndex sender) const;
-  std::optional<UplinkPosition> choose_member(Lag const &lag, UplinkSet up) const;
   void send_by(UplinkPosition uplink);
   bool sends_everywhere(Port const &sender) const;
   Verdict nobody_received() const;
@@ -108,12 +107,13 @@ class Forwarding {
   std::array<Bytes, forms> formed_{};
 };
 
-// 5 is the mirror at the ingress, and 12 is `out`.
+// 12 is `out`.
 Forwarding::Step const Forwarding::steps[] = {
     {"1 gate", &Forwarding::gate},
     {"2 frame", &Forwarding::frame},
     {"3 sender", &Forwarding::sender},
     {"4 VLAN", &Forwarding::vlan},
+    {"5 mirror", &Forwarding::mirror},
     {"6 control", &Forwarding::control},
     {"7 reverse path", &Forwarding::reverse_path},
     {"8 learn", &Forwarding::learn},
@@ -124,11 +124,13 @@ Forwarding::Step const Forwarding::steps[] = {
 
 void Forwarding::run() {
   traffic_.receivers.clear();
+  traffic_.selections.clear();
   traffic_.refresh_team(tables_, now_);
   for (Step const &step : steps) {
     Verdict const verdict = (this->*step.run)();
     if (verdict.passes()) {
-      if (explains_)
+      // Where there is no session, nothing was asked.
+      if (explains_ && (step.run != &Forwarding::mirror || passage_.vswitch->has_mirrors()))
         explain_step(step, verdict.rule);
       continue;
     }
@@ -146,6 +148,8 @@ void Forwarding::run() {
   }
   if (has_learned_)
     out();
+  if (!traffic_.selections.empty())
+    deliver_copies(passage_, now_, sink_);
 }
 
 // ---- 1 gate: what has not passed it has not entered ---------------------------------------------------------------
@@ -194,6 +198,8 @@ Verdict Forwarding::sender() {
   Header const &header = passage_.header;
   Port const &port = *passage_.ingress;
   if (!passage_.is_from_uplink()) {
+    if (port.sends_nothing)
+      return refuse(Reason::mirror_destination);
     bool const is_forged = port.disallow_forged_source && header.source != port.effective;
     return is_forged ? refuse(Reason::forged_source) : pass(Rule::S_2);
   }
@@ -223,11 +229,20 @@ Verdict Forwarding::vlan() {
   return classify(tables_, *passage_.ingress, passage_.header, passage_.in_vlan);
 }
 
+// ---- 5 mirror -----------------------------------------------------------------------------------------------------
+
+Verdict Forwarding::mirror() {
+  if (passage_.vswitch->has_mirrors()) {
+    begin_mirroring(passage_);
+    select_at(passage_, passage_.from, Direction::in);
+  }
+  return pass(Rule::P_1);
+}
+
 // ---- 6 control ----------------------------------------------------------------------------------------------------
 
 Verdict Forwarding::control() {
-  bool const is_reserved = (passage_.header.destination & ~reserved_bits) == reserved_prefix;
-  if (is_reserved)
+  if (is_reserved(passage_.header.destination))
     return refuse(Reason::reserved_address);
   age_multicast();
   return look_at_message() ? pass(Rule::IG_9) : pass(Rule::MAC_10);
@@ -433,7 +448,7 @@ UplinkSet Forwarding::choose_uplinks(PortIndex index) const {
   std::optional<UplinkPosition> uplink = pick(fit, team, traffic_.team_port(tables_, index), &passage_.header);
   std::uint32_t const lag = uplink ? tables_.ports[uplinks[*uplink]].lag : nowhere;
   if (lag != nowhere)
-    uplink = choose_member(passage_.vswitch->lags[lag], lags[lag].up);
+    uplink = choose_member(passage_.vswitch->lags[lag], lags[lag].up, passage_.header, passage_.in_vlan.vlan);
   return uplink ? only(*uplink) : 0;
 }
 
@@ -441,17 +456,6 @@ UplinkSet Forwarding::choose_uplinks(PortIndex index) const {
 bool Forwarding::sends_everywhere(Port const &sender) const {
   return !sender.tied && tables_.teams[sender.team].team->has(TEAM_FRP_FLAG_SHOTGUN) &&
          !tables_.options.ignores_shotgun && traffic_.beacons(tables_, passage_.vswitch_index).is_undecided;
-}
-
-// A LAG is one link to the policy, and spreads the frames itself (T-3).
-std::optional<UplinkPosition> Forwarding::choose_member(Lag const &lag, UplinkSet members_up) const {
-  auto const up = static_cast<std::uint32_t>(std::popcount(members_up));
-  std::uint32_t left = up ? lag_share(lag.hash, passage_.header, passage_.in_vlan.vlan) % up : 0;
-  for (UplinkPosition member : lag.members) {
-    if ((members_up & only(member)) && left-- == 0)
-      return member;
-  }
-  return std::nullopt;
 }
 
 // What the uplink cannot send is dropped there (T-9).
@@ -538,6 +542,8 @@ void Forwarding::deliver(Receiver const &receiver) {
   if (explains_)
     explain(Rule::C_5, place, "delivered: " + std::to_string(bytes.size()) + " bytes", Outcome::deliver);
   sink_.deliver({place, receiver.kind, form, bytes});
+  if (!traffic_.selections.empty())
+    select_at(passage_, receiver.port, Direction::out);
 }
 
 // The frame as it leaves in a form: made once, and the very bytes that came in where nothing changes.
@@ -548,20 +554,8 @@ Bytes Forwarding::bytes_in(Form form) {
   Header const &header = passage_.header;
   bool const is_tagged = form != Form::untagged;
   std::uint16_t const tag = passage_.in_vlan.tag(form == Form::tagged ? passage_.in_vlan.vlan : 0);
-  if (is_tagged == header.has_tag && (!is_tagged || tag == header.tag))
-    return bytes = header.bytes;
-  constexpr std::size_t addresses = 2 * mac_size;
-  std::vector<std::uint8_t> &room = traffic_.form_room[static_cast<std::size_t>(form)];
-  room.assign(header.bytes.begin(), header.bytes.begin() + addresses);
-  if (is_tagged) {
-    for (std::uint16_t part : {ethertype_vlan, tag}) {
-      room.push_back(static_cast<std::uint8_t>(part >> 8));
-      room.push_back(static_cast<std::uint8_t>(part));
-    }
-  }
-  Bytes const rest = header.bytes.subspan(addresses + (header.has_tag ? tag_size : 0));
-  room.insert(room.end(), rest.begin(), rest.end());
-  return bytes = room;
+  return bytes = with_tag(header, is_tagged ? std::optional(tag) : std::nullopt,
+                          traffic_.form_room[static_cast<std::size_t>(form)]);
 }
 
 // ---- drops and explanations ---------------------------------------------------------------------------------------

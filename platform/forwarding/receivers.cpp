@@ -1,6 +1,8 @@
 // Where a frame goes inside its switch: the look-up of its destination, and which ports may receive it.
 #include "platform/forwarding/receivers.hpp"
 
+#include <bit>
+
 #include "constants/constants.hpp"
 
 namespace forwarding {
@@ -90,6 +92,8 @@ std::optional<Refusal> refusal(Passage const &passage, Target const &target, Por
   }
   if (port.is_in_violation)
     return Refusal{Rule::S_3, Reason::mac_changed};
+  if (port.gets_only_copies)
+    return Refusal{Rule::M_3, Reason::mirror_destination};
   Reason const reason = cannot_receive(passage.tables, passage.traffic, port);
   return reason == Reason::none ? std::nullopt : std::optional(Refusal{Rule::X_5, reason});
 }
@@ -114,6 +118,17 @@ std::optional<UplinkPosition> uplink_without_frame(Tables const &tables, Traffic
   return by_policy(tables, traffic, port);
 }
 
+std::optional<UplinkPosition> choose_member(Lag const &lag, UplinkSet members_up, Header const &frame,
+                                            std::uint16_t vlan) {
+  auto const up = static_cast<std::uint32_t>(std::popcount(members_up));
+  std::uint32_t left = up ? lag_share(lag.hash, frame, vlan) % up : 0;
+  for (UplinkPosition member : lag.members) {
+    if ((members_up & only(member)) && left-- == 0)
+      return member;
+  }
+  return std::nullopt;
+}
+
 UplinkSet expected_uplinks(Passage const &passage, Port const &port) {
   Switch const &vswitch = *passage.vswitch;
   if (port.tied)
@@ -129,14 +144,17 @@ UplinkSet possible_uplinks(Passage const &passage, Port const &port) {
   return port.tied ? passage.vswitch->lag_mates[*port.tied] : passage.traffic.fit(port.team).with_mates;
 }
 
-Reason refused_at_uplink(Tables const &tables, Port const &uplink, std::uint16_t vlan) {
+Reason cannot_send(Port const &uplink) {
   if (uplink.nic == nowhere)
     return Reason::no_nic;
   if (!uplink.link_up)
     return Reason::link_down;
-  if (uplink.is_blocked)
-    return Reason::port_blocked;
-  return tables.is_member(uplink, vlan) ? Reason::none : Reason::vlan_egress;
+  return uplink.is_blocked ? Reason::port_blocked : Reason::none;
+}
+
+Reason refused_at_uplink(Tables const &tables, Port const &uplink, std::uint16_t vlan) {
+  Reason const reason = cannot_send(uplink);
+  return reason == Reason::none && !tables.is_member(uplink, vlan) ? Reason::vlan_egress : reason;
 }
 
 bool has_link(Tables const &tables, Traffic const &traffic, Port const &port) {

@@ -70,8 +70,15 @@ UplinkSet possible_uplinks(Passage const &passage, Port const &port);
 // Why a port can receive nothing at present; none if it can.
 Reason cannot_receive(Tables const &tables, Traffic const &traffic, Port const &port);
 
+// Why an uplink can send nothing at present; none if it can.
+Reason cannot_send(Port const &uplink);
+
 // Why an uplink that was chosen cannot send a frame of the VLAN (T-9); none if it can.
 Reason refused_at_uplink(Tables const &tables, Port const &uplink, std::uint16_t vlan);
+
+// The one of the members of a LAG that are up that carries a frame: a LAG is one link to the policy, and spreads the frames itself (T-3).
+std::optional<UplinkPosition> choose_member(Lag const &lag, UplinkSet members_up, Header const &frame,
+                                            std::uint16_t vlan);
 
 // Whether the client has a link: its own, which link state tracking may take down (X-3, T-16).
 bool has_link(Tables const &tables, Traffic const &traffic, Port const &port);

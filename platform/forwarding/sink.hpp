@@ -29,7 +29,7 @@ struct Frame {
 
 enum class DeliveryKind : std::uint8_t { frame, promiscuous, mirror, made };
 
-// The outer tag that a delivered frame has. Deliveries of one frame in the same form have the same bytes.
+// The outer tag that a delivered frame has. Deliveries of one frame in the same form have the same bytes, copies apart.
 enum class Form : std::uint8_t { untagged, priority_tagged, tagged };
 
 struct Delivery {
@@ -56,8 +56,8 @@ struct Step {
   Outcome outcome;
 };
 
-// Who takes what comes out, in the order of the results of a frame: deliveries by port number; the drop on the way in,
-// then those on the way out by port number.
+// Who takes what comes out, in the order of the results of a frame: deliveries by port number, then copies of mirror
+// sessions by session and destination; the drop on the way in, then those on the way out by port number.
 class Sink {
  public:
   Sink() = default;

@@ -94,7 +94,9 @@ UplinkSet Switch::with_mates(UplinkSet uplinks_of_it) const {
 }
 
 Tables::Tables(Configuration configuration)
-    : options(configuration.options), configuration_(std::make_unique<Configuration const>(std::move(configuration))) {
+    : options(configuration.options),
+      stacks(configuration.stacks),
+      configuration_(std::make_unique<Configuration const>(std::move(configuration))) {
   port_of_nic.assign(configuration_->nics.size(), nowhere);
   for (SwitchConfiguration const &vswitch : configuration_->switches)
     add_switch(vswitch, configuration_->nics);
@@ -134,6 +136,8 @@ void Tables::add_switch(SwitchConfiguration const &configuration, std::vector<Ni
   std::sort(in_order.begin(), in_order.end(),
             [](PortConfiguration const *left, PortConfiguration const *right) { return left->number < right->number; });
   std::uint32_t const first_team = static_cast<std::uint32_t>(teams.size());
+  vswitch.team = first_team;
+  teams.push_back({static_cast<std::uint32_t>(switches.size()), &configuration.teams[0], std::nullopt});
   vswitch.first_port = static_cast<PortIndex>(ports.size());
   for (PortConfiguration const *port : in_order) {
     add_port(vswitch, *port);
@@ -151,6 +155,7 @@ void Tables::add_switch(SwitchConfiguration const &configuration, std::vector<Ni
   vswitch.end_port = static_cast<PortIndex>(ports.size());
   add_uplinks(vswitch, configuration, nics);
   add_lists(vswitch, configuration);
+  add_mirrors(vswitch, configuration.mirror_sessions);
   switches.push_back(std::move(vswitch));
 }
 
@@ -175,6 +180,7 @@ void Tables::add_port(Switch const &vswitch, PortConfiguration const &configurat
     port.kind = PortKind::client;
     port.link_up = client.link_up;
     port.is_router = client.is_router;
+    port.is_tcpip = client.is_tcpip;
     port.effective = client.effective;
     port.is_in_violation = configuration.disallow_mac_change && client.assigned != client.effective;
     port.known_as = port.is_in_violation ? client.assigned : client.effective;
@@ -350,6 +356,63 @@ void Tables::add_lists(Switch &vswitch, SwitchConfiguration const &configuration
   vswitch.known_clients = AddressIndex(std::move(known));
   vswitch.effective = AddressIndex(std::move(effective));
   vswitch.manual = AddressIndex(std::move(manual));
+}
+
+PortIndex Tables::port_of(Switch const &vswitch, std::uint32_t number) const {
+  auto const begin = ports.begin() + vswitch.first_port;
+  auto const found =
+      std::lower_bound(begin, ports.end(), number, [](Port const &port, std::uint32_t n) { return port.number < n; });
+  return static_cast<PortIndex>(found - ports.begin());
+}
+
+Mirror::Sources Tables::mirror_sources(Switch const &vswitch, MirrorSources const &wanted) const {
+  Mirror::Sources sources;
+  sources.ports.resize(vswitch.end_port - vswitch.first_port);
+  for (std::uint32_t const number : wanted.ports)
+    sources.ports[port_of(vswitch, number) - vswitch.first_port] = true;
+  for (PortIndex index = vswitch.first_port; index < vswitch.end_port; ++index) {
+    Port const &port = ports[index];
+    bool const is_wanted = port.is_uplink()                ? wanted.all_uplinks
+                           : port.kind == PortKind::client ? (port.is_tcpip ? wanted.all_tcpips : wanted.all_vnics)
+                                                           : false;
+    if (is_wanted)
+      sources.ports[index - vswitch.first_port] = true;
+  }
+  for (std::uint16_t const vlan : wanted.vlans)
+    sources.vlans.set(vlan);
+  return sources;
+}
+
+void Tables::add_mirrors(Switch &vswitch, std::vector<MirrorSession> const &sessions) {
+  vswitch.first_mirror = static_cast<MirrorIndex>(mirrors.size());
+  for (MirrorSession const &session : sessions) {
+    Mirror mirror;
+    mirror.session = &session;
+    mirror.in = mirror_sources(vswitch, session.in);
+    mirror.out = mirror_sources(vswitch, session.out);
+    if (session.is_remote_destination)
+      vswitch.not_learned |= mirror.in.vlans | mirror.out.vlans;
+    for (MirrorDestination const &wanted : session.destinations) {
+      Mirror::Destination destination{wanted.kind, nowhere, 0};
+      if (wanted.kind == MirrorDestination::Kind::address) {
+        std::vector<IpAddress> &all = mirror.addresses;
+        auto const known = std::find(all.begin(), all.end(), wanted.address);
+        destination.address = static_cast<std::uint32_t>(known - all.begin());
+        if (known == all.end())
+          all.push_back(wanted.address);
+      } else {
+        destination.port = port_of(vswitch, wanted.port_number);
+        Port &port = ports[destination.port];
+        if (wanted.kind == MirrorDestination::Kind::port && !port.is_uplink()) {
+          port.gets_only_copies |= session.shuts_output;
+          port.sends_nothing |= session.shuts_input;
+        }
+      }
+      mirror.destinations.push_back(destination);
+    }
+    mirrors.push_back(std::move(mirror));
+  }
+  vswitch.end_mirror = static_cast<MirrorIndex>(mirrors.size());
 }
 
 std::uint32_t Tables::add_vlan_set(VlanSet const &set) {

@@ -49,6 +49,9 @@ class AddressIndex {
   std::vector<std::uint32_t> slots_;
 };
 
+// The place of a mirror session in Tables::mirrors: those of a switch stand together, in their order.
+using MirrorIndex = std::uint32_t;
+
 enum class PortKind : std::uint8_t { unused, client, uplink };
 
 struct Port {
@@ -62,6 +65,10 @@ struct Port {
   bool disallow_forged_source = false;
   bool is_in_violation = false;  // changed its address and may not
   bool sends_to_uplink_too = false;
+  bool is_tcpip = false;
+  // A mirror session has it as a destination, and
+  bool gets_only_copies = false;
+  bool sends_nothing = false;
 
   // Learning.
   bool learns = false;
@@ -121,6 +128,25 @@ struct PrivateVlanMap {
   std::vector<Entry> by_vlan;  // empty without private VLANs
 };
 
+// A mirror session.
+struct Mirror {
+  struct Sources {
+    std::vector<bool> ports;  // by place behind the first port of the switch
+    VlanSet vlans;
+  };
+  struct Destination {
+    MirrorDestination::Kind kind = MirrorDestination::Kind::port;
+    PortIndex port = nowhere;
+    std::uint32_t address = 0;  // of its addresses
+  };
+
+  MirrorSession const *session = nullptr;
+  Sources in;
+  Sources out;
+  std::vector<Destination> destinations;
+  std::vector<IpAddress> addresses;  // copies to each are numbered
+};
+
 struct Switch {
   std::array<std::uint8_t, 64> identifier{};
   MacAddress own_mac = 0;
@@ -152,10 +178,15 @@ struct Switch {
   AddressIndex known_clients;  // ports by the address where the look-up finds their clients
   AddressIndex effective;      // ports by their clients' effective addresses
   AddressIndex manual;         // ports by address and filtering database
+  MirrorIndex first_mirror = 0;
+  MirrorIndex end_mirror = 0;
+  VlanSet not_learned;     // where frames come from a mirror of another switch (M-6)
+  std::uint32_t team = 0;  // how the switch itself sends
 
   PrivateVlanMap::Entry private_vlan(std::uint16_t vlan) const {
     return private_vlans.by_vlan.empty() ? PrivateVlanMap::Entry{} : private_vlans.by_vlan[vlan];
   }
+  bool has_mirrors() const { return first_mirror != end_mirror; }
   // The VLAN under which addresses of a VLAN are known (PV-2).
   std::uint16_t database(std::uint16_t vlan) const {
     std::uint16_t const primary = private_vlan(vlan).primary;
@@ -184,6 +215,8 @@ class Tables {
   std::vector<Switch> switches;
   std::vector<PortIndex> port_of_nic;  // nowhere: behind no uplink
   std::vector<TeamUse> teams;
+  std::vector<Mirror> mirrors;
+  std::array<Stack, 2> stacks;
   std::vector<std::vector<UplinkState>> uplink_states;  // by switch and position
 
   std::vector<NicConfiguration> const &nics() const { return configuration_->nics; }
@@ -213,6 +246,9 @@ class Tables {
   LacpLink lacp_link(Switch const &vswitch, Port const &port) const;
   void add_beacons(Switch &vswitch, Team const &team);
   void add_lists(Switch &vswitch, SwitchConfiguration const &configuration);
+  void add_mirrors(Switch &vswitch, std::vector<MirrorSession> const &sessions);
+  Mirror::Sources mirror_sources(Switch const &vswitch, MirrorSources const &wanted) const;
+  PortIndex port_of(Switch const &vswitch, std::uint32_t number) const;
   std::uint32_t add_vlan_set(VlanSet const &set);
 
   std::unique_ptr<Configuration const> configuration_;  // the teams are there

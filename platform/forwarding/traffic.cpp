@@ -40,8 +40,10 @@ Traffic::Traffic(Tables const &tables)
       timers_(tables.switches.size()),
       ports_(tables.ports.size()),
       switches_(tables.switches.size()),
+      mirrors_(tables.mirrors.size()),
       is_port_changed_(tables.ports.size()),
       is_switch_changed_(tables.switches.size()),
+      is_mirror_changed_(tables.mirrors.size()),
       fits_(tables.teams.size()),
       bases_(tables.teams.size()) {
   tables_.reserve(tables.switches.size());
@@ -52,6 +54,8 @@ Traffic::Traffic(Tables const &tables)
     for (Lag const &lag : vswitch.lags)
       team.lags.push_back({std::vector<LacpMember>(lag.lacp ? lag.members.size() : 0), lag.up, 0});
   }
+  for (MirrorIndex mirror = 0; mirror < mirrors_.size(); ++mirror)
+    mirrors_[mirror].sent.resize(tables.mirrors[mirror].addresses.size());
 }
 
 PortCounters &Traffic::count(PortIndex port) {
@@ -70,6 +74,14 @@ SwitchCounters &Traffic::count_switch(std::uint32_t vswitch) {
   return switches_[vswitch];
 }
 
+MirrorTraffic &Traffic::count_mirror(MirrorIndex mirror) {
+  if (!is_mirror_changed_[mirror]) {
+    is_mirror_changed_[mirror] = true;
+    changed_mirrors_.push_back(mirror);
+  }
+  return mirrors_[mirror];
+}
+
 std::vector<PortIndex> Traffic::take_changed_ports() {
   for (PortIndex port : changed_ports_)
     is_port_changed_[port] = false;
@@ -80,6 +92,12 @@ std::vector<std::uint32_t> Traffic::take_changed_switches() {
   for (std::uint32_t vswitch : changed_switches_)
     is_switch_changed_[vswitch] = false;
   return std::exchange(changed_switches_, {});
+}
+
+std::vector<MirrorIndex> Traffic::take_changed_mirrors() {
+  for (MirrorIndex mirror : changed_mirrors_)
+    is_mirror_changed_[mirror] = false;
+  return std::exchange(changed_mirrors_, {});
 }
 
 void Traffic::forget_vlans(Tables const &tables, std::uint32_t vswitch, VlanSet const &vlans) {

@@ -56,6 +56,23 @@ struct SwitchCounters {
   std::uint64_t promiscuous_frames = 0;
 };
 
+// What a mirror session has counted.
+struct MirrorTraffic {
+  std::uint64_t copies = 0;
+  std::uint64_t copies_failed = 0;
+  std::uint64_t mirrored = 0;
+  std::uint64_t discarded = 0;
+  std::uint64_t failed = 0;
+  std::uint64_t seen = 0;             // the frames that it samples
+  std::vector<std::uint64_t> sent{};  // copies to each of its addresses
+};
+
+// Where a session has selected the frame that is on its way; nowhere: it has not.
+struct MirrorSelection {
+  PortIndex port = nowhere;
+  bool is_out = false;
+};
+
 // The uplinks that are fit for a way of sending, and those with all members of their LAGs.
 struct TeamFit {
   Fit fit;
@@ -89,10 +106,14 @@ class Traffic {
   // To be counted in: they stand in the changes then.
   PortCounters &count(PortIndex port);
   SwitchCounters &count_switch(std::uint32_t vswitch);
+  MirrorTraffic const &mirror(MirrorIndex mirror) const { return mirrors_[mirror]; }
+  MirrorTraffic &count_mirror(MirrorIndex mirror);
 
-  // Which ports and switches were counted in since this was asked last, in the order in which it happened first.
+  // Which ports, switches and mirror sessions were counted in since this was asked last, in the order in which it
+  // happened first.
   std::vector<PortIndex> take_changed_ports();
   std::vector<std::uint32_t> take_changed_switches();
+  std::vector<MirrorIndex> take_changed_mirrors();
 
   // What was learned at a port goes (MAC-8); what was learned in VLANs does (V-8).
   void forget_port(Tables const &tables, PortIndex port) { table(tables.ports[port].vswitch).forget_port(port); }
@@ -136,6 +157,10 @@ class Traffic {
   std::vector<PortIndex> group_members;
   // And for its bytes in each form.
   std::array<std::vector<std::uint8_t>, 3> form_room;
+  // For the sessions that have selected it, by their order in the switch, and for its copies.
+  std::vector<MirrorSelection> selections;
+  std::vector<std::uint8_t> copy_room;
+  std::vector<std::uint8_t> outer_room;
 
  private:
   void compute_fit(Tables const &tables, std::int64_t now);
@@ -151,10 +176,13 @@ class Traffic {
   std::vector<Timers> timers_;
   std::vector<PortCounters> ports_;
   std::vector<SwitchCounters> switches_;
+  std::vector<MirrorTraffic> mirrors_;
   std::vector<bool> is_port_changed_;
   std::vector<bool> is_switch_changed_;
+  std::vector<bool> is_mirror_changed_;
   std::vector<PortIndex> changed_ports_;
   std::vector<std::uint32_t> changed_switches_;
+  std::vector<MirrorIndex> changed_mirrors_;
   std::vector<TeamFit> fits_;
   std::vector<std::string> bases_;
   // When they hold: up to the next end of a wait for a link.

@@ -22,6 +22,7 @@
 #include "platform/core/runtime_options.hpp"
 #include "platform/core/traffic.hpp"
 #include "platform/core/uplink_choice.hpp"
+#include "platform/sim/mirror_compile.hpp"
 
 namespace sim {
 
@@ -116,6 +117,7 @@ forwarding::Client client_of(host::PortClient const &client) {
           .link_up = client.link_up,
           .is_promiscuous = client.is_promiscuous,
           .is_router = client.is_router,
+          .is_tcpip = client.type == VS_PORT_CLIENT_TCPIP,
           .numa_node = client.numa_node};
 }
 
@@ -147,8 +149,10 @@ class SwitchCompiler {
     compiled_.teams[0] = host::switch_team(database_, row_, uplinks_);
     for (host::Uplink const &uplink : uplinks_)
       add_uplink(uplink);
-    for (host::PortRow const &port : load_ports(database_, row_))
+    std::vector<host::PortRow> const ports = load_ports(database_, row_);
+    for (host::PortRow const &port : ports)
       add_port(port);
+    compiled_.mirror_sessions = mirror_sessions(database_, row_, ports, uplinks_);
     for (host::Lag const &lag : load_lags(database_, row_))
       add_lag(lag);
     for (host::MacRow const &entry : mac_rows_of_type(database_, row_, VS_MAC_ADDR_TYPE_USER)) {
@@ -350,6 +354,7 @@ std::unique_ptr<Compiled const> compile(Database &database) {
   std::map<RowId, std::uint32_t> nic_numbers;
   configuration.options = runtime_options(database);
   std::vector<std::string> segments;
+  configuration.stacks = mirror_stacks(database);
   for (host::NicRow const &nic : load_nics(database)) {
     nic_numbers.emplace(nic.row, static_cast<std::uint32_t>(nics.size()));
     nics.push_back({nic.row, nic.nic.name});

@@ -1,6 +1,8 @@
 // What traffic leaves behind, from the state of a host and back to it.
 #include "platform/sim/traffic_store.hpp"
 
+#include <algorithm>
+
 #include "platform/core/clock.hpp"
 #include "platform/core/constants.hpp"
 #include "platform/core/traffic.hpp"
@@ -52,6 +54,17 @@ void visit_counters(forwarding::SwitchCounters &vswitch, host::SwitchCounters &r
   visit(vswitch.longest_announcing, row.rarp_longest);
   visit(vswitch.promiscuous_copies, row.promiscuous_copies);
   visit(vswitch.promiscuous_frames, row.promiscuous_frames);
+}
+
+// And of a mirror session.
+template <typename Visit>
+void visit_counters(forwarding::MirrorTraffic &mirror, host::SessionTraffic &row, Visit &&visit) {
+  visit(mirror.copies, row.statistics.copies);
+  visit(mirror.copies_failed, row.statistics.copies_failed);
+  visit(mirror.mirrored, row.statistics.mirrored);
+  visit(mirror.discarded, row.statistics.discarded);
+  visit(mirror.failed, row.statistics.failed);
+  visit(mirror.seen, row.seen);
 }
 
 auto const take_up = [](std::uint64_t &counter, std::uint64_t stored) { counter = stored; };
@@ -198,6 +211,44 @@ void store_timers(host::Database &database, Compiled const &compiled, std::uint3
   host::store_timers(database, compiled.switches[vswitch].row, rows);
 }
 
+// ---- mirror sessions ------------------------------------------------------------------------------------------------
+
+void load_mirrors(host::Database &database, Compiled const &compiled, std::uint32_t vswitch,
+                  forwarding::Traffic &traffic) {
+  forwarding::Switch const &tables = compiled.tables.switches[vswitch];
+  if (!tables.has_mirrors())
+    return;
+  std::vector<host::SessionTraffic> rows = all_session_traffic(database, compiled.switches[vswitch].row);
+  for (forwarding::MirrorIndex index = tables.first_mirror; index < tables.end_mirror; ++index) {
+    forwarding::Mirror const &mirror = compiled.tables.mirrors[index];
+    auto const row = std::find_if(rows.begin(), rows.end(),
+                                  [&](host::SessionTraffic const &one) { return one.sid == mirror.session->name; });
+    forwarding::MirrorTraffic &counted = traffic.count_mirror(index);
+    visit_counters(counted, *row, take_up);
+    for (std::size_t i = 0; i < mirror.addresses.size(); ++i) {
+      for (host::SentCopies const &sent : row->sent) {
+        if (sent.address == text_of(mirror.addresses[i]))
+          counted.sent[i] = sent.number;
+      }
+    }
+  }
+}
+
+void store_mirrors(host::Database &database, Compiled const &compiled, forwarding::Traffic &traffic) {
+  for (forwarding::MirrorIndex const index : traffic.take_changed_mirrors()) {
+    forwarding::Mirror const &mirror = compiled.tables.mirrors[index];
+    forwarding::MirrorTraffic counted = traffic.mirror(index);
+    host::SessionTraffic row{mirror.session->name, {}, 0, {}};
+    visit_counters(counted, row, put_down);
+    for (std::size_t i = 0; i < mirror.addresses.size(); ++i)
+      row.sent.push_back({text_of(mirror.addresses[i]), counted.sent[i]});
+    auto const vswitch = std::find_if(compiled.tables.switches.begin(), compiled.tables.switches.end(),
+                                      [&](forwarding::Switch const &one) { return index < one.end_mirror; });
+    auto const place = static_cast<std::size_t>(vswitch - compiled.tables.switches.begin());
+    store_session_traffic(database, compiled.switches[place].row, row);
+  }
+}
+
 }  // namespace
 
 forwarding::Traffic load_traffic(host::Database &database, Compiled const &compiled) {
@@ -214,10 +265,12 @@ forwarding::Traffic load_traffic(host::Database &database, Compiled const &compi
     load_memberships(database, compiled, vswitch, traffic.memberships(vswitch));
     load_timers(database, compiled, vswitch, traffic.timers(vswitch));
     load_team(database, compiled, vswitch, traffic);
+    load_mirrors(database, compiled, vswitch, traffic);
   }
   load_router_ports(database, compiled, traffic);
   static_cast<void>(traffic.take_changed_ports());
   static_cast<void>(traffic.take_changed_switches());
+  static_cast<void>(traffic.take_changed_mirrors());
   return traffic;
 }
 
@@ -245,6 +298,7 @@ void store_traffic(host::Database &database, Compiled const &compiled, forwardin
     store_team(database, compiled, vswitch, traffic);
   }
   store_loads(database, compiled, traffic);
+  store_mirrors(database, compiled, traffic);
 }
 
 }  // namespace sim

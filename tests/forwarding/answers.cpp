@@ -2,7 +2,7 @@
 // (a line of JSON), then frames (a line of JSON each: endpoint, hexadecimal bytes, microseconds), and writes what
 // became of each. An empty line asks for the counters and the learned addresses.
 //
-// Of the document it takes what the data plane knows: no sessions, no beacons.
+// Of the document it takes what the data plane knows: no beacons.
 #include <arpa/inet.h>
 
 #include <iostream>
@@ -121,6 +121,13 @@ std::map<std::string, PrivateVlanType> const private_types{{"promiscuous", Priva
                                                            {"isolated", PrivateVlanType::isolated},
                                                            {"community", PrivateVlanType::community}};
 
+std::map<std::string, UplinkFilter> const uplink_filters{
+    {"none", UplinkFilter::none},    {"normal", UplinkFilter::normal}, {"stt", UplinkFilter::stt},
+    {"vxlan", UplinkFilter::vxlan},  {"geneve", UplinkFilter::geneve}, {"all_encap", UplinkFilter::all_encapsulated},
+    {"type_max", UplinkFilter::none}};
+std::map<std::string, Encapsulation> const encapsulations{
+    {"gre", Encapsulation::gre}, {"erspan2", Encapsulation::erspan_2}, {"erspan3", Encapsulation::erspan_3}};
+
 // A switch of the document, with the names by which things refer to each other there.
 struct SwitchReader {
   json const &document;
@@ -132,6 +139,9 @@ struct SwitchReader {
   Team team(json const &policy, bool has_parameters) const;
   VlanPolicy vlan(json const &port, bool is_uplink) const;
   void read_port(json const &port, std::map<std::string, std::uint32_t> const &logical);
+  std::optional<std::uint32_t> named_port(json const &entity) const;
+  MirrorSources sources(json const &session, char const *entities, char const *wildcards) const;
+  void read_session(json const &session);
 };
 
 Team SwitchReader::team(json const &policy, bool has_parameters) const {
@@ -212,6 +222,7 @@ void SwitchReader::read_port(json const &port, std::map<std::string, std::uint32
     made_client.effective = has(client, "effective_mac") ? mac_of(client["effective_mac"]) : made_client.assigned;
     made_client.link_up = get<bool>(client, "link", true);
     made_client.is_promiscuous = get<bool>(client, "promiscuous", false);
+    made_client.is_tcpip = get<std::string>(client, "type", "vnic") == "tcpip";
     made_client.is_router = get<bool>(client, "router", false);
     made_client.numa_node = get<std::int64_t>(client, "numa_node", 0);
     for (json const &group : list(client, "groups"))
@@ -233,6 +244,103 @@ void SwitchReader::read_port(json const &port, std::map<std::string, std::uint32
       made.manual.push_back({mac_of(address["mac"]), get<std::uint16_t>(address, "vlan", 0), read.number});
   }
   made.ports.push_back(std::move(read));
+}
+
+std::vector<IpPrefix> prefixes(json const &texts) {
+  std::vector<IpPrefix> made;
+  for (std::string const text : texts) {
+    std::size_t const slash = text.find('/');
+    made.push_back({ip_of(text.substr(0, slash)), static_cast<std::uint8_t>(std::stoul(text.substr(slash + 1)))});
+  }
+  return made;
+}
+
+std::optional<TransportPorts> transport_ports(json const &rule, char const *name) {
+  return has(rule, name) ? std::optional(TransportPorts{rule[name][0], rule[name][1]}) : std::nullopt;
+}
+
+// The lowest number of those that are meant.
+std::optional<std::uint32_t> SwitchReader::named_port(json const &entity) const {
+  std::string const kind = entity["kind"];
+  std::string const value = entity["value"];
+  std::optional<std::uint32_t> lowest;
+  auto const look = [&](auto const &is_meant) {
+    for (json const &port : document["ports"]) {
+      std::uint32_t const number = port["number"];
+      if (is_meant(port) && (!lowest || number < *lowest))
+        lowest = number;
+    }
+  };
+  auto const is = [&](json const &object, char const *name) { return get<std::string>(object, name, "") == value; };
+  if (kind == "dvport")
+    look([&](json const &port) { return is(port, "dvport_id"); });
+  else if (kind == "port")
+    look([&](json const &port) { return std::to_string(port["number"].get<std::uint32_t>()) == value; });
+  else if (kind == "mac")
+    look([&](json const &port) {
+      json const client = part(port, "client");
+      return !has(port, "uplink") && is(client, has(client, "effective_mac") ? "effective_mac" : "mac");
+    });
+  else
+    look([&](json const &port) { return is(port, "uplink"); });
+  if (kind == "uplink" && !lowest)
+    look([&](json const &port) { return has(port, "uplink") && is(port, "nic"); });
+  return lowest;
+}
+
+MirrorSources SwitchReader::sources(json const &session, char const *entities, char const *wildcards) const {
+  MirrorSources read;
+  for (json const &entity : list(session, entities)) {
+    if (entity["kind"] == "vlan")
+      read.vlans.push_back(static_cast<std::uint16_t>(std::stoul(entity["value"].get<std::string>())));
+    else if (auto const number = named_port(entity))
+      read.ports.push_back(*number);
+  }
+  read.all_uplinks = get<bool>(session, "all_uplinks", false);
+  for (json const &name : list(session, wildcards)) {
+    read.all_vnics |= name == "vmm";
+    read.all_tcpips |= name == "tcpip";
+    read.all_uplinks |= name == "pnic";
+  }
+  return read;
+}
+
+void SwitchReader::read_session(json const &session) {
+  if (!get<bool>(session, "enabled", true) || list(session, "destinations").empty())
+    return;
+  MirrorSession read;
+  read.name = session["session_id"];
+  read.is_remote_source = session["type"] == "rmirror_src";
+  read.is_remote_destination = session["type"] == "rmirror_dst";
+  read.in = sources(session, "sources_in", "wild_in");
+  read.out = sources(session, "sources_out", "wild_out");
+  for (json const &entity : session["destinations"]) {
+    using Kind = MirrorDestination::Kind;
+    if (entity["kind"] == "ip")
+      read.destinations.push_back({Kind::address, 0, ip_of(entity["value"])});
+    else if (auto const number = named_port(entity))
+      read.destinations.push_back({entity["kind"] == "uplink" ? Kind::uplink : Kind::port, *number});
+  }
+  read.shuts_output = get<bool>(session, "no_output", false);
+  read.shuts_input = get<bool>(session, "no_input", false);
+  read.uplink_filter = uplink_filters.at(get<std::string>(session, "uplink_filter", "none"));
+  for (json const &rule : list(session, "rules")) {
+    read.rules.push_back({rule["mirror"], prefixes(list(rule, "sources")), prefixes(list(rule, "destinations")),
+                          has(rule, "protocol") ? std::optional<std::uint8_t>(rule["protocol"]) : std::nullopt,
+                          transport_ports(rule, "source_ports"), transport_ports(rule, "destination_ports")});
+  }
+  read.sampling_rate = get<std::uint32_t>(session, "sampling_rate", 0);
+  read.keeps_vlan = get<bool>(session, "original_vlan", false);
+  read.snap_length = get<std::uint32_t>(session, "snap_length", 0);
+  if (get<bool>(session, "encapsulate", false))
+    read.outer_vlan = get<std::uint16_t>(session, "encap_vlan", 0);
+  read.encapsulation = encapsulations.at(get<std::string>(session, "encapsulation", "gre"));
+  read.stack = get<int>(session, "stack", 0) ? 1 : 0;
+  read.gre_key = get<std::uint32_t>(session, "gre_key", 0);
+  read.erspan_id = get<std::uint16_t>(session, "erspan_id", 0);
+  read.erspan_class = get<std::uint8_t>(session, "erspan_cos", 0);
+  read.erspan_granularity = get<std::uint8_t>(session, "erspan_gra", 0);
+  made.mirror_sessions.push_back(std::move(read));
 }
 
 SwitchConfiguration SwitchReader::read() {
@@ -285,7 +393,23 @@ SwitchConfiguration SwitchReader::read() {
   }
   for (json const &port : document["ports"])
     read_port(port, logical);
+  made.own_mac = 0x027673000000 | get<MacAddress>(document, "portset", 0);
+  for (json const &session : list(document, "mirror_sessions"))
+    read_session(session);
   return made;
+}
+
+Stack stack_of(json const &document) {
+  Stack stack;
+  if (has(document, "mac"))
+    stack.mac = mac_of(document["mac"]);
+  stack.gateway = has(document, "gateway_mac") ? mac_of(document["gateway_mac"]) : 0x027673ffffff;
+  stack.ipv4 = ip_of(get<std::string>(document, "ipv4", "192.0.2.1"));
+  stack.ipv6 = ip_of(get<std::string>(document, "ipv6", "2001:db8::1"));
+  stack.vlan = get<std::uint16_t>(document, "vlan", 0);
+  stack.ttl = get<std::uint8_t>(document, "ttl", 64);
+  stack.dscp = get<std::uint8_t>(document, "dscp", 0);
+  return stack;
 }
 
 struct World {
@@ -306,6 +430,8 @@ struct World {
     configuration.options.queries = get<std::uint32_t>(options, "IGMPQueries", 2);
     configuration.options.most_igmp_sources = get<std::uint32_t>(options, "IGMPV3MaxSrcIPNum", 10);
     configuration.options.most_mld_sources = get<std::uint32_t>(options, "MLDV2MaxSrcIPNum", 10);
+    json const stacks = part(document, "stacks");
+    configuration.stacks = {stack_of(part(stacks, "default")), stack_of(part(stacks, "mirror"))};
     std::map<std::string, std::uint32_t> by_name;
     std::vector<std::optional<std::int64_t>> numa_nodes;
     for (json const &nic : list(document, "nics")) {
@@ -357,7 +483,8 @@ struct Answer : Sink {
     return world.ports.at(tables.ports[place.index].number);
   }
   void deliver(Delivery const &delivery) override {
-    deliveries.push_back({name(delivery.place), digits_of(delivery.bytes), kinds[static_cast<std::size_t>(delivery.kind)]});
+    deliveries.push_back(
+        {name(delivery.place), digits_of(delivery.bytes), kinds[static_cast<std::size_t>(delivery.kind)]});
   }
   void drop(Drop const &drop) override {
     drops.push_back({name(drop.place), reason_name(static_cast<unsigned>(drop.reason)),
@@ -453,6 +580,20 @@ json routers_of(Tables const &tables, RouterPorts const &ports) {
   return numbers;
 }
 
+json sessions_of(Tables const &tables, Traffic const &traffic, std::uint32_t vswitch) {
+  json sessions = json::object();
+  Switch const &all = tables.switches[vswitch];
+  for (MirrorIndex index = all.first_mirror; index < all.end_mirror; ++index) {
+    MirrorTraffic const &counted = traffic.mirror(index);
+    sessions[tables.mirrors[index].session->name] = {{"mirrorPktCnt", counted.copies},
+                                                     {"mirrorPktFailCnt", counted.copies_failed},
+                                                     {"mirroredPkts", counted.mirrored},
+                                                     {"discardedPkts", counted.discarded},
+                                                     {"failedPkts", counted.failed}};
+  }
+  return sessions;
+}
+
 json everything(World const &world, Tables const &tables, Traffic &traffic, std::int64_t now) {
   json ports = json::array();
   for (std::uint32_t vswitch = 0; vswitch < tables.switches.size(); ++vswitch) {
@@ -481,6 +622,7 @@ json everything(World const &world, Tables const &tables, Traffic &traffic, std:
                         {"teamAllowedPktsWithPortLimit", counters.team_allowed_at_port_limit},
                         {"memberships", memberships_of(tables, traffic.memberships(vswitch))},
                         {"routers", routers_of(tables, traffic.router_ports(vswitch))},
+                        {"sessions", sessions_of(tables, traffic, vswitch)},
                         {"learned", addresses}});
   }
   return {{"ports", ports}, {"switches", switches}};

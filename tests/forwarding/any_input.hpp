@@ -65,6 +65,7 @@ class AnyHost {
     }
     made_.switches.emplace_back();
     add_switch();
+    add_mirrors();
     return std::move(made_);
   }
 
@@ -111,6 +112,86 @@ class AnyHost {
       }
       vswitch().lags.push_back(lag);
     }
+  }
+
+  // Half of the hosts mirror.
+  void add_mirrors() {
+    options().mirror_statistics = !source_.one_in(8);
+    vswitch().own_mac = 0x027673000001;
+    for (Stack &stack : made_.stacks) {
+      stack.gateway = 0x027673ffffff;
+      stack.ipv4 = ip({192, 0, 2, 1});
+      stack.ipv6 = ip(Packet(ipv6_address_size, 0x20));
+      stack.vlan = vlan(source_) % 4095;
+      stack.dscp = source_.byte() % 64;
+    }
+    if (source_.one_in(4))
+      vswitch().mtu = 100 + source_.byte();
+    for (std::uint32_t count = source_.one_in(2) ? 1 + source_.byte() % 3U : 0; count > 0; --count)
+      add_mirror();
+  }
+
+  Options &options() { return made_.options; }
+  std::uint32_t any_port() {
+    return vswitch().ports[source_.below(static_cast<std::uint32_t>(vswitch().ports.size()))].number;
+  }
+
+  IpAddress any_address() {
+    Packet bytes(source_.one_in(2) ? ipv4_address_size : ipv6_address_size, source_.byte());
+    bytes[0] = source_.one_in(2) ? 192 : source_.byte();
+    return ip(bytes);
+  }
+
+  void add_mirror() {
+    MirrorSession &session = vswitch().mirror_sessions.emplace_back();
+    session.name = std::to_string(vswitch().mirror_sessions.size());
+    session.is_remote_source = source_.one_in(8);
+    session.is_remote_destination = source_.one_in(8);
+    for (MirrorSources *const sources : {&session.in, &session.out}) {
+      for (std::uint32_t count = source_.byte() % 3; count > 0; --count)
+        sources->ports.push_back(any_port());
+      if (source_.one_in(3))
+        sources->vlans.push_back(vlan(source_));
+      sources->all_vnics = source_.one_in(4);
+      sources->all_uplinks = source_.one_in(4);
+    }
+    for (std::uint32_t count = source_.byte() % 4; count > 0; --count) {
+      using Kind = MirrorDestination::Kind;
+      std::uint32_t const number = any_port();
+      auto const found = std::find_if(vswitch().ports.begin(), vswitch().ports.end(),
+                                      [&](PortConfiguration const &port) { return port.number == number; });
+      MirrorDestination destination{is_uplink(*found) ? Kind::uplink : Kind::port, number};
+      if (source_.one_in(2))
+        destination = {Kind::address, 0, any_address()};
+      session.destinations.push_back(destination);
+    }
+    session.shuts_output = source_.one_in(4);
+    session.shuts_input = source_.one_in(4);
+    session.uplink_filter = static_cast<UplinkFilter>(source_.byte() % 6);
+    for (std::uint32_t count = source_.one_in(2) ? source_.byte() % 3 : 0; count > 0; --count) {
+      MirrorRule &rule = session.rules.emplace_back();
+      rule.mirrors = source_.one_in(2);
+      if (source_.one_in(4))
+        rule.sources.push_back({any_address(), static_cast<std::uint8_t>(source_.byte() % 33)});
+      if (source_.one_in(4))
+        rule.destinations.push_back({any_address(), static_cast<std::uint8_t>(source_.byte() % 33)});
+      if (source_.one_in(4))
+        rule.protocol = source_.byte();
+      if (source_.one_in(4))
+        rule.source_ports = TransportPorts{source_.byte(), static_cast<std::uint16_t>(source_.below(65536))};
+      if (source_.one_in(4))
+        rule.destination_ports = TransportPorts{0, static_cast<std::uint16_t>(source_.below(65536))};
+    }
+    session.sampling_rate = source_.byte() % 4;
+    session.keeps_vlan = source_.one_in(2);
+    session.snap_length = source_.one_in(2) ? 0 : source_.byte();
+    session.outer_vlan = source_.one_in(2) ? 0 : vlan(source_) % 4095;
+    session.encapsulation = static_cast<Encapsulation>(source_.byte() % 3);
+    session.stack = source_.byte() % 2;
+    session.gre_key = source_.byte() % 3;
+    session.erspan_id = static_cast<std::uint16_t>(source_.below(1024));
+    session.erspan_class = source_.byte() % 8;
+    session.erspan_granularity = source_.byte() % 4;
   }
 
   bool is_uplink(PortConfiguration const &port) {
@@ -201,11 +282,44 @@ inline Packet any_packet(Source &source) {
     put(static_cast<std::uint16_t>((source.byte() & 0xf) << 12 | AnyHost::vlan(source)), 2);
   }
   constexpr std::uint16_t types[] = {0x0800, 0x86dd, 0x0806, 0x8809, 0x8922, 0x88cc};
-  put(types[source.byte() % std::size(types)], 2);
+  std::uint16_t const type = types[source.byte() % std::size(types)];
+  put(type, 2);
+  // A header of IP mostly, with what tells tunnels behind it, or with a chain of headers.
+  if (type == 0x0800 && !source.one_in(4)) {
+    put(0x45000030, 4);
+    put(source.one_in(4) ? source.below(65536) : 0, 4);
+    put(0x40, 1);
+    put(source.one_in(2) ? 17 : source.byte() % 20, 1);
+    put(0, 2);
+    put(0xc0000200 + source.byte(), 4);
+    put(0xc6336400 + source.byte(), 4);
+  } else if (type == 0x86dd && !source.one_in(4)) {
+    put(0x60000000, 4);
+    put(0, 2);
+    constexpr std::uint8_t next[] = {0, 43, 44, 60, 17, 6, 58, 59};
+    put(next[source.byte() % std::size(next)], 1);
+    put(64, 1);
+    for (int i = 0; i < 32; ++i)
+      put(i % 16 == 0 ? 0x20 : i % 16 == 15 ? source.byte() : 0, 1);
+    for (std::uint32_t count = source.byte() % 4; count > 0; --count) {
+      put(next[source.byte() % std::size(next)], 1);
+      put(source.byte() % 3, 1);
+      put(source.byte() % 16, 2);
+      put(0, 4);
+    }
+  }
+  if (source.one_in(2)) {
+    constexpr std::uint16_t tunnels[] = {4789, 8472, 6081, 7471, 53};
+    put(source.byte(), 2);
+    put(tunnels[source.byte() % std::size(tunnels)], 2);
+  }
   for (std::uint32_t count = source.byte() % 80; count > 0; --count)
     bytes.push_back(source.byte());
   if (source.one_in(16))
     bytes.resize(source.below(1600));
+  // Cut within its addresses, its tag or its first header.
+  if (source.one_in(16))
+    bytes.resize(std::min<std::size_t>(bytes.size(), 10 + source.byte() % 16U));
   return bytes;
 }
 
@@ -295,6 +409,57 @@ inline Packet without_tag(Packet bytes) {
   return bytes;
 }
 
+// Whether a copy that is not encapsulated is made of the frame: it begins as that does, tags apart.
+inline bool is_copy_of(Packet const &copy, Packet const &frame) {
+  for (Packet const &bytes : {copy, without_tag(copy), without_tag(without_tag(copy))}) {
+    for (Packet const &original : {frame, without_tag(frame)}) {
+      if (bytes.size() >= ethernet_size && bytes.size() <= original.size() &&
+          std::equal(bytes.begin(), bytes.end(), original.begin()))
+        return true;
+    }
+  }
+  // Cut within a tag that the copy has.
+  return copy.size() >= ethernet_size && std::equal(copy.begin(), copy.begin() + 2 * mac_size, frame.begin());
+}
+
+// Whether it is one behind headers that were put in front of it.
+inline bool is_encapsulated(Packet const &copy, Packet const &frame) {
+  Packet const outer = without_tag(copy);
+  std::size_t const ip_at = ethernet_size;
+  if (outer.size() < ip_at + 20 || outer[0] != 0x02 || outer[1] != 0x76 || outer[5] != 0xff)
+    return false;
+  bool const is_ipv6 = outer[12] == 0x86;
+  std::size_t const gre_at = ip_at + (is_ipv6 ? 40 : 20);
+  if (outer[ip_at + (is_ipv6 ? 6 : 9)] != 47 || outer.size() < gre_at + 4)
+    return false;
+  std::size_t const length =
+      is_ipv6 ? 40U + (outer[ip_at + 4] << 8 | outer[ip_at + 5]) : unsigned{outer[ip_at + 2]} << 8 | outer[ip_at + 3];
+  expect(ip_at + length == outer.size(), "E-0: the packet is as long as it says");
+  bool const has_key = (outer[gre_at] & 0x20) != 0;
+  std::size_t const type = outer[gre_at + 2] << 8 | outer[gre_at + 3];
+  std::size_t const inner_at = gre_at + 4 + (type == 0x6558 ? (has_key ? 4 : 0) : type == 0x88be ? 12 : 16);
+  return inner_at <= outer.size() &&
+         is_copy_of({outer.begin() + static_cast<std::ptrdiff_t>(inner_at), outer.end()}, frame);
+}
+
+// M-4, M-10, API-7: copies come last, and none is of a copy.
+inline void check_copies(Tables const &tables, Packet const &frame, Checker const &checker) {
+  std::size_t copies = 0;
+  for (Checker::Told const &told : checker.told) {
+    if (!told.is_delivery)
+      continue;
+    bool const is_copy = told.kind == DeliveryKind::mirror;
+    expect(is_copy || copies == 0, "API-7: copies come behind the frames");
+    copies += is_copy;
+    if (is_copy)
+      expect(is_copy_of(told.bytes, frame) || is_encapsulated(told.bytes, frame), "M-10: a copy is of the frame");
+  }
+  std::size_t most = 0;
+  for (Mirror const &mirror : tables.mirrors)
+    most += mirror.destinations.size();
+  expect(copies <= most, "M-4: copies are never mirrored");
+}
+
 inline PortIndex port_at(Tables const &tables, Place place) {
   return place.kind == Place::Kind::nic ? tables.port_of_nic[place.index] : place.index;
 }
@@ -302,13 +467,18 @@ inline PortIndex port_at(Tables const &tables, Place place) {
 // P-2 to P-4, V-12, API-7.
 inline void check_frame(Tables const &tables, Frame const &frame, Checker const &checker) {
   Packet const original(frame.bytes.begin(), frame.bytes.end());
-  expect((checker.consumed != 0) != !checker.told.empty() && checker.consumed <= 1,
-         "P-3: a frame is delivered, dropped or consumed");
+  check_copies(tables, original, checker);
+  bool const is_told = std::any_of(checker.told.begin(), checker.told.end(), [](Checker::Told const &told) {
+    return !told.is_delivery || told.kind != DeliveryKind::mirror;
+  });
+  expect((checker.consumed != 0) != is_told && checker.consumed <= 1, "P-3: a frame is delivered, dropped or consumed");
   std::vector<Place> places{frame.from};
   bool is_dropped_in = false;
   std::uint32_t last_delivery = 0;
   std::uint32_t last_drop = 0;
   for (Checker::Told const &told : checker.told) {
+    if (told.is_delivery && told.kind == DeliveryKind::mirror)
+      continue;
     if (!told.is_delivery && told.stage == Stage::in) {
       expect(!is_dropped_in && told.place == frame.from, "P-2: one drop on the way in, at the place of the frame");
       is_dropped_in = true;
@@ -346,6 +516,7 @@ inline void forward_any(std::string_view input, std::set<Reason> &seen) {
   Tables const tables(AnyHost(source).make());
   Traffic traffic(tables);
   std::map<PortIndex, Expected> expected;
+  std::uint64_t copies = 0;
   std::int64_t now = 0;
   while (!source.is_empty()) {
     now += source.one_in(4) ? source.below(65536) * 50 : 0;
@@ -375,6 +546,7 @@ inline void forward_any(std::string_view input, std::set<Reason> &seen) {
         continue;
       Expected &here = expected[port];
       here.out += told.is_delivery;
+      copies += told.is_delivery && told.kind == DeliveryKind::mirror;
       here.out_bytes += told.bytes.size();
       here.out_dropped += !told.is_delivery && told.stage == Stage::out;
       here.in_dropped += !told.is_delivery && told.stage == Stage::in;
@@ -385,6 +557,14 @@ inline void forward_any(std::string_view input, std::set<Reason> &seen) {
            "IG-8: clients join groups by their reports");
     expect(std::is_sorted(membership.sources.begin(), membership.sources.end()), "sources stand in order");
   }
+  for (MirrorIndex index = 0; index < tables.mirrors.size(); ++index) {
+    MirrorTraffic const &counted = traffic.mirror(index);
+    copies -= tables.options.mirror_statistics ? counted.copies : 0;
+    std::uint64_t const all = counted.copies + counted.copies_failed;
+    expect(counted.mirrored <= counted.copies && counted.mirrored + counted.failed <= all,
+           "M-12: a frame has copies or failed ones");
+  }
+  expect(copies == 0 || !tables.options.mirror_statistics, "M-12: copies are counted");
   std::vector<std::uint32_t> learned(tables.ports.size());
   for (LearnedAddress const &address : traffic.table(0).addresses())
     ++learned[address.port];

@@ -5,7 +5,7 @@
 #include <string_view>
 #include <vector>
 
-#include "platform/forwarding/frame.hpp"
+#include "platform/forwarding/ip_address.hpp"
 
 namespace forwarding {
 
@@ -34,6 +34,11 @@ inline Packet hex(std::string_view text) {
 inline Packet operator+(Packet left, Packet const &right) {
   left.insert(left.end(), right.begin(), right.end());
   return left;
+}
+
+// Of 4 or 16 bytes.
+inline IpAddress ip(Packet const &bytes) {
+  return IpAddress(bytes);
 }
 
 inline Packet zeros(std::size_t count) {

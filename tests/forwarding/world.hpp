@@ -60,7 +60,7 @@ struct Outcomes : Sink {
   };
   Tables const &tables;
   std::vector<Delivered> deliveries;
-  std::string line;  // deliveries, those of promiscuous ports with a star, and drops
+  std::string line;  // deliveries, those of promiscuous ports with a star, copies with a plus, and drops
   std::vector<std::string> steps;
   bool explains = false;
   int consumed = 0;
@@ -76,7 +76,8 @@ struct Outcomes : Sink {
   void deliver(Delivery const &delivery) override {
     std::string const place = name(delivery.place);
     deliveries.push_back({place, delivery.kind, delivery.form, {delivery.bytes.begin(), delivery.bytes.end()}});
-    add(place + (delivery.kind == DeliveryKind::promiscuous ? "*" : ""));
+    constexpr char const *kinds[] = {"", "*", "+", ""};
+    add(place + kinds[static_cast<std::size_t>(delivery.kind)]);
   }
   void drop(Drop const &drop) override {
     add((drop.stage == Stage::in ? "in:" : "out:") + name(drop.place) + ":" +
@@ -202,6 +203,26 @@ class World : public testing::Test {
         return delivered.bytes;
     }
     return {};
+  }
+
+  // The copies of the last frame at a place.
+  std::vector<Packet> copies_at(std::string const &place) const {
+    std::vector<Packet> copies;
+    for (Outcomes::Delivered const &delivered : last) {
+      if (delivered.place == place && delivered.kind == DeliveryKind::mirror)
+        copies.push_back(delivered.bytes);
+    }
+    return copies;
+  }
+
+  // Copies, copies that failed, frames mirrored, discarded and failed of a session.
+  std::string mirrored(MirrorIndex session = 0) {
+    MirrorTraffic const &counted = traffic->mirror(session);
+    std::string line;
+    for (std::uint64_t number :
+         {counted.copies, counted.copies_failed, counted.mirrored, counted.discarded, counted.failed})
+      line += (line.empty() ? "" : " ") + std::to_string(number);
+    return line;
   }
 
   PortCounters const &counters(std::uint32_t number) { return traffic->counters(index(number)); }

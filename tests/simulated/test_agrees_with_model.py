@@ -1,6 +1,5 @@
 """Simulated hosts and the model of the pipeline, a second implementation made of its description alone, on the same
-random hosts and frames: deliveries, drops, counters and MAC tables are the same, while clients change and time passes.
-Hosts are without what the data plane does not do yet: mirror sessions."""
+random hosts and frames: deliveries, drops, counters and MAC tables are the same, while clients change and time passes."""
 
 import os
 from typing import Any
@@ -18,7 +17,6 @@ FRAMES = 200 if FULL else 60
 def made(seed: int) -> dict[str, Any]:
     document = random_host(seed)
     for switch in document["switches"]:
-        switch["mirror_sessions"] = []
         # Only a description has addresses at a port without link; a host forgets them when that is set again.
         for port in switch["ports"]:
             port["learned"] = []
