@@ -15,6 +15,7 @@
 #include "platform/core/safe_files.hpp"
 #include "platform/core/status_names.hpp"
 #include "platform/core/switch_state.hpp"
+#include "platform/core/team_rows.hpp"
 #include "platform/core/text.hpp"
 #include "platform/core/traffic.hpp"
 #include "platform/core/uplink_list.hpp"
@@ -322,6 +323,7 @@ void boot_again(Database &database) {
   forget_volatile_settings(database);
   forget_rtm(database);
   forget_traffic(database);
+  forget_teams(database);
   restart_clients(database);
   set_all_nics_up(database);
   restore_partners(database);

@@ -42,6 +42,9 @@ class HOST_API Rows {
   bool next();
   std::int64_t integer(int column) const { return sqlite3_column_int64(statement_, column); }
   bool is_null(int column) const { return sqlite3_column_type(statement_, column) == SQLITE_NULL; }
+  std::optional<std::int64_t> integer_or_none(int column) const {
+    return is_null(column) ? std::nullopt : std::optional(integer(column));
+  }
   std::string_view bytes(int column) const;
   std::string text(int column) const { return std::string(bytes(column)); }
 

@@ -60,4 +60,33 @@ void forget_partners(Database &database) {
   database.execute("DELETE FROM lacp_partner");
 }
 
+bool has_partners(Database &database) {
+  return database.rows("SELECT 1 FROM lacp_partner").next();
+}
+
+LacpSendingRow read_sending(Rows const &row, int first) {
+  return {row.integer_or_none(first), row.integer(first + 1), row.integer_or_none(first + 2)};
+}
+
+LacpPartnerState load_partner_state(Database &database, RowId nic) {
+  Rows row =
+      database.rows("SELECT heard, is_named, sent_at, sent_in_second, send_at FROM lacp_partner WHERE nic = ?", nic);
+  LacpPartnerState state;
+  if (!row.next())
+    return state;
+  if (!row.is_null(0))
+    state.heard = row.text(0);
+  state.is_named = row.integer(1) != 0;
+  state.sending = read_sending(row, 2);
+  return state;
+}
+
+void store_partner_state(Database &database, RowId nic, LacpPartnerState const &state) {
+  database.execute(
+      "UPDATE lacp_partner SET heard = NULL, is_named = ?, sent_at = ?, sent_in_second = ?, send_at = ? WHERE nic = ?",
+      state.is_named, state.sending.sent_at, state.sending.sent_in_second, state.sending.send_at, nic);
+  if (state.heard)
+    database.execute("UPDATE lacp_partner SET heard = ? WHERE nic = ?", Blob{*state.heard}, nic);
+}
+
 }  // namespace host

@@ -3,6 +3,7 @@
 
 #include <cstdint>
 #include <optional>
+#include <string>
 
 #include "platform/core/database.hpp"
 #include "platform/core/export.hpp"
@@ -30,5 +31,24 @@ HOST_API std::optional<LacpPartner> load_partner(Database &database, RowId nic);
 // None: there is no partner any more.
 HOST_API void set_partner(Database &database, RowId nic, std::optional<LacpPartner> const &partner);
 void forget_partners(Database &database);
+bool has_partners(Database &database);
+
+// When an end sends; times in microseconds of the host's clock.
+struct LacpSendingRow {
+  std::optional<std::int64_t> sent_at;
+  std::int64_t sent_in_second = 0;
+  std::optional<std::int64_t> send_at;
+};
+
+LacpSendingRow read_sending(Rows const &row, int first);
+
+// What a scripted partner has heard: its end, as 15 bytes of an LACPDU.
+struct LacpPartnerState {
+  std::optional<std::string> heard;
+  bool is_named = false;
+  LacpSendingRow sending;
+};
+HOST_API LacpPartnerState load_partner_state(Database &database, RowId nic);
+HOST_API void store_partner_state(Database &database, RowId nic, LacpPartnerState const &state);
 
 }  // namespace host

@@ -76,6 +76,9 @@ struct PortRow {
   bool is_client_port() const { return client.type != VS_PORT_CLIENT_UNKNOWN && !client.is_uplink(); }
 };
 
+// A condition on a column that names a port: that it is of the switch whose number is bound next.
+#define PORTS_OF_SWITCH " IN (SELECT id FROM port WHERE vswitch = ?)"
+
 // In the order of their numbers, zombies included.
 HOST_API std::vector<PortRow> load_ports(Database &database, RowId vswitch);
 // Refuses with QEL_NOT_FOUND.

@@ -3,24 +3,15 @@
 
 #include <algorithm>
 
+#include "platform/core/ports.hpp"
+
 namespace host {
 
-namespace {
-
-std::optional<std::int64_t> number_or_none(Rows const &row, int column) {
-  if (row.is_null(column))
-    return std::nullopt;
-  return row.integer(column);
+void forget_teams(Database &database) {
+  database.execute_script(
+      "DELETE FROM lacp_member; DELETE FROM beacon; DELETE FROM beacon_judgement; DELETE FROM beacon_failure;"
+      "DELETE FROM team_load; DELETE FROM team_move;");
 }
-
-LacpSendingRow read_sending(Rows const &row, int first) {
-  return {number_or_none(row, first), row.integer(first + 1), number_or_none(row, first + 2)};
-}
-
-// Of the ports of a switch.
-#define OF_SWITCH " IN (SELECT id FROM port WHERE vswitch = ?)"
-
-}  // namespace
 
 // ---- LACP ----------------------------------------------------------------------------------------------
 
@@ -29,14 +20,14 @@ std::vector<LacpMemberRow> load_lacp_members(Database &database, RowId vswitch) 
   Rows row = database.rows(
       "SELECT port, receive, receive_until, selected, selected_since, up, actor_state, partner_state, sent_at,"
       " sent_in_second, send_at, sent, received, bad, changes, partner_system, partner_system_priority, partner_key,"
-      " partner_port_priority, partner_port FROM lacp_member WHERE port" OF_SWITCH,
+      " partner_port_priority, partner_port FROM lacp_member WHERE port" PORTS_OF_SWITCH,
       vswitch);
   while (row.next()) {
     LacpMemberRow member{.port = row.integer(0),
                          .receive = row.text(1),
-                         .receive_until = number_or_none(row, 2),
+                         .receive_until = row.integer_or_none(2),
                          .selected = row.integer(3) != 0,
-                         .selected_since = number_or_none(row, 4),
+                         .selected_since = row.integer_or_none(4),
                          .up = row.integer(5) != 0,
                          .actor_state = row.integer(6),
                          .partner = std::nullopt,
@@ -82,32 +73,11 @@ void lose_lacp(Database &database, RowId port) {
       kept_state, port);
 }
 
-LacpPartnerState load_partner_state(Database &database, RowId nic) {
-  Rows row =
-      database.rows("SELECT heard, is_named, sent_at, sent_in_second, send_at FROM lacp_partner WHERE nic = ?", nic);
-  LacpPartnerState state;
-  if (!row.next())
-    return state;
-  if (!row.is_null(0))
-    state.heard = row.text(0);
-  state.is_named = row.integer(1) != 0;
-  state.sending = read_sending(row, 2);
-  return state;
-}
-
-void store_partner_state(Database &database, RowId nic, LacpPartnerState const &state) {
-  database.execute(
-      "UPDATE lacp_partner SET heard = NULL, is_named = ?, sent_at = ?, sent_in_second = ?, send_at = ? WHERE nic = ?",
-      state.is_named, state.sending.sent_at, state.sending.sent_in_second, state.sending.send_at, nic);
-  if (state.heard)
-    database.execute("UPDATE lacp_partner SET heard = ? WHERE nic = ?", Blob{*state.heard}, nic);
-}
-
 // ---- beacons -------------------------------------------------------------------------------------------
 
 std::vector<HeardBeacon> load_beacons(Database &database, RowId vswitch) {
   std::vector<HeardBeacon> beacons;
-  Rows row = database.rows("SELECT listener, sender, heard FROM beacon WHERE listener" OF_SWITCH, vswitch);
+  Rows row = database.rows("SELECT listener, sender, heard FROM beacon WHERE listener" PORTS_OF_SWITCH, vswitch);
   while (row.next())
     beacons.push_back({row.integer(0), row.integer(1), row.integer(2)});
   return beacons;
@@ -123,7 +93,7 @@ std::optional<JudgedBeacons> load_judgement(Database &database, RowId vswitch) {
   if (!judged.next())
     return std::nullopt;
   JudgedBeacons judgement{judged.integer(0) != 0, {}};
-  Rows row = database.rows("SELECT port FROM beacon_failure WHERE port" OF_SWITCH, vswitch);
+  Rows row = database.rows("SELECT port FROM beacon_failure WHERE port" PORTS_OF_SWITCH, vswitch);
   while (row.next())
     judgement.failed.push_back(row.integer(0));
   return judgement;
@@ -132,7 +102,7 @@ std::optional<JudgedBeacons> load_judgement(Database &database, RowId vswitch) {
 void store_judgement(Database &database, RowId vswitch, JudgedBeacons const &judged) {
   database.execute("INSERT OR REPLACE INTO beacon_judgement (vswitch, is_undecided) VALUES (?, ?)", vswitch,
                    judged.is_undecided);
-  database.execute("DELETE FROM beacon_failure WHERE port" OF_SWITCH, vswitch);
+  database.execute("DELETE FROM beacon_failure WHERE port" PORTS_OF_SWITCH, vswitch);
   for (RowId const port : judged.failed)
     database.execute("INSERT INTO beacon_failure (port) VALUES (?)", port);
 }
@@ -146,11 +116,11 @@ bool has_beacon_failed(Database &database, RowId port) {
 std::vector<PortLoadRow> load_port_loads(Database &database, RowId vswitch) {
   std::vector<PortLoadRow> loads;
   {
-    Rows row = database.rows("SELECT port, bytes FROM team_load WHERE port" OF_SWITCH, vswitch);
+    Rows row = database.rows("SELECT port, bytes FROM team_load WHERE port" PORTS_OF_SWITCH, vswitch);
     while (row.next())
       loads.push_back({row.integer(0), static_cast<std::uint64_t>(row.integer(1)), std::nullopt});
   }
-  Rows row = database.rows("SELECT port, uplink, basis FROM team_move WHERE port" OF_SWITCH, vswitch);
+  Rows row = database.rows("SELECT port, uplink, basis FROM team_move WHERE port" PORTS_OF_SWITCH, vswitch);
   while (row.next()) {
     auto found =
         std::find_if(loads.begin(), loads.end(), [&](PortLoadRow const &load) { return load.port == row.integer(0); });

@@ -1,5 +1,4 @@
-// What the teams of switches have found by themselves: LACP, beacons, loads. The one owner of these tables, but for a
-// boot (traffic.hpp).
+// What the teams of switches have found by themselves: LACP, beacons, loads. The one owner of these tables.
 #pragma once
 
 #include <cstdint>
@@ -9,9 +8,13 @@
 
 #include "platform/core/database.hpp"
 #include "platform/core/export.hpp"
+#include "platform/core/lacp_partner.hpp"
 #include "platform/core/mac_address.hpp"
 
 namespace host {
+
+// A boot forgets all of it.
+void forget_teams(Database &database);
 
 // ---- LACP ----------------------------------------------------------------------------------------------
 
@@ -22,13 +25,6 @@ struct LacpEndRow {
   std::int64_t key = 0;
   std::int64_t port_priority = 0;
   std::int64_t port = 0;
-};
-
-// When an end sends; times in microseconds of the host's clock.
-struct LacpSendingRow {
-  std::optional<std::int64_t> sent_at;
-  std::int64_t sent_in_second = 0;
-  std::optional<std::int64_t> send_at;
 };
 
 // A member of a LAG that negotiates.
@@ -52,15 +48,6 @@ HOST_API std::vector<LacpMemberRow> load_lacp_members(Database &database, RowId 
 HOST_API void store_lacp_member(Database &database, LacpMemberRow const &row);
 // The link of the uplink port is down: what was negotiated is gone.
 void lose_lacp(Database &database, RowId port);
-
-// What a scripted partner has heard: its end, as 15 bytes of an LACPDU.
-struct LacpPartnerState {
-  std::optional<std::string> heard;
-  bool is_named = false;
-  LacpSendingRow sending;
-};
-HOST_API LacpPartnerState load_partner_state(Database &database, RowId nic);
-HOST_API void store_partner_state(Database &database, RowId nic, LacpPartnerState const &state);
 
 // ---- beacons -------------------------------------------------------------------------------------------
 

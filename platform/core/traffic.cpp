@@ -3,6 +3,7 @@
 #include "platform/core/traffic.hpp"
 
 #include "platform/core/clock.hpp"
+#include "platform/core/lacp_partner.hpp"
 
 namespace host {
 
@@ -64,9 +65,7 @@ void forget_traffic(Database &database) {
       "DELETE FROM mac_entry; DELETE FROM port_counter; DELETE FROM switch_counter;"
       "DELETE FROM multicast_group; DELETE FROM multicast_source;"
       "UPDATE mirror_session SET copies = 0, copies_failed = 0, mirrored = 0, discarded = 0, failed = 0, seen = 0;"
-      "DELETE FROM mirror_destination; DELETE FROM router_port; DELETE FROM lacp_member; DELETE FROM beacon;"
-      "DELETE FROM beacon_judgement; DELETE FROM beacon_failure;"
-      "DELETE FROM team_load; DELETE FROM team_move; DELETE FROM timer;");
+      "DELETE FROM mirror_destination; DELETE FROM router_port; DELETE FROM timer;");
 }
 
 void save_traffic(Database &database, RowId vswitch) {
@@ -207,7 +206,7 @@ void forget_aged(Database &database, RowId vswitch, std::int64_t oldest) {
 
 bool has_timed_traffic(Database &database) {
   return database.rows("SELECT 1 FROM mac_entry").next() || database.rows("SELECT 1 FROM multicast_group").next() ||
-         database.rows("SELECT 1 FROM lacp_partner").next();
+         has_partners(database);
 }
 
 void forget_own_groups(Database &database, RowId port) {

@@ -7,12 +7,6 @@ namespace host {
 
 namespace {
 
-std::optional<std::int64_t> number_or_none(Rows const &row, int column) {
-  if (row.is_null(column))
-    return std::nullopt;
-  return row.integer(column);
-}
-
 std::optional<RowId> only_number(Rows row) {
   if (!row.next())
     return std::nullopt;
@@ -47,7 +41,7 @@ std::vector<NicRow> load_nics(Database &database) {
                      rows.integer(6) != 0, rows.integer(7), rows.integer(8) != 0, rows.integer(10), rows.text(11)},
                     rows.integer(9) != 0,
                     rows.integer(12),
-                    number_or_none(rows, 13)});
+                    rows.integer_or_none(13)});
   }
   return nics;
 }
@@ -122,7 +116,7 @@ std::vector<NicBinding> nic_bindings(Database &database) {
   std::vector<NicBinding> bindings;
   Rows rows = database.rows("SELECT vswitch, port, nic, numa_node FROM uplink_port WHERE nic IS NOT NULL");
   while (rows.next())
-    bindings.push_back({rows.integer(0), rows.integer(1), rows.integer(2), number_or_none(rows, 3)});
+    bindings.push_back({rows.integer(0), rows.integer(1), rows.integer(2), rows.integer_or_none(3)});
   return bindings;
 }
 
@@ -153,9 +147,9 @@ std::vector<Uplink> load_uplinks(Database &database, RowId vswitch) {
       " WHERE uplink_port.vswitch = ? ORDER BY uplink_port.position",
       vswitch);
   while (rows.next()) {
-    uplinks.push_back({rows.text(0), rows.integer(1), number_or_none(rows, 2), rows.text(3), rows.integer(4) != 0,
-                       rows.integer(5) != 0, rows.integer(6), rows.integer(7), rows.integer(8), number_or_none(rows, 9),
-                       number_or_none(rows, 10), rows.integer(11)});
+    uplinks.push_back({rows.text(0), rows.integer(1), rows.integer_or_none(2), rows.text(3), rows.integer(4) != 0,
+                       rows.integer(5) != 0, rows.integer(6), rows.integer(7), rows.integer(8), rows.integer_or_none(9),
+                       rows.integer_or_none(10), rows.integer(11)});
   }
   return uplinks;
 }
