@@ -15,8 +15,8 @@ struct RuleRow {
 constexpr RuleRow rules[] = {
 #define RULE(name, id, text) {id, text},
 #include "platform/forwarding/rules.def"
-#include "platform/forwarding/rules_missing.def"
 #include "platform/forwarding/rules_of_host.def"
+#include "platform/forwarding/rules_of_interfaces.def"
 #undef RULE
 };
 

@@ -11,8 +11,8 @@ namespace forwarding {
 enum class Rule : std::uint8_t {
 #define RULE(name, id, text) name,
 #include "platform/forwarding/rules.def"
-#include "platform/forwarding/rules_missing.def"
 #include "platform/forwarding/rules_of_host.def"
+#include "platform/forwarding/rules_of_interfaces.def"
 #undef RULE
 };
 

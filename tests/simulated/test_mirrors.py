@@ -5,6 +5,7 @@ import os
 import shutil
 import struct
 import subprocess
+import sys
 from random import Random
 
 import pytest
@@ -378,6 +379,44 @@ def test_D_2_D_4_other_processes_see_it(tmp_path):
     assert copies(first.send(source, SAMPLE)) == []
     assert len(copies(other.send(source, SAMPLE))) == 1
     assert statistics(first) == statistics(other) == [3, 0, 3, 2, 0]
+
+
+def test_D_2_saved_and_restored_around_an_upgrade():
+    it, source = lasting()
+    with it:
+        with vswitch.Host().save_restore("sw") as steps:
+            steps.register_save().save().block_ports()
+            assert it.send(source, SAMPLE).drops[0].reason.value == "port-blocked"
+            steps.upgrade_switch().upgrade_ports().register_restore().restore().restore_complete()
+        goes_on(it, source)
+
+
+WRITER = """
+import sys
+from vswitch.simulated import SimulatedHost
+host = SimulatedHost(sys.argv[1])
+while True:
+    host.send(("sw", sys.argv[2]), bytes.fromhex(sys.argv[3]))
+    print(flush=True)
+"""
+
+
+def test_D_3_a_killed_process_leaves_whole_frames(tmp_path):
+    it, source = lasting()
+    it.snapshot(tmp_path / "host.db")
+    command = [sys.executable, "-c", WRITER, tmp_path / "host.db", source[1], SAMPLE.hex()]
+    environment = os.environ | {"PYTHONPATH": os.pathsep.join(workspace.SEARCH)}
+    with subprocess.Popen(command, stdout=subprocess.PIPE, env=environment) as writer:
+        for _ in range(20):
+            writer.stdout.readline()
+        writer.kill()
+    after = SimulatedHost(tmp_path / "host.db")
+    sent = after.counters(source)["pktsInUnicast"] + after.counters(source)["pktsInBroadcast"]
+    assert sent >= 23
+    copied = (sent + 1) // 2  # every second one, from the first on
+    assert statistics(after) == [copied, 0, copied, sent - copied, 0]
+    following = [copy for _ in range(2) for copy in copies(after.send(source, SAMPLE))]
+    assert [copy[38:42] for copy in following] == [copied.to_bytes(4, "big")]
 
 
 def test_E_5_a_boot_and_a_new_session_begin_anew():
