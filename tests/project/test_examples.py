@@ -228,3 +228,12 @@ def test_who_reaches_whom_is_found_on_a_copy(tmp_path):
     assert run(script, host).stdout == said
     counted = "import vswitch; print(vswitch.Host().switches['workload'].ports['100'].statistics.packets_in)"
     assert run(["-c", counted], host).stdout == "0\n"
+
+
+# ---- simulated/test_protocols.py --------------------------------------------------------------------------------------
+
+
+def test_the_tests_of_protocols_pass(tmp_path):
+    process = run(["-m", "pytest", "-q", "-p", "no:cacheprovider", EXAMPLES / "simulated" / "test_protocols.py"],
+                  tmp_path / "host.db")
+    assert process.returncode == 0 and "3 passed" in process.stdout, process.stdout
