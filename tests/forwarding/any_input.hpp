@@ -185,7 +185,7 @@ class AnyHost {
     session.sampling_rate = source_.byte() % 4;
     session.keeps_vlan = source_.one_in(2);
     session.snap_length = source_.one_in(2) ? 0 : source_.byte();
-    session.outer_vlan = source_.one_in(2) ? 0 : vlan(source_) % 4095;
+    session.outer_vlan = static_cast<std::uint16_t>(source_.one_in(2) ? 0 : vlan(source_) % 4095);
     session.encapsulation = static_cast<Encapsulation>(source_.byte() % 3);
     session.stack = source_.byte() % 2;
     session.gre_key = source_.byte() % 3;
