@@ -35,7 +35,8 @@ forwarding::IpAddress address_of(qel_Bool is_ipv6, Contents const &contents) {
   return forwarding::IpAddress(is_ipv6 ? bytes(contents.ipv6) : bytes(contents.ipv4));
 }
 
-forwarding::TransportPorts range_of(DVMirrorPortRanage const &range) {
+// By value: it lies in a record without padding, at any address.
+forwarding::TransportPorts range_of(DVMirrorPortRanage range) {
   return {range.begin, range.end};
 }
 
