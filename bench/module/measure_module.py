@@ -2,7 +2,8 @@
 
 Each contestant runs in processes of its own, in alternating rounds whose order alternates, too, with the garbage
 collector off. A round gives the best of some short runs; what counts is the ratio of the lower quartiles of the rounds:
-shared machines have phases in which all takes almost twice as long, and a median falls now into one, now into the other.
+shared machines have phases in which all takes almost twice as long, and a median falls now into one, now into the
+other.
 All load the same host libraries, whose functions only return.
 
 Usage: measure_module.py BENCH [--rounds N] [--json FILE]    the table; BENCH is build/bench/module

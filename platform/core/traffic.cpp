@@ -1,5 +1,5 @@
 // What traffic leaves behind: counters, entries of the MAC tables, counters of mirror sessions, memberships of
-// multicast groups, what LACP found.
+// multicast groups. Longer than most, so that SQL on these tables, and what saves and restores them, stands once.
 #include "platform/core/traffic.hpp"
 
 #include "platform/core/clock.hpp"

@@ -1,4 +1,5 @@
 // The way of a frame through a switch, from the gate of the port where it comes in to its deliveries.
+// In one piece, longer than most: it reads like the table of the steps, in their order.
 #include "platform/forwarding/pipeline.hpp"
 
 #include <algorithm>

@@ -76,7 +76,8 @@ Reason cannot_send(Port const &uplink);
 // Why an uplink that was chosen cannot send a frame of the VLAN (T-9); none if it can.
 Reason refused_at_uplink(Tables const &tables, Port const &uplink, std::uint16_t vlan);
 
-// The one of the members of a LAG that are up that carries a frame: a LAG is one link to the policy, and spreads the frames itself (T-3).
+// The one of the members of a LAG that are up that carries a frame: a LAG is one link to the policy, and spreads the
+// frames itself (T-3).
 std::optional<UplinkPosition> choose_member(Lag const &lag, UplinkSet members_up, Header const &frame,
                                             std::uint16_t vlan);
 

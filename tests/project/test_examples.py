@@ -230,7 +230,7 @@ def test_who_reaches_whom_is_found_on_a_copy(tmp_path):
     assert run(["-c", counted], host).stdout == "0\n"
 
 
-# ---- simulated/test_protocols.py --------------------------------------------------------------------------------------
+# ---- simulated/test_protocols.py -----------------------------------------------------------------------------------
 
 
 def test_the_tests_of_protocols_pass(tmp_path):

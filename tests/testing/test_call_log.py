@@ -69,7 +69,7 @@ def test_records_addresses_and_aborts(vswitch_host: LabHost, vswitch_call_log: C
     walk = vswitch_call_log.calls("DVSState_SwitchForEach")[-1]
     assert set(walk.arguments.values()) <= {ADDRESS, None} and walk.status is None
     given_back = vswitch_call_log.calls("VSQEL_FreeMemory") + vswitch_call_log.calls("VSDVS_FreeMemory")
-    assert all(list(one.arguments.values()) == [ADDRESS] for one in given_back)
+    assert given_back and all(list(one.arguments.values()) == [ADDRESS] for one in given_back)
     with vswitch_host.fault("abort", "VSDVS_SetMTU", exception="OSError", message="gone"):
         with raises(OSError):
             vswitch_host.switches["workload"].mtu = 1500
