@@ -6,6 +6,7 @@
 #include "companion/facts.hpp"
 #include "companion/instances.hpp"
 #include "companion/members.hpp"
+#include "runtime/bridge.hpp"
 
 #include <algorithm>
 #include <array>
@@ -185,7 +186,7 @@ bool has_six_bytes(MethodIndex method, std::uint8_t place, PyObject *object) {
 
 // ---- functions of which something is known ---------------------------------------------------------------------
 
-[[gnu::noinline]] void remember_sources(PyObject *result, MethodIndex method) {
+[[gnu::always_inline]] inline void remember_sources(PyObject *result, MethodIndex method) {
   if (!PyList_CheckExact(result)) {
     remember_source(result, method);
     return;
@@ -206,7 +207,7 @@ bool has_six_bytes(MethodIndex method, std::uint8_t place, PyObject *object) {
 [[gnu::always_inline]] inline PyObject *call_by_facts(MethodIndex method, const MethodFacts &facts, Arguments arguments,
                                                       Lock lock) {
   if (facts.role == Role::takes_back) {
-    if (*engine->bridge_claims) [[unlikely]] {
+    if (is_claimed(*engine->bridge_use)) [[unlikely]] {
       // Now rather than in the call: what is looked at here is to hold until it is over.
       engine->wait_for_bridge();
     }

@@ -4,6 +4,7 @@
 #include "companion/contents.hpp"
 #include "companion/facts.hpp"
 #include "companion/functions.hpp"
+#include "runtime/bridge.hpp"
 
 #include <cstdlib>
 #include <cstring>
@@ -39,7 +40,7 @@ PyObject *make_instance(PyTypeObject *type, void *pointer, swig_type_info *descr
   record->owner = nullptr;
   record->weak_references = nullptr;
   record->source = 0;
-  record->state = 0;
+  record->state = descriptor == kind.descriptor ? 0 : of_other_type;
   record->run = 0;
   record->owned = ownership == Ownership::owned;
   return reinterpret_cast<PyObject *>(record);
@@ -51,7 +52,7 @@ namespace {
 void free_own(const RecordObject *record) {
   if (record->owned) {
     // As the record's destructor function does.
-    *engine->bridge_claims ? engine->free_later(record->pointer) : std::free(record->pointer);
+    is_claimed(*engine->bridge_use) ? engine->free_later(record->pointer) : std::free(record->pointer);
   }
 }
 
@@ -151,6 +152,7 @@ bool construct_into(RecordObject *record, const RecordClass &kind, Arguments arg
       return false;
     }
     record->pointer = memory;
+    record->type = kind.descriptor;
     record->owned = true;
     record->state = 0;
     record->run = 0;

@@ -35,10 +35,18 @@ const MethodObject &as_method(PyObject *object) {
   return *reinterpret_cast<MethodObject *>(object);
 }
 
-// The memory to work on directly; null where the accessor function has to judge. What counts is whose memory it is, not
-// which class a script has given the instance.
+// What counts is whose memory it is, not which class a script has given the instance.
+[[gnu::noinline]] void *pointer_by_type(PyObject *object, const swig_type_info *type) {
+  return is_record(object) && as_record(object)->type == type ? live_pointer(as_record(object)) : nullptr;
+}
+
+// The memory to work on directly; null where the accessor function has to judge. Whose memory it is needs no looking up
+// for an instance of the class itself, to which no script can give another class.
 [[gnu::always_inline]] inline void *direct_pointer(PyObject *object, const RecordClass *kind) {
-  return is_record(object) && as_record(object)->type == kind->descriptor ? live_pointer(as_record(object)) : nullptr;
+  if (Py_TYPE(object) == &kind->type && !as_record(object)->state) [[likely]] {
+    return as_record(object)->pointer;
+  }
+  return pointer_by_type(object, kind->descriptor);
 }
 
 PyObject *member_name(MethodIndex method, const RecordClass &owner, std::size_t suffix) {

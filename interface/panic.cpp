@@ -27,7 +27,7 @@ PyObject *panic(PyObject * /*module*/, PyObject *tuple) {
   if (text && !copy) {
     return argument_error(Outcome::memory_error, "Panic", 1, "char const *");
   }
-  if (bridge_claims) [[unlikely]] {
+  if (is_claimed(bridge_use)) [[unlikely]] {
     // Not in the middle of another thread's call.
     wait_for_bridge();
   }

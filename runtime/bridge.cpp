@@ -14,7 +14,7 @@ EXPORTED const char *exceptionMsg;
 
 namespace vswitchpy {
 
-int calls_in_progress = 0;
+std::uint64_t bridge_use = 0;
 
 PyObject *raise_aborted_call() {
   if (!exceptionType) {
@@ -34,6 +34,10 @@ PyObject *raise_aborted_call() {
 
 namespace {
 
+std::uint64_t calls_in_progress() {
+  return bridge_use % one_claim;
+}
+
 PyThreadState *bridge_holder = nullptr;
 // Locked while there is a holder. Made with the first one, and never taken down.
 PyThread_type_lock bridge_lock = nullptr;
@@ -49,8 +53,8 @@ struct LentCall {
 };
 LentCall *lent_calls = nullptr;
 
-int count_lent_calls() {
-  int count = 0;
+std::uint64_t count_lent_calls() {
+  std::uint64_t count = 0;
   for (const LentCall *call = lent_calls; call; call = call->behind) {
     ++count;
   }
@@ -82,7 +86,7 @@ void lock_bridge() {
 }
 
 void take_bridge() {
-  ++bridge_claims;
+  bridge_use += one_claim;
   lock_bridge();
   bridge_holder = PyThreadState_Get();
 }
@@ -101,29 +105,40 @@ void free_unfreed() {
 
 }  // namespace
 
-int bridge_claims = 0;
-
 void wait_for_bridge() {
   // Threads do not come back from a call once the interpreter ends: that one's jump target is put back behind ours.
   if (!bridge_holder || bridge_holder == PyThreadState_Get() || _Py_IsFinalizing()) {
     return;
   }
-  ++bridge_claims;
+  bridge_use += one_claim;
   lock_bridge();
   // With the interpreter lock nobody else takes the bridge before this call is over.
   PyThread_release_lock(bridge_lock);
-  --bridge_claims;
+  bridge_use -= one_claim;
+}
+
+void enter_call_beside_others(OuterCall &outer) {
+  // A call that waits is not in progress yet.
+  bridge_use -= one_call;
+  if (is_claimed(bridge_use)) {
+    wait_for_bridge();
+  }
+  outer.interrupted = calls_in_progress();
+  bridge_use += one_call;
+  if (outer.interrupted) {
+    std::memcpy(&outer.target, &exception_buffer, sizeof outer.target);
+  }
 }
 
 bool hold_bridge() {
   if (!bridge_lock && !(bridge_lock = PyThread_allocate_lock())) {
     return false;
   }
-  if (bridge_holder == PyThreadState_Get() || calls_in_progress != count_lent_calls()) {
+  if (bridge_holder == PyThreadState_Get() || calls_in_progress() != count_lent_calls()) {
     return false;
   }
   take_bridge();
-  if (calls_in_progress != count_lent_calls()) {
+  if (calls_in_progress() != count_lent_calls()) {
     give_bridge_up();
     return false;
   }
@@ -134,7 +149,8 @@ void give_bridge_up() {
   bridge_holder = nullptr;
   PyThread_release_lock(bridge_lock);
   // Those who wait may have been given the addresses already.
-  if (!--bridge_claims) {
+  bridge_use -= one_claim;
+  if (!is_claimed(bridge_use)) {
     free_unfreed();
   }
 }
@@ -155,13 +171,13 @@ void give_bridge_up_in_parent() {
 
 void give_bridge_up_in_child() {
   // The calls of other threads did not come along.
-  bridge_claims = bridge_holder ? 1 : 0;
+  bridge_use = calls_in_progress() + (bridge_holder ? one_claim : 0);
   for (const LentCall *call = lent_calls; call; call = call->behind) {
     if (call->thread != PyThreadState_Get()) {
-      --calls_in_progress;
+      bridge_use -= one_call;
       forget(*call);
     } else if (call->held) {
-      ++bridge_claims;
+      bridge_use += one_claim;
     }
   }
   give_bridge_up_in_parent();
@@ -194,7 +210,7 @@ PyObject *call_back(PyObject *function, PyObject *const *items, std::size_t coun
   if (call.held) {
     lock_bridge();
     bridge_holder = call.thread;
-  } else if (bridge_claims) [[unlikely]] {
+  } else if (is_claimed(bridge_use)) [[unlikely]] {
     wait_for_bridge();
   }
   forget(call);

@@ -5,6 +5,7 @@
 
 #include <csetjmp>
 #include <cstddef>
+#include <cstdint>
 #include <cstdlib>
 #include <cstring>
 
@@ -31,18 +32,25 @@ namespace vswitchpy {
 // The call that is interrupted when a library calls back and the script calls the module from there: it gets its jump
 // target back afterwards. Trivial on purpose, see above; filled only when there is such a call.
 struct OuterCall {
-  int depth;
+  bool interrupted;
   jmp_buf target;
 };
-extern int calls_in_progress;
+
+// What is going on at the bridge. One word, so that every call looks at it once; as a rule it is 0, and then a call
+// costs no more. Read and written with the interpreter lock held.
+// Its low half counts the calls in progress, its high half the claims: threads that hold the bridge or wait for it.
+extern std::uint64_t bridge_use;
+inline constexpr std::uint64_t one_call = 1;
+inline constexpr std::uint64_t one_claim = std::uint64_t{1} << 32;
+
+constexpr bool is_claimed(std::uint64_t use) {
+  return use >= one_claim;
+}
 
 // ---- calls without the interpreter lock --------------------------------------------------------------------
 
 // There is one jump target, so a call that gives the interpreter lock up holds the bridge until it is over. Everybody
 // else waits for it at the bridge, without the interpreter lock. All of this is read and written with that lock held.
-
-// Threads that hold the bridge or wait for it: as a rule none, and then nothing below costs more than a look.
-extern int bridge_claims;
 
 // Returns when no other thread holds the bridge, or when the interpreter ends.
 void wait_for_bridge();
@@ -60,7 +68,7 @@ void give_bridge_up_in_child();
 // Memory that a call without the interpreter lock may be using is freed once that is over.
 void free_later(void *memory);
 inline void free_memory(void *memory) {
-  if (bridge_claims) [[unlikely]] {
+  if (is_claimed(bridge_use)) [[unlikely]] {
     free_later(memory);
   } else {
     std::free(memory);
@@ -69,20 +77,22 @@ inline void free_memory(void *memory) {
 
 // ---- every call ----------------------------------------------------------------------------------------------
 
+// The rest of enter_call where there is a call in progress or a claim.
+void enter_call_beside_others(OuterCall &outer);
+
 inline void enter_call(OuterCall &outer) {
-  if (bridge_claims) [[unlikely]] {
-    wait_for_bridge();
-  }
-  outer.depth = calls_in_progress++;
-  if (outer.depth) [[unlikely]] {
-    std::memcpy(&outer.target, &exception_buffer, sizeof outer.target);
+  const std::uint64_t before = bridge_use;
+  bridge_use = before + one_call;
+  outer.interrupted = before;
+  if (before) [[unlikely]] {
+    enter_call_beside_others(outer);
   }
 }
 
 // However the call ended. Calls of different threads may end in any order: each is in a function of its script's.
 inline void leave_call(const OuterCall &outer) {
-  --calls_in_progress;
-  if (outer.depth) [[unlikely]] {
+  bridge_use -= one_call;
+  if (outer.interrupted) [[unlikely]] {
     std::memcpy(&exception_buffer, &outer.target, sizeof outer.target);
   }
 }

@@ -26,7 +26,7 @@ struct Frame {
   OuterCall outer;
 };
 
-void release_texts(const Frame &frame) {
+[[gnu::always_inline]] inline void release_texts(const Frame &frame) {
   for (std::size_t i = 0; i < frame.text_count; ++i) {
     release_text(frame.texts[i].copy, frame.texts[i].size);
   }
@@ -124,17 +124,26 @@ Outcome convert_six_bytes(PyObject *object, Slot &slot) {
   return Outcome::ok;
 }
 
-Outcome convert_input(Frame &frame, const ArgumentEntry &argument, PyObject *object, Slot &slot) {
+[[gnu::noinline]] Outcome convert_rarer_input(Frame &frame, const ArgumentEntry &argument, PyObject *object,
+                                              Slot &slot) {
   switch (argument.typemap) {
-    case Typemap::text: return convert_text(frame, object, slot);
     case Typemap::fixed_text: return convert_fixed_text(frame, object, argument.capacity, slot);
-    case Typemap::scalar: return convert_scalar(frame, object, argument.scalar, slot);
     case Typemap::disowned_pointer: return convert_pointer(object, argument.pointee, Disown::yes, slot);
     case Typemap::any_pointer: return convert_pointer(object, no_type, Disown::no, slot);
     case Typemap::raw_bytes:
     case Typemap::raw_bytes_or_text: return convert_raw(frame, object, argument.typemap, slot);
     case Typemap::six_bytes: return convert_six_bytes(object, slot);
     default: return convert_pointer(object, argument.pointee, Disown::no, slot);
+  }
+}
+
+// Two kinds make up most arguments.
+[[gnu::always_inline]] inline Outcome convert_input(Frame &frame, const ArgumentEntry &argument, PyObject *object,
+                                                    Slot &slot) {
+  switch (argument.typemap) {
+    case Typemap::text: return convert_text(frame, object, slot);
+    case Typemap::scalar: return convert_scalar(frame, object, argument.scalar, slot);
+    default: return convert_rarer_input(frame, argument, object, slot);
   }
 }
 
@@ -242,8 +251,6 @@ PyObject *result_list(Frame &frame, const CallEntry &call, PyObject *status) {
   return list;
 }
 
-enum class InterpreterLock : bool { kept, released };
-
 // A library may jump with the interpreter lock or without it.
 void take_interpreter_lock(PyThreadState *thread) {
   if (_PyThreadState_UncheckedGet() != thread) {
@@ -251,13 +258,13 @@ void take_interpreter_lock(PyThreadState *thread) {
   }
 }
 
-// With `released`, this thread holds the bridge.
-// One function for both, so that it is compiled in one piece.
-PyObject *run(const CallEntry &call, Arguments arguments, NameEnd name_end, InterpreterLock lock) {
+// `unlocked`: this thread, which holds the bridge, if the interpreter lock is to be given up; else null. One function
+// for both, so that it is compiled in one piece.
+PyObject *run(const CallEntry &call, Arguments arguments, NameEnd name_end, PyThreadState *unlocked) {
   if (arguments.count != call.input_count) [[unlikely]] {
     return argument_count_error(arguments, call.input_count, text_at(call.name));
   }
-  if (bridge_claims) [[unlikely]] {
+  if (is_claimed(bridge_use)) [[unlikely]] {
     // Before addresses are taken, too: other threads may do as they like with what has them meanwhile.
     wait_for_bridge();
   }
@@ -266,20 +273,19 @@ PyObject *run(const CallEntry &call, Arguments arguments, NameEnd name_end, Inte
   if (!convert_arguments(frame, call, arguments, text_room)) {
     return nullptr;
   }
-  PyThreadState *const thread = lock == InterpreterLock::released ? PyThreadState_Get() : nullptr;
   enter_call(frame.outer);
   if (!VSWITCHPY_BRIDGE_ARMED()) {
-    if (lock == InterpreterLock::released) [[unlikely]] {
-      take_interpreter_lock(thread);
+    if (unlocked) {
+      take_interpreter_lock(unlocked);
     }
     leave_call(frame.outer);
     // The text copies stay: the library may have kept their addresses.
     return raise_aborted_call();
   }
-  if (lock == InterpreterLock::released) [[unlikely]] {
+  if (unlocked) [[unlikely]] {
     PyEval_SaveThread();
     call.invoke(frame.slots, frame.result);
-    PyEval_RestoreThread(thread);
+    PyEval_RestoreThread(unlocked);
   } else {
     call.invoke(frame.slots, frame.result);
   }
@@ -298,7 +304,7 @@ PyObject *run(const CallEntry &call, Arguments arguments, NameEnd name_end, Inte
 }  // namespace
 
 PyObject *call_bridged(const CallEntry &call, Arguments arguments, NameEnd name_end) {
-  return run(call, arguments, name_end, InterpreterLock::kept);
+  return run(call, arguments, name_end, nullptr);
 }
 
 PyObject *call_unlocked(const CallEntry &call, Arguments arguments, NameEnd name_end) {
@@ -306,7 +312,7 @@ PyObject *call_unlocked(const CallEntry &call, Arguments arguments, NameEnd name
   if (call.result == Result::object || !hold_bridge()) {
     return call_bridged(call, arguments, name_end);
   }
-  PyObject *result = run(call, arguments, name_end, InterpreterLock::released);
+  PyObject *result = run(call, arguments, name_end, PyThreadState_Get());
   give_bridge_up();
   return result;
 }

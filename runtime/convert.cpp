@@ -193,35 +193,8 @@ std::size_t SWIG_strnlen(const char *text, std::size_t size) {
   return strnlen(text, size);
 }
 
-namespace {
-
-// Blocks for short copies, kept for the next call. A block whose call was aborted never comes back here. Not where a
-// sanitizer should see each copy.
-#ifdef __SANITIZE_ADDRESS__
-constexpr std::size_t short_copy = 0;
-#else
-constexpr std::size_t short_copy = 64;
-#endif
-constexpr std::size_t most_unused_copies = 16;
 char *unused_copies[most_unused_copies];
 std::size_t unused_copy_count = 0;
-
-}  // namespace
-
-char *new_copy(std::size_t size) {
-  if (size <= short_copy && unused_copy_count) {
-    return unused_copies[--unused_copy_count];
-  }
-  return static_cast<char *>(std::malloc(size <= short_copy ? short_copy : size));
-}
-
-void release_text(char *copy, std::size_t size) {
-  if (copy && size <= short_copy && unused_copy_count < most_unused_copies) {
-    unused_copies[unused_copy_count++] = copy;
-  } else {
-    std::free(copy);
-  }
-}
 
 namespace {
 

@@ -7,6 +7,7 @@
 #include <climits>
 #include <cstddef>
 #include <cstdint>
+#include <cstdlib>
 #include <cstring>
 
 namespace vswitchpy {
@@ -203,9 +204,25 @@ inline PyObject *decoded_text(const char *text, std::size_t size) {
 // Length of the text in at most `size` bytes.
 extern "C" __attribute__((visibility("default"))) std::size_t SWIG_strnlen(const char *text, std::size_t size);
 
+// Blocks for short copies, kept for the next call. A block whose call was aborted never comes back here. Not where a
+// sanitizer should see each copy.
+#ifdef __SANITIZE_ADDRESS__
+inline constexpr std::size_t short_copy = 0;
+#else
+inline constexpr std::size_t short_copy = 64;
+#endif
+inline constexpr std::size_t most_unused_copies = 16;
+extern char *unused_copies[most_unused_copies];
+extern std::size_t unused_copy_count;
+
 // Private, terminated copies of the texts of one call. They are released by the frame that made them, and
 // not at all when the host aborts the call: the host may still point at them then. Null without memory.
-char *new_copy(std::size_t size);
+inline char *new_copy(std::size_t size) {
+  if (size <= short_copy && unused_copy_count) {
+    return unused_copies[--unused_copy_count];
+  }
+  return static_cast<char *>(std::malloc(size <= short_copy ? short_copy : size));
+}
 inline char *copy_text(const char *text, std::size_t size) {
   char *copy = new_copy(size);
   if (copy) {
@@ -213,7 +230,13 @@ inline char *copy_text(const char *text, std::size_t size) {
   }
   return copy;
 }
-void release_text(char *copy, std::size_t size);
+inline void release_text(char *copy, std::size_t size) {
+  if (copy && size <= short_copy && unused_copy_count < most_unused_copies) {
+    unused_copies[unused_copy_count++] = copy;
+  } else {
+    std::free(copy);
+  }
+}
 
 // "in method 'NAME', argument N of type 'TYPE'" and its null-reference forms. All return null with the
 // error set. `method` and `type` end at their terminators.

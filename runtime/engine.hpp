@@ -30,7 +30,7 @@ struct Engine {
   bool (*pointer_from)(PyObject *object, swig_type_info *type, Disown disown, void **pointer);
   PyObject *(*call_back)(PyObject *function, PyObject *const *items, std::size_t count);
   // See bridge.hpp.
-  const int *bridge_claims;
+  const std::uint64_t *bridge_use;
   void (*wait_for_bridge)();
   void (*free_later)(void *memory);
   void (*hold_bridge_for_fork)();

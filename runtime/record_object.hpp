@@ -41,6 +41,7 @@ struct RecordObject {
 inline constexpr std::uint8_t lies_in_owner = 1;  // a view
 inline constexpr std::uint8_t follows_proxy = 2;  // `proxy` is of the module's own kind, and says where the record is
 inline constexpr std::uint8_t given_back = 4;     // the memory was released before the instance went
+inline constexpr std::uint8_t of_other_type = 8;  // not a record of its class, which was registered for another one
 
 // What the companion layer hands to the engine when it is imported. Without it no instance exists.
 struct RecordClasses {

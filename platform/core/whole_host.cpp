@@ -65,7 +65,7 @@ WholeHost load_host(Database &database) {
   for (NicRow &nic : load_nics(database)) {
     std::optional<BoundUplink> const bound = bound_uplink(database, nic.row);
     std::optional<LacpPartner> partner = load_partner(database, nic.row);
-    WholeNic whole{std::move(nic), std::move(partner), std::nullopt, bound ? bound->name : ""};
+    WholeNic whole{std::move(nic), partner, std::nullopt, bound ? bound->name : ""};
     for (std::size_t i = 0; bound && i < host.switches.size(); ++i) {
       if (host.switches[i].vswitch.row == bound->vswitch)
         whole.vswitch = i;

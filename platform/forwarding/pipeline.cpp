@@ -68,7 +68,7 @@ class Forwarding {
   void add_promiscuous();
   void send_to_team();
   PortIndex sending_port();
-  UplinkSet choose_uplinks(PortIndex sender) const;
+  UplinkSet choose_uplinks(PortIndex index) const;
   void send_by(UplinkPosition uplink);
   bool sends_everywhere(Port const &sender) const;
   Verdict nobody_received() const;

@@ -147,7 +147,7 @@ class Traffic {
   // By its counters, all that went out there.
   std::uint64_t bytes_out(PortIndex port) const;
   // The port as it chooses an uplink.
-  TeamPort team_port(Tables const &tables, PortIndex port) const;
+  TeamPort team_port(Tables const &tables, PortIndex index) const;
   // What moves by a team's policy are decided by now.
   std::string const &basis_of_moves_by(std::uint32_t team) const { return bases_[team]; }
 

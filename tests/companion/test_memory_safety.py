@@ -89,14 +89,15 @@ def test_a_class_registered_for_another_record_reaches_nothing_beyond_it(script)
         """
         import libvswitch as vs
         vs.qel_Name_swigregister(vs.VSStats)
-        name = vs.qel_MgmtApiSignature().name
-        assert type(name) is vs.VSStats
-        for use in (lambda: name.bytesRx, lambda: setattr(name, "bytesRx", 1), lambda: bytes(name)):
-            try:
-                use()
-            except TypeError:
-                continue
-            raise AssertionError("accepted")
+        signature = vs.qel_MgmtApiSignature()
+        for name in (signature.name, vs.qel_MgmtApiSignature_name_get(signature)):
+            assert type(name) is vs.VSStats
+            for use in (lambda: name.bytesRx, lambda: setattr(name, "bytesRx", 1), lambda: bytes(name)):
+                try:
+                    use()
+                except TypeError:
+                    continue
+                raise AssertionError("accepted")
         """
     )
 

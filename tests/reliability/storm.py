@@ -69,18 +69,17 @@ _symbols = symbols()
 _table, _table_size = next(place for name, place in _symbols.items() if name.endswith("BoundInterface>::calls"))
 ENTRY_COUNT = _table_size // ENTRY_SIZE
 _texts = ctypes.c_void_p.from_address(_symbols["vswitchpy::text_pool"][0]).value
-_unused_copies = ctypes.c_size_t.from_address(_symbols["vswitchpy::(anonymous namespace)::unused_copy_count"][0])
-_in_progress = ctypes.c_int.from_address(_symbols["vswitchpy::calls_in_progress"][0])
-_claims = ctypes.c_int.from_address(_symbols["vswitchpy::bridge_claims"][0])
+_unused_copies = ctypes.c_size_t.from_address(_symbols["vswitchpy::unused_copy_count"][0])
+_bridge_use = ctypes.c_uint64.from_address(_symbols["vswitchpy::bridge_use"][0])
 
 
 def calls_in_progress() -> int:
-    return _in_progress.value
+    return _bridge_use.value & 0xFFFFFFFF
 
 
 def bridge_claims() -> int:
     """Threads that hold the bridge for a call without the interpreter lock, or wait for one."""
-    return _claims.value
+    return _bridge_use.value >> 32
 
 
 def blocks_in_use() -> int:
