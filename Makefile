@@ -18,7 +18,7 @@ without_tests = $(if $(wildcard build/CMakeCache.txt),,-DVSWITCHPY_TESTS=OFF)
 with_tests = -DVSWITCHPY_TESTS=ON
 
 packages: ## install the Debian packages that any of these commands needs (the list is the README's)
-	$(call install,test test-everything fuzz lint docs bench deb)
+	$(call install,test test-everything test-breaks fuzz lint docs bench deb)
 
 build: ## build the module and the simulated host (build/python, build/host)
 	$(call install)
@@ -57,7 +57,7 @@ fuzz: ## fuzz the host's readers, FUZZ_SECONDS (600) each
 	@tools/fuzz
 
 test-breaks: ## break the sources as tests/breaks lists, see each break caught (ARGUMENTS: see tools/test_breaks.py)
-	$(call install,test)
+	$(call install,test test-breaks)
 	@PYTHON=$(PYTHON) $(PYTHON) tools/test_breaks.py $(ARGUMENTS)
 
 # VSWITCHPY_FULL: every sweep in full, where `make test` takes a sample.

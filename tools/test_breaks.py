@@ -12,19 +12,22 @@ A list is tests/breaks/*.toml, tables [[break]]:
     tests = ["ctest:Accessors.StoresBits", "tests/companion/test_attributes.py::test_bits"]
 
 One of the tests has to fail: of GoogleTest by suite and name, of pytest by what `pytest` takes (behind "sources:" where
-it looks at the sources and at nothing built), or "build", where the compiler is to refuse. Everything happens in a copy
-of the tree, build-breaks/tree, with a build folder of its own: the tests must pass there before anything is broken. A
-list whose texts or tests are not there any more is an error.
+it looks at the sources and at nothing built), or "build", where the compiler is to refuse. Everything happens in copies
+of the tree, build-breaks/tree-1 and so on, one for each processor, each with a build folder of its own: the tests must
+pass there before anything is broken. They share what is compiled, by ccache. A list whose texts or tests are not there
+any more is an error.
 """
 
 from __future__ import annotations
 
 import argparse
+import concurrent.futures
 import dataclasses
 import itertools
 import json
 import os
 import pathlib
+import queue
 import random
 import re
 import resource
@@ -53,6 +56,8 @@ PARTS = {
 # What a break may leave behind without being refused by the compiler.
 UNUSED = " ".join(f"-Wno-error=unused-{kind}" for kind in (
     "but-set-parameter", "but-set-variable", "const-variable", "function", "label", "parameter", "value", "variable"))
+# Compiling takes most of the time, and no test that is named measures any.
+OPTIMISED = "-O1 -DNDEBUG"
 # Of pytest: a test failed; the modules of the tests could not even be imported.
 FAILED = (1, 2)
 
@@ -101,9 +106,7 @@ def read_lists(source: pathlib.Path, only: str | None = None) -> list[Break]:
 def misfits(source: pathlib.Path, breaks: list[Break]) -> list[str]:
     """What is wrong with the breaks for the sources as they are."""
     wrong = []
-    suites = ""
-    if any(test.startswith(CTEST) for one in breaks for test in one.tests):
-        suites = "\n".join(path.read_text(encoding="utf-8") for path in sorted((source / "tests").rglob("*.cpp")))
+    defined = set().union(*defined_in(source / "tests").values())
     for one in breaks:
         where = f"{one.list}: {one.name}"
         path = source / one.file
@@ -116,24 +119,29 @@ def misfits(source: pathlib.Path, breaks: list[Break]) -> list[str]:
         if not one.tests:
             wrong.append(f"{where}: no tests")
         for test in one.tests:
-            if misname := misnamed(source, suites, test):
+            if misname := misnamed(source, defined, test):
                 wrong.append(f"{where}: {test}: {misname}")
     return wrong
 
 
-def definition(test: str) -> re.Pattern[str]:
-    """What defines a test of GoogleTest."""
+def defined_in(folder: pathlib.Path) -> dict[pathlib.Path, set[str]]:
+    """The tests of GoogleTest that each source defines, as Suite.Name."""
+    pattern = re.compile(r"\b(?:TYPED_)?TEST(?:_F|_P)?\(\s*(\w+),\s*(\w+)\s*\)")
+    return {path: {".".join(names) for names in pattern.findall(path.read_text(encoding="utf-8"))}
+            for path in sorted(folder.rglob("*.cpp"))}
+
+
+def definition(test: str) -> str:
+    """As what a test is defined; a parametrised one is named Instance/Suite.Name/Case."""
     suite, _, name = test.removeprefix(CTEST).partition(".")
-    # Of a parametrised test: Instance/Suite.Name/Case.
-    suite, name = re.escape(suite.split("/")[-1]), re.escape(name.split("/")[0])
-    return re.compile(rf"\b(?:TYPED_)?TEST(?:_F|_P)?\(\s*{suite},\s*{name}\s*\)")
+    return f"{suite.split('/')[-1]}.{name.split('/')[0]}"
 
 
-def misnamed(source: pathlib.Path, suites: str, test: str) -> str | None:
+def misnamed(source: pathlib.Path, defined: set[str], test: str) -> str | None:
     if test == BUILD:
         return None
     if test.startswith(CTEST):
-        return None if definition(test).search(suites) else "no such test"
+        return None if definition(test) in defined else "no such test"
     file, *names = re.sub(r"\[.*", "", test.removeprefix(SOURCES)).split("::")
     path = source / file
     if not (path.is_file() or (path.is_dir() and not names)):
@@ -167,11 +175,11 @@ def run(command: list[str], folder: pathlib.Path, timeout: float, **variables: s
 
 
 class Tree:
-    """The copy that is broken."""
+    """A copy that is broken."""
 
-    def __init__(self, source: pathlib.Path, scratch: pathlib.Path, python: str, jobs: int, timeout: float):
+    def __init__(self, source: pathlib.Path, root: pathlib.Path, python: str, jobs: int, timeout: float):
         self.source = source
-        self.root = (scratch / "tree").resolve()
+        self.root = root.resolve()
         self.build = self.root / "build"
         self.python = python
         self.jobs = jobs
@@ -197,13 +205,18 @@ class Tree:
         """What the build complained about."""
         if not targets:
             return None
-        code, text = run(["ninja", "-C", str(self.build), f"-j{self.jobs}", *sorted(targets)], self.root, 3600)
+        code, text = run(["ninja", "-C", str(self.build), f"-j{self.jobs}", *sorted(targets)], self.root, 3600,
+                         CCACHE_DIR=str(self.root.parent / "ccache"), CCACHE_BASEDIR=str(self.root),
+                         CCACHE_NOHASHDIR="1")
         return text if code else None
 
     def prepare(self, breaks: list[Break]) -> None:
         """Builds all that the breaks' tests need."""
+        launcher = shutil.which("ccache") or ""
         code, text = run(["cmake", "--preset", "release", "-B", str(self.build), f"-DPYTHON={self.python}",
-                          f"-DCMAKE_CXX_FLAGS={UNUSED}"], self.root, 600)
+                          f"-DCMAKE_CXX_FLAGS={UNUSED}", f"-DCMAKE_CXX_FLAGS_RELEASE={OPTIMISED}",
+                          *(f"-DCMAKE_{language}_COMPILER_LAUNCHER={launcher}" for language in ("C", "CXX"))],
+                         self.root, 600)
         tests = {test for one in breaks for test in one.tests}
         of_google = {test for test in tests if test.startswith(CTEST)}
         targets = self.programs_with(of_google)
@@ -229,9 +242,9 @@ class Tree:
         rules = (self.build / "build.ninja").read_text(encoding="utf-8") if tests else ""
         programs = {source: program for program, source in
                     re.findall(r"^build \S*CMakeFiles/(\w+)\.dir/\S+\.o: \S+ (\S+)", rules, re.M)}
-        texts = {path: path.read_text(encoding="utf-8") for path in (self.root / "tests").rglob("*.cpp")}
+        defined = defined_in(self.root / "tests")
         found = {programs.get(str(path), "cpp_tests")
-                 for test in tests for path, text in texts.items() if definition(test).search(text)}
+                 for test in tests for path, names in defined.items() if definition(test) in names}
         return {"cpp_tests"} if "cpp_tests" in found else found
 
     def ctest_names(self, test: str) -> dict[str, str]:
@@ -326,28 +339,56 @@ def minutes(seconds: float) -> str:
     return f"{int(seconds) // 60}:{int(seconds) % 60:02}"
 
 
-def test(tree: Tree, breaks: list[Break]) -> list[str]:
+def prepare(trees: list[Tree], breaks: list[Break]) -> int:
+    """Builds the copies, and sees the tests pass before anything is broken. How many there are."""
+    for tree in trees:
+        tree.copy()
+        tree.prepare(breaks)
+    every = list(dict.fromkeys(test for one in breaks for test in one.tests))
+    with concurrent.futures.ThreadPoolExecutor(len(trees)) as pool:
+        shares = [tuple(every[number :: len(trees)]) for number in range(len(trees))]
+        for failed in pool.map(lambda tree, share: tree.failure(share, timeout=3600), trees, shares):
+            if failed:
+                raise BadList(f"fails before anything is broken: {failed}")
+    return len(every)
+
+
+def test(trees: list[Tree], breaks: list[Break]) -> list[str]:
     """Runs them; what survived, and what could not be tried."""
     started = time.monotonic()
-    tree.copy()
-    tree.prepare(breaks)
-    every = tuple(dict.fromkeys(test for one in breaks for test in one.tests))
-    if failed := tree.failure(every, timeout=3600):
-        raise BadList(f"fails before anything is broken: {failed}")
-    print(f"built, and {len(every)} tests pass, in {minutes(time.monotonic() - started)}", flush=True)
+    count = prepare(trees, breaks)
+    print(f"built, and {count} tests pass, in {minutes(time.monotonic() - started)}", flush=True)
     survived = []
     wrong = []
-    for one in breaks:
-        begun = time.monotonic()
-        try:
-            caught, by = tree.outcome(one)
-            said = "caught  " if caught else "SURVIVED"
-            if not caught:
-                survived.append(one.name)
-        except BadList as error:
-            said, by = "WRONG   ", str(error)
-            wrong.append(one.name)
-        print(f"{said} {minutes(time.monotonic() - begun):>5}  {one.file}: {one.name}{by and f'  [{by}]'}", flush=True)
+    # What is broken in one file stays together, since putting one back and making the next is then one compilation.
+    # Headers first: they take longest, and no processor is to wait for one at the end.
+    files = [list(group) for _, group in itertools.groupby(breaks, key=lambda one: one.file)]
+    waiting: queue.SimpleQueue[list[Break]] = queue.SimpleQueue()
+    for group in sorted(files, key=lambda group: pathlib.Path(group[0].file).suffix not in (".h", ".hpp")):
+        waiting.put(group)
+
+    def work(tree: Tree) -> None:
+        while True:
+            try:
+                group = waiting.get_nowait()
+            except queue.Empty:
+                return
+            for one in group:
+                begun = time.monotonic()
+                try:
+                    caught, by = tree.outcome(one)
+                    said = "caught  " if caught else "SURVIVED"
+                    if not caught:
+                        survived.append(one.name)
+                except BadList as error:
+                    said, by = "WRONG   ", str(error)
+                    wrong.append(one.name)
+                print(f"{said} {minutes(time.monotonic() - begun):>5}  {one.file}: {one.name}{by and f'  [{by}]'}",
+                      flush=True)
+
+    with concurrent.futures.ThreadPoolExecutor(len(trees)) as pool:
+        for done in [pool.submit(work, tree) for tree in trees]:
+            done.result()
     caught_count = len(breaks) - len(survived) - len(wrong)
     used = resource.getrusage(resource.RUSAGE_CHILDREN)
     print(f"{caught_count} of {len(breaks)} breaks caught, in {minutes(time.monotonic() - started)}"
@@ -367,7 +408,8 @@ def main(arguments: list[str]) -> int:
     parser.add_argument("--check", action="store_true", help="only whether texts and tests are there")
     parser.add_argument("--lines", type=int, metavar="K", help="no breaks: K lines of code, drawn, to make breaks of")
     parser.add_argument("--parts", default=",".join(PARTS), help="of what the lines are drawn, separated by commas")
-    parser.add_argument("--jobs", type=int, default=os.cpu_count(), help="of the build")
+    parser.add_argument("--jobs", type=int, default=os.cpu_count(), help="of each build")
+    parser.add_argument("--trees", type=int, default=os.cpu_count(), help="copies that are broken at a time")
     parser.add_argument("--timeout", type=float, default=300, help="seconds for the tests of one break")
     options = parser.parse_args(arguments)
     if options.lines or options.draw:
@@ -391,7 +433,9 @@ def main(arguments: list[str]) -> int:
         if options.check:
             return 0
         python = os.environ.get("PYTHON", "/usr/bin/python3")
-        return 1 if test(Tree(SOURCE, SCRATCH, python, options.jobs, options.timeout), breaks) else 0
+        trees = [Tree(SOURCE, SCRATCH / f"tree-{number}", python, options.jobs, options.timeout)
+                 for number in range(1, min(options.trees, len({one.file for one in breaks})) + 1)]
+        return 1 if test(trees, breaks) else 0
     except BadList as error:
         print(error, file=sys.stderr)
         return 2

@@ -109,6 +109,20 @@ def test_breaks_are_caught_or_survive(project):
     assert lines[7] == "survived: the first only"
 
 
+def test_two_files_are_broken_in_two_copies(project):
+    (project / "tests" / "test_text.py").write_text(
+        "def test_is_known():\n    assert 'cmake_minimum' in open('CMakeLists.txt').read()\n")
+    code, said = run(
+        project,
+        break_of("result += number", "result -= number", NUMBERS, name="taken away"),
+        break_of("cmake_minimum_required", "cmake_maximum_required", "sources:tests/test_text.py", file="CMakeLists.txt",
+                 name="another command"),
+        arguments=("--trees", "2"),
+    )
+    assert (code, "2 of 2 breaks caught" in said) == (0, True), said
+    assert sorted(path.name for path in (project / "build-breaks").glob("tree-*")) == ["tree-1", "tree-2"]
+
+
 def test_what_looks_at_the_sources_needs_no_build(project):
     (project / "tests" / "test_text.py").write_text(
         "def test_all_are_added():\n    assert '+= number' in open('sum.py').read()\n")
@@ -116,10 +130,10 @@ def test_what_looks_at_the_sources_needs_no_build(project):
     refused = break_of("result += number", "", "sources:tests/test_text.py", name="nothing is added")
     code, said = run(project, refused, broken)
     assert (code, [line.split()[0] for line in said.splitlines()[1:3]]) == (1, ["SURVIVED", "caught"]), said
-    assert "return result\n" in (project / "build-breaks" / "tree" / "build" / "sum.py").read_text()
-    before = (project / "build-breaks" / "tree" / "sum.py").stat().st_mtime_ns
+    assert "return result\n" in (project / "build-breaks" / "tree-1" / "build" / "sum.py").read_text()
+    before = (project / "build-breaks" / "tree-1" / "sum.py").stat().st_mtime_ns
     assert run(project, refused)[0] == 0
-    assert (project / "build-breaks" / "tree" / "sum.py").stat().st_mtime_ns == before
+    assert (project / "build-breaks" / "tree-1" / "sum.py").stat().st_mtime_ns == before
 
 
 def test_nothing_of_a_break_is_left(project):
@@ -127,7 +141,7 @@ def test_nothing_of_a_break_is_left(project):
     broken = break_of("result += number", "result -= number", NUMBERS, name="taken away")
     assert run(project, broken)[0] == 0
     assert (project / "sum.py").read_bytes() == before
-    copy = project / "build-breaks" / "tree" / "sum.py"
+    copy = project / "build-breaks" / "tree-1" / "sum.py"
     assert copy.read_bytes() == before
     # What a killed run would have left is put right, too.
     copy.write_text("def total(numbers): return 7\n")
