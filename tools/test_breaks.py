@@ -214,7 +214,8 @@ class Tree:
         """Builds all that the breaks' tests need."""
         launcher = shutil.which("ccache") or ""
         code, text = run(["cmake", "--preset", "release", "-B", str(self.build), f"-DPYTHON={self.python}",
-                          f"-DCMAKE_CXX_FLAGS={UNUSED}", f"-DCMAKE_CXX_FLAGS_RELEASE={OPTIMISED}",
+                          f"-DCMAKE_CXX_FLAGS={UNUSED}", "-DCMAKE_BUILD_TYPE=Broken", f"-DCMAKE_CXX_FLAGS_BROKEN={OPTIMISED}",
+                          f"-DCMAKE_C_FLAGS_BROKEN={OPTIMISED}",
                           *(f"-DCMAKE_{language}_COMPILER_LAUNCHER={launcher}" for language in ("C", "CXX"))],
                          self.root, 600)
         tests = {test for one in breaks for test in one.tests}
