@@ -3,10 +3,11 @@
 import pathlib
 import struct
 import sys
+from collections.abc import Callable
 from typing import Any
 
 sys.path.append(str(pathlib.Path(__file__).parents[1] / "forwarding"))  # random hosts and frames, the constants
-from boot import constants  # noqa: E402
+from boot import constants as constants  # noqa: E402
 
 from vswitch.simulated import SimulatedHost  # noqa: E402
 
@@ -63,6 +64,11 @@ def description(ports: "dict[str, dict[str, Any]] | int" = 3, nics: int = 1, **s
         "switches": [{"alias": "sw", "switch_id": "id", "uplinks": [{"name": f"nic{n}"} for n in range(nics)],
                       "ports": made} | switch],
     }
+
+
+def each(*operations: Callable[[], object]) -> tuple[Callable[[], object], ...]:
+    """Operations of any results, in a row."""
+    return operations
 
 
 def host(*arguments: Any, **options: Any) -> SimulatedHost:

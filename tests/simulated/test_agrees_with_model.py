@@ -5,9 +5,11 @@ import os
 from typing import Any
 
 import pytest
-from hosts import SimulatedHost  # before those that it finds
+import hosts  # noqa: F401 - before those that it finds
 from compare import differences  # noqa: I001
 from random_hosts import random_host
+
+from vswitch.simulated import SimulatedHost
 
 FULL = bool(os.environ.get("VSWITCHPY_FULL"))
 HOSTS = 500 if FULL else 12

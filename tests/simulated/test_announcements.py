@@ -1,24 +1,28 @@
 """Failover on simulated hosts: which uplink carries what when, and what is announced to the network."""
 
-import shutil
+import pathlib
 import struct
 import subprocess
+from typing import Any
 
 import pytest
 import workspace
 from group_frames import client, join, snooping
 from hosts import access, constants, description, frame, mac, setting
+from tshark import needs_tshark, shown
 
 import vswitch
-from vswitch.simulated import Kind, Reason, SimulatedHost
+from vswitch.simulated import Endpoint, Kind, Reason, Result, SimulatedHost
 
-TSHARK = shutil.which("tshark")
 NOTIFY = int(constants()["TEAM_FRP_FLAG_NOTIFY_SWITCH"])
 ROLLING = int(constants()["TEAM_FRP_FLAG_ROLLING"])
 A = ("sw", "a")
 
 
-def team(flags=NOTIFY, active=("nic0", "nic1"), standby=(), balance="FO_EXPLICIT"):
+def team(
+    flags: int = NOTIFY, active: tuple[str, ...] = ("nic0", "nic1"), standby: tuple[str, ...] = (),
+    balance: str = "FO_EXPLICIT",
+) -> dict[str, Any]:
     """The switch's policy: the first that is fit, by the state of the link."""
     names = b"".join(name.encode().ljust(81, b"\0") for name in (*active, *standby)).ljust(32 * 81, b"\0")
     packed = struct.pack("<IIBBHIII", int(constants()[f"TEAM_FRP_TYPE_{balance}"]),
@@ -26,25 +30,25 @@ def team(flags=NOTIFY, active=("nic0", "nic1"), standby=(), balance="FO_EXPLICIT
     return setting("VSPROP_SWITCH_TEAMING", packed + names)
 
 
-def host(policy=None, ports=3, **options):
+def host(policy: dict[str, Any] | None = None, ports: Any = 3, **options: Any) -> SimulatedHost:
     boot = description(ports, 2, global_properties=[policy or team()])
     return SimulatedHost(boot=boot | {"runtime_options": options})
 
 
-def announced(result):
+def announced(result: Result) -> list[tuple[Endpoint, int]]:
     """(NIC, last byte of the address) of each announcement."""
     assert all(one.kind is Kind.MADE and one.index == -1 for one in result.deliveries)
     return [(one.endpoint, one.frame[11]) for one in result.deliveries]
 
 
-def uplink(it):
+def uplink(it: SimulatedHost) -> Endpoint:
     return it.fork().send(A, frame(mac(10))).deliveries[0].endpoint
 
 
-# ---- frames and times -------------------------------------------------------------------------------------------------
+# ---- frames and times ------------------------------------------------------------------------------------------------
 
 
-def test_N_1_as_it_stands_on_the_wire():
+def test_N_1_as_it_stands_on_the_wire() -> None:
     it = host(ports={"a": {}, "b": {"properties": [access(10)]}})
     it.link("nic0", False)
     plain, tagged = it.advance(0).deliveries
@@ -63,21 +67,18 @@ def test_N_1_as_it_stands_on_the_wire():
         0x8035, 3, mac(11), mac(11), "0.0.0.0", "0.0.0.0")
 
 
-@pytest.mark.skipif(not TSHARK, reason="tshark is not installed; `make test` installs it")
-def test_N_1_N_4_as_tshark_reads_it(tmp_path):
+@needs_tshark
+def test_N_1_N_4_as_tshark_reads_it(tmp_path: pathlib.Path) -> None:
     it = host(ports={"a": {}, "b": {"properties": [access(10)]}}, MaxRARPsPerInterval=1)
     with it.capture("nic1", tmp_path / "nic1.pcapng"):
         it.link("nic0", False)
         it.advance(5)
     fields = ["frame.time_epoch", "vlan.id", "arp.opcode", "arp.src.hw_mac", "arp.dst.hw_mac"]
-    process = subprocess.run([TSHARK, "-r", tmp_path / "nic1.pcapng", "-T", "fields", "-E", "separator=|",
-                              *(part for name in fields for part in ("-e", name))],
-                             capture_output=True, text=True, check=True, env=workspace.FOREIGN | {"TZ": "UTC"})
-    assert process.stdout.splitlines() == [
+    assert shown(tmp_path / "nic1.pcapng", *fields) == [
         f"1700000000.000000000||3|{mac(10)}|{mac(10)}", f"1700000000.100000000|10|3|{mac(11)}|{mac(11)}"]
 
 
-def test_N_1_N_5_failover_and_the_way_back():
+def test_N_1_N_5_failover_and_the_way_back() -> None:
     it = host()
     it.link("nic0", False)
     assert uplink(it) == "nic1"
@@ -94,7 +95,7 @@ def test_N_1_N_5_failover_and_the_way_back():
         assert vswitch.Host().switches["sw"].announcements.packets == 9
 
 
-def test_T_5_N_1_a_policy_that_rolls_stays_where_it_is():
+def test_T_5_N_1_a_policy_that_rolls_stays_where_it_is() -> None:
     it = host(team(NOTIFY | ROLLING))
     with it:
         vswitch.Host().switches["sw"].uplinks["nic0"].set_admin("down")
@@ -104,7 +105,7 @@ def test_T_5_N_1_a_policy_that_rolls_stays_where_it_is():
     assert uplink(it) == "nic1"
 
 
-def test_T_5_a_longer_wait():
+def test_T_5_a_longer_wait() -> None:
     it = host(TeamPolicyUpDelay=3000)
     it.link("nic0", False)
     it.link("nic0", True)
@@ -119,7 +120,7 @@ def test_T_5_a_longer_wait():
     assert announced(it.advance(0.000001)) == [("nic0", 10), ("nic0", 11), ("nic0", 12)]
 
 
-def test_N_4_rounds_of_many_clients():
+def test_N_4_rounds_of_many_clients() -> None:
     it = host(ports=12, MaxRARPsPerInterval=5)
     it.link("nic0", False)
     assert [number for _, number in announced(it.advance(0))] == [10, 11, 12, 13, 14]
@@ -137,7 +138,7 @@ def test_N_4_rounds_of_many_clients():
         assert (statistics.packets, statistics.longest) == (48, 300)
 
 
-def test_N_3_N_6_reports_to_the_uplink():
+def test_N_3_N_6_reports_to_the_uplink() -> None:
     it = snooping(2, nics=2, SendIGMPReportToUplink=1)
     it.send(A, join(client("a"), "239.1.1.1"))
     it.set_client(A, groups=["ff0e::1"])
@@ -155,10 +156,10 @@ def test_N_3_N_6_reports_to_the_uplink():
     assert bytes(mld) == right
 
 
-# ---- in pieces, in other processes ------------------------------------------------------------------------------------
+# ---- in pieces, in other processes -----------------------------------------------------------------------------------
 
 
-def test_K_3_rounds_in_flight_between_two_advances():
+def test_K_3_rounds_in_flight_between_two_advances() -> None:
     it = host(ports=9, MaxRARPsPerInterval=2)
     it.link("nic0", False)
     it.advance(0.05)
@@ -171,7 +172,7 @@ def test_K_3_rounds_in_flight_between_two_advances():
     assert whole.counters("nic0") == pieces.counters("nic0")
 
 
-def test_D_2_a_round_goes_on_in_a_copy(tmp_path):
+def test_D_2_a_round_goes_on_in_a_copy(tmp_path: pathlib.Path) -> None:
     it = host(ports=4, MaxRARPsPerInterval=1)
     it.link("nic0", False)
     it.advance(0.05)
@@ -182,14 +183,14 @@ def test_D_2_a_round_goes_on_in_a_copy(tmp_path):
     rest = it.fork().advance(10)
     assert len(rest.deliveries) == 4
     # The tool runs it as well, and keeps no frames.
-    tool = [workspace.BUILD / "host" / "bin" / "vswitch-host", "--host", tmp_path / "copy.db", "clock", "advance", "0.1"]
-    subprocess.run(tool, check=True, capture_output=True)
+    tool = workspace.BUILD / "host" / "bin" / "vswitch-host"
+    subprocess.run([tool, "--host", tmp_path / "copy.db", "clock", "advance", "0.1"], check=True, capture_output=True)
     assert copy.counters("nic1")["pktsOutBroadcast"] + copy.counters("nic0")["pktsOutBroadcast"] == 3
     it.advance(0.1)
     assert copy.advance(9.9) == it.advance(9.9)
 
 
-def test_K_5_K_7_clocks_that_are_set_back_and_boots():
+def test_K_5_K_7_clocks_that_are_set_back_and_boots() -> None:
     it = host(MaxRARPsPerInterval=2)
     it.link("nic0", False)
     it.advance(0)
@@ -201,7 +202,7 @@ def test_K_5_K_7_clocks_that_are_set_back_and_boots():
     assert announced(it.advance(10)) == []
 
 
-def test_T_9_what_the_uplink_cannot_send_is_dropped_there():
+def test_T_9_what_the_uplink_cannot_send_is_dropped_there() -> None:
     boot = description({"a": {"properties": [access(30)]}}, 2, global_properties=[team()])
     boot["switches"][0]["uplinks"][1]["properties"] = [
         setting("VSPROP_PORT_VLAN", struct.pack("<HHHHHH", int(constants()["VSPORT_VLAN_GUEST_TAGGING"]), 0, 0, 1, 1,

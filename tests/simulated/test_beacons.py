@@ -1,5 +1,8 @@
 """Beacons and balancing by load on simulated hosts: partial failures, and what survives."""
 
+import pathlib
+from typing import Any
+
 import pytest
 from hosts import description, frame, mac
 
@@ -10,9 +13,11 @@ START = 1_700_000_000_000_000
 VECTOR = bytes.fromhex("ffffffffffff 020000000001 8922 56534231 6553f100 6964" + 62 * "00" + "00000001")
 
 
-def teamed(nics, nic_settings=None, start=START, **policy):
+def teamed(
+    nics: int, nic_settings: dict[str, Any] | None = None, start: int = START, **policy: Any
+) -> SimulatedHost:
     """A host whose policy has all uplinks active, and is else as said."""
-    boot = description(3, nics) | {"stopped_clock": start}
+    boot: dict[str, Any] = description(3, nics) | {"stopped_clock": start}
     for nic in boot["physical_nics"]:
         nic |= nic_settings or {}
     host = SimulatedHost(boot=boot)
@@ -22,25 +27,25 @@ def teamed(nics, nic_settings=None, start=START, **policy):
     return host
 
 
-def beacons(nics=3, **policy):
+def beacons(nics: int = 3, **policy: Any) -> SimulatedHost:
     criteria = vswitch.TeamCriterion.LINK_STATE | vswitch.TeamCriterion.BEACON_STATE
     return teamed(nics, criteria=criteria, load_balance=vswitch.LoadBalance.FO_EXPLICIT, **policy)
 
 
-def out(host, port="a"):
+def out(host: SimulatedHost, port: str = "a") -> list[str]:
     """Where a frame of a client leaves."""
     number = 10 + ord(port) - ord("a")
     result = host.send(("sw", port), frame(mac(number), "02:00:00:00:09:99"))
     return [delivery.endpoint for delivery in result.deliveries if isinstance(delivery.endpoint, str)]
 
 
-def hint(host, port="a"):
+def hint(host: SimulatedHost, port: str = "a") -> str | None:
     """As the libraries tell it."""
     with host:
         return vswitch.Host().switches["sw"].ports[port].uplink_hint
 
 
-def test_BC_1_a_beacon_byte_for_byte():
+def test_BC_1_a_beacon_byte_for_byte() -> None:
     host = beacons(start=START - 500_000)
     result = host.advance(0.5)
     assert [(made.endpoint, made.kind) for made in result.deliveries] == [(f"nic{n}", Kind.MADE) for n in range(3)]
@@ -49,7 +54,7 @@ def test_BC_1_a_beacon_byte_for_byte():
     assert len(host.advance(0.000001).deliveries) == 3
 
 
-def test_BC_1_scapy_takes_it_apart():
+def test_BC_1_scapy_takes_it_apart() -> None:
     l2 = pytest.importorskip("scapy.layers.l2", reason="scapy is not installed; `make test` installs it")
     made = l2.Ether(beacons().advance(1).deliveries[1].frame)
     assert (made.dst, made.src, made.type) == ("ff:ff:ff:ff:ff:ff", "02:00:00:00:00:02", 0x8922)
@@ -58,7 +63,7 @@ def test_BC_1_scapy_takes_it_apart():
         b"VSB1", START // 10**6 + 1, b"id", (2).to_bytes(4, "big"))
 
 
-def test_BC_2_BC_3_BC_4_a_partial_failure():
+def test_BC_2_BC_3_BC_4_a_partial_failure() -> None:
     """One of three uplinks is cut off from the others though its link is up."""
     host = beacons()
     host.advance(3)
@@ -73,7 +78,7 @@ def test_BC_2_BC_3_BC_4_a_partial_failure():
     assert (out(host), hint(host)) == (["nic0"], "nic0")
 
 
-def test_BC_2_beacons_on_wires_are_heard_as_well():
+def test_BC_2_beacons_on_wires_are_heard_as_well() -> None:
     host = beacons()
     for n in range(3):
         host.set_nic(f"nic{n}", segment=str(n))
@@ -87,7 +92,7 @@ def test_BC_2_beacons_on_wires_are_heard_as_well():
     assert out(host) == ["nic0"]  # nobody is heard any more: nobody is said to have failed
 
 
-def test_T_14_shotgun_while_undecided():
+def test_T_14_shotgun_while_undecided() -> None:
     host = beacons(2, flags=vswitch.TeamFlag.SHOTGUN)
     host.advance(3)
     assert out(host) == ["nic0"]
@@ -96,7 +101,7 @@ def test_T_14_shotgun_while_undecided():
     assert out(host) == ["nic0", "nic1"]
 
 
-def test_K_6_only_the_last_beacons_of_a_gap():
+def test_K_6_only_the_last_beacons_of_a_gap() -> None:
     host = beacons()
     host.advance(3)
     host.run_clock()
@@ -104,7 +109,7 @@ def test_K_6_only_the_last_beacons_of_a_gap():
     assert out(host) == ["nic0"]
 
 
-def test_D_2_beacons_survive(tmp_path):
+def test_D_2_beacons_survive(tmp_path: pathlib.Path) -> None:
     host = beacons()
     host.set_nic("nic0", segment="elsewhere")
     host.advance(4)
@@ -127,7 +132,7 @@ def test_D_2_beacons_survive(tmp_path):
 # ---- balancing by load -----------------------------------------------------------------------------------------------
 
 
-def loaded():
+def loaded() -> tuple[SimulatedHost, list[str]]:
     """Three clients whose policy balances by load; of two slow uplinks one carries a and c."""
     host = teamed(2, {"speed": 1}, load_balance=vswitch.LoadBalance.LB_LBT)
     host.advance(10.5)  # a period has just begun
@@ -137,14 +142,14 @@ def loaded():
     return host, busy
 
 
-def fill(host, busy):
+def fill(host: SimulatedHost, busy: list[str]) -> None:
     """More than three quarters of what the uplink can carry in 30 seconds: 3,750,000 bytes."""
     for port, count in zip(busy, (1200, 900), strict=True):
         number = 10 + ord(port) - ord("a")
         host.send_many([(("sw", port), frame(mac(number), "02:00:00:00:09:99", bytes(1500)))] * count, count_only=True)
 
 
-def test_T_7_the_busiest_port_moves_and_comes_back_with_the_policy(tmp_path):
+def test_T_7_the_busiest_port_moves_and_comes_back_with_the_policy(tmp_path: pathlib.Path) -> None:
     host, busy = loaded()
     fill(host, busy)
     former = out(host, busy[0])
@@ -169,7 +174,7 @@ def test_T_7_the_busiest_port_moves_and_comes_back_with_the_policy(tmp_path):
     assert (out(host, busy[0]), [hint(host, busy[0])]) == (former, former)
 
 
-def test_T_7_nobody_moves_where_nobody_sends_much():
+def test_T_7_nobody_moves_where_nobody_sends_much() -> None:
     host, busy = loaded()
     former = out(host, busy[0])
     host.advance(100)

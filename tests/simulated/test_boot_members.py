@@ -11,10 +11,10 @@ from typing import Any
 
 import pytest
 from group_frames import data, join
-from hosts import SimulatedHost, constants, description, mac, setting
+from hosts import constants, description, mac, setting
 from workspace import BUILD
 
-from vswitch.simulated import Group, SimulationError
+from vswitch.simulated import Group, SimulatedHost, SimulationError
 
 TOOL = BUILD / "host" / "bin" / "vswitch-host"
 A, B = ("sw", "a"), ("sw", "b")
@@ -50,7 +50,8 @@ def step(value: Any, key: str | int) -> Any:
 
 def put(boot: Boot, place: str, value: object) -> Boot:
     *to, last = steps(place)
-    functools.reduce(step, to, boot)[last] = value
+    found: Any = functools.reduce(step, to, boot)
+    found[last] = value
     return boot
 
 

@@ -2,31 +2,31 @@
 
 import os
 import pathlib
-import shutil
 import stat
 import subprocess
+from typing import Any
 
 import pytest
 import workspace
 from hosts import BROADCAST, access, description, frame, host, mac, security
 from pcap_files import capture as expected
+from tshark import TSHARK, needs_tshark, shown
+from workspace import Script
 
 from vswitch.simulated import NoSpaceError, SimulatedHost, SimulationError
 
 GOLDEN = pathlib.Path(__file__).with_name("golden")
 A, B = ("sw", "a"), ("sw", "b")
 START = 1_700_000_000_000_000
-TSHARK = shutil.which("tshark")
-
-needs_tshark = pytest.mark.skipif(not TSHARK, reason="tshark is not installed; `make test` installs it")
 
 
-def small():
+
+def small() -> SimulatedHost:
     """Two access ports in VLAN 10, where the first may not forge, and an uplink that is a trunk."""
     return host({"a": {"properties": [access(10), security("FORGED_SRC")]}, "b": {"properties": [access(10)]}})
 
 
-def what_happens(it):
+def what_happens(it: SimulatedHost) -> None:
     it.send(A, frame(mac(10)))
     it.advance(1.5)
     it.send(A, frame(mac(77), mac(11)))
@@ -37,13 +37,13 @@ def what_happens(it):
     it.send("nic0", bytes.fromhex(BROADCAST + "020000000909" + "8100600a" + "0800") + bytes(50))
 
 
-def tagged(data, tag="8100000a"):
+def tagged(data: bytes, tag: str = "8100000a") -> bytes:
     return data[:12] + bytes.fromhex(tag) + data[12:]
 
 
 WIRE = bytes.fromhex(BROADCAST + "020000000909" + "8100600a" + "0800") + bytes(50)
 LATER, LAST = START + 1_500_000, START + 1_500_001
-FRAMES = {
+FRAMES: dict[str, tuple[Any, Any, int, str, list[tuple[int, bytes, int, str | None]]]] = {
     "port.pcapng": (A, "both", 262144, "sw/a", [
         (START, frame(mac(10)), 1, None),
         (LATER, frame(mac(77), mac(11)), 1, "forged-source"),
@@ -66,7 +66,7 @@ FRAMES = {
 
 
 @pytest.mark.parametrize("name", FRAMES)
-def test_API_11_a_capture_is_the_golden_file(name, tmp_path):
+def test_API_11_a_capture_is_the_golden_file(name: str, tmp_path: pathlib.Path) -> None:
     endpoint, direction, snaplen, interface, frames = FRAMES[name]
     golden = (GOLDEN / name).read_bytes()
     assert golden == expected(interface, frames, snaplen), "the golden file itself"
@@ -77,7 +77,7 @@ def test_API_11_a_capture_is_the_golden_file(name, tmp_path):
     assert (tmp_path / name).read_bytes() == golden
 
 
-def test_API_11_the_first_bytes_by_hand(tmp_path):
+def test_API_11_the_first_bytes_by_hand(tmp_path: pathlib.Path) -> None:
     """The section, the interface and a dropped frame, as the format's document has them."""
     it = host(1, nics=0)
     with it.capture(A, tmp_path / "a.pcapng"):
@@ -91,7 +91,7 @@ def test_API_11_the_first_bytes_by_hand(tmp_path):
     )
 
 
-def test_API_11_a_file_that_is_there_is_left_alone(tmp_path):
+def test_API_11_a_file_that_is_there_is_left_alone(tmp_path: pathlib.Path) -> None:
     it = host(1)
     (tmp_path / "there").write_text("mine")
     (tmp_path / "link").symlink_to(tmp_path / "nowhere")
@@ -104,7 +104,7 @@ def test_API_11_a_file_that_is_there_is_left_alone(tmp_path):
     it.send(A, frame(mac(10)))
 
 
-def test_API_11_nobody_else_may_read_it(tmp_path):
+def test_API_11_nobody_else_may_read_it(tmp_path: pathlib.Path) -> None:
     before = os.umask(0o777)
     try:
         host(1).capture(A, tmp_path / "a.pcapng")
@@ -113,7 +113,7 @@ def test_API_11_nobody_else_may_read_it(tmp_path):
     assert stat.S_IMODE((tmp_path / "a.pcapng").stat().st_mode) == 0o600
 
 
-def test_API_11_it_is_flushed_with_each_operation(tmp_path):
+def test_API_11_it_is_flushed_with_each_operation(tmp_path: pathlib.Path) -> None:
     it = host(1)
     file = tmp_path / "a.pcapng"
     with it.capture(A, file) as capture:
@@ -126,7 +126,7 @@ def test_API_11_it_is_flushed_with_each_operation(tmp_path):
         assert file.read_bytes() == expected("sw/a", [(START, frame(mac(10)), 1, None)] * 3)
 
 
-def test_API_11_only_operations_of_this_object(tmp_path):
+def test_API_11_only_operations_of_this_object(tmp_path: pathlib.Path) -> None:
     state = tmp_path / "host.db"
     it, other = SimulatedHost(state, boot=description(2)), SimulatedHost(state)
     with it.capture(A, tmp_path / "a.pcapng") as capture:
@@ -137,14 +137,14 @@ def test_API_11_only_operations_of_this_object(tmp_path):
         assert capture.frames == 1
 
 
-def test_API_11_what_is_only_counted_is_captured(tmp_path):
+def test_API_11_what_is_only_counted_is_captured(tmp_path: pathlib.Path) -> None:
     it = host(2)
     with it.capture(B, tmp_path / "b.pcapng", "out") as capture:
         it.send_many([(A, frame(mac(10)))] * 700, count_only=True)
         assert capture.frames == 700
 
 
-def test_API_11_a_refused_operation_leaves_no_trace_in_it(tmp_path):
+def test_API_11_a_refused_operation_leaves_no_trace_in_it(tmp_path: pathlib.Path) -> None:
     it = host(2)
     with it.capture(A, tmp_path / "a.pcapng") as capture:
         with pytest.raises(ValueError):
@@ -153,7 +153,7 @@ def test_API_11_a_refused_operation_leaves_no_trace_in_it(tmp_path):
     assert (tmp_path / "a.pcapng").read_bytes() == expected("sw/a", [])
 
 
-def test_API_11_several_of_one_endpoint(tmp_path):
+def test_API_11_several_of_one_endpoint(tmp_path: pathlib.Path) -> None:
     it = host(2)
     with (it.capture(A, tmp_path / "1") as one, it.capture(A, tmp_path / "2", "out") as two,
           it.capture(B, tmp_path / "3") as three):
@@ -163,7 +163,7 @@ def test_API_11_several_of_one_endpoint(tmp_path):
     assert (one.frames, two.frames, three.frames) == (1, 0, 1)
 
 
-def test_API_11_it_ends_with_the_host(tmp_path):
+def test_API_11_it_ends_with_the_host(tmp_path: pathlib.Path) -> None:
     it = host(2)
     capture = it.capture(A, tmp_path / "a.pcapng")
     it.send(A, frame(mac(10)))
@@ -173,7 +173,7 @@ def test_API_11_it_ends_with_the_host(tmp_path):
     assert (tmp_path / "a.pcapng").read_bytes() == expected("sw/a", [(START, frame(mac(10)), 1, None)])
 
 
-def test_D_5_a_child_of_the_process_writes_nothing(script, tmp_path):
+def test_D_5_a_child_of_the_process_writes_nothing(script: Script, tmp_path: pathlib.Path) -> None:
     """It has the parent's file open, too."""
     script(f"""
     import os, sys
@@ -192,7 +192,7 @@ def test_D_5_a_child_of_the_process_writes_nothing(script, tmp_path):
     assert (tmp_path / "a.pcapng").read_bytes() == expected("sw/a", [(START, frame(mac(10)), 1, None)])
 
 
-def test_a_full_disk_ends_a_capture_with_what_was_whole(script, tmp_path):
+def test_a_full_disk_ends_a_capture_with_what_was_whole(script: Script, tmp_path: pathlib.Path) -> None:
     """A limit of the file's size, which is as a full disk is."""
     script(f"""
     import resource, signal, sys
@@ -218,25 +218,20 @@ def test_a_full_disk_ends_a_capture_with_what_was_whole(script, tmp_path):
     assert issubclass(NoSpaceError, SimulationError)
 
 
-# ---- other readers ----------------------------------------------------------------------------------------------------
+# ---- other readers ---------------------------------------------------------------------------------------------------
 
 FIELDS = ["frame.time_epoch", "frame.interface_name", "frame.len", "frame.cap_len", "frame.packet_flags_direction",
           "frame.comment", "eth.dst", "eth.src", "vlan.id", "vlan.priority"]
 
 
-def tshark(file, *fields):
-    command = [TSHARK, "-r", file, "-T", "fields", "-E", "separator=|", *(x for name in fields for x in ("-e", name))]
-    process = subprocess.run(command, capture_output=True, text=True, check=True, env=workspace.FOREIGN | {"TZ": "UTC"})
-    return [line.split("|") for line in process.stdout.splitlines()]
-
-
 @needs_tshark
 @pytest.mark.parametrize("name", FRAMES)
-def test_API_11_as_tshark_reads_it(name):
+def test_API_11_as_tshark_reads_it(name: str) -> None:
     _, _, snaplen, interface, frames = FRAMES[name]
-    shown = tshark(GOLDEN / name, *FIELDS)
-    assert len(shown) == len(frames)
-    for fields, (time, data, direction, reason) in zip(shown, frames, strict=True):
+    lines = shown(GOLDEN / name, *FIELDS)
+    assert len(lines) == len(frames)
+    for line, (time, data, direction, reason) in zip(lines, frames, strict=True):
+        fields = line.split("|")
         captured = min(len(data), snaplen or len(data))
         assert fields[0] == f"{time // 10**6}.{time % 10**6:06}000"
         assert fields[1:4] == [interface, str(len(data)), str(captured)]
@@ -249,7 +244,7 @@ def test_API_11_as_tshark_reads_it(name):
 
 
 @needs_tshark
-def test_API_11_tshark_finds_nothing_wrong(tmp_path):
+def test_API_11_tshark_finds_nothing_wrong(tmp_path: pathlib.Path) -> None:
     for name in FRAMES:
         process = subprocess.run([TSHARK, "-r", GOLDEN / name, "-Y", "_ws.malformed.expert"], capture_output=True,
                                  text=True, check=True, env=workspace.FOREIGN)
@@ -257,7 +252,7 @@ def test_API_11_tshark_finds_nothing_wrong(tmp_path):
 
 
 @pytest.mark.parametrize("name", FRAMES)
-def test_API_11_as_scapy_reads_it(name):
+def test_API_11_as_scapy_reads_it(name: str) -> None:
     utils = pytest.importorskip("scapy.utils")
     _, _, snaplen, _, frames = FRAMES[name]
     reader = utils.RawPcapReader(str(GOLDEN / name))

@@ -2,22 +2,22 @@
 that are wired to each other; who sees what it negotiated, and what survives."""
 
 import os
-import shutil
-import signal
+import pathlib
 import subprocess
-import sys
+from typing import Any
 
 import pytest
 from hosts import description, frame, mac
-from workspace import BUILD, FOREIGN, SEARCH
+from killed import TURNS, kill_after_turns
+from tshark import needs_tshark, shown
+from workspace import BUILD, FOREIGN
 
 import libvswitch as vs
 import vswitch
 from libvswitch import allocated, check
-from vswitch.simulated import Kind, LacpPartner, Reason, SimulatedHost, SimulationError
+from vswitch.simulated import Endpoint, Kind, LacpPartner, Reason, Result, SimulatedHost, SimulationError
 
 FULL = bool(os.environ.get("VSWITCHPY_FULL"))
-TSHARK = shutil.which("tshark")
 START = 1_700_000_000_000_000
 MULTICAST = "01:80:c2:00:00:02"
 
@@ -30,7 +30,9 @@ FIRST = bytes.fromhex(
 PARTNER = LacpPartner(system="02:00:00:ff:ff:07", key=7, port=5)
 
 
-def lag(nics=2, partner=PARTNER, links=None, **settings):
+def lag(
+    nics: int = 2, partner: LacpPartner | None = PARTNER, links: dict[str, dict[str, Any]] | None = None, **settings: Any
+) -> dict[str, Any]:
     """A description of a host whose uplinks are the members of an active LAG."""
     boot = description(3, nics, lags=[{"name": "lag", "mode": "active", "members": [
         {"uplink": f"nic{number}"} for number in range(nics)]} | settings])
@@ -42,23 +44,23 @@ def lag(nics=2, partner=PARTNER, links=None, **settings):
     return boot
 
 
-def state(data):
+def state(data: bytes) -> str:
     """What an LACPDU says of its sender and of the other end."""
     return f"{data[32]:02x}/{data[52]:02x}"
 
 
-def sent(result):
+def sent(result: Result) -> list[tuple[Endpoint, str]]:
     """The LACPDUs of a result: (NIC, states)."""
     return [(delivery.endpoint, state(delivery.frame)) for delivery in result.deliveries if delivery.kind is Kind.MADE]
 
 
-def word(host, nic="nic0"):
+def word(host: SimulatedHost, nic: str = "nic0") -> str:
     it = host.lacp(nic)
     return it.receive + (" selected" if it.selected else "") + (" up" if it.up else "")
 
 
-def link_state(host, nic="nic0"):
-    """As the libraries tell it."""
+def link_state(host: SimulatedHost, nic: str = "nic0") -> tuple[bool, bool]:
+    """Of a member, and of the whole LAG, as the libraries tell it."""
     with host:
         with allocated(vs.VSQEL_GetLAGTable, "sw") as lags:
             whole = next(iter(lags)).state == vs.QEL_LINK_STATE_UP
@@ -68,7 +70,7 @@ def link_state(host, nic="nic0"):
 # ---- frames ----------------------------------------------------------------------------------------------------------
 
 
-def test_L_1_L_2_the_first_lacpdu_byte_for_byte():
+def test_L_1_L_2_the_first_lacpdu_byte_for_byte() -> None:
     host = SimulatedHost(boot=lag(1, partner=None, fast=True))
     made = host.advance(0).only()
     assert (made.endpoint, made.kind, made.index, made.frame) == ("nic0", Kind.MADE, -1, FIRST)
@@ -76,7 +78,7 @@ def test_L_1_L_2_the_first_lacpdu_byte_for_byte():
     assert host.counters("nic0")["bytesOutMulticast"] == 124
 
 
-def test_L_1_scapy_takes_it_apart():
+def test_L_1_scapy_takes_it_apart() -> None:
     lacp = pytest.importorskip("scapy.contrib.lacp", reason="scapy is not installed; `make test` installs it")
     from scapy.layers.l2 import Ether
 
@@ -98,25 +100,22 @@ def test_L_1_scapy_takes_it_apart():
     assert other.lacp("nic0").partner_key == 3
 
 
-@pytest.mark.skipif(not TSHARK, reason="tshark is not installed; `make test` installs it")
-def test_L_1_tshark_takes_it_apart(tmp_path):
+@needs_tshark
+def test_L_1_tshark_takes_it_apart(tmp_path: pathlib.Path) -> None:
     host = SimulatedHost(boot=lag(1, fast=True))
     with host.capture("nic0", tmp_path / "lacp.pcapng"):
         host.advance(2)
     fields = ("lacp.actor.sysid", "lacp.actor.key", "lacp.actor.port", "lacp.actor.state", "lacp.partner.sysid",
               "lacp.partner.state", "_ws.malformed")
-    command = [TSHARK, "-r", tmp_path / "lacp.pcapng", "-T", "fields"]
-    command += [part for field in fields for part in ("-e", field)]
-    shown = subprocess.run(command, capture_output=True, text=True, check=True, env=FOREIGN).stdout.splitlines()
-    own, other = "02:76:73:00:00:01\t1\t1", "02:00:00:ff:ff:07"
-    assert [line.rstrip("\t").replace("0x000000", "0x") for line in shown] == [
-        f"{own}\t0x87\t00:00:00:00:00:00\t0x02", f"{own}\t0x07\t{other}\t0x05", f"{own}\t0x3f\t{other}\t0x0d"]
+    own, other = "02:76:73:00:00:01|1|1", "02:00:00:ff:ff:07"
+    assert [line.rstrip("|").replace("0x000000", "0x") for line in shown(tmp_path / "lacp.pcapng", *fields)] == [
+        f"{own}|0x87|00:00:00:00:00:00|0x02", f"{own}|0x07|{other}|0x05", f"{own}|0x3f|{other}|0x0d"]
 
 
 # ---- times -----------------------------------------------------------------------------------------------------------
 
 
-def test_L_6_L_12_up_after_two_seconds_to_the_microsecond():
+def test_L_6_L_12_up_after_two_seconds_to_the_microsecond() -> None:
     host = SimulatedHost(boot=lag(2))
     assert sent(host.advance(0)) == [("nic0", "85/02"), ("nic0", "05/05"), ("nic1", "85/02"), ("nic1", "05/05")]
     assert word(host) == "current selected"
@@ -129,7 +128,7 @@ def test_L_6_L_12_up_after_two_seconds_to_the_microsecond():
     assert host.send("nic0", frame("02:00:00:00:09:09")).deliveries
 
 
-def test_L_4_L_3_without_a_partner():
+def test_L_4_L_3_without_a_partner() -> None:
     host = SimulatedHost(boot=lag(1, partner=None))
     times = []
     for _ in range(70):
@@ -140,7 +139,7 @@ def test_L_4_L_3_without_a_partner():
     assert word(host) == "defaulted"
 
 
-def test_L_12_a_partner_comes_and_goes():
+def test_L_12_a_partner_comes_and_goes() -> None:
     host = SimulatedHost(boot=lag(1, partner=None))
     host.advance(100)
     assert word(host) == "defaulted"
@@ -159,7 +158,7 @@ def test_L_12_a_partner_comes_and_goes():
     assert word(host) == "expired"
 
 
-def test_L_12_its_frames_are_not_shown_and_not_counted(tmp_path):
+def test_L_12_its_frames_are_not_shown_and_not_counted(tmp_path: pathlib.Path) -> None:
     host = SimulatedHost(boot=lag(1, fast=True))
     host.advance(10)
     counters = host.counters("nic0")
@@ -167,7 +166,7 @@ def test_L_12_its_frames_are_not_shown_and_not_counted(tmp_path):
     assert (host.lacp("nic0").received, host.lacp("nic0").sent) == (12, counters["pktsOutMulticast"]) == (12, 4)
 
 
-def test_L_10_only_members_of_lags_have_it():
+def test_L_10_only_members_of_lags_have_it() -> None:
     host = SimulatedHost(boot=description(1, 1))
     with pytest.raises(SimulationError, match="the NIC nic0 is in no LAG"):
         host.lacp("nic0")
@@ -178,14 +177,14 @@ def test_L_10_only_members_of_lags_have_it():
     assert fixed.lacp("nic0") == ("disabled", True, True, 0, 0, None, 0, 0, 0, 0, 0)
 
 
-def test_L_3_answers_come_with_the_frame_that_asks_for_them():
+def test_L_3_answers_come_with_the_frame_that_asks_for_them() -> None:
     host = SimulatedHost(boot=lag(1, partner=None))
     host.advance(0.5)
     result = host.send("nic0", FIRST.replace(bytes.fromhex("027673000001"), bytes.fromhex("020000aa0000")))
     assert [(made.kind, made.index, state(made.frame)) for made in result.deliveries] == [(Kind.MADE, 0, "05/87")]
 
 
-def test_API_8_explanations_show_what_is_answered():
+def test_API_8_explanations_show_what_is_answered() -> None:
     host = SimulatedHost(boot=lag(1, partner=None))
     host.advance(0.5)
     asking = FIRST.replace(bytes.fromhex("027673000001"), bytes.fromhex("020000aa0000"))
@@ -195,7 +194,7 @@ def test_API_8_explanations_show_what_is_answered():
     assert (explained.deliveries, explained.consumed) == (result.deliveries, 1)
 
 
-def test_L_6_a_member_that_comes_back_negotiates_anew():
+def test_L_6_a_member_that_comes_back_negotiates_anew() -> None:
     host = SimulatedHost(boot=lag(2))
     host.advance(2)
     host.link("nic0", False)
@@ -211,14 +210,14 @@ def test_L_6_a_member_that_comes_back_negotiates_anew():
     assert (host.lacp("nic0").changes, link_state(host)) == (3, (True, True))
 
 
-def test_L_9_status_calls_see_a_fallback_from_the_boot_on():
+def test_L_9_status_calls_see_a_fallback_from_the_boot_on() -> None:
     host = SimulatedHost(boot=lag(2, partner=None, fallback=True, links={"nic0": {"link": "down"}}))
     assert (link_state(host), link_state(host, "nic1")) == ((False, True), (True, True))
     host.link("nic0", True)
     assert (link_state(host), link_state(host, "nic1")) == ((True, True), (False, True))
 
 
-def test_K_4_calls_do_not_show_what_has_expired():
+def test_K_4_calls_do_not_show_what_has_expired() -> None:
     host = SimulatedHost(boot=lag(1, partner=None))
     host.advance(0)
     heard = bytearray(FIRST.replace(bytes.fromhex("027673000001"), bytes.fromhex("020000aa0000")))
@@ -230,7 +229,7 @@ def test_K_4_calls_do_not_show_what_has_expired():
     assert (link_state(host), word(host)) == ((False, False), "expired")
 
 
-def test_K_6_a_gap_of_a_running_clock():
+def test_K_6_a_gap_of_a_running_clock() -> None:
     """Partners count as having gone on, and only the last ten seconds are made up for."""
     host = SimulatedHost(boot=lag(2, PARTNER._replace(fast=True), fast=True))
     host.stop_clock(START / 1e6)
@@ -243,7 +242,7 @@ def test_K_6_a_gap_of_a_running_clock():
     assert host.lacp("nic0").sent == count + len(sent(result)) // 2
 
 
-def test_N_1_what_lacp_negotiated_is_announced():
+def test_N_1_what_lacp_negotiated_is_announced() -> None:
     boot = lag(2)
     boot["physical_nics"].append({"name": "nic2", "mac": "02:00:00:00:00:03"})
     boot["switches"][0]["uplinks"].insert(0, {"name": "nic2"})
@@ -262,34 +261,34 @@ def test_N_1_what_lacp_negotiated_is_announced():
 class Wired:
     """Two hosts whose NICs are connected: what one sends comes in at the other."""
 
-    def __init__(self, one, other):
+    def __init__(self, one: SimulatedHost, other: SimulatedHost) -> None:
         self.hosts = (one, other)
-        self.unplugged = set()
-        self.arrived = {0: [], 1: []}  # what clients got
+        self.unplugged: set[str] = set()
+        self.arrived: dict[int, list[tuple[str, bytes]]] = {0: [], 1: []}  # what clients got
 
-    def pass_on(self, index, result):
+    def pass_on(self, index: int, result: Result) -> None:
         for delivery in result.deliveries:
             if isinstance(delivery.endpoint, tuple):
                 self.arrived[index].append((delivery.endpoint[1], delivery.frame))
             elif delivery.endpoint not in self.unplugged:
                 self.pass_on(1 - index, self.hosts[1 - index].send(delivery.endpoint, delivery.frame))
 
-    def advance(self, seconds):
+    def advance(self, seconds: float) -> None:
         for _ in range(round(seconds * 10)):
             for index, host in enumerate(self.hosts):
                 self.pass_on(index, host.advance(0.1))
 
-    def send(self, index, port, data):
+    def send(self, index: int, port: str, data: bytes) -> None:
         self.pass_on(index, self.hosts[index].send(("sw", port), data))
 
 
-def conversation(number, sequence):
+def conversation(number: int, sequence: int) -> bytes:
     """Frames of several senders to one client of the other host, numbered."""
     payload = bytes([number]) + sequence.to_bytes(2, "big") + bytes(43)
     return frame(f"02:00:00:00:07:{number:02x}", "02:00:00:00:05:01", payload)
 
 
-def test_L_6_L_7_two_hosts_wired_to_each_other_lose_a_member_and_come_back():
+def test_L_6_L_7_two_hosts_wired_to_each_other_lose_a_member_and_come_back() -> None:
     one = lag(3, partner=None, fast=True, system="02:00:00:00:0a:01", hash="vlan+srcmac")
     other = lag(3, partner=None, fast=True, system="02:00:00:00:0b:01", mode="passive")
     other["switches"][0]["ports"][0]["client"]["mac"] = "02:00:00:00:05:01"
@@ -301,7 +300,7 @@ def test_L_6_L_7_two_hosts_wired_to_each_other_lose_a_member_and_come_back():
 
     numbers = iter(range(1000))
 
-    def talk(rounds):
+    def talk(rounds: int) -> set[str]:
         used = set()
         for _ in range(rounds):
             sequence = next(numbers)
@@ -336,12 +335,12 @@ def test_L_6_L_7_two_hosts_wired_to_each_other_lose_a_member_and_come_back():
 # ---- what survives ---------------------------------------------------------------------------------------------------
 
 
-def whole(host, nics=2):
+def whole(host: SimulatedHost, nics: int = 2) -> list[object]:
     """All that is to be seen of LACP."""
     return [host.lacp(f"nic{number}") for number in range(nics)] + [host.counters("nic0"), link_state(host)]
 
 
-def test_D_2_lacp_survives_snapshot_fork_and_another_process(tmp_path):
+def test_D_2_lacp_survives_snapshot_fork_and_another_process(tmp_path: pathlib.Path) -> None:
     host = SimulatedHost(tmp_path / "host.db", lag(2, fast=True))
     host.advance(1)  # in the middle of the wait
     host.snapshot(tmp_path / "copy.db")
@@ -354,7 +353,7 @@ def test_D_2_lacp_survives_snapshot_fork_and_another_process(tmp_path):
         assert (sent(copy.advance(5)), whole(copy)) == (shown, whole(expected))
 
 
-def test_D_1_K_3_an_advance_in_pieces_is_the_same():
+def test_D_1_K_3_an_advance_in_pieces_is_the_same() -> None:
     one = SimulatedHost(boot=lag(2, PARTNER._replace(fast=True), fast=True))
     other = one.fork()
     whole_way = [(made.endpoint, made.frame) for made in one.advance(12.5).deliveries]
@@ -363,27 +362,12 @@ def test_D_1_K_3_an_advance_in_pieces_is_the_same():
     assert whole(one) == whole(other)
 
 
-WRITER = """
-import sys
-from vswitch.simulated import SimulatedHost
-host = SimulatedHost(sys.argv[1])
-while True:
-    host.advance(1)
-    print(flush=True)
-"""
-
-
-def test_D_3_a_killed_process_leaves_whole_operations(tmp_path):
+def test_D_3_a_killed_process_leaves_whole_operations(tmp_path: pathlib.Path) -> None:
     SimulatedHost(tmp_path / "host.db", lag(2, PARTNER._replace(fast=True), fast=True)).close()
-    command = [sys.executable, "-c", WRITER, tmp_path / "host.db"]
-    environment = os.environ | {"PYTHONPATH": os.pathsep.join(SEARCH)}
-    with subprocess.Popen(command, stdout=subprocess.PIPE, env=environment) as writer:
-        for _ in range(20):
-            writer.stdout.readline()
-        writer.send_signal(signal.SIGKILL)
+    kill_after_turns("host.advance(1)", tmp_path / "host.db")
     host = SimulatedHost(tmp_path / "host.db")
     seconds = (host.now_us - START) // 10**6
-    assert seconds >= 20
+    assert seconds >= TURNS
     # Two at the start, then one in each second.
     assert [host.lacp(nic).sent for nic in ("nic0", "nic1")] == [2 + seconds] * 2
     assert host.counters("nic0")["pktsOutMulticast"] == 2 + seconds
@@ -393,7 +377,7 @@ def test_D_3_a_killed_process_leaves_whole_operations(tmp_path):
 # ---- a day -----------------------------------------------------------------------------------------------------------
 
 
-def busy(links, addresses):
+def busy(links: int, addresses: int) -> dict[str, Any]:
     """Hosts with so many fast links in LAGs, and addresses that age."""
     nics = [{"name": f"nic{n}", "mac": f"02:00:00:01:00:{n:02x}", "partner": PARTNER._replace(fast=True)._asdict()}
             for n in range(links)]
@@ -410,7 +394,7 @@ def busy(links, addresses):
     return {"format": 1, "stopped_clock": START, "physical_nics": nics, "switches": switches}
 
 
-def test_K_3_L_3_a_long_time_in_one_step_and_in_a_thousand(tmp_path):
+def test_K_3_L_3_a_long_time_in_one_step_and_in_a_thousand(tmp_path: pathlib.Path) -> None:
     links, addresses, seconds, steps = (100, 10_000, 86_400, 1000) if FULL else (26, 500, 1200, 100)
     one = SimulatedHost(boot=busy(links, addresses))
     other = one.fork()

@@ -2,51 +2,51 @@
 apart by scapy and tshark. What lasts, and that no copy is ever copied."""
 
 import os
-import shutil
+import pathlib
 import struct
-import subprocess
-import sys
+from collections.abc import Iterable
 from random import Random
+from typing import Any
 
 import pytest
-import workspace
 from hosts import access, description, frame, host, mac, trunk
+from killed import TURNS, kill_after_turns
+from tshark import needs_tshark, shown
 
 import vswitch
 from vswitch import MirrorFlag, MirrorRule, MirrorSession
-from vswitch.simulated import Kind, SimulatedHost
+from vswitch.simulated import Endpoint, Kind, Result, SimulatedHost
 
 FULL = bool(os.environ.get("VSWITCHPY_FULL"))
-TSHARK = shutil.which("tshark")
 A, B, C = ("sw", "a"), ("sw", "b"), ("sw", "c")
 NOW = 1_700_000_000_123_456
 
 
-def mirror(it, *sessions):
+def mirror(it: SimulatedHost, *sessions: MirrorSession) -> None:
     """Makes them the sessions of the switch."""
     with it:
         vswitch.Host().switches["sw"].mirrors.set(sessions)
 
 
-def statistics(it, session="s"):
+def statistics(it: SimulatedHost, session: str = "s") -> list[int]:
     with it:
         counted = vswitch.Host().switches["sw"].mirrors.statistics(session)
     return [counted.copies, counted.copies_failed, counted.mirrored, counted.discarded, counted.failed]
 
 
-def copies(result, endpoint=None):
+def copies(result: Result, endpoint: Endpoint | None = None) -> list[bytes]:
     return [one.frame for one in result.deliveries
             if one.kind is Kind.MIRROR and endpoint in (None, one.endpoint)]
 
 
-def outer_tag(data, tag):
+def outer_tag(data: bytes, tag: int) -> bytes:
     return data[:12] + b"\x81\0" + tag.to_bytes(2, "big") + data[12:]
 
 
-# ---- a port mirrored to a port ----------------------------------------------------------------------------------------
+# ---- a port mirrored to a port ---------------------------------------------------------------------------------------
 
 
-def test_M_1_M_12_a_port_is_mirrored_to_a_port(tmp_path):
+def test_M_1_M_12_a_port_is_mirrored_to_a_port(tmp_path: pathlib.Path) -> None:
     it = host({"a": {"properties": [access(10)]}, "b": {"properties": [access(10)]}, "c": {"properties": [access(99)]}})
     mirror(it, MirrorSession("s", destinations=["port:c"], sources_in=["port:a"]))
     sent = frame(mac(10))
@@ -84,9 +84,9 @@ ENDS = [
 ]
 
 
-def member(name, value):
+def member(name: str, value: Any) -> Any:
     """A value by the names of constants."""
-    kinds = {"type": vswitch.MirrorType, "flags": MirrorFlag, "wildcards_in": vswitch.MirrorWildcard,
+    kinds: dict[str, Any] = {"type": vswitch.MirrorType, "flags": MirrorFlag, "wildcards_in": vswitch.MirrorWildcard,
              "wildcards_out": vswitch.MirrorWildcard}
     if name not in kinds:
         return value
@@ -97,7 +97,7 @@ def member(name, value):
 
 
 @pytest.mark.parametrize(("fields", "from_port", "from_wire"), ENDS, ids=lambda value: str(value)[:40])
-def test_M_1_sources(fields, from_port, from_wire):
+def test_M_1_sources(fields: Any, from_port: int, from_wire: int) -> None:
     it = host({"a": {}, "b": {}, "c": {"properties": [access(99)]}})
     fields = {name: member(name, value) for name, value in fields.items()}
     mirror(it, MirrorSession("s", destinations=["port:c"], **fields))
@@ -106,7 +106,7 @@ def test_M_1_sources(fields, from_port, from_wire):
     assert copies(it.send("nic0", received), C) == [received] * from_wire
 
 
-def test_M_1_the_address_is_the_effective_one_and_nics_have_names_too():
+def test_M_1_the_address_is_the_effective_one_and_nics_have_names_too() -> None:
     it = host({"a": {}, "b": {}, "c": {"properties": [access(99)]}}, uplinks=[{"name": "up", "nic": "nic0"}])
     mirror(it, MirrorSession("s", destinations=["port:c"], sources_in=[f"mac:{mac(10)}", "uplink:nic0"]))
     assert len(copies(it.send(A, frame(mac(10))))) == 1
@@ -117,9 +117,9 @@ def test_M_1_the_address_is_the_effective_one_and_nics_have_names_too():
     assert len(copies(it.send(B, frame(mac(10))))) == 1
 
 
-def test_API_7_sessions_of_the_switch_and_then_of_its_ports_by_number():
+def test_API_7_sessions_of_the_switch_and_then_of_its_ports_by_number() -> None:
     it = host(4)
-    session = dict(destinations=["port:d"], sources_in=["port:a"])
+    session: dict[str, Any] = dict(destinations=["port:d"], sources_in=["port:a"])
     with it:
         switch = vswitch.Host().switches["sw"]
         switch.ports["c"].mirrors.create(MirrorSession("third", snap_length=33, **session))
@@ -130,7 +130,7 @@ def test_API_7_sessions_of_the_switch_and_then_of_its_ports_by_number():
     assert [len(copy) for copy in copies(it.send(A, frame(mac(10))))] == [14, 15, 22, 33]
 
 
-# ---- what copies look like to others ----------------------------------------------------------------------------------
+# ---- what copies look like to others ---------------------------------------------------------------------------------
 
 SAMPLE = bytes.fromhex("ffffffffffff 02000000010a 0800") + bytes(range(46))
 CUT = SAMPLE[:40]
@@ -142,13 +142,14 @@ VECTORS = {
 }
 
 
-def remote(encapsulation, **fields):
+def remote(encapsulation: str, **fields: Any) -> tuple[SimulatedHost, tuple[str, str]]:
     """A session of port 7, in VLAN 10, to an address."""
-    ports = {name: {"client": {"name": name, "type": "vnic", "mac": mac(30 + n)}} for n, name in enumerate("abcde")}
+    ports: dict[str, dict[str, Any]] = {
+        name: {"client": {"name": name, "type": "vnic", "mac": mac(30 + n)}} for n, name in enumerate("abcde")}
     ports["f"] = {"properties": [access(10)], "client": {"name": "f", "type": "vnic", "mac": "02:00:00:00:01:0a"}}
     it = host(ports, **fields.pop("switch", {}))
     it.stop_clock(NOW / 1e6)
-    chosen = {"destinations": ["ip:198.51.100.9"], "snap_length": 40, "gre_key": 1234} | fields
+    chosen: dict[str, Any] = {"destinations": ["ip:198.51.100.9"], "snap_length": 40, "gre_key": 1234} | fields
     mirror(it, MirrorSession("s", type=vswitch.MirrorType.ERMIRROR_SRC, sources_in=["port:f"], erspan_id=100,
                              erspan_cos=5, erspan_gra=3, encapsulation=vswitch.MirrorEncapsulation[encapsulation],
                              **chosen))
@@ -156,14 +157,14 @@ def remote(encapsulation, **fields):
 
 
 @pytest.mark.parametrize(("rule", "kind"), [("E-1", "GRE"), ("E-3", "ERSPAN2"), ("E-4", "ERSPAN3")])
-def test_E_1_E_3_E_4_byte_for_byte(rule, kind):
+def test_E_1_E_3_E_4_byte_for_byte(rule: str, kind: str) -> None:
     it, source = remote(kind)
     it.stop_clock(1_700_000_000.123456)
     (copy,) = copies(it.send(source, SAMPLE), "nic0")
     assert copy.hex() == VECTORS[kind].replace(" ", "") + CUT.hex(), rule
 
 
-def test_E_1_as_scapy_reads_it():
+def test_E_1_as_scapy_reads_it() -> None:
     layers = pytest.importorskip("scapy.layers.l2")
     from scapy.layers.inet import IP
     it, source = remote("GRE")
@@ -180,7 +181,7 @@ def test_E_1_as_scapy_reads_it():
 
 
 @pytest.mark.parametrize("kind", ["ERSPAN2", "ERSPAN3"])
-def test_E_3_E_4_as_scapy_reads_it(kind):
+def test_E_3_E_4_as_scapy_reads_it(kind: str) -> None:
     pytest.importorskip("scapy.contrib.erspan")
     from scapy.contrib.erspan import ERSPAN, ERSPAN_III
     from scapy.layers.l2 import GRE, Ether
@@ -210,24 +211,20 @@ SHOWN = {
 }
 
 
-@pytest.mark.skipif(not TSHARK, reason="tshark is not installed; `make test` installs it")
-def test_E_1_E_3_E_4_M_10_as_tshark_reads_it(tmp_path):
+@needs_tshark
+def test_E_1_E_3_E_4_M_10_as_tshark_reads_it(tmp_path: pathlib.Path) -> None:
     for kind, fields in FIELDS.items():
         it, source = remote(kind, vlan=30, flags=MirrorFlag.DST_ENCAP | MirrorFlag.DST_ORIG_VLAN)
         path = tmp_path / f"{kind}.pcapng"
         with it.capture("nic0", path):
             it.send(source, SAMPLE)
-        asked = [*fields, "vlan.id", "eth.dst"]
-        command = [TSHARK, "-r", tmp_path / f"{kind}.pcapng", "-o", "ip.check_checksum:TRUE", "-T", "fields", "-E",
-                   "separator=|", *(part for name in asked for part in ("-e", name))]
-        process = subprocess.run(command, capture_output=True, text=True, check=True, env=workspace.FOREIGN)
-        lines = [line.split("|") for line in process.stdout.splitlines()]
+        lines = [line.split("|") for line in shown(path, *fields, "vlan.id", "eth.dst")]
         assert len(lines) == 2, lines  # the frame as it leaves, and its copy
         assert lines[1][:-2] == SHOWN[kind], (kind, lines[1])
         assert lines[1][-2:] == ["30,10", "02:76:73:ff:ff:ff,ff:ff:ff:ff:ff:ff"]
 
 
-def test_E_0_by_ipv6_with_the_stack_for_mirroring():
+def test_E_0_by_ipv6_with_the_stack_for_mirroring() -> None:
     layers = pytest.importorskip("scapy.layers.inet6")
     boot = description({"a": {}}) | {"stacks": {"mirror": {
         "mac": "02:00:00:00:00:77", "vlan": 20, "ttl": 9, "dscp": 10, "ipv6": "2001:db8::2"}}}
@@ -243,7 +240,7 @@ def test_E_0_by_ipv6_with_the_stack_for_mirroring():
     assert copy[58:] == bytes.fromhex("00006558") + frame(mac(10))
 
 
-def test_M_6_remote_mirrors_from_host_to_host():
+def test_M_6_remote_mirrors_from_host_to_host() -> None:
     source = host({"a": {"properties": [access(10)]}}, nics=2)
     mirror(source, MirrorSession("s", type=vswitch.MirrorType.RMIRROR_SRC, destinations=["uplink:nic1"],
                                  sources_in=["port:a"], flags=MirrorFlag.DST_ENCAP, vlan=30))
@@ -256,13 +253,13 @@ def test_M_6_remote_mirrors_from_host_to_host():
     assert copies(target.send("nic0", copy), A) == [sent]
 
 
-def test_M_9_rules_of_the_table():
+def test_M_9_rules_of_the_table() -> None:
     it = host({"a": {}, "b": {}, "c": {"properties": [access(99)]}})
     rules = [MirrorRule(vswitch.MirrorAction.DONT_MIRROR, sources=["192.0.2.128/25"]),
              MirrorRule(protocol=17, destination_ports=(50, 60), destinations=["198.51.100.0/24", "2001:db8::/32"])]
     mirror(it, MirrorSession("s", destinations=["port:c"], sources_in=["port:a"], rules=rules))
 
-    def seen(source, port, protocol=17):
+    def seen(source: str, port: int, protocol: int = 17) -> int:
         packet = bytes.fromhex("4500001c0000000040") + bytes((protocol,)) + bytes(2) + bytes(
             map(int, source.split("."))) + bytes((198, 51, 100, 7)) + struct.pack(">HH", 1000, port) + bytes(22)
         return len(copies(it.send(A, frame(mac(10), payload=packet))))
@@ -272,10 +269,10 @@ def test_M_9_rules_of_the_table():
     assert statistics(it) == [1, 0, 1, 3, 0]
 
 
-# ---- no mirror of a mirror --------------------------------------------------------------------------------------------
+# ---- no mirror of a mirror -------------------------------------------------------------------------------------------
 
 
-def random_session(random, number, ports, nics):
+def random_session(random: Random, number: int, ports: Iterable[str], nics: Iterable[str]) -> MirrorSession:
     """Any source, any destination: sessions point at each other."""
     ends = [f"port:{name}" for name in ports] + [f"uplink:{name}" for name in nics]
     sources = [*ends, "vlan:0", "vlan:10"]
@@ -291,13 +288,13 @@ def random_session(random, number, ports, nics):
         encapsulation=random.choice(list(vswitch.MirrorEncapsulation)[:3]), gre_key=random.choice((0, 9)))
 
 
-def without_tags(data):
+def without_tags(data: bytes) -> bytes:
     while data[12:14] == b"\x81\0":
         data = data[:12] + data[16:]
     return data
 
 
-def carried(copy):
+def carried(copy: bytes) -> bytes:
     """What a copy is of: inside one encapsulation, if it is in one."""
     copy = without_tags(copy)
     if copy[:6] != bytes.fromhex("027673ffffff"):
@@ -307,7 +304,7 @@ def carried(copy):
     return without_tags(gre[inner:])
 
 
-def test_M_4_M_12_no_mirror_of_a_mirror_and_every_copy_counted():
+def test_M_4_M_12_no_mirror_of_a_mirror_and_every_copy_counted() -> None:
     random = Random(4)
     hosts, frames = (40, 250) if FULL else (6, 60)
     ports = "abcd"
@@ -322,6 +319,7 @@ def test_M_4_M_12_no_mirror_of_a_mirror_and_every_copy_counted():
             place = random.randrange(6)
             payload = struct.pack(">HI", 0x1234, number).ljust(random.choice((46, 200)), b"\x55")
             to = random.choice(("ff:ff:ff:ff:ff:ff", mac(10), mac(11), "02:00:00:00:09:09"))
+            endpoint: Endpoint
             if place < 4:
                 endpoint, data = ("sw", ports[place]), frame(mac(10 + place), to, payload[2:], payload[:2].hex())
             else:
@@ -344,10 +342,10 @@ def test_M_4_M_12_no_mirror_of_a_mirror_and_every_copy_counted():
     assert total > hosts * frames / 2
 
 
-# ---- the same by other ways, and what lasts ---------------------------------------------------------------------------
+# ---- the same by other ways, and what lasts --------------------------------------------------------------------------
 
 
-def lasting():
+def lasting() -> tuple[SimulatedHost, tuple[str, str]]:
     """A host whose session samples every second frame, to an address, and has seen three."""
     it, source = remote("ERSPAN2", sampling=2)
     for _ in range(3):
@@ -356,7 +354,7 @@ def lasting():
     return it, source
 
 
-def goes_on(it, source):
+def goes_on(it: SimulatedHost, source: tuple[str, str]) -> None:
     """The next two frames: the fourth is left out, the copy of the fifth has the number 2."""
     assert copies(it.send(source, SAMPLE)) == []
     (copy,) = copies(it.send(source, SAMPLE))
@@ -364,7 +362,7 @@ def goes_on(it, source):
     assert statistics(it) == [3, 0, 3, 2, 0]
 
 
-def test_D_2_a_snapshot_has_it(tmp_path):
+def test_D_2_a_snapshot_has_it(tmp_path: pathlib.Path) -> None:
     it, source = lasting()
     it.snapshot(tmp_path / "host.db")
     goes_on(SimulatedHost(tmp_path / "host.db"), source)
@@ -372,7 +370,7 @@ def test_D_2_a_snapshot_has_it(tmp_path):
     goes_on(it, source)
 
 
-def test_D_2_D_4_other_processes_see_it(tmp_path):
+def test_D_2_D_4_other_processes_see_it(tmp_path: pathlib.Path) -> None:
     it, source = lasting()
     it.snapshot(tmp_path / "host.db")
     first, other = SimulatedHost(tmp_path / "host.db"), SimulatedHost(tmp_path / "host.db")
@@ -381,7 +379,7 @@ def test_D_2_D_4_other_processes_see_it(tmp_path):
     assert statistics(first) == statistics(other) == [3, 0, 3, 2, 0]
 
 
-def test_D_2_saved_and_restored_around_an_upgrade():
+def test_D_2_saved_and_restored_around_an_upgrade() -> None:
     it, source = lasting()
     with it:
         with vswitch.Host().save_restore("sw") as steps:
@@ -391,35 +389,21 @@ def test_D_2_saved_and_restored_around_an_upgrade():
         goes_on(it, source)
 
 
-WRITER = """
-import sys
-from vswitch.simulated import SimulatedHost
-host = SimulatedHost(sys.argv[1])
-while True:
-    host.send(("sw", sys.argv[2]), bytes.fromhex(sys.argv[3]))
-    print(flush=True)
-"""
-
-
-def test_D_3_a_killed_process_leaves_whole_frames(tmp_path):
+def test_D_3_a_killed_process_leaves_whole_frames(tmp_path: pathlib.Path) -> None:
     it, source = lasting()
     it.snapshot(tmp_path / "host.db")
-    command = [sys.executable, "-c", WRITER, tmp_path / "host.db", source[1], SAMPLE.hex()]
-    environment = os.environ | {"PYTHONPATH": os.pathsep.join(workspace.SEARCH)}
-    with subprocess.Popen(command, stdout=subprocess.PIPE, env=environment) as writer:
-        for _ in range(20):
-            writer.stdout.readline()
-        writer.kill()
+    turn = 'host.send(("sw", sys.argv[2]), bytes.fromhex(sys.argv[3]))'
+    kill_after_turns(turn, tmp_path / "host.db", source[1], SAMPLE.hex())
     after = SimulatedHost(tmp_path / "host.db")
     sent = after.counters(source)["pktsInUnicast"] + after.counters(source)["pktsInBroadcast"]
-    assert sent >= 23
+    assert sent >= 3 + TURNS
     copied = (sent + 1) // 2  # every second one, from the first on
     assert statistics(after) == [copied, 0, copied, sent - copied, 0]
     following = [copy for _ in range(2) for copy in copies(after.send(source, SAMPLE))]
     assert [copy[38:42] for copy in following] == [copied.to_bytes(4, "big")]
 
 
-def test_E_5_a_boot_and_a_new_session_begin_anew():
+def test_E_5_a_boot_and_a_new_session_begin_anew() -> None:
     it, source = lasting()
     it.boot()
     assert statistics(it) == [0, 0, 0, 0, 0]
@@ -436,17 +420,17 @@ def test_E_5_a_boot_and_a_new_session_begin_anew():
     assert copy[38:42].hex() == "00000000" and statistics(it) == [1, 0, 1, 0, 0]
 
 
-def test_API_6_a_batch_is_as_single_frames():
+def test_API_6_a_batch_is_as_single_frames() -> None:
     it, source = lasting()
     batch = it.fork()
-    frames = [(source, SAMPLE), ("nic0", frame("02:00:00:00:09:09"))] * 5
+    frames: list[tuple[Endpoint, bytes]] = [(source, SAMPLE), ("nic0", frame("02:00:00:00:09:09"))] * 5
     singly = [one for endpoint, data in frames for one in it.send(endpoint, data).deliveries]
     together = batch.send_many(frames).deliveries
     assert [one._replace(index=0) for one in together] == singly
     assert statistics(batch) == statistics(it)
 
 
-def test_M_11_what_there_is_changes_with_the_host():
+def test_M_11_what_there_is_changes_with_the_host() -> None:
     it = host({"a": {}, "b": {}, "c": {"properties": [access(99)]}})
     mirror(it, MirrorSession("s", destinations=["port:c", f"mac:{mac(50)}"], sources_in=["port:a"]))
     sent = frame(mac(10))

@@ -1,40 +1,40 @@
 """Multicast snooping on simulated hosts: messages that scapy makes, queries that scapy and tshark take apart."""
 
 import os
-import shutil
+import pathlib
 import signal
 import subprocess
 import sys
+from typing import Any
 
 import pytest
-import workspace
 from group_frames import START, client, data, join, leave, query, report, snooping
 from scapy.contrib.igmpv3 import IGMPv3, IGMPv3mq
 from scapy.layers.inet import IP
 from scapy.layers.inet6 import ICMPv6MLQuery2, IPv6, IPv6ExtHdrHopByHop
 from scapy.layers.l2 import Ether
+from tshark import needs_tshark, shown
 
 import vswitch
 from vswitch.simulated import Kind, SimulatedHost
 
 OUTSIDE = "02:00:00:00:0f:0f"
-TSHARK = shutil.which("tshark")
 
 
-def receivers(it, group, sender="198.51.100.1"):
+def receivers(it: SimulatedHost, group: str, sender: str = "198.51.100.1") -> list[str]:
     return [one.endpoint[1] for one in it.send("nic0", data(OUTSIDE, group, sender)).deliveries]
 
 
-def port(it, name):
+def port(it: SimulatedHost, name: str) -> vswitch.Port:
     return vswitch.Host().switches["sw"].ports[name]
 
 
-# ---- joins and leaves -------------------------------------------------------------------------------------------------
+# ---- joins and leaves ------------------------------------------------------------------------------------------------
 
 
 @pytest.mark.parametrize(("group", "sender", "other"), [("239.1.1.1", "198.51.100.1", "198.51.100.2"),
                                                         ("ff0e::1", "2001:db8::1", "2001:db8::2")])
-def test_IG_4_IG_7_IG_8_joins_leaves_and_source_lists(group, sender, other):
+def test_IG_4_IG_7_IG_8_joins_leaves_and_source_lists(group: str, sender: str, other: str) -> None:
     it = snooping()
     assert receivers(it, group, sender) == []
     sent = it.send(("sw", "a"), join(client("a"), group))
@@ -55,7 +55,7 @@ def test_IG_4_IG_7_IG_8_joins_leaves_and_source_lists(group, sender, other):
     assert receivers(it, group, other) == ["b"]
 
 
-def test_IG_6_libraries_show_what_has_not_aged():
+def test_IG_6_libraries_show_what_has_not_aged() -> None:
     it = snooping()
     it.send(("sw", "a"), report(client("a"), "232.1.1.1", "is_include", "198.51.100.2", "198.51.100.1"))
     it.advance(100)
@@ -79,7 +79,7 @@ def test_IG_6_libraries_show_what_has_not_aged():
     assert it.client(("sw", "a")).groups == ()
 
 
-def test_IG_6_groups_of_the_client_itself_stay():
+def test_IG_6_groups_of_the_client_itself_stay() -> None:
     it = snooping()
     it.send(("sw", "a"), join(client("a"), "239.1.1.1"))
     it.set_client(("sw", "a"), groups=["239.1.1.1", "239.2.2.2"])
@@ -94,7 +94,7 @@ def test_IG_6_groups_of_the_client_itself_stay():
     assert receivers(it, "239.1.1.1") == [], "it was the former client's"
 
 
-def test_IG_11_a_storm_of_reports_within_the_limit():
+def test_IG_11_a_storm_of_reports_within_the_limit() -> None:
     it = snooping(4)
     frames = []
     for number in range(20_000):
@@ -118,11 +118,11 @@ def test_IG_11_a_storm_of_reports_within_the_limit():
     assert it.counters(("sw", "a"))["pktsInException"] == 5025
 
 
-def bytes_of_join(source, group):
+def bytes_of_join(source: str, group: str) -> bytes:
     """As `join`, without what scapy takes for it."""
     packed = bytes(int(part) for part in group.split("."))
 
-    def sealed(data, at):
+    def sealed(data: bytes, at: int) -> bytes:
         total = sum(int.from_bytes(data[i:i + 2], "big") for i in range(0, len(data), 2))
         while total >> 16:
             total = (total & 0xFFFF) + (total >> 16)
@@ -134,14 +134,14 @@ def bytes_of_join(source, group):
             + b"\x08\0" + header + message).ljust(60, b"\0")
 
 
-def test_the_plain_message_is_that_of_scapy():
+def test_the_plain_message_is_that_of_scapy() -> None:
     assert bytes_of_join(client("a"), "239.1.2.3") == join(client("a"), "239.1.2.3").ljust(60, b"\0")
 
 
-# ---- queries ----------------------------------------------------------------------------------------------------------
+# ---- queries ---------------------------------------------------------------------------------------------------------
 
 
-def test_IG_12_queries_come_by_the_clock():
+def test_IG_12_queries_come_by_the_clock() -> None:
     it = snooping(2)
     assert it.advance(124.999999).deliveries == []
     asked = it.advance(0.000001)
@@ -161,28 +161,25 @@ def test_IG_12_queries_come_by_the_clock():
     assert len(it.advance(1250).deliveries) == 40
 
 
-@pytest.mark.skipif(not TSHARK, reason="tshark is not installed; `make test` installs it")
-def test_IG_12_as_tshark_reads_it(tmp_path):
+@needs_tshark
+def test_IG_12_as_tshark_reads_it(tmp_path: pathlib.Path) -> None:
     it = snooping(1, IGMPRouterIP="192.0.2.1", IGMPQueryInterval=200, MLDRouterIP="fe80::1:1")
     with it.capture(("sw", "a"), tmp_path / "a.pcapng"):
         it.advance(200)
         it.send(("sw", "a"), report(client("a"), "239.1.1.1", "is_include", "198.51.100.1"))
     fields = ["frame.time_epoch", "igmp.type", "igmp.qqic", "igmp.checksum.status", "ip.src", "ip.checksum.status",
               "icmpv6.type", "icmpv6.checksum.status", "icmpv6.mld.qqi", "ipv6.src"]
-    command = [TSHARK, "-r", tmp_path / "a.pcapng", "-o", "ip.check_checksum:TRUE", "-T", "fields", "-E", "separator=|",
-               *(part for name in fields for part in ("-e", name))]
-    process = subprocess.run(command, capture_output=True, text=True, check=True, env=workspace.FOREIGN | {"TZ": "UTC"})
-    assert process.stdout.splitlines() == [
+    assert shown(tmp_path / "a.pcapng", *fields) == [
         f"{START + 200}.000000000|0x11|137|1|192.0.2.1|1||||",
         f"{START + 200}.000000000||||||130|1|200|fe80::1:1",
         f"{START + 200}.000000000|0x22||1|192.0.2.9|1||||",
     ]
 
 
-# ---- it stays ---------------------------------------------------------------------------------------------------------
+# ---- it stays --------------------------------------------------------------------------------------------------------
 
 
-def known(it):
+def known(it: SimulatedHost) -> Any:
     """Who receives what, and for how long: the members of two groups, and the router, each time that something ages."""
     copy = it.fork()
     return [(receivers(copy, "239.1.1.1"), receivers(copy, "232.5.5.5", "198.51.100.7"),
@@ -190,14 +187,14 @@ def known(it):
             for step in (0, 100, 54.999999, 0.000001, 4.999999, 0.000001, 100)]
 
 
-def learn(it):
+def learn(it: SimulatedHost) -> None:
     it.send(("sw", "a"), join(client("a"), "239.1.1.1"))
     it.send(("sw", "b"), report(client("b"), "232.5.5.5", "is_exclude", "198.51.100.1", "198.51.100.2"))
     it.send(("sw", "c"), query(client("c")))
     it.advance(100)
 
 
-def test_D_2_memberships_and_routers_stand_in_the_state_file(tmp_path):
+def test_D_2_memberships_and_routers_stand_in_the_state_file(tmp_path: pathlib.Path) -> None:
     it = snooping()
     learn(it)
     expected = known(it)
@@ -222,7 +219,7 @@ os.kill(os.getpid(), signal.SIGKILL)
     assert known(SimulatedHost(tmp_path / "killed.db")) == expected
 
 
-def test_K_7_a_boot_forgets_it(tmp_path):
+def test_K_7_a_boot_forgets_it(tmp_path: pathlib.Path) -> None:
     it = snooping()
     learn(it)
     it.boot()

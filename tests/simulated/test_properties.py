@@ -3,9 +3,12 @@ again."""
 
 import collections
 import os
+import pathlib
 import struct
 import subprocess
+from collections.abc import Iterator
 from random import Random
+from typing import Any
 
 import pytest
 from hosts import access, description, frame, host, mac, private, setting, trunk
@@ -27,13 +30,13 @@ OUT_OF_STEP_1 = {Reason.NIC_UNBOUND, Reason.NO_PORTSET, Reason.FORWARDING_DISABL
                  Reason.LINK_DOWN, Reason.PORT_BLOCKED}
 
 
-def random_simulated(number):
+def random_simulated(number: int) -> tuple[SimulatedHost, dict[str, Any], list[Any]]:
     """A host, its document, and its frames in the order of their times."""
     document = random_host(number)
     return SimulatedHost(boot=boot_of(document, START)), document, list(random_traffic(number, document, FRAMES))
 
 
-def each_frame(number):
+def each_frame(number: int) -> Iterator[tuple[SimulatedHost, dict[str, Any], Any, bytes]]:
     """Sends the frames of a random host, with changes of clients in between: (host, endpoint, frame, explanation,
     result) each."""
     it, document, traffic = random_simulated(number)
@@ -50,13 +53,13 @@ def each_frame(number):
         yield it, document, endpoint, data
 
 
-# ---- P-3, P-4 ---------------------------------------------------------------------------------------------------------
+# ---- P-3, P-4 --------------------------------------------------------------------------------------------------------
 
 
 @seed(3)
 @HOSTS
 @given(SEEDS)
-def test_P_3_and_P_4_every_frame_comes_to_an_end_once(number):
+def test_P_3_and_P_4_every_frame_comes_to_an_end_once(number: int) -> None:
     for it, _, endpoint, data in each_frame(number):
         result = it.send(endpoint, data)
         real = [delivery for delivery in result.deliveries if delivery.kind is not Kind.MIRROR]
@@ -72,15 +75,14 @@ def test_P_3_and_P_4_every_frame_comes_to_an_end_once(number):
             assert drop.stage == "in" or drop.place not in received
 
 
-# ---- VLAN -------------------------------------------------------------------------------------------------------------
+# ---- VLAN ------------------------------------------------------------------------------------------------------------
 
 
 class Vlans:
     """The VLANs of a document's ports, as the rules V-1 to V-5, V-13 to V-15 and PV-1 say; a second reading of these."""
 
-    def __init__(self, document):
-        self.ports = {}
-        self.maps = {}
+    def __init__(self, document: dict[str, Any]) -> None:
+        self.ports: dict[Any, tuple[dict[str, Any], bool, dict[int, tuple[int, str]]]] = {}
         for switch in document["switches"]:
             entries = {entry["secondary"]: (entry["primary"], entry["type"]) for entry in switch["private_vlans"]}
             for port in switch["ports"]:
@@ -94,20 +96,21 @@ class Vlans:
                     nested = uplink and not port.get("vlan") or uplink
                 self.ports[place] = policy, nested, entries
 
-    def of_frame(self, place, data):
+    def of_frame(self, place: Any, data: bytes) -> int | None:
         """The VLAN of a frame that comes in at a place, and whether it is nested; None: it is in none."""
         policy, nested_allowed, _ = self.ports[place]
+        own: int = policy["vlan"]
         outer = int.from_bytes(data[14:16], "big") & 0xFFF if data[12:14] == b"\x81\0" else None
-        if policy["mode"] == "access" and outer and nested_allowed and 1 <= policy["vlan"] <= 4094:
-            return policy["vlan"]
+        if policy["mode"] == "access" and outer and nested_allowed and 1 <= own <= 4094:
+            return own
         if not outer:
-            return (policy["vlan"] % 4095) if policy["mode"] == "trunk" else policy["vlan"]
+            return own % 4095 if policy["mode"] == "trunk" else own
         return outer if policy["mode"] == "trunk" and outer != 4095 else None
 
-    def has(self, place, vlan):
+    def has(self, place: Any, vlan: int) -> bool:
         """Whether a port is a member of a VLAN."""
         policy, _, entries = self.ports[place]
-        own = policy["vlan"]
+        own: int = policy["vlan"]
         if policy["mode"] == "access":
             return vlan == own
         if policy["mode"] == "trunk":
@@ -126,7 +129,7 @@ class Vlans:
 @seed(5)
 @HOSTS
 @given(SEEDS)
-def test_V_5_no_frame_leaves_its_vlan(number):
+def test_V_5_no_frame_leaves_its_vlan(number: int) -> None:
     checked = 0
     for it, document, endpoint, data in each_frame(number):
         vlans = Vlans(document)
@@ -145,14 +148,14 @@ PRIVATE_PORTS = {"p1": 100, "p2": 100, "i1": 101, "i2": 101, "c1": 102, "c2": 10
 MAP = [(100, 100, 1), (100, 101, 2), (100, 102, 3), (100, 103, 3), (200, 200, 1), (200, 202, 3)]
 
 
-def may_reach(source, target):
+def may_reach(source: str, target: str) -> bool:
     """The matrix of private VLANs, written out."""
     if source[0] in "qe" or target[0] in "qe":
         return {source[0], target[0]} == {"q", "e"}
     return "p" in (source[0], target[0]) or (source[0] == target[0] and source[0] in "cd")
 
 
-def private_host():
+def private_host() -> SimulatedHost:
     types = {1: "PROMISC", 2: "ISOLATED", 3: "COMMUNITY"}
     table = b"".join(struct.pack("<HHB3x", primary, secondary, constant(f"VSPORT_PVLAN_TYPE_{types[kind]}"))
                      for primary, secondary, kind in MAP)
@@ -161,7 +164,7 @@ def private_host():
 
 
 @pytest.mark.parametrize("destination", ["broadcast", "multicast", "known", "unknown"])
-def test_PV_1_over_all_pairs(destination):
+def test_PV_1_over_all_pairs(destination: str) -> None:
     it = private_host()
     names = list(PRIVATE_PORTS)
     for source in names:
@@ -187,7 +190,7 @@ def test_PV_1_over_all_pairs(destination):
                 assert received == expected, source
 
 
-def test_PV_1_from_the_wire_over_all_vlans():
+def test_PV_1_from_the_wire_over_all_vlans() -> None:
     it = private_host()
     for vlan in (100, 101, 102, 103, 200, 202):
         source = next(name for name, own in PRIVATE_PORTS.items() if own == vlan)
@@ -197,10 +200,10 @@ def test_PV_1_from_the_wire_over_all_vlans():
         assert received == {name for name in PRIVATE_PORTS if may_reach(source, name) or name in mates}, vlan
 
 
-# ---- counters ---------------------------------------------------------------------------------------------------------
+# ---- counters --------------------------------------------------------------------------------------------------------
 
 
-def kind_of(data):
+def kind_of(data: bytes) -> str:
     if data[:6] == b"\xff" * 6:
         return "Broadcast"
     return "Multicast" if data[0] & 1 else "Unicast"
@@ -209,9 +212,9 @@ def kind_of(data):
 @seed(7)
 @HOSTS
 @given(SEEDS)
-def test_C_2_every_counter_equals_what_results_showed(number):
-    expected = collections.Counter()
-    consumed = collections.Counter()
+def test_C_2_every_counter_equals_what_results_showed(number: int) -> None:
+    expected: collections.Counter[Any] = collections.Counter()
+    consumed: collections.Counter[Any] = collections.Counter()
     it = None
     for it, document, endpoint, data in each_frame(number):  # noqa: B007
         result = it.send(endpoint, data)
@@ -248,13 +251,13 @@ def test_C_2_every_counter_equals_what_results_showed(number):
             assert counters["pktsInException"] == entered
 
 
-# ---- the same by other ways -------------------------------------------------------------------------------------------
+# ---- the same by other ways ------------------------------------------------------------------------------------------
 
 
 @seed(11)
 @HOSTS
 @given(SEEDS)
-def test_API_8_explain_agrees_with_send_on_a_fork(number):
+def test_API_8_explain_agrees_with_send_on_a_fork(number: int) -> None:
     for index, (it, _, endpoint, data) in enumerate(each_frame(number)):
         explanation = it.explain(endpoint, data)
         result = (it.fork() if index % 8 == 0 else it).send(endpoint, data)
@@ -269,7 +272,7 @@ def test_API_8_explain_agrees_with_send_on_a_fork(number):
             (one.place, one.reason.value) for one in explanation.drops)
 
 
-def state(it):
+def state(it: SimulatedHost) -> Any:
     endpoints = it.endpoints()
     counters = {}
     for endpoint in endpoints:
@@ -281,7 +284,7 @@ def state(it):
 @seed(13)
 @HOSTS
 @given(SEEDS)
-def test_API_6_a_batch_equals_single_sends(number):
+def test_API_6_a_batch_equals_single_sends(number: int) -> None:
     it, _, traffic = random_simulated(number)
     frames = [(endpoint, data) for endpoint, data, _ in traffic]
     other = it.fork()
@@ -300,7 +303,7 @@ def test_API_6_a_batch_equals_single_sends(number):
 @seed(17)
 @HOSTS
 @given(SEEDS)
-def test_D_1_two_forks_fed_alike_answer_alike(number):
+def test_D_1_two_forks_fed_alike_answer_alike(number: int) -> None:
     it, _, traffic = random_simulated(number)
     one, two = it.fork(), it.fork()
     now = START
@@ -313,7 +316,7 @@ def test_D_1_two_forks_fed_alike_answer_alike(number):
 
 
 @pytest.mark.parametrize("number", range(40 if FULL else 3))
-def test_D_1_two_forks_fed_alike_export_alike(number, tmp_path):
+def test_D_1_two_forks_fed_alike_export_alike(number: int, tmp_path: pathlib.Path) -> None:
     it, _, traffic = random_simulated(number)
     texts = []
     for name in ("one", "two"):
@@ -321,15 +324,16 @@ def test_D_1_two_forks_fed_alike_export_alike(number, tmp_path):
         copy.send_many([(endpoint, data) for endpoint, data, _ in traffic])
         copy.advance(7)
         copy.snapshot(tmp_path / name)
-        tool = [BUILD / "host" / "bin" / "vswitch-host", "--host", tmp_path / name, "export"]
-        texts.append(subprocess.run(tool, capture_output=True, text=True, check=True).stdout)
+        tool = BUILD / "host" / "bin" / "vswitch-host"
+        exported = subprocess.run([tool, "--host", tmp_path / name, "export"], capture_output=True, text=True, check=True)
+        texts.append(exported.stdout)
     assert texts[0] == texts[1] and '"switches"' in texts[0]
 
 
 @seed(19)
 @HOSTS
 @given(SEEDS, st.floats(0, 150), st.floats(0, 150))
-def test_K_3_a_time_cut_in_pieces_is_the_same(number, first, second):
+def test_K_3_a_time_cut_in_pieces_is_the_same(number: int, first: float, second: float) -> None:
     it, _, traffic = random_simulated(number)
     it.send_many([(endpoint, data) for endpoint, data, _ in traffic])
     whole, pieces = it.fork(), it.fork()
@@ -341,7 +345,7 @@ def test_K_3_a_time_cut_in_pieces_is_the_same(number, first, second):
     assert state(whole) == state(pieces)
 
 
-def test_the_second_reading_of_vlans_is_not_empty():
+def test_the_second_reading_of_vlans_is_not_empty() -> None:
     """That the VLANs above tell members from others."""
     it = host({"a": {"properties": [access(10)]}, "b": {"properties": [trunk(20, (10, 11))]},
                "c": {"properties": [access(20)]}})

@@ -5,6 +5,8 @@ import pathlib
 import shutil
 import struct
 import subprocess
+from collections.abc import Callable, Collection, Iterable, Iterator
+from typing import Any
 
 import pytest
 import workspace
@@ -21,11 +23,11 @@ EDITCAP = shutil.which("editcap")
 FULL = bool(os.environ.get("VSWITCHPY_FULL"))
 
 
-def frames(count):
+def frames(count: int) -> list[bytes]:
     return [frame(mac(10), payload=bytes((number % 256,)) * (46 + number % 5)) for number in range(count)]
 
 
-def ng(data, order="<", stamps=None, **options):
+def ng(data: Collection[bytes], order: str = "<", stamps: Iterable[int] | None = None, **options: Any) -> bytes:
     writer = Pcapng(order)
     stamps = stamps or range(len(data))
     return writer.section() + writer.interface(**options) + b"".join(
@@ -33,8 +35,8 @@ def ng(data, order="<", stamps=None, **options):
 
 
 @pytest.fixture
-def file(tmp_path):
-    def write(content):
+def file(tmp_path: pathlib.Path) -> Callable[[bytes], pathlib.Path]:
+    def write(content: bytes) -> pathlib.Path:
         path = tmp_path / "capture"
         path.write_bytes(content)
         return path
@@ -42,12 +44,14 @@ def file(tmp_path):
     return write
 
 
-# ---- formats ----------------------------------------------------------------------------------------------------------
+# ---- formats ---------------------------------------------------------------------------------------------------------
 
 
 @pytest.mark.parametrize("nanoseconds", [False, True])
 @pytest.mark.parametrize("order", ["<", ">"])
-def test_API_10_pcap_of_both_orders_and_resolutions(file, order, nanoseconds):
+def test_API_10_pcap_of_both_orders_and_resolutions(
+    file: Callable[[bytes], pathlib.Path], order: str, nanoseconds: bool
+) -> None:
     it = host(2)
     content = pcap(((5.25 + n, one) for n, one in enumerate(frames(3))), order, nanoseconds)
     result = it.replay(A, file(content), timing=True)
@@ -57,11 +61,11 @@ def test_API_10_pcap_of_both_orders_and_resolutions(file, order, nanoseconds):
 
 
 @pytest.mark.parametrize("order", ["<", ">"])
-def test_API_10_pcapng_of_both_orders(file, order):
+def test_API_10_pcapng_of_both_orders(file: Callable[[bytes], pathlib.Path], order: str) -> None:
     assert host(2).replay(A, file(ng(frames(3), order))).to(B) == frames(3)
 
 
-def test_API_10_blocks_of_all_kinds_are_passed_over(file):
+def test_API_10_blocks_of_all_kinds_are_passed_over(file: Callable[[bytes], pathlib.Path]) -> None:
     writer = Pcapng()
     others = b"".join(writer.block(kind, bytes(24)) for kind in (4, 5, 0xA, 0xBAD, 0x40000BAD, 0x12345678))
     content = (writer.section() + others + writer.interface() + others + writer.enhanced(frames(1)[0], 0,
@@ -70,7 +74,7 @@ def test_API_10_blocks_of_all_kinds_are_passed_over(file):
     assert host(2).replay(A, file(content)).to(B) == frames(2)
 
 
-def test_API_10_simple_packets_are_cut_by_the_interface(file):
+def test_API_10_simple_packets_are_cut_by_the_interface(file: Callable[[bytes], pathlib.Path]) -> None:
     writer = Pcapng()
     long = frame(mac(10), payload=bytes(100))
     content = writer.section() + writer.interface(snaplen=60) + writer.simple(long[:60], len(long))
@@ -79,7 +83,7 @@ def test_API_10_simple_packets_are_cut_by_the_interface(file):
     assert host(2).replay(A, file(content)).to(B) == [long]
 
 
-def test_API_10_several_sections_and_interfaces(file):
+def test_API_10_several_sections_and_interfaces(file: Callable[[bytes], pathlib.Path]) -> None:
     one, two, three = frames(3)
     little, big = Pcapng("<"), Pcapng(">")
     content = (little.section() + little.interface() + little.interface(options=[(9, b"\x09")])
@@ -95,13 +99,15 @@ def test_API_10_several_sections_and_interfaces(file):
     ([(9, b"\x03")], (1, 2501)), ([(9, b"\x00")], (5, 7)), ([(9, b"\x81")], (3, 8)), ([(9, b"\xa0")], (0, 5 << 31)),
     ([(14, struct.pack("<q", -5))], (6_000_000, 8_500_000)), ([(9, b"\x0c")], (0, 2_500_000_000_000)),
 ])
-def test_API_10_resolutions_of_time(file, options, stamps):
+def test_API_10_resolutions_of_time(
+    file: Callable[[bytes], pathlib.Path], options: Any, stamps: Iterable[int] | None
+) -> None:
     it = host(2)
     it.replay(A, file(ng(frames(2), stamps=stamps, options=options)), timing=True)
     assert it.now_us - START == (2_000_000 if options == [(9, b"\x00")] else 2_500_000)
 
 
-def test_API_10_time_goes_forward_only(file):
+def test_API_10_time_goes_forward_only(file: Callable[[bytes], pathlib.Path]) -> None:
     it = host(2)
     with it.capture(A, file(b"").with_name("seen.pcapng"), "in"):
         it.replay(A, file(pcap(zip((100, 101.5, 101, 103), frames(4), strict=True))), timing=True)
@@ -111,7 +117,7 @@ def test_API_10_time_goes_forward_only(file):
     assert [time - START for time in times] == [0, 1_500_000, 1_500_000, 3_500_000]
 
 
-def blocks(content):
+def blocks(content: bytes) -> Iterator[bytes]:
     at = 0
     while at < len(content):
         length = int.from_bytes(content[at + 4:at + 8], "little")
@@ -119,7 +125,7 @@ def blocks(content):
         at += length
 
 
-def test_API_10_packets_without_time_take_none(file):
+def test_API_10_packets_without_time_take_none(file: Callable[[bytes], pathlib.Path]) -> None:
     writer = Pcapng()
     content = (writer.section() + writer.interface() + writer.enhanced(frames(1)[0],
                                                                        1_000_000) + writer.simple(frames(1)[0])
@@ -129,13 +135,13 @@ def test_API_10_packets_without_time_take_none(file):
     assert it.now_us == START + 2_000_000
 
 
-def test_API_10_without_timing_time_stands(file):
+def test_API_10_without_timing_time_stands(file: Callable[[bytes], pathlib.Path]) -> None:
     it = host(2)
     it.replay(A, file(pcap(zip((1, 2, 3), frames(3), strict=True))))
     assert it.now_us == START
 
 
-def test_API_10_a_running_clock_takes_no_notice(file):
+def test_API_10_a_running_clock_takes_no_notice(file: Callable[[bytes], pathlib.Path]) -> None:
     boot = description(2)
     del boot["stopped_clock"]
     it = SimulatedHost(boot=boot)
@@ -144,7 +150,7 @@ def test_API_10_a_running_clock_takes_no_notice(file):
     assert it.now_us - before < 90_000_000_000
 
 
-def test_API_10_transactions_of_512_frames(file, tmp_path):
+def test_API_10_transactions_of_512_frames(file: Callable[[bytes], pathlib.Path], tmp_path: pathlib.Path) -> None:
     """By what a capture shows: it is written once for each operation."""
     it = host(2)
     content = file(pcap((0, one) for one in frames(1300)))
@@ -153,13 +159,13 @@ def test_API_10_transactions_of_512_frames(file, tmp_path):
     assert result.deliveries[-1].index == 1299 and len(result.deliveries) == 2600
 
 
-def test_API_10_an_empty_file_has_happen_what_is_due(file):
+def test_API_10_an_empty_file_has_happen_what_is_due(file: Callable[[bytes], pathlib.Path]) -> None:
     it = host(2)
     assert not it.replay(A, file(pcap(()))) and not it.replay(A, file(ng(()))) and it.replay(A,
                                                                                              file(ng(()))).frames == 0
 
 
-def test_API_10_a_capture_of_a_host_can_be_replayed(tmp_path):
+def test_API_10_a_capture_of_a_host_can_be_replayed(tmp_path: pathlib.Path) -> None:
     it = host(2)
     with it.capture(A, tmp_path / "a.pcapng", "in"):
         for one in frames(5):
@@ -172,22 +178,24 @@ def test_API_10_a_capture_of_a_host_can_be_replayed(tmp_path):
 
 @pytest.mark.skipif(not EDITCAP, reason="editcap is not installed; `make test` installs it with tshark")
 @pytest.mark.parametrize("kind", ["pcap", "nsecpcap", "pcapng"])
-def test_API_10_what_other_programs_write(file, tmp_path, kind):
+def test_API_10_what_other_programs_write(
+    file: Callable[[bytes], pathlib.Path], tmp_path: pathlib.Path, kind: str
+) -> None:
     (tmp_path / "made").write_bytes(pcap(zip((1, 2.5, 4), frames(3), strict=True)))
-    command = [EDITCAP, "-F", kind, tmp_path / "made", tmp_path / "converted"]
+    command: list[str | pathlib.Path] = [EDITCAP or "", "-F", kind, tmp_path / "made", tmp_path / "converted"]
     subprocess.run(command, check=True, capture_output=True, env=workspace.FOREIGN)
     it = host(2)
     assert it.replay(A, tmp_path / "converted", timing=True).to(B) == frames(3) and it.now_us == START + 3_000_000
 
 
-def test_API_10_what_scapy_writes(tmp_path):
+def test_API_10_what_scapy_writes(tmp_path: pathlib.Path) -> None:
     utils, layers = pytest.importorskip("scapy.utils"), pytest.importorskip("scapy.layers.l2")
     packets = [layers.Ether(dst="ff:ff:ff:ff:ff:ff", src=mac(10)) / layers.ARP(pdst=f"192.0.2.{n}") for n in range(3)]
     utils.wrpcap(str(tmp_path / "made"), packets)
     assert host(2).replay(A, tmp_path / "made").to(B) == [bytes(packet) for packet in packets]
 
 
-# ---- what is refused --------------------------------------------------------------------------------------------------
+# ---- what is refused -------------------------------------------------------------------------------------------------
 
 W = Pcapng()
 HEAD = W.section() + W.interface()
@@ -231,7 +239,7 @@ REFUSED = {
 
 
 @pytest.mark.parametrize("name", REFUSED)
-def test_API_10_what_is_refused_and_where(file, name):
+def test_API_10_what_is_refused_and_where(file: Callable[[bytes], pathlib.Path], name: str) -> None:
     content, byte, text = REFUSED[name]
     it = host(2)
     # What is right stands before what is wrong where that is possible: nothing of it is sent.
@@ -242,14 +250,14 @@ def test_API_10_what_is_refused_and_where(file, name):
     assert it.counters(A)["pktsInBroadcast"] == 0
 
 
-def test_API_10_nothing_is_sent_before_all_was_looked_at(file):
+def test_API_10_nothing_is_sent_before_all_was_looked_at(file: Callable[[bytes], pathlib.Path]) -> None:
     it = host(2)
     with pytest.raises(SimulationError, match=f"byte {24 + 1999 * 76}: the file ends within"):
         it.replay(A, file(pcap([(0, GOOD)] * 2000)[:-1]))
     assert it.counters(A)["pktsInBroadcast"] == 0
 
 
-def test_API_10_times_too_far_apart(file):
+def test_API_10_times_too_far_apart(file: Callable[[bytes], pathlib.Path]) -> None:
     it = host(2)
     for stamps, place in (((0, 3_200_000_001_000_000), 48 + 92), ((0, 2**63), 48 + 92)):
         content = file(ng(frames(1) * 2, stamps=stamps))
@@ -258,7 +266,7 @@ def test_API_10_times_too_far_apart(file):
         assert it.now_us == START and it.replay(A, content).frames == 2
 
 
-def test_API_10_files_that_are_none(tmp_path):
+def test_API_10_files_that_are_none(tmp_path: pathlib.Path) -> None:
     it = host(2)
     os.mkfifo(tmp_path / "pipe")
     for name, text in (("no", "No such file"), (".", "not a regular file"), ("pipe", "not a regular file")):
@@ -269,7 +277,7 @@ def test_API_10_files_that_are_none(tmp_path):
 @settings(max_examples=3000 if FULL else 300, deadline=None, print_blob=True,
           suppress_health_check=[HealthCheck.function_scoped_fixture])
 @given(st.data())
-def test_API_10_damaged_files_are_refused_or_read(tmp_path, data):
+def test_API_10_damaged_files_are_refused_or_read(tmp_path: pathlib.Path, data: st.DataObject) -> None:
     """Bytes of good files changed, cut and doubled: an error that names the file and a byte of it, or frames."""
     base = data.draw(st.sampled_from([
         pcap(zip((1, 2), frames(2), strict=True)), ng(frames(2)), ng(frames(2), ">", options=[(9, b"\x09")]),

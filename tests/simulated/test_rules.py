@@ -6,7 +6,7 @@ import re
 from workspace import SOURCE
 
 
-def test_tests_bear_the_ids_of_the_rules_of_the_interfaces():
+def test_tests_bear_the_ids_of_the_rules_of_the_interfaces() -> None:
     listed = (SOURCE / "platform" / "forwarding" / "rules_of_interfaces.def").read_text()
     ids = re.findall(r'^RULE\(\w+, "([\w-]+)"', listed, re.MULTILINE)
     assert len(ids) == 3

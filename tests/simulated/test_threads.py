@@ -2,13 +2,15 @@
 
 import collections
 import os
+import pathlib
 import subprocess
 import sys
 import threading
+from collections.abc import Callable
 
 import pytest
 from hosts import description, frame, host, mac
-from workspace import SEARCH
+from workspace import SEARCH, Script
 
 from vswitch.simulated import BusyError, SimulatedHost
 
@@ -16,11 +18,11 @@ FULL = bool(os.environ.get("VSWITCHPY_FULL"))
 A, B = ("sw", "a"), ("sw", "b")
 
 
-def together(*targets):
+def together(*targets: Callable[[], object]) -> None:
     """Runs functions in a thread each; the first error is raised."""
     errors = []
 
-    def run(target):
+    def run(target: Callable[[], object]) -> None:
         try:
             target()
         except BaseException as error:  # noqa: BLE001 - raised below
@@ -36,13 +38,13 @@ def together(*targets):
 
 
 @pytest.mark.parametrize("in_file", [False, True])
-def test_API_4_threads_on_one_host_lose_nothing(in_file, tmp_path):
+def test_API_4_threads_on_one_host_lose_nothing(in_file: bool, tmp_path: pathlib.Path) -> None:
     it = SimulatedHost(tmp_path / "host.db" if in_file else ":memory:", boot=description(4))
     rounds = 200 if FULL else 40
-    counted = collections.Counter()
+    counted: collections.Counter[str] = collections.Counter()
 
-    def sender(name, number):
-        def run():
+    def sender(name: str, number: int) -> Callable[[], None]:
+        def run() -> None:
             for turn in range(rounds):
                 result = it.send_many([(("sw", name), frame(mac(number)))] * 16) if turn % 2 else it.send(
                     ("sw", name), frame(mac(number)))
@@ -50,7 +52,7 @@ def test_API_4_threads_on_one_host_lose_nothing(in_file, tmp_path):
                 assert all(delivery.endpoint != ("sw", name) for delivery in result.deliveries)
         return run
 
-    def looker():
+    def looker() -> None:
         for _ in range(rounds):
             counters = it.counters("nic0")  # C-7: all are of one instant
             assert counters["bytesOutBroadcast"] == 60 * counters["pktsOutBroadcast"]
@@ -62,7 +64,7 @@ def test_API_4_threads_on_one_host_lose_nothing(in_file, tmp_path):
     assert it.counters("nic0")["pktsOutBroadcast"] == rounds // 2 * 17 * 4
 
 
-def test_API_4_other_threads_run_meanwhile():
+def test_API_4_other_threads_run_meanwhile() -> None:
     """A long operation of one thread ends after short ones on another host that began while it was under way."""
     slow, fast = host(64), host(2)
     order = []
@@ -73,15 +75,15 @@ def test_API_4_other_threads_run_meanwhile():
     class Last:
         """The last frame's bytes are asked for when all others were looked at: what follows is the operation itself."""
 
-        def __bytes__(self):
+        def __bytes__(self) -> bytes:
             started.set()
             return frame(mac(10))
 
-    def long():
+    def long() -> None:
         slow.send_many([*frames[1:], (("sw", names[0]), Last())], count_only=True)
         order.append("long")
 
-    def short():
+    def short() -> None:
         started.wait()
         for _ in range(3):
             fast.send(A, frame(mac(10)))
@@ -91,21 +93,21 @@ def test_API_4_other_threads_run_meanwhile():
     assert order == ["short", "long"]
 
 
-def test_API_4_a_host_is_closed_under_a_thread():
+def test_API_4_a_host_is_closed_under_a_thread() -> None:
     it = host(64)
     names = [f"{chr(ord('a') + number)}" for number in range(64)]
     started = threading.Event()
     results = []
 
     class Last:
-        def __bytes__(self):
+        def __bytes__(self) -> bytes:
             started.set()
             return frame(mac(10))
 
-    def send():
+    def send() -> None:
         results.append(it.send_many([(("sw", names[0]), frame(mac(10)))] * 4000 + [(("sw", names[0]), Last())]))
 
-    def close():
+    def close() -> None:
         started.wait()
         it.close()
 
@@ -113,15 +115,15 @@ def test_API_4_a_host_is_closed_under_a_thread():
     assert results[0].frames == 4001 and len(results[0].to("nic0")) == 4001
 
 
-def test_API_4_captures_come_and_go_under_traffic(tmp_path):
+def test_API_4_captures_come_and_go_under_traffic(tmp_path: pathlib.Path) -> None:
     it = host(2)
     over = threading.Event()
 
-    def send():
+    def send() -> None:
         while not over.is_set():
             it.send(A, frame(mac(10)))
 
-    def watch():
+    def watch() -> None:
         try:
             for number in range(50):
                 capture = it.capture(B, tmp_path / str(number))
@@ -135,7 +137,7 @@ def test_API_4_captures_come_and_go_under_traffic(tmp_path):
 
 
 @pytest.mark.parametrize("path", [":memory:", "host.db"])
-def test_API_4_after_a_fork_of_the_process(script, path, tmp_path):
+def test_API_4_after_a_fork_of_the_process(script: Script, path: str, tmp_path: pathlib.Path) -> None:
     """A host in a file is the same one, a host in memory the child's own copy; whatever threads were doing."""
     script(f"""
     import os, sys, threading
@@ -174,7 +176,7 @@ def test_API_4_after_a_fork_of_the_process(script, path, tmp_path):
     """)
 
 
-def test_D_4_several_processes_send_to_one_host(tmp_path):
+def test_D_4_several_processes_send_to_one_host(tmp_path: pathlib.Path) -> None:
     state = tmp_path / "host.db"
     it = SimulatedHost(state, boot=description(2))
     source = f"""
@@ -192,7 +194,7 @@ for _ in range(20):
     assert it.counters(A)["pktsInBroadcast"] == 800 == it.counters("nic0")["pktsOutBroadcast"]
 
 
-def test_D_4_who_waits_too_long_is_told(tmp_path):
+def test_D_4_who_waits_too_long_is_told(tmp_path: pathlib.Path) -> None:
     import sqlite3
     state = tmp_path / "host.db"
     it = SimulatedHost(state, boot=description(2))

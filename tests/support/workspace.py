@@ -5,6 +5,7 @@ import pathlib
 import subprocess
 import sys
 import textwrap
+from typing import Any, Protocol
 
 SOURCE = pathlib.Path(__file__).resolve().parents[2]
 BUILD = pathlib.Path(os.environ.get("VSWITCHPY_BUILD", SOURCE / "build"))
@@ -14,10 +15,16 @@ FOREIGN = {name: value for name, value in os.environ.items() if name != "LD_PREL
 SEARCH = [str(BUILD / "python"), str(SUPPORT), str(SOURCE / "tests" / "support")]
 
 
+class Script(Protocol):
+    """What the fixtures `script`, `recording` and the like give: runs Python source and gives what it printed."""
+
+    def __call__(self, source: str, *arguments: str, **options: Any) -> str: ...
+
+
 class Outcome:
     """Of a script: its exit code and what it printed."""
 
-    def __init__(self, process: subprocess.CompletedProcess[str]):
+    def __init__(self, process: subprocess.CompletedProcess[str]) -> None:
         self.code = process.returncode
         self.out = process.stdout
         self.err = process.stderr
