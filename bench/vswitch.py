@@ -170,7 +170,9 @@ def desired(report: Report, quick: bool) -> None:
         host.switches.remove("desired")
         return seconds
 
-    goal = (lambda milliseconds: milliseconds) if not quick else (lambda milliseconds: None)
+    def goal(milliseconds: float) -> float | None:
+        return None if quick else milliseconds
+
     document = wanted(count)
     report.add(f"plan of {count} new ports", median(timed(lambda: host.plan(document)), runs) * MILLI, "ms", goal(50))
     report.add(f"apply of {count} new ports", median(lambda: applied(count), runs) * MILLI, "ms", goal(1000))

@@ -11,7 +11,8 @@ import pathlib
 import random
 import struct
 import sys
-from collections.abc import Iterator
+from collections.abc import Callable, Iterator
+from typing import Any
 
 os.environ["VSWITCH_HOST"] = ":memory:"
 
@@ -27,10 +28,10 @@ host = Host()
 SWITCH, PORT, UPLINKS = b"workload", b"100", [b"uplink-a", b"uplink-b"]
 
 
-def taken(call, *arguments) -> bytes:
+def taken(call: Callable[..., object], *arguments: object) -> bytes:
     result, size = ctypes.c_void_p(), ctypes.c_int()
     assert call(*arguments, ctypes.addressof(result), ctypes.addressof(size)) == 0
-    return ctypes.string_at(result.value, size.value)
+    return ctypes.string_at(result.value or 0, size.value)
 
 
 def described() -> str:
@@ -101,7 +102,7 @@ def described() -> str:
 
 
 # What each member of a document is replaced by.
-STRANGE = [
+STRANGE: list[Any] = [
     *(None, False, True, 5, 70_000, 2**32, 2**63, -1, 1.5, "", "x", "a\0b", "ff", "02:00:00:00:00:09", "10.0.0.1"),
     *("\u00e9" * 60, "x" * 400, [], [5], ["x"], ["x", "x"], {}, {"a": 1}),
 ]
@@ -110,12 +111,12 @@ STRANGE = [
 def changed(document: object) -> Iterator[object]:
     """The document with one member replaced, left out, added, or twice in its list."""
 
-    def places(node: object) -> Iterator[tuple[object, object]]:
+    def places(node: Any) -> Iterator[tuple[Any, Any]]:
         for key in list(node) if isinstance(node, dict) else range(len(node)) if isinstance(node, list) else ():
             yield node, key
             yield from places(node[key])
 
-    def fill(container: object, content: object) -> None:
+    def fill(container: Any, content: Any) -> None:
         container.clear()
         container.update(content) if isinstance(container, dict) else container.extend(content)
 
@@ -151,7 +152,7 @@ def from_cbor(data: bytes) -> object:
     return value()
 
 
-def to_cbor(value: object) -> bytes:
+def to_cbor(value: Any) -> bytes:
     def head(kind: int, number: int) -> bytes:
         if number < 24:
             return bytes([kind << 5 | number])
@@ -175,7 +176,7 @@ def to_cbor(value: object) -> bytes:
 
 
 def changed_images(body: bytes) -> Iterator[bytes]:
-    document = from_cbor(body)
+    document: Any = from_cbor(body)
     assert to_cbor(document) == body
     for switch in document.get("switches", []):
         for name, member in switch.items():
@@ -245,7 +246,7 @@ def entity(kind: int) -> bytes:
 
 
 def session_of_type(kind: int) -> bytes:
-    destinations, sources = map(sorted, mirror_model.KINDS[kind])
+    destinations, sources = (sorted(kinds) for kinds in mirror_model.KINDS[kind])
     fields = mirror_model.Fields(
         b"s%d" % kind, type=kind, rules=1, destinations=len(destinations), sources_in=1, sources_out=len(sources) - 1
     )
@@ -279,8 +280,10 @@ def property_values() -> list[bytes]:
         return count + names + count + b"".join(dvport_id.ljust(48, b"\0") for _, dvport_id in pairs)
 
     both = [(UPLINKS[0], b""), (UPLINKS[1], b"")]
-    more = [[], [(b"nic4", b"")], [(b"u", b"103")], [(b"nic0", b"")], [(b"nic1", b"")], [(b"u", PORT)], both[:1]]
-    uplink_lists = [[(b"u", b"p")], [], [(UPLINKS[0], b"p"), both[1]], both[1:], *(both + one for one in more)]
+    more: list[list[tuple[bytes, bytes]]] = [
+        [], [(b"nic4", b"")], [(b"u", b"103")], [(b"nic0", b"")], [(b"nic1", b"")], [(b"u", PORT)], both[:1]]
+    uplink_lists: list[list[tuple[bytes, bytes]]] = [
+        [(b"u", b"p")], [], [(UPLINKS[0], b"p"), both[1]], both[1:], *(both + one for one in more)]
     lists = [
         *(first + uplinks(*pairs) for pairs in uplink_lists for first in (b"\0", b"\x80")),
         b"\x81" + struct.pack("<H", 2) + vlan_model.map_bytes([(10, 10, 1), (10, 12, 2)]),

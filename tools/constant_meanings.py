@@ -8,13 +8,15 @@ import ast
 import json
 import pathlib
 import sys
+from collections.abc import Iterator
+from typing import Any
 
 ENUMERATIONS = pathlib.Path(__file__).resolve().parents[1] / "python" / "vswitch" / "enums"
 
 
-def meanings():
+def meanings() -> dict[str, tuple[str, str, str]]:
     """By name of the constant: the class that has it, the member's name and its meaning."""
-    found = {}
+    found: dict[str, tuple[str, str, str]] = {}
     for path in sorted(ENUMERATIONS.glob("*.py")):
         for kind in ast.parse(path.read_text(encoding="utf-8")).body:
             if isinstance(kind, ast.ClassDef):
@@ -22,12 +24,12 @@ def meanings():
     return found
 
 
-def members(kind):
+def members(kind: ast.ClassDef) -> Iterator[Any]:
     for line in kind.body:
         if isinstance(line, ast.Assign) and isinstance(line.value, ast.Tuple):
             number, *_, meaning = line.value.elts
             if isinstance(number, ast.Attribute):
-                yield number.attr, (kind.name, line.targets[0].id, meaning.value)
+                yield number.attr, (kind.name, ast.unparse(line.targets[0]), ast.literal_eval(meaning))
 
 
 if __name__ == "__main__":

@@ -43,7 +43,7 @@ def digest(path: str) -> str:
 
 
 class Lint:
-    def __init__(self, root: pathlib.Path, build: pathlib.Path):
+    def __init__(self, root: pathlib.Path, build: pathlib.Path) -> None:
         self.root = root
         self.stamps = build / "lint"
         self.build = build

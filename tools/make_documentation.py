@@ -6,17 +6,19 @@ Usage: make_documentation.py interface.json > documentation.inc
 import json
 import sys
 import textwrap
+from collections.abc import Iterable
+from typing import Any
 
 from interface_text import Interface
 
 WIDTH = 96
 
 
-def wrapped(text):
+def wrapped(text: str) -> str:
     return textwrap.fill(text, WIDTH, break_long_words=False, break_on_hyphens=False)
 
 
-def with_signature(name, arguments, text):
+def with_signature(name: str, arguments: Any, text: str) -> str:
     names = [argument for argument, _ in arguments]
     return f"{name}({', '.join([*names, '/']) if names else ''})\n--\n\n{wrapped(text)}"
 
@@ -24,26 +26,27 @@ def with_signature(name, arguments, text):
 class Texts:
     """Texts back to back, each with its terminator."""
 
-    def __init__(self):
+    def __init__(self) -> None:
         self.size = 0
-        self.lines = []
+        self.lines: list[str] = []
 
-    def add(self, text):
+    def add(self, text: str) -> int:
         offset = self.size
         self.size += len(text.encode()) + 1
         self.lines.append(json.dumps(text, ensure_ascii=False)[:-1] + '\\0"')
         return offset
 
-    def table(self, name, texts):
+    def table(self, name: str, texts: Iterable[str]) -> str:
         offsets = [str(self.add(text)) for text in texts]
         return f"constexpr std::uint32_t {name}[] = {{{', '.join(offsets)}}};\n"
 
 
-def documentation(interface):
+def documentation(interface: Interface) -> str:
     texts = Texts()
     functions = []
     for record in interface.records:
-        functions += [with_signature(*function[:2], function[3]) for function in interface.record_functions(record)]
+        functions += [with_signature(name, arguments, text)
+                      for name, arguments, _, text, _ in interface.record_functions(record)]
     for name, arguments, _, text, row in interface.library_functions():
         if row["overload"]:
             # The other form of the function before: its signature cannot be told in one line.

@@ -6,6 +6,8 @@ Usage: make_facts.py interface.json > facts.inc
 
 import json
 import sys
+from collections.abc import Iterator
+from typing import Any
 
 from interface_text import Interface
 
@@ -20,7 +22,7 @@ SCALARS = {"unsigned_char": "unsigned_8", "unsigned_short": "unsigned_16", "unsi
 
 
 class Facts:
-    def __init__(self, interface):
+    def __init__(self, interface: Any) -> None:
         self.interface = interface
         self.methods = []  # name, record or None, row or None; in the order of the method table
         for record in interface.records:
@@ -29,22 +31,22 @@ class Facts:
             if not row["overload"]:
                 self.methods.append((name, None, row))
         self.positions = {name: index for index, (name, *_) in enumerate(self.methods)}
-        self.fields = {}  # record and name to the position among all fields
+        self.fields: dict[tuple[str, str], int] = {}  # record and name to the position among all fields
         for record in interface.records:
             for field in record["fields"]:
                 self.fields[record["name"], field["name"]] = len(self.fields)
 
-    def taker(self, name):
+    def taker(self, name: str) -> int:
         """The position of a function that takes memory back, or a handle, which the library knows."""
         row = self.methods[self.positions[name]][2]
         assert "takes_back" in row or row["arguments"][0]["type"].endswith("Handle"), f"{name} takes nothing back"
         return self.positions[name]
 
-    def method(self, name, record, row):
+    def method(self, name: str, record: dict[str, Any] | None, row: dict[str, Any] | None) -> dict[str, Any]:
         """What is known of a function, by the names of MethodFacts; empty for most."""
         if name == f"delete_{record and record['name']}":
             return {"role": "Role::takes_back", "inputs": 1}
-        known = {}
+        known: dict[str, Any] = {}
         if row is None:
             return known
         if "taken_back_by" in row:
@@ -68,18 +70,19 @@ class Facts:
                 known |= self.bound(record, argument["index"])
         return known and known | {"inputs": len(inputs)}
 
-    def bound(self, record, bound):
+    def bound(self, record: dict[str, Any] | None, bound: Any) -> dict[str, Any]:
         if bound is True:
             return {"bound": "Bound::contents"}
         if isinstance(bound, int):
             return {"bound": "Bound::number", "limit": bound}
+        assert record
         return {"bound": "Bound::field", "limit": self.fields[record["name"], bound]}
 
-    def contents(self, record):
+    def contents(self, record: dict[str, Any]) -> dict[str, Any]:
         known = record["contents"]
         name = record["name"]
         counts = [self.fields[name, count] for count in known["counts"]]
-        made = {"count": counts[0]}
+        made: dict[str, Any] = {"count": counts[0]}
         if len(counts) > 1:
             made["further_count"] = counts[1]
         if "room" in known:
@@ -97,15 +100,15 @@ class Facts:
                 made |= {"stride": of["size"], "copied": "true" if self.copies(of) else "false"}
         return made
 
-    def copies(self, record):
+    def copies(self, record: dict[str, Any]) -> bool:
         """Whether the index of a record gives copies of those behind it."""
         return any(
             method["name"] == "__getitem__" and method["result"] == "owned pointer" and method["target"] == record["name"]
             for method in record["methods"]
         )
 
-    def write(self):
-        sets = [{}]
+    def write(self) -> Iterator[str]:
+        sets: list[dict[str, Any]] = [{}]
         which = []
         for method in self.methods:
             known = self.method(*method)
@@ -113,7 +116,7 @@ class Facts:
                 sets.append(known)
             which.append(sets.index(known))
         assert len(sets) < 256
-        held = [{}]
+        held: list[dict[str, Any]] = [{}]
         of_record = []
         for record in self.interface.records:
             of_record.append(len(held) if "contents" in record else 0)
@@ -135,7 +138,7 @@ class Facts:
         yield f"constexpr std::uint8_t contents_of_record[] = {{{', '.join(map(str, of_record))}}};\n"
 
 
-def table(kind, name, rows, order):
+def table(kind: str, name: str, rows: Any, order: list[str]) -> str:
     lines = []
     for row in rows:
         assert not row.keys() - set(order)

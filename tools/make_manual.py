@@ -12,6 +12,8 @@ import re
 import subprocess
 import sys
 import textwrap
+from collections.abc import Iterable, Iterator
+from typing import Any
 
 from constant_meanings import meanings
 from interface_text import Interface
@@ -55,24 +57,24 @@ class Markup:
 
     WORD = re.compile(r"\b[A-Za-z_]\w*(?:\.\w+)?")
 
-    def __init__(self, roles):
+    def __init__(self, roles: dict[str, str]) -> None:
         self.roles = roles
 
     @staticmethod
-    def fitted(markup, before, after):
+    def fitted(markup: str, before: str, after: str) -> str:
         """Inline markup, kept apart from neighbours that would make it plain text."""
         start = "" if not before or before.isspace() or before in "'\"([{<-/:" else r"\ "
         end = "" if not after or after.isspace() or after in "'\")]}>-/:.,;!?" else r"\ "
         return start + markup + end
 
     @staticmethod
-    def escaped(text):
+    def escaped(text: str) -> str:
         return re.sub(r"([\\*`|_])", r"\\\1", text)
 
-    def link(self, name, shown):
+    def link(self, name: str, shown: str) -> str:
         return f":py:{self.roles[name]}:`{shown} <libvswitch.{name}>`"
 
-    def plain(self, text):
+    def plain(self, text: str) -> str:
         """A text without markup. Names that the manual describes become links."""
         parts = []
         end = 0
@@ -90,27 +92,27 @@ class Markup:
         return "".join(parts) + self.escaped(text[end:])
 
 
-def heading(text, underline):
+def heading(text: str, underline: str) -> str:
     return f"{text}\n{underline * len(text)}\n"
 
 
-def indented(text, by=3):
+def indented(text: str, by: int = 3) -> str:
     return "\n".join(" " * by + line if line else "" for line in text.split("\n"))
 
 
-def list_table(rows):
+def list_table(rows: Iterable[Any]) -> str:
     lines = [".. list-table::", "   :align: left", "   :widths: 30 70", ""]
     for row in rows:
         lines += [f"   {'*' if index == 0 else ' '} - {cell}".rstrip() for index, cell in enumerate(row)]
     return "\n".join(lines) + "\n"
 
 
-def raised(markdown, by):
+def raised(markdown: str, by: int) -> str:
     """With its headings so many levels up."""
     return re.sub(r"^#{%d}(?=#+ )" % by, "", markdown, flags=re.M)
 
 
-def in_markdown(text):
+def in_markdown(text: str) -> str:
     """reStructuredText as a part of a page in Markdown."""
     return f"`````{{eval-rst}}\n{text}\n`````\n"
 
@@ -118,13 +120,13 @@ def in_markdown(text):
 # ---- the reference -----------------------------------------------------------------------------------------
 
 
-def call_examples():
+def call_examples() -> dict[str, str]:
     """Examples by the name of the function that they show, from the file that the tests run."""
     parts = re.split(r"^(\w+)\n", (GUIDES / "call_examples.txt").read_text(encoding="utf-8"), flags=re.M)[1:]
     return dict(zip(parts[::2], parts[1::2], strict=True))
 
 
-def declared_in(folder, suffix, pattern):
+def declared_in(folder: str, suffix: str, pattern: str) -> dict[str, str]:
     """Name and file of what the files of a folder declare."""
     found = {}
     for path in sorted((SOURCE / folder).glob(f"*{suffix}")):
@@ -134,7 +136,7 @@ def declared_in(folder, suffix, pattern):
 
 
 class Reference:
-    def __init__(self, build):
+    def __init__(self, build: pathlib.Path) -> None:
         self.interface = Interface(json.loads((build / "interface.json").read_text(encoding="utf-8")))
         tool = build / "host" / "bin" / "vswitch-host"
         answer = subprocess.run([tool, "calls", "--json"], capture_output=True, text=True, check=True).stdout
@@ -143,7 +145,7 @@ class Reference:
         listed = {call["name"]: call["statuses"] for call in json.loads(answer)}
         self.statuses = {name: [status for status in statuses if status in known] for name, statuses in listed.items()}
         self.examples = call_examples()
-        self.functions = {}
+        self.functions: dict[str, list[Any]] = {}
         for name, arguments, result, _, row in self.interface.library_functions():
             self.functions.setdefault(name, []).append((arguments, result, row))
         roles = {name: "func" for name in self.functions} | {"Panic": "func", "VSwitchError": "exc", "check": "func"}
@@ -155,14 +157,14 @@ class Reference:
             roles |= {name: "data" for name, _ in family["items"]}
         self.markup = Markup(roles)
 
-    def text(self, text):
+    def text(self, text: str) -> str:
         """Of the interface. Where it names the host's page, it links it."""
         parts = re.split(r"docs/host\.md", text)
         return ":doc:`/host`".join(self.markup.plain(part) for part in parts)
 
     # ---- calls -----------------------------------------------------------------------------------------
 
-    def memory_text(self, result, row):
+    def memory_text(self, result: str, row: dict[str, Any]) -> str:
         """Whose memory the results are."""
         typemaps = {argument["typemap"] for argument in row["arguments"]}
         release = row.get("taken_back_by")
@@ -186,14 +188,14 @@ class Reference:
             return "Takes the record over: its instance owns nothing afterwards."
         return ""
 
-    def statuses_text(self, name, row):
+    def statuses_text(self, name: str, row: dict[str, Any]) -> str:
         # What DVS_... functions give is a thing's own number.
         if name not in self.statuses or row.get("scalar") != "signed 32" or name.startswith("DVS_"):
             return ""
         own = ", ".join(self.markup.link(status, status) for status in self.statuses[name])
         return f"{own + '; and ' if own else ''}:ref:`those of every call <every-call>`."
 
-    def function(self, name):
+    def function(self, name: str) -> str:
         forms = self.functions[name]
         signatures = []
         for arguments, result, _ in forms:
@@ -216,7 +218,7 @@ class Reference:
             lines += ["", "   .. rubric:: Example", "", indented(textwrap.dedent(self.examples[name]).strip())]
         return "\n".join(lines) + "\n"
 
-    def call_pages(self):
+    def call_pages(self) -> Iterator[tuple[str, str, str]]:
         """The sections of the host's page that tell of calls, each with an entry for each of them; and the helpers."""
         before, calls = HOST.read_text(encoding="utf-8").split("\n## Calls\n")
         sections = re.split(r"\n(?=### )", calls.split("\n## ")[0])[1:]
@@ -242,7 +244,7 @@ class Reference:
             page = f"{raised(section, by=2)}\n## Reference\n\n" + in_markdown(f"{module}\n\n{entries}")
             yield f"{page_name(title)}.md", page, f"{heading(title, '-')}\n{self.overview(names)}"
 
-    def overview(self, names):
+    def overview(self, names: Iterable[str]) -> str:
         """The functions with the first sentence of each."""
         rows = []
         for name in names:
@@ -250,7 +252,7 @@ class Reference:
             rows.append((self.markup.link(name, name), self.markup.plain(sentence.rstrip(".:;") + ".")))
         return list_table(rows)
 
-    def host_page(self):
+    def host_page(self) -> str:
         """The rest of the host's page."""
         text = HOST.read_text(encoding="utf-8").split("\n## How a call is made\n")[0]
         before, after = text.split("\n## Calls\n")
@@ -262,7 +264,7 @@ class Reference:
 
     # ---- records ---------------------------------------------------------------------------------------
 
-    def field(self, record, field):
+    def field(self, record: str, field: dict[str, Any]) -> str:
         read, written = self.interface.read_type(field), self.interface.written_type(field)
         bits = ""
         if field["kind"] == "bits":
@@ -277,7 +279,7 @@ class Reference:
             f"   ``{field['type']}`` at byte {field['offset']}{bits}.{assigned} Raw: {raw}.\n"
         )
 
-    def method(self, record, arguments, result, row):
+    def method(self, record: str, arguments: Any, result: str, row: dict[str, Any]) -> str:
         names = [f"{argument}: {kind}" for argument, kind in arguments[1:]]
         full = f"{record}_{row['name']}"
         return (
@@ -286,7 +288,7 @@ class Reference:
             f"   Raw: ``{full}``.\n"
         )
 
-    def record(self, record):
+    def record(self, record: dict[str, Any]) -> str:
         name = record["name"]
         count = "count: int, /" if record["counted"] else ""
         raw = ", ".join(f"``{made}``" for made in (f"new_{name}", f"delete_{name}", f"{name}_swigregister"))
@@ -297,7 +299,7 @@ class Reference:
                 parts.append(indented(self.method(name, arguments, result, row)))
         return "\n".join(parts)
 
-    def record_pages(self):
+    def record_pages(self) -> Iterator[tuple[str, str, str]]:
         home = declared_in("interface", ".rows.hpp", r"\bRECORD(?:_UNTAGGED)?\((\w+)")
         for page, title in RECORD_PAGES.items():
             entries = [self.record(record) for record in self.interface.records if home[record["name"]] == page]
@@ -309,7 +311,7 @@ class Reference:
 
     # ---- constants -------------------------------------------------------------------------------------
 
-    def constant(self, name, value):
+    def constant(self, name: str, value: Any) -> str:
         shown = repr(value)
         if isinstance(value, int) and value & ~0xFFFF == STATUS_PREFIX:
             shown = f"{value} (0x{value:08x})"
@@ -319,7 +321,7 @@ class Reference:
         kind, member, meaning = self.meanings[name]
         return f"{entry}\n   {self.markup.escaped(meaning)} (``vswitch.{kind}.{member}``)\n"
 
-    def constant_pages(self):
+    def constant_pages(self) -> Iterator[tuple[str, str, str]]:
         self.meanings = meanings()
         home = declared_in("constants", ".def", r"(?:INTEGER|TEXT)\((\w+)")
         for page, title in CONSTANT_PAGES.items():
@@ -333,7 +335,7 @@ class Reference:
                     for family in self.interface.constants if home[family["items"][0][0]] == page]
             yield f"{page}.rst", "\n".join(entries), f"{heading(title, '-')}\n{list_table(rows)}"
 
-    def pages(self):
+    def pages(self) -> Iterator[tuple[str, str]]:
         """Path and text of every page that is made."""
         groups = [
             ("calls", "Calls", "The 198 calls of the interface and the helpers of the module, by what they are about.",
@@ -356,14 +358,14 @@ class Reference:
         yield "host.md", self.host_page()
 
 
-def page_name(title):
+def page_name(title: str) -> str:
     return re.sub(r"\W+", "-", title.lower()).strip("-")
 
 
 # ---- the build ---------------------------------------------------------------------------------------------
 
 
-def write_sources(build, folder):
+def write_sources(build: pathlib.Path, folder: pathlib.Path) -> None:
     """Guides and reference into one folder. Files that stay as they were are not touched, so that Sphinx reads only
     what has changed."""
     texts = dict(Reference(build).pages())
@@ -380,13 +382,13 @@ def write_sources(build, folder):
             path.write_text(text, encoding="utf-8")
 
 
-def main(build):
+def main(build: pathlib.Path) -> int:
     source = build / "manual-source"
     write_sources(build, source)
     sphinx = [sys.executable, "-m", "sphinx", "-W", "--keep-going", "-q", "-j", "auto", "-b", "html"]
     # The comfortable layer is documented from its docstrings, and so imported.
     environment = dict(os.environ, PYTHONPATH=str(build / "python"), VSWITCH_HOST=":memory:")
-    command = [*sphinx, "-d", build / "manual-doctrees", source, build / "manual"]
+    command: list[str | pathlib.Path] = [*sphinx, "-d", build / "manual-doctrees", source, build / "manual"]
     return subprocess.run(command, env=environment, check=False).returncode
 
 

@@ -6,6 +6,7 @@ Usage: make_stubs.py interface.json > __init__.pyi
 import json
 import sys
 import textwrap
+from typing import Any
 
 from constant_meanings import meanings
 from interface_text import Interface
@@ -117,7 +118,7 @@ ENTITIES = '''\
 
 
 class Stubs:
-    def __init__(self, interface):
+    def __init__(self, interface: Any) -> None:
         self.interface = interface
         self.lines = [HEADER]
         # Records of which a view may show an array whose elements another record counts.
@@ -128,12 +129,12 @@ class Stubs:
             if field["name"] == record.get("contents", {}).get("elements")
         } & interface.record_names
 
-    def doc(self, text, indent):
+    def doc(self, text: str, indent: str) -> None:
         wrapped = textwrap.wrap(text, 108 - len(indent), break_on_hyphens=False) or [""]
         body = ("\n" + indent).join(wrapped).replace("\\", "\\\\")
         self.lines.append(f'{indent}"""{body}"""')
 
-    def field(self, field):
+    def field(self, field: dict[str, Any]) -> None:
         read = self.interface.read_type(field)
         text = self.interface.field_text(field)
         if field["read_only"]:
@@ -145,24 +146,24 @@ class Stubs:
         self.lines.append(f"    {field['name']}: {kind}")
         self.doc(text, " " * 4)
 
-    def function(self, name, arguments, result, text, indent=""):
+    def function(self, name: str, arguments: Any, result: str, text: str, indent: str = "") -> None:
         names = [f"{argument}: {kind}" if kind else argument for argument, kind in arguments]
         if names:
             names.append("/")
         self.lines.append(f"{indent}def {name}({', '.join(names)}) -> {result}:")
         self.doc(text, indent + "    ")
 
-    def method(self, method):
+    def method(self, method: dict[str, Any]) -> None:
         arguments = [("self", ""), *list(self.interface.inputs(method))[1:]]
         self.function(method["name"], arguments, self.method_result(method), self.interface.call_text(method), "    ")
 
-    def method_result(self, method):
-        result = self.interface.result_type(method)
+    def method_result(self, method: dict[str, Any]) -> str:
+        result: str = self.interface.result_type(method)
         # A method has a record, and an index that the record has not raises IndexError: what there is is always there.
         always = method["name"] == "__repr__" or any(argument.get("index") for argument in method["arguments"])
         return result.removesuffix(" | None") if always else result
 
-    def element(self, record):
+    def element(self, record: dict[str, Any]) -> str | None:
         """What a record holds that has an index of its own, or whose array or walk gives it; None without any."""
         wanted = record.get("contents", {}).get("elements", "__getitem__")
         for method in record["methods"]:
@@ -170,10 +171,11 @@ class Stubs:
                 return self.method_result(method)
         for field in record["fields"]:
             if field["name"] == wanted:
-                return field["target"] if field["target"] in self.interface.record_names else "int"
-        return record["name"] if record["name"] in self.in_arrays else record.get("yields")
+                return str(field["target"]) if field["target"] in self.interface.record_names else "int"
+        element: str | None = record["name"] if record["name"] in self.in_arrays else record.get("yields")
+        return element
 
-    def holding(self, record):
+    def holding(self, record: dict[str, Any]) -> None:
         """Length, subscripts and iteration, as far as no method of the record's gives them."""
         methods = {method["name"] for method in record["methods"]}
         element = self.element(record)
@@ -186,7 +188,7 @@ class Stubs:
         if record["name"] == "DVMirrorSessionTable":
             self.lines.append(ENTITIES)
 
-    def record(self, record):
+    def record(self, record: dict[str, Any]) -> None:
         name = record["name"]
         self.lines.append(f"\nclass {name}(Record):")
         self.doc(record["doc"], " " * 4)
@@ -198,7 +200,7 @@ class Stubs:
             self.method(method)
         self.holding(record)
 
-    def write(self):
+    def write(self) -> str:
         for record in self.interface.records:
             self.record(record)
         self.lines.append("")

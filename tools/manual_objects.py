@@ -2,11 +2,13 @@
 
 import pathlib
 import sys
+from collections.abc import Iterator
+from typing import Any
 
 PYTHON = pathlib.Path(__file__).resolve().parents[1] / "python"
 
 
-def calls_page():
+def calls_page() -> str:
     """The page as reStructuredText."""
     sys.path.insert(0, str(PYTHON))
     try:
@@ -34,7 +36,7 @@ def calls_page():
     return "\n".join(lines)
 
 
-def table(header, rows, form):
+def table(header: tuple[str, str], rows: Any, form: str) -> Iterator[str]:
     """A table of calls, which are links to their reference."""
     yield from [".. list-table::", "   :header-rows: 1", "   :widths: 45 55", ""]
     yield from [f"   * - {header[0]}", f"     - {header[1]}"]

@@ -177,7 +177,7 @@ def run(command: list[str], folder: pathlib.Path, timeout: float, **variables: s
 class Tree:
     """A copy that is broken."""
 
-    def __init__(self, source: pathlib.Path, root: pathlib.Path, python: str, jobs: int, timeout: float):
+    def __init__(self, source: pathlib.Path, root: pathlib.Path, python: str, jobs: int, timeout: float) -> None:
         self.source = source
         self.root = root.resolve()
         self.build = self.root / "build"
@@ -348,8 +348,8 @@ def prepare(trees: list[Tree], breaks: list[Break]) -> int:
     every = list(dict.fromkeys(test for one in breaks for test in one.tests))
     with concurrent.futures.ThreadPoolExecutor(len(trees)) as pool:
         shares = [tuple(every[number :: len(trees)]) for number in range(len(trees))]
-        for failed in pool.map(lambda tree, share: tree.failure(share, timeout=3600), trees, shares):
-            if failed:
+        for done in [pool.submit(tree.failure, share, timeout=3600) for tree, share in zip(trees, shares)]:
+            if failed := done.result():
                 raise BadList(f"fails before anything is broken: {failed}")
     return len(every)
 

@@ -10,6 +10,7 @@ the peers are that much smaller than complete ones.
 import json
 import re
 import sys
+from typing import Any
 
 INTEGERS = {
     "unsigned 8": "unsigned char",
@@ -71,11 +72,11 @@ ENUMERATION = re.compile(r"^QEL_ENUMERATION\((\w+)\);", re.M)
 
 def declared(native_type: str, name: str) -> str:
     """`char [32]` and a name as C declares them."""
-    match = re.fullmatch(r"([^\[]*?)\s*((?:\[.*\])?)", native_type)
-    return f"{match[1]} {name}{match[2]}"
+    plain, bracket, size = native_type.partition("[")
+    return f"{plain.rstrip()} {name}{bracket}{size}"
 
 
-def parameter(argument: dict) -> str:
+def parameter(argument: dict[str, Any]) -> str:
     """An argument as the SWIG declaration has it: outputs by the names that the typemaps know."""
     kind, name = argument["typemap"], argument["name"]
     if kind == "record output":
@@ -95,7 +96,7 @@ def parameter(argument: dict) -> str:
     return declared(argument["type"], name)
 
 
-def result_type(call: dict) -> str:
+def result_type(call: dict[str, Any]) -> str:
     kind = call["result"]
     if kind == "scalar":
         return INTEGERS[call["scalar"]]
@@ -119,7 +120,7 @@ ELEMENTS = {
 }
 
 
-def method(record: dict, method: dict) -> list[str]:
+def method(record: dict[str, Any], method: dict[str, Any]) -> list[str]:
     name = method["name"]
     rest = method["arguments"][1:]
     lines = []
@@ -147,7 +148,7 @@ def method(record: dict, method: dict) -> list[str]:
     return [*lines, f"    {result_type(method)} {name}({', '.join(map(parameter, rest))}) {body}"]
 
 
-def record(row: dict) -> list[str]:
+def record(row: dict[str, Any]) -> list[str]:
     name = row["name"]
     macs = [declared(field["type"], field["name"]) for field in row["fields"] if field["kind"] == "mac"]
     lines = [f"%apply unsigned char MAC[6] {{ {mac} }};" for mac in macs]
@@ -174,7 +175,7 @@ def record(row: dict) -> list[str]:
     return lines
 
 
-def helper(call: dict) -> list[str]:
+def helper(call: dict[str, Any]) -> list[str]:
     """A function of the module's own, which no library has."""
     name, arguments = call["name"], call["arguments"]
     parameters = ", ".join(map(parameter, arguments)) or "void"

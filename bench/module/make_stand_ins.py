@@ -52,7 +52,7 @@ def statement(parameter: str) -> str:
     return ""
 
 
-def define(match: re.Match) -> str:
+def define(match: re.Match[str]) -> str:
     parameters = [] if match["parameters"] == "void" else re.split(r",\s+", match["parameters"])
     lines = [f"{match['result']}{match['name']}({match['parameters']}) {{"]
     lines += filter(None, map(statement, parameters))

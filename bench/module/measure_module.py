@@ -15,14 +15,17 @@ import argparse
 import gc
 import json
 import os
+import pathlib
 import statistics
 import subprocess
 import sys
+from collections.abc import Iterable
 from concurrent.futures import ThreadPoolExecutor
 from dataclasses import dataclass
 from itertools import repeat
 from pathlib import Path
 from time import perf_counter_ns
+from typing import Any
 
 OURS, DEFAULT, BUILTIN, LIMIT = "ours", "default", "builtin", "limit"
 TITLES = {OURS: "ours", DEFAULT: "SWIG default", BUILTIN: "SWIG -builtin", LIMIT: "limit"}
@@ -56,7 +59,7 @@ class Loop(Row):
 
 
 def loop(label: str, default: float | None, builtin: float | None, limit: float | None, setup: str, statement: str,
-         **details) -> Loop:
+         **details: Any) -> Loop:
     """Targets below zero: the peer takes no part."""
     targets = {peer: target for peer, target in zip(PEERS, (default, builtin, limit)) if target is None or target > 0}
     return Loop(label, targets, setup=setup, statement=statement, **details)
@@ -192,7 +195,7 @@ class Contest:
             "PYTHONHASHSEED": "0",
         }
 
-    def run(self, *command: str, wrapper: tuple[str, ...] = ()) -> subprocess.CompletedProcess:
+    def run(self, *command: str, wrapper: tuple[str, ...] = ()) -> subprocess.CompletedProcess[str]:
         done = subprocess.run(
             [*wrapper, sys.executable, *command], env=self.environment, capture_output=True, text=True
         )
@@ -200,8 +203,9 @@ class Contest:
             sys.exit(f"{' '.join(command[:3])} failed:\n{done.stderr}")
         return done
 
-    def worker(self, mode: str, contestant: str) -> dict:
-        return json.loads(self.run(__file__, str(self.bench), "--worker", mode, contestant).stdout)
+    def worker(self, mode: str, contestant: str) -> dict[str, Any]:
+        told: dict[str, Any] = json.loads(self.run(__file__, str(self.bench), "--worker", mode, contestant).stdout)
+        return told
 
     def imports(self, contestant: str, module: str, classes: str) -> list[int]:
         done = self.run("-S", "-E", "-c", IMPORT_SCRIPT, str(self.bench / contestant), module, classes)
@@ -222,26 +226,26 @@ def loop_source(setup: str, statement: str) -> str:
     )
 
 
-def compiled(setup: str, statement: str):
+def compiled(setup: str, statement: str) -> Any:
     names = {"perf_counter_ns": perf_counter_ns, "repeat": repeat}
     exec(loop_source(setup, statement), names)
     return names["loop"]
 
 
-def modules(bench: Path, contestant: str) -> tuple:
+def modules(bench: Path, contestant: str) -> tuple[Any, ...]:
     sys.path.insert(0, str(bench / contestant))
     native, layer = __import__(NATIVE[contestant]), __import__(LAYER[contestant])
     return native, layer, layer if contestant == OURS else native
 
 
-def cost(setup: str, statement: str, imported: tuple, enough: int = 1_000_000, runs: int = 15) -> float:
+def cost(setup: str, statement: str, imported: tuple[Any, ...], enough: int = 1_000_000, runs: int = 15) -> float:
     """Nanoseconds of one run, without those of the loop: the least of some, short enough not to be interrupted."""
     measured, empty = compiled(setup, statement), compiled("", "pass")
     count = 1
     while measured(*imported, count) < enough:
         count *= 2
     least, idle = (min(run(*imported, count) for _ in range(runs)) for run in (measured, empty))
-    return (least - idle) / count
+    return float(least - idle) / count
 
 
 def work(bench: Path, mode: str, contestant: str) -> None:
@@ -255,7 +259,7 @@ def work(bench: Path, mode: str, contestant: str) -> None:
         exec(AGREED, names)
         print(json.dumps(names["answers"]))
     elif mode == "growth":
-        walks = {size: walk(size, "macAddress portID vid vni") for size in GROWTH}
+        walks: dict[int, dict[str, Any]] = {size: walk(size, "macAddress portID vid vni") for size in GROWTH}
         print(json.dumps({size: cost(**run, imported=imported) / size for size, run in walks.items()}))
 
 
@@ -267,11 +271,11 @@ def class_names(bench: Path) -> str:
         return " ".join(record["name"] for record in json.load(source)["records"])
 
 
-def size_of(paths) -> float:
+def size_of(paths: Iterable[pathlib.Path]) -> float:
     return sum(path.stat().st_size for path in paths) / 1024
 
 
-def add_sizes(contest: Contest, samples: dict) -> None:
+def add_sizes(contest: Contest, samples: dict[Row, dict[str, list[float]]]) -> None:
     for contestant in (OURS, DEFAULT, BUILTIN):
         folder = contest.bench / contestant
         native = folder / ("libvswitchpy.so" if contestant == OURS else "_peer.so")
@@ -283,7 +287,8 @@ def add_sizes(contest: Contest, samples: dict) -> None:
 
 def measure(contest: Contest, rounds: int, imports: int) -> dict[Row, dict[str, list[float]]]:
     rows = [*LOOPS, NATIVE_IMPORT, LAYER_IMPORT, FIRST_USE, SIZE, LAYER_SIZE, MEMORY, USED_MEMORY]
-    samples = {row: {OURS: [], **{peer: [] for peer in row.targets}} for row in rows}
+    samples: dict[Row, dict[str, list[float]]] = {
+        row: {OURS: [], **{peer: [] for peer in row.targets}} for row in rows}
     for turn in range(rounds):
         # Now forwards, now backwards: nobody always follows the same one.
         for contestant in list(TITLES)[:: 1 if turn % 2 == 0 else -1]:
@@ -311,7 +316,7 @@ def lower_quartile(values: list[float]) -> float:
     return statistics.quantiles(values, n=4, method="inclusive")[0] if len(values) > 1 else values[0]
 
 
-def summary(samples: dict) -> list[dict]:
+def summary(samples: dict[Row, dict[str, list[float]]]) -> list[dict[str, Any]]:
     table = []
     for row, runs in samples.items():
         costs = {contestant: lower_quartile(values) for contestant, values in runs.items()}
@@ -322,7 +327,7 @@ def summary(samples: dict) -> list[dict]:
     return table
 
 
-def show(table: list[dict]) -> None:
+def show(table: list[dict[str, Any]]) -> None:
     print(f"{'operation':<42}{'unit':>5}" + "".join(f"{title:>15}" for title in TITLES.values())
           + "   ratio (accepted) to each peer")
     for row in table:
@@ -382,7 +387,7 @@ def plot(costs: dict[str, list[float]]) -> str:
 
 
 def grow(contest: Contest, rounds: int, target: str) -> None:
-    samples = {contestant: [] for contestant in SVG_COLOURS}
+    samples: dict[str, list[Any]] = {contestant: [] for contestant in SVG_COLOURS}
     for _ in range(rounds):
         for contestant, results in samples.items():
             results.append(contest.worker("growth", contestant))

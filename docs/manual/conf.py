@@ -1,6 +1,7 @@
 """Settings of the manual; tools/make_manual.py builds it."""
 
 import re
+from typing import Any
 
 from docutils import nodes
 from sphinx import addnodes
@@ -34,7 +35,7 @@ class NamesInCode(SphinxTransform):
     default_priority = 500
     NAME = re.compile(r"([A-Za-z_]\w*(?:\.\w+)?)(?:\(.*)?", re.S)
 
-    def apply(self, **kwargs):
+    def apply(self, **kwargs: Any) -> None:
         if not self.env.doc2path(self.env.docname).endswith(".md"):
             return
         for literal in list(self.document.findall(nodes.literal)):
@@ -46,5 +47,5 @@ class NamesInCode(SphinxTransform):
                 link += literal
 
 
-def setup(app):
+def setup(app: Any) -> None:
     app.add_transform(NamesInCode)

@@ -8,6 +8,7 @@ import io
 import json
 import os
 import sys
+from typing import Any
 
 import ansible.module_utils.basic as basic
 
@@ -16,7 +17,7 @@ import vswitch.desired.difference
 import vswitch.desired.managed
 
 
-def run(request):
+def run(request: dict[str, Any]) -> str:
     """In a child: the module's own main."""
     os.environ.update(request["environment"])
     basic._ANSIBLE_ARGS = json.dumps({"ANSIBLE_MODULE_ARGS": request["arguments"]}).encode()

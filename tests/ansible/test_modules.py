@@ -139,7 +139,7 @@ def test_a_document_in_a_file_of_the_host(run: Modules) -> None:
     assert run("state", path=str(path))["changed"] is False
     refused = run("state", _check=True, path=str(path), exact=True)
     assert refused["failed"] and refused["error"]["class"] == "Busy", refused
-    kept = {"management": {"ports": {"1": {}}}, "workload": {"ports": {"100": {}, "101": {}, "102": {}}}}
+    kept: dict[str, Any] = {"management": {"ports": {"1": {}}}, "workload": {"ports": {"100": {}, "101": {}, "102": {}}}}
     exact = run("state", document={"format": 1, "switches": kept}, exact=True)
     assert "switches/workload/ports/103: remove" in exact["diff_text"] and exact["changed"]
     assert "103" in diff(exact)[0]["switches"]["workload"]["ports"]
@@ -262,14 +262,15 @@ def encoded(text: str) -> str:
     ids=["switch", "global", "host", "port"],
 )
 def test_a_property(run: Modules, place: Any, member: Any) -> None:
-    given = {"switch": "workload", "key": "org.example.rack", **place}
+    given: dict[str, Any] = {"switch": "workload", "key": "org.example.rack", **place}
     wanted = {"changed": True, "before": None, "after": encoded("B12")}
     predicted = run("property", _check=True, value="B12", **given)
     assert run("property", _check=True, value="B12", **given) == predicted
     told = run("property", value="B12", **given)
     assert told == predicted and {name: told[name] for name in wanted} == wanted
     assert told["diff"]["before"] == "" and diff(told)[1] == {"switches": {"workload": member}}
-    for form in ({"value": "B12"}, {"hex": "42 31 32"}, {"base64": encoded("B12")}):
+    forms: list[dict[str, Any]] = [{"value": "B12"}, {"hex": "42 31 32"}, {"base64": encoded("B12")}]
+    for form in forms:
         assert run("property", **given, **form)["changed"] is False
     assert run("property", state="absent", **given)["after"] is None
     gone = run("property", state="absent", _diff=False, **given)
@@ -277,7 +278,7 @@ def test_a_property(run: Modules, place: Any, member: Any) -> None:
 
 
 def test_owners_and_volatile_values(run: Modules) -> None:
-    given = {"switch": "workload", "key": "org.example.x"}
+    given: dict[str, Any] = {"switch": "workload", "key": "org.example.x"}
     assert run("property", **given, value="stored", owner="me")["changed"]
     assert run("property", **given, value="stored", owner="me")["changed"] is False
     other = run("property", **given, value="other", owner="you")
@@ -292,7 +293,8 @@ def test_owners_and_volatile_values(run: Modules) -> None:
 
 
 def test_wrong_uses_of_a_property(run: Modules) -> None:
-    given = {"switch": "workload", "key": "x"}
+    given: dict[str, Any] = {"switch": "workload", "key": "x"}
+    wrong: Any
     for wrong, said in (
         ({}, "state is present but any of the following are missing: value, hex, base64"),
         ({"value": "a", "hex": "00"}, "parameters are mutually exclusive"),

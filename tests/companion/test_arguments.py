@@ -3,12 +3,15 @@
 import ctypes
 import gc
 import weakref
+from collections.abc import Callable
+from typing import Any
 
-import libvswitch as vs
 import pytest
 from hypothesis import given
 from hypothesis import strategies as st
 from libvswitch import check
+from misused import vs
+from workspace import Script
 
 # ---- cells -------------------------------------------------------------------------------------------------------
 
@@ -27,7 +30,7 @@ HIGHEST = {
 
 
 @pytest.mark.parametrize("element", HIGHEST)
-def test_number_cells_hold_what_fits(element):
+def test_number_cells_hold_what_fits(element: str) -> None:
     lowest = -(2**31) if element == "int" else 0
     made = vs.cell(f"{element} *")
     assert (made.value, len(made), list(made), made.type) == (0, 1, [0], f"{element} *")
@@ -38,13 +41,13 @@ def test_number_cells_hold_what_fits(element):
         with pytest.raises(OverflowError, match="does not fit"):
             made.value = value
         assert made.value == HIGHEST[element]
-    for value in ("1", None, 1.5, b"1"):
+    for wrong in ("1", None, 1.5, b"1"):
         with pytest.raises(TypeError, match="a number is needed"):
-            made.value = value
+            made.value = wrong
     assert repr(made) == f"<cell '{element} *' {HIGHEST[element]}>"
 
 
-def test_cells_of_several():
+def test_cells_of_several() -> None:
     made = vs.cell("qel_uint16 *", 1, 2, 3)
     made[2] = 9
     assert (list(made), len(made), repr(made)) == ([1, 2, 9], 3, "<cell 'qel_uint16 *' 3 elements>")
@@ -55,12 +58,12 @@ def test_cells_of_several():
 
 
 @pytest.mark.parametrize("name", ["int", "float *", "int ***x", "", "VSInfo", "char *"])
-def test_there_are_no_cells_for_other_types(name):
+def test_there_are_no_cells_for_other_types(name: str) -> None:
     with pytest.raises(TypeError, match="pointer type|no cells"):
         vs.cell(name)
 
 
-def test_pointer_cells_give_records_proxies_and_none():
+def test_pointer_cells_give_records_proxies_and_none() -> None:
     made = vs.cell("VSList **")
     assert made.value is None
     check(vs.VSQEL_GetSwitches(vs.VS_LIST_DVS_ALIAS, made))
@@ -76,13 +79,13 @@ def test_pointer_cells_give_records_proxies_and_none():
         pointers[0] = "text"
 
 
-def test_spacing_and_const_do_not_matter():
+def test_spacing_and_const_do_not_matter() -> None:
     for name in ("qel_uint16 const *", "const qel_uint16*", "  qel_uint16  *"):
         assert vs.cell(name, 5).value == 5
     assert vs.cell("struct VSList**").value is None
 
 
-def test_a_cell_is_accepted_for_its_type_only():
+def test_a_cell_is_accepted_for_its_type_only() -> None:
     number = vs.cell("qel_uint32 *")
     check(vs.VSDVS_GetMTU("workload", number))
     assert number.value == 9000
@@ -93,7 +96,7 @@ def test_a_cell_is_accepted_for_its_type_only():
     assert vs.VSDVS_GetMTU("workload", None) == vs.QEL_BAD_PARAM
 
 
-def test_buffers():
+def test_buffers() -> None:
     made = vs.buffer(4)
     assert bytes(made) == bytes(4) and len(made) == 4 and repr(made) == "<buffer of 4 bytes>"
     made.view[1:3] = b"ab"
@@ -113,7 +116,7 @@ def test_buffers():
         vs.pointed_bytes(None, 1)
 
 
-def test_the_storage_goes_with_its_cell(script):
+def test_the_storage_goes_with_its_cell(script: Script) -> None:
     script(
         """
         import libvswitch as vs
@@ -135,10 +138,10 @@ def test_the_storage_goes_with_its_cell(script):
 # ---- callbacks -----------------------------------------------------------------------------------------------------
 
 
-def names_visited(visit=lambda handle: None):
+def names_visited(visit: Callable[[Any], object] = lambda handle: None) -> tuple[Any, Any]:
     seen = []
 
-    def both(handle):
+    def both(handle: Any) -> object:
         seen.append(vs.DVS_SwitchName(handle))
         return visit(handle)
 
@@ -147,17 +150,17 @@ def names_visited(visit=lambda handle: None):
     return made, seen
 
 
-def test_a_visitor_sees_each_and_a_true_result_ends_the_walk():
+def test_a_visitor_sees_each_and_a_true_result_ends_the_walk() -> None:
     assert names_visited()[1] == ["management", "workload"]
     assert names_visited(lambda handle: True)[1] == ["management"]
     assert names_visited(lambda handle: 0)[1] == ["management", "workload"]
 
 
 @pytest.mark.parametrize("kind", [ValueError, KeyboardInterrupt, SystemExit, StopIteration])
-def test_an_exception_ends_the_walk_and_comes_out_once(kind):
+def test_an_exception_ends_the_walk_and_comes_out_once(kind: Any) -> None:
     error = kind("inside")
 
-    def fail(handle):
+    def fail(handle: object) -> None:
         raise error
 
     made, seen = names_visited(fail)
@@ -175,10 +178,10 @@ def test_an_exception_ends_the_walk_and_comes_out_once(kind):
             raise LookupError("of the block itself goes first")
 
 
-def test_calls_and_walks_inside_a_visitor():
-    found = {}
+def test_calls_and_walks_inside_a_visitor() -> None:
+    found: dict[Any, Any] = {}
 
-    def visit(switch):
+    def visit(switch: Any) -> None:
         name = vs.DVS_SwitchName(switch)
         found[name] = []
         with vs.callback(lambda port: found[name].append(vs.DVS_PortId(port))) as ports:
@@ -190,7 +193,7 @@ def test_calls_and_walks_inside_a_visitor():
     assert list(found) == ["management", "workload"] and all(found.values())
 
 
-def test_properties_are_visited_by_name():
+def test_properties_are_visited_by_name() -> None:
     switch = vs.DVSState_SwitchFindByAlias("workload")
     for walk, handle in (
         (vs.DVSState_GlobalPropForEach, switch),
@@ -207,14 +210,14 @@ def test_properties_are_visited_by_name():
     assert names
 
 
-def test_what_is_no_callback_is_refused():
+def test_what_is_no_callback_is_refused() -> None:
     for wrong in (print, "x", vs.cell("int *"), vs.VSInfo()):
         with pytest.raises(TypeError, match="DVSState_SwitchForEach"):
             vs.DVSState_SwitchForEach(wrong, None)
     assert vs.DVSState_SwitchForEach(None, None) is None
 
 
-def test_a_callback_goes_with_its_last_name():
+def test_a_callback_goes_with_its_last_name() -> None:
     made = names_visited()[0]
     callable_watch = weakref.ref(made._native)
     del made
@@ -225,10 +228,11 @@ def test_a_callback_goes_with_its_last_name():
 # ---- property lists and their memory ---------------------------------------------------------------------------------
 
 
-def test_a_property_list_with_an_allocator_of_the_script():
-    blocks, freed = {}, []
+def test_a_property_list_with_an_allocator_of_the_script() -> None:
+    blocks: dict[int, Any] = {}
+    freed: list[int] = []
 
-    def allocate(size):
+    def allocate(size: int) -> int:
         block = ctypes.create_string_buffer(size)
         blocks[ctypes.addressof(block)] = block
         return ctypes.addressof(block)
@@ -248,8 +252,8 @@ def test_a_property_list_with_an_allocator_of_the_script():
     assert pair[0].error is None and pair[1].error is None
 
 
-def test_an_allocator_that_fails_is_no_memory():
-    def fail(_):
+def test_an_allocator_that_fails_is_no_memory() -> None:
+    def fail(_: object) -> None:
         raise ArithmeticError("none left")
 
     for index, allocate in enumerate((fail, lambda size: None, lambda size: "no address")):
@@ -266,7 +270,7 @@ def test_an_allocator_that_fails_is_no_memory():
 # ---- allocated -------------------------------------------------------------------------------------------------------
 
 
-def test_allocated_gives_back_at_the_end():
+def test_allocated_gives_back_at_the_end() -> None:
     with vs.allocated(vs.VSQEL_GetSwitchInfo, "workload") as info:
         assert info.mtu == 9000
     with pytest.raises(ValueError, match="released"):
@@ -293,7 +297,7 @@ def test_allocated_gives_back_at_the_end():
             raise AssertionError("entered")
 
 
-def test_a_failing_status_raises_also_where_it_is_the_only_result():
+def test_a_failing_status_raises_also_where_it_is_the_only_result() -> None:
     for function, arguments in (
         (vs.DVSQEL_SwitchPortList, ("nope", vs.cell("DVPortList **"), 1)),
         (vs.VSQEL_GetSwitches, (99, vs.cell("VSList **"))),
@@ -307,7 +311,7 @@ def test_a_failing_status_raises_also_where_it_is_the_only_result():
             check(function(*arguments))
 
 
-def test_allocated_gives_what_was_stored_in_a_cell():
+def test_allocated_gives_what_was_stored_in_a_cell() -> None:
     cell = vs.cell("DVPortList **")
     with vs.allocated(vs.DVSQEL_SwitchPortList, "workload", cell, vs.DVSPORT_TYPE_ACTIVE) as ports:
         assert isinstance(ports, vs.DVPortList) and len(ports) > 1
@@ -325,7 +329,7 @@ def test_allocated_gives_what_was_stored_in_a_cell():
         assert nothing is None
 
 
-# ---- data and its length -----------------------------------------------------------------------------------------------
+# ---- data and its length ---------------------------------------------------------------------------------------------
 
 PROPERTIES = {
     vs.VSDVS_SetGlobProp: ("workload",),
@@ -336,22 +340,26 @@ PROPERTIES = {
 
 
 @pytest.fixture(params=PROPERTIES, ids=[function.__name__ for function in PROPERTIES])
-def store(request):
-    """Stores data and a length under a name of its own."""
-    vs.VSDVS_AddDVPort("workload", "data-port", 7)
-    function = request.param
-    arguments = (*PROPERTIES[function], "com.example.bounded")
-    extra = (None, 1) if vs.VSDVS_SetGlobProp is function else ("owner", 1)
+def store(request: pytest.FixtureRequest) -> "Store":
+    return Store(request.param)
 
-    def call(data, length):
-        return function(*arguments, data, length, *extra)
 
-    call.place = len(arguments) + 1
-    return call
+class Store:
+    """Stores data and a length under a name of its own; `place`: of the data among the arguments."""
+
+    def __init__(self, function: Any) -> None:
+        vs.VSDVS_AddDVPort("workload", "data-port", 7)
+        self.function = function
+        self.arguments = (*PROPERTIES[function], "com.example.bounded")
+        self.extra = (None, 1) if vs.VSDVS_SetGlobProp is function else ("owner", 1)
+        self.place = len(self.arguments) + 1
+
+    def __call__(self, data: Any, length: int) -> Any:
+        return self.function(*self.arguments, data, length, *self.extra)
 
 
 @pytest.mark.parametrize("data", [b"", b"abc", "", "abc", "\u00e4\u00f6", "\U0001f50c" * 3])
-def test_no_length_goes_beyond_the_data(store, data):
+def test_no_length_goes_beyond_the_data(store: Store, data: Any) -> None:
     size = len(data if isinstance(data, bytes) else data.encode())
     assert store(data, size) in (vs.QEL_OK, vs.QEL_BAD_PARAM)
     for beyond in (size + 1, 4096, 2**31 - 1):
@@ -361,12 +369,12 @@ def test_no_length_goes_beyond_the_data(store, data):
 
 
 @pytest.mark.parametrize("data", [None, 5, 1.5, bytearray(b"abc"), memoryview(b"abc"), ["abc"], vs.VSInfo(), "\ud800"])
-def test_data_of_another_kind_is_refused_before_the_call(store, data):
+def test_data_of_another_kind_is_refused_before_the_call(store: Store, data: Any) -> None:
     with pytest.raises(TypeError, match=f"^in method '.*', argument {store.place} of type 'bytes or str'$"):
         store(data, 1)
 
 
-def test_a_name_is_stored_as_long_as_its_data_only(script):
+def test_a_name_is_stored_as_long_as_its_data_only(script: Script) -> None:
     script(
         """
         import libvswitch as vs
@@ -381,7 +389,7 @@ def test_a_name_is_stored_as_long_as_its_data_only(script):
     )
 
 
-def test_the_length_of_a_buffer_is_known():
+def test_the_length_of_a_buffer_is_known() -> None:
     data, cells = vs.buffer(b"abcd"), vs.cell("qel_uint16 *", 1, 2)
     for value in (data, cells):
         check(vs.DVSQEL_GlobalPropSet("workload", "com.example.measured", value, 4, vs.CONFIG_PROP_TYPE))
@@ -403,7 +411,7 @@ def test_the_length_of_a_buffer_is_known():
         vs.VSQEL_GetRuntimeOptions(types, 3)
 
 
-def test_a_group_is_given_as_bytes():
+def test_a_group_is_given_as_bytes() -> None:
     for wrong in (None, "224.0.0.1", bytearray(4), 5):
         with pytest.raises(TypeError, match="^in method 'VSQEL_GetMcastFilterStats', argument 4 of type 'bytes'$"):
             vs.VSQEL_GetMcastFilterStats("workload", 1, 1, wrong)
@@ -413,7 +421,7 @@ def test_a_group_is_given_as_bytes():
 
 
 @given(st.binary(min_size=6, max_size=6))
-def test_mac_addresses_there_and_back(address):
+def test_mac_addresses_there_and_back(address: bytes) -> None:
     text = vs.mac_text(address)
     assert vs.mac_bytes(text) == vs.mac_bytes(text.upper()) == vs.mac_bytes(text.replace(":", "-")) == address
     entry = vs.VSMACEntry()
@@ -422,7 +430,7 @@ def test_mac_addresses_there_and_back(address):
 
 
 @given(st.one_of(st.binary(min_size=4, max_size=4), st.binary(min_size=16, max_size=16)))
-def test_ip_addresses_there_and_back(address):
+def test_ip_addresses_there_and_back(address: bytes) -> None:
     assert vs.ip_bytes(vs.ip_text(address)) == address
     assert vs.ip_text(vs.buffer(address).this, len(address)) == vs.ip_text(bytearray(address))
 
@@ -432,12 +440,12 @@ def test_ip_addresses_there_and_back(address):
     ["", "1:2:3:4:5", "1:2:3:4:5:6:7", "1:2-3:4:5:6", "g0:0:0:0:0:0", "100:0:0:0:0:0", " 1:2:3:4:5:6", "020000000001"]
     + ["1:2:3:4:5:6\n"],
 )
-def test_what_is_no_mac_address(text):
+def test_what_is_no_mac_address(text: str) -> None:
     with pytest.raises(ValueError, match="not a MAC address"):
         vs.mac_bytes(text)
 
 
-def test_addresses_of_another_size_or_kind():
+def test_addresses_of_another_size_or_kind() -> None:
     for data in (b"", bytes(5), bytes(7)):
         with pytest.raises(ValueError, match="6 bytes"):
             vs.mac_text(data)

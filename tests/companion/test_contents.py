@@ -3,17 +3,19 @@
 import ctypes
 import gc
 import json
+from collections.abc import Callable
+from typing import Any
 
-import libvswitch as vs
 import pytest
 from libvswitch import _records
-from workspace import BUILD
+from misused import vs
+from workspace import BUILD, Script
 
 with open(BUILD / "interface.json", encoding="utf-8") as source:
     RECORDS = {record["name"]: record for record in json.load(source)["records"]}
 
 
-def placed(name, memory):
+def placed(name: str, memory: Any) -> Any:
     """A record at the start of some memory, which the caller keeps."""
     return _records.pointer(ctypes.addressof(memory), f"_p_{name}")
 
@@ -33,12 +35,12 @@ IDS = [array[0] for array in ARRAYS]
 
 
 @pytest.fixture(params=ARRAYS, ids=IDS)
-def array(request):
+def array(request: pytest.FixtureRequest) -> Any:
     """A record that counts four elements, whose first bytes are 1 to 4, and a fifth behind them that it does not count."""
     name, count, field, start, element, size, number = request.param
     described = {each["name"]: each for each in RECORDS[name]["fields"]}
     start = described[field]["offset"]
-    memory = ctypes.create_string_buffer(start + 6 * size)
+    memory: Any = ctypes.create_string_buffer(start + 6 * size)
     for index in range(6):
         memory[start + index * size] = index + 1
     holder = placed(name, memory)
@@ -46,7 +48,7 @@ def array(request):
     return holder, count, field, getattr(vs, element), number, memory
 
 
-def test_an_array_ends_where_its_record_says(array):
+def test_an_array_ends_where_its_record_says(array: Any) -> None:
     holder, count, field, element, number, _ = array
     for run in (holder, getattr(holder, field)):
         assert len(run) == 4
@@ -61,7 +63,7 @@ def test_an_array_ends_where_its_record_says(array):
                 run[wrong]
 
 
-def test_the_count_of_now_counts(array):
+def test_the_count_of_now_counts(array: Any) -> None:
     holder, count, field, element, number, _ = array
     run = getattr(holder, field)
     walk, other = iter(run), iter(holder)
@@ -78,7 +80,7 @@ def test_the_count_of_now_counts(array):
         holder[-1]
 
 
-def test_elements_outlive_their_walk(array):
+def test_elements_outlive_their_walk(array: Any) -> None:
     holder, count, field, element, number, memory = array
     kept = list(holder) + list(getattr(holder, field))
     copied = kept[0].thisown
@@ -92,7 +94,7 @@ def test_elements_outlive_their_walk(array):
 
 
 @pytest.mark.parametrize("name", sorted({array[4] for array in ARRAYS}))
-def test_a_record_by_itself_has_no_length(name):
+def test_a_record_by_itself_has_no_length(name: str) -> None:
     record = getattr(vs, name)()
     assert record
     with pytest.raises(TypeError, match="has no len"):
@@ -101,7 +103,7 @@ def test_a_record_by_itself_has_no_length(name):
         iter(record)
 
 
-def test_what_nobody_counts_stays_as_it_is():
+def test_what_nobody_counts_stays_as_it_is() -> None:
     made = vs.new_pvlanmapentryArray(3)
     for index in range(3):
         entry = vs.VSPvlanMapEntry()
@@ -109,14 +111,14 @@ def test_what_nobody_counts_stays_as_it_is():
         vs.pvlanmapentryArray_setitem(made, index, entry)
     assert [made[index].primaryVID for index in range(3)] == [10, 11, 12]
     vs.delete_pvlanmapentryArray(made)
-    entries = ctypes.create_string_buffer(3 * 26)
+    entries: Any = ctypes.create_string_buffer(3 * 26)
     entries[26] = 7
     assert placed("VSMACEntry", entries)[1].macAddress.startswith("07:")
 
 
-def test_a_view_of_one_record_is_no_view_of_another():
+def test_a_view_of_one_record_is_no_view_of_another() -> None:
     """What an array's view knows of its record goes when the view gets other memory."""
-    memory = ctypes.create_string_buffer(8 + 26)
+    memory: Any = ctypes.create_string_buffer(8 + 26)
     memory[4] = 1
     view = placed("VSMACTable", memory).macEntries
     assert len(view) == 1
@@ -131,7 +133,7 @@ def test_a_view_of_one_record_is_no_view_of_another():
         len(made_anew)
 
 
-def test_tables_of_the_host_end():
+def test_tables_of_the_host_end() -> None:
     with vs.allocated(vs.VSQEL_GetL2Security, "workload") as security:
         ports = [entry.portID for entry in security]
         assert len(ports) == len(security) == security.numEntries > 2
@@ -140,14 +142,15 @@ def test_tables_of_the_host_end():
             security.portSecEntries[9999]
         kept, view = security[0], security.portSecEntries
     assert kept.portID == ports[0]  # a copy
-    for use in (len, iter, list, lambda run: run[0]):
+    uses: tuple[Callable[[Any], object], ...] = (len, iter, list, lambda run: run[0])
+    for use in uses:
         with pytest.raises(ValueError, match="was released"):
             use(view)
         with pytest.raises(ValueError, match="was released"):
             use(security)
 
 
-def test_port_lists_of_the_host():
+def test_port_lists_of_the_host() -> None:
     with vs.allocated(vs.DVSQEL_SwitchPortList, "workload", vs.cell("DVPortList **"), vs.DVSPORT_TYPE_ACTIVE) as ports:
         names = [port.dvPortId for port in ports]
         assert len(names) == ports.nports == len(ports) > 1
@@ -164,20 +167,20 @@ def test_port_lists_of_the_host():
 NAMES = ["a", "bb", "ccc"]
 
 
-def uplinks():
+def uplinks() -> Any:
     made = vs.VSUplinks(4)
     made.numEntries = 3
     return made
 
 
-def lag(memory=ctypes.create_string_buffer(88 + 4 * 32)):
+def lag(memory: Any = ctypes.create_string_buffer(88 + 4 * 32)) -> Any:
     made = placed("VSLAGStatus", memory)
     made.numUplinks = 3
     return made
 
 
-def teaming(kind):
-    def make():
+def teaming(kind: Any) -> Callable[[], Any]:
+    def make() -> Any:
         made = kind()
         made.numActive, made.numStandby = 1, 2
         return made
@@ -185,7 +188,7 @@ def teaming(kind):
     return make
 
 
-WRITABLE = {
+WRITABLE: dict[str, tuple[Callable[[], Any], int]] = {
     "VSUplinks": (uplinks, 3),
     "VSUplinkPorts": (lambda: vs.VSUplinkPorts(3), 3),
     "VSUplinkPortIds": (lambda: vs.VSUplinkPortIds(3), 3),
@@ -196,7 +199,7 @@ WRITABLE = {
 
 
 @pytest.mark.parametrize("name", WRITABLE)
-def test_names_are_reached_within_the_count_only(name, capfd):
+def test_names_are_reached_within_the_count_only(name: str, capfd: pytest.CaptureFixture[str]) -> None:
     make, room = WRITABLE[name]
     made = make()
     for index, text in enumerate(NAMES):
@@ -220,7 +223,7 @@ def test_names_are_reached_within_the_count_only(name, capfd):
     assert capfd.readouterr().out == ""
 
 
-def test_the_module_itself_says_what_it_says(script):
+def test_the_module_itself_says_what_it_says(script: Script) -> None:
     """Under `_libvswitch` an index beyond the end is a line on standard output."""
     printed = script(
         """
@@ -233,19 +236,20 @@ def test_the_module_itself_says_what_it_says(script):
     assert printed == "Invalid array index."
 
 
-def test_teaming_policies_have_room_for_more_than_they_use():
+def test_teaming_policies_have_room_for_more_than_they_use() -> None:
     policy = vs.VSTeamPolicy()
     policy[31] = "spare"
     assert len(policy) == 0 and policy[31] == "spare"
     with pytest.raises(IndexError):
         policy[-1]
     policy.numActive = 33
-    for use in (len, list):
+    sized: tuple[Callable[[Any], object], ...] = (len, list)
+    for use in sized:
         with pytest.raises(ValueError, match="a teaming policy of 33 uplinks, where 32 have room"):
             use(policy)
 
 
-TABLES = {
+TABLES: dict[str, tuple[Callable[[], Any], str, Any]] = {
     "DVMirrorSessionTable": (lambda: vs.alloc_dvmirror_session_table(3, 2), "DVMirrorSession", vs.free_dvmirror_session_table),
     "LSTeamTable": (lambda: vs.alloc_ls_team_table(3), "LSTeamPolicy", vs.free_ls_team_table),
     "RTMIOCtlQuery": (lambda: vs.alloc_rtm_query(3), "RTM_Portset", vs.free_rtm_query),
@@ -254,7 +258,7 @@ TABLES = {
 
 
 @pytest.mark.parametrize("name", TABLES)
-def test_tables_are_reached_within_the_count_only(name, capfd):
+def test_tables_are_reached_within_the_count_only(name: str, capfd: pytest.CaptureFixture[str]) -> None:
     make, element, free = TABLES[name]
     table, entry = make(), getattr(vs, element)()
     assert len(table) == 3 and [type(each).__name__ for each in table] == [element] * 3
@@ -270,7 +274,7 @@ def test_tables_are_reached_within_the_count_only(name, capfd):
     assert capfd.readouterr().out == ""
 
 
-def test_entities_end_with_their_table():
+def test_entities_end_with_their_table() -> None:
     with vs.allocated(vs.alloc_dvmirror_session_table, 1, 2) as table:
         assert table.get_first_session_entity(-1) == table.get_first_session_entity(1)
         for beyond in (2, 9999, -3):
@@ -284,7 +288,7 @@ def test_entities_end_with_their_table():
             next(walk)
 
 
-def test_lists_of_the_host_end():
+def test_lists_of_the_host_end() -> None:
     listed = vs.VSQEL_GetSwitchesPy(vs.VS_LIST_DVS_ALIAS)
     assert (len(listed), listed[-1], list(reversed([*listed]))) == (2, "workload", ["workload", "management"])
     for beyond in (2, -3):
@@ -294,8 +298,8 @@ def test_lists_of_the_host_end():
         assert len(lags) == 1 and lags.vs_lag_table_first_lag().get_uplink_name(9) is None
 
 
-def test_numbers_and_addresses_end():
-    memory = ctypes.create_string_buffer(4 + 5 * 4)
+def test_numbers_and_addresses_end() -> None:
+    memory: Any = ctypes.create_string_buffer(4 + 5 * 4)
     memory[0], memory[4], memory[8] = 2, 5, 6
     ports = placed("VSPortList", memory)
     assert (len(ports), list(ports), ports[0], ports[-1]) == (2, [5, 6], 5, 6)
@@ -310,12 +314,12 @@ def test_numbers_and_addresses_end():
         active[2]
     with pytest.raises(IndexError):
         active[2] = 5
-    keys = ctypes.create_string_buffer(1 + 3 * 6)
+    keys: Any = ctypes.create_string_buffer(1 + 3 * 6)
     keys[0], keys[1], keys[7] = 2, 1, 2
     legacy = placed("VSUserMcastLegacyKeys", keys)
     assert list(legacy) == ["01:00:00:00:00:00", "02:00:00:00:00:00"] and len(legacy) == 2
     assert legacy[-1] == legacy.get_mac_entry(-1) == legacy.get_mac_entry(1)
-    ranges = ctypes.create_string_buffer(64)
+    ranges: Any = ctypes.create_string_buffer(64)
     policy = placed("VSPortVlanPolicy", ranges)
     policy.numRanges = 2
     assert len(policy) == len(list(policy)) == 2
@@ -324,8 +328,8 @@ def test_numbers_and_addresses_end():
             read(2)
 
 
-def test_filters_know_how_many_but_not_of_which_kind():
-    memory = ctypes.create_string_buffer(64)
+def test_filters_know_how_many_but_not_of_which_kind() -> None:
+    memory: Any = ctypes.create_string_buffer(64)
     memory[4] = 2
     filters = placed("VSMcastFilters", memory)
     memory[8] = 0xE0
@@ -343,7 +347,7 @@ def test_filters_know_how_many_but_not_of_which_kind():
         sources.get_ipv6_entry(1)
 
 
-def test_rows_of_fixed_number_end():
+def test_rows_of_fixed_number_end() -> None:
     static, entries = vs.VSStaticLEEntry(), vs.VSMACEntries()
     assert static.vlan_get_values(63) == static.vlan_get_values(-1) == 0
     entries.set_mac_address(-1, b"\1\2\3\4\5\6")
@@ -356,7 +360,7 @@ def test_rows_of_fixed_number_end():
         entries.set_mac_address(25, bytes(6))
 
 
-def test_fewer_than_six_bytes_are_no_address():
+def test_fewer_than_six_bytes_are_no_address() -> None:
     entry = vs.VSMACEntry()
     for short in (b"", b"12345", bytearray(5), memoryview(b"1234")):
         with pytest.raises(ValueError, match="in method 'VSMACEntry_set_mac_address', argument 2: six bytes are needed, not"):

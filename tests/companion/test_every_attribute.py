@@ -7,10 +7,11 @@ looked at where it lies, between guard bytes. `rows` is held to the same.
 import csv
 import ctypes
 import re
+from typing import Any
 
-import libvswitch as vs
 import pytest
 from libvswitch import _records
+from misused import vs
 from workspace import SOURCE
 
 with open(SOURCE / "tests" / "data" / "fields.tsv", encoding="utf-8") as source:
@@ -26,7 +27,7 @@ BITS = {
 GUARD = 64
 
 
-def kind_of(row):
+def kind_of(row: dict[str, str]) -> str:
     kind = row["type"]
     if row["access"] == "read-only":
         return "read-only"
@@ -44,7 +45,7 @@ def kind_of(row):
     return {"qel_Bool": "bool", "VSMACAddrType": "byte"}.get(kind, "unsigned" if kind in BITS else "signed")
 
 
-def of_kind(*kinds):
+def of_kind(*kinds: str) -> pytest.MarkDecorator:
     rows = [row for row in FIELDS if kind_of(row) in kinds]
     assert rows
     return pytest.mark.parametrize("row", rows, ids=[f"{row['record']}.{row['field']}" for row in rows])
@@ -53,7 +54,7 @@ def of_kind(*kinds):
 class Placed:
     """A record in the middle of memory of our own."""
 
-    def __init__(self, row):
+    def __init__(self, row: dict[str, str]) -> None:
         self.size = COUNTED.get(row["record"]) or int(row["size"])
         self.block = ctypes.create_string_buffer(self.size + 2 * GUARD)
         self.address = ctypes.addressof(self.block) + GUARD
@@ -62,34 +63,34 @@ class Placed:
         self.name = row["field"]
         self.start = GUARD + int(row["offset"])
 
-    def fill(self, byte):
+    def fill(self, byte: int) -> None:
         ctypes.memset(self.block, byte, len(self.block))
 
-    def content(self):
+    def content(self) -> bytes:
         return ctypes.string_at(self.block, len(self.block))
 
-    def put(self, data):
+    def put(self, data: bytes) -> None:
         ctypes.memmove(ctypes.addressof(self.block) + self.start, data, len(data))
 
-    def read(self):
+    def read(self) -> Any:
         """As an attribute, and as `rows` has it where it has it."""
         value = getattr(self.record, self.name)
         if self.name not in ("__u6_addr",) and type(self.record).__name__ not in COUNTED:
             assert vs.rows(self.record, 1, self.name) == [(value,)]
         return value
 
-    def write(self, value):
+    def write(self, value: object) -> None:
         setattr(self.record, self.name, value)
 
 
-def written(background, placed, data):
+def written(background: int, placed: Placed, data: bytes) -> bytes:
     """The whole memory when only these bytes have changed."""
     content = bytearray([background] * len(placed.block))
     content[placed.start : placed.start + len(data)] = data
     return bytes(content)
 
 
-def refuses(placed, errors):
+def refuses(placed: Placed, errors: Any) -> None:
     placed.fill(0x5A)
     before = placed.content()
     for value, error in errors:
@@ -98,7 +99,7 @@ def refuses(placed, errors):
         assert placed.content() == before, value
 
 
-def check_numbers(row, values, width, decode):
+def check_numbers(row: dict[str, str], values: Any, width: int, decode: Any) -> Placed:
     placed = Placed(row)
     for background in (0x00, 0xFF, 0xA5):
         for value in values:
@@ -115,7 +116,7 @@ def check_numbers(row, values, width, decode):
 
 
 @of_kind("unsigned")
-def test_unsigned_numbers(row):
+def test_unsigned_numbers(row: dict[str, str]) -> None:
     width = BITS[row["type"]]
     assert width == 8 * int(row["width"])
     top = 2**width - 1
@@ -128,19 +129,19 @@ def test_unsigned_numbers(row):
 
 
 @of_kind("signed")
-def test_signed_numbers(row):
+def test_signed_numbers(row: dict[str, str]) -> None:
     assert row["width"] == "4"
     placed = check_numbers(row, [0, 1, -1, 2**31 - 1, -(2**31), 0x04030201], 32, lambda value: value)
     refuses(placed, [(2**31, OverflowError), (-(2**31) - 1, OverflowError), ("1", TypeError), (None, TypeError)])
 
 
 @of_kind("byte")
-def test_enumerations_of_one_byte(row):
+def test_enumerations_of_one_byte(row: dict[str, str]) -> None:
     check_numbers(row, [0, 3, 255, 300, -1, -(2**31)], 8, lambda value: value & 255)
 
 
 @of_kind("bool")
-def test_characters_of_one_byte(row):
+def test_characters_of_one_byte(row: dict[str, str]) -> None:
     placed = Placed(row)
     for value, byte, text in (("a", 97, "a"), (1, 1, "\x01"), (0, 0, "\0"), (-1, 255, "\udcff"), ("", 0, "\0"), (127, 127, "\x7f")):
         for background in (0x5A, 0xFF):
@@ -151,9 +152,8 @@ def test_characters_of_one_byte(row):
 
 
 @of_kind("bits")
-def test_bits_leave_their_neighbours(row):
-    _, first, count = row["width"].split()
-    first, count = int(first), int(count)
+def test_bits_leave_their_neighbours(row: dict[str, str]) -> None:
+    first, count = (int(number) for number in row["width"].split()[1:])
     size, highest = (first + count + 7) // 8, (1 << count) - 1
     mask, top = highest << first, 2 ** BITS[row["type"]] - 1
     placed = Placed(row)
@@ -170,7 +170,7 @@ def test_bits_leave_their_neighbours(row):
 
 
 @of_kind("text")
-def test_texts_of_every_length(row):
+def test_texts_of_every_length(row: dict[str, str]) -> None:
     width = int(row["width"])
     placed = Placed(row)
     if width:
@@ -199,7 +199,7 @@ def test_texts_of_every_length(row):
 
 
 @of_kind("mac")
-def test_addresses(row):
+def test_addresses(row: dict[str, str]) -> None:
     placed = Placed(row)
     placed.put(b"\x00\x1a\x2b\x3c\x4d\xfe")
     assert placed.read() == "00:1a:2b:3c:4d:fe"
@@ -211,7 +211,7 @@ def test_addresses(row):
 
 
 @of_kind("array")
-def test_arrays(row):
+def test_arrays(row: dict[str, str]) -> None:
     width = int(row["width"])
     placed, other = Placed(row), Placed(row)
     placed.fill(0x5A)
@@ -228,7 +228,7 @@ def test_arrays(row):
 
 
 @of_kind("embedded")
-def test_embedded_records(row):
+def test_embedded_records(row: dict[str, str]) -> None:
     nested = row["type"].removesuffix(" (embedded record)")
     placed, other = Placed(row), Placed(row)
     placed.fill(0x5A)
@@ -243,7 +243,7 @@ def test_embedded_records(row):
 
 
 @of_kind("pointer")
-def test_pointers(row):
+def test_pointers(row: dict[str, str]) -> None:
     placed = Placed(row)
     placed.fill(0)
     assert getattr(placed.record, placed.name) is None
@@ -263,7 +263,7 @@ def test_pointers(row):
 
 
 @of_kind("pointer")
-def test_a_pointer_field_takes_its_target_over(row):
+def test_a_pointer_field_takes_its_target_over(row: dict[str, str]) -> None:
     target = row["type"].removesuffix(" (pointer)").removesuffix(" *").removeprefix("struct ")
     kind = vs.VSInfo if target in ("void", "") else getattr(vs, target, None)
     if not isinstance(kind, type):
@@ -277,7 +277,7 @@ def test_a_pointer_field_takes_its_target_over(row):
     owned.thisown = True
 
 
-def test_the_text_that_a_record_owns():
+def test_the_text_that_a_record_owns() -> None:
     query = vs.alloc_hnq_query(4)
     for text in ("", "a", "\u00e4" * 100, None):
         query.propValue = text
@@ -288,7 +288,7 @@ def test_the_text_that_a_record_owns():
 
 
 @of_kind("read-only")
-def test_read_only_parts(row):
+def test_read_only_parts(row: dict[str, str]) -> None:
     placed = Placed(row)
     value = getattr(placed.record, placed.name)
     assert _records.address(value) == placed.address + int(row["offset"])
@@ -296,7 +296,7 @@ def test_read_only_parts(row):
         placed.write(value)
 
 
-def test_every_field_has_its_attribute():
+def test_every_field_has_its_attribute() -> None:
     assert len(FIELDS) == 574
     for row in FIELDS:
         member = vars(getattr(vs, row["record"]))[row["field"]]
@@ -308,8 +308,8 @@ def test_every_field_has_its_attribute():
 # ---- records and proxies of another type --------------------------------------------------------------------------
 
 
-def first_fields():
-    seen = {}
+def first_fields() -> list[dict[str, str]]:
+    seen: dict[str, dict[str, str]] = {}
     for row in FIELDS:
         if kind_of(row) in ("unsigned", "signed", "bits", "text", "bool", "byte"):
             seen.setdefault(row["record"], row)
@@ -320,7 +320,7 @@ FIRST = first_fields()
 
 
 @pytest.mark.parametrize("row", FIRST, ids=[row["record"] for row in FIRST])
-def test_no_accessor_takes_memory_of_another_type(row):
+def test_no_accessor_takes_memory_of_another_type(row: dict[str, str]) -> None:
     name = f"{row['record']}_{row['field']}"
     getter, setter = getattr(vs, f"{name}_get"), getattr(vs, f"{name}_set")
     field = vars(getattr(vs, row["record"]))[row["field"]]

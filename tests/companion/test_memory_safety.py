@@ -2,14 +2,18 @@
 
 import importlib
 import sys
+from collections.abc import Callable
+from typing import Any, cast
 
-import libvswitch as vs
+import libvswitch
 import pytest
+from misused import vs
+from workspace import Script
 
 # ---- classes of two records --------------------------------------------------------------------------------------
 
 
-class Signature(vs.qel_MgmtApiSignature):
+class Signature(libvswitch.qel_MgmtApiSignature):
     pass
 
 
@@ -27,27 +31,27 @@ class Plain:
         (type("Vlan", (vs.qel_VLANHdr,), {}), type("Stats", (vs.VSStats,), {})),
     ],
 )
-def test_a_class_of_two_records_is_refused(bases):
+def test_a_class_of_two_records_is_refused(bases: Any) -> None:
     with pytest.raises(TypeError, match="^class 'Both' cannot stand for two records, 'libvswitch.* and 'libvswitch"):
         type("Both", bases, {})
 
 
-def test_a_class_of_one_record_and_others_is_made():
+def test_a_class_of_one_record_and_others_is_made() -> None:
     both = type("Both", (Plain, Signature, vs.qel_MgmtApiSignature), {})
     made = both()
     made.version = 5
     assert (made.version, vs.qel_MgmtApiSignature_version_get(made)) == (5, 5)
 
 
-SETTERS = {
+SETTERS: dict[str, Callable[[type, Any], object]] = {
     "assignment": lambda kind, bases: setattr(kind, "__bases__", bases),
-    "type.__dict__": lambda kind, bases: type.__dict__["__bases__"].__set__(kind, bases),
+    "type.__dict__": lambda kind, bases: vars(type)["__bases__"].__set__(kind, bases),
 }
 
 
 @pytest.mark.parametrize("setter", SETTERS)
 @pytest.mark.parametrize("bases", [(vs.VSStats,), (vs.VSStats, vs.qel_VLANHdr), (vs.qel_VLANHdr, vs.VSStats)])
-def test_the_bases_of_a_class_keep_their_record(setter, bases):
+def test_the_bases_of_a_class_keep_their_record(setter: str, bases: Any) -> None:
     kind = type("Derived", (vs.qel_VLANHdr,), {})
     below = type("Below", (kind,), {})
     record = below()
@@ -57,10 +61,10 @@ def test_the_bases_of_a_class_keep_their_record(setter, bases):
     with pytest.raises(AttributeError):
         record.pktsTx
     SETTERS[setter](kind, (Plain, vs.qel_VLANHdr))
-    assert isinstance(record, Plain) and len(bytes(record)) == 4
+    assert isinstance(record, Plain) and len(bytes(cast(Any, record))) == 4
 
 
-def test_another_class_makes_no_other_memory(script):
+def test_another_class_makes_no_other_memory(script: Script) -> None:
     script(
         """
         import libvswitch as vs
@@ -84,7 +88,7 @@ def test_another_class_makes_no_other_memory(script):
     )
 
 
-def test_a_class_registered_for_another_record_reaches_nothing_beyond_it(script):
+def test_a_class_registered_for_another_record_reaches_nothing_beyond_it(script: Script) -> None:
     script(
         """
         import libvswitch as vs
@@ -105,31 +109,31 @@ def test_a_class_registered_for_another_record_reaches_nothing_beyond_it(script)
 # ---- from_bytes --------------------------------------------------------------------------------------------------
 
 
-class MadeOtherwise(vs.VSInfo):
+class MadeOtherwise(libvswitch.VSInfo):
     made = None
 
-    def __new__(cls):
+    def __new__(cls) -> Any:
         return cls.made
 
 
-class NeverConstructed(vs.VSInfo):
-    def __init__(self):
+class NeverConstructed(libvswitch.VSInfo):
+    def __init__(self) -> None:
         pass
 
 
-class ReleasedAtOnce(vs.VSInfo):
-    def __init__(self):
+class ReleasedAtOnce(libvswitch.VSInfo):
+    def __init__(self) -> None:
         super().__init__()
         self.release()
 
 
-class Freed(vs.VSInfo):
-    def __init__(self):
+class Freed(libvswitch.VSInfo):
+    def __init__(self) -> None:
         super().__init__()
         vs.free_vs_info(self)
 
 
-def test_from_bytes_writes_only_where_the_record_has_its_memory():
+def test_from_bytes_writes_only_where_the_record_has_its_memory() -> None:
     data = bytes(range(218))
     for made in (None, 5, "text", object(), vs.qel_VLANHdr(), vs.VSStats(), vs.VSUplinks(1)):
         MadeOtherwise.made = made
@@ -157,9 +161,9 @@ def test_from_bytes_writes_only_where_the_record_has_its_memory():
         vs.VSUplinks.from_bytes(bytes(8))
 
 
-def test_from_bytes_passes_on_what_the_class_raises():
-    class Failing(vs.VSInfo):
-        def __init__(self):
+def test_from_bytes_passes_on_what_the_class_raises() -> None:
+    class Failing(libvswitch.VSInfo):
+        def __init__(self) -> None:
             raise LookupError("its own")
 
     with pytest.raises(LookupError, match="its own"):
@@ -171,7 +175,7 @@ def test_from_bytes_passes_on_what_the_class_raises():
 
 @pytest.mark.parametrize("kind", [vs.VSUplinks, vs.VSUplinkPorts, vs.VSUplinkPortIds, vs.VSRuntimeOptions])
 @pytest.mark.parametrize("count", [2**31, 2**32, 2**63 - 1, 2**63, 2**64, 10**30, -(2**31) - 1, -(2**63) - 1, -(10**30)])
-def test_a_count_that_is_no_int_of_the_library_overflows(kind, count):
+def test_a_count_that_is_no_int_of_the_library_overflows(kind: Any, count: int) -> None:
     with pytest.raises(OverflowError, match=f"^in method 'new_{kind.__name__}', argument 1 of type 'int'$"):
         kind(count)
 
@@ -179,7 +183,7 @@ def test_a_count_that_is_no_int_of_the_library_overflows(kind, count):
 # ---- the module, twice -------------------------------------------------------------------------------------------
 
 
-def test_the_layer_can_be_reloaded_and_imported_again(script):
+def test_the_layer_can_be_reloaded_and_imported_again(script: Script) -> None:
     script(
         """
         import importlib, sys
@@ -205,5 +209,5 @@ def test_the_layer_can_be_reloaded_and_imported_again(script):
     )
 
 
-def test_modules_of_this_process_stay_the_same():
+def test_modules_of_this_process_stay_the_same() -> None:
     assert importlib.import_module("libvswitch") is vs is sys.modules["libvswitch"]

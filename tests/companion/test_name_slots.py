@@ -1,8 +1,11 @@
 """Names in slots of fixed width: libvswitch ends a name that fills its slot there, unlike the native module."""
 
+from typing import Any
+
 import _libvswitch
-import libvswitch as vs
 import pytest
+from misused import vs
+from workspace import Script
 
 
 @pytest.mark.parametrize(
@@ -10,7 +13,7 @@ import pytest
     [(vs.VSTeamPolicy(), 81), (vs.LSTeamPolicy(), 81), (vs.VSUplinkPorts(3), 81), (vs.VSUplinkPortIds(3), 48)],
     ids=lambda value: type(value).__name__,
 )
-def test_a_name_that_fills_its_slot_ends_there(record, width):
+def test_a_name_that_fills_its_slot_ends_there(record: Any, width: int) -> None:
     record[0] = "a" * width
     record[1] = "second"
     assert record[0] == "a" * width
@@ -20,7 +23,7 @@ def test_a_name_that_fills_its_slot_ends_there(record, width):
     assert getattr(_libvswitch, name)(record, 0) == "a" * width + "second"
 
 
-def test_the_layer_finds_its_functions_after_a_repeated_import_of_the_module(script):
+def test_the_layer_finds_its_functions_after_a_repeated_import_of_the_module(script: Script) -> None:
     script(
         """
         import sys, _libvswitch as first

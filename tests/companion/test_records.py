@@ -1,20 +1,23 @@
 """The companion layer: names, record classes, iteration, statuses as exceptions."""
 
 import os
+import pathlib
 import pickle
 import subprocess
 import sys
+from typing import Any
 from unittest import mock
 
 import _libvswitch
-import libvswitch as vs
+import libvswitch
 import pytest
-from workspace import SEARCH, SOURCE
+from misused import vs
+from workspace import SEARCH, SOURCE, Script
 
 # ---- names -------------------------------------------------------------------------------------------------------
 
 
-def test_names_of_the_native_module_are_here():
+def test_names_of_the_native_module_are_here() -> None:
     for name, value in vars(_libvswitch).items():
         if name.startswith("_"):
             continue
@@ -26,7 +29,7 @@ def test_names_of_the_native_module_are_here():
         assert getattr(vs, name) is mine
 
 
-def test_names_are_found_when_they_are_first_used(script):
+def test_names_are_found_when_they_are_first_used(script: Script) -> None:
     script(
         """
         import libvswitch as vs
@@ -43,12 +46,12 @@ def test_names_are_found_when_they_are_first_used(script):
     )
 
 
-def test_importing_brings_nothing_heavy(script):
+def test_importing_brings_nothing_heavy(script: Script) -> None:
     loaded = script("import sys; before = set(sys.modules); import libvswitch; print(*(set(sys.modules) - before))")
     assert set(loaded.split()) == {"libvswitch", "libvswitch._records", "_libvswitch", "swig_runtime_data4"}
 
 
-def test_all_names_can_be_imported(script):
+def test_all_names_can_be_imported(script: Script) -> None:
     script(
         """
         from libvswitch import *
@@ -60,7 +63,7 @@ def test_all_names_can_be_imported(script):
     )
 
 
-def test_functions_can_be_replaced_and_come_back():
+def test_functions_can_be_replaced_and_come_back() -> None:
     real = vs.VSDVS_SetMTU
     with mock.patch.object(vs, "VSDVS_SetMTU", return_value=5) as replaced:
         assert vs.VSDVS_SetMTU("x", 1) == 5
@@ -71,7 +74,7 @@ def test_functions_can_be_replaced_and_come_back():
     vs.VSDVS_DestroyVSwitch  # found as before
 
 
-def test_the_raw_style_works_beside_the_classes(script):
+def test_the_raw_style_works_beside_the_classes(script: Script) -> None:
     script(
         """
         import _libvswitch as m
@@ -88,7 +91,7 @@ def test_the_raw_style_works_beside_the_classes(script):
     )
 
 
-def test_raw_style_examples_run(tmp_path):
+def test_raw_style_examples_run(tmp_path: pathlib.Path) -> None:
     for example in sorted((SOURCE / "examples").glob("raw*.py")):
         process = subprocess.run(
             [sys.executable, example],
@@ -104,7 +107,7 @@ def test_raw_style_examples_run(tmp_path):
 # ---- records -----------------------------------------------------------------------------------------------------
 
 
-def test_attributes_are_the_fields():
+def test_attributes_are_the_fields() -> None:
     info = vs.VSInfo()
     assert info.thisown is True
     info.mtu = 9000
@@ -119,7 +122,7 @@ def test_attributes_are_the_fields():
         del info.mtu
 
 
-def test_fields_and_methods_describe_themselves():
+def test_fields_and_methods_describe_themselves() -> None:
     field = vs.VSInfo.mtu
     assert (field.__name__, field.kind, field.__objclass__) == ("mtu", "scalar", vs.VSInfo)
     assert (field.fget, field.fset) == (vs.VSInfo_mtu_get, vs.VSInfo_mtu_set)
@@ -131,7 +134,7 @@ def test_fields_and_methods_describe_themselves():
         vs.VSLAGStatus.get_uplink_name(vs.VSLAGStatus(), index=0)
 
 
-def test_members_are_there_whoever_has_looked_for_them_too_early(script):
+def test_members_are_there_whoever_has_looked_for_them_too_early(script: Script) -> None:
     """They are made when a class is first looked at; the interpreter remembers where it has found nothing."""
     script(
         """
@@ -145,7 +148,7 @@ def test_members_are_there_whoever_has_looked_for_them_too_early(script):
     )
 
 
-def test_nested_records_are_views_of_their_class():
+def test_nested_records_are_views_of_their_class() -> None:
     signature = vs.qel_MgmtApiSignature()
     signature.name.string = "module"
     assert isinstance(signature.name, vs.qel_Name) and signature.name.thisown is False
@@ -153,13 +156,13 @@ def test_nested_records_are_views_of_their_class():
     assert signature.name == signature.name and signature.name != signature.vendor
 
 
-def test_read_only_parts_cannot_be_assigned():
+def test_read_only_parts_cannot_be_assigned() -> None:
     port = vs.VSPortInfo()
     with pytest.raises(AttributeError, match="the field 'vlan' of 'libvswitch.VSPortInfo' records cannot be assigned"):
         port.vlan = port.vlan
 
 
-def test_records_show_their_plain_fields():
+def test_records_show_their_plain_fields() -> None:
     info = vs.VSInfo()
     info.mtu = 9000
     assert repr(info) == (
@@ -179,7 +182,7 @@ def test_records_show_their_plain_fields():
     ("kind", "count"),
     [(vs.VSUplinkPorts, "nUplinkPorts"), (vs.VSUplinkPortIds, "nUplinkPorts"), (vs.VSUplinks, "numEntries")],
 )
-def test_counted_records_index_and_iterate(kind, count):
+def test_counted_records_index_and_iterate(kind: Any, count: str) -> None:
     # One more than used: a VSUplinks has room for fewer than it counts.
     ports = kind(4)
     setattr(ports, count, 3)
@@ -190,7 +193,7 @@ def test_counted_records_index_and_iterate(kind, count):
     assert list(kind(0)) == []
 
 
-def test_a_walk_ends_where_the_count_ends_by_then():
+def test_a_walk_ends_where_the_count_ends_by_then() -> None:
     ports = vs.VSUplinkPorts(3)
     walk = iter(ports)
     next(walk)
@@ -198,7 +201,7 @@ def test_a_walk_ends_where_the_count_ends_by_then():
     assert list(walk) == []
 
 
-def test_teaming_policies_walk_in_failover_order():
+def test_teaming_policies_walk_in_failover_order() -> None:
     policy = vs.VSTeamPolicy()
     policy.numActive, policy.numStandby = 2, 1
     policy[0], policy[1], policy[2] = "a", "b", "c"
@@ -214,7 +217,7 @@ def test_teaming_policies_walk_in_failover_order():
         list(policy)
 
 
-def test_tables_of_the_allocation_helpers_walk():
+def test_tables_of_the_allocation_helpers_walk() -> None:
     with vs.allocated(vs.alloc_ls_team_table, 2) as teams, vs.allocated(vs.alloc_rtm_query, 3) as query:
         teams[1].numActive = 1
         assert [policy.numActive for policy in teams] == [0, 1]
@@ -223,7 +226,7 @@ def test_tables_of_the_allocation_helpers_walk():
         assert [type(entry) for entry in modules] == [vs.RTM_ModInfo] * 2
 
 
-def test_mirror_sessions_and_their_entities_walk():
+def test_mirror_sessions_and_their_entities_walk() -> None:
     with vs.allocated(vs.alloc_dvmirror_session_table, 2, 3) as table:
         first, second = table
         first.numDstEntities, first.numSrcInEntities = 1, 1
@@ -238,7 +241,7 @@ def test_mirror_sessions_and_their_entities_walk():
         assert list(table.entities(first)) == []
 
 
-def test_lists_and_lags_of_the_host_walk():
+def test_lists_and_lags_of_the_host_walk() -> None:
     with vs.allocated(vs.VSQEL_GetLAGTable, "workload") as lags:
         assert [(lag.get_name(), list(lag)) for lag in lags] == [("lag-1", ["nic1", "nic2"])]
     assert list(vs.VSQEL_GetSwitchesPy(vs.VS_LIST_DVS_ALIAS)) == ["management", "workload"]
@@ -248,7 +251,7 @@ def test_lists_and_lags_of_the_host_walk():
     assert list(vs.VSPromiscSessionActiveDsts()) == list(vs.VSLAGStatus()) == []
 
 
-def test_runtime_options_walk():
+def test_runtime_options_walk() -> None:
     options = vs.VSRuntimeOptions(64)
     options.set_options_length(60)
     end = options.get_first_option()
@@ -268,7 +271,7 @@ def test_runtime_options_walk():
 
 
 @pytest.mark.parametrize("derived", [False, True])
-def test_a_record_that_does_not_know_its_length_does_not_iterate(derived):
+def test_a_record_that_does_not_know_its_length_does_not_iterate(derived: Any) -> None:
     for kind, reason in (
         (vs.VSMACEntry, "it does not know how many elements follow; write "),
         (vs.VSPvlanMapEntry, "it does not know how many elements follow; write "),
@@ -287,7 +290,7 @@ def test_a_record_that_does_not_know_its_length_does_not_iterate(derived):
 # ---- statuses ----------------------------------------------------------------------------------------------------
 
 
-def test_check_raises_for_a_failing_status():
+def test_check_raises_for_a_failing_status() -> None:
     assert vs.check(vs.QEL_OK) is None
     assert vs.check([vs.QEL_OK, 5]) == 5
     assert vs.check([vs.QEL_OK, 5, "x"]) == (5, "x")
@@ -299,12 +302,13 @@ def test_check_raises_for_a_failing_status():
         with pytest.raises(vs.VSwitchError, match=text) as caught:
             vs.check(number)
         assert caught.value.name is None and caught.value.status == number
+    wrong: Any
     for wrong in (None, "0", True, [], ["x"], (0, 1), 0.0):
         with pytest.raises(TypeError, match="neither a status nor a list that begins with one"):
             vs.check(wrong)
 
 
-def test_every_status_has_its_name_and_pickles():
+def test_every_status_has_its_name_and_pickles() -> None:
     numbers = {name: getattr(vs, name) for name in dir(vs) if name.startswith("QEL_")}
     numbers = {name: number for name, number in numbers.items() if type(number) is int and number < 2**31}
     statuses = [name for name, number in numbers.items() if vs.QEL_ReturnStatusToString(number) == name]
@@ -317,7 +321,7 @@ def test_every_status_has_its_name_and_pickles():
 # ---- contents ----------------------------------------------------------------------------------------------------
 
 
-def test_records_of_the_same_bytes_have_the_same_contents():
+def test_records_of_the_same_bytes_have_the_same_contents() -> None:
     one, two = vs.VSInfo(), vs.VSInfo()
     assert one != two and one.same_contents(two) and one.same_contents(one)
     two.flags = 1
@@ -331,13 +335,13 @@ def test_records_of_the_same_bytes_have_the_same_contents():
     for other in (first, last):  # in the first and in the last byte only
         assert not one.same_contents(other) and not other.same_contents(one)
 
-    class Derived(vs.VSInfo):
+    class Derived(libvswitch.VSInfo):
         pass
 
     assert one.same_contents(Derived()) and Derived().same_contents(one)
 
 
-def test_contents_are_compared_with_those_of_the_same_kind():
+def test_contents_are_compared_with_those_of_the_same_kind() -> None:
     info = vs.VSInfo()
     for other in (vs.VSStats(), None, 5, b"", info.this):
         with pytest.raises(TypeError):
@@ -353,14 +357,14 @@ def test_contents_are_compared_with_those_of_the_same_kind():
         info.same_contents(vs.VSInfo.__new__(vs.VSInfo))
 
 
-def test_the_base_says_what_equal_means():
+def test_the_base_says_what_equal_means() -> None:
     assert "same native memory" in vs.Record.__doc__ and "same_contents()" in vs.Record.__doc__
 
 
 # ---- mirroring ---------------------------------------------------------------------------------------------------
 
 
-def test_a_whole_copy_is_said_by_its_constant():
+def test_a_whole_copy_is_said_by_its_constant() -> None:
     session = vs.DVMirrorSession()
     session.snapLen = vs.VS_DVMIRROR_SNAPLEN_COMPLETE
     assert session.snapLen == 2**32 - 1 == vs.DVMirrorSession_snapLen_get(session)
@@ -389,7 +393,7 @@ ENTITIES = [
 
 
 @pytest.mark.parametrize(("kind", "right", "wrong"), ENTITIES)
-def test_an_entity_is_what_its_type_asks_for(kind, right, wrong):
+def test_an_entity_is_what_its_type_asks_for(kind: Any, right: Any, wrong: Any) -> None:
     entity = vs.DVMirrorEntity()
     entity.type = kind
     for text in right:
@@ -410,7 +414,7 @@ def test_an_entity_is_what_its_type_asks_for(kind, right, wrong):
 # ---- the README --------------------------------------------------------------------------------------------------
 
 
-def test_the_lines_of_the_readme_run_twice(tmp_path):
+def test_the_lines_of_the_readme_run_twice(tmp_path: pathlib.Path) -> None:
     text = (SOURCE / "README.md").read_text(encoding="utf-8")
     lines, rest = text.split("```python\n")[1].split("```\n", 1)
     printed = rest.split("```\n")[1]

@@ -5,10 +5,12 @@ import gc
 import json
 import random
 import sys
+from typing import Any
 
-import libvswitch as vs
+import libvswitch
 import pytest
 from libvswitch import _records
+from misused import vs
 from workspace import BUILD
 
 with open(BUILD / "interface.json", encoding="utf-8") as source:
@@ -16,32 +18,32 @@ with open(BUILD / "interface.json", encoding="utf-8") as source:
 VALUES = ("scalar", "bits", "text", "mac")
 
 
-def fields(kind, kinds=VALUES):
+def fields(kind: Any, kinds: tuple[str, ...] = VALUES) -> list[str]:
     return [name for name, member in vars(kind).items() if type(member) is _records.field and member.kind in kinds]
 
 
-def fixed_size(kind):
+def fixed_size(kind: Any) -> int:
     try:
         return len(bytes(kind()))
     except TypeError:
-        return None
+        return 0
 
 
 SIZED = [name for name in NAMES if fixed_size(getattr(vs, name)) and fields(getattr(vs, name))]
 
 
-def run_of(kind, memory, index):
+def run_of(kind: Any, memory: Any, index: int) -> Any:
     return _records.pointer(ctypes.addressof(memory) + index * fixed_size(kind), f"_p_{kind.__name__}")
 
 
-def test_most_records_have_rows():
+def test_most_records_have_rows() -> None:
     assert len(SIZED) > 100 or sorted(set(NAMES) - set(SIZED)) == []
 
 
 @pytest.mark.parametrize("name", SIZED)
-def test_rows_are_what_the_records_give(name):
+def test_rows_are_what_the_records_give(name: str) -> None:
     kind = getattr(vs, name)
-    memory = ctypes.create_string_buffer(random.Random(name).randbytes(5 * fixed_size(kind)))
+    memory: Any = ctypes.create_string_buffer(random.Random(name).randbytes(5 * fixed_size(kind)))
     # Texts of every length up to the whole field.
     for offset in range(0, len(memory), 7):
         memory[offset] = 0
@@ -52,8 +54,8 @@ def test_rows_are_what_the_records_give(name):
     assert vs.rows(run_of(kind, memory, 0), 0, names[0]) == []
 
 
-def test_a_field_may_be_named_twice_and_by_any_str():
-    class Entry(vs.VSMACEntry):
+def test_a_field_may_be_named_twice_and_by_any_str() -> None:
+    class Entry(libvswitch.VSMACEntry):
         pass
 
     class Text(str):
@@ -64,7 +66,7 @@ def test_a_field_may_be_named_twice_and_by_any_str():
     assert vs.rows(entry, 1, "vid", Text("vid")) == [(7, 7)]
 
 
-def test_what_is_refused():
+def test_what_is_refused() -> None:
     info, released = vs.VSInfo(), vs.VSInfo()
     released.release()
     for first, count, names, error, message in (
@@ -88,12 +90,12 @@ def test_what_is_refused():
             vs.rows(first, count, *names)
 
 
-def test_a_record_that_a_finalizer_releases_meanwhile_is_not_read():
+def test_a_record_that_a_finalizer_releases_meanwhile_is_not_read() -> None:
     class Garbage:
-        def __init__(self, entry):
+        def __init__(self, entry: Any) -> None:
             self.entry, self.itself = entry, self
 
-        def __del__(self):
+        def __del__(self) -> None:
             self.entry.release()
 
     refused = 0
@@ -114,7 +116,7 @@ def test_a_record_that_a_finalizer_releases_meanwhile_is_not_read():
     assert 0 < refused
 
 
-def test_rows_hold_no_memory_of_the_record():
+def test_rows_hold_no_memory_of_the_record() -> None:
     entry = vs.VSMACEntry()
     entry.portID = 5
     rows = vs.rows(entry, 1, "portID", "macAddress")

@@ -3,10 +3,11 @@
 import gc
 import json
 import weakref
+from typing import Any
 
 import libvswitch as vs
 import pytest
-from workspace import BUILD
+from workspace import BUILD, Script
 
 with open(BUILD / "interface.json", encoding="utf-8") as source:
     INTERFACE = json.load(source)
@@ -46,14 +47,14 @@ def taken():
 
 
 @pytest.fixture
-def watched(recording):
-    def run(source):
-        recording(WATCHED.format(interface=str(BUILD / "interface.json"), takers=TAKERS) + source)
+def watched(recording: Script) -> Script:
+    def run(source: str, *arguments: str, **options: Any) -> str:
+        return recording(WATCHED.format(interface=str(BUILD / "interface.json"), takers=TAKERS) + source, *arguments, **options)
 
     return run
 
 
-def test_what_a_call_gives_goes_back_to_its_library(watched):
+def test_what_a_call_gives_goes_back_to_its_library(watched: Script) -> None:
     watched(
         """
 def leave(record):
@@ -85,7 +86,7 @@ assert seen == 24, seen
     )
 
 
-def test_what_a_call_stores_goes_back_to_its_library(watched):
+def test_what_a_call_stores_goes_back_to_its_library(watched: Script) -> None:
     watched(
         """
 seen = 0
@@ -120,7 +121,7 @@ HELPERS = {
 
 
 @pytest.mark.parametrize("name", HELPERS)
-def test_what_a_helper_makes_is_freed_once(script, name):
+def test_what_a_helper_makes_is_freed_once(script: Script, name: str) -> None:
     script(
         f"""
         import libvswitch as vs
@@ -142,7 +143,7 @@ def test_what_a_helper_makes_is_freed_once(script, name):
     )
 
 
-def test_every_row_says_who_takes_back():
+def test_every_row_says_who_takes_back() -> None:
     functions = {call["name"]: call for call in INTERFACE["calls"]}
     takers = {name for name, call in functions.items() if call.get("takes_back")}
     assert takers == {
@@ -167,7 +168,7 @@ FREEING = [
 ]
 
 
-def test_no_view_is_freed_by_itself(script):
+def test_no_view_is_freed_by_itself(script: Script) -> None:
     """In a process of its own: a view that is freed ends it."""
     script(
         f"""
@@ -211,7 +212,7 @@ def test_no_view_is_freed_by_itself(script):
 # ---- memory of unknown origin ----------------------------------------------------------------------------------------
 
 
-def test_with_needs_to_know_who_takes_back():
+def test_with_needs_to_know_who_takes_back() -> None:
     info = vs.VSInfo()
     other = vs.VSInfo.__new__(vs.VSInfo)
     other.this = vs._records.pointer(int(info.this), "_p_VSInfo").this
@@ -231,7 +232,7 @@ def test_with_needs_to_know_who_takes_back():
         own.mtu
 
 
-def test_allocators_live_as_long_as_the_process():
+def test_allocators_live_as_long_as_the_process() -> None:
     """The library may call them as long as it holds memory from them."""
     made = vs.allocator(lambda size: None, lambda address: None)
     watches = [weakref.ref(one._native) for one in made]
@@ -240,7 +241,7 @@ def test_allocators_live_as_long_as_the_process():
     assert [watch() is not None for watch in watches] == [True, True]
 
 
-def test_long_values_are_cut_where_records_show_themselves():
+def test_long_values_are_cut_where_records_show_themselves() -> None:
     session = vs.DVMirrorSession()
     session.dname = "x" * 80
     assert f"dname='{'x' * 44}..." in repr(session) and "x" * 45 not in repr(session)
@@ -248,7 +249,7 @@ def test_long_values_are_cut_where_records_show_themselves():
     assert f"dname='{'y' * 46}'" in repr(session)
 
 
-def test_a_destructor_marks_its_record_released():
+def test_a_destructor_marks_its_record_released() -> None:
     info = vs.VSInfo()
     vs.delete_VSInfo(info)
     assert repr(info) == "<VSInfo released>" and info.thisown is False
@@ -261,7 +262,7 @@ def test_a_destructor_marks_its_record_released():
     assert repr(info) == "<VSInfo released>"
 
 
-def test_rows_take_no_array():
+def test_rows_take_no_array() -> None:
     for record, field in ((vs.VSInfo(), "dvsName"), (vs.VSPortInfo(), "stats"), (vs.HNQQuery(), "this")):
         with pytest.raises(ValueError, match="has no number or text"):
             vs.rows(record, 1, field)

@@ -2,6 +2,7 @@
 
 import array
 import ctypes
+from typing import Any
 
 import _libvswitch as m
 import pytest
@@ -19,7 +20,7 @@ PLACES = [64, 65]
 
 @pytest.mark.parametrize("place", PLACES)
 @pytest.mark.parametrize(("record", "first"), MAC_ARRAYS)
-def test_mac_entries_read_as_lower_case_text_with_two_digits_a_byte(record, first, place):
+def test_mac_entries_read_as_lower_case_text_with_two_digits_a_byte(record: str, first: int, place: int) -> None:
     memory = Memory(2048)
     memory.write(place + first, MAC + OTHER_MAC)
     memory.write(place + first + 6 * 200, bytes(6))
@@ -35,7 +36,7 @@ def test_mac_entries_read_as_lower_case_text_with_two_digits_a_byte(record, firs
 
 @pytest.mark.parametrize("place", PLACES)
 @pytest.mark.parametrize(("record", "first"), IPV4_ARRAYS)
-def test_ipv4_entries_are_in_network_order(record, first, place):
+def test_ipv4_entries_are_in_network_order(record: str, first: int, place: int) -> None:
     memory = Memory(2048)
     memory.write(place + first, bytes([10, 0, 0, 1]) + bytes([224, 0, 0, 251]))
     memory.write(place + first - 4, bytes([192, 168, 255, 254]))
@@ -49,7 +50,7 @@ def test_ipv4_entries_are_in_network_order(record, first, place):
 
 @pytest.mark.parametrize("place", PLACES)
 @pytest.mark.parametrize(("record", "first"), IPV4_ARRAYS)
-def test_ipv6_entries_read_in_canonical_form(record, first, place):
+def test_ipv6_entries_read_in_canonical_form(record: str, first: int, place: int) -> None:
     memory = Memory(2048)
     memory.write(place + first, bytes(16) + bytes.fromhex("fe800000000000000000000000000001"))
     memory.write(place + first + 32, bytes.fromhex("20010db8000000010000000000ab0cde"))
@@ -66,7 +67,7 @@ def test_ipv6_entries_read_in_canonical_form(record, first, place):
     ]
 
 
-def test_the_longest_ipv6_text_fits():
+def test_the_longest_ipv6_text_fits() -> None:
     memory = Memory(64)
     memory.write(8, bytes.fromhex("00000000000000000000ffff") + bytes([255, 255, 255, 255]))
     assert m.VSMcastFilters_get_ipv6_entry(memory.record("VSMcastFilters"), 0) == "::ffff:255.255.255.255"
@@ -89,7 +90,9 @@ SETTERS = [
     "given",
     [MAC, bytearray(MAC), memoryview(MAC), array.array("B", MAC), MAC + b"\x77\x88", memoryview(b"x" + MAC)[1:]],
 )
-def test_set_mac_address_stores_the_first_six_bytes_and_nothing_else(record, offset, index, place, given):
+def test_set_mac_address_stores_the_first_six_bytes_and_nothing_else(
+    record: str, offset: int, index: int, place: int, given: Any
+) -> None:
     memory = Memory(1024)
     expected = bytearray(memory.all())
     expected[place + offset : place + offset + 6] = MAC
@@ -98,7 +101,7 @@ def test_set_mac_address_stores_the_first_six_bytes_and_nothing_else(record, off
     assert memory.all() == bytes(expected)
 
 
-def test_a_mac_that_was_set_reads_back():
+def test_a_mac_that_was_set_reads_back() -> None:
     entry = m.new_VSMACEntry()
     m.VSMACEntry_set_mac_address(entry, MAC)
     assert m.VSMACEntry_macAddress_get(entry) == "00:1a:2b:3c:4d:5e"
@@ -109,7 +112,7 @@ def test_a_mac_that_was_set_reads_back():
     m.delete_VSStaticLEEntry(entry)
 
 
-def test_a_buffer_that_lies_in_the_record_can_be_given():
+def test_a_buffer_that_lies_in_the_record_can_be_given() -> None:
     memory = Memory(64)
     memory.write(3, MAC)
     data = (ctypes.c_char * 6).from_address(memory.address + 3)
@@ -117,7 +120,7 @@ def test_a_buffer_that_lies_in_the_record_can_be_given():
     assert memory.read(0, 6) == MAC
 
 
-def test_a_text_is_no_buffer():
+def test_a_text_is_no_buffer() -> None:
     entry = m.new_VSMACEntry()
     with raises(
         TypeError, "in method 'VSMACEntry_set_mac_address', argument 2 of type '(unsigned char *mac_str, SIZE)'"
@@ -127,7 +130,7 @@ def test_a_text_is_no_buffer():
     m.delete_VSMACEntry(entry)
 
 
-def test_arguments_of_the_methods():
+def test_arguments_of_the_methods() -> None:
     buffer = ("(unsigned char *mac_str, SIZE)", MAC)
     check_method("set_mac_address", "VSMACEntry", buffer)
     check_method("set_mac_address", "VSStaticLEEntry", buffer)

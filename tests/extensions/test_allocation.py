@@ -2,14 +2,16 @@
 
 import os
 import pathlib
-import shutil
 import struct
 import subprocess
+from collections.abc import Callable
+from typing import Any
 
 import _libvswitch as m
 import pytest
 from exact import raises
 from native_memory import check_arguments, content
+from workspace import Script
 
 MAGIC = struct.pack("<I", 0xFACEBEEF)
 
@@ -33,7 +35,9 @@ NO_TABLE = {
 
 
 @pytest.mark.parametrize(("name", "arguments", "size", "header", "release"), TABLES)
-def test_tables_are_zero_behind_their_header_and_not_owned(name, arguments, size, header, release, printed):
+def test_tables_are_zero_behind_their_header_and_not_owned(
+    name: str, arguments: Any, size: int, header: bytes, release: Callable[[Any], object], printed: Callable[[], str]
+) -> None:
     table = getattr(m, name)(*arguments)
     assert table.own() is False
     assert content(table, size) == header.ljust(size, b"\0")
@@ -41,7 +45,7 @@ def test_tables_are_zero_behind_their_header_and_not_owned(name, arguments, size
     assert printed() == ""
 
 
-def test_blocks_are_cleared_by_the_helper(script):
+def test_blocks_are_cleared_by_the_helper(script: Script) -> None:
     """Also where the allocator hands out used memory."""
     script(
         """
@@ -61,7 +65,7 @@ def test_blocks_are_cleared_by_the_helper(script):
     )
 
 
-def test_an_empty_mirror_table_has_20_bytes_with_the_magic_number_and_zero_counts():
+def test_an_empty_mirror_table_has_20_bytes_with_the_magic_number_and_zero_counts() -> None:
     table = m.alloc_dvmirror_session_table(0, 0)
     assert m.DVMirrorSessionTable_magicNum_get(table) == 0xFACEBEEF == m.VS_DVMIRROR_MAGIC_NUM & 0xFFFFFFFF
     for field in ("version", "numSessions", "numEntities", "numFilterRules", "numFilterIPs"):
@@ -69,7 +73,7 @@ def test_an_empty_mirror_table_has_20_bytes_with_the_magic_number_and_zero_count
     m.free_dvmirror_session_table(table)
 
 
-def test_an_rtm_query_for_two_switches_has_281_bytes():
+def test_an_rtm_query_for_two_switches_has_281_bytes() -> None:
     query = m.alloc_rtm_query(2)
     assert m.RTMIOCtlQuery_numPortsets_get(query) == 2
     assert m.RTMIOCtlQuery_maxAllowedOutage_get(query) == 0
@@ -95,19 +99,21 @@ def test_an_rtm_query_for_two_switches_has_281_bytes():
         ("alloc_rtm_mod_query", (858993460,)),
     ],
 )
-def test_sizes_that_no_block_has_give_none_and_the_helper_s_message(name, arguments, printed):
+def test_sizes_that_no_block_has_give_none_and_the_helper_s_message(
+    name: str, arguments: Any, printed: Callable[[], str]
+) -> None:
     assert getattr(m, name)(*arguments) is None
     assert printed() == NO_TABLE[name]
 
 
-def test_negative_counts_that_leave_a_valid_size_are_kept():
+def test_negative_counts_that_leave_a_valid_size_are_kept() -> None:
     table = m.alloc_dvmirror_session_table(1, -1)
     assert content(table, 20 + 232 - 52)[:16] == MAGIC + struct.pack("<IIi", 0, 1, -1)
     m.free_dvmirror_session_table(table)
 
 
 @pytest.mark.parametrize("count", [-1, -2, -25, -26])
-def test_a_negative_number_of_modules_takes_from_the_fixed_part(count, printed):
+def test_a_negative_number_of_modules_takes_from_the_fixed_part(count: int, printed: Callable[[], str]) -> None:
     query = m.alloc_rtm_mod_query(count)
     size = 132 + 5 * count
     # The number stands in the smallest block too, which an allocator makes larger than it was asked for; that of the
@@ -119,7 +125,7 @@ def test_a_negative_number_of_modules_takes_from_the_fixed_part(count, printed):
     assert printed() == ""
 
 
-def test_a_property_query_has_a_cleared_value_of_its_own(printed):
+def test_a_property_query_has_a_cleared_value_of_its_own(printed: Callable[[], str]) -> None:
     query = m.alloc_hnq_query(5)
     assert query.own() is False
     assert m.HNQQuery_propLen_get(query) == 5
@@ -132,7 +138,7 @@ def test_a_property_query_has_a_cleared_value_of_its_own(printed):
     assert printed() == ""
 
 
-def test_a_property_query_of_size_0_is_made_without_a_message(printed):
+def test_a_property_query_of_size_0_is_made_without_a_message(printed: Callable[[], str]) -> None:
     query = m.alloc_hnq_query(0)
     assert m.HNQQuery_propLen_get(query) == 0
     assert m.HNQQuery_get_val_in_bytes(query) == b""
@@ -141,7 +147,7 @@ def test_a_property_query_of_size_0_is_made_without_a_message(printed):
 
 
 @pytest.mark.parametrize("size", [-1, -(2**31)])
-def test_a_property_query_of_negative_size_keeps_it_without_a_value(size, printed):
+def test_a_property_query_of_negative_size_keeps_it_without_a_value(size: int, printed: Callable[[], str]) -> None:
     query = m.alloc_hnq_query(size)
     assert m.HNQQuery_propLen_get(query) == size
     assert m.HNQQuery_propValue_get(query) is None
@@ -149,7 +155,7 @@ def test_a_property_query_of_negative_size_keeps_it_without_a_value(size, printe
     assert printed() == ""
 
 
-def test_switch_information_is_allocated_whole_and_not_owned(printed):
+def test_switch_information_is_allocated_whole_and_not_owned(printed: Callable[[], str]) -> None:
     info = m.alloc_vs_info()
     assert info.own() is False
     m.VSInfo_flags_set(info, 2**64 - 1)
@@ -170,12 +176,12 @@ FREES = {
 
 
 @pytest.mark.parametrize("name", FREES)
-def test_releasing_none_does_nothing(name):
+def test_releasing_none_does_nothing(name: str) -> None:
     assert getattr(m, name)(None) is None
 
 
 @pytest.mark.parametrize(("name", "spelled"), FREES.items())
-def test_releasing_takes_exactly_the_helper_s_record(name, spelled):
+def test_releasing_takes_exactly_the_helper_s_record(name: str, spelled: str) -> None:
     check_arguments(name, (spelled, None))
     other = m.new_qel_Name()
     with raises(TypeError, f"in method '{name}', argument 1 of type '{spelled}'"):
@@ -183,7 +189,7 @@ def test_releasing_takes_exactly_the_helper_s_record(name, spelled):
     m.delete_qel_Name(other)
 
 
-def test_counts_and_sizes_are_ints():
+def test_counts_and_sizes_are_ints() -> None:
     for name in ("alloc_ls_team_table", "alloc_rtm_query", "alloc_rtm_mod_query", "alloc_hnq_query"):
         check_arguments(name, ("int", 1))
     check_arguments("alloc_dvmirror_session_table", ("int", 1), ("int", 1))
@@ -195,12 +201,12 @@ def test_counts_and_sizes_are_ints():
 
 
 @pytest.fixture(scope="module")
-def failing_allocator(tmp_path_factory):
+def failing_allocator(tmp_path_factory: pytest.TempPathFactory) -> pathlib.Path:
     if "asan" in pathlib.Path("/proc/self/maps").read_text(encoding="utf-8"):
         pytest.skip("the sanitizer has an allocator of its own")
     library = tmp_path_factory.mktemp("allocator") / "failing_allocator.so"
     source = pathlib.Path(__file__).with_name("failing_allocator.c")
-    subprocess.run([shutil.which("cc"), "-shared", "-fPIC", "-fno-builtin", "-o", library, source], check=True)
+    subprocess.run(["cc", "-shared", "-fPIC", "-fno-builtin", "-o", library, source], check=True)
     return library
 
 
@@ -217,7 +223,9 @@ def failing_allocator(tmp_path_factory):
         ("new_pvlanmapentryArray(333)", 2664, ""),
     ],
 )
-def test_without_exactly_this_much_memory_there_is_a_message_and_none(call, size, message, failing_allocator, script):
+def test_without_exactly_this_much_memory_there_is_a_message_and_none(
+    call: str, size: int, message: str, failing_allocator: pathlib.Path, script: Script
+) -> None:
     output = script(
         f"""
         import ctypes
@@ -240,7 +248,9 @@ def test_without_exactly_this_much_memory_there_is_a_message_and_none(call, size
     assert output == message
 
 
-def test_an_overloaded_call_without_memory_for_a_text_is_a_memory_error(failing_allocator, script):
+def test_an_overloaded_call_without_memory_for_a_text_is_a_memory_error(
+    failing_allocator: pathlib.Path, script: Script
+) -> None:
     script(
         """
         import ctypes
@@ -261,7 +271,9 @@ def test_an_overloaded_call_without_memory_for_a_text_is_a_memory_error(failing_
     )
 
 
-def test_a_property_query_without_memory_for_its_value_leaves_nothing(failing_allocator, script):
+def test_a_property_query_without_memory_for_its_value_leaves_nothing(
+    failing_allocator: pathlib.Path, script: Script
+) -> None:
     output = script(
         """
         import ctypes
@@ -285,7 +297,7 @@ def test_a_property_query_without_memory_for_its_value_leaves_nothing(failing_al
     assert output == "Calloc failed for property value" * 1010
 
 
-def test_a_property_query_of_size_0_does_not_need_a_value(failing_allocator, script):
+def test_a_property_query_of_size_0_does_not_need_a_value(failing_allocator: pathlib.Path, script: Script) -> None:
     output = script(
         """
         import ctypes
@@ -303,7 +315,7 @@ def test_a_property_query_of_size_0_does_not_need_a_value(failing_allocator, scr
     assert output == ""
 
 
-def test_owned_copies_without_memory_are_none(failing_allocator, script):
+def test_owned_copies_without_memory_are_none(failing_allocator: pathlib.Path, script: Script) -> None:
     script(
         """
         import ctypes
@@ -324,7 +336,7 @@ def test_owned_copies_without_memory_are_none(failing_allocator, script):
 # ---- the switch list -----------------------------------------------------------------------------------
 
 
-def test_the_switch_list_comes_in_one_call_and_is_owned(recording):
+def test_the_switch_list_comes_in_one_call_and_is_owned(recording: Script) -> None:
     recording(
         """
         import ctypes
@@ -346,7 +358,7 @@ def test_the_switch_list_comes_in_one_call_and_is_owned(recording):
     )
 
 
-def test_a_failing_status_is_printed_in_hexadecimal_and_gives_none(recording):
+def test_a_failing_status_is_printed_in_hexadecimal_and_gives_none(recording: Script) -> None:
     output = recording(
         """
         for status in (0x0BAD0037, -1, 1):
@@ -360,11 +372,11 @@ def test_a_failing_status_is_printed_in_hexadecimal_and_gives_none(recording):
     assert output == "failed: bad0037\nfailed: ffffffff\nfailed: 1\n"
 
 
-def test_an_empty_answer_is_none_without_a_message(recording):
+def test_an_empty_answer_is_none_without_a_message(recording: Script) -> None:
     assert recording("assert m.VSQEL_GetSwitchesPy(1) is None") == ""
 
 
-def test_an_abort_of_the_library_is_raised(recording):
+def test_an_abort_of_the_library_is_raised(recording: Script) -> None:
     recording(
         """
         rec.recorder_abort(LookupError, b"the state is damaged", 3)

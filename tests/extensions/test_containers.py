@@ -2,12 +2,14 @@
 
 import ctypes
 import struct
-from typing import NamedTuple
+from collections.abc import Callable
+from typing import Any, NamedTuple
 
 import _libvswitch as m
 import pytest
 from exact import raises
 from native_memory import Memory, bare, check_arguments, check_method, take_copy
+from workspace import Script
 
 INVALID = "Invalid array index."
 HIGHEST, LOWEST = 2**31 - 1, -(2**31)
@@ -16,7 +18,7 @@ PLACES = [512, 513]
 
 
 @pytest.fixture(params=PLACES, ids=["aligned", "unaligned"])
-def place(request):
+def place(request: pytest.FixtureRequest) -> Any:
     return request.param
 
 
@@ -32,7 +34,7 @@ class Slots(NamedTuple):
     stride: int
     width: int
 
-    def method(self, name: str):
+    def method(self, name: str) -> Any:
         return getattr(m, f"{self.record}___{name}__")
 
 
@@ -54,7 +56,7 @@ def named(slots: Slots) -> str:
 class Names(Memory):
     """A record of name slots in the middle of a block, with `count` of them valid."""
 
-    def __init__(self, slots: Slots, place: int, count: int = 3):
+    def __init__(self, slots: Slots, place: int, count: int = 3) -> None:
         super().__init__(4096)
         self.slots = slots
         self.place = place
@@ -65,15 +67,15 @@ class Names(Memory):
     def at(self, index: int) -> int:
         return self.place + self.slots.first + self.slots.stride * index
 
-    def get(self, index):
+    def get(self, index: int) -> Any:
         return self.slots.method("getitem")(self.proxy, index)
 
-    def set(self, index, text):
+    def set(self, index: int, text: Any) -> Any:
         return self.slots.method("setitem")(self.proxy, index, text)
 
 
 @pytest.mark.parametrize("slots", COUNTED + READ_ONLY + FIXED, ids=named)
-def test_names_are_read_from_their_slots(slots, place, printed):
+def test_names_are_read_from_their_slots(slots: Slots, place: int, printed: Callable[[], str]) -> None:
     names = Names(slots, place)
     texts = [b"vmnic0", b"", b"x" * (slots.width - 1)]
     for index, text in enumerate(texts):
@@ -86,7 +88,9 @@ def test_names_are_read_from_their_slots(slots, place, printed):
 
 @pytest.mark.parametrize("slots", COUNTED + READ_ONLY, ids=named)
 @pytest.mark.parametrize("count", [0, 1, 3])
-def test_an_index_that_is_not_below_the_count_is_reported_and_reads_none(slots, place, count, printed):
+def test_an_index_that_is_not_below_the_count_is_reported_and_reads_none(
+    slots: Slots, place: int, count: int, printed: Callable[[], str]
+) -> None:
     names = Names(slots, place, count)
     for index in (count, count + 1, 17, HIGHEST, -1, -3, LOWEST):
         assert names.get(index) is None
@@ -97,7 +101,7 @@ def test_an_index_that_is_not_below_the_count_is_reported_and_reads_none(slots, 
         assert printed() == ""
 
 
-def test_minus_one_is_invalid_for_uplinks_and_not_refused_for_a_teaming_policy(printed):
+def test_minus_one_is_invalid_for_uplinks_and_not_refused_for_a_teaming_policy(printed: Callable[[], str]) -> None:
     uplinks = Names(COUNTED[0], 512)
     assert uplinks.get(-1) is None
     assert printed() == INVALID
@@ -108,7 +112,9 @@ def test_minus_one_is_invalid_for_uplinks_and_not_refused_for_a_teaming_policy(p
 
 
 @pytest.mark.parametrize("slots", FIXED, ids=named)
-def test_fixed_arrays_have_32_slots_and_pass_negative_indexes(slots, place, printed):
+def test_fixed_arrays_have_32_slots_and_pass_negative_indexes(
+    slots: Slots, place: int, printed: Callable[[], str]
+) -> None:
     names = Names(slots, place)
     for index in (31, -1, -2):
         names.write(names.at(index), f"slot {index}".encode() + b"\0")
@@ -126,7 +132,9 @@ def test_fixed_arrays_have_32_slots_and_pass_negative_indexes(slots, place, prin
 
 
 @pytest.mark.parametrize("slots", COUNTED + FIXED, ids=named)
-def test_a_text_is_copied_into_its_slot_and_padded_with_zeros(slots, place, printed):
+def test_a_text_is_copied_into_its_slot_and_padded_with_zeros(
+    slots: Slots, place: int, printed: Callable[[], str]
+) -> None:
     names = Names(slots, place)
     width = slots.width
     for text in ("vmnic1", "", "\u00e9", "y" * (width - 1), "y" * width, "y" * (width + 9), "\u00e9" * width, None):
@@ -138,14 +146,16 @@ def test_a_text_is_copied_into_its_slot_and_padded_with_zeros(slots, place, prin
     assert printed() == ""
 
 
-def test_a_name_of_81_characters_leaves_its_slot_without_a_terminator():
+def test_a_name_of_81_characters_leaves_its_slot_without_a_terminator() -> None:
     ports = Names(COUNTED[1], 512)
     ports.set(0, "z" * 81)
     assert ports.read(ports.at(0), 82) == b"z" * 81 + b"\xaa"
 
 
 @pytest.mark.parametrize("slots", COUNTED + READ_ONLY + FIXED, ids=named)
-def test_a_name_that_fills_its_slot_runs_on_up_to_the_next_terminator(slots, place, printed):
+def test_a_name_that_fills_its_slot_runs_on_up_to_the_next_terminator(
+    slots: Slots, place: int, printed: Callable[[], str]
+) -> None:
     names = Names(slots, place)
     names.write(names.at(0), b"z" * slots.width + b"next\0")
     assert names.get(0) == "z" * slots.width + "next"
@@ -156,7 +166,9 @@ def test_a_name_that_fills_its_slot_runs_on_up_to_the_next_terminator(slots, pla
 
 
 @pytest.mark.parametrize("slots", COUNTED, ids=named)
-def test_writing_at_an_invalid_index_is_reported_and_stores_nothing(slots, place, printed):
+def test_writing_at_an_invalid_index_is_reported_and_stores_nothing(
+    slots: Slots, place: int, printed: Callable[[], str]
+) -> None:
     names = Names(slots, place, 2)
     before = names.all()
     for index in (2, 3, HIGHEST, -1, LOWEST):
@@ -166,12 +178,12 @@ def test_writing_at_an_invalid_index_is_reported_and_stores_nothing(slots, place
 
 
 @pytest.mark.parametrize("slots", WITH_LENGTH, ids=named)
-def test_the_length_is_the_count_as_a_signed_number(slots, place):
+def test_the_length_is_the_count_as_a_signed_number(slots: Slots, place: int) -> None:
     for count, length in ((0, 0), (3, 3), (HIGHEST, HIGHEST), (2**31, LOWEST), (2**32 - 1, -1)):
         assert slots.method("len")(Names(slots, place, count).proxy) == length
 
 
-def test_names_in_a_record_of_its_own_can_be_used_through_a_class(script):
+def test_names_in_a_record_of_its_own_can_be_used_through_a_class(script: Script) -> None:
     """With the methods as a class's own, subscripts and len work, and so does walking to the length."""
     output = script(
         """
@@ -200,7 +212,9 @@ def test_names_in_a_record_of_its_own_can_be_used_through_a_class(script):
 
 
 @pytest.mark.parametrize(("kind", "width"), [(1, 128), (0, 81), (2, 81), (-1, 81)])
-def test_the_slots_of_a_switch_list_have_the_width_of_its_kind(kind, width, place, printed):
+def test_the_slots_of_a_switch_list_have_the_width_of_its_kind(
+    kind: int, width: int, place: int, printed: Callable[[], str]
+) -> None:
     memory = Memory(4096)
     memory.write(place, struct.pack("<ii", 3, kind))
     for index, text in ((-1, b"before"), (0, b"vSwitch0"), (1, b"s" * (width - 1)), (2, b"\xe9")):
@@ -213,7 +227,7 @@ def test_the_slots_of_a_switch_list_have_the_width_of_its_kind(kind, width, plac
     assert printed() == ""
 
 
-def test_a_switch_list_reports_with_a_line_end_and_without_a_full_stop(printed):
+def test_a_switch_list_reports_with_a_line_end_and_without_a_full_stop(printed: Callable[[], str]) -> None:
     memory = Memory(1024)
     for count in (0, 2):
         memory.write(512, struct.pack("<ii", count, 1))
@@ -222,7 +236,7 @@ def test_a_switch_list_reports_with_a_line_end_and_without_a_full_stop(printed):
             assert printed() == "Invalid array index\n"
 
 
-def test_a_switch_list_does_not_refuse_negative_indexes(printed):
+def test_a_switch_list_does_not_refuse_negative_indexes(printed: Callable[[], str]) -> None:
     for kind, width in ((1, 128), (2, 81)):
         memory = Memory(1024)
         memory.write(512, struct.pack("<ii", 0, kind))
@@ -247,7 +261,9 @@ tables = pytest.mark.parametrize(("record", "count_at", "first", "entry", "size"
 
 
 @tables
-def test_entries_are_views_into_their_table(record, count_at, first, entry, size, place):
+def test_entries_are_views_into_their_table(
+    record: str, count_at: int, first: int, entry: str, size: int, place: int
+) -> None:
     memory = Memory(3 * size + 2048)
     memory.write_int(place + count_at, 3)
     for index in range(3):
@@ -257,7 +273,7 @@ def test_entries_are_views_into_their_table(record, count_at, first, entry, size
         assert f"'{entry} *'" in repr(bare(view))
 
 
-def test_a_change_through_a_view_changes_the_table():
+def test_a_change_through_a_view_changes_the_table() -> None:
     query = m.alloc_rtm_query(2)
     m.RTM_Portset_psName_set(m.RTMIOCtlQuery___getitem__(query, 1), "vSwitch1")
     assert m.RTM_Portset_psName_get(m.RTMIOCtlQuery___getitem__(query, 1)) == "vSwitch1"
@@ -266,7 +282,9 @@ def test_a_change_through_a_view_changes_the_table():
 
 
 @tables
-def test_a_whole_entry_is_copied_into_its_slot(record, count_at, first, entry, size, place):
+def test_a_whole_entry_is_copied_into_its_slot(
+    record: str, count_at: int, first: int, entry: str, size: int, place: int
+) -> None:
     memory = Memory(3 * size + 2048)
     memory.write_int(place + count_at, 3)
     data = bytes(number * 7 % 251 for number in range(size))
@@ -284,13 +302,15 @@ def test_a_whole_entry_is_copied_into_its_slot(record, count_at, first, entry, s
     store(memory.record(record, place), 1, view)
     assert memory.read(place + first + size, size) == data
     overlapping = memory.record(entry, place + first + 1)
-    expected = memory.read(place + first + 1, size)
+    moved = memory.read(place + first + 1, size)
     store(memory.record(record, place), 0, overlapping)
-    assert memory.read(place + first, size) == expected
+    assert memory.read(place + first, size) == moved
 
 
 @tables
-def test_an_invalid_index_of_a_table_is_reported(record, count_at, first, entry, size, printed):
+def test_an_invalid_index_of_a_table_is_reported(
+    record: str, count_at: int, first: int, entry: str, size: int, printed: Callable[[], str]
+) -> None:
     memory = Memory(3 * size + 2048)
     memory.write_int(512 + count_at, 2)
     table = memory.record(record, 512)
@@ -306,7 +326,9 @@ def test_an_invalid_index_of_a_table_is_reported(record, count_at, first, entry,
 
 
 @tables
-def test_a_null_entry_is_refused_and_changes_nothing(record, count_at, first, entry, size, printed):
+def test_a_null_entry_is_refused_and_changes_nothing(
+    record: str, count_at: int, first: int, entry: str, size: int, printed: Callable[[], str]
+) -> None:
     memory = Memory(3 * size + 2048)
     memory.write_int(512 + count_at, 2)
     table = memory.record(record, 512)
@@ -332,7 +354,9 @@ RUNS = {
 
 
 @pytest.mark.parametrize(("record", "size"), RUNS.items(), ids=RUNS.keys())
-def test_elements_of_a_run_are_copies_that_their_proxies_own(record, size, place, printed):
+def test_elements_of_a_run_are_copies_that_their_proxies_own(
+    record: str, size: int, place: int, printed: Callable[[], str]
+) -> None:
     memory = Memory(6000)
     memory.write(0, bytes(number * 7 % 251 for number in range(6000)))
     start = place + 100
@@ -346,7 +370,7 @@ def test_elements_of_a_run_are_copies_that_their_proxies_own(record, size, place
     assert printed() == ""
 
 
-def test_a_copy_does_not_follow_its_source():
+def test_a_copy_does_not_follow_its_source() -> None:
     entry = m.new_VSMACEntry()
     m.VSMACEntry_vni_set(entry, 5)
     copy = m.VSMACEntry___getitem__(entry, 0)
@@ -359,7 +383,7 @@ def test_a_copy_does_not_follow_its_source():
     m.delete_VSMACEntry(copy)
 
 
-def test_trunk_ranges_are_copied_from_behind_the_policy(place):
+def test_trunk_ranges_are_copied_from_behind_the_policy(place: int) -> None:
     memory = Memory(1024)
     policy = memory.record("VSPortVlanPolicy", place)
     memory.write(place, bytes(range(48)))
@@ -375,7 +399,9 @@ arrays = pytest.mark.parametrize(("array", "element", "size"), ARRAYS, ids=["vid
 
 
 @arrays
-def test_elements_of_an_array_are_stored_and_read_as_copies(array, element, size, printed):
+def test_elements_of_an_array_are_stored_and_read_as_copies(
+    array: str, element: str, size: int, printed: Callable[[], str]
+) -> None:
     elements = getattr(m, f"new_{array}")(5)
     assert elements.own() is False
     assert f"'{element} *'" in repr(elements)
@@ -392,7 +418,7 @@ def test_elements_of_an_array_are_stored_and_read_as_copies(array, element, size
 
 
 @arrays
-def test_the_proxy_of_an_array_is_the_first_element(array, element, size):
+def test_the_proxy_of_an_array_is_the_first_element(array: str, element: str, size: int) -> None:
     elements = getattr(m, f"new_{array}")(2)
     ctypes.memset(int(elements), 0, 2 * size)
     field = {"vidrangeArray": "minVID", "pvlanmapentryArray": "primaryVID"}[array]
@@ -404,13 +430,13 @@ def test_the_proxy_of_an_array_is_the_first_element(array, element, size):
 
 
 @arrays
-def test_an_array_that_no_memory_holds_is_none(array, element, size):
+def test_an_array_that_no_memory_holds_is_none(array: str, element: str, size: int) -> None:
     for count in (2**64 - 1, 2**64 // size, 2**63 // size, 2**62):
         assert getattr(m, f"new_{array}")(count) is None
 
 
 @arrays
-def test_arguments_of_the_array_functions(array, element, size):
+def test_arguments_of_the_array_functions(array: str, element: str, size: int) -> None:
     elements = getattr(m, f"new_{array}")(1)
     pointer = (f"{element} *", elements)
     check_arguments(f"new_{array}", ("size_t", 1))
@@ -431,7 +457,7 @@ def test_arguments_of_the_array_functions(array, element, size):
 # ---- the counted integer array ---------------------------------------------------------------------------
 
 
-def test_active_destinations_are_unsigned_integers(place, printed):
+def test_active_destinations_are_unsigned_integers(place: int, printed: Callable[[], str]) -> None:
     memory = Memory(1024)
     memory.write_int(place + 4, 3)
     destinations = memory.record("VSPromiscSessionActiveDsts", place)
@@ -444,7 +470,7 @@ def test_active_destinations_are_unsigned_integers(place, printed):
     assert printed() == ""
 
 
-def test_an_invalid_destination_reads_0_and_stores_nothing(printed):
+def test_an_invalid_destination_reads_0_and_stores_nothing(printed: Callable[[], str]) -> None:
     memory = Memory(1024)
     memory.write_int(516, 2)
     destinations = memory.record("VSPromiscSessionActiveDsts", 512)
@@ -468,7 +494,7 @@ def test_an_invalid_destination_reads_0_and_stores_nothing(printed):
         ("VSPMACLearningInfo", "get_mac_learning_config", "VSPMACLearning", 10),
     ],
 )
-def test_members_are_copied_from_behind_the_port(record, method, member, size, place):
+def test_members_are_copied_from_behind_the_port(record: str, method: str, member: str, size: int, place: int) -> None:
     memory = Memory(1024)
     memory.write(place, bytes(range(64)))
     copy = getattr(m, f"{record}_{method}")(memory.record(record, place))
@@ -476,7 +502,7 @@ def test_members_are_copied_from_behind_the_port(record, method, member, size, p
     assert take_copy(member, copy, size) == bytes(range(4, 4 + size))
 
 
-def test_words_of_a_vlan_bitmap_are_unsigned(place):
+def test_words_of_a_vlan_bitmap_are_unsigned(place: int) -> None:
     memory = Memory(2048)
     words = [0, 2**64 - 1, 2**63, 0x0123456789ABCDEF]
     for index, word in zip((0, 1, 63, -1), words):
@@ -486,7 +512,7 @@ def test_words_of_a_vlan_bitmap_are_unsigned(place):
 
 
 @pytest.mark.parametrize("data", [b"", b"v", b"with\0zeros\0", bytes(range(256)) * 3])
-def test_a_property_value_is_all_its_bytes(data):
+def test_a_property_value_is_all_its_bytes(data: bytes) -> None:
     query = m.alloc_hnq_query(len(data))
     (value,) = struct.unpack("<Q", ctypes.string_at(int(query) + 4, 8))
     ctypes.memmove(value, data, len(data))
@@ -499,14 +525,14 @@ def test_a_property_value_is_all_its_bytes(data):
     m.free_hnq_query(query)
 
 
-def test_a_property_without_a_value_is_empty():
+def test_a_property_without_a_value_is_empty() -> None:
     query = m.new_HNQQuery()
     m.HNQQuery_propLen_set(query, 10)
     assert m.HNQQuery_get_val_in_bytes(query) == b""
     m.delete_HNQQuery(query)
 
 
-def test_a_name_shows_as_its_text(place):
+def test_a_name_shows_as_its_text(place: int) -> None:
     memory = Memory(1024)
     name = memory.record("qel_Name", place)
     for data, text in ((b"vmnic0\0", "vmnic0"), (b"\0", ""), (b"n" * 32, "n" * 32), (b"\xff\0", "\udcff")):
@@ -514,7 +540,7 @@ def test_a_name_shows_as_its_text(place):
         assert m.qel_Name___repr__(name) == text
 
 
-def test_the_name_of_a_null_record_is_none():
+def test_the_name_of_a_null_record_is_none() -> None:
     assert m.qel_Name___repr__(None) is None
     check_arguments("qel_Name___repr__", ("struct qel_Name *", None))
 
@@ -522,7 +548,7 @@ def test_the_name_of_a_null_record_is_none():
 # ---- arguments -------------------------------------------------------------------------------------------
 
 
-def test_arguments_of_the_name_methods():
+def test_arguments_of_the_name_methods() -> None:
     text = ("char const *", "text")
     for slots in COUNTED + FIXED:
         check_method("__getitem__", slots.record, ("int", 99))
@@ -534,14 +560,14 @@ def test_arguments_of_the_name_methods():
 
 
 @tables
-def test_arguments_of_the_table_methods(record, count_at, first, entry, size):
+def test_arguments_of_the_table_methods(record: str, count_at: int, first: int, entry: str, size: int) -> None:
     other = getattr(m, f"new_{entry}")()
     check_method("__getitem__", record, ("int", 99))
     check_method("__setitem__", record, ("int", 99), (f"{entry} const *", other))
     getattr(m, f"delete_{entry}")(other)
 
 
-def test_arguments_of_the_other_methods():
+def test_arguments_of_the_other_methods() -> None:
     for record in RUNS:
         check_method("__getitem__", record, ("int", 0))
     check_method("get_vid_range", "VSPortVlanPolicy", ("int", 0))

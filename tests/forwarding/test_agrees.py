@@ -5,6 +5,7 @@ import json
 import os
 import pathlib
 import subprocess
+from typing import Any
 
 import pytest
 from model import Model
@@ -20,12 +21,12 @@ FRAMES = 200 if FULL else 100
 RULES = {("no-uplink", "T-3"): "T-8", ("link-down", "T-9"): "X-3", ("port-blocked", "T-9"): "X-4"}
 
 
-def host(seed):
+def host(seed: int) -> dict[str, Any]:
     """One in three is a host that no boot description asks for."""
     return random_host(seed, bootable=seed % 3 != 0)
 
 
-def ask(document, traffic):
+def ask(document: dict[str, Any], traffic: list[Any]) -> tuple[list[Any], Any]:
     """The program's answers, and its counters in the end."""
     lines = [json.dumps(document)]
     lines += [json.dumps([endpoint, frame.hex(), now]) for endpoint, frame, now in traffic]
@@ -34,7 +35,7 @@ def ask(document, traffic):
     return results[:-1], results[-1]
 
 
-def expected(result):
+def expected(result: Any) -> list[Any]:
     """A result of the model in the form of the program's."""
     place = [list(where) if isinstance(where, tuple) else where for where in
              [delivery.endpoint for delivery in result.deliveries] + [drop.place for drop in result.drops]]
@@ -46,7 +47,7 @@ def expected(result):
 
 
 @pytest.mark.parametrize("seed", range(HOSTS))
-def test_agrees(seed):
+def test_agrees(seed: int) -> None:
     document = host(seed)
     model = Model.from_json(document)
     if not document["nics"] and not any(switch["ports"] for switch in document["switches"]):
@@ -58,8 +59,8 @@ def test_agrees(seed):
         wanted = expected(model.send(endpoint, frame, now))
         assert answer == wanted, f"seed {seed}: {endpoint} {frame.hex()} at {now}"
     now = traffic[-1][2]
-    for endpoint, counters in everything["ports"]:
-        assert counters == model.counters(tuple(endpoint), now), f"seed {seed}: {endpoint}"
+    for (alias, port), counters in everything["ports"]:
+        assert counters == model.counters((alias, port), now), f"seed {seed}: {alias}/{port}"
     for switch, counters in zip(model.host.switches, everything["switches"], strict=True):
         assert counters.pop("teamAllowedPktsWithPortLimit") == model.team_allowed_at_port_limit(switch.alias)
         learned = counters.pop("learned")

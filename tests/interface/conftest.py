@@ -1,15 +1,18 @@
 """What the tests of the interface share."""
 
+from collections.abc import Callable, Iterator
+from typing import Any
+
 import _libvswitch as m
 import pytest
 
 
 @pytest.fixture
-def make():
+def make() -> Iterator[Callable[..., Any]]:
     """Makes records by name and frees them after the test."""
     made = []
 
-    def new(name, *arguments):
+    def new(name: str, *arguments: Any) -> Any:
         record = getattr(m, f"new_{name}")(*arguments)
         made.append((name, record))
         return record

@@ -1,7 +1,9 @@
 """The rules that every library call follows, each on a call that shows it, against recording libraries."""
 
+from workspace import Script
 
-def test_texts_and_integers_reach_the_library_and_the_status_comes_back(recording):
+
+def test_texts_and_integers_reach_the_library_and_the_status_comes_back(recording: Script) -> None:
     recording(
         """
 rec.recorder_return(0x0bad0003)
@@ -13,7 +15,7 @@ assert calls() == [["VSDVS_SetMTU", '"alpha"', "4294967295"], ["VSDVS_SetMTU", "
     )
 
 
-def test_an_output_makes_a_list_and_caller_storage_does_not(recording):
+def test_an_output_makes_a_list_and_caller_storage_does_not(recording: Script) -> None:
     recording(
         """
 import swig_peer, ctypes
@@ -30,7 +32,7 @@ with raises(TypeError, "in method 'VSDVS_GetMTU', argument 2 of type 'qel_uint32
     )
 
 
-def test_integer_outputs_are_signed(recording):
+def test_integer_outputs_are_signed(recording: Script) -> None:
     recording(
         """
 rec.recorder_store(3, 0x80000000, 4)
@@ -39,7 +41,7 @@ assert m.VSDVS_DvPortIDToPortID("alpha", "p1") == [0, -2147483648]
     )
 
 
-def test_boolean_outputs_are_signed_bytes(recording):
+def test_boolean_outputs_are_signed_bytes(recording: Script) -> None:
     recording(
         """
 for byte, value in ((0, 0), (1, 1), (255, -1), (128, -128)):
@@ -49,7 +51,7 @@ for byte, value in ((0, 0), (1, 1), (255, -1), (128, -128)):
     )
 
 
-def test_record_outputs_are_unowned_proxies_or_none(recording):
+def test_record_outputs_are_unowned_proxies_or_none(recording: Script) -> None:
     recording(
         """
 assert m.VSQEL_GetSwitchInfo("alpha") == [0, None]
@@ -67,7 +69,7 @@ assert "'VSUplinkPorts *'" in repr(result[1]) and "'VSUplinkPortIds *'" in repr(
     )
 
 
-def test_record_outputs_are_instances_of_the_registered_class(recording):
+def test_record_outputs_are_instances_of_the_registered_class(recording: Script) -> None:
     recording(
         """
 class Info: pass
@@ -79,7 +81,7 @@ assert type(seen) is Info and int(seen.this) == 0x1000
     )
 
 
-def test_the_private_vlan_map_is_wrapped_as_uplink_ports(recording):
+def test_the_private_vlan_map_is_wrapped_as_uplink_ports(recording: Script) -> None:
     recording(
         """
 rec.recorder_store(2, 0x1000, 8)
@@ -91,7 +93,7 @@ assert "'VSUplinkPorts *'" in repr(map_)
     )
 
 
-def test_text_outputs_are_cut_and_decoded(recording):
+def test_text_outputs_are_cut_and_decoded(recording: Script) -> None:
     recording(
         """
 rec.recorder_store_text(2, b"name\\0rest", 9)
@@ -110,7 +112,7 @@ assert m.VSDVS_GetAliasFromPortset("ps") == [0, ""]
     )
 
 
-def test_fixed_texts_hold_one_byte_less_than_their_room(recording):
+def test_fixed_texts_hold_one_byte_less_than_their_room(recording: Script) -> None:
     recording(
         """
 assert m.VSDVS_RemoveDVMirrorSession("alpha", "p1", "s" * 31) == 0
@@ -125,7 +127,7 @@ assert calls()[0][3] == '""'
     )
 
 
-def test_what_the_library_writes_into_a_fixed_text_is_dropped(recording):
+def test_what_the_library_writes_into_a_fixed_text_is_dropped(recording: Script) -> None:
     recording(
         """
 rec.recorder_store_text(2, b"z" * 64, 64)
@@ -137,7 +139,7 @@ with raises(TypeError, "in method 'DVSAliasToSwitchId', argument 2 of type 'char
     )
 
 
-def test_integer_arguments_check_their_range(recording):
+def test_integer_arguments_check_their_range(recording: Script) -> None:
     recording(
         """
 with raises(OverflowError, "in method 'VSDVS_SetMTU', argument 2 of type 'qel_uint32'"):
@@ -157,7 +159,7 @@ assert calls() == [["VSDVS_SetMcastFilterMode", '"alpha"', "-2147483648"]]
     )
 
 
-def test_booleans_pass_a_character_or_a_small_int(recording):
+def test_booleans_pass_a_character_or_a_small_int(recording: Script) -> None:
     recording(
         """
 for value, byte in (("1", "49"), ("", "0"), (True, "1"), (0, "0"), (-128, "-128"), ("A", "65")):
@@ -171,7 +173,7 @@ with raises(TypeError, "in method 'VSDVS_SetStaticMACAllow', argument 2 of type 
     )
 
 
-def test_the_one_byte_enumeration_reaches_the_library_as_its_low_byte(recording):
+def test_the_one_byte_enumeration_reaches_the_library_as_its_low_byte(recording: Script) -> None:
     recording(
         """
 assert m.VSQEL_GetMACTable("alpha", 256) == [0, None]
@@ -181,7 +183,7 @@ assert [call[:3] for call in calls()] == [["VSQEL_GetMACTable", '"alpha"', "0"],
     )
 
 
-def test_raw_data_is_passed_unchecked(recording):
+def test_raw_data_is_passed_unchecked(recording: Script) -> None:
     recording(
         """
 data = b"bytes"
@@ -194,7 +196,7 @@ assert second == ["VSDVS_SetGlobProp", '"alpha"', '"key"', '"bytes"', "-1", "nul
     )
 
 
-def test_raw_data_of_another_type_is_null_with_the_interpreters_error_pending(recording):
+def test_raw_data_of_another_type_is_null_with_the_interpreters_error_pending(recording: Script) -> None:
     recording(
         """
 def complaint(function, *arguments):
@@ -216,7 +218,7 @@ assert m.VSQEL_GetMcastFilterStats("a", 1, 0, b"group") == [0, None]
     )
 
 
-def test_an_int_beyond_64_bits_reaches_the_library_as_minus_one(recording):
+def test_an_int_beyond_64_bits_reaches_the_library_as_minus_one(recording: Script) -> None:
     recording(
         """
 try:
@@ -230,7 +232,7 @@ assert calls() == [["VSDVS_SetMcastFilterMode", '"alpha"', "-1"]]
     )
 
 
-def test_any_pointer_is_released(recording):
+def test_any_pointer_is_released(recording: Script) -> None:
     recording(
         """
 name, header = m.new_qel_Name(), m.new_qel_EthHdr()
@@ -244,7 +246,7 @@ with raises(TypeError, "in method 'VSQEL_FreeMemory', argument 1 of type 'void *
     )
 
 
-def test_record_pointers_pass_null_or_their_address(recording):
+def test_record_pointers_pass_null_or_their_address(recording: Script) -> None:
     recording(
         """
 policy = m.new_VSTeamPolicy()
@@ -258,7 +260,7 @@ with raises(TypeError, "in method 'VSQEL_GetSwitches', argument 2 of type 'VSLis
     )
 
 
-def test_callbacks_are_native_pointers_only(recording):
+def test_callbacks_are_native_pointers_only(recording: Script) -> None:
     recording(
         """
 import swig_peer
@@ -272,7 +274,7 @@ with raises(TypeError, "in method 'DVSState_SwitchForEach', argument 1 of type '
     )
 
 
-def test_text_character_and_handle_results(recording):
+def test_text_character_and_handle_results(recording: Script) -> None:
     recording(
         """
 import ctypes
@@ -303,7 +305,7 @@ OVERLOAD_ERROR = (
 )
 
 
-def test_the_overloaded_call_chooses_its_form(recording):
+def test_the_overloaded_call_chooses_its_form(recording: Script) -> None:
     recording(
         f"""
 error = "{OVERLOAD_ERROR}"
@@ -319,7 +321,7 @@ assert calls() == []
     )
 
 
-def test_the_call_with_eight_arguments(recording):
+def test_the_call_with_eight_arguments(recording: Script) -> None:
     recording(
         """
 assert m.VSDVS_CreateVSwitch("alias", "id", "class", 128, "1", 1500, 7, 4294967295) == 0
@@ -328,7 +330,7 @@ assert calls() == [["VSDVS_CreateVSwitch", '"alias"', '"id"', '"class"', "128", 
     )
 
 
-def test_calls_leave_no_memory_behind(recording):
+def test_calls_leave_no_memory_behind(recording: Script) -> None:
     """Text copies, in calls that succeed and in calls whose later argument fails."""
     recording(
         """

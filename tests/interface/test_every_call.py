@@ -4,6 +4,8 @@ The checks run in one process of their own each; `CALLS` there is the table of c
 to pass, how the library must see it, and values that must be refused.
 """
 
+from workspace import Script
+
 PRELUDE = """
 import csv, ctypes, itertools, pathlib, re
 import swig_peer
@@ -106,13 +108,13 @@ assert len(CALLS) == 198
 """
 
 
-def check(recording, source):
+def check(recording: Script, source: str) -> None:
     from workspace import SOURCE
 
     recording(f"import pathlib\nDATA = pathlib.Path({str(SOURCE / 'tests' / 'data')!r})\n" + PRELUDE + source)
 
 
-def test_each_argument_reaches_the_library_as_given_and_in_order(recording):
+def test_each_argument_reaches_the_library_as_given_and_in_order(recording: Script) -> None:
     check(
         recording,
         """
@@ -124,7 +126,7 @@ for call in CALLS:
     )
 
 
-def test_none_is_null_for_every_text_and_pointer(recording):
+def test_none_is_null_for_every_text_and_pointer(recording: Script) -> None:
     check(
         recording,
         """
@@ -143,7 +145,7 @@ for call in CALLS:
     )
 
 
-def test_each_argument_that_can_fail_raises_its_message_and_the_library_is_not_called(recording):
+def test_each_argument_that_can_fail_raises_its_message_and_the_library_is_not_called(recording: Script) -> None:
     check(
         recording,
         """
@@ -161,7 +163,7 @@ for call in CALLS:
     )
 
 
-def test_each_call_takes_exactly_its_arguments(recording):
+def test_each_call_takes_exactly_its_arguments(recording: Script) -> None:
     check(
         recording,
         """
@@ -183,7 +185,7 @@ assert calls() == []
     )
 
 
-def test_the_result_is_the_status_or_what_the_call_returns(recording):
+def test_the_result_is_the_status_or_what_the_call_returns(recording: Script) -> None:
     check(
         recording,
         """
@@ -209,7 +211,7 @@ for call in CALLS:
     )
 
 
-def test_outputs_come_back_in_native_order_with_a_failing_status(recording):
+def test_outputs_come_back_in_native_order_with_a_failing_status(recording: Script) -> None:
     check(
         recording,
         """
@@ -246,7 +248,7 @@ for call in CALLS:
     )
 
 
-def test_an_abort_of_each_call_is_exactly_what_the_library_left(recording):
+def test_an_abort_of_each_call_is_exactly_what_the_library_left(recording: Script) -> None:
     check(
         recording,
         """

@@ -4,6 +4,8 @@ import csv
 import ctypes
 import pathlib
 import re
+from collections.abc import Callable, Iterable
+from typing import Any
 
 import _libvswitch as m
 import pytest
@@ -24,7 +26,7 @@ UNSIGNED = {
 }
 
 
-def kind_of(row):
+def kind_of(row: dict[str, str]) -> str:
     kind = row["type"]
     if row["access"] == "read-only":
         return "read-only"
@@ -49,7 +51,7 @@ def kind_of(row):
     return "unsigned" if kind in UNSIGNED else "signed"
 
 
-def of_kind(*kinds):
+def of_kind(*kinds: str) -> pytest.MarkDecorator:
     rows = [row for row in FIELDS if kind_of(row) in kinds]
     return pytest.mark.parametrize("row", rows, ids=[f"{row['record']}.{row['field']}" for row in rows])
 
@@ -57,46 +59,46 @@ def of_kind(*kinds):
 class Memory:
     """A record over a block of our own, with guard bytes behind it."""
 
-    def __init__(self, record):
+    def __init__(self, record: str) -> None:
         size = next(row["size"] for row in FIELDS if row["record"] == record)
         self.name = record
         self.size = COUNTED.get(record) or int(size)
-        self.block = ctypes.create_string_buffer(self.size + 64)
+        self.block: Any = ctypes.create_string_buffer(self.size + 64)
         self.proxy = proxy_at(ctypes.addressof(self.block), record)
 
-    def fill(self, byte):
+    def fill(self, byte: int) -> None:
         ctypes.memset(self.block, byte, self.size + 64)
 
     @property
-    def content(self):
+    def content(self) -> bytes:
         return bytes(self.block)[:-1]
 
 
 @pytest.fixture
-def memory():
+def memory() -> type[Memory]:
     return Memory
 
 
-def accessors(row):
+def accessors(row: dict[str, str]) -> tuple[Any, Any]:
     name = f"{row['record']}_{row['field']}"
     return getattr(m, f"{name}_get"), getattr(m, f"{name}_set", None)
 
 
-def changed(before, after):
+def changed(before: bytes, after: bytes) -> list[int]:
     return [i for i in range(len(before)) if before[i] != after[i]]
 
 
-def message(row, kind=None):
+def message(row: dict[str, str], kind: str | None = None) -> str:
     kind = kind or re.sub(r" \((embedded record|pointer|read as MAC text)\)", "", row["type"])
     return f"in method '{row['record']}_{row['field']}_set', argument 2 of type '{kind}'"
 
 
-def span(row):
+def span(row: dict[str, str]) -> range:
     return range(int(row["offset"]), int(row["offset"]) + int(row["width"]))
 
 
 @pytest.mark.parametrize("record", RECORDS)
-def test_the_record_is_known_and_its_accessors_check_it(record, memory):
+def test_the_record_is_known_and_its_accessors_check_it(record: str, memory: type[Memory]) -> None:
     getter = next(accessors(row)[0] for row in FIELDS if row["record"] == record)
     spelled = f"{record} *" if record in UNTAGGED else f"struct {record} *"
     with raises(TypeError, f"in method '{getter.__name__}', argument 1 of type '{spelled}'"):
@@ -105,7 +107,9 @@ def test_the_record_is_known_and_its_accessors_check_it(record, memory):
         getter(None)
 
 
-def check_integer(row, memory, values, width, decode):
+def check_integer(
+    row: dict[str, str], memory: type[Memory], values: Iterable[int], width: int, decode: Callable[[int], Any]
+) -> None:
     block = memory(row["record"])
     read, write = accessors(row)
     for background in (0x00, 0xFF, 0xA5):
@@ -119,7 +123,7 @@ def check_integer(row, memory, values, width, decode):
 
 
 @of_kind("unsigned")
-def test_unsigned_fields(row, memory):
+def test_unsigned_fields(row: dict[str, str], memory: type[Memory]) -> None:
     width = UNSIGNED[row["type"]]
     assert width == 8 * int(row["width"])
     top = 2**width - 1
@@ -136,7 +140,7 @@ def test_unsigned_fields(row, memory):
 
 
 @of_kind("signed")
-def test_signed_fields(row, memory):
+def test_signed_fields(row: dict[str, str], memory: type[Memory]) -> None:
     assert row["width"] == "4"
     check_integer(row, memory, [0, 1, -1, 2**31 - 1, -(2**31)], 32, lambda value: value)
     block = memory(row["record"])
@@ -150,13 +154,13 @@ def test_signed_fields(row, memory):
 
 
 @of_kind("byte enumeration")
-def test_one_byte_enumerations(row, memory):
+def test_one_byte_enumerations(row: dict[str, str], memory: type[Memory]) -> None:
     assert row["width"] == "1"
     check_integer(row, memory, [0, 3, 255, 300, -1, -(2**31)], 8, lambda value: value & 255)
 
 
 @of_kind("bool")
-def test_one_byte_characters(row, memory):
+def test_one_byte_characters(row: dict[str, str], memory: type[Memory]) -> None:
     assert row["width"] == "1"
     block = memory(row["record"])
     read, write = accessors(row)
@@ -171,9 +175,9 @@ def test_one_byte_characters(row, memory):
 
 
 @of_kind("bits")
-def test_bit_fields(row, memory):
-    _, first, count = row["width"].split()
-    first, count, offset = int(first), int(count), int(row["offset"])
+def test_bit_fields(row: dict[str, str], memory: type[Memory]) -> None:
+    first, count = (int(number) for number in row["width"].split()[1:])
+    offset = int(row["offset"])
     size = (first + count + 7) // 8
     mask = ((1 << count) - 1) << first
     top = 2 ** UNSIGNED[row["type"]] - 1
@@ -196,7 +200,7 @@ def test_bit_fields(row, memory):
 
 
 @of_kind("characters")
-def test_character_arrays(row, memory):
+def test_character_arrays(row: dict[str, str], memory: type[Memory]) -> None:
     width = int(row["width"])
     block = memory(row["record"])
     read, write = accessors(row)
@@ -219,7 +223,7 @@ def test_character_arrays(row, memory):
     assert read(block.proxy) == ""
 
 
-def element_view(row, block):
+def element_view(row: dict[str, str], block: Any) -> tuple[Any, Any]:
     """A proxy of the field's element type, from a second record of the same kind."""
     other = type(block)(row["record"])
     other.fill(0x33)
@@ -227,7 +231,7 @@ def element_view(row, block):
 
 
 @of_kind("array")
-def test_arrays(row, memory):
+def test_arrays(row: dict[str, str], memory: type[Memory]) -> None:
     block = memory(row["record"])
     read, write = accessors(row)
     view = read(block.proxy)
@@ -249,14 +253,14 @@ ARRAYS_OF_SOME = [row for row in FIELDS if kind_of(row) in ("array", "mac") and 
 
 
 @pytest.mark.parametrize("row", ARRAYS_OF_SOME, ids=[f"{row['record']}.{row['field']}" for row in ARRAYS_OF_SOME])
-def test_arrays_are_copied_element_by_element_from_the_first(row, memory):
+def test_arrays_are_copied_element_by_element_from_the_first(row: dict[str, str], memory: type[Memory]) -> None:
     """Where source and field overlap, each element is stored before the next one is read."""
     width, before = int(row["width"]), 512
-    length = int(re.search(r"\[(\d+)\]", row["type"]).group(1))
+    length = int(re.findall(r"\[(\d+)\]", row["type"])[0])
     element = width // length
     assert element * length == width
     _, write = accessors(row)
-    block = ctypes.create_string_buffer(before + int(row["size"]) + width)
+    block: Any = ctypes.create_string_buffer(before + int(row["size"]) + width)
     place = before + int(row["offset"])
     start = ctypes.addressof(block)
     proxy = proxy_at(start + before, row["record"])
@@ -277,13 +281,13 @@ def test_arrays_are_copied_element_by_element_from_the_first(row, memory):
     del other
 
 
-def mac_view():
+def mac_view() -> tuple[Any, str]:
     header = m.new_qel_EthHdr()
     return header, m.qel_EthHdr_daddr_get(header)
 
 
 @of_kind("mac")
-def test_mac_texts(row, memory):
+def test_mac_texts(row: dict[str, str], memory: type[Memory]) -> None:
     block = memory(row["record"])
     read, write = accessors(row)
     offset = int(row["offset"])
@@ -304,7 +308,7 @@ def test_mac_texts(row, memory):
 
 
 @of_kind("embedded")
-def test_embedded_records(row, memory):
+def test_embedded_records(row: dict[str, str], memory: type[Memory]) -> None:
     nested = row["type"].removesuffix(" (embedded record)")
     block = memory(row["record"])
     read, write = accessors(row)
@@ -323,7 +327,7 @@ def test_embedded_records(row, memory):
 
 
 @of_kind("pointer")
-def test_pointers(row, memory):
+def test_pointers(row: dict[str, str], memory: type[Memory]) -> None:
     assert row["width"] == "8"
     block = memory(row["record"])
     read, write = accessors(row)
@@ -350,7 +354,7 @@ OWNERS = {"qel_ListLinks": m.new_qel_ListLinks, "qel_MgmtCallbackInfo": m.new_qe
 
 
 @of_kind("pointer")
-def test_pointers_take_the_target_s_ownership(row, memory):
+def test_pointers_take_the_target_s_ownership(row: dict[str, str], memory: type[Memory]) -> None:
     """Of a record of the field's type; for `void *`, of a record of any type. For bytes there is no record to own."""
     block = memory(row["record"])
     write = accessors(row)[1]
@@ -368,14 +372,14 @@ def test_pointers_take_the_target_s_ownership(row, memory):
 
 
 @of_kind("read-only")
-def test_read_only_parts(row, memory):
+def test_read_only_parts(row: dict[str, str], memory: type[Memory]) -> None:
     block = memory(row["record"])
     read, write = accessors(row)
     assert write is None
     assert int(read(block.proxy)) == ctypes.addressof(block.block) + int(row["offset"])
 
 
-def test_the_kinds_are_as_many_as_the_interface_has():
+def test_the_kinds_are_as_many_as_the_interface_has() -> None:
     kinds = [kind_of(row) for row in FIELDS]
     assert len(FIELDS) == 574 and len(RECORDS) == 117
     assert kinds.count("bits") == 70

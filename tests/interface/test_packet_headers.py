@@ -9,6 +9,8 @@ import ctypes
 import ipaddress
 import logging
 import pathlib
+from collections.abc import Callable
+from typing import Any
 
 import _libvswitch as m
 import pytest
@@ -38,20 +40,20 @@ from scapy.utils import rdpcap, wrpcap  # noqa: E402
 FIELDS = list(csv.DictReader((pathlib.Path(__file__).parent.parent / "data" / "fields.tsv").open(), delimiter="\t"))
 
 
-def swapped(value, width):
+def swapped(value: int, width: int) -> int:
     """How a little-endian machine reads a number in network byte order."""
     return int.from_bytes(int(value).to_bytes(width, "big"), "little")
 
 
-def mac(text):
+def mac(text: str) -> bytes:
     return bytes(int(part, 16) for part in text.split(":"))
 
 
-def ip(text):
+def ip(text: str) -> bytes:
     return ipaddress.ip_address(text).packed
 
 
-def ip_word(text):
+def ip_word(text: str) -> int:
     return int.from_bytes(ip(text), "little")
 
 
@@ -60,7 +62,7 @@ V4 = ETHERNET / IP(src="192.0.2.1", dst="198.51.100.7", id=0x1234, tos=0xB8, fla
 V6 = ETHERNET / IPv6(src="2001:db8::1", dst="2001:db8::ff", tc=0xAB, fl=0xC1234, hlim=17)
 
 # Record: (frame, how to find the header in the frame read back, field -> value as the record reads it)
-CASES = {
+CASES: dict[str, tuple[Any, Callable[[Any], Any], dict[str, Callable[[Any], Any]]]] = {
     "qel_EthHdr": (V4 / UDP(), lambda p: p[Ether], {
         "daddr": lambda h: mac(h.dst), "saddr": lambda h: mac(h.src), "type": lambda h: swapped(h.type, 2)}),
     "qel_VLANHdr": (ETHERNET / Dot1Q(prio=5, id=1, vlan=0xABC) / IP(), lambda p: p[Dot1Q], {
@@ -177,19 +179,19 @@ CASES = {
 }
 
 
-def fields_of(record):
+def fields_of(record: str) -> list[dict[str, str]]:
     return [row for row in FIELDS if row["record"] == record]
 
 
 @pytest.fixture(scope="module")
-def captured(tmp_path_factory):
+def captured(tmp_path_factory: pytest.TempPathFactory) -> dict[str, Any]:
     """Every frame, after it went through a capture file."""
     path = str(tmp_path_factory.mktemp("capture") / "frames.pcap")
     wrpcap(path, [frame for frame, _, _ in CASES.values()])
     return dict(zip(CASES, rdpcap(path)))
 
 
-def load(record, content):
+def load(record: str, content: bytes) -> tuple[Any, int]:
     """A record of its own, its header bytes the first of these."""
     proxy = getattr(m, f"new_{record}")()
     size = int(fields_of(record)[0]["size"])
@@ -198,7 +200,7 @@ def load(record, content):
 
 
 @pytest.mark.parametrize("record", CASES)
-def test_every_field_reads_what_the_frame_says(record, captured):
+def test_every_field_reads_what_the_frame_says(record: str, captured: dict[str, Any]) -> None:
     _, find, expected = CASES[record]
     header = find(captured[record])
     content = bytes(header)
@@ -220,12 +222,12 @@ def test_every_field_reads_what_the_frame_says(record, captured):
 
 
 @pytest.mark.parametrize("record", CASES)
-def test_the_fields_of_the_frame_make_its_bytes(record, captured):
+def test_the_fields_of_the_frame_make_its_bytes(record: str, captured: dict[str, Any]) -> None:
     _, find, expected = CASES[record]
     header = find(captured[record])
     proxy, size = load(record, bytes(512))
     for row in fields_of(record):
-        setter = getattr(m, f"{record}_{row['field']}_set", None)
+        setter: Any = getattr(m, f"{record}_{row['field']}_set", None)
         wanted = expected[row["field"]](header)
         if isinstance(wanted, int):
             setter(proxy, wanted)
@@ -238,13 +240,13 @@ def test_the_fields_of_the_frame_make_its_bytes(record, captured):
     proxy.disown()
 
 
-def test_every_protocol_header_but_the_platforms_own_is_compared():
+def test_every_protocol_header_but_the_platforms_own_is_compared() -> None:
     headers = {row["record"] for row in FIELDS[: [row["record"] for row in FIELDS].index("qel_String")]}
     assert headers - set(CASES) == {"qel_FenceHdr"}
     assert len(headers) == 24
 
 
-def test_the_fence_header_by_hand():
+def test_the_fence_header_by_hand() -> None:
     fence, _ = load("qel_FenceHdr", b"\xad\x01\x02\x03")
     assert m.qel_FenceHdr_version_get(fence) == 1
     assert m.qel_FenceHdr_frag_get(fence) == 1
@@ -261,18 +263,18 @@ def test_the_fence_header_by_hand():
 # ---- particular values ---------------------------------------------------------------------------------------
 
 
-def test_the_sizes_are_the_protocols():
+def test_the_sizes_are_the_protocols() -> None:
     sizes = {row["record"]: int(row["size"]) for row in FIELDS[:200]}
     assert (sizes["qel_EthHdr"], sizes["qel_IPv4Hdr"], sizes["qel_TCPHdr"], sizes["qel_ArpHdr"]) == (14, 20, 20, 28)
 
 
-def test_an_ipv4_ethertype_reads_as_8():
+def test_an_ipv4_ethertype_reads_as_8() -> None:
     header, _ = load("qel_EthHdr", bytes(12) + b"\x08\x00")
     assert m.qel_EthHdr_type_get(header) == 8
     header.disown()
 
 
-def test_the_quality_of_service_byte_has_three_views():
+def test_the_quality_of_service_byte_has_three_views() -> None:
     header, _ = load("qel_IPv4Hdr", bytes(20))
     m.qel_IPv4Hdr_qosFlags_set(header, 0xB8)
     assert (m.qel_IPv4Hdr_dscp_get(header), m.qel_IPv4Hdr_ecn_get(header)) == (46, 0)
@@ -280,7 +282,7 @@ def test_the_quality_of_service_byte_has_three_views():
     header.disown()
 
 
-def test_the_fragment_word_changes_flags_and_offset_together():
+def test_the_fragment_word_changes_flags_and_offset_together() -> None:
     header, _ = load("qel_IPv4Hdr", bytes(20))
     m.qel_IPv4Hdr_fragmentInfo_set(header, 0xCDFF)
     parts = [getattr(m, f"qel_IPv4Hdr_{name}_get")(header) for name in
@@ -289,14 +291,14 @@ def test_the_fragment_word_changes_flags_and_offset_together():
     header.disown()
 
 
-def test_syn_alone_makes_the_flags_two():
+def test_syn_alone_makes_the_flags_two() -> None:
     header, _ = load("qel_TCPHdr", bytes(20))
     m.qel_TCPHdr_syn_set(header, 1)
     assert m.qel_TCPHdr_flags_get(header) == 2
     header.disown()
 
 
-def test_the_vxlan_identifier_keeps_24_bits():
+def test_the_vxlan_identifier_keeps_24_bits() -> None:
     header, _ = load("qel_VXLANHdr", bytes(7) + b"\x5a")
     m.qel_VXLANHdr_vxlanID_set(header, 16777217)
     assert m.qel_VXLANHdr_vxlanID_get(header) == 1
@@ -304,7 +306,7 @@ def test_the_vxlan_identifier_keeps_24_bits():
     header.disown()
 
 
-def test_an_options_length_of_64_stores_zero():
+def test_an_options_length_of_64_stores_zero() -> None:
     header, _ = load("qel_GeneveHdr", b"\xff" * 8)
     m.qel_GeneveHdr_optionsLength_set(header, 64)
     assert m.qel_GeneveHdr_optionsLength_get(header) == 0

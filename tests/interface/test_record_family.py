@@ -1,29 +1,32 @@
 """The rules that every record follows, on one telling record for each kind of field."""
 
 import ctypes
+from collections.abc import Callable
+from typing import Any
 
 import _libvswitch as m
 import pytest
 from exact import raises
+from workspace import Script
 
 
-def memory(record, size):
+def memory(record: Any, size: int) -> bytes:
     return ctypes.string_at(int(record), size)
 
 
-def fill(record, content):
+def fill(record: Any, content: bytes) -> None:
     ctypes.memmove(int(record), content, len(content))
 
 
 # ---- constructors, destructors ---------------------------------------------------------------------------
 
 
-def record_names():
+def record_names() -> list[str]:
     return [name[len("new_"):] for name in vars(m) if name.startswith("new_") and hasattr(m, f"delete_{name[4:]}")
             and hasattr(m, f"{name[4:]}_swigregister")]
 
 
-def getters(name):
+def getters(name: str) -> list[str]:
     """A record's getters, without those of records and embedded parts whose names begin alike."""
     longer = tuple(f"{other}_" for other in record_names() if other.startswith(f"{name}_"))
     parts = {f"{other}get" for other in longer}
@@ -35,7 +38,7 @@ VARIABLE = {"VSUplinks", "VSUplinkPorts", "VSUplinkPortIds", "VSRuntimeOptions"}
 
 
 @pytest.mark.parametrize("name", sorted(set(record_names()) - VARIABLE))
-def test_every_field_of_a_new_record_reads_as_zero(name, make):
+def test_every_field_of_a_new_record_reads_as_zero(name: str, make: Callable[..., Any]) -> None:
     record = make(name)
     assert record.own() is True
     for getter in getters(name):
@@ -43,7 +46,7 @@ def test_every_field_of_a_new_record_reads_as_zero(name, make):
         assert value in (0, "", "\0", "00:00:00:00:00:00", None) or type(value).__name__ == "SwigPyObject", getter
 
 
-def test_a_counted_constructor_stores_its_count(make):
+def test_a_counted_constructor_stores_its_count(make: Callable[..., Any]) -> None:
     assert m.VSUplinks_numEntries_get(make("VSUplinks", 3)) == 3
     assert m.VSUplinkPorts_nUplinkPorts_get(make("VSUplinkPorts", 2)) == 2
     assert m.VSUplinkPortIds_nUplinkPorts_get(make("VSUplinkPortIds", 4)) == 4
@@ -51,7 +54,7 @@ def test_a_counted_constructor_stores_its_count(make):
 
 
 @pytest.mark.parametrize("name", sorted(VARIABLE))
-def test_a_counted_constructor_checks_its_count(name):
+def test_a_counted_constructor_checks_its_count(name: str) -> None:
     new = getattr(m, f"new_{name}")
     with raises(TypeError, f"in method 'new_{name}', argument 1 of type 'int'"):
         new("3")
@@ -63,7 +66,7 @@ def test_a_counted_constructor_checks_its_count(name):
     assert new(-1000) is None
 
 
-def test_the_sizes_requested_of_the_allocator(script):
+def test_the_sizes_requested_of_the_allocator(script: Script) -> None:
     """Counted constructors ask for exactly their stated sizes, uplinks for 32 bytes an entry."""
     script(
         """
@@ -81,7 +84,7 @@ def test_the_sizes_requested_of_the_allocator(script):
     )
 
 
-def test_a_destructor_takes_ownership_away_and_frees_whatever_it_is_given():
+def test_a_destructor_takes_ownership_away_and_frees_whatever_it_is_given() -> None:
     record = m.new_qel_Name()
     assert m.delete_qel_Name(record) is None
     assert record.own() is False
@@ -96,7 +99,7 @@ def test_a_destructor_takes_ownership_away_and_frees_whatever_it_is_given():
 # ---- kind 1: scalars -------------------------------------------------------------------------------------
 
 
-def test_a_scalar_is_read_and_stored_in_place(make):
+def test_a_scalar_is_read_and_stored_in_place(make: Callable[..., Any]) -> None:
     string = make("qel_String")
     before = memory(string, 16)
     m.qel_String_bufferSize_set(string, 0x11223344)
@@ -105,7 +108,7 @@ def test_a_scalar_is_read_and_stored_in_place(make):
     assert [i for i in range(16) if before[i] != after[i]] == [0, 1, 2, 3]
 
 
-def test_untagged_records_are_named_without_struct(make):
+def test_untagged_records_are_named_without_struct(make: Callable[..., Any]) -> None:
     name = make("qel_Name")
     with raises(TypeError, "in method 'qel_String_bufferSize_get', argument 1 of type 'qel_String *'"):
         m.qel_String_bufferSize_get(name)
@@ -113,7 +116,7 @@ def test_untagged_records_are_named_without_struct(make):
         m.VSUplinks_entries_portID_set(name, 1)
 
 
-def test_a_setter_on_a_null_record_stores_nothing_and_succeeds():
+def test_a_setter_on_a_null_record_stores_nothing_and_succeeds() -> None:
     assert m.qel_String_bufferSize_set(None, 5) is None
     assert m.qel_Name_string_set(None, "x") is None
     assert m.qel_VLANHdr_priority_set(None, 5) is None
@@ -121,7 +124,7 @@ def test_a_setter_on_a_null_record_stores_nothing_and_succeeds():
         m.qel_String_bufferSize_set(None, -1)
 
 
-def test_a_getter_on_a_null_record_is_a_value_error():
+def test_a_getter_on_a_null_record_is_a_value_error() -> None:
     for getter, kind in [
         (m.VSInfo_mtu_get, "struct VSInfo *"),
         (m.qel_VLANHdr_priority_get, "struct qel_VLANHdr *"),
@@ -136,7 +139,7 @@ def test_a_getter_on_a_null_record_is_a_value_error():
             getter(None)
 
 
-def test_a_one_byte_enumeration_takes_any_int_and_keeps_its_low_byte(make):
+def test_a_one_byte_enumeration_takes_any_int_and_keeps_its_low_byte(make: Callable[..., Any]) -> None:
     entry = make("VSMACEntry")
     for value, read in ((300, 44), (-1, 255), (3, 3), (-(2**31), 0)):
         m.VSMACEntry_macAddrType_set(entry, value)
@@ -149,7 +152,7 @@ def test_a_one_byte_enumeration_takes_any_int_and_keeps_its_low_byte(make):
 # ---- kind 2: bit-fields ----------------------------------------------------------------------------------
 
 
-def test_a_bit_field_keeps_its_bits_and_leaves_the_others(make):
+def test_a_bit_field_keeps_its_bits_and_leaves_the_others(make: Callable[..., Any]) -> None:
     header = make("qel_VLANHdr")
     fill(header, b"\x50\xaa\xbb\xcc")
     m.qel_VLANHdr_vlanIDHigh_set(header, 255)
@@ -163,7 +166,7 @@ def test_a_bit_field_keeps_its_bits_and_leaves_the_others(make):
         m.qel_VLANHdr_vlanIDHigh_set(header, "1")
 
 
-def test_a_24_bit_field_spans_three_bytes(make):
+def test_a_24_bit_field_spans_three_bytes(make: Callable[..., Any]) -> None:
     header = make("qel_VXLANHdr")
     fill(header, b"\xff" * 8)
     m.qel_VXLANHdr_vxlanID_set(header, 0x01020304)
@@ -176,13 +179,13 @@ def test_a_24_bit_field_spans_three_bytes(make):
 # ---- kind 3: character arrays ----------------------------------------------------------------------------
 
 
-def test_a_character_array_that_is_full_reads_back_whole(make):
+def test_a_character_array_that_is_full_reads_back_whole(make: Callable[..., Any]) -> None:
     name = make("qel_Name")
     fill(name, b"x" * 32)
     assert m.qel_Name_string_get(name) == "x" * 32
 
 
-def test_the_empty_character_array_reads_empty_and_takes_only_none(make):
+def test_the_empty_character_array_reads_empty_and_takes_only_none(make: Callable[..., Any]) -> None:
     switches = make("VSList")
     assert m.VSList_switches_get(switches) == ""
     m.VSList_switches_set(switches, None)
@@ -191,7 +194,7 @@ def test_the_empty_character_array_reads_empty_and_takes_only_none(make):
             m.VSList_switches_set(switches, text)
 
 
-def test_an_array_type_is_spelled_as_the_interface_has_it(make):
+def test_an_array_type_is_spelled_as_the_interface_has_it(make: Callable[..., Any]) -> None:
     policy = make("LSTeamPolicy")
     with raises(TypeError, "in method 'LSTeamPolicy_name_set', argument 2 of type 'char [(32*4) +8]'"):
         m.LSTeamPolicy_name_set(policy, "x" * 136)
@@ -202,7 +205,7 @@ def test_an_array_type_is_spelled_as_the_interface_has_it(make):
 # ---- kinds 4 and 6: arrays ---------------------------------------------------------------------------------
 
 
-def test_an_array_is_a_view_of_its_elements(make):
+def test_an_array_is_a_view_of_its_elements(make: Callable[..., Any]) -> None:
     header = make("qel_EthHdr")
     view = m.qel_EthHdr_daddr_get(header)
     assert "'unsigned char *'" in repr(view) and view.own() is False
@@ -214,7 +217,7 @@ def test_an_array_is_a_view_of_its_elements(make):
     assert memory(header, 14) == bytes([7, 8, 9, 10, 11, 12]) + bytes(8)
 
 
-def test_an_array_refuses_null_and_other_types(make):
+def test_an_array_refuses_null_and_other_types(make: Callable[..., Any]) -> None:
     header = make("qel_EthHdr")
     with raises(ValueError, "invalid null reference in variable 'daddr' of type 'unsigned char [6]'"):
         m.qel_EthHdr_daddr_set(header, None)
@@ -224,7 +227,7 @@ def test_an_array_refuses_null_and_other_types(make):
         m.qel_EthHdr_daddr_set(header, header)
 
 
-def test_a_two_dimensional_array_is_a_view_of_its_first_row(make):
+def test_a_two_dimensional_array_is_a_view_of_its_first_row(make: Callable[..., Any]) -> None:
     policy = make("VSTeamPolicy")
     view = m.VSTeamPolicy_uplinkPortName_get(policy)
     assert "'char (*)[81]'" in repr(view) and int(view) == int(policy) + 24
@@ -234,7 +237,7 @@ def test_a_two_dimensional_array_is_a_view_of_its_first_row(make):
     assert memory(policy, 2616) == bytes(24) + b"\x01" * 2592
 
 
-def test_a_flexible_array_takes_any_pointer_and_copies_nothing(make):
+def test_a_flexible_array_takes_any_pointer_and_copies_nothing(make: Callable[..., Any]) -> None:
     ports = make("VSPortList")
     view = m.VSPortList_ports_get(ports)
     assert int(view) == int(ports) + 4
@@ -249,7 +252,7 @@ def test_a_flexible_array_takes_any_pointer_and_copies_nothing(make):
 # ---- kind 5: MAC texts -------------------------------------------------------------------------------------
 
 
-def test_a_mac_field_reads_as_text_and_is_written_as_an_array(make):
+def test_a_mac_field_reads_as_text_and_is_written_as_an_array(make: Callable[..., Any]) -> None:
     entry = make("VSMACEntry")
     assert m.VSMACEntry_macAddress_get(entry) == "00:00:00:00:00:00"
     header = make("qel_EthHdr")
@@ -265,7 +268,7 @@ def test_a_mac_field_reads_as_text_and_is_written_as_an_array(make):
 # ---- kind 7: embedded records --------------------------------------------------------------------------------
 
 
-def test_an_embedded_record_is_a_view_and_is_assigned_by_value(make):
+def test_an_embedded_record_is_a_view_and_is_assigned_by_value(make: Callable[..., Any]) -> None:
     signature = make("qel_MgmtApiSignature")
     view = m.qel_MgmtApiSignature_name_get(signature)
     assert int(view) == int(signature) + 4 and view.own() is False
@@ -288,7 +291,7 @@ def test_an_embedded_record_is_a_view_and_is_assigned_by_value(make):
 # ---- kind 8: pointers ------------------------------------------------------------------------------------------
 
 
-def test_a_pointer_field_takes_the_ownership_of_its_target(make):
+def test_a_pointer_field_takes_the_ownership_of_its_target(make: Callable[..., Any]) -> None:
     links = make("qel_ListLinks")
     target = m.new_qel_ListLinks()
     m.qel_ListLinks_prevPtr_set(links, target)
@@ -303,7 +306,7 @@ def test_a_pointer_field_takes_the_ownership_of_its_target(make):
     m.delete_qel_ListLinks(target)
 
 
-def test_a_void_pointer_field_takes_any_pointer(make):
+def test_a_void_pointer_field_takes_any_pointer(make: Callable[..., Any]) -> None:
     parameter = make("qel_MgmtVectorParm")
     name = make("qel_Name")
     m.qel_MgmtVectorParm_dataPtr_set(parameter, name)
@@ -316,7 +319,7 @@ def test_a_void_pointer_field_takes_any_pointer(make):
 # ---- kind 9: the text that its record owns -----------------------------------------------------------------------
 
 
-def test_a_string_pointer_holds_a_private_copy(make):
+def test_a_string_pointer_holds_a_private_copy(make: Callable[..., Any]) -> None:
     query = make("HNQQuery")
     assert m.HNQQuery_propValue_get(query) is None
     for text in ("first", "a longer second text", ""):
@@ -329,7 +332,7 @@ def test_a_string_pointer_holds_a_private_copy(make):
     assert m.HNQQuery_propValue_get(query) is None
 
 
-def test_a_string_pointer_lies_unaligned_behind_its_length(make):
+def test_a_string_pointer_lies_unaligned_behind_its_length(make: Callable[..., Any]) -> None:
     query = make("HNQQuery")
     m.HNQQuery_propLen_set(query, -2)
     m.HNQQuery_propValue_set(query, "x")
@@ -342,7 +345,7 @@ def test_a_string_pointer_lies_unaligned_behind_its_length(make):
 # ---- kind 10: read-only parts -----------------------------------------------------------------------------------
 
 
-def test_read_only_parts_have_no_setter(make):
+def test_read_only_parts_have_no_setter(make: Callable[..., Any]) -> None:
     for name in ("VSUplinks_entries", "VSPortInfo_vlan", "VSPortInfo_ethFrpAccepted", "VSIOCtlQuery_uplink",
                  "VSIOCtlQuery_mcastFilter", "qel_IGMPv3QueryHdr_sourcesIPv4"):
         assert hasattr(m, f"{name}_get") and not hasattr(m, f"{name}_set")

@@ -1,5 +1,6 @@
 """Rows that are wrong, or for which the engine has no room, do not compile; the compiler names what is wrong."""
 
+import pathlib
 import re
 import subprocess
 import sysconfig
@@ -59,27 +60,29 @@ WRONG = [
 
 def compiler() -> str:
     cache = (BUILD / "CMakeCache.txt").read_text(encoding="utf-8")
-    return re.search(r"^CMAKE_CXX_COMPILER:\w+=(.*)$", cache, re.M)[1]
+    (found,) = re.findall(r"^CMAKE_CXX_COMPILER:\w+=(.*)$", cache, re.M)
+    return str(found)
 
 
-def compiled(all_rows: list[str]) -> subprocess.CompletedProcess:
+def compiled(all_rows: list[str]) -> subprocess.CompletedProcess[str]:
     """In one go, each at the line of its position in a file of its own name."""
     lines = "".join(
         f"\n#line 1 \"row-{number}\"\ninline constexpr auto rows{number} = {rows};" for number, rows in enumerate(all_rows)
     )
-    options = ["-std=gnu++20", "-fsyntax-only", "-w", "-I", SOURCE, "-I", sysconfig.get_path("include")]
+    options: list[str | pathlib.Path] = ["-std=gnu++20", "-fsyntax-only", "-w", "-I", SOURCE]
+    options += ["-I", sysconfig.get_path("include")]
     return subprocess.run(
         [compiler(), *options, "-xc++", "-"], input=START + lines + END, capture_output=True, text=True, check=False
     )
 
 
-def test_rows_that_are_right_compile():
+def test_rows_that_are_right_compile() -> None:
     done = compiled(RIGHT)
     assert done.returncode == 0, done.stderr
 
 
 @pytest.fixture(scope="module")
-def complaints():
+def complaints() -> tuple[str, dict[int, str]]:
     done = compiled([rows for rows, _ in WRONG])
     assert done.returncode != 0
     # What the compiler says of a row: from the first line that names it up to that of another.
@@ -94,7 +97,9 @@ def complaints():
     ("number", "complaint"), [(n, complaint) for n, (_, complaint) in enumerate(WRONG)],
     ids=[f"{n}-{complaint.replace(' ', '-')}" for n, (_, complaint) in enumerate(WRONG)],
 )
-def test_rows_that_are_wrong_do_not_compile(number, complaint, complaints):
+def test_rows_that_are_wrong_do_not_compile(
+    number: int, complaint: str, complaints: tuple[str, dict[int, str]]
+) -> None:
     everything, said = complaints
     assert number in said, everything
     assert complaint in everything

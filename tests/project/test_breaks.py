@@ -55,7 +55,7 @@ FILES = {
 
 
 @pytest.fixture
-def project(tmp_path):
+def project(tmp_path: pathlib.Path) -> pathlib.Path:
     for name, text in FILES.items():
         path = tmp_path / name
         path.parent.mkdir(exist_ok=True)
@@ -81,7 +81,7 @@ NUMBERS = "tests/test_sum.py::test_numbers"
 NOTHING = "tests/test_sum.py::test_nothing"
 
 
-def test_the_lists_fit_the_sources():
+def test_the_lists_fit_the_sources() -> None:
     lists = list((SOURCE / "tests" / "breaks").glob("*.toml"))
     assert lists
     process = subprocess.run([sys.executable, TOOL, "--check"], cwd=SOURCE, text=True, timeout=60, check=False,
@@ -89,7 +89,7 @@ def test_the_lists_fit_the_sources():
     assert (process.returncode, process.stdout) == (0, "")
 
 
-def test_breaks_are_caught_or_survive(project):
+def test_breaks_are_caught_or_survive(project: pathlib.Path) -> None:
     code, said = run(
         project,
         break_of("result += number", "result -= number", NUMBERS, name="taken away"),
@@ -109,7 +109,7 @@ def test_breaks_are_caught_or_survive(project):
     assert lines[7] == "survived: the first only"
 
 
-def test_two_files_are_broken_in_two_copies(project):
+def test_two_files_are_broken_in_two_copies(project: pathlib.Path) -> None:
     (project / "tests" / "test_text.py").write_text(
         "def test_is_known():\n    assert 'cmake_minimum' in open('CMakeLists.txt').read()\n")
     code, said = run(
@@ -123,7 +123,7 @@ def test_two_files_are_broken_in_two_copies(project):
     assert sorted(path.name for path in (project / "build-breaks").glob("tree-*")) == ["tree-1", "tree-2"]
 
 
-def test_what_looks_at_the_sources_needs_no_build(project):
+def test_what_looks_at_the_sources_needs_no_build(project: pathlib.Path) -> None:
     (project / "tests" / "test_text.py").write_text(
         "def test_all_are_added():\n    assert '+= number' in open('sum.py').read()\n")
     broken = break_of("return result", "return results", "sources:tests/test_text.py", name="a slip")
@@ -136,7 +136,7 @@ def test_what_looks_at_the_sources_needs_no_build(project):
     assert (project / "build-breaks" / "tree-1" / "sum.py").stat().st_mtime_ns == before
 
 
-def test_nothing_of_a_break_is_left(project):
+def test_nothing_of_a_break_is_left(project: pathlib.Path) -> None:
     before = (project / "sum.py").read_bytes()
     broken = break_of("result += number", "result -= number", NUMBERS, name="taken away")
     assert run(project, broken)[0] == 0
@@ -170,25 +170,25 @@ def test_nothing_of_a_break_is_left(project):
         ("", "no break is meant"),
     ],
 )
-def test_a_list_that_does_not_fit_is_refused(project, listed, complaint):
+def test_a_list_that_does_not_fit_is_refused(project: pathlib.Path, listed: str, complaint: str) -> None:
     assert run(project, listed, arguments=("--check",)) == (2, complaint + "\n")
     assert not (project / "build-breaks").exists()
 
 
-def test_what_does_not_build_is_no_break(project):
+def test_what_does_not_build_is_no_break(project: pathlib.Path) -> None:
     code, said = run(project, break_of("return result", "", NUMBERS, name="nothing is returned"))
     assert code == 1
     assert "WRONG" in said and "does not build" in said and "nothing is returned" in said, said
     assert "0 of 1 breaks caught" in said
 
 
-def test_tests_that_fail_anyway_catch_nothing(project):
+def test_tests_that_fail_anyway_catch_nothing(project: pathlib.Path) -> None:
     (project / "sum.py").write_text("def total(numbers):\n    result = 5\n    return result\n")
     code, said = run(project, break_of("result = 5", "result = 6", NUMBERS))
     assert (code, said) == (2, f"fails before anything is broken: {NUMBERS}\n")
 
 
-def test_some_are_chosen(project):
+def test_some_are_chosen(project: pathlib.Path) -> None:
     breaks = [break_of(text, "1", NUMBERS) for text in ("result = 0", "result +=", "return result")]
     chosen = "name = \"result +=\""
     assert chosen in "\n".join(breaks)
@@ -199,7 +199,7 @@ def test_some_are_chosen(project):
     assert drawn == [(0, "seed 5\n")] * 2
 
 
-def test_lines_are_drawn_by_their_seed(project):
+def test_lines_are_drawn_by_their_seed(project: pathlib.Path) -> None:
     texts = {
         "runtime/calls.cpp": "// words\n#include <x>\n}\n\nreturn 1;\nreturn 2;\nreturn 3;\n",
         "python/vswitch/text.py": "import sys\nvalue = 1\n",

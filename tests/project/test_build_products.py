@@ -1,8 +1,10 @@
 """What is built: exported symbols, needed libraries, and that it is found without being told where."""
 
 import os
+import pathlib
 import re
 import subprocess
+import sys
 
 import pytest
 from workspace import BUILD, run_script
@@ -22,18 +24,18 @@ EXPORTED = {
 SIZES = {"exception_buffer": 200, "exception_status": 4, "exceptionType": 8, "exceptionMsg": 8, "qel_ModuleCurrentID": 4}
 
 
-def output(*command):
+def output(*command: str | pathlib.Path) -> str:
     return subprocess.run(command, capture_output=True, text=True, check=True).stdout
 
 
-def test_the_module_exports_exactly_the_names_of_the_interface():
+def test_the_module_exports_exactly_the_names_of_the_interface() -> None:
     symbols = {line.split()[2]: line.split()[1] for line in output("nm", "-D", "--defined-only", MODULE).splitlines()}
     if SANITIZED:  # the compiler adds symbols of its own
         symbols = {name: kind for name, kind in symbols.items() if not name.startswith("__")}
     assert symbols == EXPORTED
 
 
-def test_the_exported_data_has_its_sizes():
+def test_the_exported_data_has_its_sizes() -> None:
     sizes = {}
     for line in output("readelf", "--wide", "--dyn-syms", MODULE).splitlines():
         columns = line.split()
@@ -43,7 +45,7 @@ def test_the_exported_data_has_its_sizes():
 
 
 @pytest.mark.skipif(SANITIZED, reason="the sanitizers' runtime is a C++ library")
-def test_the_module_needs_the_platform_libraries_and_no_cpp_runtime():
+def test_the_module_needs_the_platform_libraries_and_no_cpp_runtime() -> None:
     dynamic = output("readelf", "-d", MODULE)
     needed = re.findall(r"NEEDED.*\[(.*)\]", dynamic)
     assert needed == ["libvswitch.so", "libdvs.so", "libtlklibs.so", "libc.so.6"]
@@ -52,21 +54,21 @@ def test_the_module_needs_the_platform_libraries_and_no_cpp_runtime():
 
 
 @pytest.mark.parametrize("name", ["libvswitch.so", "libdvs.so", "libtlklibs.so"])
-def test_the_host_libraries_have_their_sonames(name):
+def test_the_host_libraries_have_their_sonames(name: str) -> None:
     assert re.findall(r"SONAME.*\[(.*)\]", output("readelf", "-d", BUILD / "host" / name)) == [name]
 
 
-def test_the_libraries_in_front_are_taken_instead():
+def test_the_libraries_in_front_are_taken_instead() -> None:
     script = "import _libvswitch as m; print(m.QEL_ReturnStatusToString(0))"
     assert run_script(script).out == "QEL_OK\n"
     assert run_script(script, library_path=str(BUILD / "tests" / "support" / "recording")).out == "None\n"
 
 
-def test_the_build_folder_can_be_moved(tmp_path):
+def test_the_build_folder_can_be_moved(tmp_path: pathlib.Path) -> None:
     for folder in ("python", "host"):
         (tmp_path / folder).symlink_to(BUILD / folder)
     environment = dict(os.environ, PYTHONPATH=str(tmp_path / "python"))
     subprocess.run(
-        [os.sys.executable, "-c", "import libvswitch; assert libvswitch.QEL_ReturnStatusToString(0) == 'QEL_OK'"],
+        [sys.executable, "-c", "import libvswitch; assert libvswitch.QEL_ReturnStatusToString(0) == 'QEL_OK'"],
         env=environment, check=True,
     )

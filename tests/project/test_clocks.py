@@ -31,7 +31,7 @@ LISTED = {
 }
 
 
-def test_no_other_test_looks_at_the_clock():
+def test_no_other_test_looks_at_the_clock() -> None:
     found = {}
     for path in sorted((SOURCE / "tests").rglob("*")):
         if path.suffix in (".py", ".cpp", ".hpp", ".c"):

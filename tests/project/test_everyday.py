@@ -4,6 +4,7 @@ import os
 import pathlib
 import re
 import subprocess
+from typing import Any
 
 import pytest
 from workspace import SOURCE
@@ -14,8 +15,8 @@ ROWS = re.findall(r"^\| `([a-z0-9.+-]+)` \| ([a-z, -]+) \| .+ \|$", (SOURCE / "R
 COMMANDS = {command for _, commands in ROWS for command in commands.split(", ")}
 
 
-def output(*command: str | pathlib.Path, **options) -> str:
-    process = subprocess.run(command, capture_output=True, text=True, timeout=120, check=False, **options)
+def output(*command: str | pathlib.Path, **options: Any) -> str:
+    process: subprocess.CompletedProcess[str] = subprocess.run(command, capture_output=True, text=True, timeout=120, check=False, **options)
     assert process.returncode == 0, process.stdout + process.stderr
     return process.stdout
 
@@ -36,7 +37,7 @@ def steps(target: str, folder: pathlib.Path) -> str:
     return output("make", "-n", "-C", folder, "-f", SOURCE / "Makefile", target)
 
 
-def test_every_command_installs_what_the_readme_says_it_needs(tmp_path):
+def test_every_command_installs_what_the_readme_says_it_needs(tmp_path: pathlib.Path) -> None:
     base = {package for package, commands in ROWS if "demo" in commands.split(", ")}
     assert base >= {"g++", "cmake", "python3-dev"}
     assert not base & {"libgtest-dev", "python3-pytest", "swig", "valgrind", "clang-14", "clang-tidy", "python3-sphinx"}
@@ -46,14 +47,14 @@ def test_every_command_installs_what_the_readme_says_it_needs(tmp_path):
         assert own and set(installed(tmp_path / command, command)) == base | own
 
 
-def test_every_row_of_the_table_is_understood():
+def test_every_row_of_the_table_is_understood() -> None:
     table = (SOURCE / "README.md").read_text().split("## Dependencies")[1].split("\n## ")[0]
     assert [line for line in table.splitlines() if line.startswith("| `")] != []
     assert sum(line.startswith("| `") for line in table.splitlines()) == len(ROWS)
     assert len({package for package, _ in ROWS}) == len(ROWS), "a package has one row"
 
 
-def test_make_asks_for_the_packages_of_its_command(tmp_path):
+def test_make_asks_for_the_packages_of_its_command(tmp_path: pathlib.Path) -> None:
     for command in sorted(COMMANDS):
         asked = re.findall(r"install_packages README\.md *(.*)", steps(command, tmp_path))
         assert asked, command
@@ -63,7 +64,7 @@ def test_make_asks_for_the_packages_of_its_command(tmp_path):
     assert set(everything.split()) == COMMANDS - {"demo"}
 
 
-def test_the_demo_needs_no_tests(tmp_path):
+def test_the_demo_needs_no_tests(tmp_path: pathlib.Path) -> None:
     """Neither their libraries, when it is configured, nor a compilation of one of them."""
     said = steps("demo", tmp_path)
     assert "-DVSWITCHPY_TESTS=OFF" in said and "--target product" in said
@@ -79,7 +80,7 @@ def test_the_demo_needs_no_tests(tmp_path):
     assert wrong == []
 
 
-def test_tests_stay_configured(tmp_path):
+def test_tests_stay_configured(tmp_path: pathlib.Path) -> None:
     """`make demo` after `make test` throws nothing away."""
     (tmp_path / "build").mkdir()
     (tmp_path / "build" / "CMakeCache.txt").touch()

@@ -2,9 +2,11 @@
 
 import ast
 import os
+import pathlib
 import re
 import subprocess
 import sys
+from collections.abc import Sequence
 
 import pytest
 from workspace import BUILD, SEARCH, SOURCE
@@ -12,20 +14,22 @@ from workspace import BUILD, SEARCH, SOURCE
 EXAMPLES = SOURCE / "examples"
 
 
-def run(arguments, host, **variables):
+def run(
+    arguments: Sequence[str | pathlib.Path], host: str | pathlib.Path, **variables: str
+) -> subprocess.CompletedProcess[str]:
     environment = dict(os.environ, PYTHONPATH=os.pathsep.join(SEARCH), VSWITCH_HOST=str(host), **variables)
     return subprocess.run(
         [sys.executable, *arguments], env=environment, capture_output=True, text=True, timeout=120, check=False
     )
 
 
-def add_fault(host, *rule):
-    tool = [BUILD / "host" / "bin" / "vswitch-host", "--host", host]
+def add_fault(host: pathlib.Path, *rule: str) -> None:
+    tool = (BUILD / "host" / "bin" / "vswitch-host", "--host", host)
     subprocess.run([*tool, "init"], check=True, capture_output=True)
     subprocess.run([*tool, "fault", "add", *rule], check=True, capture_output=True)
 
 
-def test_the_readme_prints_what_it_says(tmp_path):
+def test_the_readme_prints_what_it_says(tmp_path: pathlib.Path) -> None:
     readme = (SOURCE / "README.md").read_text()
     code = "".join(re.findall(r"```python\n(.*?)```", readme, re.S))
     printed = "".join(re.findall(r"prints\n\n```\n(.*?)```", readme, re.S))
@@ -64,7 +68,7 @@ an MTU of 64 is refused: QEL_BAD_PARAM (0x0bad0007)
 """
 
 
-def test_setting_up_a_switch_twice_and_seeing_it_from_another_process(tmp_path):
+def test_setting_up_a_switch_twice_and_seeing_it_from_another_process(tmp_path: pathlib.Path) -> None:
     host = tmp_path / "host.db"
     first = run([EXAMPLES / "set_up_switch.py"], host)
     assert (first.returncode, first.stdout, first.stderr) == (0, SET_UP.format("created"), "")
@@ -97,14 +101,14 @@ def test_setting_up_a_switch_twice_and_seeing_it_from_another_process(tmp_path):
         (["fail", "--call", "VSQEL_GetSwitchInfo", "--status", "QEL_BUSY"], "cannot list the switches: QEL_BUSY\n"),
     ],
 )
-def test_a_failure_ends_the_setup_with_one_line(tmp_path, rule, said):
+def test_a_failure_ends_the_setup_with_one_line(tmp_path: pathlib.Path, rule: str, said: str) -> None:
     host = tmp_path / "host.db"
     add_fault(host, *rule)
     process = run([EXAMPLES / "set_up_switch.py"], host)
     assert (process.returncode, process.stderr) == (1, said)
 
 
-def test_a_state_file_that_is_none_ends_the_setup_with_one_line(tmp_path):
+def test_a_state_file_that_is_none_ends_the_setup_with_one_line(tmp_path: pathlib.Path) -> None:
     host = tmp_path / "host.db"
     host.write_text("no state file " * 100)
     process = run([EXAMPLES / "set_up_switch.py"], host)
@@ -116,7 +120,7 @@ def test_a_state_file_that_is_none_ends_the_setup_with_one_line(tmp_path):
 # ---- inspect_tables.py -----------------------------------------------------------------------------------------
 
 
-def test_inspecting_a_port_with_mirroring_and_multicast_groups(tmp_path):
+def test_inspecting_a_port_with_mirroring_and_multicast_groups(tmp_path: pathlib.Path) -> None:
     host = tmp_path / "host.db"
     snooping = (
         "import libvswitch as v; v.check(v.VSDVS_SetMcastFilterMode('management', v.VS_MCAST_FILTER_MODE_SNOOPING));"
@@ -148,14 +152,14 @@ runtime options: 32 bytes
 """
 
 
-def test_inspecting_a_switch_with_a_lag_and_learned_addresses(tmp_path):
+def test_inspecting_a_switch_with_a_lag_and_learned_addresses(tmp_path: pathlib.Path) -> None:
     process = run([EXAMPLES / "inspect_tables.py", "workload"], tmp_path / "host.db")
     assert process.returncode == 0, process.stderr
     assert "LAGs: 1\n  lag-1 is up: nic1 up, nic2 up\n" in process.stdout
     assert "  02:00:00:00:03:02 in VLAN 20 at port 9: learned\n" in process.stdout
 
 
-def test_inspecting_what_is_not_there(tmp_path):
+def test_inspecting_what_is_not_there(tmp_path: pathlib.Path) -> None:
     process = run([EXAMPLES / "inspect_tables.py", "nowhere"], tmp_path / "host.db")
     assert (process.returncode, process.stderr) == (1, "nowhere: the host answers QEL_NOT_FOUND\n")
 
@@ -175,7 +179,7 @@ backup: MTU 9000, 1 active ports
 
 
 @pytest.mark.parametrize("module", ["libvswitch", "_libvswitch"])
-def test_the_raw_style_with_either_module(tmp_path, module):
+def test_the_raw_style_with_either_module(tmp_path: pathlib.Path, module: str) -> None:
     script = tmp_path / "raw_style.py"
     source = (EXAMPLES / "raw_style.py").read_text()
     script.write_text(source.replace("import libvswitch as vs\n", f"import {module} as vs\n"))
@@ -185,18 +189,18 @@ def test_the_raw_style_with_either_module(tmp_path, module):
     assert (second.returncode, second.stdout, second.stderr) == (0, RAW.format("was done before"), "")
 
 
-def test_the_raw_style_uses_functions_and_constants_alone():
+def test_the_raw_style_uses_functions_and_constants_alone() -> None:
     tree = ast.parse((EXAMPLES / "raw_style.py").read_text())
-    attributes = [node for node in ast.walk(tree) if isinstance(node, ast.Attribute)]
-    attributes = [node for node in attributes if isinstance(node.value, ast.Name)]
-    assert {node.value.id for node in attributes} <= {"vs", "sys", "PORTS"}
+    attributes = {(node.value.id, node.attr) for node in ast.walk(tree)
+                  if isinstance(node, ast.Attribute) and isinstance(node.value, ast.Name)}
+    assert {name for name, _ in attributes} <= {"vs", "sys", "PORTS"}
     raw = run(["-c", "import _libvswitch; print(*dir(_libvswitch))"], ":memory:").stdout.split()
-    assert {node.attr for node in attributes if node.value.id == "vs"} <= set(raw)
+    assert {attribute for name, attribute in attributes if name == "vs"} <= set(raw)
     imported = [node for node in ast.walk(tree) if isinstance(node, ast.Import | ast.ImportFrom)]
     assert [alias.name for node in imported for alias in node.names] == ["sys", "libvswitch"]
 
 
-def test_the_raw_style_gives_back_all_that_it_was_handed(tmp_path):
+def test_the_raw_style_gives_back_all_that_it_was_handed(tmp_path: pathlib.Path) -> None:
     trace = tmp_path / "trace"
     assert run([EXAMPLES / "raw_style.py"], tmp_path / "host.db", VSWITCH_HOST_TRACE=str(trace)).returncode == 0
     lines = trace.read_text()
@@ -204,17 +208,17 @@ def test_the_raw_style_gives_back_all_that_it_was_handed(tmp_path):
     assert "never_released" not in lines
 
 
-def test_a_failure_in_the_raw_style(tmp_path):
+def test_a_failure_in_the_raw_style(tmp_path: pathlib.Path) -> None:
     host = tmp_path / "host.db"
     add_fault(host, "fail", "--call", "VSDVS_SetMTU", "--status", "QEL_BUSY")
     process = run([EXAMPLES / "raw_style.py"], host)
     assert (process.returncode, process.stderr) == (1, "cannot set the MTU: QEL_BUSY\n")
 
 
-# ---- simulated/reachability.py ----------------------------------------------------------------------------------------
+# ---- simulated/reachability.py ---------------------------------------------------------------------------------------
 
 
-def test_who_reaches_whom_is_found_on_a_copy(tmp_path):
+def test_who_reaches_whom_is_found_on_a_copy(tmp_path: pathlib.Path) -> None:
     host = tmp_path / "host.db"
     pairs = [(a, b) for a in (100, 101, 102) for b in (100, 101, 102) if a != b]
     script = [EXAMPLES / "simulated" / "reachability.py"]
@@ -233,7 +237,7 @@ def test_who_reaches_whom_is_found_on_a_copy(tmp_path):
 # ---- simulated/test_protocols.py -----------------------------------------------------------------------------------
 
 
-def test_the_tests_of_protocols_pass(tmp_path):
+def test_the_tests_of_protocols_pass(tmp_path: pathlib.Path) -> None:
     process = run(["-m", "pytest", "-q", "-p", "no:cacheprovider", EXAMPLES / "simulated" / "test_protocols.py"],
                   tmp_path / "host.db")
     assert process.returncode == 0 and "3 passed" in process.stdout, process.stdout

@@ -3,6 +3,8 @@
 import os
 import pathlib
 
+from workspace import Script
+
 LIBRARIES_FIRST = """
 import ctypes, os
 for name in ("libtlklibs.so", "libdvs.so", "libvswitch.so"):
@@ -27,23 +29,23 @@ assert pathlib.Path(path).read_bytes() == before
 """
 
 
-def damaged_file(tmp_path):
+def damaged_file(tmp_path: pathlib.Path) -> str:
     path = tmp_path / "host.db"
     path.write_bytes(b"this is no state file\n" * 500)
     return str(path)
 
 
-def test_a_damaged_state_file_raises_with_its_name_and_the_reason(script, tmp_path):
+def test_a_damaged_state_file_raises_with_its_name_and_the_reason(script: Script, tmp_path: pathlib.Path) -> None:
     script(DAMAGED, VSWITCH_HOST=damaged_file(tmp_path))
 
 
-def test_the_libraries_find_a_module_that_is_loaded_after_them(script, tmp_path):
+def test_the_libraries_find_a_module_that_is_loaded_after_them(script: Script, tmp_path: pathlib.Path) -> None:
     from workspace import BUILD
 
     script(LIBRARIES_FIRST + DAMAGED, VSWITCH_HOST=damaged_file(tmp_path), HOST_FOLDER=str(BUILD / "host"))
 
 
-def test_an_unreadable_boot_description_raises_and_makes_no_host(script, tmp_path):
+def test_an_unreadable_boot_description_raises_and_makes_no_host(script: Script, tmp_path: pathlib.Path) -> None:
     description = tmp_path / "boot.json"
     description.write_text('{"format": 1, "switches": [{"alias": "a"}]}')
     host = tmp_path / "host.db"
@@ -64,7 +66,7 @@ def test_an_unreadable_boot_description_raises_and_makes_no_host(script, tmp_pat
            VSWITCH_HOST=str(host), VSWITCH_HOST_INIT=str(description))
 
 
-def test_a_forked_child_and_its_parent_see_each_others_changes(script, tmp_path):
+def test_a_forked_child_and_its_parent_see_each_others_changes(script: Script, tmp_path: pathlib.Path) -> None:
     script(
         """
         import os, libvswitch as vs
@@ -81,13 +83,13 @@ def test_a_forked_child_and_its_parent_see_each_others_changes(script, tmp_path)
     )
 
 
-def test_the_state_file_is_its_owners_alone(script, tmp_path):
+def test_the_state_file_is_its_owners_alone(script: Script, tmp_path: pathlib.Path) -> None:
     host = tmp_path / "folder" / "host.db"
     script('import _libvswitch as m; m.VSDVS_SetMTU("management", 1500)', VSWITCH_HOST=str(host))
     assert host.stat().st_mode & 0o777 == 0o600 and host.parent.stat().st_mode & 0o777 == 0o700
 
 
-def test_the_default_state_file_is_under_the_users_state_folder(script, tmp_path):
+def test_the_default_state_file_is_under_the_users_state_folder(script: Script, tmp_path: pathlib.Path) -> None:
     script(
         'import _libvswitch as m; m.VSDVS_SetMTU("management", 1500)',
         VSWITCH_HOST="", XDG_STATE_HOME=str(tmp_path),

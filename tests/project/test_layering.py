@@ -3,6 +3,7 @@
 import collections
 import pathlib
 import re
+from collections.abc import Iterator
 
 import pytest
 from workspace import SOURCE
@@ -11,7 +12,7 @@ pytestmark = pytest.mark.pure_python
 
 # What the C++ files of a folder may include of other folders of the project. A folder that is not here may have no such
 # files; an entry that nobody needs any more has to go.
-ALLOWED = {
+ALLOWED: dict[str, set[str]] = {
     "bench/host": {"constants", "interface", "platform/core", "platform/forwarding", "platform/sim"},
     "bench/module": {"interface"},
     "companion": {"runtime"},
@@ -41,14 +42,14 @@ TABLE_USE = re.compile(r"\b(?:FROM|JOIN|INTO|UPDATE)\s+(?:OR \w+ )?([a-z]\w*)\b"
 ABOUT_ALL_TABLES = {"platform/core/format_2", "platform/core/format_3", "platform/core/migration"}
 
 
-def sources():
+def sources() -> Iterator[tuple[pathlib.Path, str]]:
     for path in sorted(SOURCE.rglob("*")):
         place = path.relative_to(SOURCE)
         if path.suffix in SUFFIXES and path.is_file() and not place.parts[0].startswith(("build", ".")):
             yield place, path.read_text(errors="replace")
 
 
-def includes():
+def includes() -> Iterator[tuple[pathlib.PurePosixPath, pathlib.PurePosixPath]]:
     """(file, the project's file that it includes)"""
     for place, text in sources():
         for name in re.findall(r'^\s*#\s*include "([^"]+)"', text, re.MULTILINE):
@@ -74,12 +75,12 @@ def circles(graph: dict[str, set[str]]) -> list[list[str]]:
     return [list(group) for group in sorted(groups)]
 
 
-def test_a_circle_is_found():
+def test_a_circle_is_found() -> None:
     assert circles({"a": {"b"}, "b": {"c"}, "c": {"b"}, "d": {"a"}}) == [["b", "c"]]
     assert circles({"a": {"b", "c"}, "b": {"c"}}) == []
 
 
-def test_folders_include_only_what_they_may():
+def test_folders_include_only_what_they_may() -> None:
     used = collections.defaultdict(set)
     for file, target in includes():
         if file.parent != target.parent:
@@ -91,7 +92,7 @@ def test_folders_include_only_what_they_may():
 
 
 @pytest.mark.parametrize("node", ["file", "module"])
-def test_nothing_is_included_in_a_circle(node):
+def test_nothing_is_included_in_a_circle(node: str) -> None:
     graph = collections.defaultdict(set)
     for file, target in includes():
         ends = (str(file), str(target)) if node == "file" else (str(file.with_suffix("")), str(target.with_suffix("")))
@@ -101,7 +102,7 @@ def test_nothing_is_included_in_a_circle(node):
     assert circles(graph) == []
 
 
-def test_each_table_has_one_module():
+def test_each_table_has_one_module() -> None:
     tables = set(re.findall(r"CREATE TABLE (\w+)", (SOURCE / "platform" / "core" / "format_3.hpp").read_text()))
     assert len(tables) > 30
     modules = collections.defaultdict(set)

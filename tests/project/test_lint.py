@@ -22,7 +22,7 @@ exit 0
 
 
 @pytest.fixture
-def project(tmp_path):
+def project(tmp_path: pathlib.Path) -> pathlib.Path:
     for name, text in {
         "runtime/sum.hpp": "int sum(int a, int b);\n",
         "runtime/sum.cpp": '#include "runtime/sum.hpp"\nint sum(int a, int b) { return a + b; }\n',
@@ -57,18 +57,18 @@ def lint(project: pathlib.Path) -> tuple[int, str, list[str]]:
     return process.returncode, process.stdout, sorted(notes.read_text().split())
 
 
-def test_what_was_clean_is_not_looked_at_again(project):
+def test_what_was_clean_is_not_looked_at_again(project: pathlib.Path) -> None:
     assert lint(project) == (0, "", ["runtime/other.cpp", "runtime/sum.cpp"])
     assert lint(project) == (0, "", [])
 
 
-def test_a_change_of_a_header_is_a_change_of_who_includes_it(project):
+def test_a_change_of_a_header_is_a_change_of_who_includes_it(project: pathlib.Path) -> None:
     lint(project)
     (project / "runtime" / "sum.hpp").write_text("int sum(int a, int b); // of two\n")
     assert lint(project) == (0, "", ["runtime/sum.cpp"])
 
 
-def test_a_change_of_the_checks_or_of_the_command_counts(project):
+def test_a_change_of_the_checks_or_of_the_command_counts(project: pathlib.Path) -> None:
     lint(project)
     (project / ".clang-tidy").write_text("Checks: misc-*\n")
     assert lint(project) == (0, "", ["runtime/other.cpp", "runtime/sum.cpp"])
@@ -77,7 +77,7 @@ def test_a_change_of_the_checks_or_of_the_command_counts(project):
     assert lint(project) == (0, "", ["runtime/sum.cpp"])
 
 
-def test_what_is_not_clean_is_said_each_time(project):
+def test_what_is_not_clean_is_said_each_time(project: pathlib.Path) -> None:
     (project / "runtime" / "other.cpp").write_text("int wrong() { return 1; }\n")
     for _ in range(2):
         code, said, looked_at = lint(project)
@@ -85,7 +85,7 @@ def test_what_is_not_clean_is_said_each_time(project):
         assert "runtime/other.cpp" in looked_at
 
 
-def test_a_source_that_is_not_built_is_named(project):
+def test_a_source_that_is_not_built_is_named(project: pathlib.Path) -> None:
     (project / "runtime" / "new.cpp").write_text("int new_one() { return 1; }\n")
     subprocess.run(["git", "add", "runtime"], cwd=project, check=True)
     assert lint(project)[0] == 1

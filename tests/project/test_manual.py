@@ -76,7 +76,9 @@ def run_example(name: str) -> int:
 # ---- tests ---------------------------------------------------------------------------------------------------
 
 
-def run_in_new_process(function: str, name: str, folder: pathlib.Path, **variables: str) -> subprocess.CompletedProcess:
+def run_in_new_process(
+    function: str, name: str, folder: pathlib.Path, **variables: str
+) -> subprocess.CompletedProcess[str]:
     """Runs one of the functions above on a fresh host in an empty folder."""
     programs = folder / "programs"
     programs.mkdir()
@@ -101,13 +103,13 @@ def run_in_new_process(function: str, name: str, folder: pathlib.Path, **variabl
 
 
 @pytest.mark.parametrize("page", [page for page in PAGES if page not in WITHOUT_SESSIONS])
-def test_a_page_shows_what_happens(page, tmp_path):
+def test_a_page_shows_what_happens(page: str, tmp_path: pathlib.Path) -> None:
     process = run_in_new_process("run_page", page, tmp_path)
     assert process.returncode == 0, process.stdout + process.stderr
 
 
 @pytest.mark.parametrize("name", EXAMPLES[::2])
-def test_the_example_of_a_call_shows_what_happens(name, tmp_path):
+def test_the_example_of_a_call_shows_what_happens(name: str, tmp_path: pathlib.Path) -> None:
     trace = tmp_path / "trace"
     process = run_in_new_process("run_example", name, tmp_path, VSWITCH_HOST_TRACE=str(trace))
     assert process.returncode == 0, process.stdout + process.stderr
@@ -116,7 +118,7 @@ def test_the_example_of_a_call_shows_what_happens(name, tmp_path):
     assert [call for call in forgotten if call != "VSQEL_GetSwitches" or name == call] == []
 
 
-def test_a_wrong_line_would_be_seen(tmp_path):
+def test_a_wrong_line_would_be_seen(tmp_path: pathlib.Path) -> None:
     """That the two tests above can fail: Python and terminal blocks are both compared."""
     wrong = as_python(".. code-block:: console\n\n   $ echo one\n   two\n\n>>> 1 + 1\n3\n")
     script = f"import sys, test_manual; sys.exit(test_manual.run_text({wrong!r}, 'wrong'))"
@@ -127,7 +129,7 @@ def test_a_wrong_line_would_be_seen(tmp_path):
 
 
 @pytest.mark.parametrize("page", PAGES)
-def test_every_python_block_of_a_page_is_run(page):
+def test_every_python_block_of_a_page_is_run(page: str) -> None:
     """A block is a session, or a file that a session uses."""
     text = (GUIDES / page).read_text(encoding="utf-8")
     sessions = as_python(text)
@@ -138,13 +140,13 @@ def test_every_python_block_of_a_page_is_run(page):
 
 
 @pytest.fixture(scope="module")
-def manual(tmp_path_factory):
+def manual(tmp_path_factory: pytest.TempPathFactory) -> pathlib.Path:
     if "VSWITCHPY_PRELOAD" in os.environ:
         pytest.skip("the manual is the same text whatever the build; Sphinx under sanitizers takes minutes")
     build = tmp_path_factory.mktemp("manual")
     for needed in ("interface.json", "host", "python"):
         (build / needed).symlink_to(BUILD / needed)
-    command = [sys.executable, SOURCE / "tools" / "make_manual.py", build]
+    command = (sys.executable, SOURCE / "tools" / "make_manual.py", build)
     process = subprocess.run(command, capture_output=True, text=True, timeout=300, check=False)
     assert (process.returncode, process.stdout, process.stderr) == (0, "", "")
     return build / "manual"
@@ -154,7 +156,7 @@ def shown(page: pathlib.Path) -> str:
     return html.unescape(re.sub(r"<[^>]+>", "", page.read_text(encoding="utf-8")))
 
 
-def test_the_manual_builds_and_tells_every_name(manual):
+def test_the_manual_builds_and_tells_every_name(manual: pathlib.Path) -> None:
     text = "\n".join(shown(page) for page in manual.rglob("*.html") if page.name != "genindex.html")
     words = set(re.findall(r"\w+", text))
     listing = subprocess.run(
@@ -169,7 +171,7 @@ def test_the_manual_builds_and_tells_every_name(manual):
     assert [name for name in names if name not in words] == []
 
 
-def test_every_name_that_a_page_refers_to_is_there(manual):
+def test_every_name_that_a_page_refers_to_is_there(manual: pathlib.Path) -> None:
     """A role that leads nowhere is no warning; it is shown without a link."""
     shown_without = []
     for page in manual.rglob("*.html"):
@@ -179,7 +181,7 @@ def test_every_name_that_a_page_refers_to_is_there(manual):
     assert shown_without == []
 
 
-def test_pictures_are_drawn_from_their_sources(manual):
+def test_pictures_are_drawn_from_their_sources(manual: pathlib.Path) -> None:
     sources = list((GUIDES / "pictures").glob("*.dot"))
     assert len(sources) >= 5
     pages = "\n".join(page.read_text(encoding="utf-8") for page in manual.rglob("*.html"))
@@ -189,7 +191,7 @@ def test_pictures_are_drawn_from_their_sources(manual):
         assert (manual / picture.removeprefix("../")).read_text(encoding="utf-8").count("<g ") > 5
 
 
-def test_indexes_say_what_is_behind_each_title(manual):
+def test_indexes_say_what_is_behind_each_title(manual: pathlib.Path) -> None:
     calls = " ".join(shown(manual / "calls" / "index.html").split())
     assert "VSDVS_SetMTU Sets the largest payload of a frame (MTU) that a switch passes" in calls
     families = " ".join(shown(manual / "constants" / "index.html").split())
@@ -199,7 +201,7 @@ def test_indexes_say_what_is_behind_each_title(manual):
     assert "VSInfo" in records and "qel_EthHdr Ethernet header (IEEE 802.3)" in records
 
 
-def test_the_reference_tells_what_a_call_does(manual):
+def test_the_reference_tells_what_a_call_does(manual: pathlib.Path) -> None:
     text = " ".join(shown(manual / "calls" / "switches.html").split())
     entry = text[text.index("VSDVS_SetMTU(alias: str | None, mtu: int, /) → int") :].split("VSDVS_GetMTU(alias:")[0]
     assert "mtu: 1280 to 9000 bytes" in entry
@@ -208,14 +210,14 @@ def test_the_reference_tells_what_a_call_does(manual):
     assert "Example" in entry
 
 
-def test_the_reference_claims_no_status_where_there_is_none(manual):
+def test_the_reference_claims_no_status_where_there_is_none(manual: pathlib.Path) -> None:
     text = " ".join(shown(manual / "calls" / "handles-into-the-state.html").split())
     entry = text[text.index("DVS_GetMaxPorts(vswitch:") :].split("DVSState_PortFind(")[0].split("#")[1]
     assert "Statuses" not in entry
     assert "Statuses: QEL_NOT_FOUND" in text[text.index("DVSState_GlobalPropLookup(alias:") :]
 
 
-def test_the_reference_tells_whose_memory_it_is(manual):
+def test_the_reference_tells_whose_memory_it_is(manual: pathlib.Path) -> None:
     switches = " ".join(shown(manual / "calls" / "switches.html").split())
     entry = switches[switches.index("VSQEL_GetSwitchInfo(switch_name:") :].split("VSQEL_GetVSInfo(switch_name:")[0]
     assert "goes back, once, by allocated(), a with block or VSQEL_FreeMemory." in entry
@@ -224,7 +226,7 @@ def test_the_reference_tells_whose_memory_it_is(manual):
     assert "Belongs to the script: released, once, by allocated() or free_hnq_query." in entry
 
 
-def test_the_reference_tells_what_a_field_is(manual):
+def test_the_reference_tells_what_a_field_is(manual: pathlib.Path) -> None:
     text = " ".join(shown(manual / "records" / "status_records.html").split())
     entry = text[text.index("class VSInfo") :].split("maxValidVlan")[0]
     assert "mtu: int" in entry
@@ -232,7 +234,7 @@ def test_the_reference_tells_what_a_field_is(manual):
     assert "VSInfo_mtu_get, VSInfo_mtu_set" in entry
 
 
-def test_no_page_has_markup_that_was_not_understood(manual):
+def test_no_page_has_markup_that_was_not_understood(manual: pathlib.Path) -> None:
     """Names in role syntax or double backticks that came through as text."""
     wrong = []
     for page in manual.rglob("*.html"):

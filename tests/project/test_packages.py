@@ -1,11 +1,13 @@
 """What `cmake --install` and the Debian packages bring, and that it works without the sources and the build."""
 
 import gzip
+import pathlib
 import re
 import shutil
 import subprocess
 import sys
 import sysconfig
+from typing import Any
 
 import pytest
 from test_build_products import SANITIZED
@@ -15,8 +17,9 @@ pytestmark = pytest.mark.skipif(SANITIZED, reason="what users install is built w
 
 
 
-def version():
-    return re.search(r"project\(vswitchpy VERSION (\S+)", (SOURCE / "CMakeLists.txt").read_text())[1]
+def version() -> str:
+    (found,) = re.findall(r"project\(vswitchpy VERSION (\S+)", (SOURCE / "CMakeLists.txt").read_text())
+    return str(found)
 
 
 PYTHON = "lib/python3/dist-packages"
@@ -62,10 +65,10 @@ HOST_FILES = {
 BINARIES = [path for path in MODULE_FILES | HOST_FILES if path.endswith(".so") or path == f"{HOST}/bin/vswitch-host"]
 
 
-def output(*command, **options):
+def output(*command: str | pathlib.Path, **options: Any) -> str:
     process = subprocess.run(command, capture_output=True, text=True, timeout=120, check=False, **options)
     assert process.returncode == 0, process.stdout + process.stderr
-    return process.stdout
+    return str(process.stdout)
 
 
 # Runs a shell command in a mount namespace of its own.
@@ -76,28 +79,32 @@ HIDE = f"mount -t tmpfs none '{BUILD}'; mount -t tmpfs none '{SOURCE}'"
 PUT_INTO_SYSTEM = f"mount -t overlay none -o 'lowerdir={RECORDING}:{SYSTEM}' {SYSTEM}"
 
 
-def permitted(mount):
+def permitted(mount: str) -> bool:
     return subprocess.run([*NAMESPACE, mount], capture_output=True, check=False).returncode == 0
 
 
-def run_installed(prefix, *command, mount=HIDE if permitted(HIDE) else ":", **environment):
+def run_installed(
+    prefix: pathlib.Path, *command: str | pathlib.Path, mount: str = HIDE if permitted(HIDE) else ":",
+    **environment: str,
+) -> str:
     """Runs a command on what is installed, with nothing in its environment but that, and where the system permits it
     with the sources and the build hidden."""
-    command = [*NAMESPACE, f'{mount}; exec "$@"', "sh", *command] if mount != ":" else command
+    if mount != ":":
+        command = (*NAMESPACE, f'{mount}; exec "$@"', "sh", *command)
     variables = {"PATH": "/usr/bin:/bin", "PYTHONPATH": prefix / PYTHON, "PYTHONDONTWRITEBYTECODE": "1", **environment}
     return output(*command, env=variables, cwd=prefix)
 
 
-def files(root):
+def files(root: pathlib.Path) -> set[str]:
     return {str(path.relative_to(root)) for path in root.rglob("*") if path.is_symlink() or not path.is_dir()}
 
 
-def demo_of_the_build(tmp_path):
+def demo_of_the_build(tmp_path: pathlib.Path) -> str:
     variables = {"PYTHONPATH": BUILD / "python", "VSWITCH_HOST": str(tmp_path / "build-host.db")}
     return output(sys.executable, SOURCE / "examples" / "set_up_switch.py", env=variables)
 
 
-def assert_the_demo_runs(prefix, tmp_path):
+def assert_the_demo_runs(prefix: pathlib.Path, tmp_path: pathlib.Path) -> None:
     expected = demo_of_the_build(tmp_path)
     script = tmp_path / "copied.py"
     shutil.copy(SOURCE / "examples" / "set_up_switch.py", script)
@@ -107,27 +114,27 @@ def assert_the_demo_runs(prefix, tmp_path):
 
 
 @pytest.fixture(scope="module")
-def installed(tmp_path_factory):
+def installed(tmp_path_factory: pytest.TempPathFactory) -> pathlib.Path:
     prefix = tmp_path_factory.mktemp("prefix")
     output("cmake", "--install", BUILD, "--prefix", prefix)
     return prefix
 
 
-def test_exactly_these_files_are_installed(installed):
+def test_exactly_these_files_are_installed(installed: pathlib.Path) -> None:
     assert files(installed) == MODULE_FILES | HOST_FILES
 
 
-def test_nothing_that_is_installed_names_the_sources_or_the_build(installed):
+def test_nothing_that_is_installed_names_the_sources_or_the_build(installed: pathlib.Path) -> None:
     for path in files(installed):
         content = (installed / path).read_bytes()
         assert f"{SOURCE}/".encode() not in content and f"{BUILD}/".encode() not in content, path
 
 
-def test_a_script_runs_on_what_is_installed_alone(installed, tmp_path):
+def test_a_script_runs_on_what_is_installed_alone(installed: pathlib.Path, tmp_path: pathlib.Path) -> None:
     assert_the_demo_runs(installed, tmp_path)
 
 
-def test_frames_go_through_what_is_installed_alone(installed):
+def test_frames_go_through_what_is_installed_alone(installed: pathlib.Path) -> None:
     script = "from vswitch.simulated import SimulatedHost as H; print(H().send('nic1', b'').drops[0].reason)"
     assert run_installed(installed, sys.executable, "-c", script) == "Reason.RUNT\n"
 
@@ -141,13 +148,13 @@ def test_with_one(vswitch_host):
 """
 
 
-def test_pytest_finds_the_plugin_of_what_is_installed(installed, tmp_path):
+def test_pytest_finds_the_plugin_of_what_is_installed(installed: pathlib.Path, tmp_path: pathlib.Path) -> None:
     (tmp_path / "test_it.py").write_text(TESTS)
     said = run_installed(installed, sys.executable, "-m", "pytest", "-q", "-p", "no:cacheprovider", tmp_path)
     assert "2 passed" in said
 
 
-def test_an_installed_tree_can_be_moved(installed, tmp_path):
+def test_an_installed_tree_can_be_moved(installed: pathlib.Path, tmp_path: pathlib.Path) -> None:
     moved = tmp_path / "moved"
     shutil.copytree(installed, moved, symlinks=True)
     assert_the_demo_runs(moved, tmp_path)
@@ -156,7 +163,7 @@ def test_an_installed_tree_can_be_moved(installed, tmp_path):
 ANSWER = "import _libvswitch as m; print(m.QEL_ReturnStatusToString(0))"
 
 @pytest.mark.skipif(not permitted(PUT_INTO_SYSTEM), reason="this system permits no overlay on its folder of libraries")
-def test_the_libraries_of_the_system_are_taken_before_the_simulated_host(installed):
+def test_the_libraries_of_the_system_are_taken_before_the_simulated_host(installed: pathlib.Path) -> None:
     assert run_installed(installed, sys.executable, "-c", ANSWER, mount=PUT_INTO_SYSTEM) == "None\n"
     told = {"LD_LIBRARY_PATH": str(installed / HOST)}
     assert run_installed(installed, sys.executable, "-c", ANSWER, mount=PUT_INTO_SYSTEM, **told) == "QEL_OK\n"
@@ -164,7 +171,7 @@ def test_the_libraries_of_the_system_are_taken_before_the_simulated_host(install
 
 
 @pytest.fixture(scope="module")
-def packages(tmp_path_factory):
+def packages(tmp_path_factory: pytest.TempPathFactory) -> dict[str, pathlib.Path]:
     """The two packages, by their names."""
     folder = tmp_path_factory.mktemp("packages")
     output("cpack", "--config", BUILD / "CPackConfig.cmake", "-G", "DEB", "-B", folder)
@@ -174,7 +181,7 @@ def packages(tmp_path_factory):
 
 
 @pytest.fixture(scope="module")
-def unpacked(packages, tmp_path_factory):
+def unpacked(packages: dict[str, pathlib.Path], tmp_path_factory: pytest.TempPathFactory) -> pathlib.Path:
     root = tmp_path_factory.mktemp("root")
     for package in packages.values():
         output("dpkg-deb", "--extract", package, root)
@@ -182,7 +189,9 @@ def unpacked(packages, tmp_path_factory):
 
 
 @pytest.mark.parametrize(("name", "expected"), [("vswitchpy", MODULE_FILES), ("vswitchpy-host", HOST_FILES)])
-def test_a_package_has_exactly_its_files_and_they_belong_to_root(packages, name, expected):
+def test_a_package_has_exactly_its_files_and_they_belong_to_root(
+    packages: dict[str, pathlib.Path], name: str, expected: set[str]
+) -> None:
     listing = [line.split(maxsplit=5) for line in output("dpkg-deb", "--contents", packages[name]).splitlines()]
     modes = {path.split(" -> ")[0].removeprefix("./"): mode for mode, _, _, _, _, path in listing}
     assert {path for path in modes if not path.endswith("/")} == {f"usr/{path}" for path in expected}
@@ -194,17 +203,17 @@ def test_a_package_has_exactly_its_files_and_they_belong_to_root(packages, name,
     assert {mode for mode in modes.values() if mode[0] == "d"} == {"drwxr-xr-x"}
 
 
-def control(package):
+def control(package: pathlib.Path) -> dict[str, str]:
     names = "Version Architecture Maintainer Section Depends Recommends Suggests Description".split()
     return {name: output("dpkg-deb", "--field", package, name).rstrip("\n") for name in names}
 
 
-def needed(fields):
+def needed(fields: dict[str, str]) -> set[str]:
     """Of a package: the names that it depends on."""
-    return {re.match(r"\S+", one.strip())[0] for one in fields["Depends"].split(",")}
+    return {one.split()[0] for one in fields["Depends"].split(",")}
 
 
-def test_what_the_packages_say_of_themselves(packages):
+def test_what_the_packages_say_of_themselves(packages: dict[str, pathlib.Path]) -> None:
     module, host = control(packages["vswitchpy"]), control(packages["vswitchpy-host"])
     for fields in (module, host):
         assert fields["Version"] == version()
@@ -223,8 +232,11 @@ def test_what_the_packages_say_of_themselves(packages):
     assert host["Description"].startswith("simulated host for scripts that manage virtual switches\n Implements")
 
 
-def test_only_the_module_has_scripts_and_they_see_to_the_bytecode(packages, tmp_path):
-    for name, scripts in (("vswitchpy", {"postinst", "prerm"}), ("vswitchpy-host", set())):
+def test_only_the_module_has_scripts_and_they_see_to_the_bytecode(
+    packages: dict[str, pathlib.Path], tmp_path: pathlib.Path
+) -> None:
+    scripts_of: dict[str, set[str]] = {"vswitchpy": {"postinst", "prerm"}, "vswitchpy-host": set()}
+    for name, scripts in scripts_of.items():
         folder = tmp_path / name
         output("dpkg-deb", "--control", packages[name], folder)
         assert {path.name for path in folder.iterdir()} == {"control", "md5sums"} | scripts
@@ -233,24 +245,24 @@ def test_only_the_module_has_scripts_and_they_see_to_the_bytecode(packages, tmp_
             output("sh", "-n", folder / script)
 
 
-def test_packaged_binaries_are_stripped(unpacked):
+def test_packaged_binaries_are_stripped(unpacked: pathlib.Path) -> None:
     for path in BINARIES:
         sections = output("readelf", "--sections", "--wide", unpacked / "usr" / path)
         assert ".dynsym" in sections and ".symtab" not in sections and ".debug" not in sections, path
 
 
-def test_the_packages_have_the_licence_and_a_changelog_that_starts_with_their_version(unpacked):
+def test_the_packages_have_the_licence_and_a_changelog_that_starts_with_their_version(unpacked: pathlib.Path) -> None:
     for name in ("vswitchpy", "vswitchpy-host"):
         folder = unpacked / "usr" / DOC / name
         assert (folder / "copyright").read_text() == (SOURCE / "LICENSE").read_text()
         assert gzip.open(folder / "changelog.gz", "rt").readline().startswith(f"vswitchpy ({version()}) ")
 
 
-def test_a_script_runs_on_the_packages_alone(unpacked, tmp_path):
+def test_a_script_runs_on_the_packages_alone(unpacked: pathlib.Path, tmp_path: pathlib.Path) -> None:
     assert_the_demo_runs(unpacked / "usr", tmp_path)
 
 
-def test_the_module_without_any_host_says_what_it_misses(packages, tmp_path):
+def test_the_module_without_any_host_says_what_it_misses(packages: dict[str, pathlib.Path], tmp_path: pathlib.Path) -> None:
     output("dpkg-deb", "--extract", packages["vswitchpy"], tmp_path)
     script = "try: import libvswitch\nexcept ImportError as error: print(error)"
     printed = run_installed(tmp_path / "usr", sys.executable, "-c", script)

@@ -1,5 +1,6 @@
 """The pictures of the README are what the command shows: made anew, they say the same."""
 
+import pathlib
 import re
 import shutil
 import subprocess
@@ -12,12 +13,12 @@ pytestmark = pytest.mark.pure_python
 PICTURES = SOURCE / "docs" / "pictures"
 
 
-def texts(picture):
+def texts(picture: str) -> list[str]:
     """What is written in a picture, in its order."""
     return [text.replace("&#160;", " ").rstrip() for text in re.findall(r"<text\b[^>]*>([^<]*)", picture)]
 
 
-def test_the_pictures_are_fresh(tmp_path):
+def test_the_pictures_are_fresh(tmp_path: pathlib.Path) -> None:
     pytest.importorskip("rich", reason="python3-rich, which draws the session, is not installed")
     if shutil.which("dot") is None:
         pytest.skip("Graphviz, which draws the topology, is not installed")
@@ -33,6 +34,6 @@ def test_the_pictures_are_fresh(tmp_path):
     assert "@font-face" not in kept["session.svg"]  # whoever reads it asks no server for a typeface
 
 
-def test_the_readme_shows_them():
+def test_the_readme_shows_them() -> None:
     shown = re.findall(r"!\[[^]]+\]\(([^)]+\.svg)\)", (SOURCE / "README.md").read_text())
     assert sorted(shown) == ["docs/pictures/session.svg", "docs/pictures/topology.svg"]

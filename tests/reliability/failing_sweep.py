@@ -18,6 +18,8 @@ import os
 import random
 import sys
 import traceback
+from collections.abc import Callable, Sequence
+from typing import Any
 
 import failing_memory
 
@@ -46,14 +48,17 @@ class MemoryCounts(ctypes.Structure):
     _fields_ = [("records", ctypes.c_size_t), ("bytes", ctypes.c_size_t), ("wrong_releases", ctypes.c_size_t)]
 
 
+Progress = Callable[..., object]
+
+
 def handed_out() -> int:
     """How many records the host has handed out and not got back."""
     function = ctypes.CDLL("libtlklibs.so")._ZN4host13memory_countsEv
     function.restype = MemoryCounts
-    return function().records
+    return int(function().records)
 
 
-def shape(value, varies: bool, depth: int = 0):
+def shape(value: object, varies: bool, depth: int = 0) -> object:
     """What is compared of a result: the values, or only their types."""
     if isinstance(value, (list, tuple)) and depth < 4:
         return (type(value).__name__, *(shape(item, varies, depth + 1) for item in value))
@@ -62,7 +67,7 @@ def shape(value, varies: bool, depth: int = 0):
     return type(value).__name__
 
 
-def outcome(result, error, varies: bool):
+def outcome(result: Any, error: Any, varies: bool) -> Any:
     if error is None:
         return ("returns", shape(result, varies))
     if error is ...:
@@ -73,11 +78,11 @@ def outcome(result, error, varies: bool):
 class Sweep:
     """Of one operation, in a process of its own."""
 
-    def __init__(self, operation):
+    def __init__(self, operation: Any) -> None:
         self.operation = operation
-        self.report = {"points": 0, "none": 0, "memory errors": 0, "as ever": 0, "problems": []}
+        self.report: dict[str, Any] = {"points": 0, "none": 0, "memory errors": 0, "as ever": 0, "problems": []}
 
-    def once(self, first: int, last: int):
+    def once(self, first: int, last: int) -> tuple[Any, int, int]:
         operation = self.operation
         prepared = operation.prepare()
         gc.collect()
@@ -92,7 +97,7 @@ class Sweep:
         if len(self.report["problems"]) < 20:
             self.report["problems"].append([self.operation.name, way, point, text])
 
-    def allowed(self, seen) -> bool:
+    def allowed(self, seen: Any) -> bool:
         if seen[:2] == ("raises", "MemoryError"):
             self.report["memory errors"] += 1
         elif seen == ("returns", None) and self.operation.may_be_none:
@@ -103,7 +108,7 @@ class Sweep:
             return False
         return True
 
-    def is_usual(self, seen) -> bool:
+    def is_usual(self, seen: Any) -> bool:
         if seen[0] == "returns":
             return seen == self.usual or (self.operation.varies and same_kind(seen[1], self.usual[1]))
         if seen[1] == self.usual[1] and seen[0] == self.usual[0]:
@@ -119,7 +124,7 @@ class Sweep:
         sys._clear_type_cache()
         failing_memory.mark(index)
 
-    def grows(self, first: int, last: int):
+    def grows(self, first: int, last: int) -> float | None:
         """What each repetition leaves behind in blocks, if nearly each leaves something however often; None if not."""
         for _ in range(3):
             self.mark(0)
@@ -160,7 +165,7 @@ class Sweep:
                 self.problem(way, point, f"leaks {growth} blocks each time after {seen}")
         return True
 
-    def explained(self, seen, growth: float, first: int, last: int) -> bool:
+    def explained(self, seen: Any, growth: float, first: int, last: int) -> bool:
         """A record that was handed out and could not be made an object of; text copies of an aborted call."""
         if seen[0] != "raises":
             return False
@@ -170,9 +175,9 @@ class Sweep:
         # With memory gone for good, there is none for the text of the exception either.
         aborted = seen[2] == HOST_OUT_OF_MEMORY or (last - first > 1 and seen[1:] == ("MemoryError", ""))
         # The host remembers each in a block of its own.
-        return growth <= 2 * kept + (self.operation.texts if aborted else 0)
+        return bool(growth <= 2 * kept + (self.operation.texts if aborted else 0))
 
-    def run(self, points: str, seed: int, progress) -> dict:
+    def run(self, points: str, seed: int, progress: Progress) -> dict[str, Any]:
         self.host = "libtlklibs.so" in open("/proc/self/maps", encoding="ascii").read()
         for _ in range(4):
             self.usual, requests, _ = self.once(*NEVER)
@@ -180,7 +185,7 @@ class Sweep:
             if way == GONE and self.operation.runs_in_circles:
                 continue
             failing_memory.watch(*libraries)
-            chosen = range(1, 1_000_000)
+            chosen: Sequence[int] = range(1, 1_000_000)
             if points != "all":
                 _, requests, _ = self.once(*NEVER)
                 last = requests + 1
@@ -196,14 +201,14 @@ class Sweep:
         return self.report
 
 
-def same_kind(seen, usual) -> bool:
+def same_kind(seen: Any, usual: Any) -> bool:
     """Of results that vary: a status stands first in both, or both are of one type; outputs can be missing."""
     if isinstance(seen, tuple) and isinstance(usual, tuple):
         return len(seen) == len(usual)
     return seen == usual or "NoneType" in (seen, usual)
 
 
-def in_a_process_of_its_own(work):
+def in_a_process_of_its_own(work: Callable[[Progress], Any]) -> dict[str, Any]:
     """What the work returned, or the signal that ended it and the progress that it had made."""
     reader, writer = os.pipe()
     child = os.fork()
@@ -222,7 +227,8 @@ def in_a_process_of_its_own(work):
     code = os.waitstatus_to_exitcode(os.waitpid(child, 0)[1])
     if code or not text:
         return {"trouble": f"ended with {code} at {os.pread(PROGRESS, 120, 0).decode().strip()}"}
-    return json.loads(text)
+    told: dict[str, Any] = json.loads(text)
+    return told
 
 
 PROGRESS = os.memfd_create("progress")
@@ -250,11 +256,11 @@ def main(family: str, points: str, seed: int, share: int = 0, shares: int = 1) -
         # Of a family with thousands of operations.
         every = random.Random(f"{seed} {family}").sample(every, FEW)
         points = "1"
-    total = collections.Counter()
+    total: collections.Counter[str] = collections.Counter()
     problems = []
     for operation in every:
         report = in_a_process_of_its_own(
-            lambda progress, operation=operation: Sweep(operation).run(points, seed, progress)
+            functools.partial(Sweep(operation).run, points, seed)
         )
         if "trouble" in report:
             problems.append([operation.name, report["trouble"]])
@@ -264,19 +270,21 @@ def main(family: str, points: str, seed: int, share: int = 0, shares: int = 1) -
     os.write(answer, json.dumps({"operations": len(every), **total, "problems": problems}).encode())
 
 
-def native_import(name: str):
+def native_import(name: str) -> Callable[[], object]:
     """What is native of an import, prepared: the interpreter's own import machinery runs in circles without memory."""
     if name == "_libvswitch":
         return functools.partial(_imp.create_dynamic, importlib.util.find_spec(name))
     # Completely: without memory it would leave names out, which the layer cannot do without.
     importlib.import_module("_libvswitch")
-    layer = importlib.util.module_from_spec(importlib.util.find_spec(name))
+    specification = importlib.util.find_spec(name)
+    assert specification
+    layer = importlib.util.module_from_spec(specification)
     sys.modules[name] = layer
     records = importlib.import_module("libvswitch._records")
     return functools.partial(records.install, layer)
 
 
-def import_once(name: str, first: int, last: int) -> dict:
+def import_once(name: str, first: int, last: int) -> dict[str, Any]:
     """In a process that has not imported the module: fails it may, and then be tried again."""
     made, error, requests, failures = failing_memory.attempt(native_import(name), first, last)
     report = {"requests": requests, "failures": failures, "error": error is not None and repr(error)[:150]}
@@ -294,16 +302,16 @@ LOADER_ENDS = 127
 LOADER_SAYS = (b"cannot allocate memory for thread-local data: ABORT\n", b"out of memory\n")
 
 
-def import_sweep(name: str, points: str, seed: int) -> dict:
+def import_sweep(name: str, points: str, seed: int) -> dict[str, Any]:
     os.set_inheritable(ERRORS, True)
     fcntl.fcntl(ERRORS, fcntl.F_SETFL, os.O_APPEND)
     os.dup2(ERRORS, 2)
     usual = in_a_process_of_its_own(lambda _: import_once(name, *NEVER))
-    summary = {"operations": 1, "requests": usual["requests"], "points": 0, "failed": 0, "incomplete": 0,
+    summary: dict[str, Any] = {"operations": 1, "requests": usual["requests"], "points": 0, "failed": 0, "incomplete": 0,
                "ended by the loader": 0, "problems": []}
     for way, (libraries, span) in WAYS.items():
         failing_memory.watch(*libraries)
-        numbers = range(1, usual["requests"] + 1)
+        numbers: Sequence[int] = range(1, usual["requests"] + 1)
         if points != "all":
             numbers = sorted(random.Random(f"{seed} {name} {way}").sample(numbers, int(points)))
         for number in numbers:

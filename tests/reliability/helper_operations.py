@@ -2,12 +2,12 @@
 out, as operations (see operations.py): what is allocated is released by the function that takes it back, and every function
 is there once for itself."""
 
-from collections.abc import Iterator
+from collections.abc import Callable, Iterator
 from functools import partial
 from typing import Any
 
 import _libvswitch as m
-from operations import INTERFACE, Operation, refused
+from operations import INTERFACE, Operation, one, refused
 
 # What each allocating helper is given, and by what it is taken back.
 ALLOCATING: dict[str, tuple[tuple[int, ...], str]] = {
@@ -53,23 +53,23 @@ def allocating(title: str, module: Any) -> Iterator[Operation]:
         make, release = getattr(module, name), getattr(module, release_name)
         yield Operation(f"{title}{name}", partial(make, *arguments), may_be_none=True,
                         discard=lambda made, release=release: made is not None and release(made))
-        yield Operation(f"{title}{release_name}", release, prepare=lambda make=make, a=arguments: (make(*a),))
+        yield Operation(f"{title}{release_name}", release, prepare=partial(one, make, *arguments))
 
 
 def giving_back(title: str, module: Any, vs: Any) -> Iterator[Operation]:
     """The arguments of the native functions are bare pointers: what the layer made of them would give them back as well."""
 
-    def record(call: Any, *arguments: Any) -> tuple:
+    def record(call: Any, *arguments: Any) -> tuple[Any, ...]:
         status, made = call(*arguments)
         assert status == 0
         return (made,)
 
-    def stored(kind: str, call: Any, *arguments: Any) -> tuple:
+    def stored(kind: str, call: Any, *arguments: Any) -> tuple[Any, ...]:
         cell = vs.cell(kind)
         assert call(cell, *arguments) == 0
         return (vs._records.pointer(vs._records.address(cell.value), "_p_void"),)
 
-    made = {
+    made: dict[str, Callable[[], tuple[Any, ...]]] = {
         "VSQEL_FreeMemory": partial(record, module.VSQEL_GetSwitchInfo, "workload"),
         "VSDVS_FreeMemory": partial(record, module.VSDVS_GetLSTeamingPolicyTable, "workload"),
         "DVSQEL_DataFree": lambda: stored("void **", module.DVSQEL_StateGet, vs.cell("int *")),

@@ -9,6 +9,7 @@ import select
 import sqlite3
 import subprocess
 import sys
+from typing import Any
 
 import workspace
 
@@ -35,7 +36,7 @@ def make_host(state_file: pathlib.Path) -> None:
 class Worker:
     """One process. It waits for all others to be ready before it begins."""
 
-    def __init__(self, number: int, state_file: pathlib.Path, folder: pathlib.Path, seconds: float):
+    def __init__(self, number: int, state_file: pathlib.Path, folder: pathlib.Path, seconds: float) -> None:
         self.log_path = folder / f"worker-{number}.json"
         self.process = subprocess.Popen(
             [sys.executable, str(PROGRAM), str(number), str(seconds), str(self.log_path)],
@@ -46,6 +47,7 @@ class Worker:
 
     def listen(self) -> None:
         """Reads what the process says next."""
+        assert self.process.stdout
         said = os.read(self.process.stdout.fileno(), 1000).decode()
         assert said, ("ended", self.process.communicate(timeout=PATIENCE)[1].decode())
         self.said += said
@@ -57,13 +59,15 @@ class Worker:
             self.listen()
 
     def begin(self) -> None:
+        assert self.process.stdin
         self.process.stdin.write(b"go\n")
 
-    def end(self) -> dict:
+    def end(self) -> dict[str, Any]:
         """Ends the work, and gives the log."""
         _, errors = self.process.communicate(timeout=PATIENCE)
         assert self.process.returncode == 0, (self.process.returncode, errors.decode())
-        return json.loads(self.log_path.read_text(encoding="utf-8"))
+        log: dict[str, Any] = json.loads(self.log_path.read_text(encoding="utf-8"))
+        return log
 
 
 def start_workers(
@@ -90,7 +94,7 @@ def somebody_says(workers: list[Worker], word: str, within: float) -> bool:
     return True
 
 
-def differences(state_file: pathlib.Path, logs: list[dict]) -> list[str]:
+def differences(state_file: pathlib.Path, logs: list[dict[str, Any]]) -> list[str]:
     """Where the state is not what the workers were told, and where it contradicts itself."""
     with contextlib.closing(sqlite3.connect(state_file)) as database:
         values = {name: bytes(value).decode() for name, value in database.execute(PROPERTIES)}

@@ -15,6 +15,8 @@ import random
 import select
 import sys
 import time
+from collections.abc import Collection
+from typing import Any
 
 import _libvswitch as m
 
@@ -29,18 +31,18 @@ WARM = 500
 
 
 class Worker:
-    def __init__(self, number: int):
+    def __init__(self, number: int) -> None:
         self.number = number
         self.chance = random.Random(number)
         self.query = m.alloc_hnq_query(VALUE_SIZE)
         self.written = 0
         self.said: set[str] = set()
-        self.log = {
+        self.log: dict[str, Any] = {
             "slots": {}, "port": False, "flips": [0] * SHARED_PORTS, "reads": [], "writes": [], "surprises": [],
             "troubles": collections.Counter(),
         }
 
-    def call(self, kind: str, name: str, *arguments, admitted=()) -> int | None:
+    def call(self, kind: str, name: str, *arguments: object, admitted: Collection[int] = ()) -> int | None:
         """The status; None for a call that the surroundings kept from being made."""
         began = time.monotonic_ns()
         try:
@@ -49,7 +51,7 @@ class Worker:
             self.trouble(str(error))
             return None
         self.log[kind].append((time.monotonic_ns() - began) // 1000)
-        status = result[0] if isinstance(result, list) else result
+        status: int = result[0] if isinstance(result, list) else result
         if status in GENERAL:
             self.trouble(m.QEL_ReturnStatusToString(status))
             return None

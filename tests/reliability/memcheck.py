@@ -6,6 +6,7 @@ import pathlib
 import re
 import subprocess
 import xml.etree.ElementTree as ElementTree
+from typing import Any
 
 OURS = re.compile(r"/(libvswitchpy|_records[^/]*|libvswitch|libdvs|libtlklibs)\.so$")
 INTERPRETER = re.compile(r"/python3[^/]*$")
@@ -59,12 +60,12 @@ def _report(error: ElementTree.Element) -> Report:
             frame.findtext("obj", ""),
             f"{frame.findtext('file')}:{frame.findtext('line')}" if frame.find("line") is not None else "",
         )
-        for frame in error.find("stack").findall("frame")
+        for frame in error.findall("stack[1]/frame")
     ]
-    return Report(error.findtext("kind"), error.findtext("what") or error.findtext("xwhat/text"), frames)
+    return Report(error.findtext("kind", ""), error.findtext("what") or error.findtext("xwhat/text") or "", frames)
 
 
-def run(command: list, folder: pathlib.Path, **environment: str) -> list[Report]:
+def run(command: list[Any], folder: pathlib.Path, **environment: str) -> list[Report]:
     """What valgrind has to say of a program, which has to end well."""
     log = folder / "memcheck.xml"
     outcome = subprocess.run(

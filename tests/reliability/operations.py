@@ -29,7 +29,7 @@ class Operation:
     # A `partial` of a native function where that is all: then no failure is the interpreter's own.
     run: Callable[..., Any]
     # Makes what `run` takes, and takes back what it has used and returned; neither is part of the operation.
-    prepare: Callable[[], tuple] = tuple
+    prepare: Callable[[], tuple[Any, ...]] = tuple
     discard: Callable[..., Any] = lambda result, *prepared: None
     # Without memory the result may be None, as documented.
     may_be_none: bool = False
@@ -41,6 +41,10 @@ class Operation:
     runs_in_circles: bool = False
     # How many texts the library may keep for ever if it aborts the call.
     texts: int = 0
+
+
+def one(make: Callable[..., object], *arguments: object) -> tuple[object]:
+    return (make(*arguments),)
 
 
 def constructor_arguments(record: str) -> list[int]:
@@ -67,7 +71,7 @@ COUNT_FIELDS = {
 }
 
 
-def record_storage(row: dict) -> int:
+def record_storage(row: dict[str, Any]) -> int:
     """A record in zeroed storage that says it has two of whatever it counts; runtime options are two numbers."""
     content = bytearray(256 + row["size"])
     for field in row["fields"]:
@@ -78,7 +82,7 @@ def record_storage(row: dict) -> int:
     return Kept.address(content=bytes(content))
 
 
-def simple_value(argument: dict, number: int = 1) -> Any:
+def simple_value(argument: dict[str, Any], number: int = 1) -> Any:
     kind = argument["typemap"]
     if kind == "scalar":
         return number
@@ -91,7 +95,7 @@ def simple_value(argument: dict, number: int = 1) -> Any:
     raise LookupError(kind)
 
 
-def wrong_values(argument: dict) -> Iterator[tuple[str, Any, bool]]:
+def wrong_values(argument: dict[str, Any]) -> Iterator[tuple[str, Any, bool]]:
     """Name of the fault, a value that has it, and whether it is accepted with an error pending."""
     kind = argument["typemap"]
     if kind.startswith("raw bytes"):
@@ -109,7 +113,7 @@ def wrong_values(argument: dict) -> Iterator[tuple[str, Any, bool]]:
         yield "too long", "x" * 300, False
 
 
-def refused(name: str, function: Callable, arguments: list[dict], values: list) -> Iterator[Operation]:
+def refused(name: str, function: Callable[..., Any], arguments: list[dict[str, Any]], values: list[Any]) -> Iterator[Operation]:
     """The function with each argument wrong in each way, and with too many."""
     for position, argument in enumerate(arguments):
         for fault, value, quirk in wrong_values(argument):
@@ -126,7 +130,7 @@ def refused(name: str, function: Callable, arguments: list[dict], values: list) 
 
 # ---- the module by itself ----------------------------------------------------------------------------------
 
-def filled_proxy(row: dict) -> Any:
+def filled_proxy(row: dict[str, Any]) -> Any:
     proxy = getattr(m, f"new_{row['name']}")(*constructor_arguments(row["name"]))
     ctypes.memset(int(proxy), FILLING, row["size"])
     # The texts and pointers that a record owns are no addresses.
@@ -136,7 +140,7 @@ def filled_proxy(row: dict) -> Any:
     return proxy
 
 
-def field_value(field: dict, current: Any) -> Any:
+def field_value(field: dict[str, Any], current: Any) -> Any:
     if field["kind"] in ("scalar", "bits"):
         return "\1" if "character" in field.get("scalar", "") else 3
     if field["kind"] == "characters":
@@ -158,7 +162,7 @@ def raw_records() -> Iterator[Operation]:
         )
         yield Operation(
             f"delete_{name}", delete,
-            prepare=lambda new=new, a=arguments: (new(*a),),
+            prepare=partial(one, new, *arguments),
             discard=lambda _, proxy, delete=delete: proxy.own() and delete(proxy),
         )
         yield Operation(f"new_{name} refuses", partial(new, object(), 2))
@@ -170,7 +174,7 @@ def raw_records() -> Iterator[Operation]:
             yield from raw_field(row, field, proxy)
 
 
-def raw_field(row: dict, field: dict, proxy: Any) -> Iterator[Operation]:
+def raw_field(row: dict[str, Any], field: dict[str, Any], proxy: Any) -> Iterator[Operation]:
     name = f"{row['name']}_{field['name']}"
     get, put = getattr(m, f"{name}_get"), getattr(m, f"{name}_set", None)
     yield Operation(f"{name}_get", partial(get, proxy))
@@ -229,17 +233,19 @@ def raw_shadow_classes() -> Iterator[Operation]:
     read = m.VSPropSecurityPortInfo_get_port_sec
     registered: list[type] = []
 
-    def register(kind: type) -> None:
+    def register(kind: type) -> tuple[Any, ...]:
         if not registered or registered[-1] is not kind:
             m.VSPropSecurity_swigregister(kind)
             registered.append(kind)
+        return ()
 
     yield Operation(
-        "an owned result of a registered class", partial(read, owner), prepare=lambda: register(Entry) or (), may_be_none=True
+        "an owned result of a registered class", partial(read, owner), prepare=lambda: register(Entry),
+        may_be_none=True,
     )
     yield Operation(
         "an owned result of a class that takes no attribute", partial(read, owner),
-        prepare=lambda: register(Slotted) or (), may_be_none=True,
+        prepare=lambda: register(Slotted), may_be_none=True,
     )
     # The data of an earlier registration stays allocated, which is why it is not repeated above.
 
@@ -250,7 +256,7 @@ def host_starts() -> Iterator[Operation]:
     folder = tempfile.TemporaryDirectory()
     Kept.blocks.append(folder)
 
-    def anew(state: str, trace: str = "") -> tuple:
+    def anew(state: str, trace: str = "") -> tuple[Any, ...]:
         close()
         os.environ.update(VSWITCH_HOST=state, VSWITCH_HOST_TRACE=trace)
         return ()
@@ -280,7 +286,7 @@ def layer_pointer(address: int, target: str) -> Any:
 
 def layer_classes() -> Iterator[Operation]:
     """Construction, and what every record instance does."""
-    import libvswitch as vs
+    from misused import vs
 
     for row in INTERFACE["records"]:
         kind = getattr(vs, row["name"])
@@ -298,9 +304,10 @@ def layer_classes() -> Iterator[Operation]:
 
 
 def layer_records() -> Iterator[Operation]:
-    import libvswitch as vs
+    import libvswitch
+    from misused import vs
 
-    class Derived(vs.VSInfo):
+    class Derived(libvswitch.VSInfo):
         def __init__(self) -> None:
             super().__init__()
             self.note = "a derived class"
@@ -355,7 +362,7 @@ def _weak(record: Any) -> Any:
 
 def layer_fields() -> Iterator[Operation]:
     """Every field as an attribute, and what its descriptor says."""
-    import libvswitch as vs
+    from misused import vs
 
     for row in INTERFACE["records"]:
         kind = getattr(vs, row["name"])
@@ -368,7 +375,7 @@ def layer_fields() -> Iterator[Operation]:
             yield from layer_field(kind, record, field)
 
 
-def layer_field(kind: Any, record: Any, field: dict) -> Iterator[Operation]:
+def layer_field(kind: Any, record: Any, field: dict[str, Any]) -> Iterator[Operation]:
     name = field["name"]
     title = f"{kind.__name__}.{name}"
     descriptor = vars(kind)[name]
@@ -391,7 +398,7 @@ def layer_field(kind: Any, record: Any, field: dict) -> Iterator[Operation]:
 
 def layer_methods() -> Iterator[Operation]:
     """Every method of every record: as a function of the module, of the layer, and of an instance."""
-    import libvswitch as vs
+    from misused import vs
 
     rows = {row["name"]: row for row in INTERFACE["records"]}
     for row in INTERFACE["records"]:
@@ -425,7 +432,7 @@ def layer_methods() -> Iterator[Operation]:
 
 def layer_parts() -> Iterator[Operation]:
     """What the layer's Python part offers."""
-    import libvswitch as vs
+    from misused import vs
 
     switches = vs.cell("VSList **")
     assert vs.VSQEL_GetSwitches(vs.VS_LIST_DVS_ALIAS, switches) == 0
@@ -473,11 +480,11 @@ def _allocated(vs: Any) -> int:
 
 def _helped(vs: Any) -> int:
     with vs.allocated(vs.alloc_rtm_query, 3) as query:
-        return query.numPortsets
+        return int(query.numPortsets)
 
 
-def _visited(vs: Any) -> list:
-    names: list = []
+def _visited(vs: Any) -> list[Any]:
+    names: list[Any] = []
     with vs.callback(lambda switch: names.append(vs.DVS_SwitchName(switch))) as visitor:
         vs.DVSState_SwitchForEach(visitor, None)
     return names
@@ -501,7 +508,7 @@ RELEASING = {"VSQEL_FreeMemory", "VSDVS_FreeMemory", "DVSQEL_DataFree", "DVSData
 
 def host_calls() -> Iterator[Operation]:
     """Every library call on the simulated host, with arguments that it accepts as far as pointers go."""
-    import libvswitch as vs
+    from misused import vs
     from host_calls import Host, prototypes
     from ready_arguments import ReadyArguments
 
@@ -509,9 +516,9 @@ def host_calls() -> Iterator[Operation]:
     ready = ReadyArguments(host)
     Kept.blocks.append(ready)
     # In the system's memory: the allocator of the ready arguments keeps each block.
-    values = ctypes.c_void_p()
-    assert host.DVSData_Alloc(ctypes.addressof(values), None, None) == 0
-    ready.data = values.value
+    data = ctypes.c_void_p()
+    assert host.DVSData_Alloc(ctypes.addressof(data), None, None) == 0
+    ready.data = data.value
     known = prototypes()
     read_pointer = ctypes.c_void_p.from_address
 
@@ -522,7 +529,7 @@ def host_calls() -> Iterator[Operation]:
         inputs = [argument for argument in call["arguments"] if not argument["output"]]
         native = ready.of(known[name])
         cells: list[tuple[int, Any]] = []
-        values = []
+        values: list[Any] = []
         for argument, value in zip(call["arguments"], native, strict=True):
             if argument["output"]:
                 continue
@@ -544,9 +551,9 @@ def host_calls() -> Iterator[Operation]:
                 ):
                     lists = argument["type"] == "DVSDataHandle *"
                     cells.append((value, host.DVSData_Free if lists else host.VSQEL_FreeMemory))
-        count = {"texts": sum(argument["typemap"] in ("text", "fixed text") for argument in inputs)}
+        count = sum(argument["typemap"] in ("text", "fixed text") for argument in inputs)
 
-        def discard(result: Any, cells: list = cells) -> None:
+        def discard(result: Any, cells: list[Any] = cells) -> None:
             for item in result if isinstance(result, list) else []:
                 if isinstance(item, vs.Record):
                     host.VSQEL_FreeMemory(vs._records.address(item))
@@ -559,7 +566,7 @@ def host_calls() -> Iterator[Operation]:
 
         for title, function in (("", getattr(m, name)), ("layer's ", getattr(vs, name))):
             yield Operation(
-                f"{title}{name}", partial(function, *values), discard=discard, varies=True, **count
+                f"{title}{name}", partial(function, *values), discard=discard, varies=True, texts=count
             )
         if call["overload"]:
             yield Operation(f"{name} refuses all its forms", partial(getattr(m, name), *values, object()))
@@ -585,7 +592,7 @@ LAYER_FAMILIES = {
 FAMILIES = RAW_FAMILIES | LAYER_FAMILIES
 
 
-def functions_of(interface: dict) -> set[str]:
+def functions_of(interface: dict[str, Any]) -> set[str]:
     """Every function that there is by the interface as the product prints it."""
     found = {"SWIG_PyInstanceMethod_New", "Panic"} | {call["name"] for call in interface["calls"]}
     for row in interface["records"]:

@@ -6,6 +6,7 @@ The note is a file that says, when the process dies, what it was doing. Prints w
 
 import collections
 import ctypes
+import functools
 import gc
 import json
 import os
@@ -13,6 +14,8 @@ import random
 import resource
 import sys
 import traceback
+from collections.abc import Callable
+from typing import Any
 
 import _libvswitch as m
 import workspace
@@ -36,7 +39,7 @@ COUNT_FIELDS = {
     *("numDstEntities", "numSrcInEntities", "numSrcOutEntities", "n"),
 }
 # Take memory back: of their own kind they get only what was just handed out.
-MAKERS = {
+MAKERS: dict[str, Callable[[], Any]] = {
     "free_dvmirror_session_table": lambda: m.alloc_dvmirror_session_table(1, 2),
     "free_ls_team_table": lambda: m.alloc_ls_team_table(1),
     "free_rtm_query": lambda: m.alloc_rtm_query(1),
@@ -48,7 +51,8 @@ MAKERS = {
     "delete_pvlanmapentryArray": lambda: m.new_pvlanmapentryArray(2),
 }
 for _record in RECORDS:
-    MAKERS[f"delete_{_record}"] = lambda r=_record: getattr(m, f"new_{r}")(*([COUNTED[r]] if r in COUNTED else []))
+    MAKERS[f"delete_{_record}"] = functools.partial(
+        getattr(m, f"new_{_record}"), *([COUNTED[_record]] if _record in COUNTED else []))
 
 LIBRARY_RELEASES = ("VSQEL_FreeMemory", "VSDVS_FreeMemory", "DVSQEL_DataFree")
 
@@ -90,20 +94,20 @@ class Data(bytes):
 class Points:
     """Something with an attribute `this`."""
 
-    def __init__(self, target):
+    def __init__(self, target: Any) -> None:
         self.this = target
 
 
 class Raises:
     @property
-    def this(self):
+    def this(self) -> None:
         raise RuntimeError("no pointer here")
 
-    def __index__(self):
+    def __index__(self) -> None:
         raise RuntimeError("no number here")
 
 
-def ring():
+def ring() -> Any:
     made = Points(None)
     made.this = made
     return made
@@ -123,12 +127,11 @@ SHORT_BUFFERS = (b"", bytearray(), b"abc")
 class Pool:
     """A record of each kind in memory that is larger than any, and storage for the other pointers."""
 
-    def __init__(self, choice: random.Random):
+    def __init__(self, choice: random.Random) -> None:
         self.random = choice
         self.block = ctypes.create_string_buffer(ROOM * (len(RECORDS) + 1))
         start = ctypes.addressof(self.block)
         self.records = {name: proxy_at(start + ROOM * i, name) for i, name in enumerate(RECORDS)}
-        self.numbers = {}
 
     def clear(self) -> None:
         # Values that a setter has copied are given up with the rest.
@@ -136,12 +139,12 @@ class Pool:
 
 
 class Caller:
-    def __init__(self, kind: str, seed: int):
+    def __init__(self, kind: str, seed: int) -> None:
         self.random = random.Random(seed)
         self.pool = Pool(self.random)
-        self.done = collections.Counter()
-        self.raised = collections.Counter()
-        self.layer = None
+        self.done: collections.Counter[str] = collections.Counter()
+        self.raised: collections.Counter[str] = collections.Counter()
+        self.layer: Any = None
         if kind != "native":
             import libvswitch
 
@@ -152,9 +155,9 @@ class Caller:
         self.giving = self._giving()
         self.pools = list(self.pool.records.values())
 
-    def _rows(self) -> dict[str, tuple[str, list]]:
+    def _rows(self) -> dict[str, tuple[str, list[Any]]]:
         """What kind of function each is, and its arguments."""
-        rows = {}
+        rows: dict[str, tuple[str, list[Any]]] = {}
         for call in INTERFACE["calls"]:
             rows.setdefault(call["name"], ("call", [a for a in call["arguments"] if not a["output"]]))
         for record in INTERFACE["records"]:
@@ -189,7 +192,7 @@ class Caller:
 
     # ---- arguments -------------------------------------------------------------------------------------------
 
-    def record(self, name: str):
+    def record(self, name: str) -> Any:
         proxy = self.pool.records[name]
         how = self.random.randrange(4)
         if self.layer and how:
@@ -201,11 +204,11 @@ class Caller:
             return made
         return Points(Points(proxy)) if how == 1 else proxy
 
-    def strange(self, *, below_six: bool = False):
+    def strange(self, *, below_six: bool = False) -> Any:
         value = self.random.choice(STRANGE)
         return value if below_six or not (isinstance(value, (bytes, bytearray, memoryview)) and len(value) < 6) else None
 
-    def number(self, scalar: str, name: str, *, index: bool = False):
+    def number(self, scalar: str, name: str, *, index: bool = False) -> Any:
         low, high = RANGES[scalar]
         if index:
             return self.random.randrange(MOST_INDEX)
@@ -214,13 +217,13 @@ class Caller:
             return self.random.choice([0, 1, 1, -1, 2**40, "1", None])
         return self.random.choice([0, 1, low, high, self.random.randint(low, high), self.random.randint(0, 20)])
 
-    def text(self, name: str):
+    def text(self, name: str) -> Any:
         known = NAMES.get(name)
         if known and self.random.random() < 0.7:
             return self.random.choice(known)
         return self.random.choice(["", "a", "probe", "x" * 31, "x" * 300, "\udcff", "a\0b", None, Text("workload"), "02:00:00:00:00:01"])
 
-    def argument(self, kind: str, argument: dict, method: bool):
+    def argument(self, kind: str, argument: dict[str, Any], method: bool) -> Any:
         typemap, name = argument["typemap"], argument["name"]
         if typemap == "class":
             return self.random.choice([object, type, int, Points, Raises, len, None, 5, "text", type(len), type(iter([])), type(self.pools[0])])
@@ -239,12 +242,12 @@ class Caller:
             return self.random.choice([b"some bytes", Data(b"data"), "text", "\udcff", None, 5, bytearray(b"abc")])
         if typemap == "any pointer":
             return self.random.choice([None, self.record(self.random.choice(RECORDS))])
-        target = argument.get("target")
+        target = argument.get("target", "")
         if target in self.pool.records and self.random.random() < 0.9:
             return self.record(target)
         return self.random.choice([None, self.record(self.random.choice(RECORDS))])
 
-    def value(self, field: dict):
+    def value(self, field: dict[str, Any]) -> Any:
         """For a field: of its type, or anything."""
         counts = field["name"] in COUNT_FIELDS
         if field["kind"] in ("scalar", "bits"):
@@ -258,7 +261,7 @@ class Caller:
         target = field.get("target")
         return self.record(target if target in self.pool.records else self.random.choice(RECORDS))
 
-    def arguments(self, name: str) -> list:
+    def arguments(self, name: str) -> list[Any]:
         kind, rows = self.rows[name]
         if name in LIBRARY_RELEASES:
             given = [self.random.choice([None, "text", 5, object()])]
@@ -275,14 +278,14 @@ class Caller:
 
     # ---- calling ---------------------------------------------------------------------------------------------
 
-    def settle(self, name: str, result) -> None:
+    def settle(self, name: str, result: Any) -> None:
         """Gives back what the result holds, where that is known."""
         if name.startswith("alloc_") and result is not None:
             getattr(self.module, f"free_{name.removeprefix('alloc_')}")(result)
         elif name.startswith("new_") and result is not None:
             getattr(self.module, f"delete_{name.removeprefix('new_')}")(result)
 
-    def call(self, name: str, note) -> None:
+    def call(self, name: str, note: Callable[[str, list[Any]], object]) -> None:
         arguments = self.arguments(name)
         note(name, arguments)
         try:
@@ -324,12 +327,12 @@ REFUSALS = (ValueError, TypeError, AttributeError)
 class Root:
     """A record with memory, the views into it, and what is known of them."""
 
-    def __init__(self, record, kind: str, size: int, takes_back: str):
+    def __init__(self, record: Any, kind: str, size: int, takes_back: str) -> None:
         self.record = record  # None once the script has dropped it
         self.kind = kind
         self.size = size
         self.takes_back = takes_back
-        self.views = []
+        self.views: list[Any] = []
         self.released = False
 
 
@@ -338,11 +341,11 @@ class Games:
     done, memory is given back once, a view has its record's bytes as long as it lives, and using what was released
     raises an exception."""
 
-    def __init__(self, caller: Caller):
+    def __init__(self, caller: Caller) -> None:
         self.caller = caller
         self.random = caller.random
         self.layer = caller.layer
-        self.roots = []
+        self.roots: list[Root] = []
         self.actions = [
             *[self.make] * 4,
             *[self.write] * 4,
@@ -351,12 +354,12 @@ class Games:
             *(self.flip_ownership, self.strange_value, self.strange_attribute, self.look, self.assign_view, self.make_again, self.noise),
         ]
 
-    def choose(self):
+    def choose(self) -> Any:
         """A root that the script still holds, of those that are released as well."""
         held = [root for root in self.roots if root.record is not None]
         return self.random.choice(held) if held else self.make()
 
-    def step(self, note) -> str:
+    def step(self, note: Callable[[str, list[Any]], object]) -> str:
         action = self.random.choice(self.actions)
         note(action.__name__, [])
         action()
@@ -388,7 +391,7 @@ class Games:
         self.roots.append(root)
         return root
 
-    def fields(self, record, *kinds: str) -> list:
+    def fields(self, record: Any, *kinds: str) -> list[Any]:
         kind = next(cls for cls in type(record).__mro__ if cls.__base__ is self.layer.Record)
         return [field for field in vars(kind).values() if getattr(field, "kind", None) in kinds]
 
@@ -433,7 +436,7 @@ class Games:
         if root.views:
             root.views.pop(self.random.randrange(len(root.views)))
 
-    def end(self, root: Root, function, *arguments) -> None:
+    def end(self, root: Root, function: Callable[..., Any], *arguments: object) -> None:
         """Gives the memory back; a second time is refused, or does nothing."""
         try:
             function(*arguments)
@@ -520,7 +523,7 @@ class Games:
 
     def strange_attribute(self) -> None:
         root = self.choose()
-        for attempt in (
+        attempts: tuple[Callable[[], object], ...] = (
             lambda: delattr(root.record, self.random.choice([*dir(root.record), "nothing"])),
             lambda: getattr(root.record, "no_such_field"),
             lambda: hash(root.record),
@@ -528,7 +531,8 @@ class Games:
             lambda: type(root.record).from_bytes(self.caller.strange(below_six=True)),
             lambda: type(root.record)(self.caller.strange(below_six=True)),
             lambda: root.record == self.caller.strange(below_six=True),
-        ):
+        )
+        for attempt in attempts:
             try:
                 attempt()
             except Exception as error:  # noqa: BLE001 - any exception will do
@@ -596,7 +600,7 @@ def main(kind: str, seed: int, calls: int, note_path: str) -> None:
     caller = Caller(kind, seed)
     position = 0
 
-    def note(name: str, arguments: list) -> None:
+    def note(name: str, arguments: list[Any]) -> None:
         try:
             said = ", ".join(ascii(a)[:60] for a in arguments)
         except Exception:  # noqa: BLE001
@@ -605,7 +609,7 @@ def main(kind: str, seed: int, calls: int, note_path: str) -> None:
         os.pwrite(descriptor, text[:1000], 0)
 
     # Each function in turn, in a new order each time.
-    names = []
+    names: list[str] = []
     games = Games(caller) if kind == "records" else None
     try:
         while position < calls:

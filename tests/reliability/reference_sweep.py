@@ -18,6 +18,7 @@ import os
 import pathlib
 import sys
 import types
+from typing import Any
 
 import heap
 
@@ -33,7 +34,7 @@ HELD = 4000
 COUNTS_ALL = hasattr(sys, "gettotalrefcount")
 
 
-def attempt(operation) -> bool:
+def attempt(operation: Any) -> bool:
     """Whether it succeeded. What always fails balances easily; refusals are operations, too."""
     prepared = operation.prepare()
     result = None
@@ -46,7 +47,7 @@ def attempt(operation) -> bool:
     return succeeds
 
 
-def living_objects() -> list:
+def living_objects() -> list[Any]:
     """What is there whatever an operation does: its references must be as many afterwards."""
     modules = [sys.modules[name] for name in ("_libvswitch", "libvswitch") if name in sys.modules]
     found = [None, True, False, NotImplemented, ..., (), "", b"", *range(-5, 257)]
@@ -59,9 +60,10 @@ def living_objects() -> list:
     return found
 
 
-def parts(value, depth: int = 0) -> list:
+def parts(value: object, depth: int = 0) -> list[Any]:
     """An operation's function with all that it holds: functions, arguments, variables."""
     found = [value]
+    inner: tuple[Any, ...] | list[Any]
     if isinstance(value, functools.partial):
         inner = (value.func, *value.args, *(value.keywords or {}).values())
     elif isinstance(value, types.FunctionType):
@@ -78,24 +80,24 @@ def parts(value, depth: int = 0) -> list:
     return found
 
 
-def described(value) -> str:
+def described(value: object) -> str:
     return f"references to a {type(value).__name__}: {value!r:.60}"
 
 
 class Counters:
     """What is counted for one operation, twice: numbers in arrays that are there before, and no objects."""
 
-    def __init__(self, living: list, operation):
-        arguments = {id(value): value for value in parts(operation.run)}
+    def __init__(self, living: list[Any], operation: Any) -> None:
+        known = {id(value): value for value in parts(operation.run)}
         for value in living:
-            arguments.pop(id(value), None)
-        arguments = list(arguments.values())
+            known.pop(id(value), None)
+        arguments = list(known.values())
         self.watched = [*living, *arguments]
         self.held = [[value] * HELD for value in arguments]
         size = len(self.watched) + 3
         self.before, self.after = array.array("q", [0] * size), array.array("q", [0] * size)
 
-    def read(self, numbers: array.array) -> None:
+    def read(self, numbers: "array.array[int]") -> None:
         gc.collect()
         # It keeps the names that were looked up.
         sys._clear_type_cache()
@@ -113,7 +115,7 @@ class Counters:
         return ("blocks", "memory", "references in all")[position - len(self.watched)]
 
 
-def deviations(counters: Counters, operation, rounds: int) -> dict[int, int]:
+def deviations(counters: Counters, operation: Any, rounds: int) -> dict[int, int]:
     """By how much each counter differs after so many rounds, where that is as much as something in each round."""
     counters.read(counters.before)
     for _ in range(rounds):
@@ -124,7 +126,7 @@ def deviations(counters: Counters, operation, rounds: int) -> dict[int, int]:
     return {position: change for position, change in enumerate(counters.changes()) if abs(change) >= rounds * 3 // 4}
 
 
-def lasting(counters: Counters, operation, rounds: int) -> list:
+def lasting(counters: Counters, operation: Any, rounds: int) -> list[Any]:
     """The counters that every repetition changes in the same direction, and by how much a call does."""
     for _ in range(2):
         attempt(operation)
@@ -148,7 +150,7 @@ def main(family: str, rounds: int) -> None:
     without_quirks = COUNTS_ALL or "asan" in pathlib.Path("/proc/self/maps").read_text(encoding="utf-8")
     every = [operation for operation in operations(family) if not (operation.quirk and without_quirks)]
     living = list({id(value): value for value in living_objects()}.values())
-    held = [[value] * HELD for value in living]
+    held: list[Any] = [[value] * HELD for value in living]
     gc.collect()
     gc.freeze()
     found = []

@@ -3,8 +3,10 @@
 Usage: representative_run.py FAMILY STEP [FAMILY STEP ...]: every STEP-th operation of each family in turn
 """
 
+import functools
 import os
 import sys
+from typing import Any
 
 import operations
 from reference_sweep import attempt
@@ -19,7 +21,8 @@ MARGIN = 4096
 def add_margins() -> None:
     """A number beyond 64 bits becomes the index -1, which is not refused."""
     address = operations.Kept.address
-    operations.Kept.address = lambda size=operations.STORAGE, content=b"": (
+    kept: Any = operations.Kept
+    kept.address = lambda size=operations.STORAGE, content=b"": (
         address(size + MARGIN, bytes(MARGIN) + content) + MARGIN
     )
 
@@ -37,6 +40,7 @@ def main(families: list[str], steps: list[str]) -> None:
                 continue
             succeeding += attempt(operation)
             if operation.name in UNALIGNED_TEXT:
+                assert isinstance(operation.run, functools.partial)
                 operation.run.func(*operation.run.args[:-1], None)
         least, least_succeeding = operations.LEAST[family]
         assert len(every) >= least // int(step), (family, len(every))

@@ -8,12 +8,13 @@ import re
 import signal
 import subprocess
 import sys
+from typing import Any
 
 import _libvswitch as m
 import registry
 import workspace
 from native_memory import proxy_at
-from recording import calls, raises, rec  # noqa: F401 - for the scripts
+from recording import calls as calls, raises as raises, rec as rec  # noqa: F401 - for the scripts
 
 
 class Aborted(Exception):
@@ -84,12 +85,12 @@ def bridge_claims() -> int:
 
 def blocks_in_use() -> int:
     """Memory that the module has taken and not given back, without what it keeps for the next copies."""
-    return gate.gate_blocks_in_use() - _unused_copies.value
+    return int(gate.gate_blocks_in_use()) - _unused_copies.value
 
 
 def _entry_name(entry: int) -> str:
     offset = ctypes.c_uint32.from_address(_table + entry * ENTRY_SIZE + NAME_OFFSET).value
-    return ctypes.string_at(_texts + offset).decode()
+    return ctypes.string_at((_texts or 0) + offset).decode()
 
 
 NAMES = [_entry_name(entry) for entry in range(ENTRY_COUNT)]
@@ -98,9 +99,9 @@ NAMES = [_entry_name(entry) for entry in range(ENTRY_COUNT)]
 INTERFACE = json.loads((workspace.BUILD / "interface.json").read_text(encoding="utf-8"))
 
 
-def rows() -> list[dict]:
+def rows() -> list[dict[str, Any]]:
     """What the rows say of each entry, in the order of the entries."""
-    by_name: dict[str, list[dict]] = {}
+    by_name: dict[str, list[dict[str, Any]]] = {}
     for call in INTERFACE["calls"]:
         by_name.setdefault(call["name"], []).append(call)
     for record in INTERFACE["records"]:
@@ -123,7 +124,7 @@ gate.gate_watch_code(*code_of("libabort_gate.so"), 1)
 class Unlocked:
     """The layer's functions, each called with the interpreter lock released."""
 
-    def __getattr__(self, name: str):
+    def __getattr__(self, name: str) -> Any:
         import functools
 
         import libvswitch
@@ -142,7 +143,7 @@ def watch_layer() -> None:
 
 ROOM = 8192
 TEXTS = ["", "a", "alpha", "port-1", "x" * 63, "y" * 64, "z" * 127, "ü" * 20, None]
-NUMBERS = {
+NUMBERS: dict[str, list[Any]] = {
     "unsigned 8": [0, 1, 255],
     "unsigned 16": [0, 1, 65535],
     "unsigned 32": [0, 1, 2**32 - 1],
@@ -165,7 +166,7 @@ COUNTS.append(("DVMirrorSessionTable", "numEntities"))
 class Script:
     """Random calls of every function that goes through the bridge, on records in one block that starts as zeros."""
 
-    def __init__(self, module, seed: int, length: int):
+    def __init__(self, module: Any, seed: int, length: int) -> None:
         self.random = random.Random(seed)
         targets = {a["target"] for row in ROWS for a in row["arguments"] if a.get("target") in RECORDS}
         self.block = ctypes.create_string_buffer(ROOM * (len(targets) + 1))
@@ -178,10 +179,10 @@ class Script:
         self.random.shuffle(order)
         self.calls = [(entry, self._arguments(ROWS[entry])) for entry in order]
 
-    def _arguments(self, row: dict) -> tuple:
+    def _arguments(self, row: dict[str, Any]) -> tuple[Any, ...]:
         return tuple(self._argument(row, argument) for argument in row["arguments"] if not argument["output"])
 
-    def _argument(self, row: dict, argument: dict):
+    def _argument(self, row: dict[str, Any], argument: dict[str, Any]) -> Any:
         kind = argument["typemap"]
         if kind in COPIED:
             fitting = [t for t in TEXTS if t is None or len(t.encode()) < argument.get("capacity", 256)]
@@ -210,18 +211,18 @@ class Script:
                 getattr(m, f"{record}_{field}_set")(self.records[record], 2)
         rec.recorder_reset()
 
-    def objects(self) -> list:
+    def objects(self) -> list[Any]:
         """Everything that a call could keep or lose a reference to, but for what the interpreter shares."""
         return [Aborted, *self.records.values(), *self.functions, *DATA, *(text for text in TEXTS if text and text[1:])]
 
 
-def type_of(result) -> str:
+def type_of(result: Any) -> str:
     """The record that a proxy is for."""
     found = re.match(r"<Swig Object of type '(?:struct )?(\w+)", repr(getattr(result, "this", result)))
     return found[1] if found else type(result).__name__
 
 
-def settle(name: str, result):
+def settle(name: str, result: Any) -> object:
     """What can be compared of a result, whose memory is given back."""
     if isinstance(result, list):
         return [settle(name, item) for item in result]
@@ -238,10 +239,10 @@ def settle(name: str, result):
     return kind
 
 
-def run(script: Script, omitted: int = -1, aborted: int = -1, late: bool = False) -> list:
+def run(script: Script, omitted: int = -1, aborted: int = -1, late: bool = False) -> list[Any]:
     """The results of a script, of which one call is left out or aborted: that one's is None."""
     script.reset()
-    results = []
+    results: list[object] = []
     functions = script.functions
     for position, (entry, arguments) in enumerate(script.calls):
         if position % 500 == 0:
@@ -265,7 +266,7 @@ def run(script: Script, omitted: int = -1, aborted: int = -1, late: bool = False
     return results
 
 
-def state() -> list:
+def state() -> list[Any]:
     """Of the module: the registry, and the dictionary."""
     types = [
         (name, registry.address(kind.cast), kind.clientdata, kind.owndata, len(registry.casts(kind)))
@@ -275,5 +276,5 @@ def state() -> list:
     return [types, {name: id(value) for name, value in vars(m).items()}]
 
 
-def references(objects: list) -> list[int]:
+def references(objects: list[Any]) -> list[int]:
     return [sys.getrefcount(item) for item in objects]

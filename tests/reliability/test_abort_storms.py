@@ -1,9 +1,12 @@
 """Calls that the host aborts, one after the other, in long random scripts: nothing but the aborted call is lost."""
 
 import os
+import pathlib
+from typing import Any
 
 import pytest
 import workspace
+from workspace import Script
 
 pytestmark = pytest.mark.skipif(
     "VSWITCHPY_PRELOAD" in os.environ, reason="the gate takes the place of the allocator, as a sanitizer does"
@@ -55,7 +58,7 @@ os.write(answers, f"{len(chosen)} of {length} calls aborted, {ENTRY_COUNT} funct
 
 
 @pytest.mark.parametrize("module", ["native", "layer", "unlocked"])
-def test_a_call_that_is_aborted_changes_nothing_else(storm, module):
+def test_a_call_that_is_aborted_changes_nothing_else(storm: Script, module: Any) -> None:
     """Each function is aborted at least once, before and after its work; every other call of the script answers as if
     the aborted one had been left out, or had been made."""
     said = storm(SWEEP, module, "2000", "0" if FULL else "30", "7")
@@ -63,7 +66,7 @@ def test_a_call_that_is_aborted_changes_nothing_else(storm, module):
     assert int(said.split()[0]) >= (2000 if FULL else 289)
 
 
-def test_constructors_and_destructors_can_be_aborted(storm):
+def test_constructors_and_destructors_can_be_aborted(storm: Script) -> None:
     """An aborted constructor leaves nothing; an aborted destructor leaves memory that nothing owns."""
     storm(
         """
@@ -88,7 +91,7 @@ assert len(RECORDS) == 117
     )
 
 
-def test_a_record_is_released_only_when_its_destructor_was_not_aborted(storm):
+def test_a_record_is_released_only_when_its_destructor_was_not_aborted(storm: Script) -> None:
     storm(
         """
 import libvswitch as vs
@@ -149,12 +152,12 @@ assert run(script) == run(script)
 """
 
 
-def test_an_interrupt_during_a_call_comes_after_it(storm):
+def test_an_interrupt_during_a_call_comes_after_it(storm: Script) -> None:
     """SIGINT in every function, in one third of the calls together with an abort."""
     storm(INTERRUPTED)
 
 
-def test_a_signal_handler_calls_the_module(storm):
+def test_a_signal_handler_calls_the_module(storm: Script) -> None:
     """The handler runs between bytecodes, when the call that was interrupted is over."""
     storm(
         """
@@ -193,7 +196,7 @@ def visiting(visits, abort_after=-1):
 """
 
 
-def test_calls_within_a_visitor(storm):
+def test_calls_within_a_visitor(storm: Script) -> None:
     storm(
         WALK
         + """
@@ -238,7 +241,7 @@ assert vs.VSDVS_SetMTU("alpha", 1500) == 0
     )
 
 
-def test_a_function_that_a_script_has_made_by_itself(storm):
+def test_a_function_that_a_script_has_made_by_itself(storm: Script) -> None:
     """With ctypes alone: calls within it, aborted ones as well, leave the call around them abortable."""
     storm(
         WALK
@@ -264,7 +267,7 @@ visiting(0)
     )
 
 
-def test_walks_within_walks(storm):
+def test_walks_within_walks(storm: Script) -> None:
     """Each of forty walks is aborted once the one within it was."""
     storm(
         WALK
@@ -292,7 +295,7 @@ assert deepest == 40
     )
 
 
-def test_an_interrupt_within_a_visitor_ends_the_walk(storm):
+def test_an_interrupt_within_a_visitor_ends_the_walk(storm: Script) -> None:
     storm(
         WALK
         + """
@@ -317,7 +320,7 @@ visiting(0)
     )
 
 
-def test_threads_that_walk_at_the_same_time(storm):
+def test_threads_that_walk_at_the_same_time(storm: Script) -> None:
     """The first walk is aborted while the second one is in its visitor, and then the second, in either order."""
     storm(
         WALK
@@ -437,7 +440,7 @@ assert gate.gate_changed_texts() == 0
 """
 
 
-def test_threads_that_call_abort_and_drop(storm):
+def test_threads_that_call_abort_and_drop(storm: Script) -> None:
     storm(THREADS, "20000" if FULL else "1500")
 
 
@@ -515,7 +518,7 @@ print(len(SCRIPT))
 """
 
 
-def test_a_call_that_the_host_aborts_has_done_nothing(script, tmp_path):
+def test_a_call_that_the_host_aborts_has_done_nothing(script: Script, tmp_path: pathlib.Path) -> None:
     """By a fault on demand for each call of a script in turn; compared with a host on which the call was not made."""
     tool = workspace.BUILD / "host" / "bin" / "vswitch-host"
     script(HOST_SWEEP, str(tool), str(tmp_path), "1" if FULL else "5")
@@ -526,7 +529,7 @@ def test_a_call_that_the_host_aborts_has_done_nothing(script, tmp_path):
 ELSEWHERE = '"the companion layer belongs to the interpreter that imported it first"'
 
 
-def test_threads_import_at_the_same_time(script):
+def test_threads_import_at_the_same_time(script: Script) -> None:
     script(
         """
 import sys, threading
@@ -552,7 +555,7 @@ assert len(found) == 8 and len(set(found)) == 1, found
     )
 
 
-def test_importing_in_a_visitor_and_in_a_signal_handler(script):
+def test_importing_in_a_visitor_and_in_a_signal_handler(script: Script) -> None:
     script(
         """
 import importlib, signal, sys
@@ -578,7 +581,7 @@ assert seen[-1] == "61:62:63:64:65:66"
     )
 
 
-def test_importing_again(script):
+def test_importing_again(script: Script) -> None:
     """The native module comes back with the same functions; the layer with the same classes, and records stay good."""
     script(
         """
@@ -610,7 +613,7 @@ with raises(ValueError, "the memory of this libvswitch.VSInfo was released"):
 
 
 @pytest.mark.parametrize("first", ["main", "sub"])
-def test_subinterpreters(script, first):
+def test_subinterpreters(script: Script, first: str) -> None:
     """The native module works in each; the layer belongs to the interpreter that imports it first."""
     script(
         f"""
@@ -646,10 +649,10 @@ else:
     )
 
 
-# ---- forks ------------------------------------------------------------------------------------------------------------
+# ---- forks -----------------------------------------------------------------------------------------------------------
 
 
-def test_a_fork_within_a_walk(storm):
+def test_a_fork_within_a_walk(storm: Script) -> None:
     """Parent and child both go on: with the walk, with calls, and with the abort of the call that they are in."""
     storm(
         WALK

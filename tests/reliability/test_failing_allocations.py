@@ -9,6 +9,8 @@ import os
 import pathlib
 import subprocess
 import sys
+from collections.abc import Callable
+from typing import Any
 
 import pytest
 import workspace
@@ -72,12 +74,12 @@ KNOWN = {
 
 
 @pytest.fixture(scope="module", autouse=True)
-def no_sanitizer():
+def no_sanitizer() -> None:
     if "asan" in pathlib.Path("/proc/self/maps").read_text(encoding="utf-8"):
         pytest.skip("the sanitizer has an allocator of its own, which cannot be replaced")
 
 
-def sweep(family: str, points: str) -> dict:
+def sweep(family: str, points: str) -> dict[str, Any]:
     search = [*workspace.SEARCH, *(str(workspace.SOURCE / "tests" / name) for name in ("simulated_host", "reliability"))]
     outcome = subprocess.run(
         [sys.executable, workspace.SOURCE / "tests" / "reliability" / "failing_sweep.py", family, points, str(SEED)],
@@ -94,17 +96,20 @@ def sweep(family: str, points: str) -> dict:
         check=False,
     )
     assert outcome.returncode == 0, outcome.stderr[-4000:]
-    return json.loads(outcome.stdout)
+    told: dict[str, Any] = json.loads(outcome.stdout)
+    return told
 
 
-def ours(problem: list) -> bool:
+def ours(problem: list[Any]) -> bool:
     """What is known of an operation is what it gives or leaves; the end of its process never is."""
     name, *where, _ = problem
     return not where or name not in NOT_OURS | KNOWN
 
 
 @pytest.mark.parametrize("family", SAMPLES)
-def test_each_failing_allocation_is_an_error_without_a_trace(family, record_property):
+def test_each_failing_allocation_is_an_error_without_a_trace(
+    family: str, record_property: Callable[[str, object], None]
+) -> None:
     found = sweep(family, str(LARGE_SAMPLES.get(family, "all") if FULL else SAMPLES[family]))
     problems = found.pop("problems")
     record_property("found", found)

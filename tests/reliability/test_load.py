@@ -6,6 +6,8 @@ A sample by default; where VSWITCHPY_FULL is set (`make soak`), 16 processes for
 
 import json
 import os
+import pathlib
+from typing import Any
 
 import pytest
 from load import PATIENCE, differences, make_host, start_workers
@@ -16,7 +18,7 @@ SECONDS = float(os.environ.get("VSWITCHPY_LOAD_SECONDS", "60" if FULL else "3"))
 
 
 @pytest.fixture(scope="module")
-def loaded(tmp_path_factory):
+def loaded(tmp_path_factory: pytest.TempPathFactory) -> tuple[pathlib.Path, list[Any]]:
     """The state file after the load, and what each process noted."""
     state_file = tmp_path_factory.mktemp("load") / "host.db"
     make_host(state_file)
@@ -37,8 +39,8 @@ def percentiles(durations: list[int]) -> dict[str, int]:
     }
 
 
-def report(logs: list[dict]) -> None:
-    figures = {"processes": PROCESSES, "seconds": SECONDS}
+def report(logs: list[dict[str, Any]]) -> None:
+    figures: dict[str, Any] = {"processes": PROCESSES, "seconds": SECONDS}
     for kind in ("reads", "writes"):
         figures[kind] = {"calls": sum(len(log[kind]) for log in logs)}
         figures[kind]["microseconds"] = percentiles([each for log in logs for each in log[kind]])
@@ -52,25 +54,25 @@ def report(logs: list[dict]) -> None:
             file.write(text + "\n")
 
 
-def test_every_call_ends_as_documented(loaded):
+def test_every_call_ends_as_documented(loaded: tuple[pathlib.Path, list[Any]]) -> None:
     _, logs = loaded
     assert [log["surprises"] for log in logs] == [[]] * PROCESSES
     # Nor did anybody wait ten seconds for the others, or find the state file unusable.
     assert [log["troubles"] for log in logs] == [{}] * PROCESSES
 
 
-def test_no_acknowledged_write_is_lost(loaded):
+def test_no_acknowledged_write_is_lost(loaded: tuple[pathlib.Path, list[Any]]) -> None:
     state_file, logs = loaded
     assert all(len(log["slots"]) > 0 for log in logs)
     assert differences(state_file, logs) == []
 
 
-def test_nobody_starves(loaded):
+def test_nobody_starves(loaded: tuple[pathlib.Path, list[Any]]) -> None:
     _, logs = loaded
     calls = [len(log["reads"]) + len(log["writes"]) for log in logs]
     assert min(calls) >= sum(calls) / len(calls) / 4, calls
 
 
-def test_the_log_does_not_stay(loaded):
+def test_the_log_does_not_stay(loaded: tuple[pathlib.Path, list[Any]]) -> None:
     state_file, _ = loaded
     assert {path.name for path in state_file.parent.glob("host.db*")} == {"host.db"}

@@ -10,6 +10,8 @@ import sqlite3
 import stat
 import subprocess
 import sys
+from collections.abc import Callable
+from typing import Any
 
 import pytest
 import workspace
@@ -28,7 +30,7 @@ except Exception as error:
 """
 
 
-def call(state_file, user: int | None = None, **environment: str) -> str:
+def call(state_file: str | pathlib.Path, user: int | None = None, **environment: str) -> str:
     """What a writing call of a fresh process ends with."""
     ended = subprocess.run(
         [sys.executable, "-c", CALL], capture_output=True, text=True, timeout=60, check=False, user=user,
@@ -48,28 +50,28 @@ def processor_seconds() -> float:
     return used.ru_utime + used.ru_stime
 
 
-def tool(*arguments, state_file, **options) -> subprocess.CompletedProcess:
+def tool(*arguments: object, state_file: str | pathlib.Path, **options: Any) -> subprocess.CompletedProcess[str]:
     return subprocess.run(
         [TOOL, "--host", str(state_file), *map(str, arguments)], capture_output=True, text=True, timeout=60,
         check=False, **options,
     )
 
 
-def refusal(*arguments, state_file) -> str:
+def refusal(*arguments: object, state_file: str | pathlib.Path) -> str:
     ended = tool(*arguments, state_file=state_file)
     assert (ended.returncode, ended.stdout) == (1, ""), ended
-    return ended.stderr.removeprefix("vswitch-host: ").rstrip("\n")
+    return str(ended.stderr).removeprefix("vswitch-host: ").rstrip("\n")
 
 
 @pytest.fixture
-def state_file(tmp_path):
+def state_file(tmp_path: pathlib.Path) -> pathlib.Path:
     path = tmp_path / "host.db"
     assert tool("init", state_file=path).returncode == 0
     return path
 
 
 @pytest.fixture
-def shared(tmp_path):
+def shared(tmp_path: pathlib.Path) -> pathlib.Path:
     """A folder in which anybody may make files, and only their owners remove them."""
     folder = tmp_path / "shared"
     folder.mkdir()
@@ -89,7 +91,7 @@ def beside(path: pathlib.Path, suffix: str) -> pathlib.Path:
 
 
 @pytest.mark.parametrize("mask", [0o000, 0o022, 0o777])
-def test_everything_is_made_for_its_owner_only(tmp_path, mask):
+def test_everything_is_made_for_its_owner_only(tmp_path: pathlib.Path, mask: int) -> None:
     folder = tmp_path / "a" / "b"
     source = f"""
 import os, sys, pathlib
@@ -115,7 +117,7 @@ print(*sorted(path.name for path in folder.iterdir()))
 # ---- what stands in its way ------------------------------------------------------------------------------
 
 
-def test_a_state_file_that_is_a_link(state_file, shared):
+def test_a_state_file_that_is_a_link(state_file: pathlib.Path, shared: pathlib.Path) -> None:
     planted = shared / "host.db"
     planted.symlink_to(state_file)
     before = state_file.read_bytes()
@@ -125,7 +127,7 @@ def test_a_state_file_that_is_a_link(state_file, shared):
     assert not beside(state_file, "-wal").exists()
 
 
-def test_a_link_to_nowhere_makes_nothing_there(tmp_path, shared):
+def test_a_link_to_nowhere_makes_nothing_there(tmp_path: pathlib.Path, shared: pathlib.Path) -> None:
     planted = shared / "host.db"
     planted.symlink_to(tmp_path / "elsewhere")
     assert call(planted) == f"OSError: {planted}: cannot open the state file: it is a symbolic link"
@@ -133,7 +135,7 @@ def test_a_link_to_nowhere_makes_nothing_there(tmp_path, shared):
 
 
 @pytest.mark.parametrize("suffix", ["-wal", "-shm", "-journal"])
-def test_links_beside_the_state_file(state_file, tmp_path, suffix):
+def test_links_beside_the_state_file(state_file: pathlib.Path, tmp_path: pathlib.Path, suffix: str) -> None:
     target = tmp_path / "precious"
     target.write_bytes(b"precious")
     planted = beside(state_file, suffix)
@@ -142,7 +144,7 @@ def test_links_beside_the_state_file(state_file, tmp_path, suffix):
     assert target.read_bytes() == b"precious"
 
 
-def test_a_second_name_of_a_file(state_file, shared):
+def test_a_second_name_of_a_file(state_file: pathlib.Path, shared: pathlib.Path) -> None:
     planted = shared / "host.db"
     os.link(state_file, planted)
     assert call(planted) == f"OSError: {planted}: cannot open the state file: it has a second name (a hard link)"
@@ -157,7 +159,9 @@ def test_a_second_name_of_a_file(state_file, shared):
     ids=["folder", "pipe"],
 )
 @pytest.mark.parametrize("suffix", ["", "-wal", "-shm", "-journal"])
-def test_what_is_no_file_ends_calls_at_once(state_file, make, reason, suffix):
+def test_what_is_no_file_ends_calls_at_once(
+    state_file: pathlib.Path, make: Callable[[pathlib.Path], object], reason: str, suffix: str
+) -> None:
     planted = beside(state_file, suffix)
     planted.unlink(missing_ok=True)
     make(planted)
@@ -165,13 +169,13 @@ def test_what_is_no_file_ends_calls_at_once(state_file, make, reason, suffix):
 
 
 @pytest.mark.parametrize("device", ["/dev/null", "/dev/zero", "/dev/full", "/dev/tty"])
-def test_devices_are_no_state_files(device):
+def test_devices_are_no_state_files(device: str) -> None:
     assert call(device) == f"OSError: {device}: cannot open the state file: it is not a regular file"
     assert refusal("init", state_file=device) == f"{device}: cannot open the state file: it is not a regular file"
 
 
 @superuser
-def test_a_state_file_of_another_user(state_file, tmp_path):
+def test_a_state_file_of_another_user(state_file: pathlib.Path, tmp_path: pathlib.Path) -> None:
     for folder in (tmp_path, *tmp_path.parents[:2]):
         folder.chmod(0o755)
     os.chown(state_file, ANOTHER + 1, ANOTHER + 1)
@@ -186,7 +190,7 @@ def test_a_state_file_of_another_user(state_file, tmp_path):
 
 @superuser
 @pytest.mark.parametrize("suffix", ["-wal", "-shm", "-journal"])
-def test_a_log_that_another_user_has_planted(state_file, tmp_path, suffix):
+def test_a_log_that_another_user_has_planted(state_file: pathlib.Path, tmp_path: pathlib.Path, suffix: str) -> None:
     for folder in (tmp_path, *tmp_path.parents[:2]):
         folder.chmod(0o755)
     tmp_path.chmod(0o1777)
@@ -208,7 +212,7 @@ def test_a_log_that_another_user_has_planted(state_file, tmp_path, suffix):
 # ---- traces and snapshots --------------------------------------------------------------------------------
 
 
-def traced(state_file, trace) -> str:
+def traced(state_file: pathlib.Path, trace: str | pathlib.Path) -> str:
     """What a process says about a trace; the call itself always works."""
     ended = subprocess.run(
         [sys.executable, "-c", CALL], capture_output=True, text=True, timeout=60, check=False,
@@ -221,7 +225,7 @@ def traced(state_file, trace) -> str:
     return ended.stderr.strip()
 
 
-def test_a_trace_goes_to_a_file_of_ones_own_only(state_file, tmp_path):
+def test_a_trace_goes_to_a_file_of_ones_own_only(state_file: pathlib.Path, tmp_path: pathlib.Path) -> None:
     target = tmp_path / "precious"
     target.write_bytes(b"precious")
     link = tmp_path / "link"
@@ -243,7 +247,7 @@ def test_a_trace_goes_to_a_file_of_ones_own_only(state_file, tmp_path):
 
 
 @superuser
-def test_a_trace_is_not_appended_to_a_file_of_another_user(state_file, tmp_path):
+def test_a_trace_is_not_appended_to_a_file_of_another_user(state_file: pathlib.Path, tmp_path: pathlib.Path) -> None:
     trace = tmp_path / "trace"
     trace.write_bytes(b"theirs")
     os.chown(trace, ANOTHER, ANOTHER)
@@ -251,7 +255,9 @@ def test_a_trace_is_not_appended_to_a_file_of_another_user(state_file, tmp_path)
     assert trace.read_bytes() == b"theirs"
 
 
-def test_a_snapshot_does_not_go_through_a_link(state_file, shared, tmp_path):
+def test_a_snapshot_does_not_go_through_a_link(
+    state_file: pathlib.Path, shared: pathlib.Path, tmp_path: pathlib.Path
+) -> None:
     for name, target in (("to a file", tmp_path / "precious"), ("to nowhere", tmp_path / "elsewhere")):
         (shared / name).symlink_to(target)
     (tmp_path / "precious").write_bytes(b"precious")
@@ -268,13 +274,13 @@ def test_a_snapshot_does_not_go_through_a_link(state_file, shared, tmp_path):
     assert not (tmp_path / "elsewhere").exists()
 
 
-def test_a_snapshot_does_not_take_the_place_of_its_own_state_file(state_file):
+def test_a_snapshot_does_not_take_the_place_of_its_own_state_file(state_file: pathlib.Path) -> None:
     assert refusal("snapshot", state_file, "--force", state_file=state_file) == (
         f"{state_file}: cannot write the snapshot: it is the state file itself"
     )
 
 
-def test_a_snapshot_is_restored_without_a_trace_beside_it(state_file, tmp_path):
+def test_a_snapshot_is_restored_without_a_trace_beside_it(state_file: pathlib.Path, tmp_path: pathlib.Path) -> None:
     folder = tmp_path / "theirs"
     folder.mkdir()
     saved = folder / "saved"
@@ -314,7 +320,7 @@ HOSTILE = {
 
 
 @pytest.mark.parametrize("sql", HOSTILE.values(), ids=HOSTILE)
-def test_a_state_file_with_other_tables_is_not_used(state_file, tmp_path, sql):
+def test_a_state_file_with_other_tables_is_not_used(state_file: pathlib.Path, tmp_path: pathlib.Path, sql: str) -> None:
     with contextlib.closing(sqlite3.connect(state_file)) as database:
         database.executescript("PRAGMA journal_mode = DELETE; PRAGMA synchronous = OFF; BEGIN;" + sql + ";COMMIT")
     before = state_file.read_bytes()
@@ -329,7 +335,7 @@ def test_a_state_file_with_other_tables_is_not_used(state_file, tmp_path, sql):
     assert call(good) == "QEL_OK"
 
 
-def test_a_schema_that_is_rubbish_is_damage(state_file):
+def test_a_schema_that_is_rubbish_is_damage(state_file: pathlib.Path) -> None:
     with contextlib.closing(sqlite3.connect(state_file)) as database:
         database.executescript(
             "PRAGMA journal_mode = DELETE; PRAGMA writable_schema = ON;"
@@ -342,7 +348,7 @@ def test_a_schema_that_is_rubbish_is_damage(state_file):
 # ---- hostile descriptions --------------------------------------------------------------------------------
 
 
-def description_refusal(tmp_path, text: str | bytes) -> str:
+def description_refusal(tmp_path: pathlib.Path, text: str | bytes) -> str:
     description = tmp_path / "init.json"
     description.write_bytes(text if isinstance(text, bytes) else text.encode())
     state_file = tmp_path / "new.db"
@@ -376,21 +382,21 @@ NESTED = 1_000_000
     ],
     ids=lambda value: value[:24] if isinstance(value, str) else None,
 )
-def test_a_hostile_description_is_refused_at_once(tmp_path, text, message):
+def test_a_hostile_description_is_refused_at_once(tmp_path: pathlib.Path, text: str, message: str) -> None:
     used = processor_seconds()
     assert message in description_refusal(tmp_path, text)
     assert processor_seconds() - used < AT_ONCE
 
 
 @pytest.mark.parametrize("path", ["/dev/zero", "/dev/null", "{folder}", "{pipe}"])
-def test_a_description_is_a_file(tmp_path, path):
+def test_a_description_is_a_file(tmp_path: pathlib.Path, path: str) -> None:
     os.mkfifo(tmp_path / "pipe")
     path = path.format(folder=tmp_path, pipe=tmp_path / "pipe")
     said = call(tmp_path / "new.db", VSWITCH_HOST_INIT=path)
     assert said == f"RuntimeError: boot description {path}: cannot read it: it is not a regular file"
 
 
-def test_a_description_may_be_reached_by_a_link(tmp_path):
+def test_a_description_may_be_reached_by_a_link(tmp_path: pathlib.Path) -> None:
     """It is only read: a link leads to nothing that its reader could not read anyway."""
     (tmp_path / "init.json").write_text(json.dumps({"format": 1, "switches": []}))
     (tmp_path / "link.json").symlink_to(tmp_path / "init.json")

@@ -4,12 +4,15 @@ layer, on the simulated host: no crash, and no memory that is given back twice o
 import collections
 import json
 import os
+import pathlib
 import re
 import subprocess
 import sys
+from typing import Any
 
 import pytest
 import workspace
+from workspace import Script
 
 FULL = bool(os.environ.get("VSWITCHPY_FULL"))
 WORKER = workspace.SOURCE / "tests" / "reliability" / "random_calls.py"
@@ -45,11 +48,11 @@ def documentation(place: str) -> str:
 
 
 @pytest.mark.parametrize("sentence, place", [row[1:3] for row in UNCHECKED])
-def test_what_is_not_checked_is_documented(sentence, place):
+def test_what_is_not_checked_is_documented(sentence: str, place: str) -> None:
     assert sentence in re.sub(r"\s+", " ", documentation(place))
 
 
-def run_worker(tmp_path, kind: str, seed: int, calls: int) -> dict:
+def run_worker(tmp_path: pathlib.Path, kind: str, seed: int, calls: int) -> dict[str, Any]:
     note = tmp_path / "note"
     environment = dict(os.environ, PYTHONPATH=os.pathsep.join(workspace.SEARCH), VSWITCH_HOST=":memory:")
     environment["LD_PRELOAD"] = environment.get("VSWITCHPY_PRELOAD", "")
@@ -62,7 +65,7 @@ def run_worker(tmp_path, kind: str, seed: int, calls: int) -> dict:
         timeout=600,
         check=False,
     )
-    answer = json.loads(ended.stdout or "{}")
+    answer: dict[str, Any] = json.loads(ended.stdout or "{}")
     assert ended.returncode == 0, (ended.returncode, note.read_text().strip(), answer.get("failure"))
     assert answer["calls"] == calls
     return answer
@@ -73,7 +76,7 @@ CALLS = 100_000 if FULL else 5_000
 
 
 @pytest.mark.parametrize("kind", ["native", "layer"])
-def test_random_calls_of_every_function(tmp_path, kind):
+def test_random_calls_of_every_function(tmp_path: pathlib.Path, kind: str) -> None:
     raised: collections.Counter[str] = collections.Counter()
     calls = 0
     for seed in SEEDS:
@@ -86,13 +89,13 @@ def test_random_calls_of_every_function(tmp_path, kind):
     assert 0.1 * calls < sum(raised.values()) < 0.9 * calls
 
 
-def test_random_games_with_records(tmp_path):
+def test_random_games_with_records(tmp_path: pathlib.Path) -> None:
     for seed in SEEDS:
         answer = run_worker(tmp_path, "records", seed, CALLS)
         assert {"make", "release", "delete", "use_with", "free_view", "make_again"} <= set(answer["functions"])
 
 
-def test_a_class_that_cannot_be_instantiated_stands_for_no_record(script):
+def test_a_class_that_cannot_be_instantiated_stands_for_no_record(script: Script) -> None:
     """Found by random registrations."""
     script(
         """
@@ -105,7 +108,7 @@ with raises(TypeError, "cannot create 'builtin_function_or_method' instances"):
     )
 
 
-def test_a_record_has_one_memory_and_one_owner(script):
+def test_a_record_has_one_memory_and_one_owner(script: Script) -> None:
     """Found by random games: what was released cannot come back to life under its views, nor be owned once more."""
     script(
         """

@@ -11,6 +11,7 @@ import re
 import shutil
 import subprocess
 import sys
+from typing import Any
 
 import pytest
 import workspace
@@ -32,7 +33,7 @@ LEAST_WITHOUT_QUIRKS = 0.9
 
 
 @pytest.mark.parametrize("family", FAMILIES)
-def test_references_balance(family):
+def test_references_balance(family: str) -> None:
     found = swept(sys.executable, family, [])
     least, least_succeeding = LEAST[family]
     assert found["operations"] >= (LEAST_WITHOUT_QUIRKS * least if SANITIZED else least)
@@ -40,7 +41,7 @@ def test_references_balance(family):
 
 
 @pytest.mark.parametrize("family", FAMILIES)
-def test_references_balance_where_all_are_counted(family):
+def test_references_balance_where_all_are_counted(family: str) -> None:
     if SANITIZED:
         pytest.skip("the debug interpreter does not load a sanitizer's runtime")
     if not FULL and not (DEBUG_PYTHON and (COUNTED / "_libvswitch.so").exists()):
@@ -52,7 +53,7 @@ def test_references_balance_where_all_are_counted(family):
     assert found["succeeding"] >= least_succeeding
 
 
-def test_every_function_is_in_an_operation():
+def test_every_function_is_in_an_operation() -> None:
     """By its name. What a registration replaces stays on purpose, so that only that of one class is in them."""
     listed = (workspace.SOURCE / "tests" / "data" / "functions.txt").read_text(encoding="utf-8").split()
     words: set[str] = set()
@@ -69,6 +70,7 @@ def test_every_function_is_in_an_operation():
 
 NAMES = """
 import sys
+from typing import Any
 from operations import operations
 print([operation.name for family in sys.argv[1:] for operation in operations(family)])
 """
@@ -81,7 +83,7 @@ def search(*before: str) -> str:
     return os.pathsep.join(found)
 
 
-def swept(interpreter: str, family: str, before: list[str]) -> dict:
+def swept(interpreter: str, family: str, before: list[str]) -> dict[str, Any]:
     """What the sweep printed, with nothing that changed."""
     outcome = subprocess.run(
         [interpreter, HERE / "reference_sweep.py", family, str(ROUNDS)],
@@ -95,7 +97,7 @@ def swept(interpreter: str, family: str, before: list[str]) -> dict:
         capture_output=True, text=True, check=False,
     )
     assert outcome.returncode == 0, outcome.stderr[-4000:]
-    found = json.loads(outcome.stdout)
+    found: dict[str, Any] = json.loads(outcome.stdout)
     print(f"{family}: {found['operations']} operations, {found['succeeding']} succeed, {found['calls']} calls")
     assert found["changing"] == []
     return found

@@ -4,6 +4,7 @@ crashes, and once the surroundings are in order again, the work goes on."""
 
 import collections
 import contextlib
+import io
 import os
 import pathlib
 import resource
@@ -14,6 +15,8 @@ import stat
 import subprocess
 import sys
 import time
+from collections.abc import Callable, Iterator
+from typing import Any
 
 import pytest
 import workspace
@@ -23,13 +26,13 @@ PROCESSES = 4
 
 
 @pytest.fixture
-def state_file(tmp_path):
+def state_file(tmp_path: pathlib.Path) -> pathlib.Path:
     path = tmp_path / "host.db"
     make_host(path)
     return path
 
 
-def beside(state_file, suffix: str) -> pathlib.Path:
+def beside(state_file: pathlib.Path, suffix: str) -> pathlib.Path:
     return state_file.with_name(state_file.name + suffix)
 
 
@@ -49,13 +52,14 @@ for line in sys.stdin:
         print(type(error).__name__ + ": " + str(error), flush=True)
 """
 
-    def __init__(self, state_file, **options):
-        self.process = subprocess.Popen(
+    def __init__(self, state_file: pathlib.Path, **options: Any) -> None:
+        self.process: subprocess.Popen[str] = subprocess.Popen(
             [sys.executable, "-c", self.SOURCE], text=True, stdin=subprocess.PIPE, stdout=subprocess.PIPE,
             env=dict(os.environ, PYTHONPATH=os.pathsep.join(workspace.SEARCH), VSWITCH_HOST=str(state_file)), **options,
         )
 
-    def __call__(self, *call) -> str:
+    def __call__(self, *call: object) -> str:
+        assert self.process.stdin and self.process.stdout
         self.process.stdin.write(repr(call) + "\n")
         self.process.stdin.flush()
         return self.process.stdout.readline().rstrip("\n")
@@ -66,10 +70,10 @@ for line in sys.stdin:
     def read(self) -> str:
         return self("VSQEL_GetSwitchInfo", "load")
 
-    def until(self, answer: str) -> collections.Counter:
+    def until(self, answer: str) -> collections.Counter[str]:
         """Reads until that is the answer; what else there was. A process looks where its files are every few
         milliseconds only."""
-        others = collections.Counter()
+        others: collections.Counter[str] = collections.Counter()
         deadline = time.monotonic() + PATIENCE
         while (said := self.read()) != answer:
             others[said] += 1
@@ -82,23 +86,23 @@ for line in sys.stdin:
 
 
 @pytest.fixture
-def process(state_file):
+def process(state_file: pathlib.Path) -> Iterator[Calls]:
     process = Calls(state_file)
     assert (process.write(), process.read()) == ("QEL_OK", "QEL_OK")
     yield process
     process.end()
 
 
-def removed(path) -> str:
+def removed(path: pathlib.Path) -> str:
     return f"OSError: {path}: was removed or replaced while this process had the state file open"
 
 
-def is_whole(state_file) -> bool:
+def is_whole(state_file: pathlib.Path) -> bool:
     with contextlib.closing(sqlite3.connect(state_file)) as database:
         return database.execute("PRAGMA integrity_check").fetchall() == [("ok",)]
 
 
-def answer_of_a_fresh_process(state_file) -> str:
+def answer_of_a_fresh_process(state_file: pathlib.Path) -> str:
     fresh = Calls(state_file)
     try:
         return fresh.read()
@@ -109,7 +113,9 @@ def answer_of_a_fresh_process(state_file) -> str:
 # ---- files that go away ---------------------------------------------------------------------------------
 
 
-def test_a_removed_state_file_is_reported_once_and_then_a_fresh_host_boots(state_file, process):
+def test_a_removed_state_file_is_reported_once_and_then_a_fresh_host_boots(
+    state_file: pathlib.Path, process: Calls
+) -> None:
     state_file.unlink()
     others = process.until("QEL_NOT_FOUND")
     assert others.pop(removed(state_file)) == 1
@@ -122,7 +128,9 @@ def test_a_removed_state_file_is_reported_once_and_then_a_fresh_host_boots(state
     assert stat.S_IMODE(state_file.stat().st_mode) == 0o600
 
 
-def test_a_fresh_process_after_a_removal_has_a_fresh_host_whoever_is_left_of_the_former(state_file, process):
+def test_a_fresh_process_after_a_removal_has_a_fresh_host_whoever_is_left_of_the_former(
+    state_file: pathlib.Path, process: Calls
+) -> None:
     state_file.unlink()
     # The former log and its index are still there, and `process` still has them open.
     assert beside(state_file, "-wal").exists() and beside(state_file, "-shm").exists()
@@ -131,7 +139,7 @@ def test_a_fresh_process_after_a_removal_has_a_fresh_host_whoever_is_left_of_the
     process.until("QEL_NOT_FOUND")
 
 
-def test_a_removed_folder_is_made_again(tmp_path):
+def test_a_removed_folder_is_made_again(tmp_path: pathlib.Path) -> None:
     state_file = tmp_path / "folder" / "host.db"
     state_file.parent.mkdir()
     make_host(state_file)
@@ -145,7 +153,9 @@ def test_a_removed_folder_is_made_again(tmp_path):
     process.end()
 
 
-def test_a_renamed_state_file_keeps_what_was_acknowledged(state_file, process, tmp_path):
+def test_a_renamed_state_file_keeps_what_was_acknowledged(
+    state_file: pathlib.Path, process: Calls, tmp_path: pathlib.Path
+) -> None:
     assert process.write("before") == "QEL_OK"
     state_file.rename(tmp_path / "kept.db")
     process.until("QEL_NOT_FOUND")
@@ -155,13 +165,13 @@ def test_a_renamed_state_file_keeps_what_was_acknowledged(state_file, process, t
 
 
 @pytest.mark.parametrize("suffix", ["-wal", "-shm"])
-def test_a_removed_log_loses_nothing(state_file, suffix):
+def test_a_removed_log_loses_nothing(state_file: pathlib.Path, suffix: str) -> None:
     """All processes end their use of the file; the last one saves what is in the log that they still have."""
     processes = [Calls(state_file) for _ in range(PROCESSES)]
     for number, each in enumerate(processes):
         assert each.write(f"value {number}") == "QEL_OK"
     beside(state_file, suffix).unlink()
-    notices = collections.Counter()
+    notices: collections.Counter[str] = collections.Counter()
     for each in processes:
         deadline = time.monotonic() + PATIENCE
         while (said := each.read()) == "QEL_OK":
@@ -178,7 +188,7 @@ def test_a_removed_log_loses_nothing(state_file, suffix):
         assert database.execute("SELECT value FROM property WHERE name = 'mine'").fetchone() == (b"after",)
 
 
-def test_nobody_begins_a_second_log_beside_one_that_was_removed(state_file):
+def test_nobody_begins_a_second_log_beside_one_that_was_removed(state_file: pathlib.Path) -> None:
     first = Calls(state_file)
     assert first.write("first") == "QEL_OK"
     beside(state_file, "-wal").unlink()
@@ -196,7 +206,9 @@ def test_nobody_begins_a_second_log_beside_one_that_was_removed(state_file):
 # ---- files that are not what they were -------------------------------------------------------------------
 
 
-def test_a_state_file_that_another_takes_the_place_of(state_file, process, tmp_path):
+def test_a_state_file_that_another_takes_the_place_of(
+    state_file: pathlib.Path, process: Calls, tmp_path: pathlib.Path
+) -> None:
     """By renaming: processes go on with the other host, whose own content is all that is in it."""
     other = tmp_path / "other.db"
     make_host(other)
@@ -214,7 +226,9 @@ def test_a_state_file_that_another_takes_the_place_of(state_file, process, tmp_p
     assert is_whole(state_file)
 
 
-def test_whoever_is_late_to_notice_another_state_file_does_not_touch_its_log(state_file, process, tmp_path):
+def test_whoever_is_late_to_notice_another_state_file_does_not_touch_its_log(
+    state_file: pathlib.Path, process: Calls, tmp_path: pathlib.Path
+) -> None:
     """The index is memory that processes share: that of the former file would say of the new log that it was saved."""
     late = Calls(state_file)
     assert late.write("before") == "QEL_OK"
@@ -231,7 +245,9 @@ def test_whoever_is_late_to_notice_another_state_file_does_not_touch_its_log(sta
 
 
 @pytest.mark.parametrize("content", [b"", b"x" * 5000, os.urandom(100000)], ids=["empty", "text", "noise"])
-def test_a_state_file_that_another_program_replaces(state_file, process, tmp_path, content):
+def test_a_state_file_that_another_program_replaces(
+    state_file: pathlib.Path, process: Calls, tmp_path: pathlib.Path, content: bytes
+) -> None:
     good = tmp_path / "good.db"
     shutil.copy(state_file, good)
     garbage = tmp_path / "garbage"
@@ -258,7 +274,9 @@ DAMAGE = {
 
 
 @pytest.mark.parametrize("damage", DAMAGE.values(), ids=DAMAGE)
-def test_a_state_file_that_is_damaged_where_it_is(state_file, damage):
+def test_a_state_file_that_is_damaged_where_it_is(
+    state_file: pathlib.Path, damage: Callable[[io.FileIO, int], object]
+) -> None:
     """What processes have in their memory they may still answer; whoever meets the damage says so, and somebody does."""
     damaged = f"{state_file}: the state file is damaged: "
     workers = start_workers(PROCESSES, state_file, seconds=PATIENCE)
@@ -278,7 +296,7 @@ def test_a_state_file_that_is_damaged_where_it_is(state_file, damage):
 
 
 @pytest.mark.parametrize("cut", [lambda size: 0, lambda size: size // 2], ids=["to nothing", "to half"])
-def test_a_log_that_is_cut_off_is_noticed(state_file, cut):
+def test_a_log_that_is_cut_off_is_noticed(state_file: pathlib.Path, cut: Any) -> None:
     workers = start_workers(PROCESSES, state_file, seconds=PATIENCE)
     for worker in workers:
         worker.hear("working")
@@ -297,7 +315,7 @@ def test_a_log_that_is_cut_off_is_noticed(state_file, cut):
     assert [text for text in troubles if not text.startswith(admitted)] == []
 
 
-def test_an_index_that_is_cut_off_loses_nothing(state_file):
+def test_an_index_that_is_cut_off_loses_nothing(state_file: pathlib.Path) -> None:
     """It is memory that processes share: the system ends them."""
     process = Calls(state_file)
     assert process.write("before") == "QEL_OK"
@@ -313,7 +331,7 @@ def test_an_index_that_is_cut_off_loses_nothing(state_file):
 # ---- no room, no permission, no descriptors --------------------------------------------------------------
 
 
-def test_no_room_for_the_files_of_a_process(state_file):
+def test_no_room_for_the_files_of_a_process(state_file: pathlib.Path) -> None:
     """A limit of the size of files stands for a full disk where no file system can be mounted."""
     limit = 400_000
     worker = Calls(state_file, preexec_fn=lambda: resource.setrlimit(resource.RLIMIT_FSIZE, (limit, limit)))
@@ -330,7 +348,7 @@ def test_no_room_for_the_files_of_a_process(state_file):
 MOUNTED = ["unshare", "-rm", "sh", "-c", 'mount -t tmpfs -o size=48m none "$1" || exit 77; shift; exec "$@"', "sh"]
 
 
-def test_a_full_disk(tmp_path):
+def test_a_full_disk(tmp_path: pathlib.Path) -> None:
     """Room is made again while the processes work."""
     small = tmp_path / "small"
     small.mkdir()
@@ -345,7 +363,7 @@ def test_a_full_disk(tmp_path):
     assert ended.returncode == 0, ended
 
 
-def test_a_full_disk_at_the_first_call(tmp_path):
+def test_a_full_disk_at_the_first_call(tmp_path: pathlib.Path) -> None:
     """Nothing can be made; with room again the same process boots the host."""
     state_file = tmp_path / "host.db"
     source = """
@@ -362,7 +380,7 @@ print(m.QEL_ReturnStatusToString(m.VSDVS_AddDVPort("management", "new", 1)))
 
 
 @pytest.mark.skipif(os.geteuid() != 0, reason="only the superuser can become another user")
-def test_permissions_that_are_taken_away(tmp_path):
+def test_permissions_that_are_taken_away(tmp_path: pathlib.Path) -> None:
     """Who has the file open goes on; who opens it then can only read, until it may write again."""
     tmp_path.chmod(0o755)
     for parent in tmp_path.parents[:2]:
@@ -388,7 +406,7 @@ def test_permissions_that_are_taken_away(tmp_path):
 @pytest.mark.skipif(
     "VSWITCHPY_PRELOAD" in os.environ, reason="a sanitizer reads objects through a pipe, which needs descriptors"
 )
-def test_no_descriptors_left(state_file):
+def test_no_descriptors_left(state_file: pathlib.Path) -> None:
     source = """
 import os, resource
 import _libvswitch as m
@@ -428,7 +446,7 @@ print(m.QEL_ReturnStatusToString(m.VSDVS_SetGlobProp("load", "large", "x" * 9000
 
 
 @pytest.mark.parametrize("suffix", ["", "-wal", "-shm"])
-def test_removals_under_load(state_file, suffix):
+def test_removals_under_load(state_file: pathlib.Path, suffix: str) -> None:
     """Nobody crashes, each process notices, and nothing but that is said."""
     workers = start_workers(PROCESSES, state_file, seconds=PATIENCE)
     for worker in workers:

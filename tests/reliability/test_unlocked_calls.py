@@ -1,9 +1,12 @@
 """Calls with the interpreter lock released: other threads run, one call at a time is in the bridge, and nothing is lost."""
 
 import os
+import pathlib
+from typing import Any
 
 import pytest
 import workspace
+from workspace import Script
 
 FULL = bool(os.environ.get("VSWITCHPY_FULL"))
 TOOL = workspace.BUILD / "host" / "bin" / "vswitch-host"
@@ -11,7 +14,7 @@ with_gate = pytest.mark.skipif(
     "VSWITCHPY_PRELOAD" in os.environ, reason="the gate takes the place of the allocator, as a sanitizer does"
 )
 
-# ---- on the simulated host, with calls that a fault delays -----------------------------------------------------------------
+# ---- on the simulated host, with calls that a fault delays -----------------------------------------------------------
 
 DELAYED = """
 import os, subprocess, sys, threading, time
@@ -25,17 +28,18 @@ vs.unlocked(vs.VSQEL_GetSwitchInfo, "workload")
 
 
 @pytest.fixture
-def delayed(script, tmp_path):
+def delayed(script: Script, tmp_path: pathlib.Path) -> Script:
     """Runs a script on a host of its own; `delay` makes the next calls of a function take their time."""
 
-    def run(source: str) -> str:
+    def run(source: str, *arguments: str, **options: Any) -> str:
         host, trace = str(tmp_path / "host.db"), str(tmp_path / "trace")
-        return script(DELAYED + source, str(TOOL), VSWITCH_HOST=host, VSWITCH_HOST_TRACE=trace)
+        options |= {"VSWITCH_HOST": host, "VSWITCH_HOST_TRACE": trace}
+        return script(DELAYED + source, str(TOOL), *arguments, **options)
 
     return run
 
 
-def test_a_thread_of_plain_python_keeps_its_pace(delayed):
+def test_a_thread_of_plain_python_keeps_its_pace(delayed: Script) -> None:
     """The same loop, while the main thread waits in a call and while it waits for nothing of ours."""
     delayed(
         """
@@ -64,7 +68,7 @@ assert beside > 0.8 * alone, (beside, alone)
     )
 
 
-def test_other_calls_wait_without_the_lock_until_it_is_over(delayed):
+def test_other_calls_wait_without_the_lock_until_it_is_over(delayed: Script) -> None:
     """Of the module and of the layer; the host's own trace says in which order it did its work."""
     delayed(
         """
@@ -104,7 +108,7 @@ assert made == ["VSDVS_SetMTU"] + ["VSQEL_GetSwitchInfo"] * 3, made
     )
 
 
-def test_eight_threads_on_eight_switches_lose_nothing(delayed):
+def test_eight_threads_on_eight_switches_lose_nothing(delayed: Script) -> None:
     said = delayed(
         f"""
 rounds = {2000 if FULL else 100}
@@ -150,7 +154,7 @@ print(8 * rounds)
     assert int(said) >= 800
 
 
-def test_a_process_ends_while_a_thread_is_in_a_call(delayed):
+def test_a_process_ends_while_a_thread_is_in_a_call(delayed: Script) -> None:
     """Also when records are freed then, by the module's own function."""
     output = delayed(
         """
@@ -174,7 +178,7 @@ print("ends")
     assert output in ("ends\n", "ends\ncame back\n")
 
 
-def test_what_is_no_function_of_the_library_is_refused(script):
+def test_what_is_no_function_of_the_library_is_refused(script: Script) -> None:
     script(
         """
         import _libvswitch as m
@@ -201,7 +205,7 @@ def test_what_is_no_function_of_the_library_is_refused(script):
     )
 
 
-# ---- with the abort gate ---------------------------------------------------------------------------------------------------
+# ---- with the abort gate ---------------------------------------------------------------------------------------------
 
 WALK = """
 import threading
@@ -216,7 +220,7 @@ def settled():
 
 
 @with_gate
-def test_a_visitor_has_the_lock_and_lends_the_bridge(storm):
+def test_a_visitor_has_the_lock_and_lends_the_bridge(storm: Script) -> None:
     """Other threads call while a visitor runs, and the walk goes on to its own abort afterwards."""
     storm(
         WALK
@@ -251,7 +255,7 @@ visiting(0)
 
 
 @with_gate
-def test_a_visitor_of_a_script_s_own_keeps_the_bridge(storm):
+def test_a_visitor_of_a_script_s_own_keeps_the_bridge(storm: Script) -> None:
     """Made with ctypes alone: its calls are made, with the lock; those of other threads wait until the walk is over."""
     storm(
         WALK
@@ -283,7 +287,7 @@ visiting(0)
 
 
 @with_gate
-def test_memory_that_a_call_may_be_using_is_freed_when_it_is_over(storm):
+def test_memory_that_a_call_may_be_using_is_freed_when_it_is_over(storm: Script) -> None:
     storm(
         WALK
         + """
@@ -432,5 +436,5 @@ print(len(handled))
 
 
 @with_gate
-def test_threads_signals_forks_and_aborts_at_once(storm):
+def test_threads_signals_forks_and_aborts_at_once(storm: Script) -> None:
     storm(STORM, "5000" if FULL else "300")

@@ -6,6 +6,8 @@ Usage: watched_aborts.py stand-ins    on the recording stand-ins, every third ca
 
 import os
 import sys
+from collections.abc import Callable
+from typing import Any
 
 ROUNDS = 5
 
@@ -13,7 +15,9 @@ ROUNDS = 5
 def on_the_stand_ins() -> None:
     """Each function of the module and of the layer; then walks within walks."""
     import libvswitch as vs
-    from storm import NAMES, Aborted, Script, calls_in_progress, gate, m, rec, settle
+    import _libvswitch as m
+    from recording import rec
+    from storm import NAMES, Aborted, Script, calls_in_progress, gate, settle
 
     aborted = []
     for module in (m, vs):
@@ -35,7 +39,7 @@ def on_the_stand_ins() -> None:
     walk = NAMES.index("DVSState_SwitchForEach")
     ended = []
 
-    def visit(handle) -> None:
+    def visit(handle: object) -> None:
         depth = calls_in_progress()
         gate.gate_walk(walk, 0, 2, 1, Aborted)
         if depth < 8:
@@ -60,7 +64,7 @@ def on_the_host() -> None:
 
     aborted, done = [], []
 
-    def attempt(function, *arguments):
+    def attempt(function: Callable[..., Any], *arguments: object) -> Any:
         try:
             result = function(*arguments)
         except RuntimeError:
@@ -69,7 +73,7 @@ def on_the_host() -> None:
         done.append(function.__name__)
         return result
 
-    def navigate(function, *arguments) -> None:
+    def navigate(function: Callable[..., Any], *arguments: object) -> None:
         """Through everything that a call hands out, which is released then."""
         try:
             with vs.allocated(function, *arguments) as outputs:
@@ -87,13 +91,13 @@ def on_the_host() -> None:
         except vs.VSwitchError:
             pass
 
-    def visit(switch) -> None:
+    def visit(switch: Any) -> None:
         attempt(vs.DVS_SwitchName, switch)
         attempt(vs.VSDVS_SetMTU, "lab", 1500)
         navigate(vs.VSQEL_GetSwitchInfo, "lab")
         attempt(walk_ports, switch)
 
-    def walk_ports(switch) -> None:
+    def walk_ports(switch: Any) -> None:
         with vs.callback(lambda port: navigate(vs.VSQEL_GetSwitchInfo, "management")) as visitor:
             vs.DVSState_PortForEach(switch, visitor, None)
 
@@ -104,6 +108,7 @@ def on_the_host() -> None:
     def image() -> None:
         image, length = vs.cell("void **"), vs.cell("int *")
         if vs.DVSQEL_StateGet(image, length) == vs.QEL_OK:
+            assert image.value
             vs.pointed_bytes(image.value, length.value)
             vs.DVSQEL_DataFree(image.value)
 

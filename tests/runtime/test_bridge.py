@@ -1,5 +1,7 @@
 """The exception bridge, against a library that really jumps."""
 
+from workspace import Script
+
 
 GLOBALS = """
 import ctypes
@@ -8,7 +10,7 @@ def status(): return ctypes.c_int.in_dll(library, "exception_status").value
 """
 
 
-def test_an_abort_raises_the_class_and_text_that_the_library_left(recording):
+def test_an_abort_raises_the_class_and_text_that_the_library_left(recording: Script) -> None:
     recording(
         GLOBALS
         + """
@@ -21,7 +23,7 @@ assert status() == 1
     )
 
 
-def test_the_next_call_succeeds_and_resets_the_status(recording):
+def test_the_next_call_succeeds_and_resets_the_status(recording: Script) -> None:
     recording(
         GLOBALS
         + """
@@ -42,7 +44,7 @@ assert status() == 0
     )
 
 
-def test_an_abort_in_a_call_with_outputs_returns_none_of_them(recording):
+def test_an_abort_in_a_call_with_outputs_returns_none_of_them(recording: Script) -> None:
     recording(
         """
 rec.recorder_store(2, 1, 4)
@@ -58,7 +60,7 @@ assert m.VSQEL_GetMcastFilterMode("alpha") == [0, 1]
     )
 
 
-def test_an_abort_without_an_exception_class_is_a_system_error(recording):
+def test_an_abort_without_an_exception_class_is_a_system_error(recording: Script) -> None:
     """Libraries have to leave one; the first abort of this one has not."""
     recording(
         GLOBALS
@@ -73,7 +75,7 @@ assert m.VSDVS_SetMTU("alpha", 1500) == 0
     )
 
 
-def test_a_message_that_is_no_utf8_comes_whole(recording):
+def test_a_message_that_is_no_utf8_comes_whole(recording: Script) -> None:
     recording(
         """
 rec.recorder_abort(ValueError, b"file \\xff", 1)
@@ -83,7 +85,7 @@ with raises(ValueError, "file \\udcff"):
     )
 
 
-def test_an_argument_error_does_not_arm_the_bridge(recording):
+def test_an_argument_error_does_not_arm_the_bridge(recording: Script) -> None:
     recording(
         GLOBALS
         + """
@@ -105,7 +107,7 @@ m.delete_qel_Name(record)
     )
 
 
-def test_texts_of_an_aborted_call_stay_where_they_are(recording):
+def test_texts_of_an_aborted_call_stay_where_they_are(recording: Script) -> None:
     """The library may have kept their addresses; a later call must not use the memory again."""
     recording(
         """
@@ -121,7 +123,7 @@ assert [rec.recorder_kept_text(index).decode() for index in range(50)] == texts
     )
 
 
-def test_the_globals_are_zero_before_the_first_abort(recording):
+def test_the_globals_are_zero_before_the_first_abort(recording: Script) -> None:
     recording(
         GLOBALS
         + """
@@ -132,7 +134,7 @@ assert bytes((ctypes.c_char * 200).in_dll(library, "exception_buffer")) == bytes
     )
 
 
-def test_the_globals_keep_what_the_library_last_stored(recording):
+def test_the_globals_keep_what_the_library_last_stored(recording: Script) -> None:
     recording(
         GLOBALS
         + """
@@ -146,7 +148,7 @@ assert ctypes.c_char_p.in_dll(library, "exceptionMsg").value == b"text"
     )
 
 
-def test_panic_passes_its_first_argument_and_a_null(recording):
+def test_panic_passes_its_first_argument_and_a_null(recording: Script) -> None:
     recording(
         """
 assert m.Panic("x %s", 1, 2) is None

@@ -1,8 +1,12 @@
 """Argument conversion: ranges, exception classes, exact messages."""
 
+from collections.abc import Callable, Iterator
+from typing import Any
+
 import _libvswitch as m
 import pytest
 from exact import raises
+from workspace import Script
 
 UNSIGNED = [
     ("qel_uint8", m.new_qel_PIMHdr, m.qel_PIMHdr_reserved_set, m.qel_PIMHdr_reserved_get, 2**8, "qel_PIMHdr_reserved_set"),
@@ -13,22 +17,22 @@ UNSIGNED = [
 ]
 
 
-@pytest.fixture(params=UNSIGNED, ids=lambda case: case[0])
-def unsigned(request):
+@pytest.fixture(params=UNSIGNED, ids=[case[0] for case in UNSIGNED])
+def unsigned(request: pytest.FixtureRequest) -> Iterator[Any]:
     spelled, new, write, read, limit, method = request.param
     record = new()
     yield spelled, record, write, read, limit, method
     record.disown()
 
 
-def test_unsigned_values_within_the_range_are_stored(unsigned):
+def test_unsigned_values_within_the_range_are_stored(unsigned: Any) -> None:
     _, record, write, read, limit, _ = unsigned
     for value in (0, 1, limit // 2, limit - 1, True):
         write(record, value)
         assert read(record) == value
 
 
-def test_unsigned_values_out_of_range_are_overflow_errors(unsigned):
+def test_unsigned_values_out_of_range_are_overflow_errors(unsigned: Any) -> None:
     spelled, record, write, read, limit, method = unsigned
     write(record, 5)
     for value in (limit, limit + 1, 2**64 - 1, -1, -limit, -(2**63)):
@@ -37,7 +41,7 @@ def test_unsigned_values_out_of_range_are_overflow_errors(unsigned):
     assert read(record) == 5
 
 
-def test_unsigned_values_beyond_64_bits_or_of_another_type_are_type_errors(unsigned):
+def test_unsigned_values_beyond_64_bits_or_of_another_type_are_type_errors(unsigned: Any) -> None:
     spelled, record, write, read, _, method = unsigned
     write(record, 5)
     for value in (2**64, 2**200, -(2**63) - 1, 3.0, "1", b"1", None, [1]):
@@ -46,7 +50,7 @@ def test_unsigned_values_beyond_64_bits_or_of_another_type_are_type_errors(unsig
     assert read(record) == 5
 
 
-def test_a_uint64_of_minus_one_is_a_type_error():
+def test_a_uint64_of_minus_one_is_a_type_error() -> None:
     info = m.new_VSInfo()
     text = "in method 'VSInfo_flags_set', argument 2 of type 'qel_uint64'"
     for value in (-1, -(2**63), 2**64, "1", 1.0):
@@ -57,7 +61,7 @@ def test_a_uint64_of_minus_one_is_a_type_error():
     info.disown()
 
 
-def test_int_ranges():
+def test_int_ranges() -> None:
     entries = m.new_VSList()
     text = "in method 'VSList_count_set', argument 2 of type 'qel_int32'"
     for value in (-(2**31), 2**31 - 1, 0, -1, True):
@@ -66,14 +70,14 @@ def test_int_ranges():
     for value in (2**31, -(2**31) - 1, 2**63 - 1, -(2**63)):
         with raises(OverflowError, text):
             m.VSList_count_set(entries, value)
-    for value in (1.0, "1", None, b"\x01"):
+    for wrong in (1.0, "1", None, b"\x01"):
         with raises(TypeError, text):
-            m.VSList_count_set(entries, value)
+            m.VSList_count_set(entries, wrong)
     assert m.VSList_count_get(entries) == 1
     entries.disown()
 
 
-def test_an_int_beyond_64_bits_is_stored_as_minus_one_with_the_interpreters_error(script):
+def test_an_int_beyond_64_bits_is_stored_as_minus_one_with_the_interpreters_error(script: Script) -> None:
     script(
         """
         import _libvswitch as m
@@ -92,7 +96,7 @@ def test_an_int_beyond_64_bits_is_stored_as_minus_one_with_the_interpreters_erro
     )
 
 
-def test_a_bool_takes_one_character_or_a_signed_byte():
+def test_a_bool_takes_one_character_or_a_signed_byte() -> None:
     entry = m.new_VSMACEntry()
     stored = {"A": "A", "": "\0", "\x7f": "\x7f", 1: "\x01", 0: "\0", True: "\x01", 127: "\x7f", -1: "\udcff", -128: "\udc80"}
     for value, read in stored.items():
@@ -110,7 +114,7 @@ def test_a_bool_takes_one_character_or_a_signed_byte():
     entry.disown()
 
 
-def test_character_arrays_take_one_byte_less_than_they_hold():
+def test_character_arrays_take_one_byte_less_than_they_hold() -> None:
     import ctypes
 
     name = m.new_qel_Name()
@@ -128,7 +132,7 @@ def test_character_arrays_take_one_byte_less_than_they_hold():
     name.disown()
 
 
-def test_none_clears_a_character_array():
+def test_none_clears_a_character_array() -> None:
     import ctypes
 
     port = m.new_DVPortData()
@@ -138,7 +142,7 @@ def test_none_clears_a_character_array():
     port.disown()
 
 
-def test_texts_that_are_no_utf8_come_back_with_surrogates():
+def test_texts_that_are_no_utf8_come_back_with_surrogates() -> None:
     import ctypes
 
     name = m.new_qel_Name()
@@ -150,7 +154,7 @@ def test_texts_that_are_no_utf8_come_back_with_surrogates():
     name.disown()
 
 
-def test_a_char_pointer_proxy_is_a_text():
+def test_a_char_pointer_proxy_is_a_text() -> None:
     import swig_peer
 
     name = m.new_qel_Name()
@@ -163,7 +167,7 @@ def test_a_char_pointer_proxy_is_a_text():
     name.disown()
 
 
-def test_str_subclasses_are_texts():
+def test_str_subclasses_are_texts() -> None:
     class Text(str):
         pass
 
@@ -173,7 +177,7 @@ def test_str_subclasses_are_texts():
     name.disown()
 
 
-def test_pointer_arguments_take_exactly_their_type():
+def test_pointer_arguments_take_exactly_their_type() -> None:
     name = m.new_qel_Name()
     header = m.new_qel_EthHdr()
     text = "in method 'qel_Name_string_get', argument 1 of type 'struct qel_Name *'"
@@ -184,9 +188,9 @@ def test_pointer_arguments_take_exactly_their_type():
     header.disown()
 
 
-def test_wrong_argument_counts_raise_the_interpreters_own_message():
+def test_wrong_argument_counts_raise_the_interpreters_own_message() -> None:
     name = m.new_qel_Name()
-    cases = [
+    cases: list[tuple[Callable[[], object], str]] = [
         (lambda: m.new_qel_Name(1), "new_qel_Name() takes exactly 0 arguments (1 given)"),
         (lambda: m.qel_Name_string_get(), "qel_Name_string_get() takes exactly 1 argument (0 given)"),
         (lambda: m.qel_Name_string_set(name), "qel_Name_string_set() takes exactly 2 arguments (1 given)"),
@@ -199,7 +203,7 @@ def test_wrong_argument_counts_raise_the_interpreters_own_message():
     name.disown()
 
 
-def test_arguments_are_converted_left_to_right_and_the_first_failure_is_raised():
+def test_arguments_are_converted_left_to_right_and_the_first_failure_is_raised() -> None:
     with raises(TypeError, "in method 'VSDVS_SetMTU', argument 1 of type 'char const *'"):
         m.VSDVS_SetMTU(5, "x")
     with raises(TypeError, "in method 'VSDVS_SetMTU', argument 2 of type 'qel_uint32'"):

@@ -2,25 +2,28 @@
 
 import ctypes
 import re
+from collections.abc import Iterator
+from typing import Any
 
 import _libvswitch as m
 import pytest
+from workspace import Script
 
 
 @pytest.fixture
-def proxy():
+def proxy() -> Iterator[Any]:
     value = m.new_VSList()
     yield value
     if value.own():
         m.delete_VSList(value)
 
 
-def test_repr_names_the_alias_and_the_address_of_the_proxy(proxy):
+def test_repr_names_the_alias_and_the_address_of_the_proxy(proxy: Any) -> None:
     assert re.fullmatch(rf"<Swig Object of type 'VSList \*' at {hex(id(proxy))}>", repr(proxy))
     assert proxy.__repr__() == repr(proxy)
 
 
-def test_carrier_names_and_documentation(proxy):
+def test_carrier_names_and_documentation(proxy: Any) -> None:
     kind = type(proxy)
     assert kind.__name__ == "SwigPyObject"
     assert kind.__doc__ == "Swig object carries a C/C++ instance pointer"
@@ -39,12 +42,12 @@ def test_carrier_names_and_documentation(proxy):
         kind()
 
 
-def test_int_is_the_native_address(proxy):
+def test_int_is_the_native_address(proxy: Any) -> None:
     m.VSList_count_set(proxy, 0x01020304)
     assert ctypes.string_at(int(proxy), 4) == b"\x04\x03\x02\x01"
 
 
-def test_equality_compares_addresses_and_nothing_else(proxy):
+def test_equality_compares_addresses_and_nothing_else(proxy: Any) -> None:
     entry = m.new_qel_MgmtApiSignature()
     assert m.qel_MgmtApiSignature_name_get(entry) == m.qel_MgmtApiSignature_name_get(entry)
     assert m.qel_MgmtApiSignature_name_get(entry) != m.qel_MgmtApiSignature_vendor_get(entry)
@@ -57,7 +60,7 @@ def test_equality_compares_addresses_and_nothing_else(proxy):
     m.delete_qel_MgmtApiSignature(entry)
 
 
-def test_own_reports_the_ownership_before_the_call(proxy):
+def test_own_reports_the_ownership_before_the_call(proxy: Any) -> None:
     assert proxy.own() is True
     assert proxy.own(0) is True
     assert proxy.own() is False
@@ -71,9 +74,9 @@ def test_own_reports_the_ownership_before_the_call(proxy):
         proxy.own(1, 2)
 
 
-def test_own_with_a_flag_that_has_no_truth_changes_nothing(proxy):
+def test_own_with_a_flag_that_has_no_truth_changes_nothing(proxy: Any) -> None:
     class Undecided:
-        def __bool__(self):
+        def __bool__(self) -> None:
             raise LookupError("undecided")
 
     with pytest.raises(LookupError):
@@ -81,7 +84,7 @@ def test_own_with_a_flag_that_has_no_truth_changes_nothing(proxy):
     assert proxy.own() is True
 
 
-def test_append_chains_proxies(proxy):
+def test_append_chains_proxies(proxy: Any) -> None:
     other = m.new_qel_Name()
     assert proxy.next() is None
     assert proxy.append(other) is None
@@ -94,14 +97,14 @@ def test_append_chains_proxies(proxy):
     m.delete_qel_Name(other)
 
 
-def test_append_refuses_what_is_not_a_proxy(proxy):
+def test_append_refuses_what_is_not_a_proxy(proxy: Any) -> None:
     for other in (None, 5, "text", object()):
         with pytest.raises(TypeError):
             proxy.append(other)
     assert proxy.next() is None
 
 
-def test_a_chain_closed_into_a_ring_ends(script):
+def test_a_chain_closed_into_a_ring_ends(script: Script) -> None:
     script(
         """
         import _libvswitch as m
@@ -118,26 +121,26 @@ def test_a_chain_closed_into_a_ring_ends(script):
     )
 
 
-def test_a_this_that_leads_to_itself_ends():
+def test_a_this_that_leads_to_itself_ends() -> None:
     class Loop:
         @property
-        def this(self):
+        def this(self) -> object:
             return self
 
     with pytest.raises(TypeError, match="argument 1 of type 'struct VSList \\*'"):
         m.VSList_count_get(Loop())
 
 
-def test_this_is_followed_through_several_objects(proxy):
+def test_this_is_followed_through_several_objects(proxy: Any) -> None:
     class Holder:
-        def __init__(self, this):
+        def __init__(self, this: object) -> None:
             self.this = this
 
     m.VSList_count_set(proxy, 3)
     assert m.VSList_count_get(Holder(Holder(proxy))) == 3
 
 
-def test_a_scripts_own_class_of_that_name_is_not_a_proxy():
+def test_a_scripts_own_class_of_that_name_is_not_a_proxy() -> None:
     class SwigPyObject:
         __slots__ = ("a", "b", "c", "d", "e", "f")
 
@@ -157,11 +160,11 @@ m.VSList_swigregister(List)
 """
 
 
-def test_dropping_a_disowned_proxy_frees_nothing(script):
+def test_dropping_a_disowned_proxy_frees_nothing(script: Script) -> None:
     script(OWNERSHIP + "p = m.new_VSList(); p.disown(); del p; assert freed == []")
 
 
-def test_dropping_an_acquired_proxy_destroys_its_record(script):
+def test_dropping_an_acquired_proxy_destroys_its_record(script: Script) -> None:
     script(
         OWNERSHIP
         + """
@@ -172,7 +175,7 @@ assert freed == [address]
     )
 
 
-def test_a_destructor_that_takes_its_argument_alone_gets_the_proxy_itself(script):
+def test_a_destructor_that_takes_its_argument_alone_gets_the_proxy_itself(script: Script) -> None:
     script(
         """
         import _libvswitch as m
@@ -191,7 +194,7 @@ def test_a_destructor_that_takes_its_argument_alone_gets_the_proxy_itself(script
     )
 
 
-def test_a_destructor_may_keep_the_proxy(script):
+def test_a_destructor_may_keep_the_proxy(script: Script) -> None:
     script(
         """
         import _libvswitch as m
@@ -207,12 +210,12 @@ def test_a_destructor_may_keep_the_proxy(script):
     )
 
 
-def test_without_a_class_an_owned_record_is_reported_and_not_freed(script):
+def test_without_a_class_an_owned_record_is_reported_and_not_freed(script: Script) -> None:
     output = script("import _libvswitch as m; p = m.new_VSList(); del p")
     assert output == "swig/python detected a memory leak of type 'VSList *', no destructor found.\n"
 
 
-def test_an_error_of_the_destructor_stays_pending(script):
+def test_an_error_of_the_destructor_stays_pending(script: Script) -> None:
     script(
         """
         import _libvswitch as m
@@ -237,7 +240,7 @@ def test_an_error_of_the_destructor_stays_pending(script):
     )
 
 
-def test_constructors_return_the_bare_owning_proxy_also_with_a_class(script):
+def test_constructors_return_the_bare_owning_proxy_also_with_a_class(script: Script) -> None:
     script(
         """
         import _libvswitch as m
@@ -249,7 +252,7 @@ def test_constructors_return_the_bare_owning_proxy_also_with_a_class(script):
     )
 
 
-def test_other_results_are_instances_once_a_class_is_registered(script):
+def test_other_results_are_instances_once_a_class_is_registered(script: Script) -> None:
     script(
         """
         import _libvswitch as m
@@ -266,7 +269,7 @@ def test_other_results_are_instances_once_a_class_is_registered(script):
     )
 
 
-def test_a_class_that_is_no_type_is_made_by_its_raw_new(script):
+def test_a_class_that_is_no_type_is_made_by_its_raw_new(script: Script) -> None:
     script(
         """
         import _libvswitch as m
@@ -286,7 +289,7 @@ def test_a_class_that_is_no_type_is_made_by_its_raw_new(script):
     )
 
 
-def test_registering_again_replaces_the_class(script):
+def test_registering_again_replaces_the_class(script: Script) -> None:
     script(
         """
         import _libvswitch as m
@@ -302,14 +305,14 @@ def test_registering_again_replaces_the_class(script):
     )
 
 
-def test_registration_takes_exactly_one_argument():
+def test_registration_takes_exactly_one_argument() -> None:
     with pytest.raises(TypeError, match=r"^swigregister\(\) takes exactly 1 argument \(0 given\)$"):
         m.VSList_swigregister()
     with pytest.raises(TypeError, match=r"^swigregister\(\) takes exactly 1 argument \(2 given\)$"):
         m.VSList_swigregister(int, int)
 
 
-def test_a_null_pointer_comes_back_as_none():
+def test_a_null_pointer_comes_back_as_none() -> None:
     links = m.new_qel_ListLinks()
     assert m.qel_ListLinks_prevPtr_get(links) is None
     m.delete_qel_ListLinks(links)

@@ -1,6 +1,7 @@
 """Interpreters of another version: the module, the layer and the build refuse them, and say so."""
 
 import os
+import pathlib
 import subprocess
 import sys
 import sysconfig
@@ -48,7 +49,7 @@ def refusals(version: str) -> str:
     return "".join(f"{name}: {name} {text}\n" for name in ("_libvswitch", "_libvswitch", "libvswitch._records"))
 
 
-def imports(interpreter: str, *version: str) -> subprocess.CompletedProcess:
+def imports(interpreter: str, *version: str) -> subprocess.CompletedProcess[str]:
     variables = dict(os.environ, PYTHONPATH=SEARCH[0])
     command = [interpreter, "-c", IMPORTS, RECORDS, *version]
     return subprocess.run(command, capture_output=True, text=True, env=variables, check=False)
@@ -60,33 +61,33 @@ def version_of(interpreter: str) -> str:
 
 
 @pytest.mark.parametrize("version", ["3.12.1", "3.1.5", "3.110.0", "3.9.18+", "4.11.0", "2.7.18"])
-def test_another_version_is_refused(version):
+def test_another_version_is_refused(version: str) -> None:
     done = imports(sys.executable, f"{version} (main, Nov 22 2026, 10:00:00) [GCC 12.2.0]")
     assert (done.returncode, done.stdout, done.stderr) == (0, refusals(version.rstrip("+")), "")
 
 
-def test_the_version_that_it_is_built_for_is_taken():
+def test_the_version_that_it_is_built_for_is_taken() -> None:
     assert OURS == BUILT_FOR
     done = imports(sys.executable)
     assert done.returncode == 0 and done.stdout.startswith("_libvswitch was imported\n_libvswitch was imported\n"), done
 
 
 @pytest.mark.skipif(not OTHERS, reason="PYTHON_OTHERS lists no interpreters of other versions")
-def test_every_other_interpreter_is_refused():
+def test_every_other_interpreter_is_refused() -> None:
     for interpreter in OTHERS:
         version = version_of(interpreter)
         done = imports(interpreter)
         assert (done.returncode, done.stdout, done.stderr) == (0, refusals(version), ""), interpreter
 
 
-def configured(version: str, python: str) -> subprocess.CompletedProcess:
+def configured(version: str, python: str) -> subprocess.CompletedProcess[str]:
     defined = [f"-DPython3_VERSION={version}", f"-DPYTHON={python}"]
-    command = ["cmake", *defined, "-P", SOURCE / "cmake" / "PythonVersion.cmake"]
-    return subprocess.run(command, capture_output=True, text=True, check=False)
+    script = SOURCE / "cmake" / "PythonVersion.cmake"
+    return subprocess.run(["cmake", *defined, "-P", script], capture_output=True, text=True, check=False)
 
 
 @pytest.mark.parametrize("version", ["3.12.1", "3.10.13", "3.1", "3.110.2", "2.7.18"])
-def test_the_build_refuses_another_version(version):
+def test_the_build_refuses_another_version(version: str) -> None:
     done = configured(version, "/opt/other/bin/python3")
     assert done.returncode != 0
     said = " ".join(done.stderr.split())
@@ -94,20 +95,20 @@ def test_the_build_refuses_another_version(version):
 
 
 @pytest.mark.parametrize("version", ["3.11", "3.11.2", "3.11.15"])
-def test_the_build_takes_its_own_version(version):
+def test_the_build_takes_its_own_version(version: str) -> None:
     assert configured(version, "/usr/bin/python3").returncode == 0
 
 
 @pytest.mark.skipif(not OTHERS, reason="PYTHON_OTHERS lists no interpreters of other versions")
-def test_the_whole_build_refuses_another_interpreter(tmp_path):
+def test_the_whole_build_refuses_another_interpreter(tmp_path: pathlib.Path) -> None:
     others = [interpreter for interpreter in OTHERS if not version_of(interpreter).startswith(f"{BUILT_FOR}.")]
-    command = ["cmake", "-S", SOURCE, "-B", tmp_path / "build", f"-DPYTHON={others[0]}"]
+    command = ("cmake", "-S", SOURCE, "-B", tmp_path / "build", f"-DPYTHON={others[0]}")
     done = subprocess.run(command, capture_output=True, text=True, check=False)
     assert done.returncode != 0
     assert f"vswitchpy is for Python 3.11, and {others[0]} is Python" in " ".join(done.stderr.split())
 
 
-def test_the_files_of_the_layers_carry_the_interpreter_s_tag():
+def test_the_files_of_the_layers_carry_the_interpreter_s_tag() -> None:
     """That of the module does not: its name is what other software looks for."""
     built = {path.name for path in (BUILD / "python").rglob("*.so")}
     tagged = {f"{name}.{sysconfig.get_config_var('SOABI')}.so" for name in ("_records", "_native")}

@@ -1,11 +1,12 @@
 """Module initialisation and the type registry that wrapper modules share."""
 
 import ctypes
+import pathlib
 import shutil
 
 import _libvswitch
 import registry
-from workspace import BUILD, SOURCE
+from workspace import BUILD, SOURCE, Script
 
 
 class MethodDefinition(ctypes.Structure):
@@ -37,13 +38,14 @@ class ModuleDefinition(ctypes.Structure):
 def definition() -> ModuleDefinition:
     of_module = ctypes.pythonapi.PyModule_GetDef
     of_module.argtypes, of_module.restype = [ctypes.py_object], ctypes.POINTER(ModuleDefinition)
-    return of_module(_libvswitch).contents
+    found: ModuleDefinition = of_module(_libvswitch).contents
+    return found
 
 
 METH_VARARGS, METH_O = 1, 8
 
 
-def test_the_definition_has_a_name_no_documentation_and_no_state():
+def test_the_definition_has_a_name_no_documentation_and_no_state() -> None:
     module = definition()
     assert module.name == b"_libvswitch"
     assert module.documentation is None
@@ -51,7 +53,7 @@ def test_the_definition_has_a_name_no_documentation_and_no_state():
     assert [module.slots, module.traverse, module.clear, module.free] == [None] * 4
 
 
-def test_the_definition_holds_the_method_table():
+def test_the_definition_holds_the_method_table() -> None:
     table = definition().methods
     listed = (SOURCE / "tests" / "data" / "functions.txt").read_text().split()
     assert len(listed) == 1777
@@ -63,7 +65,7 @@ def test_the_definition_holds_the_method_table():
     assert (end.name, end.function, end.flags, end.documentation) == (None, None, 0, None)
 
 
-def test_the_functions_are_those_of_the_definition():
+def test_the_functions_are_those_of_the_definition() -> None:
     """Built-in function objects point at their entry of the table, and belong to the module."""
     table = ctypes.addressof(definition().methods.contents)
     listed = (SOURCE / "tests" / "data" / "functions.txt").read_text().split()
@@ -74,14 +76,14 @@ def test_the_functions_are_those_of_the_definition():
         assert function.__self__ is _libvswitch and function.__module__ == "_libvswitch"
 
 
-def test_the_library_functions_end_with_the_global_property_and_the_release():
+def test_the_library_functions_end_with_the_global_property_and_the_release() -> None:
     listed = [name for name in vars(_libvswitch) if name.startswith("VS")]
     start = listed.index("VSQEL_RTMOp")
     assert listed[start + 1] == "VSQEL_RTMModOp"
     assert listed[listed.index("VSDVS_GetGlobProp") + 1] == "VSDVS_FreeMemory"
 
 
-def test_a_repeated_import_gives_the_same_functions(script):
+def test_a_repeated_import_gives_the_same_functions(script: Script) -> None:
     script(
         """
         import sys, _libvswitch as first
@@ -96,7 +98,7 @@ def test_a_repeated_import_gives_the_same_functions(script):
     )
 
 
-def test_method_table_begins_with_the_instance_method_maker():
+def test_method_table_begins_with_the_instance_method_maker() -> None:
     functions = [name for name, value in vars(_libvswitch).items() if callable(value)]
     assert functions[0] == "SWIG_PyInstanceMethod_New"
 
@@ -107,7 +109,7 @@ def test_method_table_begins_with_the_instance_method_maker():
     assert holder.method(5) == (holder, 5)
 
 
-def test_module_has_no_documentation_and_no_keyword_arguments(script):
+def test_module_has_no_documentation_and_no_keyword_arguments(script: Script) -> None:
     assert _libvswitch.__doc__ is None
     assert _libvswitch.VSDVS_SetMTU.__doc__ is None
     script(
@@ -125,7 +127,7 @@ def test_module_has_no_documentation_and_no_keyword_arguments(script):
     )
 
 
-def test_descriptors_are_sorted_and_each_casts_to_itself_alone():
+def test_descriptors_are_sorted_and_each_casts_to_itself_alone() -> None:
     ours = registry.descriptors(registry.module_with("_p_VSInfo"))
     names = [name.encode() for name in ours]
     assert names == sorted(names)
@@ -135,14 +137,14 @@ def test_descriptors_are_sorted_and_each_casts_to_itself_alone():
         assert casts[0].converter is None
 
 
-def test_a_record_displays_its_tag_and_its_alias():
+def test_a_record_displays_its_tag_and_its_alias() -> None:
     ours = registry.descriptors(registry.module_with("_p_VSInfo"))
     assert ours["_p_VSList"].str == b"struct VSList *|VSList *"
     assert ours["_p_VSUplinks_entries"].str == b"VSUplinks_entries *"
     assert ours["_p_p_VSList"].str == b"struct VSList **|VSList **"
 
 
-def test_a_second_import_yields_the_same_descriptors(script):
+def test_a_second_import_yields_the_same_descriptors(script: Script) -> None:
     script(
         """
         import sys, registry, _libvswitch
@@ -157,7 +159,7 @@ def test_a_second_import_yields_the_same_descriptors(script):
     )
 
 
-def test_a_second_initialisation_registers_nothing_twice(script, tmp_path):
+def test_a_second_initialisation_registers_nothing_twice(script: Script, tmp_path: pathlib.Path) -> None:
     """The same file under another path is initialised again; its record is in the ring already."""
     link = tmp_path / "_libvswitch.so"
     link.symlink_to(BUILD / "python" / "libvswitchpy.so")
@@ -180,7 +182,7 @@ def test_a_second_initialisation_registers_nothing_twice(script, tmp_path):
     )
 
 
-def test_a_copy_of_the_module_shares_the_descriptors(script, tmp_path):
+def test_a_copy_of_the_module_shares_the_descriptors(script: Script, tmp_path: pathlib.Path) -> None:
     copy = tmp_path / "python" / "_libvswitch.so"
     copy.parent.mkdir()
     shutil.copy(BUILD / "python" / "libvswitchpy.so", copy)
@@ -234,15 +236,15 @@ else:
 """
 
 
-def test_proxies_pass_between_modules_when_ours_is_first(script):
+def test_proxies_pass_between_modules_when_ours_is_first(script: Script) -> None:
     script(PEERS, "ours first")
 
 
-def test_proxies_pass_between_modules_when_ours_is_second(script):
+def test_proxies_pass_between_modules_when_ours_is_second(script: Script) -> None:
     script(PEERS, "ours second")
 
 
-def test_classes_survive_an_early_end_of_the_capsule(script):
+def test_classes_survive_an_early_end_of_the_capsule(script: Script) -> None:
     """Generated modules do not count their references to the capsule exactly."""
     script(
         """
@@ -262,7 +264,7 @@ def test_classes_survive_an_early_end_of_the_capsule(script):
     )
 
 
-def test_nothing_is_written_when_the_interpreter_ends_with_owned_records_alive(script):
+def test_nothing_is_written_when_the_interpreter_ends_with_owned_records_alive(script: Script) -> None:
     output = script(
         """
         import _libvswitch as m
@@ -276,7 +278,7 @@ def test_nothing_is_written_when_the_interpreter_ends_with_owned_records_alive(s
     assert output == ""
 
 
-def test_the_registry_holds_216_descriptors_of_the_kinds_of_the_interface():
+def test_the_registry_holds_216_descriptors_of_the_kinds_of_the_interface() -> None:
     ours = registry.descriptors(registry.module_with("_p_VSInfo"))
     assert len(ours) == 216
     displays = {name: type_info.str.decode() for name, type_info in ours.items()}
@@ -307,7 +309,7 @@ def test_the_registry_holds_216_descriptors_of_the_kinds_of_the_interface():
         assert nested in displays
 
 
-def test_the_method_table_holds_exactly_the_functions_of_the_interface():
+def test_the_method_table_holds_exactly_the_functions_of_the_interface() -> None:
     functions = [name for name, value in vars(_libvswitch).items() if callable(value)]
     listed = (SOURCE / "tests" / "data" / "functions.txt").read_text().split()
     assert functions == listed

@@ -6,7 +6,7 @@ import _libvswitch as m
 from exact import raises
 
 
-def test_the_module_identifier_reads_zero_and_refuses_assignment():
+def test_the_module_identifier_reads_zero_and_refuses_assignment() -> None:
     assert m.cvar.qel_ModuleCurrentID == 0
     with raises(AttributeError, "Variable qel_ModuleCurrentID is read-only."):
         m.cvar.qel_ModuleCurrentID = 1
@@ -15,7 +15,7 @@ def test_the_module_identifier_reads_zero_and_refuses_assignment():
     assert m.cvar.qel_ModuleCurrentID == 0
 
 
-def test_the_option_names_are_a_table_of_texts():
+def test_the_option_names_are_a_table_of_texts() -> None:
     names = m.cvar.runtimeOptionNames
     assert "'char **'" in repr(names) and names.own() is False
     table = (ctypes.c_char_p * 18).from_address(int(names))
@@ -28,20 +28,20 @@ def test_the_option_names_are_a_table_of_texts():
         m.cvar.runtimeOptionNames = None
 
 
-def test_an_unknown_name_is_named():
+def test_an_unknown_name_is_named() -> None:
     with raises(AttributeError, "Unknown C global variable 'nothing'"):
         m.cvar.nothing
     with raises(AttributeError, "Unknown C global variable 'nothing'"):
         m.cvar.nothing = 1
 
 
-def test_how_it_shows_itself():
+def test_how_it_shows_itself() -> None:
     assert repr(m.cvar) == str(m.cvar) == "<Swig global variables>"
     assert type(m.cvar).__name__ == "swigvarlink" and type(m.cvar).__doc__ == "Swig var link object"
     assert type(m.cvar).__basicsize__ > object.__basicsize__  # which variables it has stands in itself
 
 
-def test_the_module_identifier_is_an_exported_read_only_symbol():
+def test_the_module_identifier_is_an_exported_read_only_symbol() -> None:
     symbol = ctypes.c_int.in_dll(ctypes.CDLL(m.__file__), "qel_ModuleCurrentID")
     assert symbol.value == 0
     address = ctypes.addressof(symbol)

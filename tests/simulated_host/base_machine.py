@@ -5,10 +5,12 @@ import atexit
 import ctypes
 import os
 import tempfile
+from collections.abc import Callable
+from typing import Any
 
 import home_model
 from host_calls import Host
-from host_model import NICS, Model
+from host_model import NICS, Model, Switch
 from hypothesis import strategies as st
 from hypothesis.stateful import RuleBasedStateMachine
 
@@ -37,19 +39,20 @@ atexit.register(os.unlink, file.name)
 os.environ["VSWITCH_HOST_INIT"] = file.name
 
 
-def handed_out(call, *arguments, length) -> tuple[int, bytes]:
+def handed_out(call: Callable[..., int], *arguments: Any, length: Callable[[int], int]) -> tuple[int, bytes]:
     """The status of a call that returns a record, and the record, whose length follows from its address."""
     result = ctypes.c_void_p()
     status = call(*arguments, ctypes.addressof(result))
     if status != 0:
         assert result.value is None
         return status, b""
-    data = ctypes.string_at(result.value, length(result.value))
+    address = result.value or 0
+    data = ctypes.string_at(address, length(address))
     host.VSQEL_FreeMemory(result)
     return status, data
 
 
-def handed_out_with_length(call, *arguments) -> tuple[int, bytes]:
+def handed_out_with_length(call: Callable[..., int], *arguments: Any) -> tuple[int, bytes]:
     """The same for a call that returns the length beside the record; nothing is a null pointer."""
     result, size = ctypes.c_void_p(), ctypes.c_int()
     status = call(*arguments, ctypes.addressof(result), ctypes.addressof(size))
@@ -60,25 +63,25 @@ def handed_out_with_length(call, *arguments) -> tuple[int, bytes]:
     return status, data
 
 
-def counted(header: int, position: int, size: int):
+def counted(header: int, position: int, size: int) -> Callable[[int], int]:
     """The length of a record of elements behind a header, which has their number at that position."""
     return lambda address: header + size * ctypes.c_uint32.from_address(address + position).value
 
 
-def memory(data: bytes):
+def memory(data: bytes) -> ctypes.Array[ctypes.c_char]:
     """Exactly as long as the data, so that what reads beyond them is found where memory is checked."""
     return ctypes.create_string_buffer(data, max(len(data), 1))
 
 
 class Machine(RuleBasedStateMachine):
-    def __init__(self):
+    def __init__(self) -> None:
         super().__init__()
         self.model = Model(home_model.home())
-        self.portset_names = set()
-        self.numbers = set()
+        self.portset_names: set[str] = set()
+        self.numbers: set[int] = set()
         self.turn = 0
 
-    def teardown(self):
+    def teardown(self) -> None:
         close_host()
 
     def expect(self, allowed: set[str], status: int) -> bool:
@@ -87,7 +90,7 @@ class Machine(RuleBasedStateMachine):
         assert host.status(status) in allowed, f"{host.status(status)} instead of {allowed}"
         return status == 0
 
-    def existing(self, pick: int, alias: str, is_wanted=lambda switch: True) -> str:
+    def existing(self, pick: int, alias: str, is_wanted: Callable[[Switch], object] = lambda switch: True) -> str:
         """Mostly a switch that exists (a wanted one, if there is one), else the alias."""
         wanted = [name for name, switch in self.model.switches.items() if is_wanted(switch)]
         switches = wanted or list(self.model.switches)
@@ -118,7 +121,7 @@ class Machine(RuleBasedStateMachine):
             switch.portset_name = name
         assert name == switch.portset_name, "it gets the same name again"
 
-    def learn_numbers(self, switch) -> None:
+    def learn_numbers(self, switch: Switch) -> None:
         for dvport_id, port in switch.ports.items():
             result = ctypes.c_uint32()
             status = host.VSDVS_DvPortIDToPortID(switch.alias.encode(), dvport_id.encode(), ctypes.addressof(result))

@@ -9,6 +9,7 @@ import itertools
 import os
 import sys
 import time
+from collections.abc import Callable
 
 from host_calls import Host
 from ready_arguments import HNQQuery
@@ -41,9 +42,9 @@ def write(host: Host, writer: int, number: int) -> int:
     if is_about_the_port(number):
         change = host.VSDVS_AddDVPort if makes_the_port(number) else host.VSDVS_RemoveDVPort
         arguments = (number,) if makes_the_port(number) else ()
-        return change(ALIAS, b"writer-%d" % writer, *arguments)
+        return int(change(ALIAS, b"writer-%d" % writer, *arguments))
     value = ctypes.create_string_buffer(value_of(number), VALUE_SIZE)
-    return host.VSDVS_SetGlobProp(ALIAS, property_name(writer, number), value, VALUE_SIZE, None, 1)
+    return int(host.VSDVS_SetGlobProp(ALIAS, property_name(writer, number), value, VALUE_SIZE, None, 1))
 
 
 def last_acknowledged(log_path: str) -> int:
@@ -68,7 +69,7 @@ def check(host: Host, writer: int, acknowledged: int) -> None:
         if number % SLOTS == pending % SLOTS:
             admitted.append(value_of(pending))
         if stored_value(host, writer, number) not in admitted:
-            sys.exit(f"write {number} of writer {writer} is lost: {stored_value(host, writer, number)}")
+            sys.exit(f"write {number} of writer {writer} is lost: {stored_value(host, writer, number)!r}")
     made = acknowledged // SLOTS % 2 == 1
     exists = host.DVPortExist(ALIAS, b"writer-%d" % writer) == 1
     if exists != made and not is_about_the_port(pending):
@@ -78,7 +79,7 @@ def check(host: Host, writer: int, acknowledged: int) -> None:
 def main(writer: int, log_path: str, mode: str = "write") -> None:
     log = os.open(log_path, os.O_WRONLY | os.O_APPEND | os.O_CREAT)
 
-    def timed(number: int, call) -> str:
+    def timed(number: int, call: Callable[..., int]) -> str:
         began = time.monotonic_ns()
         status = host.status(call())
         took = time.monotonic_ns() - began
@@ -88,7 +89,7 @@ def main(writer: int, log_path: str, mode: str = "write") -> None:
     host = Host()
     acknowledged = last_acknowledged(log_path)
     mtu = ctypes.c_uint32()
-    if timed(0, lambda: host.VSDVS_GetMTU(ALIAS, ctypes.addressof(mtu))) != "QEL_OK":
+    if timed(0, lambda: int(host.VSDVS_GetMTU(ALIAS, ctypes.addressof(mtu)))) != "QEL_OK":
         sys.exit("the host does not open")
     check(host, writer, acknowledged)
     if mode == "check":

@@ -1,6 +1,7 @@
 """The switch that the host of the model boots with. It has what no call can make: clients, learned addresses, LAGs."""
 
 import json
+from typing import Any
 
 import _libvswitch as m
 from host_model import NICS, Port, Switch
@@ -28,12 +29,17 @@ def mac_text(mac: bytes) -> str:
     return ":".join(f"{byte:02x}" for byte in mac)
 
 
-def learnt_at(name: str) -> list[dict]:
-    return [
-        {"mac": mac_text(key.mac), "vlan": key.vlan, **({"aging": False} if age is None else {"age": age})}
+def timing(age: int | None) -> dict[str, Any]:
+    return {"aging": False} if age is None else {"age": age}
+
+
+def learnt_at(name: str) -> list[dict[str, Any]]:
+    found: list[dict[str, Any]] = [
+        {"mac": mac_text(key.mac), "vlan": key.vlan} | timing(age)
         for key, (place, age) in LEARNT.items()
         if place == name
     ]
+    return found
 
 
 def description() -> str:

@@ -4,6 +4,8 @@ import ctypes
 import os
 import re
 import traceback
+from collections.abc import Callable
+from typing import TYPE_CHECKING, Any
 
 import workspace
 
@@ -40,18 +42,19 @@ RELEASING = {"VSQEL_FreeMemory", "VSDVS_FreeMemory", "DVSQEL_DataFree", "DVSData
 
 
 class Parameter:
-    def __init__(self, declaration: str):
-        spelled, self.name = re.fullmatch(r"(.*?[ *])(\w+)", declaration).groups()
+    def __init__(self, declaration: str) -> None:
+        ((spelled, name),) = re.findall(r"^(.*?[ *])(\w+)$", declaration)
+        self.name: str = name
         self.type = spelled.strip()
         self.is_pointer = self.type.endswith("*") or self.type in HANDLES | CALLBACKS
         self.is_text = self.type == "char const *"
 
-    def native(self):
+    def native(self) -> Any:
         return ctypes.c_void_p if self.is_pointer else scalar(self.type)
 
 
 class Prototype:
-    def __init__(self, header: str, match: re.Match):
+    def __init__(self, header: str, match: re.Match[str]) -> None:
         self.header = header
         self.name = match["name"]
         self.result = match["result"].strip()
@@ -64,7 +67,7 @@ class Prototype:
         return [position for position, parameter in enumerate(self.parameters) if parameter.is_pointer]
 
 
-def scalar(name: str):
+def scalar(name: str) -> Any:
     return ctypes.c_int if name in ENUMERATIONS else SCALARS[name]
 
 
@@ -81,7 +84,10 @@ def prototypes() -> dict[str, Prototype]:
 class Host:
     """The functions as attributes. Texts are bytes, other pointers what ctypes takes for one."""
 
-    def __init__(self):
+    if TYPE_CHECKING:
+        def __getattr__(self, name: str) -> Any: ...
+
+    def __init__(self) -> None:
         folder = workspace.BUILD / "host"
         self.libraries = [ctypes.CDLL(str(folder / library), mode=ctypes.RTLD_GLOBAL) for library in LIBRARIES]
         for prototype in prototypes().values():
@@ -90,7 +96,7 @@ class Host:
             function.restype = self._result(prototype.result)
             setattr(self, prototype.name, function)
 
-    def _find(self, name: str):
+    def _find(self, name: str) -> Any:
         for library in self.libraries:
             try:
                 return getattr(library, name)
@@ -99,7 +105,7 @@ class Host:
         raise AttributeError(name)
 
     @staticmethod
-    def _result(name: str):
+    def _result(name: str) -> Any:
         if name == "void":
             return None
         if name == "char const *":
@@ -107,11 +113,11 @@ class Host:
         return ctypes.c_void_p if name in HANDLES else scalar(name)
 
     def status(self, number: int) -> str:
-        name = self.QEL_ReturnStatusToString(number)
+        name: bytes | None = self.QEL_ReturnStatusToString(number)
         return name.decode() if name else f"no status: {number}"
 
 
-def isolated(body) -> tuple[int | None, str]:
+def isolated(body: Callable[[], str]) -> tuple[int | None, str]:
     """Runs the body in a forked process; gives the signal that ended it, if one did, and the text it returned. A host
     in memory is copied by the fork, so what the body does to it is not seen here."""
     reader, writer = os.pipe()

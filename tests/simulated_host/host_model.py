@@ -10,9 +10,9 @@ import mirror_model
 import vlan_model
 from image_model import ImageModel
 from lag_model import Lag, LagModel
-from mac_model import GlobalLearning, MacEntry, MacKey, MacModel
+from mac_model import GlobalLearning, MacEntry, MacKey
 from mirror_model import MirrorModel
-from property_model import NOT_FOUND, OK, Known, Property, PropertyModel, limited, number, outside, refused
+from property_model import NOT_FOUND, OK, Known, Property, limited, number, outside, refused
 from vlan_model import VlanModel
 
 MOST_SWITCHES, MOST_PORTS, MOST_UPLINKS = 128, 8192, 32
@@ -23,7 +23,7 @@ NICS = {"nic0": True, "nic1": True, "nic2": False, "nic3": False, "nic4": True, 
 
 def is_version(version: int) -> bool:
     """Of the state format, or of the switch implementation."""
-    return (
+    return bool(
         m.DVS_VERSION_60 <= version <= m.DVS_VERSION_70
         or m.VS_QBR_HNQ_VERSION_10 <= version <= m.VS_QBRT_ON_DVS70_VERSION
     )
@@ -36,7 +36,7 @@ CORE = {
         lambda model, switch: number(0),
         limited(outside(m.VS_MCAST_FILTER_MODE_LEGACY, m.VS_MCAST_FILTER_MODE_MLD)),
     ),
-    m.QEL_HNQPROP_SWITCH_ALIAS: Known("global", lambda model, switch: switch.alias.encode()),
+    m.QEL_HNQPROP_SWITCH_ALIAS: Known("global", lambda model, switch: bytes(switch.alias.encode())),
     m.QEL_HNQPROP_SWITCH_VERSION: Known("global", lambda model, switch: number(switch.version)),
     m.QEL_HNQPROP_PORT_CONNECTID: Known("port", lambda model, switch: number(0), limited(outside(0, 2**32 - 1))),
 }
@@ -87,10 +87,10 @@ class Switch:
         return any(port.client_mac is not None for port in self.ports.values())
 
 
-class Model(PropertyModel, MacModel, VlanModel, MirrorModel, LagModel, ImageModel):
+class Model(VlanModel, MirrorModel, LagModel, ImageModel):
     known = {**CORE, **mac_model.KNOWN, **vlan_model.KNOWN, **mirror_model.KNOWN}
 
-    def __init__(self, home: Switch):
+    def __init__(self, home: Switch) -> None:
         self.switches: dict[str, Switch] = {home.alias: home}
         self.learning = GlobalLearning()
         self.bound: dict[str, tuple[str, str]] = {}  # NIC to alias and uplink port
@@ -103,7 +103,10 @@ class Model(PropertyModel, MacModel, VlanModel, MirrorModel, LagModel, ImageMode
     def is_taken(self, alias: str, switch_id: str) -> bool:
         return alias in self.switches or any(s.switch_id == switch_id for s in self.switches.values())
 
-    def create(self, alias, switch_id, max_ports, persistent, mtu, version, flags, class_name="") -> set[str]:
+    def create(
+        self, alias: str, switch_id: str, max_ports: int, persistent: bool, mtu: int, version: int, flags: int,
+        class_name: str = "",
+    ) -> set[str]:
         refusals = refused(
             QEL_EXISTS=self.is_taken(alias, switch_id),
             QEL_MODULE_NOT_FOUND=class_name not in ("", m.PS_CLASS_NAME),
@@ -120,7 +123,7 @@ class Model(PropertyModel, MacModel, VlanModel, MirrorModel, LagModel, ImageMode
             self.switches[alias] = switch
         return refusals
 
-    def destroy(self, alias) -> set[str]:
+    def destroy(self, alias: str) -> set[str]:
         if alias not in self.switches:
             return NOT_FOUND
         if self.switches[alias].has_clients():
@@ -130,18 +133,18 @@ class Model(PropertyModel, MacModel, VlanModel, MirrorModel, LagModel, ImageMode
         del self.switches[alias]
         return OK
 
-    def add_state(self, alias, switch_id, max_ports, version) -> set[str]:
+    def add_state(self, alias: str, switch_id: str, max_ports: int, version: int) -> set[str]:
         statuses = self.create(alias, switch_id, max_ports, True, 0, version, 0)
         if statuses == OK:
             self.switches[alias].has_portset = False
         return statuses
 
-    def remove_state(self, alias) -> set[str]:
+    def remove_state(self, alias: str) -> set[str]:
         if alias in self.switches and self.switches[alias].has_portset:
             return {"QEL_BUSY"}
         return self.destroy(alias)
 
-    def set_portset(self, alias, wanted: bool) -> set[str]:
+    def set_portset(self, alias: str, wanted: bool) -> set[str]:
         if alias not in self.switches:
             return NOT_FOUND
         switch = self.switches[alias]
@@ -152,7 +155,7 @@ class Model(PropertyModel, MacModel, VlanModel, MirrorModel, LagModel, ImageMode
         switch.has_portset = wanted
         return OK
 
-    def set_version(self, alias, version) -> set[str]:
+    def set_version(self, alias: str, version: int) -> set[str]:
         known = is_version(version)
         switch = self.switches.get(alias)
         statuses = refused(
@@ -161,10 +164,11 @@ class Model(PropertyModel, MacModel, VlanModel, MirrorModel, LagModel, ImageMode
             QEL_VERSION_MISMATCH_MAJOR=known and switch is not None and version < switch.version,
         )
         if statuses == OK:
+            assert switch
             switch.version = version
         return statuses
 
-    def set_max_ports(self, alias, max_ports) -> set[str]:
+    def set_max_ports(self, alias: str, max_ports: int) -> set[str]:
         switch = self.switches.get(alias)
         statuses = refused(
             QEL_NOT_FOUND=switch is None,
@@ -173,15 +177,16 @@ class Model(PropertyModel, MacModel, VlanModel, MirrorModel, LagModel, ImageMode
             QEL_BUSY=switch is not None and max_ports < len(switch.ports),
         )
         if statuses == OK:
+            assert switch
             switch.max_ports = max_ports
         return statuses
 
     def running(self, name: str) -> Switch | None:
         """The switch that a name stands for, of those with a port set."""
         running = [switch for switch in self.switches.values() if switch.has_portset]
-        for key in (lambda s: s.alias, lambda s: s.portset_name, lambda s: s.switch_id):
+        for key in ("alias", "portset_name", "switch_id"):
             for switch in running:
-                if key(switch) == name:
+                if getattr(switch, key) == name:
                     return switch
         return None
 
@@ -199,7 +204,7 @@ class Model(PropertyModel, MacModel, VlanModel, MirrorModel, LagModel, ImageMode
 
     # ---- ports ----
 
-    def add_port(self, alias, dvport_id, connect_id=0, external_id=None) -> set[str]:
+    def add_port(self, alias: str, dvport_id: str, connect_id: int = 0, external_id: str | None = None) -> set[str]:
         if alias not in self.switches:
             return NOT_FOUND
         switch = self.switches[alias]
@@ -215,7 +220,7 @@ class Model(PropertyModel, MacModel, VlanModel, MirrorModel, LagModel, ImageMode
             switch.ports[dvport_id] = port
         return statuses
 
-    def remove_port(self, alias, dvport_id) -> set[str]:
+    def remove_port(self, alias: str, dvport_id: str) -> set[str]:
         if alias not in self.switches or dvport_id not in self.switches[alias].ports:
             return NOT_FOUND
         switch = self.switches[alias]
@@ -238,13 +243,13 @@ class Model(PropertyModel, MacModel, VlanModel, MirrorModel, LagModel, ImageMode
         if self.bound.get(uplink) == (alias, uplink):
             del self.bound[uplink]
 
-    def add_uplink(self, alias, uplink) -> set[str]:
+    def add_uplink(self, alias: str, uplink: str) -> set[str]:
         if alias not in self.switches:
             return NOT_FOUND
         switch = self.switches[alias]
         return self.set_uplinks(alias, [*switch.uplinks, uplink], None)
 
-    def set_uplinks(self, alias, names: list[str], dvport_ids: list[str] | None) -> set[str]:
+    def set_uplinks(self, alias: str, names: list[str], dvport_ids: list[str] | None) -> set[str]:
         """Only where the wanted identifiers are empty or those of no uplink port: see the callers."""
         if alias not in self.switches:
             return NOT_FOUND
@@ -297,12 +302,12 @@ class Model(PropertyModel, MacModel, VlanModel, MirrorModel, LagModel, ImageMode
             counter += 1
         return f"uplink-{counter}"
 
-    def remove_uplink(self, alias, uplink) -> set[str]:
+    def remove_uplink(self, alias: str, uplink: str) -> set[str]:
         if alias not in self.switches or uplink not in self.switches[alias].uplinks:
             return NOT_FOUND
         return self.set_uplinks(alias, [name for name in self.switches[alias].uplinks if name != uplink], None)
 
-    def set_admin_state(self, switch: Switch | None, uplink, up: bool) -> set[str]:
+    def set_admin_state(self, switch: Switch | None, uplink: str, up: bool) -> set[str]:
         if switch is None or uplink not in switch.uplinks:
             return NOT_FOUND
         if self.bound.get(uplink) != (switch.alias, uplink):
@@ -310,12 +315,12 @@ class Model(PropertyModel, MacModel, VlanModel, MirrorModel, LagModel, ImageMode
         self.admin_up[uplink] = up
         return OK
 
-    def link_is_up(self, switch: Switch, uplink) -> bool:
+    def link_is_up(self, switch: Switch, uplink: str) -> bool:
         return self.bound.get(uplink) == (switch.alias, uplink) and NICS[uplink] and self.admin_up[uplink]
 
     # ---- teaming ----
 
-    def set_team(self, alias, active: list[str], standby: list[str]) -> set[str]:
+    def set_team(self, alias: str, active: list[str], standby: list[str]) -> set[str]:
         if alias not in self.switches:
             return NOT_FOUND
         switch = self.switches[alias]

@@ -15,7 +15,7 @@ TEXTS = {"too long": b"x" * 5000, "no UTF-8": b"\xff\xfe\x80name"}
 def state(host: Host) -> bytes:
     image, length = ctypes.c_void_p(), ctypes.c_int()
     assert host.DVSQEL_StateGet(ctypes.addressof(image), ctypes.addressof(length)) == 0
-    content = ctypes.string_at(image.value, length.value)
+    content = ctypes.string_at(image.value or 0, length.value)
     host.DVSQEL_DataFree(image.value)
     return content
 
@@ -39,7 +39,7 @@ def main(names: list[str]) -> None:
             if not parameter.is_text:
                 continue
             for kind, text in TEXTS.items():
-                ended_by, answer = isolated(lambda p=position, t=text: attempt(prototype, p, t))
+                ended_by, answer = isolated(lambda: attempt(prototype, position, text))  # noqa: B023 - it is over when this is
                 result, _, unchanged = answer.partition(" ")
                 print(json.dumps({"function": name, "argument": parameter.name, "kind": kind, "signal": ended_by,
                                   "result": result, "unchanged": unchanged == "True"}))

@@ -2,6 +2,7 @@
 
 import struct
 import zlib
+from collections.abc import Callable
 
 from base_machine import FREE, Machine, handed_out_with_length, host, memory
 from hypothesis import strategies as st
@@ -22,12 +23,12 @@ NO_SWITCHES = sealed(b"\xa2\x67content\x65state\x68switches\x80")
 
 
 class ImageMachine(Machine):
-    def __init__(self):
+    def __init__(self) -> None:
         super().__init__()
-        self.images: list[Image] = []
+        self.images: list[tuple[bool, Image]] = []
 
     @rule(persistent=st.booleans(), place=st.integers(0, MOST_IMAGES - 1))
-    def take_image(self, persistent, place):
+    def take_image(self, persistent: bool, place: int) -> None:
         call = host.DVSQEL_PersistentStateGet if persistent else host.DVSQEL_StateGet
         status, data = handed_out_with_length(call)
         self.expect({"QEL_OK"}, status)
@@ -36,9 +37,9 @@ class ImageMachine(Machine):
         self.images[place : place + 1] = [(persistent, self.model.take_image(data, persistent))]
 
     # Often enough to matter, and so seldom that the other rules have a state to work on.
-    @precondition(lambda self: self.images)
+    @precondition(lambda self: bool(self.images))
     @rule(which=st.integers(0, MOST_IMAGES - 1), chance=st.integers(0, 1))
-    def read_image(self, which, chance):
+    def read_image(self, which: int, chance: int) -> None:
         if chance:
             return
         persistent, image = self.images[which % len(self.images)]
@@ -51,7 +52,7 @@ class ImageMachine(Machine):
 
     @precondition(lambda self: any(persistent for persistent, _ in self.images))
     @rule(which=st.integers(0, MOST_IMAGES - 1), chance=st.integers(0, 2))
-    def merge_image(self, which, chance):
+    def merge_image(self, which: int, chance: int) -> None:
         if chance:
             return
         found = [image for persistent, image in self.images if persistent]
@@ -61,11 +62,11 @@ class ImageMachine(Machine):
             self.same_after_reading()
 
     @rule(chance=st.integers(0, 7))
-    def load_config(self, chance):
+    def load_config(self, chance: int) -> None:
         if chance == 0:
             self.expect(self.model.load_config(), host.DVSLoadConfig())
 
-    @precondition(lambda self: self.images)
+    @precondition(lambda self: bool(self.images))
     @rule(
         which=st.integers(0, MOST_IMAGES - 1),
         place=st.integers(0, 2**16),
@@ -73,7 +74,7 @@ class ImageMachine(Machine):
         kind=st.sampled_from(["bit", "bit", "short", "long", "newer", "none", "negative", "no switches"]),
         merge=st.booleans(),
     )
-    def read_wrong_image(self, which, place, bit, kind, merge):
+    def read_wrong_image(self, which: int, place: int, bit: int, kind: str, merge: bool) -> None:
         data = self.images[which % len(self.images)][1].data
         size = None
         if kind == "bit":
@@ -90,14 +91,14 @@ class ImageMachine(Machine):
         elif kind == "newer":
             data, allowed = sealed(data[20:], 2), "QEL_VERSION_MISMATCH_MAJOR"
         elif kind == "none":
-            data, size, allowed = None, len(data), "QEL_BAD_PARAM"
+            allowed = "QEL_BAD_PARAM"
         elif kind == "negative":
             size, allowed = -1, "QEL_BAD_PARAM"
         else:
             # The first switch of the host has clients.
             data, allowed = NO_SWITCHES, "QEL_OK" if merge else "QEL_BUSY"
         call = host.DVSState_ConfigDeserialize if merge else host.DVSQEL_StateInit
-        self.expect({allowed}, call(memory(data) if data is not None else None, len(data) if size is None else size))
+        self.expect({allowed}, call(memory(data) if kind != "none" else None, len(data) if size is None else size))
 
     def same_after_reading(self) -> None:
         """What the host gives by itself, and every value in effect."""
@@ -112,7 +113,9 @@ class ImageMachine(Machine):
                     if name in FREE or self.model.known[name].scope == "port":
                         self.same_value(host.DVSQEL_PortDataGet, "port", name, alias, dvport_id)
 
-    def same_value(self, call, scope: str, name: str, alias: str, dvport_id: str | None = None) -> None:
+    def same_value(
+        self, call: Callable[..., int], scope: str, name: str, alias: str, dvport_id: str | None = None
+    ) -> None:
         place = [alias.encode()] + ([dvport_id.encode()] if dvport_id else [])
         status, data = handed_out_with_length(call, *place, name.encode())
         allowed, value = self.model.get_property(alias, scope, dvport_id, name)

@@ -1,19 +1,39 @@
 """State images in the model: what an image holds of the switches, and what the switches are after it was read."""
 
+from __future__ import annotations
+
+import abc
 import copy
 import dataclasses
+from typing import TYPE_CHECKING
+
+from mac_model import MacModel
+
+if TYPE_CHECKING:
+    from host_model import Switch
 
 
 @dataclasses.dataclass
 class Image:
     data: bytes
     # As they were.
-    switches: list
+    switches: list[Switch]
     # The uplink ports with a NIC behind them, by switch identifier.
     bound: dict[str, list[str]]
 
 
-class ImageModel:
+class ImageModel(MacModel, abc.ABC):
+    bound: dict[str, tuple[str, str]]
+
+    @abc.abstractmethod
+    def destroy(self, alias: str) -> set[str]: ...
+
+    @abc.abstractmethod
+    def bind(self, alias: str, uplink: str) -> None: ...
+
+    @abc.abstractmethod
+    def unbind(self, alias: str, uplink: str) -> None: ...
+
     def take_image(self, data: bytes, persistent_only: bool) -> Image:
         wanted = [switch for switch in self.switches.values() if switch.persistent or not persistent_only]
         switches = copy.deepcopy(wanted)
@@ -74,7 +94,7 @@ class ImageModel:
                 if uplink not in self.bound:
                     self.bind(switch.alias, uplink)
 
-    def taken_over(self, switch, wanted):
+    def taken_over(self, switch: Switch, wanted: Switch) -> Switch:
         """What the host has by itself stays; the rest is what the image says."""
         wanted.portset_name, wanted.lags, wanted.macs = switch.portset_name, switch.lags, switch.macs
         for name, port in wanted.ports.items():

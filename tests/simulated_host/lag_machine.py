@@ -5,6 +5,7 @@ import struct
 
 import _libvswitch as m
 from base_machine import Machine, handed_out, host
+from host_model import Switch
 
 STATUS = struct.Struct("<II68sQI")
 NAME_SIZE = 32
@@ -18,7 +19,7 @@ def table_length(address: int) -> int:
 
 
 class LagMachine(Machine):
-    def same_lags(self, switch) -> None:
+    def same_lags(self, switch: Switch) -> None:
         if not switch.has_portset:
             return
         status, data = handed_out(host.VSQEL_GetLAGTable, switch.alias.encode(), length=table_length)
@@ -33,7 +34,7 @@ class LagMachine(Machine):
         for uplink in [*switch.uplinks, "none"]:
             state = ctypes.c_int()
             status = host.VSQEL_GetUplinkLACPLinkState(switch.alias.encode(), uplink.encode(), ctypes.addressof(state))
-            allowed, is_up = self.model.lacp_link_state(switch, uplink)
+            allowed, lacp_is_up = self.model.lacp_link_state(switch, uplink)
             assert host.status(status) in allowed
-            if is_up is not None:
-                assert state.value == (m.QEL_LINK_STATE_UP if is_up else m.QEL_LINK_STATE_DOWN)
+            if lacp_is_up is not None:
+                assert state.value == (m.QEL_LINK_STATE_UP if lacp_is_up else m.QEL_LINK_STATE_DOWN)

@@ -1,11 +1,19 @@
 """MAC tables and learning settings in the model. Nothing is learned here (no traffic): what was learned comes from the
 boot description, at a clock that stands."""
 
+from __future__ import annotations
+
+import abc
 import dataclasses
 import struct
+from collections.abc import Callable
+from typing import TYPE_CHECKING, Any
 
 import _libvswitch as m
-from property_model import NOT_FOUND, OK, Known, limited, refused
+from property_model import NOT_FOUND, OK, Known, PropertyModel, limited, refused
+
+if TYPE_CHECKING:
+    from host_model import Port, Switch
 
 STATIC, USER, LEARNED, ALL = (
     m.VS_MAC_ADDR_TYPE_STATIC,
@@ -54,14 +62,14 @@ def policy_bytes(learning: bool, flooding: bool, limit: int, at_limit: int) -> b
     return struct.pack("<BBII", learning, flooding, limit, at_limit)
 
 
-def learning_refusals(model, switch, dvport_id, data: bytes) -> set[str]:
+def learning_refusals(model: Any, switch: Switch, dvport_id: str, data: bytes) -> set[str]:
     if len(data) != 8:
         return {"QEL_BAD_PARAM"}
     aging, limit = struct.unpack("<II", data)
     return refused(QEL_BAD_PARAM=aging > LONGEST_AGING, QEL_LIMIT_EXCEEDED=limit > MOST_OF_SWITCH)
 
 
-def management_refusals(model, switch, dvport_id, data: bytes) -> set[str]:
+def management_refusals(model: Any, switch: Switch, dvport_id: str, data: bytes) -> set[str]:
     if len(data) != 11:
         return {"QEL_BAD_PARAM"}
     limit, at_limit = struct.unpack_from("<II", data, 3)
@@ -92,41 +100,47 @@ KNOWN = {
 }
 
 
-class MacModel:
+class MacModel(PropertyModel, abc.ABC):
+    @abc.abstractmethod
+    def link_is_up(self, switch: Switch, uplink: str) -> bool: ...
+
+    @abc.abstractmethod
+    def access_vlan(self, switch: Switch, dvport_id: str) -> int: ...
+
     """Of a switch that is None no call finds anything: see running()."""
 
-    def set_global_learning(self, aging, limit, learn_static, static_allowed) -> set[str]:
+    def set_global_learning(self, aging: int, limit: int, learn_static: bool, static_allowed: bool) -> set[str]:
         statuses = refused(QEL_BAD_PARAM=aging > LONGEST_AGING, QEL_LIMIT_EXCEEDED=limit > MOST_OF_SWITCH)
         if statuses == OK:
             self.learning = GlobalLearning(aging, limit, bool(learn_static), bool(static_allowed))
         return statuses
 
-    def set_port_learning(self, alias, dvport_id, policy: bytes) -> set[str]:
+    def set_port_learning(self, alias: str, dvport_id: str, policy: bytes) -> set[str]:
         statuses, _, _ = self.place(alias, "port", dvport_id, m.VSPROP_PORT_MAC_MANAGEMENT)
         if statuses != OK:
             return statuses
         former = self.in_effect(self.switches[alias], m.VSPROP_PORT_MAC_MANAGEMENT, dvport_id)
         return self.set_port_value(alias, dvport_id, m.VSPROP_PORT_MAC_MANAGEMENT, former[:1] + policy)
 
-    def static_allowed(self, switch) -> bool:
+    def static_allowed(self, switch: Switch) -> bool:
         return self.in_effect(switch, m.VSPROP_SWITCH_STATIC_MAC_ALLOW) != b"\0"
 
-    def learns_static(self, switch) -> bool:
+    def learns_static(self, switch: Switch) -> bool:
         return self.in_effect(switch, m.VSPROP_SWITCH_MAC_LEARN_STATIC) != b"\0"
 
-    def learning_policy(self, switch, dvport_id) -> bytes:
+    def learning_policy(self, switch: Switch, dvport_id: str) -> bytes:
         return self.in_effect(switch, m.VSPROP_PORT_MAC_MANAGEMENT, dvport_id)[1:]
 
-    def port_limit(self, switch, dvport_id) -> int:
-        return struct.unpack_from("<I", self.learning_policy(switch, dvport_id), 2)[0]
+    def port_limit(self, switch: Switch, dvport_id: str) -> int:
+        return int.from_bytes(self.learning_policy(switch, dvport_id)[2:6], "little")
 
-    def aging_time(self, switch) -> int:
-        return struct.unpack("<I", self.in_effect(switch, m.VSPROP_SWITCH_MAC_LEARNING)[:4])[0]
+    def aging_time(self, switch: Switch) -> int:
+        return int.from_bytes(self.in_effect(switch, m.VSPROP_SWITCH_MAC_LEARNING)[:4], "little")
 
-    def is_forgotten(self, switch, entry: MacEntry) -> bool:
+    def is_forgotten(self, switch: Switch, entry: MacEntry) -> bool:
         return entry.ages and 0 < self.aging_time(switch) <= entry.age
 
-    def settle_macs(self, switch) -> None:
+    def settle_macs(self, switch: Switch) -> None:
         """What has gone since the last look is gone for good: it has aged, or what it was learned by is not there."""
         for (key, kind), entry in list(switch.macs.items()):
             if kind != LEARNED or entry.dvport_id not in switch.ports:
@@ -143,7 +157,7 @@ class MacModel:
                 del switch.macs[key, kind]
             entry.learned_by = now
 
-    def entries_at(self, switch, dvport_id) -> list[tuple[MacKey, MacEntry]]:
+    def entries_at(self, switch: Switch, dvport_id: str) -> list[tuple[MacKey, MacEntry]]:
         """Those by hand and the learned ones, which count toward the limit of a port."""
         return [
             (key, entry)
@@ -151,7 +165,7 @@ class MacModel:
             if entry.dvport_id == dvport_id and not self.is_forgotten(switch, entry)
         ]
 
-    def mac_table(self, switch, wanted_port) -> list[tuple[MacKey, MacEntry]]:
+    def mac_table(self, switch: Switch, wanted_port: Callable[[str, Port], bool]) -> list[tuple[MacKey, MacEntry]]:
         """The entries at the ports for which the predicate holds, in the order of the tables."""
         found = []
         for name, port in switch.ports.items():
@@ -174,27 +188,28 @@ class MacModel:
             - OK
         )
 
-    def add_mac(self, switch, dvport_id, key: MacKey, kind: int) -> set[str]:
+    def add_mac(self, switch: Switch | None, dvport_id: str, key: MacKey, kind: int) -> set[str]:
         if switch is None or dvport_id not in switch.ports:
             return NOT_FOUND | self.key_refusals(key, kind, (0, USER))
         port = switch.ports[dvport_id]
         limit = self.port_limit(switch, dvport_id)
         if port.uplink is not None and m.VSPROP_PORT_MAC_MANAGEMENT not in port.properties:
             limit = MOST_OF_TEAM
-        makes_way = (key, LEARNED) if not self.learns_static(switch) else None
-        there = [pair for pair in self.entries_at(switch, dvport_id) if (pair[0], pair[1].kind) != makes_way]
+        makes_way = [(key, LEARNED)] if not self.learns_static(switch) else []
+        there = [pair for pair in self.entries_at(switch, dvport_id) if (pair[0], pair[1].kind) not in makes_way]
         statuses = self.key_refusals(key, kind, (0, USER)) | refused(
             QEL_EXISTS=(key, USER) in switch.macs,
             QEL_NO_PERMISSION=not self.static_allowed(switch),
             QEL_LIMIT_EXCEEDED=len(there) >= limit,
         )
         if statuses == OK:
-            switch.macs.pop(makes_way, None)
+            for entry in makes_way:
+                switch.macs.pop(entry, None)
             switch.macs[key, USER] = MacEntry(USER, dvport_id)
             return OK
         return statuses - OK
 
-    def remove_mac(self, switch, dvport_id, key: MacKey, kind: int) -> set[str]:
+    def remove_mac(self, switch: Switch | None, dvport_id: str, key: MacKey, kind: int) -> set[str]:
         refusals = self.key_refusals(key, kind, (0, USER, LEARNED, ALL))
         if switch is None or dvport_id not in switch.ports:
             return NOT_FOUND | refusals
@@ -209,19 +224,19 @@ class MacModel:
         return OK
 
     @staticmethod
-    def forget_macs(switch, gone: set[str]) -> None:
+    def forget_macs(switch: Switch, gone: set[str]) -> None:
         """What is at ports that are gone."""
         for known in [known for known, entry in switch.macs.items() if entry.dvport_id in gone]:
             del switch.macs[known]
 
     @staticmethod
-    def forget_learned(switch, dvport_id: str) -> None:
+    def forget_learned(switch: Switch, dvport_id: str) -> None:
         """As the client of a port does when it goes."""
         for known in [known for known, entry in switch.macs.items() if entry.dvport_id == dvport_id]:
             if known[1] == LEARNED:
                 del switch.macs[known]
 
-    def learning_info(self, switch) -> dict[str, object]:
+    def learning_info(self, switch: Switch) -> dict[str, object]:
         own = [name for name, port in switch.ports.items() if port.uplink is None]
         policies = {name: struct.unpack("<BBII", self.learning_policy(switch, name)) for name in own}
         learning = [name for name, policy in policies.items() if policy[0]]

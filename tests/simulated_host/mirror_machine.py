@@ -3,9 +3,11 @@
 import ctypes
 import dataclasses
 import struct
+from typing import Any
 
 import _libvswitch as m
 from base_machine import Machine, aliases, counted, handed_out, host, memory, picks, ports
+from host_model import Switch
 from hypothesis import strategies as st
 from hypothesis.stateful import precondition, rule
 from mirror_model import (
@@ -52,12 +54,12 @@ WRONG_ENTITIES = [
     entity(6, b""),
 ]
 PREFIX, PREFIX_6 = bytes([0, 32, 0, 0]) + bytes(16), bytes([1, 128, 0, 0]) + bytes(16)
-RULES = [
+RULES: list[tuple[bytes, list[bytes]]] = [
     (RULE.pack(0, 0, 0, 256, 0, 2, 1, 2, 1, m.ACTION_MIRROR), []),
     (RULE.pack(0, 1, 1, 255, HAS_PROTOCOL, 0, 0, 0, 0, m.ACTION_DONT_MIRROR), [PREFIX, PREFIX_6]),
     (RULE.pack(0, 0, 1, 0, HAS_SOURCE_PORTS, 80, 80, 0, 0, m.ACTION_MIRROR), [PREFIX]),
 ]
-WRONG_RULES = [
+WRONG_RULES: list[tuple[bytes, list[bytes]]] = [
     (RULE.pack(0, 0, 0, 256, HAS_PROTOCOL, 0, 0, 0, 0, m.ACTION_MIRROR), []),
     (RULE.pack(0, 0, 0, 0, HAS_SOURCE_PORTS, 2, 1, 0, 0, m.ACTION_MIRROR), []),
     (RULE.pack(0, 0, 0, 0, 4, 0, 0, 2, 1, m.ACTION_MIRROR), []),
@@ -94,7 +96,7 @@ WRONG_HEADERS = [
 
 
 @st.composite
-def sessions(draw, sid):
+def sessions(draw: st.DrawFn, sid: bytes) -> Session:
     kind = draw(st.sampled_from(sorted(KINDS)))
     destinations, sources = (
         draw(st.lists(st.sampled_from([ENTITIES[i] for i in sorted(kinds)]), max_size=2)) for kinds in KINDS[kind]
@@ -121,7 +123,7 @@ def sessions(draw, sid):
 
 
 @st.composite
-def tables(draw) -> bytes:
+def tables(draw: st.DrawFn) -> bytes:
     sids = draw(st.lists(st.sampled_from(SIDS), max_size=2, unique=draw(st.integers(0, 7)) > 0))
     table = Table(draw(st.sampled_from([4, 4, 3, 2, 1])), [draw(sessions(sid)) for sid in sids])
     damage = draw(
@@ -171,22 +173,22 @@ def with_unused(data: bytes) -> bytes:
 
 
 def table_length(address: int) -> int:
-    counts = HEADER.unpack(ctypes.string_at(address, HEADER.size))[2:]
+    counts: tuple[int, ...] = HEADER.unpack(ctypes.string_at(address, HEADER.size))[2:]
     return HEADER.size + sum(n * size for n, size in zip(counts, (SESSION.size, ENTITY_SIZE, RULE.size, PREFIX_SIZE)))
 
 
 class MirrorMachine(Machine):
-    def mirror_place(self, pick, alias, port, dvport_id) -> tuple[str, str]:
+    def mirror_place(self, pick: int, alias: str, port: int, dvport_id: str) -> tuple[str, str]:
         """A port, or with the empty identifier the switch."""
         alias, dvport_id = self.port_of_a_switch(pick, alias, port, dvport_id)
         return alias, "" if port % 3 == 0 else dvport_id
 
-    def mirror_call(self, verb: str, alias: str, dvport_id: str, *arguments) -> int:
+    def mirror_call(self, verb: str, alias: str, dvport_id: str, *arguments: Any) -> int:
         place = dvport_id.encode() if dvport_id else (None, b"")[self.turn % 2]
-        return getattr(host, f"VSDVS_{verb}")(alias.encode(), place, *arguments)
+        return int(getattr(host, f"VSDVS_{verb}")(alias.encode(), place, *arguments))
 
     @rule(pick=picks, alias=aliases, port=picks, dvport_id=ports, data=tables(), append=st.booleans())
-    def write_mirror(self, pick, alias, port, dvport_id, data, append):
+    def write_mirror(self, pick: int, alias: str, port: int, dvport_id: str, data: bytes, append: bool) -> None:
         alias, dvport_id = self.mirror_place(pick, alias, port, dvport_id)
         change, verb = (self.model.append_mirror, "Append") if append else (self.model.set_mirror, "Set")
         status = self.mirror_call(f"{verb}DVMirrorSessions", alias, dvport_id, memory(data))
@@ -208,18 +210,18 @@ class MirrorMachine(Machine):
             for sid in self.model.mirror_sids(switch, place)
         ]
 
-    @precondition(lambda self: self.has_tables())
+    @precondition(lambda self: bool(self.has_tables()))
     @rule(which=st.integers(0, 31), other=st.sampled_from([None] * 6 + SIDS))
-    def remove_mirror(self, which, other):
+    def remove_mirror(self, which: int, other: bytes | None) -> None:
         found = self.with_sessions() or [("a", "", SIDS[0])]
         alias, dvport_id, sid = found[which % len(found)]
         sid = other or sid
         status = self.mirror_call("RemoveDVMirrorSession", alias, dvport_id, sid)
         self.expect(self.model.remove_mirror(alias, dvport_id, sid), status)
 
-    @precondition(lambda self: self.has_tables())
+    @precondition(lambda self: bool(self.has_tables()))
     @rule(pick=picks, alias=aliases, port=picks, dvport_id=ports)
-    def clear_mirror(self, pick, alias, port, dvport_id):
+    def clear_mirror(self, pick: int, alias: str, port: int, dvport_id: str) -> None:
         alias, dvport_id = self.mirror_place(pick, alias, port, dvport_id)
         status = self.mirror_call("ClearDVMirrorSessions", alias, dvport_id)
         if not self.model.has_mirror_place(alias, dvport_id):
@@ -229,7 +231,7 @@ class MirrorMachine(Machine):
 
     # ---- what the host says ----
 
-    def same_mirrors(self, switch) -> None:
+    def same_mirrors(self, switch: Switch) -> None:
         for one in {"", ["", *switch.ports][self.turn % (1 + len(switch.ports))]}:
             place = (switch.alias.encode(), one.encode())
             status, data = handed_out(host.VSDVS_GetDVMirrorSessions, *place, length=table_length)

@@ -1,10 +1,16 @@
 """Mirror session tables in the model: what makes one refused, and which sessions a switch has."""
 
+from __future__ import annotations
+
 import dataclasses
 import struct
+from typing import TYPE_CHECKING, Any
 
 import _libvswitch as m
-from property_model import NOT_FOUND, OK, Known, refused
+from property_model import NOT_FOUND, OK, Known, PropertyModel, refused
+
+if TYPE_CHECKING:
+    from host_model import Switch
 
 MAGIC = m.VS_DVMIRROR_MAGIC_NUM & 0xFFFFFFFF
 VERSIONS = range(m.VS_DVMIRROR_VERSION_V1, m.VS_DVMIRROR_VERSION_V4 + 1)
@@ -84,7 +90,10 @@ def text(field: bytes) -> bytes:
 
 def table_bytes(table: Table, magic: int = MAGIC) -> bytes:
     """As the host puts one together: the runs in the order of the sessions."""
-    sessions, entities, rules, prefixes = [], [], [], []
+    sessions: list[bytes] = []
+    entities: list[bytes] = []
+    rules: list[bytes] = []
+    prefixes: list[bytes] = []
     for session in table.sessions:
         fields = dataclasses.replace(session.fields, first_entity=len(entities), first_rule=len(rules))
         sessions.append(SESSION.pack(*dataclasses.astuple(fields)))
@@ -211,7 +220,7 @@ def header_refusals(data: bytes) -> set[str]:
     )
 
 
-def content_refusals(model, switch, dvport_id, table: Table) -> set[str]:
+def content_refusals(model: Any, switch: Switch, dvport_id: str, table: Table) -> set[str]:
     sids = [text(session.fields.sid) for session in table.sessions]
     refusals = set().union(*(session_refusals(session) for session in table.sessions))
     elsewhere = {sid for port in [None, *switch.ports] if port != dvport_id for sid in model.mirror_sids(switch, port)}
@@ -220,7 +229,7 @@ def content_refusals(model, switch, dvport_id, table: Table) -> set[str]:
     return refusals
 
 
-def table_refusals(model, switch, dvport_id, data: bytes) -> set[str]:
+def table_refusals(model: Any, switch: Switch, dvport_id: str, data: bytes) -> set[str]:
     if len(data) < HEADER.size:
         return {"QEL_BAD_PARAM"}
     refusals = header_refusals(data)
@@ -248,29 +257,29 @@ KNOWN = {
 
 
 def property_of(dvport_id: str) -> str:
-    return m.VSPROP_PORT_MIRROR_SESSIONS if dvport_id else m.VSPROP_SWITCH_UPLINK_MIRROR_SESSIONS
+    return str(m.VSPROP_PORT_MIRROR_SESSIONS if dvport_id else m.VSPROP_SWITCH_UPLINK_MIRROR_SESSIONS)
 
 
-class MirrorModel:
+class MirrorModel(PropertyModel):
     """An empty identifier of a port means the switch."""
 
-    def mirror_table(self, switch, dvport_id) -> bytes:
+    def mirror_table(self, switch: Switch, dvport_id: str) -> bytes:
         return self.in_effect(switch, property_of(dvport_id), dvport_id)
 
-    def mirror_sids(self, switch, dvport_id) -> list[bytes]:
+    def mirror_sids(self, switch: Switch, dvport_id: str) -> list[bytes]:
         return [text(session.fields.sid) for session in read_table(self.mirror_table(switch, dvport_id)).sessions]
 
-    def has_mirror_place(self, alias, dvport_id) -> bool:
+    def has_mirror_place(self, alias: str, dvport_id: str) -> bool:
         return alias in self.switches and (not dvport_id or dvport_id in self.switches[alias].ports)
 
-    def set_mirror(self, alias, dvport_id, data: bytes) -> set[str]:
+    def set_mirror(self, alias: str, dvport_id: str, data: bytes) -> set[str]:
         if not self.has_mirror_place(alias, dvport_id):
             return NOT_FOUND
         if dvport_id:
             return self.set_port_value(alias, dvport_id, m.VSPROP_PORT_MIRROR_SESSIONS, data)
         return self.set_switch_value(alias, m.VSPROP_SWITCH_UPLINK_MIRROR_SESSIONS, data)
 
-    def append_mirror(self, alias, dvport_id, data: bytes) -> set[str]:
+    def append_mirror(self, alias: str, dvport_id: str, data: bytes) -> set[str]:
         if not self.has_mirror_place(alias, dvport_id):
             return NOT_FOUND
         refusals = header_refusals(data)
@@ -282,7 +291,7 @@ class MirrorModel:
         version = max(there.version, added.version) if there.sessions else added.version
         return self.set_mirror(alias, dvport_id, table_bytes(Table(version, there.sessions + added.sessions)))
 
-    def remove_mirror(self, alias, dvport_id, sid: bytes) -> set[str]:
+    def remove_mirror(self, alias: str, dvport_id: str, sid: bytes) -> set[str]:
         if not self.has_mirror_place(alias, dvport_id):
             return NOT_FOUND
         there = read_table(self.mirror_table(self.switches[alias], dvport_id))
@@ -291,11 +300,11 @@ class MirrorModel:
             return NOT_FOUND
         return self.set_mirror(alias, dvport_id, table_bytes(Table(there.version, left)))
 
-    def clear_mirror(self, alias, dvport_id) -> set[str]:
+    def clear_mirror(self, alias: str, dvport_id: str) -> set[str]:
         return self.clear_typed(alias, property_of(dvport_id), dvport_id or None)
 
-    def running_sessions(self, switch) -> list[bytes]:
-        by_number = sorted(switch.ports, key=lambda name: switch.ports[name].number)
+    def running_sessions(self, switch: Switch) -> list[bytes]:
+        by_number = sorted(switch.ports, key=lambda name: switch.ports[name].number or 0)
         tables = [read_table(self.mirror_table(switch, place)) for place in ["", *by_number]]
         return [
             text(session.fields.sid)
@@ -304,7 +313,7 @@ class MirrorModel:
             if not session.fields.flags & m.VS_DVMIRROR_FLAG_DISABLED
         ]
 
-    def session_name(self, switch, sid: bytes) -> bytes | None:
+    def session_name(self, switch: Switch, sid: bytes) -> bytes | None:
         for place in ["", *switch.ports]:
             for session in read_table(self.mirror_table(switch, place)).sessions:
                 if text(session.fields.sid) == sid:

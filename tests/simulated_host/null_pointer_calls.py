@@ -4,12 +4,13 @@ signal that ended the process, the result. Part of test_null_pointers.py."""
 
 import json
 import sys
+from typing import Any
 
 from host_calls import RELEASING, Host, Prototype, isolated, prototypes
 from ready_arguments import ReadyArguments
 
 
-def result_of(host: Host, prototype: Prototype, arguments: list) -> str:
+def result_of(host: Host, prototype: Prototype, arguments: list[Any]) -> str:
     result = getattr(host, prototype.name)(*arguments)
     if prototype.has_status:
         return host.status(result)

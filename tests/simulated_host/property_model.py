@@ -1,8 +1,15 @@
 """The property store of the model: values in two lifetimes, owners, and the rules of the properties that have rules."""
 
+from __future__ import annotations
+
 import dataclasses
 import struct
-from collections.abc import Callable
+from collections.abc import Callable, Iterable
+from typing import TYPE_CHECKING, Any, ClassVar
+
+if TYPE_CHECKING:
+    from host_model import Switch
+
 
 OK = {"QEL_OK"}
 NOT_FOUND = {"QEL_NOT_FOUND"}
@@ -23,17 +30,17 @@ class Known:
 
     scope: str
     # Of the model and the switch.
-    default: Callable
+    default: Callable[..., bytes]
     # The statuses that a value is refused with: of the model, the switch, the port's identifier and the value. Read
     # only without one.
-    refusals: Callable | None = None
+    refusals: Callable[..., set[str]] | None = None
     # Values that suit it.
     samples: list[bytes] = dataclasses.field(default_factory=list)
     # Rules tie it to other properties. No rule says how such a tie meets a volatile value.
     is_tied: bool = False
 
 
-def limited(refuses: Callable[[bytes], bool]) -> Callable:
+def limited(refuses: Callable[[bytes], bool]) -> Callable[..., set[str]]:
     """The refusals of a property whose values depend on nothing else."""
     return lambda model, switch, dvport_id, data: refused(QEL_BAD_PARAM=refuses(data))
 
@@ -50,23 +57,26 @@ class Property:
 
 
 class PropertyModel:
-    known: dict[str, Known] = {}
+    switches: dict[str, Switch]
+    known: ClassVar[dict[str, Known]] = {}
 
-    def place(self, alias, scope, dvport_id, name):
+    def place(self, alias: str, scope: str, dvport_id: str | None, name: str) -> tuple[set[str], dict[Any, Any], Any]:
         """The statuses that the place of a property is refused with, the properties there, and its key."""
         if alias not in self.switches:
             return NOT_FOUND, {}, None
         switch = self.switches[alias]
-        if scope == "port" and dvport_id not in switch.ports:
+        port = switch.ports.get(dvport_id or "")
+        if scope == "port" and port is None:
             return NOT_FOUND, {}, None
         known = self.known.get(name)
         if known and (known.scope == "port") != (scope == "port"):
             return {"QEL_BAD_PARAM"}, {}, None
         if scope == "port":
-            return OK, switch.ports[dvport_id].properties, name
+            assert port
+            return OK, port.properties, name
         return OK, switch.properties, (known.scope if known else scope, name)
 
-    def refusals(self, alias, dvport_id, name, data) -> set[str]:
+    def refusals(self, alias: str, dvport_id: str | None, name: str, data: bytes) -> set[str]:
         """Of the rules of the property, whose place is right."""
         known = self.known.get(name)
         if known is None:
@@ -75,7 +85,10 @@ class PropertyModel:
             return {"QEL_READ_ONLY"}
         return known.refusals(self, self.switches[alias], dvport_id, data) - OK
 
-    def set_property(self, alias, scope, dvport_id, name, data, owner="", persistent=True) -> set[str]:
+    def set_property(
+        self, alias: str, scope: str, dvport_id: str | None, name: str, data: bytes, owner: str = "",
+        persistent: bool = True,
+    ) -> set[str]:
         statuses, properties, key = self.place(alias, scope, dvport_id, name)
         if statuses != OK:
             return statuses
@@ -93,7 +106,9 @@ class PropertyModel:
             stored.volatile = data
         return OK
 
-    def get_property(self, alias, scope, dvport_id, name, owner="", persistent=False) -> tuple[set[str], bytes | None]:
+    def get_property(
+        self, alias: str, scope: str, dvport_id: str | None, name: str, owner: str = "", persistent: bool = False
+    ) -> tuple[set[str], bytes | None]:
         statuses, properties, key = self.place(alias, scope, dvport_id, name)
         if statuses != OK:
             return statuses, None
@@ -107,11 +122,15 @@ class PropertyModel:
             value = self.known[name].default(self, self.switches[alias])
         return (OK, value) if value is not None else (NOT_FOUND, None)
 
-    def in_effect(self, switch, name, dvport_id=None) -> bytes:
+    def in_effect(self, switch: Switch, name: str, dvport_id: str | None = None) -> bytes:
         """The value in effect of a property with rules, of the switch or of a port of it."""
-        return self.get_property(switch.alias, self.known[name].scope, dvport_id, name)[1]
+        value = self.get_property(switch.alias, self.known[name].scope, dvport_id, name)[1]
+        assert value is not None
+        return value
 
-    def clear_property(self, alias, scope, dvport_id, name, owner="", persistent=True) -> set[str]:
+    def clear_property(
+        self, alias: str, scope: str, dvport_id: str | None, name: str, owner: str = "", persistent: bool = True
+    ) -> set[str]:
         statuses, properties, key = self.place(alias, scope, dvport_id, name)
         if statuses != OK:
             return statuses
@@ -133,23 +152,24 @@ class PropertyModel:
                 del properties[key]
         return statuses
 
-    def set_port_value(self, alias, dvport_id, name, data) -> set[str]:
+    def set_port_value(self, alias: str, dvport_id: str | None, name: str, data: bytes) -> set[str]:
         """A typed call: persistent, and of no owner."""
         return self.set_property(alias, "port", dvport_id, name, data)
 
-    def set_switch_value(self, alias, name, data) -> set[str]:
+    def set_switch_value(self, alias: str, name: str, data: bytes) -> set[str]:
         return self.set_property(alias, "global", None, name, data)
 
-    def clear_typed(self, alias, name, dvport_id=None) -> set[str]:
+    def clear_typed(self, alias: str, name: str, dvport_id: str | None = None) -> set[str]:
         return self.clear_property(alias, self.known[name].scope, dvport_id, name)
 
     def forget_volatile(self) -> None:
         self.forget_volatile_of(self.switches.values())
 
     @staticmethod
-    def forget_volatile_of(switches) -> None:
+    def forget_volatile_of(switches: Iterable[Switch]) -> None:
         for switch in switches:
-            for properties in [switch.properties, *(port.properties for port in switch.ports.values())]:
+            stores: list[dict[Any, Property]] = [switch.properties, *(port.properties for port in switch.ports.values())]
+            for properties in stores:
                 for key in list(properties):
                     properties[key].volatile = None
                     if properties[key].persistent is None:

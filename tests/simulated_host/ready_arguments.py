@@ -2,6 +2,7 @@
 large enough, handles of real elements."""
 
 import ctypes
+from typing import Any
 
 import _libvswitch as m
 from host_calls import Host, Parameter, Prototype
@@ -70,9 +71,9 @@ RELEASE = ctypes.CFUNCTYPE(None, ctypes.c_void_p)
 class ReadyArguments:
     """Prepares the host of this process, and gives the arguments of a call."""
 
-    def __init__(self, host: Host):
+    def __init__(self, host: Host) -> None:
         self.host = host
-        self.kept = []
+        self.kept: list[Any] = []
         value = ctypes.create_string_buffer(b"abcd")
         for status in (
             host.VSDVS_SetGlobProp(ALIAS, PROPERTY, value, 4, None, 1),
@@ -94,17 +95,17 @@ class ReadyArguments:
         host.DVSData_Alloc(ctypes.addressof(data), self.allocate, self.release)
         self.data = data.value
 
-    def of(self, prototype: Prototype) -> list:
+    def of(self, prototype: Prototype) -> list[Any]:
         return [self._argument(prototype, parameter) for parameter in prototype.parameters]
 
     def _allocate(self, size: int) -> int:
         return self._keep(ctypes.create_string_buffer(size))
 
-    def _keep(self, memory) -> int:
+    def _keep(self, memory: Any) -> int:
         self.kept.append(memory)
         return ctypes.addressof(memory)
 
-    def _argument(self, prototype: Prototype, parameter: Parameter):
+    def _argument(self, prototype: Prototype, parameter: Parameter) -> Any:
         if not parameter.is_pointer:
             return NUMBERS.get(parameter.name, 0)
         if parameter.is_text:

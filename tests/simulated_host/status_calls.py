@@ -6,6 +6,7 @@ import ctypes
 import pathlib
 import struct
 import sys
+from typing import Any
 
 folder = pathlib.Path(sys.argv[1])
 core, vswitch, dvs = (ctypes.CDLL(str(folder / f"lib{name}.so"), mode=ctypes.RTLD_GLOBAL)
@@ -23,30 +24,31 @@ class HNQQuery(ctypes.Structure):
     _fields_ = [("propLen", ctypes.c_int32), ("propVal", ctypes.c_void_p)]
 
 
-def call(name, *arguments):
+def call(name: str, *arguments: object) -> str:
     library = vswitch if name.startswith("VS") else dvs
-    return dvs.QEL_ReturnStatusToString(getattr(library, name)(*arguments)).decode()
+    text: bytes = dvs.QEL_ReturnStatusToString(getattr(library, name)(*arguments))
+    return text.decode()
 
 
-def expect(status, name, *arguments):
+def expect(status: str, name: str, *arguments: object) -> None:
     got = call(name, *arguments)
     if got != status:
         wrong.append(f"{name}: {got}, not {status}")
 
 
-def pointer():
+def pointer() -> Any:
     return ctypes.byref(ctypes.c_void_p())
 
 
-def number():
+def number() -> Any:
     return ctypes.byref(ctypes.c_int())
 
 
-def mac_entry(vid=0, vni=0):
+def mac_entry(vid: int = 0, vni: int = 0) -> ctypes.Array[ctypes.c_char]:
     return ctypes.create_string_buffer(struct.pack("<6sBIBHI8x", b"\2\0\0\0\0\1", 0, 0, 0, vid, vni), 64)
 
 
-def no_sessions():
+def no_sessions() -> Any:
     table = ctypes.c_void_p()
     expect("QEL_OK", "VSDVS_GetDVMirrorSessions", ALIAS, PORT, ctypes.byref(table))
     return table

@@ -5,6 +5,7 @@ import json
 import os
 import subprocess
 import sys
+from typing import Any
 
 import pytest
 import workspace
@@ -34,7 +35,7 @@ def documented() -> dict[str, set[str]]:
 
 
 @pytest.fixture(scope="module")
-def traced(tmp_path_factory) -> list[dict]:
+def traced(tmp_path_factory: pytest.TempPathFactory) -> list[dict[str, Any]]:
     """The calls of the C++ tests."""
     folder = tmp_path_factory.mktemp("trace")
     environment = dict(os.environ, VSWITCH_HOST_TRACE=str(folder / "calls.jsonl"))
@@ -55,7 +56,7 @@ def traced(tmp_path_factory) -> list[dict]:
 
 
 @pytest.fixture(scope="module")
-def reached(traced) -> dict[str, set[str]]:
+def reached(traced: list[dict[str, Any]]) -> dict[str, set[str]]:
     """The statuses that calls of each function returned."""
     statuses = collections.defaultdict(set)
     for entry in traced:
@@ -63,20 +64,24 @@ def reached(traced) -> dict[str, set[str]]:
     return statuses
 
 
-def test_every_function_reaches_every_status_documented_for_it(documented, reached):
+def test_every_function_reaches_every_status_documented_for_it(
+    documented: dict[str, set[str]], reached: dict[str, set[str]]
+) -> None:
     assert sum(map(len, documented.values())) > 250
     missing = {name: sorted(statuses - reached[name] - EXEMPT.get(name, set()))
                for name, statuses in documented.items()}
     assert {name: statuses for name, statuses in missing.items() if statuses} == {}
 
 
-def test_what_is_exempt_is_documented_and_not_reached(documented, reached):
+def test_what_is_exempt_is_documented_and_not_reached(
+    documented: dict[str, set[str]], reached: dict[str, set[str]]
+) -> None:
     for name, statuses in EXEMPT.items():
         assert statuses <= documented[name]
         assert not statuses & reached[name]
 
 
-def test_the_trace_has_the_arguments_of_every_function(traced):
+def test_the_trace_has_the_arguments_of_every_function(traced: list[dict[str, Any]]) -> None:
     declared = {name: [parameter.name for parameter in prototype.parameters] for name, prototype in prototypes().items()}
     # What gives memory back is traced in one form, whichever call does it.
     declared["DVSQEL_DataFree"] = ["memory"]

@@ -2,12 +2,14 @@
 on without waiting long."""
 
 import os
+import pathlib
 import random
 import signal
 import sqlite3
 import subprocess
 import sys
 import time
+from typing import Any
 
 import pytest
 import workspace
@@ -29,7 +31,7 @@ vs.check(vs.VSDVS_CreateVSwitch("crash", "crash-id", "", 16, 1, 0, 0, 0))
 
 
 class Writer:
-    def __init__(self, number: int, folder):
+    def __init__(self, number: int, folder: pathlib.Path) -> None:
         self.number = number
         self.log = folder / f"writer-{number}.log"
         self.log.touch()
@@ -56,7 +58,7 @@ class Writer:
         deadline = time.monotonic() + 60
         # The first line is about opening the host.
         while self.lines() <= self.known_lines + writes:
-            assert self.process.poll() is None, self.process.stderr.read()
+            assert self.process.poll() is None, self.process.stderr and self.process.stderr.read()
             assert time.monotonic() < deadline, "the writer is stuck"
             time.sleep(0.001)
 
@@ -64,6 +66,7 @@ class Writer:
         self.process.kill()
         killed = time.monotonic_ns()
         self.process.wait()
+        assert self.process.stderr
         # It must not have ended by itself before, with something to say.
         assert self.process.returncode == -signal.SIGKILL, self.process.stderr.read()
         self.process.stderr.close()
@@ -80,7 +83,7 @@ class Writer:
 
 
 @pytest.fixture(scope="module")
-def crashed(tmp_path_factory):
+def crashed(tmp_path_factory: pytest.TempPathFactory) -> tuple[list[Any], pathlib.Path]:
     """The writers after all kills, and the folder of their host."""
     folder = tmp_path_factory.mktemp("crashes")
     made = workspace.run_script(MAKE_SWITCH, VSWITCH_HOST=str(folder / "host.db"))
@@ -112,7 +115,7 @@ def crashed(tmp_path_factory):
 
 
 # Each process has looked for its predecessor's writes before it went on, or it would not have come this far.
-def test_no_acknowledged_write_is_lost(crashed):
+def test_no_acknowledged_write_is_lost(crashed: tuple[list[Any], pathlib.Path]) -> None:
     writers, _ = crashed
     for writer in writers:
         numbers = [entry[0] for entry in writer.writes()]
@@ -120,27 +123,27 @@ def test_no_acknowledged_write_is_lost(crashed):
         writer.check()
 
 
-def test_the_state_file_is_whole(crashed):
+def test_the_state_file_is_whole(crashed: tuple[list[Any], pathlib.Path]) -> None:
     _, folder = crashed
     with sqlite3.connect(folder / "host.db") as database:
         assert database.execute("PRAGMA integrity_check").fetchall() == [("ok",)]
         assert database.execute("PRAGMA foreign_key_check").fetchall() == []
 
 
-def test_the_next_process_works_at_once(crashed):
+def test_the_next_process_works_at_once(crashed: tuple[list[Any], pathlib.Path]) -> None:
     writers, _ = crashed
     openings = [entry[2] for writer in writers for entry in writer.entries() if entry[0] == 0]
     assert len(openings) >= KILLS + WRITERS
     assert max(openings) < SECOND
 
 
-def test_nobody_waits_long(crashed):
+def test_nobody_waits_long(crashed: tuple[list[Any], pathlib.Path]) -> None:
     writers, _ = crashed
     durations = sorted(entry[2] for writer in writers for entry in writer.writes())
     assert durations[len(durations) * 99 // 100] < SECOND // 10
 
 
-def test_nobody_is_left_behind(crashed):
+def test_nobody_is_left_behind(crashed: tuple[list[Any], pathlib.Path]) -> None:
     writers, _ = crashed
     rates = [len(writer.writes()) * SECOND / writer.active for writer in writers]
     assert min(rates) >= sum(rates) / len(rates) / 4, rates

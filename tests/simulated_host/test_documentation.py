@@ -30,7 +30,7 @@ def exported() -> set[str]:
 
 def documented() -> dict[str, list[list[str]]]:
     """The functions in the first columns of the tables of calls: for each the argument lists that stand there."""
-    found = {}
+    found: dict[str, list[list[str]]] = {}
     calls = MANUAL.read_text(encoding="utf-8").split("\n## Calls\n")[1]
     for line in calls.splitlines():
         if not line.startswith("| "):
@@ -40,26 +40,26 @@ def documented() -> dict[str, list[list[str]]]:
     return found
 
 
-def test_the_libraries_export_what_the_headers_declare():
+def test_the_libraries_export_what_the_headers_declare() -> None:
     assert exported() - {"Panic"} == set(prototypes())
 
 
-def test_every_function_is_documented():
+def test_every_function_is_documented() -> None:
     text = MANUAL.read_text(encoding="utf-8")
     missing = exported() - set(documented()) - IN_THE_TEXT
     assert " ".join(sorted(missing)) == ""
     assert [name for name in sorted(IN_THE_TEXT) if f"`{name}" not in text] == []
 
 
-def test_no_other_function_is_documented():
+def test_no_other_function_is_documented() -> None:
     assert sorted(set(documented()) - exported()) == []
 
 
-def test_no_function_is_documented_twice():
+def test_no_function_is_documented_twice() -> None:
     assert [name for name, lists in documented().items() if len(lists) > 1] == []
 
 
-def test_the_arguments_are_those_of_the_headers():
+def test_the_arguments_are_those_of_the_headers() -> None:
     wrong = []
     for name, lists in documented().items():
         if name not in prototypes():
@@ -81,14 +81,14 @@ def unanswered() -> str:
     for name, prototype in prototypes().items():
         nulls = [None if parameter.is_pointer else 0 for parameter in prototype.parameters]
         for arguments in (ready.of(prototype), nulls) if prototype.has_status else ():
-            ended_by, status = isolated(lambda f=getattr(host, name), a=arguments: host.status(f(*a)))
+            ended_by, status = isolated(lambda: host.status(getattr(host, name)(*arguments)))  # noqa: B023 - it is over when this is
             if ended_by is not None or status == "QEL_NOT_IMPLEMENTED":
                 names.append(name)
                 break
     return " ".join(names)
 
 
-def test_every_function_is_implemented():
+def test_every_function_is_implemented() -> None:
     ended_by, names = isolated(unanswered)
     assert ended_by is None
     assert names == ""

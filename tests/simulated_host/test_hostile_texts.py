@@ -5,6 +5,7 @@ import json
 import os
 import subprocess
 import sys
+from typing import Any
 
 import pytest
 import workspace
@@ -15,7 +16,7 @@ FUNCTIONS = [name for name, prototype in prototypes().items() if any(p.is_text f
 
 
 @pytest.fixture(scope="module")
-def outcomes() -> list[dict]:
+def outcomes() -> list[dict[str, Any]]:
     ended = subprocess.run(
         [sys.executable, str(PROGRAM), *FUNCTIONS],
         capture_output=True,
@@ -28,15 +29,15 @@ def outcomes() -> list[dict]:
     return [json.loads(line) for line in ended.stdout.splitlines()]
 
 
-def test_every_function_with_texts_was_called(outcomes):
+def test_every_function_with_texts_was_called(outcomes: Any) -> None:
     assert {call["function"] for call in outcomes} == set(FUNCTIONS)
 
 
-def test_no_text_ends_the_process(outcomes):
+def test_no_text_ends_the_process(outcomes: Any) -> None:
     assert [call for call in outcomes if call["signal"]] == []
 
 
-def test_a_text_longer_than_any_name_is_refused_and_changes_nothing(outcomes):
+def test_a_text_longer_than_any_name_is_refused_and_changes_nothing(outcomes: Any) -> None:
     for call in outcomes:
         if call["kind"] == "too long":
             assert call["unchanged"], call
@@ -46,7 +47,7 @@ def test_a_text_longer_than_any_name_is_refused_and_changes_nothing(outcomes):
                 assert call["result"] == "nothing", call
 
 
-def test_a_text_that_is_no_utf8_gives_a_status(outcomes):
+def test_a_text_that_is_no_utf8_gives_a_status(outcomes: Any) -> None:
     for call in outcomes:
         assert not call["result"].startswith("no status"), call
         if call["result"].startswith("QEL_") and call["result"] != "QEL_OK":

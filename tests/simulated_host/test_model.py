@@ -12,7 +12,7 @@ EXAMPLES, STEPS = 80, 100
 LEAST_CALLS = 5000
 
 
-def test_the_host_behaves_as_the_model():
+def test_the_host_behaves_as_the_model() -> None:
     ended = subprocess.run(
         [sys.executable, str(PROGRAM), str(EXAMPLES), str(STEPS)],
         capture_output=True,

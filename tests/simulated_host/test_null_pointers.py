@@ -6,6 +6,7 @@ import json
 import os
 import subprocess
 import sys
+from typing import Any
 
 import pytest
 import workspace
@@ -41,7 +42,7 @@ HANDLES = {("DVSData_Update", "data"), ("DVSData_Serialize", "data")}
 FUNCTIONS = [name for name, prototype in prototypes().items() if prototype.pointers()]
 
 
-def run_batch(names: list[str]) -> list[dict]:
+def run_batch(names: list[str]) -> list[dict[str, Any]]:
     ended = subprocess.run(
         [sys.executable, str(PROGRAM), *names],
         capture_output=True,
@@ -55,7 +56,7 @@ def run_batch(names: list[str]) -> list[dict]:
 
 
 @pytest.fixture(scope="module")
-def outcomes() -> dict[str, list[dict]]:
+def outcomes() -> dict[str, list[dict[str, Any]]]:
     by_function = collections.defaultdict(list)
     for first in range(BATCHES):
         for outcome in run_batch(FUNCTIONS[first::BATCHES]):
@@ -63,7 +64,7 @@ def outcomes() -> dict[str, list[dict]]:
     return by_function
 
 
-def test_all_functions_with_pointers_were_called(outcomes):
+def test_all_functions_with_pointers_were_called(outcomes: Any) -> None:
     assert sorted(outcomes) == sorted(FUNCTIONS)
     for name, calls in outcomes.items():
         plain = [call for call in calls if not call["claimed"]]
@@ -71,14 +72,14 @@ def test_all_functions_with_pointers_were_called(outcomes):
         assert len(plain) == len(prototypes()[name].pointers()) + 1 + (name not in RELEASING)
 
 
-def test_no_null_pointer_crashes(outcomes):
+def test_no_null_pointer_crashes(outcomes: Any) -> None:
     crashed = [call for calls in outcomes.values() for call in calls if call["signal"] is not None]
     assert crashed == []
     assert [call for calls in outcomes.values() for call in calls if call["result"].startswith("exit")] == []
 
 
 # Else the refusals below could have another reason than the null pointer.
-def test_nothing_is_refused_for_its_pointers_when_none_is_null(outcomes):
+def test_nothing_is_refused_for_its_pointers_when_none_is_null(outcomes: Any) -> None:
     refused = [name for name, calls in outcomes.items() for call in calls if not call["null"] and is_refused(call)]
     assert sorted(refused) == sorted(REFUSED_FOR_THEIR_CONTENT)
 
@@ -92,8 +93,8 @@ REFUSED_FOR_THEIR_CONTENT = {
 }
 
 
-def is_refused(call: dict) -> bool:
-    return call["result"] == "QEL_BAD_PARAM"
+def is_refused(call: dict[str, Any]) -> bool:
+    return bool(call["result"] == "QEL_BAD_PARAM")
 
 
 def may_be_null(name: str, parameter: str, claimed: int) -> bool:
@@ -102,7 +103,7 @@ def may_be_null(name: str, parameter: str, claimed: int) -> bool:
 
 
 @pytest.mark.parametrize("name", FUNCTIONS)
-def test_what_is_needed_is_refused_when_it_is_null(outcomes, name):
+def test_what_is_needed_is_refused_when_it_is_null(outcomes: Any, name: str) -> None:
     prototype = prototypes()[name]
     for call in outcomes[name]:
         if not call["null"]:

@@ -2,9 +2,11 @@
 
 import ctypes
 import struct
+from typing import Any
 
 import _libvswitch as m
 from base_machine import Machine, aliases, handed_out_with_length, host, memory, picks, ports
+from host_model import Switch
 from hypothesis import strategies as st
 from hypothesis.stateful import rule
 from vlan_model import NO_PRIORITY, map_bytes, private_vlan, read_map
@@ -48,11 +50,15 @@ class VlanMachine(Machine):
         ranges=ranges_of_trunks,
         with_ranges=st.booleans(),
     )
-    def set_vlan_policy(self, pick, alias, port, dvport_id, vlan, priority, kind, ranges, with_ranges):
+    def set_vlan_policy(
+        self, pick: int, alias: str, port: int, dvport_id: str, vlan: int, priority: int, kind: str,
+        ranges: list[tuple[int, int]], with_ranges: bool,
+    ) -> None:
         is_trunk, is_private = kind in ("trunk", "both"), kind in ("private", "both")
         alias = self.existing(pick, alias, lambda switch: switch.ports and (not is_private or self.secondaries(switch)))
         dvport_id = self.existing_port(port, alias, dvport_id)
-        secondaries = self.secondaries(self.model.switches.get(alias))
+        switch = self.model.switches.get(alias)
+        secondaries = self.secondaries(switch) if switch else []
         if is_private and secondaries and vlan < 4094:
             vlan = secondaries[vlan % len(secondaries)]
         given = ranges if is_trunk or (with_ranges and priority == 3) else []
@@ -70,20 +76,20 @@ class VlanMachine(Machine):
         allowed = self.model.set_vlan_policy(alias, dvport_id, vlan, priority, is_trunk, is_private, given)
         self.expect(allowed, status)
 
-    def secondaries(self, switch) -> list[int]:
+    def secondaries(self, switch: Switch) -> list[int]:
         return [entry[1] for entry in read_map(self.model.in_effect(switch, m.VSPROP_PVLAN_MAP))] if switch else []
 
-    def has_private_port(self, switch) -> bool:
+    def has_private_port(self, switch: Switch) -> bool:
         return any(private_vlan(self.model, switch, name) is not None for name in switch.ports)
 
     @rule(pick=picks, alias=aliases, port=picks, dvport_id=ports)
-    def clear_vlan_policy(self, pick, alias, port, dvport_id):
+    def clear_vlan_policy(self, pick: int, alias: str, port: int, dvport_id: str) -> None:
         alias, dvport_id = self.port_of_a_switch(pick, alias, port, dvport_id)
         status = host.VSDVS_ClearPortVLANPolicy(alias.encode(), dvport_id.encode())
         self.expect(self.model.clear_vlan_policy(alias, dvport_id), status)
 
     @rule(pick=picks, alias=aliases, entries=maps, negative=st.integers(0, 15))
-    def set_map(self, pick, alias, entries, negative):
+    def set_map(self, pick: int, alias: str, entries: Any, negative: bool) -> None:
         alias = self.existing(pick, alias, self.has_private_port if pick % 2 else lambda switch: True)
         data = map_bytes(entries)
         if negative == 0:
@@ -95,7 +101,7 @@ class VlanMachine(Machine):
 
     # ---- what the host says ----
 
-    def same_vlans(self, switch) -> None:
+    def same_vlans(self, switch: Switch) -> None:
         alias = switch.alias.encode()
         entries, count = ctypes.c_void_p(), ctypes.c_int()
         assert host.VSDVS_GetPrivateVLANMap(alias, ctypes.addressof(entries), ctypes.addressof(count)) == 0

@@ -1,9 +1,15 @@
 """VLAN policies of ports and private VLAN maps of switches in the model."""
 
+from __future__ import annotations
+
 import struct
+from typing import TYPE_CHECKING, Any
 
 import _libvswitch as m
-from property_model import OK, Known, limited, number, outside, refused
+from property_model import OK, Known, PropertyModel, limited, number, outside, refused
+
+if TYPE_CHECKING:
+    from host_model import Switch
 
 ALL_VLANS, LAST_VLAN = 4095, 4094
 MOST_RANGES, MOST_MAP_ENTRIES = 4095, 4094
@@ -21,23 +27,25 @@ def map_bytes(entries: list[tuple[int, int, int]]) -> bytes:
 
 def read_policy(data: bytes) -> tuple[int, int, list[tuple[int, int]]]:
     flags, vlan, _, count = struct.unpack_from("<HHHH", data)
-    return flags, vlan, [struct.unpack_from("<HH", data, 8 + 4 * i) for i in range(count)]
+    ranges: list[Any] = [struct.unpack_from("<HH", data, 8 + 4 * i) for i in range(count)]
+    return flags, vlan, ranges
 
 
 def read_map(data: bytes) -> list[tuple[int, int, int]]:
-    return [struct.unpack_from("<HHB", data, offset) for offset in range(0, len(data), 8)]
+    entries: list[Any] = [struct.unpack_from("<HHB", data, offset) for offset in range(0, len(data), 8)]
+    return entries
 
 
 def meet(ranges: list[tuple[int, int]]) -> bool:
     return any(one[0] <= other[1] and other[0] <= one[1] for i, one in enumerate(ranges) for other in ranges[:i])
 
 
-def private_vlan(model, switch, dvport_id) -> int | None:
+def private_vlan(model: Any, switch: Switch, dvport_id: str) -> int | None:
     flags, vlan, _ = read_policy(model.in_effect(switch, m.VSPROP_PORT_VLAN, dvport_id))
     return vlan if flags & m.VSPORT_VLAN_PVLAN_ENABLED else None
 
 
-def policy_refusals(model, switch, dvport_id, data: bytes) -> set[str]:
+def policy_refusals(model: Any, switch: Switch, dvport_id: str, data: bytes) -> set[str]:
     if len(data) < 8 or len(data) != 8 + 4 * struct.unpack_from("<H", data, 6)[0]:
         return {"QEL_BAD_PARAM"}
     flags, vlan, ranges = read_policy(data)
@@ -57,7 +65,7 @@ def policy_refusals(model, switch, dvport_id, data: bytes) -> set[str]:
     )
 
 
-def map_refusals(model, switch, dvport_id, data: bytes) -> set[str]:
+def map_refusals(model: Any, switch: Switch, dvport_id: str, data: bytes) -> set[str]:
     if len(data) % 8:
         return {"QEL_BAD_PARAM"}
     entries = read_map(data)
@@ -106,8 +114,11 @@ KNOWN = {
 }
 
 
-class VlanModel:
-    def set_vlan_policy(self, alias, dvport_id, vlan, priority, is_trunk, is_private, ranges) -> set[str]:
+class VlanModel(PropertyModel):
+    def set_vlan_policy(
+        self, alias: str, dvport_id: str, vlan: int, priority: int, is_trunk: bool, is_private: bool,
+        ranges: list[tuple[int, int]],
+    ) -> set[str]:
         has_priority = priority != NO_PRIORITY
         flags = (
             m.VSPORT_VLAN_GUEST_TAGGING * is_trunk
@@ -129,11 +140,11 @@ class VlanModel:
             self.clear_typed(alias, m.VSPROP_PORT_PRIORITY, dvport_id)
         return self.set_port_value(alias, dvport_id, m.VSPROP_PORT_VLAN, data)
 
-    def clear_vlan_policy(self, alias, dvport_id) -> set[str]:
+    def clear_vlan_policy(self, alias: str, dvport_id: str) -> set[str]:
         self.clear_typed(alias, m.VSPROP_PORT_PRIORITY, dvport_id)
         return self.clear_typed(alias, m.VSPROP_PORT_VLAN, dvport_id)
 
-    def access_vlan(self, switch, dvport_id) -> int:
+    def access_vlan(self, switch: Switch, dvport_id: str) -> int:
         """Of the client's frames; 0 where it tags them itself."""
         flags, vlan, _ = read_policy(self.in_effect(switch, m.VSPROP_PORT_VLAN, dvport_id))
         return 0 if flags & m.VSPORT_VLAN_GUEST_TAGGING else vlan

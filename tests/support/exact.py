@@ -1,10 +1,11 @@
 """The exact-error check, for tests in the test process itself."""
 
 import contextlib
+from collections.abc import Iterator
 
 
 @contextlib.contextmanager
-def raises(exception_class, text):
+def raises(exception_class: type[BaseException], text: str) -> Iterator[None]:
     """The block must raise exactly this class with exactly this text."""
     try:
         yield

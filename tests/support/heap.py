@@ -17,4 +17,4 @@ _mallinfo.restype = _Mallinfo
 def bytes_in_use() -> int:
     """0 under a sanitizer, whose own allocator looks for leaks by itself."""
     information = _mallinfo()
-    return information.uordblks + information.hblkhd
+    return int(information.uordblks + information.hblkhd)

@@ -26,11 +26,11 @@ def recorder_for(native_type: str, name: str, position: int) -> str:
     return f"  record_signed({position}, (long long){name});"
 
 
-def define(match: re.Match) -> str:
+def define(match: re.Match[str]) -> str:
     lines = [f"{match['result']}{match['name']}({match['parameters']}) {{", f'  record_call("{match["name"]}");']
     parameters = [] if match["parameters"] == "void" else re.split(r",\s+", match["parameters"])
     for position, parameter in enumerate(parameters, 1):
-        native_type, name = re.fullmatch(r"(.*?[ *])(\w+)", parameter).groups()
+        (native_type, name), = re.findall(r"^(.*?[ *])(\w+)$", parameter)
         lines.append(recorder_for(native_type.strip(), name, position))
     result = match["result"].strip()
     if result == "void":

@@ -2,6 +2,7 @@
 
 import ctypes
 import struct
+from typing import Any
 
 import _libvswitch as m
 from exact import raises
@@ -14,7 +15,7 @@ POINTER_OFFSET = 16
 COUNTED = {"VSUplinks": 1, "VSUplinkPorts": 1, "VSUplinkPortIds": 1, "VSRuntimeOptions": 16}
 
 
-def proxy_at(address: int, name: str):
+def proxy_at(address: int, name: str) -> Any:
     """An unowned proxy of a record of that name: that of a fresh record, led elsewhere."""
     proxy = getattr(m, f"new_{name}")(*([COUNTED[name]] if name in COUNTED else []))
     getattr(m, f"delete_{name}")(proxy)
@@ -26,7 +27,7 @@ def proxy_at(address: int, name: str):
 class Memory:
     """A block of bytes in which tests place records; what they do not write is 0xAA."""
 
-    def __init__(self, size: int):
+    def __init__(self, size: int) -> None:
         self.size = size
         self._block = ctypes.create_string_buffer(b"\xaa" * size, size)
         self.address = ctypes.addressof(self._block)
@@ -44,26 +45,26 @@ class Memory:
         return ctypes.string_at(self.address + offset, size)
 
     def read_int(self, offset: int) -> int:
-        return struct.unpack("<I", self.read(offset, 4))[0]
+        return int.from_bytes(self.read(offset, 4), "little")
 
     def all(self) -> bytes:
         return self.read(0, self.size)
 
-    def record(self, name: str, offset: int = 0):
+    def record(self, name: str, offset: int = 0) -> Any:
         """An unowned proxy of a record of that name, at the offset in the block."""
         return proxy_at(self.address + offset, name)
 
 
-def bare(result):
+def bare(result: Any) -> Any:
     """The proxy of a result, which is an instance once a class is registered."""
     return getattr(result, "this", result)
 
 
-def content(result, size: int) -> bytes:
+def content(result: Any, size: int) -> bytes:
     return ctypes.string_at(int(bare(result)), size)
 
 
-def take_copy(record: str, result, size: int) -> bytes:
+def take_copy(record: str, result: Any, size: int) -> bytes:
     """The bytes of an owned copy, which is released."""
     assert bare(result).own() is True
     data = content(result, size)
@@ -71,7 +72,7 @@ def take_copy(record: str, result, size: int) -> bytes:
     return data
 
 
-WRONG = {
+WRONG: dict[str, list[tuple[object, type[BaseException]]]] = {
     "int": [("1", TypeError), (1.0, TypeError), (None, TypeError)]
     + [(2**31, OverflowError), (-(2**31) - 1, OverflowError)],
     "VSListType": [("1", TypeError), (None, TypeError), (2**31, OverflowError)],

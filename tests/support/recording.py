@@ -3,7 +3,7 @@
 import ctypes
 
 import _libvswitch as m
-from exact import raises  # noqa: F401 - for the scripts
+from exact import raises as raises  # for the scripts
 
 rec = ctypes.CDLL("libtlklibs.so")
 rec.recorder_log.restype = ctypes.c_char_p

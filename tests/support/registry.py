@@ -1,6 +1,7 @@
 """Reads the process-wide runtime record through its capsule."""
 
 import ctypes
+from typing import Any
 
 
 class TypeInfo(ctypes.Structure):
@@ -41,8 +42,8 @@ ModuleInfo._fields_ = [
 ]
 
 
-def address(pointer) -> int:
-    return ctypes.cast(pointer, ctypes.c_void_p).value
+def address(pointer: Any) -> int:
+    return ctypes.cast(pointer, ctypes.c_void_p).value or 0
 
 
 def modules() -> list[ModuleInfo]:
@@ -61,7 +62,8 @@ def modules() -> list[ModuleInfo]:
 
 def module_with(name: str) -> ModuleInfo:
     """The largest module of the ring that has this descriptor: ours."""
-    return max((m for m in modules() if name in descriptors(m)), key=lambda m: m.size)
+    found = [module for module in modules() if name in descriptors(module)]
+    return max(found, key=lambda module: int(module.size))
 
 
 def descriptors(module: ModuleInfo) -> dict[str, TypeInfo]:

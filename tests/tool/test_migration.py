@@ -13,6 +13,7 @@ import signal
 import sqlite3
 import subprocess
 import sys
+from typing import Any
 
 import pytest
 from workspace import BUILD, SEARCH
@@ -21,14 +22,14 @@ HERE = pathlib.Path(__file__).parent
 TOOL = BUILD / "host" / "bin" / "vswitch-host"
 
 
-def tool(file, *arguments):
+def tool(file: pathlib.Path, *arguments: object) -> subprocess.CompletedProcess[str]:
     environment = dict(os.environ, VSWITCH_HOST=str(file))
     return subprocess.run(
         [TOOL, *map(str, arguments)], env=environment, capture_output=True, text=True, timeout=60, check=False
     )
 
 
-def exported(file):
+def exported(file: pathlib.Path) -> Any:
     process = tool(file, "export")
     assert process.returncode == 0, process
     return json.loads(process.stdout)
@@ -39,7 +40,7 @@ NEW_OF_LAGS = {"mode": "fixed", "fast": False, "hash": "l2+3", "system_priority"
                "fallback": False}
 
 
-def expected():
+def expected() -> Any:
     description = json.loads((HERE / "format_2.json").read_text())
     for nic in description["physical_nics"]:
         nic["segment"] = ""
@@ -48,19 +49,19 @@ def expected():
     return description
 
 
-def rows(file, sql):
+def rows(file: pathlib.Path, sql: str) -> list[Any]:
     with contextlib.closing(sqlite3.connect(file)) as database:
         return database.execute(sql).fetchall()
 
 
 @pytest.fixture
-def file(tmp_path):
+def file(tmp_path: pathlib.Path) -> pathlib.Path:
     state = tmp_path / "host.db"
     state.write_bytes(gzip.decompress((HERE / "format_2.db.gz").read_bytes()))
     return state
 
 
-def test_nothing_of_the_configuration_is_lost(file):
+def test_nothing_of_the_configuration_is_lost(file: pathlib.Path) -> None:
     assert exported(file) == expected()
     assert rows(file, "PRAGMA user_version") == [(3,)]
     assert rows(file, "PRAGMA integrity_check") == [("ok",)]
@@ -91,7 +92,7 @@ check(vs.VSDVS_AddDVPort("sw", "new", 1))
 """
 
 
-def test_what_was_counted_and_learned_goes_over(file):
+def test_what_was_counted_and_learned_goes_over(file: pathlib.Path) -> None:
     environment = dict(os.environ, VSWITCH_HOST=str(file), PYTHONPATH=os.pathsep.join(SEARCH))
     process = subprocess.run(
         [sys.executable, "-c", ASK], env=environment, capture_output=True, text=True, timeout=60, check=False
@@ -107,14 +108,14 @@ def test_what_was_counted_and_learned_goes_over(file):
     assert rows(file, "SELECT call, skip FROM fault") == [("VSDVS_SetMTU", 3)]
 
 
-def test_memberships_without_their_client_do_not_go_over(file):
+def test_memberships_without_their_client_do_not_go_over(file: pathlib.Path) -> None:
     assert rows(file, "SELECT count(*) FROM multicast_group") == [(3,)]
     exported(file)
     assert rows(file, "SELECT count(*) FROM multicast_group") == [(2,)]
     assert rows(file, "SELECT count(*) FROM multicast_source") == [(2,)]
 
 
-def test_what_can_only_be_read_is_refused_and_left_alone(file):
+def test_what_can_only_be_read_is_refused_and_left_alone(file: pathlib.Path) -> None:
     """As an image that nobody can write, because the superuser may write any file."""
     folder = file.parent
     before = file.read_bytes()
@@ -129,7 +130,7 @@ def test_what_can_only_be_read_is_refused_and_left_alone(file):
     assert file.read_bytes() == before
 
 
-def test_tables_of_somebody_else_are_not_migrated(file):
+def test_tables_of_somebody_else_are_not_migrated(file: pathlib.Path) -> None:
     with contextlib.closing(sqlite3.connect(file)) as database:
         database.execute("CREATE TRIGGER foreign_one AFTER INSERT ON port BEGIN SELECT 1; END")
     process = tool(file, "export")
@@ -138,7 +139,7 @@ def test_tables_of_somebody_else_are_not_migrated(file):
     assert rows(file, "PRAGMA user_version") == [(2,)]
 
 
-def test_of_many_processes_one_migrates(file):
+def test_of_many_processes_one_migrates(file: pathlib.Path) -> None:
     environment = dict(os.environ, VSWITCH_HOST=str(file))
     processes = [subprocess.Popen([TOOL, "export"], env=environment, stdout=subprocess.PIPE, text=True)
                  for _ in range(6)]
@@ -146,7 +147,7 @@ def test_of_many_processes_one_migrates(file):
     assert answers == [expected()] * 6
 
 
-def test_a_snapshot_of_the_former_format_can_be_restored(tmp_path, file):
+def test_a_snapshot_of_the_former_format_can_be_restored(tmp_path: pathlib.Path, file: pathlib.Path) -> None:
     host = tmp_path / "other.db"
     assert tool(host, "init").returncode == 0
     before = file.read_bytes()
@@ -155,7 +156,7 @@ def test_a_snapshot_of_the_former_format_can_be_restored(tmp_path, file):
     assert file.read_bytes() == before
 
 
-def test_a_migration_that_finds_no_room_changes_nothing(file):
+def test_a_migration_that_finds_no_room_changes_nothing(file: pathlib.Path) -> None:
     before = rows(file, "SELECT name, sql FROM sqlite_schema ORDER BY name")
     limited = ["prlimit", f"--fsize={file.stat().st_size}", str(TOOL), "export"]
     process = subprocess.run(limited, env=dict(os.environ, VSWITCH_HOST=str(file)), capture_output=True, text=True,
@@ -165,5 +166,5 @@ def test_a_migration_that_finds_no_room_changes_nothing(file):
     assert exported(file) == expected()
 
 
-def ignore_the_signal():
+def ignore_the_signal() -> None:
     signal.signal(signal.SIGXFSZ, signal.SIG_IGN)

@@ -3,11 +3,13 @@
 import contextlib
 import json
 import os
+import pathlib
 import shutil
 import sqlite3
 import stat
 import subprocess
 import sys
+from typing import Any
 
 import pytest
 from workspace import BUILD, SEARCH, SOURCE
@@ -20,64 +22,65 @@ CONNECTED = {"name": "vm", "type": "vnic", "mac": "02:00:00:00:09:09", "numa_nod
 class Host:
     """A host of the test's own and the tool on it."""
 
-    def __init__(self, folder):
+    def __init__(self, folder: pathlib.Path) -> None:
         self.folder = folder
         self.file = folder / "host.db"
         self.environment = dict(os.environ, VSWITCH_HOST=str(self.file))
 
-    def run(self, *arguments):
+    def run(self, *arguments: object) -> subprocess.CompletedProcess[str]:
         return subprocess.run(
             [TOOL, *map(str, arguments)], env=self.environment, capture_output=True, text=True, timeout=60, check=False
         )
 
-    def __call__(self, *arguments):
+    def __call__(self, *arguments: object) -> Any:
         """What a command that works answers, from its JSON."""
         process = self.run(*arguments, "--json")
         assert process.returncode == 0, process
         assert process.stderr == ""
         return json.loads(process.stdout)
 
-    def refused(self, *arguments):
+    def refused(self, *arguments: object) -> str:
         process = self.run(*arguments)
         assert (process.returncode, process.stdout) == (1, ""), process
         assert process.stderr.startswith("vswitch-host: ")
         return process.stderr
 
-    def python(self, source, *arguments):
+    def python(self, source: str | pathlib.Path, *arguments: str) -> subprocess.CompletedProcess[str]:
         environment = dict(self.environment, PYTHONPATH=os.pathsep.join(SEARCH))
         return subprocess.run(
             [sys.executable, *([source] if os.path.exists(str(source)) else ["-c", source]), *arguments],
             env=environment, capture_output=True, text=True, timeout=120, check=False,
         )
 
-    def port(self, alias, dvport_id):
+    def port(self, alias: str, dvport_id: str) -> dict[str, Any]:
         vswitch = next(vswitch for vswitch in self("show")["switches"] if vswitch["alias"] == alias)
         return next(port for port in vswitch["ports"] if port["dvport_id"] == dvport_id)
 
-    def nic(self, name):
+    def nic(self, name: str) -> dict[str, Any]:
         return next(nic for nic in self("show")["physical_nics"] if nic["name"] == name)
 
 
 @pytest.fixture
-def empty(tmp_path):
+def empty(tmp_path: pathlib.Path) -> Host:
     return Host(tmp_path)
 
 
 @pytest.fixture
-def host(empty):
+def host(empty: Host) -> Host:
     empty("init")
     return empty
 
 
-def set_mtu(host, mtu):
+def set_mtu(host: Host, mtu: int) -> subprocess.CompletedProcess[str]:
     return host.python(f"import _libvswitch as m; print(m.VSDVS_SetMTU('management', {mtu}))")
 
 
-def mtu(host):
-    return host("show")["switches"][0]["mtu"]
+def mtu(host: Host) -> int:
+    found: int = host("show")["switches"][0]["mtu"]
+    return found
 
 
-def test_without_a_host_only_init_works(empty):
+def test_without_a_host_only_init_works(empty: Host) -> None:
     for command in (["show"], ["export"], ["reset"], ["boot"], ["clock", "show"], ["fault", "list"]):
         assert "there is no host" in empty.refused(*command)
     assert not empty.file.exists()
@@ -85,7 +88,7 @@ def test_without_a_host_only_init_works(empty):
     assert empty("show")["boots"] == 1
 
 
-def test_init_replaces_a_host_only_by_force(host):
+def test_init_replaces_a_host_only_by_force(host: Host) -> None:
     assert set_mtu(host, 2000).stdout == "0\n"
     assert "--force" in host.refused("init")
     assert mtu(host) == 2000
@@ -93,7 +96,7 @@ def test_init_replaces_a_host_only_by_force(host):
     assert mtu(host) == 1500
 
 
-def test_init_boots_from_a_description(empty):
+def test_init_boots_from_a_description(empty: Host) -> None:
     description = empty.folder / "init.json"
     description.write_text(ONE_SWITCH)
     empty("init", description)
@@ -107,7 +110,7 @@ ONE_SWITCH = '{"format": 1, "switches": [{"alias": "only", "switch_id": "i", "mt
 
 
 @pytest.mark.parametrize("refuse", ["the tool", "a call"])
-def test_a_refused_description_leaves_no_host(empty, refuse):
+def test_a_refused_description_leaves_no_host(empty: Host, refuse: str) -> None:
     description = empty.folder / "init.json"
     switches = [{"alias": f"switch-{i}", "switch_id": f"id-{i}"} for i in range(100)]
     description.write_text(json.dumps({"format": 1, "switches": [*switches, {"alias": "last", "switch_id": 5}]}))
@@ -122,7 +125,7 @@ def test_a_refused_description_leaves_no_host(empty, refuse):
     assert [vswitch["alias"] for vswitch in empty("show")["switches"]] == ["only"]
 
 
-def cut_short(host, folder):
+def cut_short(host: Host, folder: pathlib.Path) -> None:
     """What a process leaves at the host's file that was killed within its first commit: a part of the pages, and the
     journal that says that there were none before."""
     unfinished = folder / "unfinished.db"
@@ -134,7 +137,7 @@ def cut_short(host, folder):
     assert host.file.stat().st_size > 0
 
 
-def test_a_boot_that_was_cut_short_leaves_no_host(empty):
+def test_a_boot_that_was_cut_short_leaves_no_host(empty: Host) -> None:
     description = empty.folder / "init.json"
     description.write_text(ONE_SWITCH)
     for command in (["show"], ["boot"]):
@@ -145,13 +148,13 @@ def test_a_boot_that_was_cut_short_leaves_no_host(empty):
     assert [vswitch["alias"] for vswitch in empty("show")["switches"]] == ["only"]
 
 
-def test_init_by_force_leaves_what_is_no_host(empty):
+def test_init_by_force_leaves_what_is_no_host(empty: Host) -> None:
     empty.file.write_text("my notes" * 1000)
     empty.refused("init", "--force")
     assert empty.file.read_text() == "my notes" * 1000
 
 
-def test_an_empty_host_shows_empty_lists(empty):
+def test_an_empty_host_shows_empty_lists(empty: Host) -> None:
     description = empty.folder / "init.json"
     description.write_text('{"format": 1}')
     empty("init", description)
@@ -161,7 +164,7 @@ def test_an_empty_host_shows_empty_lists(empty):
     }
 
 
-def test_reset_goes_back_to_the_first_description(empty):
+def test_reset_goes_back_to_the_first_description(empty: Host) -> None:
     description = empty.folder / "init.json"
     description.write_text('{"format": 1, "switches": [{"alias": "management", "switch_id": "i", "mtu": 3000}]}')
     empty("init", description)
@@ -176,21 +179,21 @@ def test_reset_goes_back_to_the_first_description(empty):
     empty("reset")
 
 
-def test_boot_loses_what_is_volatile(host):
+def test_boot_loses_what_is_volatile(host: Host) -> None:
     host.python("import _libvswitch as m; m.VSDVS_CreateVSwitch('temporary', 'id', '', 0, 0, 0, 0, 0)")
     assert len(host("show")["switches"]) == 3
     assert host("boot") == {"boots": 2}
     assert len(host("show")["switches"]) == 2
 
 
-def test_show_for_people(host):
+def test_show_for_people(host: Host) -> None:
     text = host.run("show").stdout
     assert "switch management: identifier 6d616e61-6765-6d65-6e74-000000000001, port set portset-1, MTU 1500" in text
     assert "  port 1: number 2, active, client kernel0 (tcpip, 02:00:00:00:01:00)\n" in text
     assert "NIC nic0: 02:00:00:00:00:00, 10000 Mbit/s, carrier up, set up, uplink nic0 of switch management\n" in text
 
 
-def test_the_host_option_goes_before_the_environment(host):
+def test_the_host_option_goes_before_the_environment(host: Host) -> None:
     other = host.folder / "other.db"
     host("--host", other, "init")
     host("link", "nic0", "down", "--host", other)
@@ -200,7 +203,7 @@ def test_the_host_option_goes_before_the_environment(host):
     assert shown["physical_nics"][0]["link"] == "down"
 
 
-def test_link_is_the_carrier(host):
+def test_link_is_the_carrier(host: Host) -> None:
     state = "import _libvswitch as m; print(m.VSQEL_GetUplinkLinkState('management', 'nic0'))"
     before = host.python(state).stdout
     host("link", "nic0", "down")
@@ -211,7 +214,7 @@ def test_link_is_the_carrier(host):
     assert "no NIC nic9" in host.refused("link", "nic9", "up")
 
 
-def test_connect_and_disconnect(host):
+def test_connect_and_disconnect(host: Host) -> None:
     host("connect", "management", "2", "vm", "--mac", "02:00:00:00:09:09")
     assert host.port("management", "2")["client"] == CONNECTED
     assert host.port("management", "2")["type"] == "active"
@@ -226,7 +229,7 @@ def test_connect_and_disconnect(host):
     assert "MAC address" in host.refused("connect", "workload", "103", "vm", "--mac", "02:00")
 
 
-def test_the_clock(host):
+def test_the_clock(host: Host) -> None:
     assert host("clock", "show")["running"] is True
     assert "stop it first" in host.refused("clock", "advance", "5")
     assert host("show")["clock"]["running"] is True
@@ -237,7 +240,7 @@ def test_the_clock(host):
     assert host("clock", "run")["running"] is True
 
 
-def test_a_snapshot_brings_everything_back(host):
+def test_a_snapshot_brings_everything_back(host: Host) -> None:
     snapshot = host.folder / "saved.db"
     host("fault", "add", "fail", "--call", "VSDVS_SetMTU")
     before = host("show")
@@ -255,7 +258,7 @@ def test_a_snapshot_brings_everything_back(host):
     host("snapshot", snapshot, "--force")
 
 
-def test_a_restore_is_seen_by_a_process_that_runs(host):
+def test_a_restore_is_seen_by_a_process_that_runs(host: Host) -> None:
     snapshot = host.folder / "saved.db"
     host("snapshot", snapshot)
     script = f"""
@@ -270,7 +273,7 @@ assert vs.VSDVS_SetMTU("management", 2001) == 0 and mtu() == 2001
     assert process.returncode == 0, process.stderr
 
 
-def test_restore_refuses_what_is_no_snapshot(host):
+def test_restore_refuses_what_is_no_snapshot(host: Host) -> None:
     host.refused("restore", host.folder / "missing")
     assert not (host.folder / "missing").exists()
     (host.folder / "notes").write_text("my notes" * 1000)
@@ -281,7 +284,7 @@ def test_restore_refuses_what_is_no_snapshot(host):
     assert host("show")["boots"] == 1
 
 
-def test_export_boots_the_same_host(host):
+def test_export_boots_the_same_host(host: Host) -> None:
     host("connect", "management", "2", "vm", "--mac", "02:00:00:00:09:09")
     host("link", "nic2", "down")
     host("clock", "stop")
@@ -296,7 +299,7 @@ def test_export_boots_the_same_host(host):
     assert host("show")["switches"][1]["mtu"] == 4000
 
 
-def test_calls_are_those_of_the_interface(empty):
+def test_calls_are_those_of_the_interface(empty: Host) -> None:
     calls = {call["name"]: call["statuses"] for call in empty("calls")}
     lines = (SOURCE / "tests" / "data" / "calls.tsv").read_text().splitlines()
     interface = {line.split("\t")[0] for line in lines[1:]} - {"Panic"}
@@ -306,7 +309,7 @@ def test_calls_are_those_of_the_interface(empty):
     assert "VSDVS_SetMTU QEL_BAD_PARAM" in empty.run("calls").stdout.splitlines()
 
 
-def test_faults_fail_a_script(host):
+def test_faults_fail_a_script(host: Host) -> None:
     assert host("fault", "add", "fail", "--call", "VSDVS_SetMTU", "--status", "QEL_BUSY", "--times", "1") == {"number": 1}
     assert host("fault", "list") == [
         {"number": 1, "kind": "fail", "call": "VSDVS_SetMTU", "status": "QEL_BUSY", "skip": 0, "times": 1,
@@ -322,14 +325,14 @@ def test_faults_fail_a_script(host):
 
 
 @pytest.mark.parametrize("exception", ["OSError", "RuntimeError", "MemoryError", "ValueError"])
-def test_faults_abort_a_script(host, exception):
+def test_faults_abort_a_script(host: Host, exception: str) -> None:
     host("fault", "add", "abort", "--call", "VSDVS_SetMTU", "--exception", exception, "--message", "100% gone")
     process = set_mtu(host, 2000)
     assert process.returncode == 1
     assert process.stderr.splitlines()[-1] == f"{exception}: 100% gone"
 
 
-def test_wrong_faults_are_refused(host):
+def test_wrong_faults_are_refused(host: Host) -> None:
     assert "no such function" in host.refused("fault", "add", "fail", "--call", "VSDVS_Nothing")
     assert "failing status" in host.refused("fault", "add", "fail", "--status", "QEL_OK")
     assert "--milliseconds" in host.refused("fault", "add", "delay")
@@ -342,7 +345,7 @@ def test_wrong_faults_are_refused(host):
      ["link", "nic0", "sideways"], ["clock", "advance"], ["show", "--wrong"],
      ["fault", "add", "delay", "--milliseconds", "60001"], ["fault", "add", "fail", "--probability", "0"]],
 )
-def test_wrong_usage(host, arguments):
+def test_wrong_usage(host: Host, arguments: list[str]) -> None:
     process = host.run(*arguments)
     assert process.returncode == 2
     assert process.stderr
@@ -353,13 +356,13 @@ def test_wrong_usage(host, arguments):
                 ["fault", "add"], ["fault", "list"], ["fault", "clear"], ["clock"], ["clock", "advance"], ["link"],
                 ["connect"], ["disconnect"], ["calls"]],
 )
-def test_help(empty, command):
+def test_help(empty: Host, command: str) -> None:
     process = empty.run(*command, "--help")
     assert process.returncode == 0
     assert "Usage:" in process.stdout
 
 
-def test_an_example_takes_its_error_path(host):
+def test_an_example_takes_its_error_path(host: Host) -> None:
     host("fault", "add", "fail", "--call", "VSDVS_SetTeamingPolicy", "--status", "QEL_NO_RESOURCES")
     process = host.python(SOURCE / "examples" / "set_up_switch.py")
     assert process.returncode == 1
@@ -370,7 +373,7 @@ def test_an_example_takes_its_error_path(host):
     assert again.stdout.startswith("switch production: already there\n")
 
 
-def test_an_example_survives_a_failure_of_any_of_its_calls(host):
+def test_an_example_survives_a_failure_of_any_of_its_calls(host: Host) -> None:
     """The n-th call fails, whatever it is: a script ends with the platform's error or copes, and never crashes."""
     snapshot = host.folder / "saved.db"
     host("snapshot", snapshot)

@@ -3,6 +3,7 @@
 import os
 import pathlib
 import subprocess
+from typing import Any
 
 import vswitch
 from vswitch.desired import settings, state
@@ -92,10 +93,10 @@ def prepare() -> vswitch.Host:
     return host
 
 
-def whole() -> dict:
+def whole() -> dict[str, Any]:
     """Everything that an apply promises to bring back, stored and volatile, with owners and kinds."""
     host = state.read(volatile=True)
-    found: dict = {"mac_learning": host.mac_learning, "options": host.options}
+    found: dict[str, Any] = {"mac_learning": host.mac_learning, "options": host.options}
     for alias, switch in host.switches.items():
         found[alias] = {
             "made with": (switch.id, switch.class_name, switch.flags, switch.persistent),
@@ -117,7 +118,7 @@ def whole() -> dict:
     return found
 
 
-def difference(one: dict, other: dict) -> str:
+def difference(one: dict[str, Any], other: dict[str, Any]) -> str:
     """Where two states differ."""
     names = [name for name in {**one, **other} if one.get(name) != other.get(name)]
     return "\n".join(f"{name}: {one.get(name)} | {other.get(name)}" for name in names)

@@ -2,11 +2,12 @@
 
 import json
 import os
+import pathlib
 import textwrap
-
+from typing import Any
 
 import pytest
-from workspace import BUILD, SOURCE, run_script
+from workspace import BUILD, SOURCE, Script, run_script
 
 import vswitch
 
@@ -57,12 +58,12 @@ def is_before():
 
 
 @pytest.fixture
-def on_file(tmp_path):
+def on_file(tmp_path: pathlib.Path) -> Script:
     """Runs a script on a host in a file, prepared, with `plan` at hand."""
 
-    def run(source: str, *arguments: str) -> str:
-        environment = {"VSWITCH_HOST": str(tmp_path / "host.db"), "VSWITCH_APPLY_DIR": str(tmp_path / "apply")}
-        outcome = run_script(PRELUDE + textwrap.dedent(source), *arguments, **environment)
+    def run(source: str, *arguments: str, **options: Any) -> str:
+        options |= {"VSWITCH_HOST": str(tmp_path / "host.db"), "VSWITCH_APPLY_DIR": str(tmp_path / "apply")}
+        outcome = run_script(PRELUDE + textwrap.dedent(source), *arguments, **options)
         assert outcome.code == 0, outcome
         return outcome.out
 
@@ -72,7 +73,7 @@ def on_file(tmp_path):
 pytestmark = pytest.mark.same_process
 
 
-def test_everything_that_changes_can_be_taken_back(on_file):
+def test_everything_that_changes_can_be_taken_back(on_file: Script) -> None:
     on_file(
         """
         from vswitch.desired import undo
@@ -86,7 +87,7 @@ def test_everything_that_changes_can_be_taken_back(on_file):
 
 
 @pytest.mark.parametrize("kind", ["fail", "fail-after", "abort"])
-def test_a_fault_at_every_call_leaves_the_host_as_before_or_as_wanted(on_file, kind):
+def test_a_fault_at_every_call_leaves_the_host_as_before_or_as_wanted(on_file: Script, kind: str) -> None:
     # In full every call; else each seventh, another one for each kind.
     stride, first = (1, 0) if FULL else (7, {"fail": 0, "fail-after": 2, "abort": 4}[kind])
     told = on_file(
@@ -127,7 +128,7 @@ def test_a_fault_at_every_call_leaves_the_host_as_before_or_as_wanted(on_file, k
     assert int(told) > 8
 
 
-def test_what_an_uplink_s_own_port_names_is_taken_back(on_file):
+def test_what_an_uplink_s_own_port_names_is_taken_back(on_file: Script) -> None:
     """A setting of a new uplink's port that names an uplink keeps it from being removed, until it is cleared."""
     on_file(
         """
@@ -150,7 +151,7 @@ def test_what_an_uplink_s_own_port_names_is_taken_back(on_file):
     )
 
 
-def test_what_a_volatile_value_was_comes_back_as_such(on_file):
+def test_what_a_volatile_value_was_comes_back_as_such(on_file: Script) -> None:
     """On a switch that does not outlive a boot a volatile value counts as stored, and is volatile all the same."""
     on_file(
         """
@@ -170,7 +171,7 @@ def test_what_a_volatile_value_was_comes_back_as_such(on_file):
     )
 
 
-def test_what_cannot_be_taken_back_is_named(on_file):
+def test_what_cannot_be_taken_back_is_named(on_file: Script) -> None:
     on_file(
         """
         # From some call on everything fails, also what would undo it.
@@ -197,7 +198,7 @@ def test_what_cannot_be_taken_back_is_named(on_file):
     )
 
 
-def test_killed_at_every_line_of_the_journal(on_file):
+def test_killed_at_every_line_of_the_journal(on_file: Script) -> None:
     stride = 1 if FULL else 5
     told = on_file(
         """
@@ -255,7 +256,7 @@ def test_killed_at_every_line_of_the_journal(on_file):
     assert lines >= 75 and reverted >= lines // stride - 3
 
 
-def test_an_interrupted_apply_can_be_kept(on_file):
+def test_an_interrupted_apply_can_be_kept(on_file: Script) -> None:
     on_file(
         """
         if not (child := os.fork()):
@@ -271,7 +272,7 @@ def test_an_interrupted_apply_can_be_kept(on_file):
     )
 
 
-def test_the_journal_says_what_happened(on_file):
+def test_the_journal_says_what_happened(on_file: Script) -> None:
     on_file(
         """
         result = plan.apply()
@@ -301,7 +302,7 @@ def test_the_journal_says_what_happened(on_file):
     )
 
 
-def test_links_in_the_folder_are_not_followed(on_file):
+def test_links_in_the_folder_are_not_followed(on_file: Script) -> None:
     on_file(
         """
         plan.apply()
@@ -320,7 +321,7 @@ def test_links_in_the_folder_are_not_followed(on_file):
     )
 
 
-def test_the_guard_reverts_unless_it_is_confirmed(on_file):
+def test_the_guard_reverts_unless_it_is_confirmed(on_file: Script) -> None:
     on_file(
         """
         result = plan.apply(confirm_within=60)
@@ -363,7 +364,7 @@ def test_the_guard_reverts_unless_it_is_confirmed(on_file):
     )
 
 
-def test_the_guard_reverts_after_the_process_its_terminal_or_its_time_is_gone(on_file):
+def test_the_guard_reverts_after_the_process_its_terminal_or_its_time_is_gone(on_file: Script) -> None:
     on_file(
         """
         import pty
@@ -404,7 +405,7 @@ def test_the_guard_reverts_after_the_process_its_terminal_or_its_time_is_gone(on
 
 @pytest.mark.parametrize("first", ["the guard", "the apply"])
 @pytest.mark.parametrize("confirmed", [False, True])
-def test_the_guard_and_the_apply_are_stopped_and_go_on(on_file, first, confirmed):
+def test_the_guard_and_the_apply_are_stopped_and_go_on(on_file: Script, first: str, confirmed: bool) -> None:
     """Both are stopped in the middle of an apply and go on after the deadline, one or the other first. The apply is
     finished; the time to confirm counts from its end."""
     on_file(
@@ -446,7 +447,7 @@ def test_the_guard_and_the_apply_are_stopped_and_go_on(on_file, first, confirmed
     )
 
 
-def test_a_confirmation_by_hand_while_the_guard_sleeps(on_file):
+def test_a_confirmation_by_hand_while_the_guard_sleeps(on_file: Script) -> None:
     on_file(
         """
         result = plan.apply(confirm_within=30)
@@ -463,7 +464,7 @@ def test_a_confirmation_by_hand_while_the_guard_sleeps(on_file):
     )
 
 
-def test_two_at_once(on_file):
+def test_two_at_once(on_file: Script) -> None:
     on_file(
         """
         from vswitch.desired import journal
@@ -495,7 +496,7 @@ def test_two_at_once(on_file):
     )
 
 
-def test_an_interrupt_takes_everything_back_and_goes_on(on_file):
+def test_an_interrupt_takes_everything_back_and_goes_on(on_file: Script) -> None:
     on_file(
         """
         def progress(done, total, operation):
@@ -515,7 +516,7 @@ def test_an_interrupt_takes_everything_back_and_goes_on(on_file):
     )
 
 
-def test_what_changed_meanwhile_is_not_overwritten(on_file):
+def test_what_changed_meanwhile_is_not_overwritten(on_file: Script) -> None:
     on_file(
         """
         for change, path in (
@@ -539,7 +540,7 @@ def test_what_changed_meanwhile_is_not_overwritten(on_file):
     )
 
 
-def test_progress_is_told_before_each_operation_and_at_the_end(on_file):
+def test_progress_is_told_before_each_operation_and_at_the_end(on_file: Script) -> None:
     on_file(
         """
         told = []
@@ -550,7 +551,7 @@ def test_progress_is_told_before_each_operation_and_at_the_end(on_file):
     )
 
 
-def test_a_host_in_memory_has_neither_lock_nor_journal(tmp_path):
+def test_a_host_in_memory_has_neither_lock_nor_journal(tmp_path: pathlib.Path) -> None:
     outcome = run_script(
         """
         import os, vswitch
@@ -584,7 +585,7 @@ def test_a_host_in_memory_has_neither_lock_nor_journal(tmp_path):
     assert outcome.code == 0, outcome
 
 
-def test_a_value_that_does_not_stay_is_not_verified(tmp_path):
+def test_a_value_that_does_not_stay_is_not_verified(tmp_path: pathlib.Path) -> None:
     outcome = run_script(
         """
         import vswitch
@@ -608,7 +609,7 @@ def test_a_value_that_does_not_stay_is_not_verified(tmp_path):
     assert outcome.code == 0, outcome
 
 
-def test_results_as_plain_data(on_file):
+def test_results_as_plain_data(on_file: Script) -> None:
     told = on_file(
         """
         result = plan.apply(confirm_within=60)

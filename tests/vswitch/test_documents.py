@@ -1,7 +1,10 @@
 """Documents: what they may be, and the place and the reason of everything that is refused."""
 
 import json
+import pathlib
 import time
+from collections.abc import Iterator
+from typing import Any
 
 import pytest
 from workspace import SOURCE
@@ -79,7 +82,7 @@ REFUSED = [
 
 
 @pytest.mark.parametrize(("text", "path", "reason"), REFUSED, ids=[case[1] or str(number) for number, case in enumerate(REFUSED)])
-def test_what_is_refused_has_its_place_and_reason(text, path, reason):
+def test_what_is_refused_has_its_place_and_reason(text: str, path: str, reason: str) -> None:
     with pytest.raises(vswitch.DocumentError) as caught:
         document.read(text)
     assert caught.value.path == path
@@ -119,11 +122,11 @@ def test_what_is_refused_has_its_place_and_reason(text, path, reason):
         ('"true"', "true"),
     ],
 )
-def test_scalars_have_the_core_schema(text, value):
+def test_scalars_have_the_core_schema(text: str, value: object) -> None:
     assert document.parse(f"a: {text}\n") == {"a": value}
 
 
-def test_keys_are_texts_as_they_stand():
+def test_keys_are_texts_as_they_stand() -> None:
     assert document.parse("{100: 1, true: 2, ~: 3, <<: {a: 4}, 0x10: 5}") == {"100": 1, "true": 2, "~": 3, "<<": {"a": 4}, "0x10": 5}
     assert document.parse("{&k 7: 1, x: {*k : 2}}") == {"7": 1, "x": {"7": 2}}
     assert document.read({"format": 1, "switches": {"lab": {"ports": {100: {}}}}})["switches"].entries["lab"]["ports"].entries == {"100": {}}
@@ -131,12 +134,12 @@ def test_keys_are_texts_as_they_stand():
         document.read({"format": 1, "switches": {"lab": {"ports": {100: {}, "100": {}}}}})
 
 
-def test_aliases_are_written_out():
+def test_aliases_are_written_out() -> None:
     read = document.read("format: 1\nswitches: {a: &one {mtu: 9000, ports: {p: {}}}, b: *one}")["switches"].entries
     assert read["a"] == read["b"]
 
 
-def test_exact_is_a_direction_only_where_it_is_a_boolean():
+def test_exact_is_a_direction_only_where_it_is_a_boolean() -> None:
     read = document.read("format: 1\nswitches: {exact: true, a: {ports: {exact: {vlan: 1}, b: {}}, mirrors: {exact: false}}}")
     switches = read["switches"]
     assert switches.exact and list(switches.entries) == ["a"]
@@ -176,7 +179,7 @@ HOSTILE = {
 }
 
 
-def test_too_many_values_are_counted_before_any_is_made(monkeypatch):
+def test_too_many_values_are_counted_before_any_is_made(monkeypatch: pytest.MonkeyPatch) -> None:
     made = []
     monkeypatch.setattr(document._Yaml, "node", lambda self, event, depth: made.append(event))
     for name, text in TOO_MANY.items():
@@ -187,7 +190,7 @@ def test_too_many_values_are_counted_before_any_is_made(monkeypatch):
 
 
 @pytest.mark.parametrize("text", ["a: [" + "x," * 499_998 + "]", "a:\n" + "- x\n" * 499_990, "- [x, y]\n" * 10], ids=range(3))
-def test_what_is_not_too_many_is_read(text):
+def test_what_is_not_too_many_is_read(text: str) -> None:
     assert document.most_values(text) >= 30
     value = document.parse(text)
     assert len(value["a"] if isinstance(value, dict) else value) >= 10
@@ -196,8 +199,8 @@ def test_what_is_not_too_many_is_read(text):
 @pytest.mark.parametrize(
     "text", ["{" + "a: b, " * 3 + "}", "- - - a", "a:\nb:\n", "? a\n? b", "[a: b, c: d]", "-\n-\n", "a: [{}, []]"]
 )
-def test_no_more_values_than_are_thought_possible(text):
-    events = list(iter(document._Yaml(text).parser().get_event, None))
+def test_no_more_values_than_are_thought_possible(text: str) -> None:
+    events: list[Any] = list(iter(document._Yaml(text).parser().get_event, None))
     kinds = ("ScalarEvent", "SequenceStartEvent", "MappingStartEvent")
     values = [event for event in events if type(event).__name__ in kinds]
     assert len(values) <= document.most_values(text) - 8
@@ -217,19 +220,19 @@ def test_no_more_values_than_are_thought_possible(text):
         "a:\n\n\n\n\n# b: c\n\n#\nd:\n",
     ],
 )
-def test_no_fewer_values_than_are_thought_certain(text):
-    events = list(iter(document._Yaml(text).parser().get_event, None))
+def test_no_fewer_values_than_are_thought_certain(text: str) -> None:
+    events: list[Any] = list(iter(document._Yaml(text).parser().get_event, None))
     kinds = ("ScalarEvent", "SequenceStartEvent", "MappingStartEvent")
     assert document.least_values(text) <= len([event for event in events if type(event).__name__ in kinds])
 
 
 @pytest.mark.parametrize("text", ["{a: '" + "," * 2_000_000 + "'}", "a: |\n" + "  b: c\n" * 600_000], ids=range(2))
-def test_a_long_text_is_one_value(text):
+def test_a_long_text_is_one_value(text: str) -> None:
     assert len(document.parse(text)["a"]) > 1_000_000
 
 
 @pytest.mark.parametrize("name", HOSTILE)
-def test_hostile_texts_end_with_a_place(name):
+def test_hostile_texts_end_with_a_place(name: str) -> None:
     begin = time.monotonic()
     with pytest.raises(vswitch.DocumentError) as caught:
         document.read(HOSTILE[name])
@@ -254,7 +257,7 @@ def test_hostile_texts_end_with_a_place(name):
     ],
     ids=range(9),
 )
-def test_json_files(tmp_path, text, message):
+def test_json_files(tmp_path: pathlib.Path, text: str, message: str) -> None:
     path = tmp_path / "state.json"
     path.write_text(text)
     with pytest.raises(vswitch.DocumentError) as caught:
@@ -262,7 +265,7 @@ def test_json_files(tmp_path, text, message):
     assert str(caught.value) == message
 
 
-def test_files_are_json_by_name_and_yaml_else(tmp_path):
+def test_files_are_json_by_name_and_yaml_else(tmp_path: pathlib.Path) -> None:
     (tmp_path / "a.json").write_text(json.dumps({"format": 1, "switches": {"lab": {"mtu": 9000}}}))
     (tmp_path / "a.yml").write_text("format: 1\nswitches: {lab: {mtu: 9000}}\n")
     assert document.read(tmp_path / "a.json") == document.read(tmp_path / "a.yml")
@@ -276,7 +279,7 @@ def test_files_are_json_by_name_and_yaml_else(tmp_path):
 VALUES = [None, True, 0, -1, 1 << 70, 1.5, float("nan"), "", "x", "\0", [], [None], [[]], {}, {"a": None}, {"exact": 1}, object()]
 
 
-def places(form, path=()):
+def places(form: Any, path: tuple[str, ...] = ()) -> Iterator[tuple[str, ...]]:
     """The paths of all members."""
     for name, inner in form.members.items():
         yield (*path, name)
@@ -297,13 +300,13 @@ def places(form, path=()):
                 yield (*path, name, field)
 
 
-def test_every_kind_of_value_in_every_place_is_taken_or_refused_with_a_place():
+def test_every_kind_of_value_in_every_place_is_taken_or_refused_with_a_place() -> None:
     paths = list(places(schema.DOCUMENT))
     assert len(paths) > 180
     refused = 0
     for path in paths:
         for value in VALUES:
-            made = value
+            made: Any = value
             for name in reversed(path):
                 made = {name: made}
             made["format"] = value if path == ("format",) else 1
@@ -311,11 +314,11 @@ def test_every_kind_of_value_in_every_place_is_taken_or_refused_with_a_place():
                 document.read(made)
             except vswitch.DocumentError as error:
                 refused += 1
-                assert error.path.split("/")[0] == path[0]
+                assert error.path and error.path.split("/")[0] == path[0]
     assert refused > len(paths) * 5
 
 
-def test_the_published_schemas_are_those_of_the_code():
+def test_the_published_schemas_are_those_of_the_code() -> None:
     jsonschema = pytest.importorskip("jsonschema", reason="the schema is checked where python3-jsonschema is installed")
     for name, made in published.made_schemas().items():
         file = f"vswitch-{name}-1.json"
@@ -329,7 +332,7 @@ def test_the_published_schemas_are_those_of_the_code():
         vswitch.schema("stat")
 
 
-def test_the_schema_refuses_what_the_reader_refuses_for_its_form():
+def test_the_schema_refuses_what_the_reader_refuses_for_its_form() -> None:
     jsonschema = pytest.importorskip("jsonschema", reason="the schema is checked where python3-jsonschema is installed")
     validator = jsonschema.Draft202012Validator(vswitch.schema())
     # What no schema says: uniqueness of keys, limits of the text itself, and fields that exclude each other.

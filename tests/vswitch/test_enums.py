@@ -3,6 +3,7 @@
 import copy
 import pickle
 import re
+from typing import Any
 
 import libvswitch
 import pytest
@@ -73,27 +74,27 @@ def expected() -> dict[str, tuple[str, str]]:
     return {name: place for name, place in found.items() if name not in LEFT_OUT}
 
 
-def members() -> list:
+def members() -> list[Any]:
     return [member for kind in CLASSES for member in getattr(vswitch, kind)]
 
 
-def test_each_constant_of_a_class_is_a_member_and_nothing_else_is():
+def test_each_constant_of_a_class_is_a_member_and_nothing_else_is() -> None:
     assert {member.constant: (type(member).__name__, member.name) for member in members()} == expected()
 
 
-def test_numbers_and_texts_are_those_of_the_closed_list():
+def test_numbers_and_texts_are_those_of_the_closed_list() -> None:
     for member in members():
-        shown = member.value if isinstance(member, str) else str(int(member))
+        shown = member.value if isinstance(member.value, str) else str(int(member))
         assert shown == LIST[member.constant].strip("'\""), member.constant
 
 
-def test_there_are_351_statuses():
+def test_there_are_351_statuses() -> None:
     assert len(vswitch.Status) == 351 == len(vswitch.Status.__members__)
 
 
 @pytest.mark.parametrize("kind", [*CLASSES, "Origin", "Scope"])
-def test_meanings_are_one_line_that_says_more_than_the_name(kind):
-    seen = {}
+def test_meanings_are_one_line_that_says_more_than_the_name(kind: Any) -> None:
+    seen: dict[str, str] = {}
     for name, member in getattr(vswitch, kind).__members__.items():
         meaning = member.meaning
         assert 1 <= len(meaning) <= 120, name
@@ -104,7 +105,7 @@ def test_meanings_are_one_line_that_says_more_than_the_name(kind):
         assert seen.setdefault(meaning, name) == name, f"{name} and {seen[meaning]} mean the same"
 
 
-def test_constants_gives_all_in_the_order_of_declaration():
+def test_constants_gives_all_in_the_order_of_declaration() -> None:
     constants = vswitch.constants()
     assert set(constants) == set(LIST)
     assert len(constants) == 1027
@@ -119,7 +120,7 @@ def test_constants_gives_all_in_the_order_of_declaration():
     assert "runtimeOptionNames" not in constants
 
 
-def test_texts_of_a_number():
+def test_texts_of_a_number() -> None:
     member = vswitch.LoadBalance.FO_EXPLICIT
     assert (str(member), f"{member}", f"{member:03}", repr(member)) == (
         "fo-explicit",
@@ -133,7 +134,7 @@ def test_texts_of_a_number():
 
 
 @pytest.mark.parametrize("kind", [*CLASSES, "Origin", "Scope"])
-def test_every_form_leads_back_to_the_member(kind):
+def test_every_form_leads_back_to_the_member(kind: Any) -> None:
     for member in getattr(vswitch, kind):
         for form in {str(member), member.name, member.constant or member.name}:
             assert type(member).from_json(form) is member
@@ -143,12 +144,13 @@ def test_every_form_leads_back_to_the_member(kind):
             assert type(member).from_json(int(member)) == member
 
 
-def test_a_wrong_name_lists_the_choices():
+def test_a_wrong_name_lists_the_choices() -> None:
     choices = "none, lb-ip, lb-srcmac, lb-srcid, fo-explicit, lb-lbt"
     with pytest.raises(ValueError, match=f"'fo' is no LoadBalance: use one of {choices}"):
         vswitch.LoadBalance.from_json("fo")
     with pytest.raises(ValueError, match="'x' is no TeamFlag: use one of all-available, reverse"):
         vswitch.TeamFlag.from_json(["reverse", "x"])
+    wrong: Any
     for wrong in (None, 1.5, True, []):
         with pytest.raises(TypeError):
             vswitch.LoadBalance.from_json(wrong)
@@ -157,13 +159,13 @@ def test_a_wrong_name_lists_the_choices():
             vswitch.TeamFlag.from_json(wrong)
 
 
-def test_a_number_that_no_member_has_stays_a_number():
+def test_a_number_that_no_member_has_stays_a_number() -> None:
     assert vswitch.LoadBalance.from_json(99) == 99
     assert type(vswitch.LoadBalance.from_json(99)) is int
     assert vswitch.LoadBalance.of(4) is vswitch.LoadBalance.FO_EXPLICIT
 
 
-def test_flags_as_text_and_json():
+def test_flags_as_text_and_json() -> None:
     flags = vswitch.TeamFlag.NOTIFY_SWITCH | vswitch.TeamFlag.REVERSE | 1 << 29
     assert flags.to_json() == ["reverse", "notify-switch", 1 << 29]
     assert str(flags) == f"reverse, notify-switch, {1 << 29}" == f"{flags}"
@@ -174,7 +176,7 @@ def test_flags_as_text_and_json():
     assert pickle.loads(pickle.dumps(flags)) == flags
 
 
-def test_the_bit_that_is_a_sign():
+def test_the_bit_that_is_a_sign() -> None:
     kind = vswitch.PropertyKind
     both = kind.CONFIG | kind.NO_SYNC
     assert int(kind.NO_SYNC) == libvswitch.NO_SYNC_PROP_TYPE < 0
@@ -184,24 +186,24 @@ def test_the_bit_that_is_a_sign():
     assert both & ~kind.NO_SYNC == kind.CONFIG
 
 
-def test_keys_are_texts():
+def test_keys_are_texts() -> None:
     key = vswitch.PropertyKey.VSPROP_MTU
     assert key == "com.taliko.vswitch.mtu" == str(key) == f"{key}"
     assert vswitch.PropertyKey.from_json("com.taliko.vswitch.mtu") is key
 
 
-def test_options_know_their_names():
+def test_options_know_their_names() -> None:
     assert vswitch.RuntimeOption.IGMP_VERSION.option_name == "IGMPVersion"
     assert [option.option_name for option in vswitch.RuntimeOption if option.is_text] == ["IGMPRouterIP", "MLDRouterIP"]
     assert len(vswitch.RuntimeOption) == 18
 
 
-def test_the_layer_s_own_have_no_constant():
+def test_the_layer_s_own_have_no_constant() -> None:
     assert [str(origin) for origin in vswitch.Origin] == ["default", "host", "switch", "port"]
     assert [str(scope) for scope in vswitch.Scope] == ["global", "host", "port"]
     assert {member.constant for member in (*vswitch.Origin, *vswitch.Scope)} == {""}
 
 
-def test_the_stubs_have_the_meanings():
+def test_the_stubs_have_the_meanings() -> None:
     stubs = (BUILD / "python/libvswitch/__init__.pyi").read_text()
     assert 'DVSPORT_TYPE_ACTIVE: int\n"""with a client"""\n' in stubs

@@ -1,6 +1,7 @@
 """A scrape reads the host once: what it asks grows by two calls for a port, whatever the port has."""
 
 from collections import Counter
+from typing import Any
 
 import pytest
 
@@ -11,19 +12,20 @@ prometheus = pytest.importorskip("prometheus_client", reason="python3-prometheus
 pytestmark = pytest.mark.pure_python
 
 
-def scrape(registry):
+def scrape(registry: Any) -> tuple[list[Any], Counter[str]]:
     """The samples of a scrape, by name, and the calls that it made."""
     from prometheus_client import generate_latest
     from prometheus_client.parser import text_string_to_metric_families
 
-    calls = Counter()
+    calls: Counter[str] = Counter()
     with observed(lambda name, *rest: calls.update([name])):
         text = generate_latest(registry).decode()
-    samples = [sample for family in text_string_to_metric_families(text) for sample in family.samples]
+    families: Any = text_string_to_metric_families
+    samples = [sample for family in families(text) for sample in family.samples]
     return samples, calls
 
 
-def registry_of(**options):
+def registry_of(**options: Any) -> Any:
     from prometheus_client import CollectorRegistry
 
     from vswitch.exporter import Collector
@@ -33,7 +35,7 @@ def registry_of(**options):
     return registry
 
 
-def test_a_thousand_ports_in_one_reading():
+def test_a_thousand_ports_in_one_reading() -> None:
     many = v.Host().switches.create("many", max_ports=2000)
     many.uplinks.create("nic4")
     registry, asked = registry_of(), {}
@@ -57,14 +59,14 @@ def test_a_thousand_ports_in_one_reading():
     assert asked[10].total() < 300
 
 
-def test_one_reading_serves_an_interval():
+def test_one_reading_serves_an_interval() -> None:
     registry = registry_of(interval=3600.0)
     first, calls = scrape(registry)
     again, none = scrape(registry)
     assert first == again and calls and not none
 
 
-def test_what_is_told_of_a_port():
+def test_what_is_told_of_a_port() -> None:
     samples, _ = scrape(registry_of())
     told = {(sample.name, *(sample.labels[name] for name in sorted(sample.labels))): sample.value for sample in samples}
     port = v.Switch("workload").ports["103"]
@@ -77,7 +79,7 @@ def test_what_is_told_of_a_port():
     assert told["vswitch_port_link_up", "", "103", "workload"] == 0
 
 
-def test_a_host_that_fails_on_the_way_says_so(monkeypatch):
+def test_a_host_that_fails_on_the_way_says_so(monkeypatch: pytest.MonkeyPatch) -> None:
     monkeypatch.setattr("vswitch._walk.uplinks", lambda alias: 1 / 0)
     samples, _ = scrape(registry_of())
     assert {sample.name: sample.value for sample in samples}["vswitch_up"] == 0

@@ -2,6 +2,7 @@
 
 import json
 import os
+from typing import Any
 
 import pytest
 from workspace import SOURCE
@@ -22,14 +23,14 @@ def golden(name: str, text: str) -> None:
     assert text == path.read_text()
 
 
-def order(plan) -> str:
+def order(plan: vswitch.Plan) -> str:
     return "".join(
         f"{operation.number} {operation.action} {operation.path}: {', '.join(name for name, _ in operation.calls)}\n"
         for operation in plan
     )
 
 
-def changed(document: str | dict, **options) -> str:
+def changed(document: str | dict[str, Any], **options: Any) -> str:
     """The diff, after it was applied and found to be all."""
     host = Host()
     plan = host.plan(document, **options)
@@ -44,7 +45,7 @@ def lab(text: str) -> str:
     return changed("format: 1\nswitches: {lab: %s}" % text)
 
 
-def scenario():
+def scenario() -> Any:
     import sys
 
     sys.path.insert(0, str(SOURCE / "tests/vswitch"))
@@ -53,7 +54,7 @@ def scenario():
     return desired_scenario
 
 
-def test_diff_and_order_of_a_large_change():
+def test_diff_and_order_of_a_large_change() -> None:
     made = scenario()
     host = made.prepare()
     plan = host.plan(made.WANTED)
@@ -63,7 +64,7 @@ def test_diff_and_order_of_a_large_change():
     assert numbers == list(range(1, len(plan) + 1))
 
 
-def test_the_diff_of_the_documentation():
+def test_the_diff_of_the_documentation() -> None:
     host = Host()
     workload = host.switches["workload"]
     workload.properties["org.example.rack"] = "B12"
@@ -88,7 +89,7 @@ def test_the_diff_of_the_documentation():
     assert not host.plan({"format": 1, "switches": {"old": None, "workload": {"ports": {"103": {"mac_learning": None}}}}})
 
 
-def test_plans_as_plain_data():
+def test_plans_as_plain_data() -> None:
     plan = Host().plan("format: 1\nswitches: {lab: {mtu: 9000, ports: {p: {vlan: 3, properties: {a: {hex: 'ff'}}}}}}")
     data = json.loads(json.dumps(plan.to_dict()))
     assert list(data) == ["format", "id", "operations"] and data["format"] == 1
@@ -101,7 +102,8 @@ def test_plans_as_plain_data():
     assert copy == plan and copy.id == plan.id and copy.diff() == plan.diff() and hash(copy) == hash(plan)
     assert list(data["operations"][0]) == ["number", "action", "path", "calls", "undo", "before", "after"]
     assert copy.apply().changed
-    for wrong in ({}, {"format": 2}, {"format": 1, "operations": [{}]}, {"format": 1}):
+    none: list[dict[str, Any]] = [{}, {"format": 2}, {"format": 1, "operations": [{}]}, {"format": 1}]
+    for wrong in none:
         with pytest.raises(vswitch.DocumentError):
             vswitch.Plan.from_dict(wrong)
     assert plan.operations == tuple(plan) and plan[0].number == 1 and bool(plan)
@@ -146,7 +148,7 @@ REFUSED = [
 ]
 
 
-def test_what_cannot_work_is_refused_with_the_path():
+def test_what_cannot_work_is_refused_with_the_path() -> None:
     host = Host()
     before = host.export()
     told = ""
@@ -159,7 +161,7 @@ def test_what_cannot_work_is_refused_with_the_path():
     assert host.export() == before
 
 
-def test_what_somebody_names_does_not_go():
+def test_what_somebody_names_does_not_go() -> None:
     host = Host()
     workload = host.switches["workload"]
     workload.ports["103"].teaming_override = "uplink-b"
@@ -182,7 +184,7 @@ def test_what_somebody_names_does_not_go():
     assert workload.ports["103"].teaming_override == "nic4"
 
 
-def test_private_vlans_and_policies_that_go():
+def test_private_vlans_and_policies_that_go() -> None:
     lab(
         "{uplinks: [a, b], private_vlans: [{primary: 5, secondary: 5, type: promisc}, {primary: 5, secondary: 6, type: isolated}],"
         " teaming_policies: {gold: {active: [a]}}, ports: {p: {vlan: {id: 6, private: true}, teaming_policy: gold}}}"
@@ -199,7 +201,7 @@ def test_private_vlans_and_policies_that_go():
     assert host.export(only=["lab"])["switches"]["lab"]["ports"] == {"p": {}}
 
 
-def test_uplinks_change_hands():
+def test_uplinks_change_hands() -> None:
     host = Host()
     # A swap: the first switch is first set without what it gives up.
     plan = host.plan("format: 1\nswitches: {workload: {uplinks: [nic0]}, management: {uplinks: [uplink-a]}}")
@@ -221,7 +223,7 @@ def test_uplinks_change_hands():
         changed(document)
 
 
-def test_collections_merge_settings_replace_and_null_removes():
+def test_collections_merge_settings_replace_and_null_removes() -> None:
     assert lab("{ports: {a: {security: {promiscuous: false, mac_changes: false}}, b: {}}, properties: {k: v, l: w}}")
     assert lab("{ports: {a: {security: {mac_changes: false}}}, properties: {k: x}}") == (
         "switches/lab/properties:\n"
@@ -236,17 +238,18 @@ def test_collections_merge_settings_replace_and_null_removes():
     assert lab("{properties: {exact: true}, mtu: 1500}") == 'switches/lab/properties:\n  - k: "x"\n'
 
 
-def test_exact_of_the_caller_goes_before_the_document_s():
+def test_exact_of_the_caller_goes_before_the_document_s() -> None:
     host = Host()
     host.switches.create("lab", max_ports=4).ports.create("p")
     text = "format: 1\nswitches: {exact: %s, management: {}, workload: {}, lab: {ports: {}}}"
     assert not host.plan(text % "true", exact=False)
     assert [one.path for one in host.plan(text % "false", exact=True)] == ["switches/lab/ports/p"]
+    untyped: Any = host
     with pytest.raises(TypeError):
-        host.plan(text % "true", exact=1)
+        untyped.plan(text % "true", exact=1)
 
 
-def test_defaults_count_as_equal_only_where_nothing_is_inherited():
+def test_defaults_count_as_equal_only_where_nothing_is_inherited() -> None:
     host = Host()
     lab("{uplinks: [a, b], ports: {p: {}}}")
     # Nowhere written, and the default.
@@ -279,14 +282,14 @@ def test_defaults_count_as_equal_only_where_nothing_is_inherited():
     assert "teaming" not in host.export(only=["lab"])["switches"]["lab"]["ports"]["p"]
 
 
-def test_a_teaming_policy_without_uplinks_has_all_of_them():
+def test_a_teaming_policy_without_uplinks_has_all_of_them() -> None:
     lab("{uplinks: [a, b], teaming: {load_balance: fo-explicit}, ports: {p: {teaming: {flags: []}}}}")
     switch = Host().switches["lab"]
     assert switch.teaming == vswitch.TeamingPolicy(("a", "b"), load_balance=vswitch.LoadBalance.FO_EXPLICIT)
     assert switch.ports["p"].teaming.active == ("a", "b")
 
 
-def test_mac_learning_and_mac_changes_share_a_property():
+def test_mac_learning_and_mac_changes_share_a_property() -> None:
     lab("{ports: {p: {mac_learning: {learning: true}, mac_changes: false}}}")
     port = Host().switches["lab"].ports["p"]
     assert (port.mac_learning.learning, port.mac_changes) == (True, False)
@@ -298,7 +301,7 @@ def test_mac_learning_and_mac_changes_share_a_property():
     assert (port.mac_learning.limit, port.mac_changes) == (5, True)
 
 
-def test_volatile_values():
+def test_volatile_values() -> None:
     host = Host()
     workload = host.switches["workload"]
     workload.properties.set("vspare", "now", volatile=True)
@@ -324,7 +327,7 @@ def test_volatile_values():
     assert "vspare" not in workload.properties
 
 
-def test_properties_keep_and_change_owners():
+def test_properties_keep_and_change_owners() -> None:
     host = Host()
     lab("{properties: {a: {text: x, owner: me}}, host_properties: {h: {int: -2, size: 2}}, ports: {p: {properties: {b: {base64: 'AAE='}}}}}")
     switch = host.switches["lab"]
@@ -341,7 +344,7 @@ def test_properties_keep_and_change_owners():
     changed({"format": 1, "switches": {"lab": {"properties": {"a": None}}}})
 
 
-def test_addresses_by_hand():
+def test_addresses_by_hand() -> None:
     lab("{ports: {p: {static_addresses: [{mac: 02-00-00-00-00-0A, vlan: 3}, {mac: 02:00:00:00:00:0b}]}}}")
     port = Host().switches["lab"].ports["p"]
     assert [(entry.mac, entry.vlan) for entry in port.mac_table.entries(vswitch.MacType.USER)] == [
@@ -357,7 +360,7 @@ def test_addresses_by_hand():
     assert len(port.mac_table) == 0
 
 
-def test_mirror_sessions_move_between_tables():
+def test_mirror_sessions_move_between_tables() -> None:
     host = Host()
     lab("{mirrors: {one: {destinations: ['port:p']}}, ports: {p: {mirrors: {two: {name: Two}}}}}")
     plan = host.plan(
@@ -371,7 +374,7 @@ def test_mirror_sessions_move_between_tables():
     assert [name for name, _ in host.plan("format: 1\nswitches: {lab: {mirrors: {one: null}}}")[0].calls] == ["VSDVS_ClearDVMirrorSessions"]
 
 
-def test_a_zombie_is_revived():
+def test_a_zombie_is_revived() -> None:
     host = Host()
     workload = host.switches["workload"]
     workload.ports.remove("100", force=True)
@@ -380,7 +383,7 @@ def test_a_zombie_is_revived():
     assert (workload.ports["100"].connect_id, workload.ports["100"].client) == (12, "web0.eth0")
 
 
-def test_connecting_and_disconnecting():
+def test_connecting_and_disconnecting() -> None:
     assert lab("{connected: false, max_ports: 9, ports: {p: {vlan: 3}}}") == (
         "switches/lab: create\n  + connected: false\n  + max_ports: 9\nswitches/lab/ports/p: create\n  + vlan: 3\n"
     )
@@ -393,7 +396,7 @@ def test_connecting_and_disconnecting():
     assert "lab" not in host.switches
 
 
-def test_a_switch_of_the_run_counts_what_is_written_as_stored():
+def test_a_switch_of_the_run_counts_what_is_written_as_stored() -> None:
     lab("{persistent: false, mtu: 2000, ports: {p: {vlan: 4}}}")
     host = Host()
     host.switches["lab"].properties.set("k", "v", volatile=True)
@@ -403,14 +406,14 @@ def test_a_switch_of_the_run_counts_what_is_written_as_stored():
     assert not host.plan(host.export())
 
 
-def test_identifiers_follow_from_aliases():
+def test_identifiers_follow_from_aliases() -> None:
     lab("{}")
     import uuid
 
     assert Host().switches["lab"].id == str(uuid.uuid5(uuid.NAMESPACE_URL, "vswitch:lab"))
 
 
-def test_exports_of_the_built_in_host():
+def test_exports_of_the_built_in_host() -> None:
     host = Host()
     golden("export.json", json.dumps(host.export(), indent=1) + "\n")
     golden("observed.json", json.dumps(host.export(observed=True, only=["management"]), indent=1) + "\n")
@@ -423,7 +426,7 @@ def test_exports_of_the_built_in_host():
     assert not host.plan(host.export(), exact=True)
 
 
-def test_an_export_is_the_same_where_images_cannot_be_read(monkeypatch):
+def test_an_export_is_the_same_where_images_cannot_be_read(monkeypatch: pytest.MonkeyPatch) -> None:
     from vswitch.desired import state
 
     host = Host()

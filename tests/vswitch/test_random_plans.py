@@ -6,6 +6,8 @@ plans with each kind of fault at every call in turn, and killed at every line.""
 
 import json
 import os
+import pathlib
+from typing import Any
 
 import pytest
 from workspace import BUILD, SOURCE, run_script
@@ -23,7 +25,7 @@ sys.path.insert(0, sys.argv[1])
 from hypothesis import HealthCheck, Phase, given, seed, settings, strategies as st
 import desired_scenario as scenario
 import vswitch
-from random_hosts import PORT, SWITCH, actions, do, host, in_child, made_by
+from random_actions import PORT, SWITCH, actions, do, host, in_child, made_by
 from vswitch.desired import execute, journal
 
 plans, chunk, full = int(sys.argv[2]), int(sys.argv[3]), sys.argv[4] == "full"
@@ -229,7 +231,7 @@ run_all(tried)
 """
 
 
-def run(tmp_path, script, plans, chunk, host, *arguments):
+def run(tmp_path: pathlib.Path, script: str, plans: int, chunk: int, host: str, *arguments: str) -> dict[str, Any]:
     description = tmp_path / "nics.json"
     description.write_text(json.dumps({"format": 1, "physical_nics": NICS}))
     outcome = run_script(
@@ -239,26 +241,26 @@ def run(tmp_path, script, plans, chunk, host, *arguments):
     )  # fmt: skip
     assert outcome.code == 0, outcome
     print(outcome.out)
-    told = json.loads(outcome.out)
+    told: dict[str, Any] = json.loads(outcome.out)
     assert told["plans"] >= plans
     return told
 
 
 @pytest.mark.parametrize("chunk", CHUNKS)
-def test_a_call_that_fails_leaves_nothing_of_a_random_plan(tmp_path, chunk):
+def test_a_call_that_fails_leaves_nothing_of_a_random_plan(tmp_path: pathlib.Path, chunk: int) -> None:
     told = run(tmp_path, FAULTS, PLANS, chunk, ":memory:")
     assert told["tried"] >= (told["calls"] * 3 if FULL else PLANS * 2 // 3)
     assert told["calls"] > 5 * PLANS and told["kept"] < told["tried"] // 2
 
 
 @pytest.mark.parametrize("chunk", CHUNKS)
-def test_a_kill_leaves_what_can_be_taken_back_of_a_random_plan(tmp_path, chunk):
+def test_a_kill_leaves_what_can_be_taken_back_of_a_random_plan(tmp_path: pathlib.Path, chunk: int) -> None:
     plans = PLANS if FULL else 5
     told = run(tmp_path, KILLED, plans, chunk, str(tmp_path / "host.db"), str(BUILD / "host/bin/vswitch-host"))
     assert told["tried"] >= (PLANS * 10 if FULL else 5) and told["kept"] < told["tried"] // 2
 
 
 @pytest.mark.parametrize("chunk", CHUNKS)
-def test_what_is_foreseen_of_a_random_plan_is_what_comes(tmp_path, chunk):
+def test_what_is_foreseen_of_a_random_plan_is_what_comes(tmp_path: pathlib.Path, chunk: int) -> None:
     told = run(tmp_path, PREDICTED, PLANS, chunk, ":memory:")
     assert told["tried"] >= PLANS // 3 and told["calls"] > 5 * told["tried"]

@@ -6,6 +6,7 @@ import os
 import pathlib
 import subprocess
 import sys
+from typing import Any
 
 import pytest
 import workspace
@@ -19,7 +20,7 @@ if not (workspace.BUILD / "python/vswitch/simulated").exists():
 SWITCHES, PORTS = 3, 67  # of each: 200 in all, and one
 
 
-def description():
+def description() -> dict[str, Any]:
     """A host of three switches and 201 ports, each port with a client but for the last of a switch."""
     switches = []
     for number in range(SWITCHES):
@@ -46,7 +47,7 @@ VLANS = {
 
 
 @pytest.fixture
-def environment(tmp_path):
+def environment(tmp_path: pathlib.Path) -> dict[str, str]:
     boot = tmp_path / "boot.json"
     boot.write_text(json.dumps(description()))
     (tmp_path / "vlans.json").write_text(json.dumps(VLANS))
@@ -68,7 +69,7 @@ def environment(tmp_path):
     return made
 
 
-def run(environment, *arguments, code):
+def run(environment: dict[str, str], *arguments: str, code: int) -> subprocess.CompletedProcess[str]:
     done = subprocess.run(
         ["vswitch", *arguments], env=environment, capture_output=True, text=True, timeout=120, check=False,
         executable=environment["PATH"].split(":")[0] + "/vswitch",
@@ -77,14 +78,14 @@ def run(environment, *arguments, code):
     return done
 
 
-def digest(environment):
+def digest(environment: dict[str, str]) -> dict[str, str]:
     """Of every byte of the host's state, and of the folder of applies."""
     home = pathlib.Path(environment["HOME"])
     files = sorted(path for path in home.rglob("*") if path.is_file() and not path.name.endswith((".yaml", "-shm")))
     return {str(path): hashlib.sha256(path.read_bytes()).hexdigest() for path in files}
 
 
-def document(environment, text):
+def document(environment: dict[str, str], text: str) -> str:
     path = pathlib.Path(environment["HOME"]) / "wanted.yaml"
     path.write_text(text)
     return str(path)
@@ -99,7 +100,7 @@ runtime_options: {IGMPVersion: 77}
 """
 
 
-def test_a_wrong_vlan_cuts_connections(environment):
+def test_a_wrong_vlan_cuts_connections(environment: dict[str, str]) -> None:
     before = digest(environment)
     told = json.loads(run(environment, "--json", "rehearse", document(environment, WRONG_VLAN), code=3).stdout)
     assert digest(environment) == before
@@ -116,7 +117,7 @@ def test_a_wrong_vlan_cuts_connections(environment):
     assert len(told["connectivity"]["before"]) == SWITCHES * (66 * 21 + 66)
 
 
-def test_a_plan_that_fails_late(environment):
+def test_a_plan_that_fails_late(environment: dict[str, str]) -> None:
     before = digest(environment)
     path = document(environment, FAILS_LATE)
     run(environment, "plan", path, code=0)
@@ -132,9 +133,9 @@ def test_a_plan_that_fails_late(environment):
     assert told["connectivity"]["lost"] == told["connectivity"]["gained"] == []
 
 
-def test_what_works_and_what_is_gained(environment):
+def test_what_works_and_what_is_gained(environment: dict[str, str]) -> None:
     path = document(environment, "format: 1\nswitches: {switch-0: {ports: {p0: {vlan: {trunk: [1, 3-4]}}}}}\n")
-    text, code = on_terminal(f"vswitch rehearse {path}", environment, environment["HOME"])
+    text, code = on_terminal(f"vswitch rehearse {path}", environment, pathlib.Path(environment["HOME"]))
     assert code == 0 and "\\e[33m  ~ vlan: 1 -> " in text and "\nworks\n" in text
     done = run(environment, "rehearse", path, code=0).stdout.splitlines()
     # As a trunk it sends with the tags 1 and 3, and ports of VLAN 3 hear it; a broadcast of theirs comes back.
@@ -145,7 +146,7 @@ def test_what_works_and_what_is_gained(environment):
     assert run(environment, "rehearse", document(environment, "format: 2\n"), code=2).stdout == ""
 
 
-def test_without_the_simulated_host(environment, tmp_path):
+def test_without_the_simulated_host(environment: dict[str, str], tmp_path: pathlib.Path) -> None:
     path = document(environment, WRONG_VLAN)
     done = run({**environment, "VSWITCH_SIMULATED_HOST": str(tmp_path / "none")}, "rehearse", path, code=1)
     assert done.stderr.splitlines()[-1] == (
@@ -153,7 +154,7 @@ def test_without_the_simulated_host(environment, tmp_path):
     )
 
 
-def test_a_rehearsal_as_an_object(environment):
+def test_a_rehearsal_as_an_object(environment: dict[str, str]) -> None:
     source = f"""
 import json, pathlib
 import vswitch

@@ -2,6 +2,7 @@
 
 import json
 import os
+import pathlib
 
 import pytest
 from workspace import SOURCE, run_script
@@ -19,7 +20,7 @@ import json, sys
 sys.path.insert(0, sys.argv[1])
 from hypothesis import HealthCheck, Phase, given, settings, strategies as st
 import vswitch
-from random_hosts import PORT, SWITCH, actions, do, host, in_child, made_by
+from random_actions import PORT, SWITCH, actions, do, host, in_child, made_by
 
 host.portsets
 try:
@@ -76,7 +77,7 @@ print(json.dumps({"examples": len(counted), "switch": sorted(members), "port": s
 """
 
 
-def test_exports_of_random_hosts(tmp_path):
+def test_exports_of_random_hosts(tmp_path: pathlib.Path) -> None:
     description = tmp_path / "empty.json"
     description.write_text(json.dumps({"format": 1, "physical_nics": NICS}))
     examples = 200 if os.environ.get("VSWITCHPY_FULL") else 25

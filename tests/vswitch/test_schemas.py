@@ -3,6 +3,8 @@
 import copy
 import json
 import pathlib
+from collections.abc import Callable, Iterator
+from typing import Any
 
 import pytest
 
@@ -13,7 +15,7 @@ pytestmark = [pytest.mark.pure_python, pytest.mark.same_process]
 SESSIONS = pathlib.Path(__file__).with_name("sessions")
 
 
-def printed():
+def printed() -> list[dict[str, Any]]:
     """What the transcripts show that is JSON, on standard output and on standard error."""
     found = []
     for session in sorted(SESSIONS.glob("*.txt")):
@@ -33,11 +35,11 @@ PLANS = [one for one in PRINTED if {"operations", "diff"} <= set(one)]
 GIVEN = {"plan": PLANS, "error": ERRORS}
 
 
-def accepts(name, instance):
-    return jsonschema.Draft202012Validator(vswitch.schema(name)).is_valid(instance)
+def accepts(name: str, instance: object) -> bool:
+    return bool(jsonschema.Draft202012Validator(vswitch.schema(name)).is_valid(instance))
 
 
-def test_there_is_enough_to_look_at():
+def test_there_is_enough_to_look_at() -> None:
     assert len(ERRORS) >= 12 and len(PLANS) >= 5
     assert {one["error"]["class"] for one in ERRORS} >= {
         "ApplyError", "UsageError", "NotFound", "AlreadyExists", "Busy", "DocumentError", "TimedOut",
@@ -46,13 +48,13 @@ def test_there_is_enough_to_look_at():
 
 
 @pytest.mark.parametrize("name", GIVEN)
-def test_what_is_printed_is_accepted(name):
+def test_what_is_printed_is_accepted(name: str) -> None:
     for one in GIVEN[name]:
         assert accepts(name, one), one
         assert not accepts("error" if name == "plan" else "plan", one)
 
 
-def test_a_plan_and_an_error_are_accepted_as_the_package_gives_them():
+def test_a_plan_and_an_error_are_accepted_as_the_package_gives_them() -> None:
     for one in PLANS:
         plan = vswitch.Plan.from_dict(one)
         assert accepts("plan", plan.to_dict())
@@ -65,7 +67,7 @@ def test_a_plan_and_an_error_are_accepted_as_the_package_gives_them():
 ANYTHING = {"before", "after"}  # may be of any type
 
 
-def places(value, path=()):
+def places(value: Any, path: tuple[Any, ...] = ()) -> Iterator[tuple[Any, ...]]:
     """The paths of all values that have a form: not those in the inputs of calls, and in what was there."""
     yield path
     if isinstance(value, dict) and not (path and inputs(path)):
@@ -77,7 +79,7 @@ def places(value, path=()):
             yield from places(inner, (*path, index))
 
 
-def changed_at(whole, path, change):
+def changed_at(whole: Any, path: tuple[Any, ...], change: Callable[[Any, Any], object]) -> Any:
     """A copy in which `change` was made to what holds the last name of a path."""
     made = copy.deepcopy(whole)
     place = made
@@ -87,12 +89,12 @@ def changed_at(whole, path, change):
     return made
 
 
-def inputs(path):
+def inputs(path: tuple[Any, ...]) -> bool:
     """Whether this is the inputs of a call: whatever they are, they are an object."""
     return path[-1] == "arguments" or (len(path) > 2 and path[-3] in ("calls", "undo") and path[-1] == 1)
 
 
-def different(whole, path):
+def different(whole: Any, path: tuple[Any, ...]) -> Iterator[Any]:
     """Copies of an instance with one thing wrong at a path."""
     found = whole
     for part in path:
@@ -106,7 +108,7 @@ def different(whole, path):
 
 
 @pytest.mark.parametrize("name", GIVEN)
-def test_what_is_a_little_different_is_refused(name):
+def test_what_is_a_little_different_is_refused(name: str) -> None:
     count = 0
     for one in GIVEN[name]:
         assert not accepts(name, {**one, "more": 1})
@@ -134,7 +136,7 @@ def test_what_is_a_little_different_is_refused(name):
         ("error", ["error", "rolled_back"], True),
     ],
 )
-def test_values_that_cannot_be_are_refused(name, path, value):
+def test_values_that_cannot_be_are_refused(name: str, path: tuple[Any, ...], value: Any) -> None:
     whole = next(one for one in GIVEN[name] if one.get("operations") or "error" in one and "done" not in one["error"])
     changed = copy.deepcopy(whole)
     place = changed

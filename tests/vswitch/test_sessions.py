@@ -11,6 +11,7 @@ import pathlib
 import re
 import subprocess
 import sys
+from collections.abc import Iterable, Iterator
 
 import pytest
 import terminal
@@ -20,8 +21,12 @@ pytestmark = pytest.mark.pure_python
 SESSIONS = pathlib.Path(__file__).with_name("sessions")
 
 
+def stem(path: pathlib.Path) -> str:
+    return path.stem
+
+
 @pytest.fixture
-def environment(tmp_path):
+def environment(tmp_path: pathlib.Path) -> dict[str, str]:
     """A home of its own with the command on the path, and a fresh host in a state file."""
     command = tmp_path / "bin" / "vswitch"
     command.parent.mkdir()
@@ -43,7 +48,7 @@ def environment(tmp_path):
     return variables
 
 
-def transcript(commands, environment, folder):
+def transcript(commands: Iterable[str], environment: dict[str, str], folder: pathlib.Path) -> str:
     lines = []
     for command in commands:
         done = subprocess.run(
@@ -59,8 +64,8 @@ def transcript(commands, environment, folder):
     return "".join(line + "\n" for line in lines)
 
 
-@pytest.mark.parametrize("session", sorted(SESSIONS.glob("*.txt")), ids=lambda path: path.stem)
-def test_session(session, environment, tmp_path):
+@pytest.mark.parametrize("session", sorted(SESSIONS.glob("*.txt")), ids=stem)
+def test_session(session: pathlib.Path, environment: dict[str, str], tmp_path: pathlib.Path) -> None:
     expected = session.read_text()
     commands = [line[2:] for line in expected.splitlines() if line.startswith("$ ")]
     assert commands
@@ -81,7 +86,7 @@ CHANGING = (
 )
 
 
-def on_terminal(command, environment, folder):
+def on_terminal(command: str, environment: dict[str, str], folder: pathlib.Path) -> tuple[str, int]:
     """What a terminal gets of a command, and the exit code."""
     variables = {**environment, "TERM": "xterm", "COLUMNS": "100"}
     text, code = terminal.on_terminal(["sh", "-c", command], variables, folder)
@@ -91,8 +96,8 @@ def on_terminal(command, environment, folder):
     return text, code
 
 
-@pytest.mark.parametrize("session", sorted(SESSIONS.glob("terminal/*.txt")), ids=lambda path: path.stem)
-def test_session_on_a_terminal(session, environment, tmp_path):
+@pytest.mark.parametrize("session", sorted(SESSIONS.glob("terminal/*.txt")), ids=stem)
+def test_session_on_a_terminal(session: pathlib.Path, environment: dict[str, str], tmp_path: pathlib.Path) -> None:
     expected = session.read_text()
     found = ""
     for command in [line[2:] for line in expected.splitlines() if line.startswith("$ ")]:
@@ -108,7 +113,7 @@ def test_session_on_a_terminal(session, environment, tmp_path):
 # ---- every verb, every way -------------------------------------------------------------------------------------------
 
 
-def verbs():
+def verbs() -> Iterator[str]:
     """All verbs, as words."""
     from vswitch.cli.grammar import VERBS
 
@@ -116,7 +121,7 @@ def verbs():
         yield from [f"{name} {inner}" for inner in place[1]] if isinstance(place, tuple) else [name]
 
 
-def used(lines):
+def used(lines: Iterable[str]) -> set[str]:
     """The verbs that commands use."""
     found = set()
     for line in lines:
@@ -128,7 +133,7 @@ def used(lines):
 
 
 @pytest.mark.same_process
-def test_every_verb_is_seen_on_a_terminal_in_a_pipe_and_in_json():
+def test_every_verb_is_seen_on_a_terminal_in_a_pipe_and_in_json() -> None:
     piped = [line for path in SESSIONS.glob("*.txt") for line in path.read_text().splitlines() if line[:2] == "$ "]
     manual = (workspace.SOURCE / "docs/manual/objects/command_line.rst").read_text().splitlines()
     seen = {
@@ -147,6 +152,6 @@ def test_every_verb_is_seen_on_a_terminal_in_a_pipe_and_in_json():
 
 
 @pytest.mark.same_process
-def test_every_exit_code_is_seen():
+def test_every_exit_code_is_seen() -> None:
     text = "".join(path.read_text() for path in SESSIONS.rglob("*.txt"))
     assert set(re.findall(r"^\[([0-9]+)\]$", text, re.MULTILINE)) == {"1", "2", "3", "4"}

@@ -1,11 +1,13 @@
 """The command line where it meets a terminal, a closed pipe, a poor locale, a signal, a file that it may not write."""
 
 import json
+import pathlib
 import select
 import signal
 import socket
 import subprocess
 import sys
+from typing import Any
 
 import pytest
 import terminal
@@ -15,25 +17,29 @@ from test_sessions import environment  # noqa: F401 - a fixture
 pytestmark = [pytest.mark.pure_python, pytest.mark.same_process]
 
 
-def run(environment, *arguments, **options):
+def run(
+    environment: dict[str, str], *arguments: str, env: dict[str, str] | None = None
+) -> subprocess.CompletedProcess[bytes]:
     return subprocess.run(
-        ["vswitch", *arguments], env={**environment, **options.pop("env", {})}, capture_output=True, timeout=60,
-        check=False, stdin=subprocess.DEVNULL, **options,
+        ["vswitch", *arguments], env={**environment, **(env or {})}, capture_output=True, timeout=60, check=False,
+        stdin=subprocess.DEVNULL,
     )  # fmt: skip
 
 
-def on_terminal(environment, *arguments, columns=100, answer=b"", **more):
+def on_terminal(
+    environment: dict[str, str], *arguments: str, columns: int = 100, answer: bytes = b"", **more: str
+) -> tuple[str, int]:
     """What a person sees who runs the command, and its exit code."""
     variables = {**environment, "TERM": "xterm", "COLUMNS": str(columns), **more}
     return terminal.on_terminal(["vswitch", *arguments], variables, answer=answer)
 
 
 @pytest.fixture(autouse=True)
-def path(environment, monkeypatch):  # noqa: F811
+def path(environment: dict[str, str], monkeypatch: pytest.MonkeyPatch) -> None:  # noqa: F811
     monkeypatch.setenv("PATH", environment["PATH"])
 
 
-def test_a_table_on_a_terminal(environment):  # noqa: F811
+def test_a_table_on_a_terminal(environment: dict[str, str]) -> None:  # noqa: F811
     seen, code = on_terminal(environment, "nic", "list")
     assert code == 0 and "\x1b[1;36mNIC" in seen
     plain, _ = on_terminal(environment, "nic", "list", TERM="dumb")
@@ -45,7 +51,7 @@ def test_a_table_on_a_terminal(environment):  # noqa: F811
     ]
 
 
-def test_no_color(environment):  # noqa: F811
+def test_no_color(environment: dict[str, str]) -> None:  # noqa: F811
     document = f"{environment['HOME']}/lab.yaml"
     colored, _ = on_terminal(environment, "plan", document)
     plain, _ = on_terminal(environment, "plan", document, NO_COLOR="1")
@@ -53,14 +59,14 @@ def test_no_color(environment):  # noqa: F811
     assert "\x1b[3" not in plain and "  + mtu: 9000" in plain
 
 
-def test_twenty_columns(environment):  # noqa: F811
+def test_twenty_columns(environment: dict[str, str]) -> None:  # noqa: F811
     """The terminal wraps the lines; cells stay whole."""
     seen, code = on_terminal(environment, "switch", "list", columns=20)
     assert code == 0
     assert seen == run(environment, "switch", "list").stdout.decode()
 
 
-def test_apply_asks_on_a_terminal(environment):  # noqa: F811
+def test_apply_asks_on_a_terminal(environment: dict[str, str]) -> None:  # noqa: F811
     document = f"{environment['HOME']}/lab.yaml"
     seen, code = on_terminal(environment, "apply", document, answer=b"n\n")
     assert code == 1 and "apply this? [y/N]:" in seen
@@ -72,7 +78,7 @@ def test_apply_asks_on_a_terminal(environment):  # noqa: F811
     assert code == 0 and "[y/N]" not in seen and "nothing to do" in seen
 
 
-def test_a_closed_pipe(environment):  # noqa: F811
+def test_a_closed_pipe(environment: dict[str, str]) -> None:  # noqa: F811
     done = subprocess.run(
         "vswitch constants | head -n 1; vswitch schema | true", shell=True, env=environment, capture_output=True,
         text=True, timeout=60, check=False,
@@ -81,14 +87,14 @@ def test_a_closed_pipe(environment):  # noqa: F811
     assert done.stderr == ""
 
 
-def test_a_poor_locale(environment):  # noqa: F811
+def test_a_poor_locale(environment: dict[str, str]) -> None:  # noqa: F811
     poor = {"LANG": "C", "LC_ALL": "C"}
     assert run(environment, "port", "add", "workload", "büro", env=poor).returncode == 0
     done = run(environment, "port", "list", "workload", "--json", env=poor)
     assert "büro" in [port["port"] for port in json.loads(done.stdout.decode())]
 
 
-def test_a_state_file_that_cannot_be_written(environment, tmp_path):  # noqa: F811
+def test_a_state_file_that_cannot_be_written(environment: dict[str, str], tmp_path: pathlib.Path) -> None:  # noqa: F811
     run(environment, "show")
     if subprocess.run(["setpriv", "--reuid=65534", "true"], check=False, capture_output=True).returncode:
         pytest.skip("another user is needed, and this one may not change to it")
@@ -104,13 +110,14 @@ def test_a_state_file_that_cannot_be_written(environment, tmp_path):  # noqa: F8
     assert shown.stdout == "9000\n"
 
 
-def test_an_interrupted_watch(environment):  # noqa: F811
+def test_an_interrupted_watch(environment: dict[str, str]) -> None:  # noqa: F811
     watch = subprocess.Popen(["vswitch", "watch", "switches/workload/mtu", "--interval", "0.05"], env=environment,
                              stdout=subprocess.PIPE, stderr=subprocess.PIPE, text=True)  # fmt: skip
     for mtu in ("1500", "2000", "3000", "4000", "5000", "6000", "7000"):  # until it has begun to look
         run(environment, "set", "switches/workload/mtu", mtu)
         if select.select([watch.stdout], [], [], 0.3)[0]:
             break
+    assert watch.stdout and watch.stderr
     line = watch.stdout.readline()
     assert " switches/workload/mtu: " in line and " -> " in line, line
     watch.send_signal(signal.SIGINT)
@@ -118,7 +125,7 @@ def test_an_interrupted_watch(environment):  # noqa: F811
     assert watch.stderr.read() == ""
 
 
-def imported_by(words, environment):
+def imported_by(words: list[str], environment: dict[str, str]) -> set[str]:
     """The modules that a command imports."""
     source = "import sys\nfrom vswitch.cli import main\nmain(sys.argv[1:])\nprint(*sys.modules, file=sys.stderr)"
     done = subprocess.run(
@@ -127,7 +134,7 @@ def imported_by(words, environment):
     return set(done.stderr.split())
 
 
-def test_what_starts_the_command_is_little(environment):  # noqa: F811
+def test_what_starts_the_command_is_little(environment: dict[str, str]) -> None:  # noqa: F811
     version = imported_by(["--version"], environment)
     assert {name for name in version if name.startswith("vswitch")} == {"vswitch", "vswitch.cli"}
     costly = {"click", "rich", "yaml", "cbor2", "dataclasses", "inspect", "json", "hashlib", "datetime", "ipaddress"}
@@ -146,7 +153,9 @@ VLAN = {"enums.policies", "handles.port", "handles.port_settings", "values.base"
         ("switches/workload/multicast_mode", {"enums.multicast"}),
     ],
 )
-def test_reading_a_value_imports_what_it_needs(environment, path, others):  # noqa: F811
+def test_reading_a_value_imports_what_it_needs(
+    environment: dict[str, str], path: str, others: Any
+) -> None:  # noqa: F811
     found = imported_by(["get", path], environment)
     part = """_arguments _calls _walk cli cli.output cli.running cli.value desired desired.names enums enums._member errors
     handles handles.collection handles.host handles.setting handles.switch handles.switch_settings handles.switches
@@ -158,12 +167,12 @@ def test_reading_a_value_imports_what_it_needs(environment, path, others):  # no
         assert not found & {"dataclasses", "inspect", "ipaddress"}
 
 
-def test_other_verbs_import_the_grammar_and_no_tables(environment):  # noqa: F811
+def test_other_verbs_import_the_grammar_and_no_tables(environment: dict[str, str]) -> None:  # noqa: F811
     found = imported_by(["--json", "get", "switches/workload/mtu"], environment)
     assert "click" in found and not found & {"rich", "yaml", "cbor2"}
 
 
-def complete(environment, *words):
+def complete(environment: dict[str, str], *words: str) -> list[str]:
     """What the shell would offer for the last of the words."""
     variables = {"_VSWITCH_COMPLETE": "bash_complete", "COMP_WORDS": " ".join(["vswitch", *words]),
                  "COMP_CWORD": str(len(words))}  # fmt: skip
@@ -171,7 +180,7 @@ def complete(environment, *words):
     return [line.partition(",")[2] for line in answer.splitlines()]
 
 
-def test_completion(environment):  # noqa: F811
+def test_completion(environment: dict[str, str]) -> None:  # noqa: F811
     for shell in ("bash", "zsh", "fish"):
         script = run(environment, "completion", shell).stdout.decode()
         assert "_VSWITCH_COMPLETE" in script and "vswitch" in script
@@ -192,7 +201,7 @@ def test_completion(environment):  # noqa: F811
     ]  # fmt: skip
 
 
-def test_the_man_page_has_every_verb_and_option(environment):  # noqa: F811
+def test_the_man_page_has_every_verb_and_option(environment: dict[str, str]) -> None:  # noqa: F811
     import click
     from vswitch.cli.grammar import VERBS, Verbs, root
 
@@ -200,7 +209,8 @@ def test_the_man_page_has_every_verb_and_option(environment):  # noqa: F811
     for font in ("\\fB", "\\fI", "\\fR"):
         page = page.replace(font, "")
 
-    def walk(command, words):
+    def walk(command: click.Command | None, words: list[str]) -> None:
+        assert command
         context = click.Context(command)
         if isinstance(command, Verbs):
             for name in command.list_commands(context):
@@ -215,7 +225,7 @@ def test_the_man_page_has_every_verb_and_option(environment):  # noqa: F811
     assert "switch" in VERBS
 
 
-def test_the_exporter_over_http(environment):  # noqa: F811
+def test_the_exporter_over_http(environment: dict[str, str]) -> None:  # noqa: F811
     from urllib.request import urlopen
 
     prometheus = pytest.importorskip("prometheus_client.parser", reason="python3-prometheus-client is not installed")
@@ -224,6 +234,7 @@ def test_the_exporter_over_http(environment):  # noqa: F811
     command = ["vswitch", "exporter", "--port", str(port)]
     process = subprocess.Popen(command, env=environment, stderr=subprocess.PIPE, text=True)
     try:
+        assert process.stderr
         address = process.stderr.readline().split()[-1]
         with urlopen(address, timeout=30) as answer:
             text = answer.read().decode()
@@ -247,7 +258,9 @@ def test_the_exporter_over_http(environment):  # noqa: F811
     assert samples["vswitch_announcement_packets_total", (("switch", "workload"),)] == 6
 
 
-def test_a_failing_host_is_a_scrape_that_says_so(environment, tmp_path):  # noqa: F811
+def test_a_failing_host_is_a_scrape_that_says_so(
+    environment: dict[str, str], tmp_path: pathlib.Path
+) -> None:  # noqa: F811
     pytest.importorskip("prometheus_client", reason="python3-prometheus-client is not installed")
     (tmp_path / "host.db").write_bytes(b"no state file")
     script = """

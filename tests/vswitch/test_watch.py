@@ -4,6 +4,7 @@ import asyncio
 import shutil
 import threading
 import time
+from typing import Any
 
 import pytest
 from workspace import SOURCE
@@ -16,11 +17,11 @@ pytestmark = pytest.mark.pure_python
 LINK = "switches/workload/observed/uplinks/uplink-a/link"
 
 
-def flat(sets):
+def flat(sets: Any) -> list[Any]:
     return [(change.path, change.kind, change.before, change.after) for one in sets for change in one.changes]
 
 
-def test_changes_are_told_one_for_each_value():
+def test_changes_are_told_one_for_each_value() -> None:
     host = Host()
     workload = host.switches["workload"]
     watch = host.watch(interval=0.05, timeout=0.3, observed=False)
@@ -48,7 +49,7 @@ def test_changes_are_told_one_for_each_value():
     ]
 
 
-def test_only_what_is_below_the_paths():
+def test_only_what_is_below_the_paths() -> None:
     host = Host()
     host.switches.create("lab")
     watch = host.watch("switches/workload/mtu", "switches/lab", interval=0.05, timeout=0.2)
@@ -63,7 +64,7 @@ def test_only_what_is_below_the_paths():
     assert list(watch) == []
 
 
-def test_a_watch_ends_by_close_from_another_thread_and_with_its_block():
+def test_a_watch_ends_by_close_from_another_thread_and_with_its_block() -> None:
     host = Host()
     with host.watch(interval=3600) as watch:
         threading.Timer(0.1, watch.close).start()
@@ -75,7 +76,7 @@ def test_a_watch_ends_by_close_from_another_thread_and_with_its_block():
         next(watch)
 
 
-def test_a_watch_is_an_asynchronous_iterator():
+def test_a_watch_is_an_asynchronous_iterator() -> Any:
     host = Host()
 
     async def one() -> vswitch.ChangeSet:
@@ -88,14 +89,15 @@ def test_a_watch_is_an_asynchronous_iterator():
     assert [change.path for change in asyncio.run(one()).changes] == ["switches/workload/mtu"]
 
 
-def test_limits_of_watches():
+def test_limits_of_watches() -> None:
     for wrong in (0.049, 3600.1, -1):
         with pytest.raises(ValueError, match="interval"):
             Host().watch(interval=wrong)
+    host: Any = Host()
     with pytest.raises(TypeError):
-        Host().watch(interval="1")
+        host.watch(interval="1")
     with pytest.raises(TypeError):
-        Host().watch(7)
+        host.watch(7)
     with pytest.raises(ValueError, match="timeout"):
         Host().watch(timeout=-1)
 
@@ -126,11 +128,11 @@ def test_limits_of_watches():
         ("switches/workload/ports/99 absent", None),
     ],
 )
-def test_conditions_that_hold(condition, result):
+def test_conditions_that_hold(condition: str, result: bool) -> None:
     assert Host().wait_until(condition, timeout=0) == result
 
 
-def test_conditions_that_come_true_and_those_that_do_not():
+def test_conditions_that_come_true_and_those_that_do_not() -> None:
     host = Host()
     workload = host.switches["workload"]
     threading.Timer(0.2, setattr, (workload, "mtu", 2000)).start()
@@ -152,12 +154,12 @@ def test_conditions_that_come_true_and_those_that_do_not():
 
 
 @pytest.mark.parametrize("text", ["", "a", "a b c", "a ==", "a exists b", "a = b", "a == [", "== b"])
-def test_texts_that_are_no_condition(text):
+def test_texts_that_are_no_condition(text: str) -> None:
     with pytest.raises(ValueError, match="not a condition"):
         Host().wait_until(text, timeout=0)
 
 
-def test_the_text_of_the_built_in_host():
+def test_the_text_of_the_built_in_host() -> None:
     assert Host().topology().to_text() == (
         "management (MTU 1500, 1 uplink, 2 ports)\n"
         "  uplink nic0 -- NIC nic0: up\n"
@@ -174,7 +176,7 @@ def test_the_text_of_the_built_in_host():
     )
 
 
-def test_texts_of_other_switches():
+def test_texts_of_other_switches() -> None:
     host = Host()
     host.plan(
         """
@@ -200,7 +202,7 @@ def test_texts_of_other_switches():
     assert host.topology() == host.topology()
 
 
-def test_pictures():
+def test_pictures() -> None:
     host = Host()
     topology = host.topology()
     kinds = [node.kind for node in topology.nodes]
@@ -218,7 +220,7 @@ def test_pictures():
     assert {edge.state for edge in host.topology(observed=False).edges} == {""}
 
 
-def test_svg(monkeypatch):
+def test_svg(monkeypatch: pytest.MonkeyPatch) -> None:
     if shutil.which("dot") is None:
         pytest.skip("Graphviz is not installed")
     host = Host()
@@ -230,5 +232,5 @@ def test_svg(monkeypatch):
         host.topology().to_svg()
 
 
-def test_the_picture_in_the_manual_is_that_of_the_built_in_host():
+def test_the_picture_in_the_manual_is_that_of_the_built_in_host() -> None:
     assert (SOURCE / "docs/manual/pictures/topology.dot").read_text() == Host().topology().to_dot()

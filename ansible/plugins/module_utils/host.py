@@ -3,23 +3,25 @@
 """What the modules have in common: the host that they work on, and failures as Ansible reports them."""
 
 from __future__ import absolute_import, division, print_function
+from __future__ import annotations
 
 __metaclass__ = type
 
 import os
+from typing import Any
 
 from ansible.module_utils.basic import AnsibleModule
 
 MISSING = "the Python package vswitch is needed on the managed host"
 
 
-def made(argument_spec, **options):
+def made(argument_spec: dict[str, Any], **options: Any) -> Any:
     """The module, with the option that all have."""
     spec = dict(argument_spec, host_file=dict(type="path"))
     return AnsibleModule(argument_spec=spec, supports_check_mode=True, **options)
 
 
-def run(module, work):
+def run(module: Any, work: Any) -> None:
     """Does the work of a module, `work(module, vswitch)`, and ends it with its results, or with what went wrong."""
     if module.params["host_file"]:
         os.environ["VSWITCH_HOST"] = module.params["host_file"]
@@ -42,7 +44,7 @@ def run(module, work):
     module.exit_json(**results)
 
 
-def left(vswitch, error):
+def left(vswitch: Any, error: Any) -> dict[str, Any]:
     """What an apply that failed has left."""
     if not isinstance(error, vswitch.ApplyError):
         return {}
@@ -50,7 +52,7 @@ def left(vswitch, error):
     return dict((name, told[name]) for name in ("rolled_back", "done", "undone", "not_undone"))
 
 
-def base64_text(data):
+def base64_text(data: bytes | None) -> str | None:
     """Bytes as Ansible returns them; None for none."""
     import base64
 

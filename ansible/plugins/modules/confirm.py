@@ -4,6 +4,7 @@
 """Keeps changes that wait to be confirmed."""
 
 from __future__ import absolute_import, division, print_function
+from __future__ import annotations
 
 __metaclass__ = type
 
@@ -50,13 +51,15 @@ error:
   type: dict
 """
 
+from typing import Any
+
 from ansible_collections.vswitchpy.vswitch.plugins.module_utils.host import made, run
 
 ARGUMENTS = dict(id=dict(type="str", required=True))
-RULES = dict()
+RULES: dict[str, Any] = dict()
 
 
-def work(module, vswitch):
+def work(module: Any, vswitch: Any) -> dict[str, Any]:
     """Confirms; in check mode it is only looked whether there is something of that name."""
     host, name = vswitch.Host(), module.params["id"]
     if not module.check_mode:
@@ -69,7 +72,7 @@ def work(module, vswitch):
     return dict(changed=True)
 
 
-def main():
+def main() -> None:
     """The module."""
     run(made(ARGUMENTS, **RULES), work)
 

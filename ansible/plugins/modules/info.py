@@ -4,6 +4,7 @@
 """Reads a host."""
 
 from __future__ import absolute_import, division, print_function
+from __future__ import annotations
 
 __metaclass__ = type
 
@@ -61,6 +62,8 @@ error:
   type: dict
 """
 
+from typing import Any
+
 from ansible_collections.vswitchpy.vswitch.plugins.module_utils.host import made, run
 
 ARGUMENTS = dict(
@@ -68,10 +71,10 @@ ARGUMENTS = dict(
     switches=dict(type="list", elements="str"),
     statistics=dict(type="bool", default=False),
 )
-RULES = dict()
+RULES: dict[str, Any] = dict()
 
 
-def work(module, vswitch):
+def work(module: Any, vswitch: Any) -> dict[str, Any]:
     """Reads."""
     host, only = vswitch.Host(), module.params["switches"]
     found = host.export(observed=module.params["observed"], only=only)
@@ -80,7 +83,7 @@ def work(module, vswitch):
     return dict(changed=False, vswitch=found)
 
 
-def counters(switch):
+def counters(switch: Any) -> dict[str, Any]:
     """The counters of the ports of a switch, and of those of its uplinks. A switch that does not run has none."""
     if not switch.connected:
         return {}
@@ -88,7 +91,7 @@ def counters(switch):
     return dict((port.id, port.statistics.to_dict()) for port in ports)
 
 
-def main():
+def main() -> None:
     """The module."""
     run(made(ARGUMENTS, **RULES), work)
 

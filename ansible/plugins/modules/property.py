@@ -4,6 +4,7 @@
 """Writes or clears one property."""
 
 from __future__ import absolute_import, division, print_function
+from __future__ import annotations
 
 __metaclass__ = type
 
@@ -105,6 +106,7 @@ error:
 
 import base64
 import binascii
+from typing import Any
 
 from ansible_collections.vswitchpy.vswitch.plugins.module_utils.host import base64_text, made, run
 
@@ -128,7 +130,7 @@ RULES = dict(
 )
 
 
-def wanted(params):
+def wanted(params: dict[str, Any]) -> bytes | None:
     """The bytes that are to be there; None for none."""
     if params["state"] == "absent":
         return None
@@ -139,10 +141,10 @@ def wanted(params):
             return base64.b64decode(params["base64"], validate=True)
     except (ValueError, binascii.Error) as error:
         raise ValueError("{0}: {1}".format("hex" if params["hex"] is not None else "base64", error))
-    return params["value"].encode("utf-8")
+    return str(params["value"]).encode("utf-8")
 
 
-def work(module, vswitch):
+def work(module: Any, vswitch: Any) -> dict[str, Any]:
     """Looks, and writes if it is something else."""
     params = module.params
     scope = params["scope"] or ("port" if params["port"] is not None else "global")
@@ -155,7 +157,7 @@ def work(module, vswitch):
         properties = switch.host_properties if scope == "host" else switch.properties
     key, owner, volatile, data = params["key"], params["owner"], params["volatile"], wanted(params)
 
-    def now():
+    def now() -> bytes | None:
         found = properties.get(key, owner=owner, stored=not volatile)
         return None if found is None or (volatile and not found.volatile) else found.data
 
@@ -173,7 +175,7 @@ def work(module, vswitch):
     return results
 
 
-def shown(params, scope, data):
+def shown(params: dict[str, Any], scope: str, data: bytes | None) -> str:
     """The property as YAML, where a document has it."""
     from vswitch.desired.export import data_form
     from vswitch.desired.yaml_text import to_yaml
@@ -189,7 +191,7 @@ def shown(params, scope, data):
     return to_yaml({"switches": {params["switch"]: switch}})
 
 
-def main():
+def main() -> None:
     """The module."""
     run(made(ARGUMENTS, **RULES), work)
 

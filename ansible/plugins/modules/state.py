@@ -4,6 +4,7 @@
 """Brings a host to a desired-state document."""
 
 from __future__ import absolute_import, division, print_function
+from __future__ import annotations
 
 __metaclass__ = type
 
@@ -122,6 +123,7 @@ not_undone:
 """
 
 import pathlib
+from typing import Any
 
 from ansible_collections.vswitchpy.vswitch.plugins.module_utils.host import left, made, run
 
@@ -139,14 +141,14 @@ RULES = dict(mutually_exclusive=[("document", "path")], required_one_of=[("docum
 ATTEMPTS = 3
 
 
-def interrupted(host):
+def interrupted(host: Any) -> Any:
     """What an apply has left whose process is gone; None where there is nothing, or where it waits to be confirmed or
     taken back."""
     pending = host.pending
     return None if pending is None or pending.finished or pending.guarded else pending
 
 
-def apply(module, vswitch, host, plan):
+def apply(module: Any, vswitch: Any, host: Any, plan: Any) -> Any:
     """The result of applying a plan; None if the host has become another since it was made."""
     left_over = interrupted(host)
     if left_over is not None:
@@ -163,7 +165,7 @@ def apply(module, vswitch, host, plan):
         return None
 
 
-def work(module, vswitch):
+def work(module: Any, vswitch: Any) -> dict[str, Any]:
     """Plans, and applies unless it is only asked for."""
     from vswitch.desired.managed import afterwards, managed
     from vswitch.desired.yaml_text import to_yaml
@@ -198,7 +200,7 @@ def work(module, vswitch):
     return results
 
 
-def main():
+def main() -> None:
     """The module."""
     run(made(ARGUMENTS, **RULES), work)
 

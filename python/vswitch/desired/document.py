@@ -303,7 +303,7 @@ class _Yaml:
     """A YAML text as a stream of events, of which plain values are made."""
 
     def __init__(self, text: str) -> None:
-        import yaml  # type: ignore[import]
+        import yaml
 
         self.yaml = yaml
         self.events: Any = None
@@ -325,7 +325,7 @@ class _Yaml:
     def parser(self) -> Any:
         """A stream of the text's events."""
         try:
-            from yaml.cyaml import CParser  # type: ignore[import]
+            from yaml.cyaml import CParser
         except ImportError:
             return self.yaml.Loader(self.text)
         return CParser(self.text.encode(errors="surrogatepass"))

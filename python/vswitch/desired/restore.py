@@ -156,7 +156,7 @@ def volatile_calls(place: Place, kept: Object, host: bool = False) -> list[Call]
 
 def made_image(switch: dict[str, Any]) -> bytes:
     """An image of the stored state of one switch."""
-    import cbor2  # type: ignore[import]
+    import cbor2
 
     def stored(properties: list[dict[str, Any]]) -> list[dict[str, Any]]:
         return [one for one in properties if not one["volatile"]]

@@ -98,7 +98,7 @@ def decoded(image: bytes) -> dict[str, Any] | None:
     """The document in an image of the state; None where it is not of the known form."""
     if len(image) < _HEAD.size or image[:8] != MAGIC:
         return None
-    import cbor2  # type: ignore[import]
+    import cbor2
 
     try:
         document = cbor2.loads(image[_HEAD.size :])

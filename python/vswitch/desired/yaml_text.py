@@ -7,8 +7,8 @@ import re
 from collections.abc import Iterable, Iterator, Mapping
 from typing import Any, Final, Union
 
-from yaml.nodes import ScalarNode  # type: ignore[import]
-from yaml.resolver import Resolver  # type: ignore[import]
+from yaml.nodes import ScalarNode
+from yaml.resolver import Resolver
 
 # Which members stand in lines of their own: a mapping by the member's name, `*` for any other; nothing: in one line.
 Lines = Mapping[str, Union["Lines", "Everything"]]

@@ -82,7 +82,7 @@ class StateImage:
             return None
         if int.from_bytes(data[12:16], "little") != len(data) - _HEAD:
             return None
-        import cbor2  # type: ignore[import]
+        import cbor2
 
         try:
             document = cbor2.loads(data[_HEAD:])

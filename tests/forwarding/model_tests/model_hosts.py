@@ -28,7 +28,8 @@ class Host:
 
     def __init__(self, uplinks: int = 1, options: dict[str, Any] | None = None, stacks: dict[str, Any] | None = None,
                  **switch: Any) -> None:
-        self.nics = [{"name": f"nic{n}", "mac": f"02:00:00:00:00:{n + 1:02x}"} for n in range(uplinks)]
+        self.nics: list[dict[str, Any]] = [
+            {"name": f"nic{n}", "mac": f"02:00:00:00:00:{n + 1:02x}"} for n in range(uplinks)]
         self.ports: list[dict[str, Any]] = []
         for n in range(uplinks):
             self.ports.append({"number": n + 1, "dvport_id": f"uplink-{n}", "uplink": f"nic{n}", "nic": f"nic{n}"})

@@ -1,6 +1,8 @@
 """MAC learning, look-up, security and receivers in the model, worked out by hand from the rules; frames are scapy's."""
 
 import zlib
+from collections.abc import Callable
+from typing import Any
 
 import pytest
 from model_hosts import NOW, Host, access, drops, mac, places, reasons, trunk
@@ -14,7 +16,7 @@ STRANGER, OTHER = "02:00:00:00:09:01", "02:00:00:00:09:02"
 LEARNS = {"learning": True}
 
 
-def unicast(source, destination, vlan=None):
+def unicast(source: str, destination: str, vlan: int | None = None) -> Any:
     frame = Ether(src=source, dst=destination)
     if vlan is not None:
         frame /= Dot1Q(vlan=vlan)
@@ -22,12 +24,12 @@ def unicast(source, destination, vlan=None):
     return frame / Raw(bytes(46))
 
 
-def learned(host, now=NOW):
+def learned(host: Host, now: int = NOW) -> list[tuple[Any, ...]]:
     return [(entry.mac, entry.vlan, entry.port, entry.elapsed, entry.moves)
             for entry in host.model.mac_table("sw", now) if entry.type == "learned"]
 
 
-def test_the_example_of_the_interface():
+def test_the_example_of_the_interface() -> None:
     host = Host()  # a frame to the uplink, and the same one from the wire: T-4
     host.port("a", client={"mac": "02:00:00:00:01:0a"})
     frame = bytes.fromhex("ffffffffffff 02000000010a 0800") + bytes(46)
@@ -39,7 +41,7 @@ def test_the_example_of_the_interface():
                                      "bytesInBroadcast": 60, "pktsInDropped": 1}
 
 
-def test_learning_refreshing_aging():
+def test_learning_refreshing_aging() -> None:
     host = Host(mac_settings={"aging_time": 10})  # MAC-1, MAC-3
     host.port("a", mac_management=LEARNS)
     b = host.port("b")
@@ -52,7 +54,7 @@ def test_learning_refreshing_aging():
     assert places(host.send("b", unicast(mac(b), STRANGER), NOW + 14 * second)) == ["nic0"]
 
 
-def test_moves():
+def test_moves() -> None:
     lag = {"name": "l", "members": ["nic1", "nic2"], "up": ["nic1", "nic2"]}
     host = Host(uplinks=3, lags=[lag], options={"ReversePathFwdCheck": 0})  # MAC-7
     host.port("a", mac_management=LEARNS)
@@ -65,7 +67,7 @@ def test_moves():
     assert host.counters("nic2")["numMACsLearned"] == 1 and host.model.mac_table("sw", NOW)[-1].team
 
 
-def test_static_addresses_are_not_learned():
+def test_static_addresses_are_not_learned() -> None:
     for settings, expected in (({}, 0), ({"learn_static": True}, 1), ({"static_allowed": False}, 1)):
         host = Host(mac_settings=settings)  # MAC-2
         host.port("a", mac_management=LEARNS)
@@ -74,7 +76,7 @@ def test_static_addresses_are_not_learned():
         assert len(learned(host)) == expected
 
 
-def test_an_uplink_learns_while_a_client_port_does():
+def test_an_uplink_learns_while_a_client_port_does() -> None:
     for policy, expected in ((None, 0), (LEARNS, 1)):
         host = Host()
         host.port("a", mac_management=policy)
@@ -83,7 +85,7 @@ def test_an_uplink_learns_while_a_client_port_does():
 
 
 @pytest.mark.parametrize(("policy", "outcome"), [("allow", "nic0"), ("drop", "mac-limit")])
-def test_limit_of_a_port(policy, outcome):
+def test_limit_of_a_port(policy: Any, outcome: Any) -> None:
     host = Host()  # MAC-9; an entry by hand counts
     host.port("a", mac_management={"learning": True, "limit": 2, "at_limit": policy},
               user_macs=[{"mac": "02:00:00:00:09:99"}])
@@ -98,7 +100,7 @@ def test_limit_of_a_port(policy, outcome):
     assert counted.get("noLearningDroppedPkts", 0) == counted.get("pktsInDropped", 0) == (policy == "drop")
 
 
-def test_limits_of_switch_and_uplink():
+def test_limits_of_switch_and_uplink() -> None:
     host = Host(mac_settings={"limit": 1})
     host.port("a", mac_management=LEARNS)
     host.port("b", mac_management=LEARNS)
@@ -117,7 +119,7 @@ def test_limits_of_switch_and_uplink():
     assert host.model.team_allowed_at_port_limit("sw") == 1
 
 
-def test_unknown_unicast():
+def test_unknown_unicast() -> None:
     host = Host(uplinks=2, options={"ReversePathFwdCheck": 0})  # MAC-5
     a = host.port("a")
     host.port("b", mac_management={"flooding": True})
@@ -128,7 +130,7 @@ def test_unknown_unicast():
     assert reasons(host.send("nic0", unicast(OTHER, STRANGER, 7))) == ["unknown-unicast"]
 
 
-def test_known_addresses():
+def test_known_addresses() -> None:
     host = Host(uplinks=2)  # MAC-6, MAC-11, MAC-12, MAC-20
     a = host.port("a", mac_management=LEARNS)
     b = host.port("b", vlan=trunk([0, 10]))
@@ -144,7 +146,7 @@ def test_known_addresses():
     assert places(host.send("a", unicast(mac(a), STRANGER))) == ["nic1"]  # port 3; whichever it was learned at
 
 
-def test_order_of_look_up():
+def test_order_of_look_up() -> None:
     for learn_static, expected in ((False, "c"), (True, "b")):
         host = Host(uplinks=0, mac_settings={"learn_static": learn_static})
         a = host.port("a")
@@ -165,7 +167,7 @@ def test_order_of_look_up():
     assert places(host.send("a", unicast(mac(a), mac(same)))) == ["c"]
 
 
-def test_the_table():
+def test_the_table() -> None:
     host = Host()
     a = host.port("a", vlan=access(10), mac_management=LEARNS, user_macs=[{"mac": OTHER, "vlan": 20, "since": NOW}])
     host.port("b", vlan=trunk(native=5), security={"disallow_mac_change": True},
@@ -184,7 +186,7 @@ def test_the_table():
 # ---- security, receivers --------------------------------------------------------------------------------------------
 
 
-def test_forged_sources():
+def test_forged_sources() -> None:
     host = Host()  # S-2
     a = host.port("a", security={"disallow_forged_src": True}, client={"effective_mac": "02:00:00:00:01:77"})
     host.port("none", security={"disallow_forged_src": True}, client={"mac": None})
@@ -194,7 +196,7 @@ def test_forged_sources():
     assert host.counters("a") == {"pktsInUnicast": 2, "bytesInUnicast": 120, "pktsInDropped": 1}
 
 
-def test_a_client_in_violation_receives_nothing():
+def test_a_client_in_violation_receives_nothing() -> None:
     host = Host(uplinks=0)  # S-1, S-3
     a = host.port("a")
     assigned = host.port("b", security={"disallow_mac_change": True}, client={"effective_mac": OTHER})
@@ -206,7 +208,7 @@ def test_a_client_in_violation_receives_nothing():
     assert host.counters("b")["pktsOutDropped"] == 1
 
 
-def test_promiscuous_ports():
+def test_promiscuous_ports() -> None:
     host = Host()  # S-4
     a = host.port("a")
     b = host.port("b")
@@ -225,7 +227,7 @@ def test_promiscuous_ports():
     assert counted["mirrorPktCnt"] == 4 and counted["mirroredPkts"] == 2
 
 
-def test_ports_that_cannot_receive():
+def test_ports_that_cannot_receive() -> None:
     host = Host(uplinks=0)  # X-3, X-4, X-5
     a = host.port("a")
     down = host.port("down", client={"link": False})
@@ -240,13 +242,14 @@ def test_ports_that_cannot_receive():
     assert reasons(host.send("a", unicast(mac(a), ALL))) == ["no-receiver"]
 
 
-def test_the_gate():
+def test_the_gate() -> None:
     host = Host()  # P-6
     host.nics.append({"name": "nic9", "mac": "02:00:00:00:00:09"})
     a = host.port("a")
     host.port("empty", client=None)
     assert drops(host.send("nic9", unicast(STRANGER, ALL))) == [("nic9", "nic-unbound", "in")]
     assert drops(host.send("empty", unicast(STRANGER, ALL))) == [("empty", "no-client", "in")]
+    setting: Any
     for setting, reason in (({"portset": None}, "no-portset"), ({"proxy_state": 1}, "no-portset"),
                             ({"forwarding_disabled": True}, "forwarding-disabled")):
         host = Host(**setting)
@@ -254,7 +257,7 @@ def test_the_gate():
         assert reasons(host.send("a", unicast(mac(a), ALL))) == [reason]
 
 
-def test_reserved_addresses_and_what_uplinks_consume():
+def test_reserved_addresses_and_what_uplinks_consume() -> None:
     host = Host()  # MAC-10, L-1, BC-1
     a = host.port("a")
     host.port("b")
@@ -273,7 +276,7 @@ def test_reserved_addresses_and_what_uplinks_consume():
     assert places(host.send("nic0", beacon.replace(b"id\0", b"ie\0"))) == ["a", "b"]
 
 
-def test_legacy_multicast():
+def test_legacy_multicast() -> None:
     host = Host(uplinks=0, user_multicast=["01:00:5e:01:01:01"])  # IG-20
     a = host.port("a")
     host.port("switch's")
@@ -296,7 +299,7 @@ def test_legacy_multicast():
     assert reasons(host.send("a", unicast(mac(a), "01:00:5e:01:01:01"))) == ["multicast-filtered"]
 
 
-def test_hash_filter():
+def test_hash_filter() -> None:
     group = bytes.fromhex("01005e000116")  # S-9: bucket 16
     crc = zlib.crc32(group) ^ 0xFFFFFFFF
     assert crc >> 26 == 16
@@ -309,7 +312,7 @@ def test_hash_filter():
         assert places(host.send("a", unicast(mac(a), same.hex(":")))) == outcome
 
 
-def test_frames_to_the_uplink_as_well():
+def test_frames_to_the_uplink_as_well() -> None:
     host = Host()  # S-10
     a = host.port("a", tx_uplink=True)
     b = host.port("b")
@@ -323,8 +326,8 @@ def test_frames_to_the_uplink_as_well():
     assert (places(result), drops(result)) == (["b"], [])
 
 
-def test_what_a_change_of_the_configuration_removes():
-    def entries(change):  # V-8, MAC-8, MAC-3
+def test_what_a_change_of_the_configuration_removes() -> None:
+    def entries(change: Callable[[Any], object]) -> list[tuple[Any, ...]]:  # V-8, MAC-8, MAC-3
         host = Host(private_vlans=[{"primary": 10, "secondary": 10, "type": "promiscuous"}])
         host.port("a", mac_management=LEARNS, vlan=trunk())
         for vlan in (10, 20):
@@ -334,7 +337,7 @@ def test_what_a_change_of_the_configuration_removes():
         host.model.reconfigure(type(host.model.host).from_json(host.document), NOW + 5_000_000)
         return [(entry[0], entry[1]) for entry in learned(host, NOW + 5_000_000)]
 
-    def with_port(**settings):
+    def with_port(**settings: Any) -> list[tuple[Any, ...]]:
         return entries(lambda host: host.ports[1].update(settings))
 
     everything = [(STRANGER, 10), (STRANGER, 20), (OTHER, 20)]

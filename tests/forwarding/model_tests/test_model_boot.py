@@ -1,5 +1,7 @@
 """Boot descriptions of the model's documents: values of properties by the layouts of the interface's records."""
 
+from typing import Any
+
 import pytest
 from boot import MirrorTable, constants, description
 from model.configuration import MirrorSession
@@ -10,11 +12,11 @@ from random_hosts import START, random_host
 pytestmark = pytest.mark.pure_python
 
 
-def properties(described):
+def properties(described: dict[str, Any]) -> dict[str, Any]:
     return {item["name"]: item["value"] for item in described["properties"]}
 
 
-def test_a_port():
+def test_a_port() -> None:
     host = Host()
     host.port("a", vlan=trunk([10, 12], native=7), mac_management={"learning": True, "limit": 3, "at_limit": "drop"},
               security={"disallow_forged_src": True}, user_macs=[{"mac": mac(9), "vlan": 5, "since": NOW - 4_000_000}],
@@ -35,7 +37,7 @@ def test_a_port():
                                                "properties": []}]
 
 
-def test_sizes_of_records():
+def test_sizes_of_records() -> None:
     policy = {"active": ["nic0"], "balance": "ip"}
     host = Host(team=policy, logical_teams=[{**policy, "name": "l"}], user_multicast=["01:00:5e:01:01:01"],
                 private_vlans=[{"primary": 5, "secondary": 5, "type": "promiscuous"}])
@@ -49,7 +51,7 @@ def test_sizes_of_records():
     assert len(extra) == 200 and extra[:12] == bytes.fromhex("00000100 0100 01005e010101")
 
 
-def test_a_mirror_table():
+def test_a_mirror_table() -> None:
     rule = {"mirror": True, "sources": ["192.0.2.0/24", "2001:db8::/32"], "protocol": 17, "destination_ports": [1, 2]}
     session = read(MirrorSession, {
         "session_id": "s", "destinations": [{"kind": "ip", "value": "198.51.100.9"}], "snap_length": 40,
@@ -64,7 +66,7 @@ def test_a_mirror_table():
     assert entities[125:].hex() == "00180000c0000200" + "00" * 12 + "01200000" + "20010db8" + "00" * 12
 
 
-def test_what_a_boot_cannot_ask_for():
+def test_what_a_boot_cannot_ask_for() -> None:
     host = Host()
     host.port("a", zombie=True)
     with pytest.raises(ValueError, match="a: a boot ends this"):

@@ -15,11 +15,11 @@ SW = bytes.fromhex("027673000001")
 NIC = bytes.fromhex("020000000001")
 
 
-def vector(text):
+def vector(text: str) -> bytes:
     return bytes.fromhex(text.replace(" ", ""))
 
 
-def test_queries():
+def test_queries() -> None:
     assert igmp_query(SW) == vector(
         "01005e000001 027673000001 0800 46c00024 00004000 01020413 00000000 e0000001 94040000 1164ec1e00000000 027d0000"
         "00000000000000000000")
@@ -37,7 +37,7 @@ def test_queries():
     assert link_local(SW).hex() == "fe80000000000000007673fffe000001"
 
 
-def test_queries_by_the_options():
+def test_queries_by_the_options() -> None:
     seen = Ether(igmp_query(SW, queries=9, interval=300, router="192.0.2.77"))
     assert (seen[IGMPv3mq].qrv, seen[IGMPv3mq].qqic, seen.src, seen["IP"].src) == (
         0, interval_code(300), SW.hex(":"), "192.0.2.77")
@@ -51,17 +51,17 @@ def test_queries_by_the_options():
     [(1, 1), (127, 127), (128, 128), (135, 128), (136, 129), (255, 0x8F), (256, 0x90), (300, 0x92), (31743, 0xFE),
      (31744, 0xFF), (65535, 0xFF)],
 )
-def test_interval_codes(interval, code):
+def test_interval_codes(interval: int, code: int) -> None:
     assert interval_code(interval) == code
 
 
-def test_a_beacon():
+def test_a_beacon() -> None:
     made = beacon(NIC, 1_700_000_000, "id", 1)
     assert made == vector("ffffffffffff 020000000001 8922 56534231 6553f100" + "6964" + "00" * 62 + "00000001")
     assert len(made) == 90
 
 
-def test_announcements():
+def test_announcements() -> None:
     tagged = announcement(bytes.fromhex("02000000010a"), 10)
     assert tagged == vector(
         "ffffffffffff 02000000010a 8100000a 80350001080006040003 02000000010a 00000000 02000000010a 00000000"
@@ -70,7 +70,7 @@ def test_announcements():
     assert announcement(bytes.fromhex("02000000010a"), None)[12:] == tagged[16:]
 
 
-def test_the_first_lacpdu():
+def test_the_first_lacpdu() -> None:
     made = lacpdu(NIC, LacpEnd(SW, 32768, 1, 1, 32768, 0x87), LacpEnd(state=2))
     assert made == vector(
         "0180c2000002 020000000001 88090101 0114 800002767300000100018000000187000000 0214"

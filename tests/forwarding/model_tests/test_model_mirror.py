@@ -1,5 +1,7 @@
 """Mirror sessions in the model, worked out by hand from the rules, and the vectors of encapsulated copies."""
 
+from typing import Any
+
 import pytest
 from model_hosts import NOW, Host, access, drops, mac, places, reasons, trunk
 from scapy.layers.inet import IP, TCP, UDP
@@ -11,14 +13,14 @@ pytestmark = pytest.mark.pure_python
 ALL = "ff:ff:ff:ff:ff:ff"
 
 
-def entity(kind, value):
+def entity(kind: str, value: object) -> dict[str, str]:
     return {"kind": kind, "value": str(value)}
 
 
 PORT_C = [entity("dvport", "c")]
 
 
-def host(*sessions, uplinks=1, ports=3, **settings):
+def host(*sessions: dict[str, Any], uplinks: int = 1, ports: int = 3, **settings: Any) -> Host:
     """Ports a, b, c; by default sessions go to c, which is in a VLAN of its own."""
     made = Host(uplinks=uplinks, **settings)
     made.switch["mirror_sessions"] = [
@@ -28,12 +30,12 @@ def host(*sessions, uplinks=1, ports=3, **settings):
     return made
 
 
-def frame(made, name="a", destination=ALL):
+def frame(made: Host, name: str = "a", destination: str = ALL) -> Any:
     number = 1 + next(n for n, port in enumerate(made.ports) if port["dvport_id"] == name)
     return Ether(src=mac(number), dst=destination, type=0x1234) / Raw(bytes(46))
 
 
-def counted(made, session="s0"):
+def counted(made: Host, session: str = "s0") -> list[int]:
     return [made.model.mirror_counters("sw", session)[name] for name in (
         "mirrorPktCnt", "mirrorPktFailCnt", "mirroredPkts", "discardedPkts", "failedPkts")]
 
@@ -60,7 +62,7 @@ def counted(made, session="s0"):
         ({"type": "rmirror_dst", "sources_in": [entity("vlan", 10)]}, False, True),
     ],
 )
-def test_sources(session, from_a, from_wire):
+def test_sources(session: Any, from_a: Any, from_wire: Any) -> None:
     made = host(session)
     result = made.send("a", frame(made))
     assert ("c*" in places(result)) == from_a and len(result.deliveries) == 2 + from_a
@@ -68,7 +70,7 @@ def test_sources(session, from_a, from_wire):
     assert ("c*" in places(made.send("nic0", wire))) == from_wire
 
 
-def test_a_frame_is_selected_once_and_before_it_is_dropped():
+def test_a_frame_is_selected_once_and_before_it_is_dropped() -> None:
     everything = {"sources_in": [entity("vlan", 10)], "sources_out": [entity("vlan", 10)]}
     made = host(everything, {"sources_out": [entity("vlan", 10)]}, mtu=1280)  # P-1, M-1
     result = made.send("a", frame(made))
@@ -83,7 +85,7 @@ def test_a_frame_is_selected_once_and_before_it_is_dropped():
     assert places(made.send("a", frame(made, destination="01:80:c2:00:00:00"))) == []  # M-6
 
 
-def test_what_is_filtered_at_the_ingress_is_not_tried_again():
+def test_what_is_filtered_at_the_ingress_is_not_tried_again() -> None:
     made = host({"uplink_filter": "vxlan", "sources_in": [entity("uplink", "nic0")],
                  "sources_out": [entity("dvport", "b")]})
     wire = Ether(src="02:00:00:00:09:01", dst=ALL) / Dot1Q(vlan=10) / Raw(bytes(46))
@@ -91,7 +93,7 @@ def test_what_is_filtered_at_the_ingress_is_not_tried_again():
     assert places(made.send("a", frame(made))) == ["nic0", "b", "c*"]  # at a client port the filter does not hold
 
 
-def test_no_input_and_no_output():
+def test_no_input_and_no_output() -> None:
     made = Host()  # M-3
     made.switch["mirror_sessions"] = [{"session_id": "s", "destinations": [entity("dvport", "b")], "no_input": True,
                                        "no_output": True, "sources_in": [entity("dvport", "a")]}]
@@ -112,7 +114,7 @@ def test_no_input_and_no_output():
         ({"original_vlan": True, "encapsulate": True, "encap_vlan": 30, "snap_length": 20}, (30, 0), 24),
     ],
 )
-def test_the_form_of_a_copy(session, tag, length):
+def test_the_form_of_a_copy(session: Any, tag: Any, length: int) -> None:
     made = host({"sources_in": [entity("dvport", "a")], **session})  # M-10
     made.ports[1].update(vlan=trunk())
     sent = Ether(src=mac(2), dst=ALL) / Dot1Q(vlan=10, prio=5, type=0x1234) / Raw(bytes(46))
@@ -121,7 +123,7 @@ def test_the_form_of_a_copy(session, tag, length):
     assert ((seen.vlan, seen.prio) if Dot1Q in seen else None) == tag and len(copy) == length
 
 
-def test_destinations():
+def test_destinations() -> None:
     to = [entity("dvport", "a"), entity("dvport", "none"), entity("dvport", "b"), entity("uplink", "nic0"),
           entity("dvport", "c")]
     made = host({"destinations": to, "sources_in": [entity("dvport", "a")], "type": "mixdst"})  # M-11, M-12
@@ -141,7 +143,7 @@ def test_destinations():
     assert counted(made) == [0, 1, 0, 0, 1]
 
 
-def test_sampling():
+def test_sampling() -> None:
     made = host({"sources_in": [entity("dvport", "a")], "sampling_rate": 3})  # M-5
     assert ["c*" in places(made.send("a", frame(made))) for _ in range(5)] == [True, False, False, True, False]
     assert counted(made) == [2, 0, 2, 3, 0]
@@ -153,7 +155,7 @@ def test_sampling():
      ("vxlan", UDP, 6081, False), ("geneve", UDP, 6081, True), ("stt", TCP, 7471, True), ("stt", UDP, 7471, False),
      ("all_encap", UDP, 8472, True), ("all_encap", UDP, 53, False), ("none", UDP, 53, True)],
 )
-def test_uplink_filter(kind, protocol, port, mirrored):
+def test_uplink_filter(kind: str, protocol: Any, port: Any, mirrored: Any) -> None:
     made = host({"all_uplinks": True, "uplink_filter": kind}, {"sources_in": [entity("dvport", "a")],
                                                               "uplink_filter": kind})  # M-8: at uplinks only
     packet = Ether(src=mac(2), dst=ALL) / IP() / protocol(dport=port)
@@ -178,7 +180,7 @@ def test_uplink_filter(kind, protocol, port, mirrored):
         ([{"mirror": False}], Raw(bytes(40)), False),
     ],
 )
-def test_filter_rules(rules, packet, mirrored):
+def test_filter_rules(rules: Any, packet: Any, mirrored: Any) -> None:
     made = host({"sources_in": [entity("dvport", "a")], "rules": rules})  # M-9
     base = Ether(src=mac(2), dst=ALL, **({"type": 0x1234} if packet.name == "Raw" else {}))
     assert ("c*" in places(made.send("a", base / packet))) == mirrored
@@ -197,7 +199,7 @@ VECTORS = {
 }
 
 
-def remote(uplinks=1, address="198.51.100.9", **session):
+def remote(uplinks: int = 1, address: str = "198.51.100.9", **session: Any) -> Host:
     """A session of the frames of port 7, which is in VLAN 10."""
     made = Host(uplinks=uplinks, stacks=session.pop("stacks", {}), mtu=session.pop("mtu", 1500))
     made.switch["mirror_sessions"] = [{
@@ -210,24 +212,24 @@ def remote(uplinks=1, address="198.51.100.9", **session):
     return made
 
 
-def copies(made, now=NOW, frame=SAMPLE):
+def copies(made: Host, now: int = NOW, frame: Any = SAMPLE) -> list[bytes]:
     return [d.frame for d in made.send("here", frame, now).deliveries if d.kind == "mirror"]
 
 
 @pytest.mark.parametrize("kind", VECTORS)
-def test_vectors(kind):
+def test_vectors(kind: str) -> None:
     made = remote(encapsulation=kind)
     assert [copy.hex() for copy in copies(made, 1_700_000_000_123_456)] == [VECTORS[kind].replace(" ", "") + INNER]
     assert counted(made, "s") == [1, 0, 1, 0, 0]
 
 
 @pytest.mark.parametrize(("granularity", "word"), [(0, "1ef614d2"), (1, "f1415680"), (2, "075bca00"), (3, "18202240")])
-def test_times(granularity, word):
+def test_times(granularity: Any, word: Any) -> None:
     (copy,) = copies(remote(encapsulation="erspan3", erspan_gra=granularity), 1_700_000_000_123_456)
     assert copy[46:50].hex() == word
 
 
-def test_the_numbers_of_copies():
+def test_the_numbers_of_copies() -> None:
     made = remote(encapsulation="erspan2", snap_length=0)  # E-5
     headers = [copies(made)[0] for _ in range(3)]
     assert [copy[38:42].hex() for copy in headers] == ["00000000", "00000001", "00000002"]
@@ -241,7 +243,7 @@ def test_the_numbers_of_copies():
     assert copies(made)[0][38:42].hex() == "00000003"
 
 
-def test_copies_by_ipv6():
+def test_copies_by_ipv6() -> None:
     made = remote(address="2001:db8::9", stack=1, encapsulation="gre", gre_key=0,
                   stacks={"mirror": {"vlan": 20, "ttl": 9, "dscp": 10, "ipv6": "2001:db8::2"}})
     (copy,) = copies(made)
@@ -251,7 +253,7 @@ def test_copies_by_ipv6():
     assert copy[58:62].hex() == "00006558" and copy[62:].hex() == INNER
 
 
-def test_copies_that_fail():
+def test_copies_that_fail() -> None:
     longest = SAMPLE + bytes(1476 - 60)  # with IPv4 and GRE 1500 bytes: X-1
     assert [len(copy) for copy in copies(remote(snap_length=0, gre_key=0), frame=longest)] == [1514]
     assert copies(remote(snap_length=0, gre_key=0), frame=longest + b"!") == []

@@ -1,5 +1,7 @@
 """Snooping in the model, worked out by hand from the rules; messages are scapy's."""
 
+from typing import Any
+
 import pytest
 from model_hosts import NOW, Host, mac, places, reasons
 from scapy.contrib.igmp import IGMP
@@ -17,7 +19,7 @@ pytestmark = pytest.mark.pure_python
 SECOND = 1_000_000
 
 
-def host(mode="snooping", **settings):
+def host(mode: str = "snooping", **settings: Any) -> Host:
     made = Host(uplinks=1, multicast_mode=mode, **settings)
     for name in ("a", "b", "c"):
         made.port(name)
@@ -28,45 +30,45 @@ def host(mode="snooping", **settings):
 NUMBERS = {"a": 2, "b": 3, "c": 4, "router": 5}
 
 
-def igmp(sender, message, target, **header):
+def igmp(sender: str, message: Any, target: str, **header: Any) -> Any:
     packet = IP(**{"src": "192.0.2.9", "dst": target, "ttl": 1, "options": [IPOption_Router_Alert()], **header})
     return Ether(src=mac(NUMBERS.get(sender, 99)), dst=ip_mac(target)) / packet / message
 
 
-def mld(sender, message, target, hops=1, source="fe80::9", alert=True):
+def mld(sender: str, message: Any, target: str, hops: int = 1, source: str = "fe80::9", alert: bool = True) -> Any:
     packet = IPv6(src=source, dst=target, hlim=hops)
     if alert:
         packet /= IPv6ExtHdrHopByHop(options=[RouterAlert()])
     return Ether(src=mac(NUMBERS.get(sender, 99)), dst=ip_mac(target)) / packet / message
 
 
-def ip_mac(target):
+def ip_mac(target: str) -> str:
     from model.multicast import group_mac
     import ipaddress
     return group_mac(ipaddress.ip_address(target).packed).hex(":")
 
 
-def v3(*records):
+def v3(*records: Any) -> Any:
     return IGMPv3(type=0x22) / IGMPv3mr(records=[IGMPv3gr(rtype=kind, maddr=group, srcaddrs=list(sources))
                                                   for kind, group, *sources in records])
 
 
-def data(group, source="192.0.2.1", sender="c", **kind):
+def data(group: str, source: str = "192.0.2.1", sender: str = "c", **kind: Any) -> Any:
     layer = IPv6(src=source, dst=group) if ":" in group else IP(src=source, dst=group)
     return Ether(src=mac(NUMBERS.get(sender, 99)), dst=ip_mac(group)) / layer / UDP(dport=5000) / Raw(bytes(20))
 
 
-def join(made, port, message, target="239.1.1.1", now=NOW):
+def join(made: Host, port: Any, message: Any, target: str = "239.1.1.1", now: int = NOW) -> Any:
     return made.send(port, igmp(port, message, target), now)
 
 
-def reaches(made, group="239.1.1.1", source="192.0.2.1", now=NOW):
+def reaches(made: Host, group: str = "239.1.1.1", source: str = "192.0.2.1", now: int = NOW) -> list[Any]:
     """The ports, but for the team and the router, that data of an uplink reaches."""
     result = made.send("nic0", data(group, source, sender="wire"), now)
     return [place for place in places(result) if place != "router"]
 
 
-def test_reports_go_to_routers_and_the_team():
+def test_reports_go_to_routers_and_the_team() -> None:
     made = host()  # IG-2
     result = join(made, "a", IGMP(type=0x16, gaddr="239.1.1.1"))
     assert places(result) == ["nic0", "router"]
@@ -82,7 +84,7 @@ def test_reports_go_to_routers_and_the_team():
     assert reasons(join(alone, "a", IGMP(type=0x16, gaddr="239.1.1.1"))) == ["multicast-filtered"]
 
 
-def test_memberships_come_and_go():
+def test_memberships_come_and_go() -> None:
     made = host()  # IG-4, IG-6, IG-7
     assert reaches(made) == [] and reasons(made.send("nic0", data("224.0.0.5", sender="wire"))) == []
     join(made, "a", IGMP(type=0x12, gaddr="239.1.1.1"))
@@ -114,20 +116,20 @@ def test_memberships_come_and_go():
         ([(3, 1, 2, 3)], [1, 2, 3]),
     ],
 )
-def test_records(records, admitted):
+def test_records(records: Any, admitted: Any) -> None:
     made = host(options={"IGMPV3MaxSrcIPNum": 3})
     for kind, *sources in records:
         join(made, "a", v3((kind, "239.1.1.1", *(f"192.0.2.{source}" for source in sources))), "224.0.0.22")
     assert [source for source in (1, 2, 3) if reaches(made, source=f"192.0.2.{source}")] == admitted
 
 
-def test_too_many_sources():
+def test_too_many_sources() -> None:
     made = host(options={"IGMPV3MaxSrcIPNum": 1})
     join(made, "a", v3((1, "239.1.1.1", "192.0.2.1", "192.0.2.2")), "224.0.0.22")
     assert reaches(made, source="192.0.2.77") == ["a"]
 
 
-def test_mld():
+def test_mld() -> None:
     made = host()
     group = "ff0e::1"
     made.send("a", mld("a", ICMPv6MLReport(mladdr=group), group))
@@ -141,7 +143,7 @@ def test_mld():
     assert places(made.send("b", mld("b", ICMPv6MLReport(mladdr=group), group))) == ["nic0", "c", "router"]
 
 
-def test_what_is_not_looked_at():
+def test_what_is_not_looked_at() -> None:
     report = IGMP(type=0x16, gaddr="239.1.1.1")
     for spoiled in (
         igmp("a", report, "239.1.1.1", ttl=2),
@@ -162,13 +164,13 @@ def test_what_is_not_looked_at():
     assert not made.model.state["sw"].memberships and "pktsInException" not in made.counters("nic0")
 
 
-def test_modes():
+def test_modes() -> None:
     for mode, four, six in (("igmp", [], ["a", "b", "c"]), ("mld", ["a", "b", "c"], []), ("snooping", [], [])):
         made = host(mode)  # IG-5
         assert (reaches(made), reaches(made, "ff0e::1", "2001:db8::1")) == (four, six)
 
 
-def test_what_is_flooded():
+def test_what_is_flooded() -> None:
     made = host()  # IG-3
     for group, source in (("224.0.0.251", "192.0.2.1"), ("ff02::fb", "fe80::1")):
         assert reaches(made, group, source) == ["a", "b", "c"]
@@ -178,7 +180,7 @@ def test_what_is_flooded():
         assert places(made.send("nic0", frame)) == ["a", "b", "c", "router"]
 
 
-def test_memberships_by_the_run_time_state():
+def test_memberships_by_the_run_time_state() -> None:
     made = Host(uplinks=1, multicast_mode="igmp")  # X-2, IG-6
     a = made.port("a", client={"groups": [{"address": "239.1.1.1", "sources": ["192.0.2.1"]}]})
     made.port("b")
@@ -187,7 +189,7 @@ def test_memberships_by_the_run_time_state():
     assert reaches(made, now=NOW + 10_000 * SECOND) == ["a"]
 
 
-def test_every_multicast_port_in_every_mode():
+def test_every_multicast_port_in_every_mode() -> None:
     made = Host(uplinks=1, multicast_mode="snooping")  # S-9
     made.port("a", extra_filter={"flags": ["allmulti"]})
     made.port("b")

@@ -1,12 +1,14 @@
 """What holds of the model on any host and for any frame; the seeds are those of the parameters."""
 
 import functools
+from typing import Any
 
 import pytest
 from model import REASONS, Host, Model, to_json
 from model.document import DocumentError
 from model.frame import parse
-from model.vlan import ALL_VLANS, VlanPolicy, database_vlan
+from model.configuration import VlanPolicy
+from model.vlan import ALL_VLANS, database_vlan
 from random_hosts import random_host, random_traffic
 
 pytestmark = pytest.mark.pure_python
@@ -17,7 +19,7 @@ STAGED = {(reason, stage) for reason, (_, stages) in REASONS.items() for stage i
 
 
 @functools.cache
-def run(seed):
+def run(seed: int) -> tuple[dict[str, Any], Model, list[Any]]:
     """A random host after its traffic, and each frame with its result. One in three is a host that no boot description
     asks for."""
     document = random_host(seed, bootable=seed % 3 != 0)
@@ -29,7 +31,7 @@ def run(seed):
     return document, model, sent
 
 
-def port_at(model, place):
+def port_at(model: Model, place: Any) -> Any:
     """Switch and port of an endpoint; NICs behind no uplink have none."""
     for switch in model.host.switches:
         for port in switch.ports:
@@ -38,17 +40,19 @@ def port_at(model, place):
     return None
 
 
-def vlan_on_the_wire(port, frame):
+def vlan_on_the_wire(port: Any, frame: bytes) -> int:
     """The VLAN that a frame at a port is in by what can be seen there, None if the tag is that of the guest."""
     policy = port.vlan or (ALL_VLANS if port.is_uplink else VlanPolicy())
-    tag = parse(frame).tag
+    parsed = parse(frame)
+    assert parsed
+    tag = parsed.tag
     if policy.mode != "trunk":
         return policy.vlan
     return tag.vid if tag and tag.vid else 0 if policy.vlan == 4095 else policy.vlan
 
 
 @pytest.mark.parametrize("seed", SEEDS)
-def test_each_frame_has_one_outcome(seed):
+def test_each_frame_has_one_outcome(seed: int) -> None:
     for endpoint, _, _, result in run(seed)[2]:
         normal = [d for d in result.deliveries if d.kind in ("frame", "promiscuous")]
         ingress = [drop for drop in result.drops if drop.stage == "in"]
@@ -67,7 +71,7 @@ def test_each_frame_has_one_outcome(seed):
 
 
 @pytest.mark.parametrize("seed", SEEDS)
-def test_no_frame_leaves_its_vlan(seed):
+def test_no_frame_leaves_its_vlan(seed: int) -> None:
     _, model, sent = run(seed)
     for endpoint, frame, _, result in sent:
         normal = [d for d in result.deliveries if d.kind in ("frame", "promiscuous")]
@@ -85,16 +89,17 @@ def test_no_frame_leaves_its_vlan(seed):
             else:
                 assert vlan_on_the_wire(port, delivery.frame) == own
             # Nothing but the outer tag changes (V-12), which comes, goes or stays.
-            assert delivery.frame[:12] == frame[:12] and delivery.frame.endswith(parse(frame).body)
+            parsed = parse(frame)
+            assert parsed and delivery.frame[:12] == frame[:12] and delivery.frame.endswith(parsed.body)
             assert len(delivery.frame) - len(frame) in (-4, 0, 4)
 
 
 @pytest.mark.parametrize("seed", SEEDS)
-def test_counters_are_what_results_showed(seed):
+def test_counters_are_what_results_showed(seed: int) -> None:
     _, model, sent = run(seed)
-    expected = {}
+    expected: dict[Any, dict[str, int]] = {}
 
-    def note(place, **counts):
+    def note(place: Any, **counts: int) -> None:
         counted = expected.setdefault(place, dict.fromkeys((
             "pktsIn", "bytesIn", "pktsOut", "bytesOut", "pktsInDropped", "pktsOutDropped"), 0))
         for name, number in counts.items():
@@ -125,14 +130,14 @@ def test_counters_are_what_results_showed(seed):
 
 
 @pytest.mark.parametrize("seed", SEEDS[::10])
-def test_the_same_again(seed):
+def test_the_same_again(seed: int) -> None:
     document, model, sent = run(seed)
     again = Model.from_json(to_json(Host.from_json(document)))
     assert again.host == model.host
     assert [again.send(endpoint, frame, now) for endpoint, frame, now, _ in sent] == [item[3] for item in sent]
 
 
-def test_what_the_sample_has_met():
+def test_what_the_sample_has_met() -> None:
     """A sample that lacks a reason, a kind of delivery or a consumed frame would show little."""
     met, kinds, consumed = set(), set(), 0
     for seed in SEEDS:
@@ -156,16 +161,17 @@ def test_what_the_sample_has_met():
             "mode": "trnk"}}]}]}, "switches[0].ports[0].vlan.mode: 'trnk' is none of 'access', 'trunk', 'private'"),
     ],
 )
-def test_documents_that_are_refused(document, text):
+def test_documents_that_are_refused(document: Any, text: str) -> None:
     with pytest.raises(DocumentError) as refused:
         Model.from_json(document)
     assert str(refused.value) == text
 
 
-def test_endpoints_that_are_none():
+def test_endpoints_that_are_none() -> None:
     ports = [{"number": 1, "dvport_id": "u", "uplink": "nic0", "nic": "nic0"}]
     model = Model.from_json({"nics": [{"name": "nic0", "mac": "02:00:00:00:00:01"}], "switches": [
         {"alias": "sw", "switch_id": "id", "ports": ports}]})
+    endpoint: Any
     for endpoint, text in ((("x", "y"), "no switch 'x'"), (("sw", "y"), "no port 'y' on switch 'sw'"),
                            ("z", "no NIC 'z'"), (("sw", "u"), "('sw', 'u') is an uplink port: send to its NIC")):
         with pytest.raises(ValueError) as refused:

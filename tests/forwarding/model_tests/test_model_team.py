@@ -1,7 +1,10 @@
 """The team in the model, worked out by hand from the rules; frames are scapy's."""
 
+from collections.abc import Iterable
+from typing import Any
+
 import pytest
-from model.frame import parse
+from model.frame import Frame, parse
 from model.team import ip_index, lag_index
 from model_hosts import NOW, Host, access, drops, mac, places, reasons, trunk
 from scapy.layers.inet import IP, TCP, UDP
@@ -16,11 +19,11 @@ STRANGER = "02:00:00:00:09:01"
 NAMES = ["nic0", "nic1", "nic2", "nic3"]
 
 
-def policy(balance="srcid", active=NAMES[:2], **settings):
+def policy(balance: str = "srcid", active: list[str] = NAMES[:2], **settings: Any) -> dict[str, Any]:
     return {"balance": balance, "active": active, **settings}
 
 
-def frame(source, destination=STRANGER, vlan=None):
+def frame(source: str, destination: str = STRANGER, vlan: int | None = None) -> Any:
     packet = Ether(src=source, dst=destination)
     if vlan is not None:
         packet /= Dot1Q(vlan=vlan)
@@ -28,34 +31,40 @@ def frame(source, destination=STRANGER, vlan=None):
     return packet / Raw(bytes(46))
 
 
-def lag(hash_name, members=("nic0",)):
+def lag(hash_name: Any, members: tuple[str, ...] = ("nic0",)) -> Any:
     from model.configuration import Lag
     return Lag("lag", tuple(members), tuple(members), hash_name)
 
 
-def hashed(packet, hash_name, vlan=10):
-    return lag_index(lag(hash_name), parse(bytes(packet)), vlan)
+def parsed(packet: Any) -> Frame:
+    frame = parse(bytes(packet))
+    assert frame
+    return frame
+
+
+def hashed(packet: Any, hash_name: str, vlan: int = 10) -> int:
+    return lag_index(lag(hash_name), parsed(packet), vlan)
 
 
 EXAMPLE = Ether(src="02:00:00:00:01:0a", dst="02:00:00:00:00:05")
 
 
-def test_the_worked_example_of_the_hashes():
+def test_the_worked_example_of_the_hashes() -> None:
     packet = EXAMPLE / IP(src="192.0.2.1", dst="198.51.100.7") / UDP(sport=1000, dport=2000)
-    assert ip_index(parse(bytes(packet))) == 85
+    assert ip_index(parsed(packet)) == 85
     assert [hashed(packet, name) for name in ("l2", "l2+3", "l3+4", "vlan+srcmac")] == [
         2063, 104160082, 49242036, 131328]
-    assert ip_index(parse(bytes(EXAMPLE / IPv6(src="2001:db8::1", dst="2001:db8::f00") / UDP()))) == 14
+    assert ip_index(parsed(EXAMPLE / IPv6(src="2001:db8::1", dst="2001:db8::f00") / UDP())) == 14
 
 
-def test_hashes_of_what_is_no_whole_ip_packet():
+def test_hashes_of_what_is_no_whole_ip_packet() -> None:
     packet = EXAMPLE / IP(src="192.0.2.1", dst="198.51.100.7") / UDP(sport=1000, dport=2000)
     layer2 = 0x0A ^ 0x05 ^ 0x0800
-    cut = parse(bytes(packet)[:14 + 19])
+    cut = parsed(bytes(packet)[:14 + 19])
     assert ip_index(cut) == 0x0F and lag_index(lag("l3+4"), cut, 0) == lag_index(lag("l2+3"), cut, 0) == layer2
     assert hashed(EXAMPLE / Dot1Q(vlan=10) / packet.payload, "l3+4") == 49242036  # behind the outer tag
 
-    def layer4(ports):
+    def layer4(ports: int) -> int:
         words = 0xC0000201 ^ 0xC6336407 ^ ports
         words ^= words >> 16
         return (words ^ words >> 8) >> 1
@@ -68,7 +77,7 @@ def test_hashes_of_what_is_no_whole_ip_packet():
     assert hashed(tcp, "l3+4") == layer4(1000 << 16 | 2000)
 
 
-def test_ipv6_extension_headers_are_passed():
+def test_ipv6_extension_headers_are_passed() -> None:
     ends = IPv6(src="2001:db8::1", dst="2001:db8::f00")
     plain = hashed(EXAMPLE / ends / UDP(sport=7, dport=9), "l3+4")
     assert hashed(EXAMPLE / ends / IPv6ExtHdrHopByHop() / UDP(sport=7, dport=9), "l3+4") == plain
@@ -90,7 +99,7 @@ def test_ipv6_extension_headers_are_passed():
         ("none", None, "nic0"),
     ],
 )
-def test_the_choice(balance, source, uplinks):
+def test_the_choice(balance: str, source: str, uplinks: Any) -> None:
     host = Host(uplinks=4, team=policy(balance, NAMES[:3]))  # T-1
     assert host.port("a") == 5
     if balance == "srcid":
@@ -98,8 +107,8 @@ def test_the_choice(balance, source, uplinks):
     assert places(host.send("a", frame(source or mac(5)))) == [uplinks]
 
 
-def test_standby_uplinks_and_flags():
-    def team(down=(), **settings):
+def test_standby_uplinks_and_flags() -> None:
+    def team(down: Iterable[int] = (), **settings: Any) -> list[Any]:
         host = Host(uplinks=4, team=policy("explicit", NAMES[:2], standby=NAMES[2:], **settings))
         for number in down:
             host.nics[number]["carrier"] = False
@@ -124,8 +133,8 @@ def test_standby_uplinks_and_flags():
     assert places(host.send("c", frame(mac(7)))) == ["nic1"]
 
 
-def test_criteria():
-    def failed(criterion, settings, **parameters):
+def test_criteria() -> None:
+    def failed(criterion: str, settings: Any, **parameters: Any) -> bool:
         host = Host(uplinks=2, team=policy("explicit", criteria=[criterion], **parameters))
         host.nics[0].update(settings)
         host.port("a")
@@ -143,10 +152,11 @@ def test_criteria():
     assert not failed("link_state", {"up_since": NOW - 100_000})
 
 
-def test_uplinks_that_cannot_carry():
+def test_uplinks_that_cannot_carry() -> None:
     host = Host(uplinks=3, team=policy("explicit", ["nic0"], criteria=[]))  # T-9
     a = host.port("a", vlan=trunk())
     host.port("b", vlan=trunk())
+    settings: Any
     for settings, reason in (({"block": True}, "port-blocked"), ({"vlan": access(20)}, "vlan-egress")):
         host.ports[0].update(settings)
         host.made = None
@@ -160,7 +170,7 @@ def test_uplinks_that_cannot_carry():
     assert drops(host.send("a", frame(mac(a), vlan=10))) == [("uplink-0", "no-nic", "out")]
 
 
-def test_a_tied_port():
+def test_a_tied_port() -> None:
     host = Host(uplinks=3, team=policy("explicit", ["nic0"]), lags=[{"name": "l", "members": ["nic1", "nic2"],
                                                                     "up": ["nic2"]}])
     host.port("a", tied_to="nic1")
@@ -170,7 +180,7 @@ def test_a_tied_port():
     assert reasons(host.send("a", frame(mac(4)))) == ["no-uplink"]  # T-8
 
 
-def test_lags():
+def test_lags() -> None:
     host = Host(uplinks=4, team=policy("explicit", ["nic0"]),  # T-3, L-6
                 lags=[{"name": "l", "members": ["nic2", "nic0", "nic1"], "up": ["nic2", "nic0"], "hash": "l2"}])
     a = host.port("a")
@@ -186,7 +196,7 @@ def test_lags():
     assert reasons(host.send("a", frame(mac(5)))) == ["no-uplink"]
 
 
-def test_reverse_path():
+def test_reverse_path() -> None:
     host = Host(uplinks=2)  # T-20: RX of port 3 is nic1
     host.port("a", mac_management={"flooding": True, "learning": True})
     assert reasons(host.send("nic0", frame(STRANGER, ALL))) == ["reverse-path"]
@@ -206,7 +216,7 @@ def test_reverse_path():
     assert reasons(host.send("nic2", frame(STRANGER, mac(4)))) == ["reverse-path"]  # known, from outside of `fit`
 
 
-def test_promiscuous_copies_and_the_reverse_path():
+def test_promiscuous_copies_and_the_reverse_path() -> None:
     for option, expected in ((0, ["a!"]), (1, [])):
         host = Host(uplinks=2, options={"ReversePathFwdCheckPromisc": option})
         host.port("a", client={"promiscuous": True})
@@ -214,7 +224,7 @@ def test_promiscuous_copies_and_the_reverse_path():
         assert (places(result), reasons(result)) == (expected, ["reverse-path"])
 
 
-def test_whose_policy_holds():
+def test_whose_policy_holds() -> None:
     logical = [{"name": "ls", "balance": "explicit", "active": ["nic2"]}]
     own = policy("explicit", ["nic1"])
     host = Host(uplinks=4, team=policy("explicit", ["nic0"]), logical_teams=logical)
@@ -228,7 +238,7 @@ def test_whose_policy_holds():
     assert sent == {"plain": ["nic0"], "own": ["nic1"], "logical": ["nic2"], "gone": ["nic1"], "tied": ["nic3"]}
 
 
-def test_link_state_tracking():
+def test_link_state_tracking() -> None:
     host = Host(uplinks=1, team=policy("explicit", ["nic0"], flags=["lst"]))  # T-16
     a = host.port("a")
     host.port("b")
@@ -238,7 +248,7 @@ def test_link_state_tracking():
     assert drops(host.send("a", frame(mac(a), ALL))) == [("a", "link-down", "in")]
 
 
-def test_numa_nodes():
+def test_numa_nodes() -> None:
     host = Host(uplinks=3, team=policy("explicit", NAMES[:3]), options={"TeamingNUMAAware": 1})
     host.nics[1]["numa_node"] = 1
     host.port("near", client={"numa_node": 1})
@@ -247,7 +257,7 @@ def test_numa_nodes():
     assert places(host.send("nowhere", frame(STRANGER, "02:00:00:00:09:0f"))) == ["nic0"]
 
 
-def test_shotgun():
+def test_shotgun() -> None:
     host = Host(uplinks=3, team=policy("explicit", NAMES[:3], flags=["shotgun"]), beacons_undecided=True)  # T-14
     host.port("a")
     assert places(host.send("a", frame(mac(4)))) == NAMES[:3]
@@ -256,7 +266,7 @@ def test_shotgun():
     assert places(host.send("a", frame(mac(4)))) == ["nic0"]
 
 
-def test_service_ports():
+def test_service_ports() -> None:
     host = Host(uplinks=2)  # T-21
     router = host.port("router", client={"router": True})
     host.port("b", team=policy("explicit", ["nic0"]))
@@ -272,7 +282,7 @@ def test_service_ports():
     assert host.model.service_counters("sw")["txErrors"] == 1
 
 
-def test_why_nobody_receives():
+def test_why_nobody_receives() -> None:
     host = Host(uplinks=1, team=policy(active=[]))  # P-5
     a = host.port("a")
     assert reasons(host.send("a", frame(mac(a), ALL))) == ["no-uplink"]

@@ -1,5 +1,7 @@
 """VLANs and private VLANs in the model, worked out by hand from the rules; frames are scapy's."""
 
+from typing import Any
+
 import pytest
 from model_hosts import Host, access, drops, mac, places, private, reasons, trunk
 from scapy.layers.inet import IP, UDP
@@ -11,7 +13,7 @@ pytestmark = pytest.mark.pure_python
 ALL = "ff:ff:ff:ff:ff:ff"
 
 
-def broadcast(source: int, *tags, kind=0x1234):
+def broadcast(source: int, *tags: Any, kind: int = 0x1234) -> Any:
     frame = Ether(src=mac(source), dst=ALL)
     for tag in tags:
         frame /= tag
@@ -43,7 +45,7 @@ def broadcast(source: int, *tags, kind=0x1234):
         (trunk([5, 6], native=4095), Dot1Q(vlan=0), "vlan-untagged"),
     ],
 )
-def test_the_vlan_of_a_frame(policy, tag, outcome):
+def test_the_vlan_of_a_frame(policy: Any, tag: Any, outcome: Any) -> None:
     host = Host(uplinks=0)
     sender = host.port("a", vlan=policy)
     for vlan in (0, 10, 12, 20, 4094):
@@ -65,7 +67,7 @@ def test_the_vlan_of_a_frame(policy, tag, outcome):
         (trunk(native=4095), Dot1Q(vlan=0, id=1), (0, 0, 1)),
     ],
 )
-def test_the_tag_of_a_frame_that_leaves(policy, tag, expected):
+def test_the_tag_of_a_frame_that_leaves(policy: Any, tag: Any, expected: Any) -> None:
     host = Host(uplinks=1)
     sender = host.port("a", vlan=trunk())
     host.port("b", vlan=policy)
@@ -76,7 +78,7 @@ def test_the_tag_of_a_frame_that_leaves(policy, tag, expected):
     assert seen.lastlayer().load == bytes(46) and len(given) == (64 if expected else 60)
 
 
-def test_a_trunk_with_another_native_vlan_is_not_in_vlan_0():
+def test_a_trunk_with_another_native_vlan_is_not_in_vlan_0() -> None:
     host = Host(uplinks=0)  # the precision of V-5
     sender = host.port("a")
     host.port("b", vlan=trunk(native=10))
@@ -84,7 +86,7 @@ def test_a_trunk_with_another_native_vlan_is_not_in_vlan_0():
     assert places(host.send("a", broadcast(sender))) == ["c"]
 
 
-def test_priority_of_a_port():
+def test_priority_of_a_port() -> None:
     host = Host()  # V-6
     policy = {"mode": "trunk", "vlan": 0, "set_priority": True}
     a = host.port("a", vlan=policy, priority=4)
@@ -98,7 +100,7 @@ def test_priority_of_a_port():
         assert ((given.prio, given.id) if Dot1Q in given else None) == expected
 
 
-def test_a_tag_kept_as_payload():
+def test_a_tag_kept_as_payload() -> None:
     """V-13 at an access port: the guest's tag goes inside, whatever its VLAN, and gives no priority."""
     host = Host()
     sender = host.port("a", vlan=access(10), nested_tag=True)
@@ -115,7 +117,7 @@ def test_a_tag_kept_as_payload():
     assert Ether(result.deliveries[0].frame).prio == 6 and places(result) == ["nic0", "b", "c", "d"]
 
 
-def test_nested_frames():
+def test_nested_frames() -> None:
     host = Host(switch_id="id")  # V-13, V-14, V-15, V-16
     off = host.port("off", vlan=trunk())
     on = host.port("on", vlan=trunk(), nested_tag=True)
@@ -132,7 +134,7 @@ def test_nested_frames():
     assert (dropped.reason, dropped.rule) == ("nested-tag", "V-15")
 
 
-def test_known_unicast_to_a_port_without_nested_tags():
+def test_known_unicast_to_a_port_without_nested_tags() -> None:
     host = Host(uplinks=0)
     on = host.port("on", vlan=trunk(), nested_tag=True)
     off = host.port("off", vlan=trunk())
@@ -154,14 +156,14 @@ REACHES = {  # PV-1, by the VLAN of the sender
 }
 
 
-def private_host():
+def private_host() -> tuple[Host, dict[str, int]]:
     host = Host(private_vlans=MAP)
     numbers = {name: host.port(name, vlan=private(vlan)) for name, vlan in PORTS.items()}
     return host, numbers
 
 
 @pytest.mark.parametrize("sender", PORTS)
-def test_the_private_vlan_matrix(sender):
+def test_the_private_vlan_matrix(sender: str) -> None:
     host, numbers = private_host()
     expected = REACHES[PORTS[sender]] - {sender}
     result = host.send(sender, broadcast(numbers[sender]))
@@ -183,7 +185,7 @@ def test_the_private_vlan_matrix(sender):
             assert places(result) == ["nic0"]
 
 
-def test_private_ports_and_tags():
+def test_private_ports_and_tags() -> None:
     host = Host(private_vlans=MAP)
     sender = host.port("i", vlan=private(101))
     lost = host.port("lost", vlan=private(77))
@@ -195,7 +197,7 @@ def test_private_ports_and_tags():
     assert places(host.send("i", broadcast(sender))) == ["nic0", "plain"]
 
 
-def test_learning_is_in_the_primary_vlan():
+def test_learning_is_in_the_primary_vlan() -> None:
     host = Host(private_vlans=MAP)  # PV-2
     sender = host.port("c", vlan=private(102), mac_management={"learning": True})
     promiscuous = host.port("p", vlan=private(100))
@@ -213,7 +215,7 @@ def test_learning_is_in_the_primary_vlan():
      (1523, 2, ["too-long"]),
      (1522, 3, []), (1523, 3, ["too-long"]), (13, 0, ["runt"]), (17, 1, ["malformed"]), (18, 1, [])],
 )
-def test_lengths(length, tags, outcome):
+def test_lengths(length: int, tags: Any, outcome: Any) -> None:
     host = Host()  # P-7, X-1
     sender = host.port("a", vlan=trunk(), nested_tag=True)
     frame = Ether(src=mac(sender), dst=ALL)

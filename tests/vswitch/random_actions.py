@@ -3,11 +3,13 @@
 import json
 import os
 import traceback
+from collections.abc import Callable
+from typing import Any
 
 from hypothesis import strategies as st
 
 import vswitch
-from vswitch import LoadBalance, MirrorType, MulticastMode, PrivateVlanType, TeamCriterion, TeamFlag
+from vswitch import LoadBalance, MulticastMode, PrivateVlanType, TeamCriterion, TeamFlag
 
 host = vswitch.Host()
 
@@ -15,7 +17,12 @@ names = st.sampled_from(["a", "b", "p-1", "100", "true", "x/y", "x~y", "\u00e9",
 uplinks = st.lists(st.sampled_from(["nic0", "nic1", "nic2", "nic3", "up", "over/there"]), max_size=4, unique=True)
 macs = st.integers(0, 255).map(lambda number: f"01:00:5e:00:00:{number:02x}")
 texts = st.text(st.characters(blacklist_characters="\0", blacklist_categories=("Cs",)), min_size=1, max_size=20)
-flags = lambda kind: st.sets(st.sampled_from(list(kind))).map(lambda bits: kind(sum(int(bit) for bit in bits)))
+
+
+def flags(kind: Any) -> st.SearchStrategy[Any]:
+    return st.sets(st.sampled_from(list(kind))).map(lambda bits: kind(sum(int(bit) for bit in bits)))
+
+
 team = dict(load_balance=st.sampled_from(list(LoadBalance)), criteria=flags(TeamCriterion), flags=flags(TeamFlag))
 teams = st.builds(vswitch.TeamingPolicy, active=uplinks, **team, percent_error=st.integers(0, 100),
     speed=st.integers(0, 65535))
@@ -59,8 +66,12 @@ PORT = dict(
     resource_pool=texts, resources=st.builds(vswitch.ResourcePool, st.integers(0, 100), st.integers(-1, 99),
     st.just(0)),
 )
-setting = lambda table: st.sampled_from(sorted(table)).flatmap(lambda name: st.tuples(st.just(name),
-    st.none() | table[name]))
+
+
+def setting(table: dict[str, Any]) -> st.SearchStrategy[Any]:
+    return st.sampled_from(sorted(table)).flatmap(lambda name: st.tuples(st.just(name), st.none() | table[name]))
+
+
 properties = st.tuples(texts, st.binary(max_size=12) | texts, st.sampled_from([None, None, "me"]), st.booleans())
 actions = st.one_of(
     st.tuples(st.just("switch"), names, st.booleans(), st.sampled_from([0, 8, 300]),
@@ -77,15 +88,18 @@ actions = st.one_of(
     st.tuples(st.just("connected"), names, st.booleans()),
 )
 
-def switch_of(index):
+
+def switch_of(index: int) -> vswitch.Switch | None:
     aliases = list(host.switches)
     return host.switches[aliases[index % len(aliases)]] if aliases else None
 
-def port_of(switch, name):
+
+def port_of(switch: vswitch.Switch, name: str) -> vswitch.Port | None:
     ports = list(switch.ports)
     return switch.ports[ports[hash(name) % len(ports)]] if ports else None
 
-def do(kind, alias, *rest):
+
+def do(kind: str, alias: str, *rest: Any) -> None:
     if kind == "switch":
         persistent, most, version = rest
         host.switches.create(alias, max_ports=most, persistent=persistent, version=version)
@@ -110,7 +124,8 @@ def do(kind, alias, *rest):
         if kind == "set port":
             uplinks = list(switch.uplinks.values())
             port = uplinks[0].port if rest[2] and uplinks else port
-            port is None or change(port, *rest[1])
+            if port is not None:
+                change(port, *rest[1])
         elif kind == "mirror":
             (port or switch).mirrors.create(rest[1])
         elif kind == "property":
@@ -120,13 +135,15 @@ def do(kind, alias, *rest):
         elif kind == "address" and port is not None:
             port.mac_table.add(f"02:00:00:00:01:{rest[1]:02x}", vlan=rest[2])
 
-def change(handle, name, value):
+
+def change(handle: Any, name: str, value: Any) -> None:
     if value is None:
         delattr(handle, name)
     else:
         setattr(handle, name, value)
 
-def in_child(work, *arguments):
+
+def in_child(work: Callable[..., Any], *arguments: Any) -> Any:
     reader, writer = os.pipe()
     child = os.fork()
     if not child:
@@ -145,7 +162,7 @@ def in_child(work, *arguments):
     return told["result"]
 
 
-def made_by(steps):
+def made_by(steps: Any) -> Any:
     """Does what of the steps is not refused."""
     for step in steps:
         try:
