@@ -43,8 +43,6 @@ SCRATCH = pathlib.Path("build-breaks")
 CTEST = "ctest:"
 BUILD = "build"
 SOURCES = "sources:"
-# Modules that share no process: what the one registers the tests of the other must not see.
-APART = ("tests/companion", "tests/vswitch")
 # What a line is drawn from for a new break. A file belongs to the part that names the most of its path.
 PARTS = {
     "forwarding": ("platform/forwarding",),
@@ -274,9 +272,10 @@ class Tree:
                 failed = re.search(r"^\s*\d+ - (\S+) \(", text, re.M)
                 return failed[1] if failed else text[-500:]
         ids = [test.removeprefix(SOURCES) for test in tests if not test.startswith(CTEST) and test != BUILD]
+        # A process for each folder: the classes that one registers the tests of another must not see.
         groups: dict[str, list[str]] = {}
         for test in ids:
-            groups.setdefault(next((folder for folder in APART if test.startswith(folder)), ""), []).append(test)
+            groups.setdefault("/".join(test.split("/")[:2]), []).append(test)
         for group in groups.values():
             command = [self.python, "-m", "pytest", "-q", "-x", "--tb=no", "-p", "no:cacheprovider", *group]
             code, text = run(command, self.root, timeout, VSWITCHPY_BUILD=str(self.build))
