@@ -291,6 +291,8 @@ def test_undefined_and_null_memory_can_be_shown() -> None:
         assert repr(record) == f"<{type(record).__name__} released>"
     assert repr(vs.VSRuntimeOptions(4000)).startswith("<VSRuntimeOptions ")
     assert repr(vs.VSInfo.__new__(vs.VSInfo)) == "<VSInfo without memory>"
+    # list() would ask for the length first, which is refused.
+    assert [entry for entry in vs.VSMACTable.__new__(vs.VSMACTable)] == []
     assert repr(vs.qel_ListLinks()).startswith("<qel_ListLinks at 0x")
 
 

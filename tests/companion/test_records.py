@@ -344,7 +344,8 @@ def test_records_of_the_same_bytes_have_the_same_contents() -> None:
 def test_contents_are_compared_with_those_of_the_same_kind() -> None:
     info = vs.VSInfo()
     for other in (vs.VSStats(), None, 5, b"", info.this):
-        with pytest.raises(TypeError):
+        kind = "libvswitch.VSStats" if isinstance(other, vs.VSStats) else type(other).__name__
+        with pytest.raises(TypeError, match=f"^'{kind}' cannot have the contents of a 'libvswitch.VSInfo'$"):
             info.same_contents(other)
     with pytest.raises(TypeError, match="no fixed size"):
         vs.VSUplinks(1).same_contents(vs.VSUplinks(1))
