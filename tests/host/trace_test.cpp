@@ -5,6 +5,7 @@
 #include <fcntl.h>
 #include <sys/stat.h>
 
+#include <algorithm>
 #include <nlohmann/json.hpp>
 #include <set>
 #include <vector>
@@ -40,6 +41,15 @@ class Trace : public HostTest {
     for (std::string line; std::getline(text, line);)
       result.push_back(Json::parse(line));
     return result;
+  }
+
+  // Of this process.
+  std::ptrdiff_t open_descriptors() const {
+    std::filesystem::directory_iterator const all("/proc/self/fd");
+    return std::count_if(begin(all), end(all), [&](auto const &one) {
+      std::error_code gone;
+      return read_symlink(one.path(), gone) == trace_file();
+    });
   }
 
   Json last_line() const {
@@ -142,6 +152,13 @@ TEST_F(Trace, the_file_is_private_and_is_appended_to) {
   struct stat state;
   ASSERT_EQ(0, stat(trace_file().c_str(), &state));
   EXPECT_EQ(0600u, state.st_mode & 0777u);
+}
+
+TEST_F(Trace, the_file_is_closed_with_the_host) {
+  ASSERT_STATUS(QEL_OK, VSDVS_SetMTU("management", 1500));
+  EXPECT_EQ(1, open_descriptors());
+  close_host();
+  EXPECT_EQ(0, open_descriptors());
 }
 
 TEST_F(Trace, a_symbolic_link_is_not_followed) {

@@ -106,6 +106,29 @@ def ours(problem: list[Any]) -> bool:
     return not where or name not in NOT_OURS | KNOWN
 
 
+def test_memory_that_cannot_be_noted_for_later_stays() -> None:
+    """A record that is released in the middle of a call is freed after it, for which it has to be noted."""
+    ended = workspace.run_script(
+        """
+        import failing_memory
+        import libvswitch as vs
+        failing_memory.watch("libvswitchpy.so")
+        records = [vs.VSInfo() for _ in range(3)]
+        ends = []
+        def visit(handle):
+            if records:
+                ends.append(failing_memory.attempt(records.pop().release, 1, 2**62))
+        with vs.callback(visit) as visitor:
+            vs.unlocked(vs.DVSState_SwitchForEach, visitor, None)
+        assert ends and set(ends) == {(None, None, 1, 1)}, ends
+        vs.VSInfo().release()
+        """,
+        LD_PRELOAD=str(workspace.SUPPORT / "failing_memory.so"),
+        VSWITCH_HOST=":memory:",
+    )
+    assert ended.code == 0, ended
+
+
 @pytest.mark.parametrize("family", SAMPLES)
 def test_each_failing_allocation_is_an_error_without_a_trace(
     family: str, record_property: Callable[[str, object], None]
