@@ -1,6 +1,7 @@
 // Reads a boot description from JSON; every mistake is reported with its place.
 #include "platform/core/boot_description.hpp"
 
+#include "platform/core/clock.hpp"
 #include "platform/core/constants.hpp"
 #include "platform/core/json_object.hpp"
 
@@ -356,7 +357,7 @@ BootDescription parse_description(std::string_view text) {
     wrong("format", "must be " + std::to_string(supported_format));
   BootDescription description;
   if (object.find("stopped_clock"))
-    description.stopped_clock = object.large_number("stopped_clock", 0);
+    description.stopped_clock = object.large_number("stopped_clock", 0, latest_time);
   description.mac_learning = read_global_learning(object);
   description.runtime_options = read_runtime_options(object);
   description.stacks = read_stacks(object);

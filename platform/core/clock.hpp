@@ -10,6 +10,9 @@ namespace host {
 
 inline constexpr std::int64_t microseconds_per_second = 1000000;
 
+// Where a clock can be stopped at most: what is due later, after the longest of all waits, has a time, too.
+inline constexpr std::int64_t latest_time = 9'000'000'000'000'000'000;
+
 // Microseconds since the epoch. A stopped clock stands in the state file, so that it is the same for all processes.
 HOST_API std::int64_t clock_now(Database &database);
 

@@ -97,13 +97,13 @@ class JsonObject {
     return static_cast<std::uint32_t>(*number);
   }
 
-  std::uint64_t large_number(char const *member, std::uint64_t fallback) {
+  std::uint64_t large_number(char const *member, std::uint64_t fallback, std::uint64_t highest = INT64_MAX) {
     Document const *value = find(member);
     if (!value)
       return fallback;
     auto const *const number = value->as<std::uint64_t>();
-    if (!number || *number > INT64_MAX)
-      wrong(place(member), "must be a number from 0 to 9223372036854775807");
+    if (!number || *number > highest)
+      wrong(place(member), "must be a number from 0 to " + std::to_string(highest));
     return *number;
   }
 

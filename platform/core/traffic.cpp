@@ -194,7 +194,7 @@ void forget_learned_in(Database &database, RowId vswitch, std::vector<bool> cons
   for (std::size_t vlan = 0; vlan < vlans.size(); ++vlan) {
     if (vlans[vlan]) {
       database.execute("DELETE FROM mac_entry WHERE vswitch = ? AND type = ? AND vid = ?", vswitch,
-                       VS_MAC_ADDR_TYPE_LEARNED, vlan);
+                       VS_MAC_ADDR_TYPE_LEARNED, static_cast<std::int64_t>(vlan));
     }
   }
 }

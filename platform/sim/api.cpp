@@ -3,6 +3,7 @@
 #include <memory>
 
 #include "platform/core/boot.hpp"
+#include "platform/core/clock.hpp"
 #include "platform/core/snapshot.hpp"
 #include "platform/sim/arguments.hpp"
 #include "platform/sim/lookup.hpp"
@@ -194,6 +195,7 @@ int vssim_now(vssim_host *host, int64_t *microseconds, int *stopped) {
 int vssim_stop_clock(vssim_host *host, int64_t at) {
   return entry([&] {
     require(at >= -1, "a time before the epoch");
+    require(at <= host::latest_time, "a time after 9000000000000 seconds");
     simulation(host).stop_clock(at == -1 ? std::nullopt : std::optional(at));
   });
 }

@@ -50,10 +50,9 @@ std::int64_t advanced(std::optional<std::int64_t> stopped_at, std::int64_t micro
     fail(VSSIM_BAD_ARGUMENT, "a clock is advanced by 0 to 3.2e9 seconds");
   if (!stopped_at)
     fail(VSSIM_FAILED, "the clock is running; stop it first");
-  std::int64_t time = 0;
-  if (__builtin_add_overflow(*stopped_at, microseconds, &time))
+  if (*stopped_at > host::latest_time - microseconds)
     fail(VSSIM_BAD_ARGUMENT, "the clock cannot be advanced so far");
-  return time;
+  return *stopped_at + microseconds;
 }
 
 }  // namespace

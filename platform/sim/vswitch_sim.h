@@ -189,7 +189,7 @@ void vssim_result_free(vssim_result *result);
 /* The host's time, and whether its clock is stopped (1) or runs (0). `stopped` may be null. */
 int vssim_now(vssim_host *host, int64_t *microseconds, int *stopped);
 
-/* Stops the clock at a time; -1: now. Times below -1 are VSSIM_BAD_ARGUMENT. */
+/* Stops the clock at a time, at most 9e18; -1: now. Other times are VSSIM_BAD_ARGUMENT. */
 int vssim_stop_clock(vssim_host *host, int64_t at);
 
 /* Lets it run with the system's. */

@@ -61,6 +61,34 @@ TEST_F(Time, K_3_a_clock_is_advanced_while_it_is_stopped) {
   EXPECT_FAILS(BAD_ARGUMENT, "a time before the epoch", vssim_stop_clock(host.get(), -2));
 }
 
+// The furthest time still has times behind it, for all that is due later.
+TEST_F(Time, K_3_a_clock_stands_at_9e18_microseconds_at_most) {
+  char const text[] = R"({"format": 1, "stopped_clock": 9000000000000000000,
+    "runtime_options": {"IGMPQueryInterval": 65535, "IGMPQueries": 16}, "mac_learning": {"aging_time": 1000000},
+    "physical_nics": [{"name": "nic0", "mac": "02:00:00:00:00:01", "partner": {}}],
+    "switches": [{"alias": "sw", "switch_id": "id", "uplinks": [{"name": "nic0"}],
+      "lags": [{"name": "lag", "mode": "active", "members": [{"uplink": "nic0"}]}],
+      "ports": [{"dvport_id": "a", "client": {"name": "a", "type": "vnic", "mac": "02:00:00:00:01:0a"},
+        "mac_learning": {}}]}]})";
+  OwnedHost const late = open_host_at(nullptr, text);
+  ASSERT_OK(vssim_use(late.get()));
+  ASSERT_EQ(0, VSDVS_SetMcastFilterMode("sw", static_cast<VSMcastFilterMode>(constant::VS_MCAST_FILTER_MODE_SNOOPING)));
+  ASSERT_OK(vssim_unuse(late.get()));
+  std::string const report =
+      bytes("01005e000116 02000000010a 0800 46c0002000004000 010231f8 c0000209 ef000116 94040000 1600f9e8ef000116");
+  for (std::string const &one : {sent, report}) {
+    Result const result = send(late, port(late, "sw", "a"), one);
+    EXPECT_EQ(1u, result.total(0));
+    EXPECT_EQ(0u, result.total(4));
+  }
+  EXPECT_EQ((Lines{"02:00:00:00:07:77 a 0"}), learned(late));
+  EXPECT_FAILS(BAD_ARGUMENT, "the clock cannot be advanced so far", vssim_advance(late.get(), 1, nullptr));
+  EXPECT_FAILS(BAD_ARGUMENT, "a time after 9000000000000 seconds", vssim_stop_clock(late.get(), 9000000000000000001));
+  vssim_host *later = nullptr;
+  EXPECT_FAILS(FAILED, "stopped_clock: must be a number from 0 to 9000000000000000000",
+               vssim_open(nullptr, R"({"format": 1, "stopped_clock": 9000000000000000001})", &later));
+}
+
 TEST_F(Time, K_3_D_1_pieces_of_an_advance_leave_the_same_state) {
   send(host, a, sent);
   OwnedHost const whole = fork_of(host);
