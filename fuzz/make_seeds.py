@@ -327,6 +327,203 @@ def save_restore() -> list[bytes]:
     return [b"".join(way) for way in ways]
 
 
+# ---- operations of simulated hosts, as fuzz/simulation.cpp numbers them ----------------------------------------------
+
+FORKED, COPIED, IN_A_FILE = b"\2", b"\x42", b"\x41"
+A_PORT, ROUTER, FREE, NIC, MEMBER, UNBOUND = 0, 3, 13, 10, 7, 12
+CONNECT, SET_CLIENT, SET_NIC, PARTNER, FAULT = range(5)
+CLIENT = bytes.fromhex("020000000101")
+
+SETTINGS_OF_SWITCHES = [
+    m.VSPROP_MTU,
+    m.VSPROP_MULTICAST_FILTER,
+    m.VSPROP_LS_TEAMING_POLICY,
+    m.VSPROP_PVLAN_MAP,
+    m.VSPROP_SWITCH_MAC_LEARNING,
+    m.VSPROP_SWITCH_MAC_LEARN_STATIC,
+    m.VSPROP_SWITCH_STATIC_MAC_ALLOW,
+    m.VSPROP_USER_MCAST_ADDRESSES,
+    m.VSPROP_SWITCH_UPLINK_MIRROR_SESSIONS,
+    m.VSPROP_SWITCH_FORWARDING_DISABLED,
+    m.QEL_HNQPROP_HOST_PROXY_STATE,
+]
+SETTINGS_OF_PORTS = [
+    m.VSPROP_PORT_VLAN,
+    m.VSPROP_PORT_PRIORITY,
+    m.VSPROP_PORT_PRIORITY_RETAIN,
+    m.VSPROP_PORT_VLAN_NESTEDTAG,
+    m.VSPROP_PORT_SECURITY,
+    m.VSPROP_PORT_EXTRA_ETH_FRP,
+    m.VSPROP_PORT_MAC_MANAGEMENT,
+    m.VSPROP_PORT_USER_MCAST_ADDRESSES,
+    m.VSPROP_PORT_USER_MCAST_ADDRESSES_OVERRIDE,
+    m.VSPROP_PORT_LS_TEAMING_POLICY,
+    m.VSPROP_PORT_TEAMING_OVERRIDE,
+    m.VSPROP_PORT_TX_UPLINK,
+    m.VSPROP_PORT_MIRROR_SESSIONS,
+    m.QEL_HNQPROP_PORT_BLOCK,
+    m.QEL_HNQPORT_FORWARD_NOT_READY_BLOCK,
+]
+
+
+def sized(data: bytes) -> bytes:
+    return struct.pack(">H", len(data)) + data
+
+
+def sent(endpoint: int, *frames: bytes, compared: int = 0x60) -> bytes:
+    raw = b"".join(bytes([endpoint]) + b"\0" + sized(frame) for frame in frames)
+    return bytes([0, compared | len(frames) - 1]) + raw
+
+
+def advanced(milliseconds: int) -> bytes:
+    return b"\3\1" + struct.pack(">H", milliseconds)
+
+
+def told(kind: int, endpoint: int, document: object) -> bytes:
+    rest = b"\1" if kind in (PARTNER, FAULT) else b""
+    return bytes([9, kind, endpoint]) + sized(json.dumps(document).encode()) + rest
+
+
+def ethernet(destination: str, source: bytes, payload: str) -> bytes:
+    return (bytes.fromhex(destination) + source + bytes.fromhex(payload)).ljust(60, b"\0")
+
+
+def some_frames() -> dict[int, list[bytes]]:
+    """By the endpoint that they are sent in at."""
+    lacp = "88090101 0114 8000 0200000000ff 0001 8000 0001 3d000000 0214 8000 027673000001 0001 8000 0001 3d000000 0310"
+    beacon = "8922 56534231 6553f100" + b"b-id".ljust(64, b"\0").hex() + "00000009"
+    query = "0800 46c00024 00004000 01020413 00000000 e0000001 94040000 1164ec1e00000000 027d0000"
+    report = "0800 46c00020 00004000 010241f8 c0000209 e0000016 94040000 1600fafdef000001"
+    neighbour = bytes.fromhex("020000000777")
+    return {
+        A_PORT: [
+            ethernet("ffffffffffff", CLIENT, "0806"),
+            ethernet("020000000102", CLIENT, "0800"),
+            ethernet("020000000999", CLIENT, "81000001 0800"),
+            ethernet("01005e000116", CLIENT, report),
+        ],
+        ROUTER: [ethernet("01005e000001", bytes.fromhex("020000000104"), query)],
+        MEMBER: [
+            ethernet("0180c2000002", neighbour, lacp).ljust(124, b"\0"),
+            ethernet("020000000101", neighbour, "8100000a 0800"),
+            ethernet("ffffffffffff", CLIENT, "81000065 0806"),
+        ],
+        NIC: [ethernet("ffffffffffff", neighbour, beacon), neighbour * 2],
+        UNBOUND: [ethernet("ffffffffffff", neighbour, "0806")],
+    }
+
+
+def packet_files() -> list[bytes]:
+    frames = [frame for of_endpoint in some_frames().values() for frame in of_endpoint]
+    files = []
+    for order, magic in (("<", 0xA1B2C3D4), (">", 0xA1B2C3D4), ("<", 0xA1B23C4D)):
+        head = struct.pack(order + "IHHiIII", magic, 2, 4, 0, 0, 65535, 1)
+        records = (struct.pack(order + "IIII", 5, 6, len(frame), len(frame)) + frame for frame in frames)
+        files.append(head + b"".join(records))
+
+    def block(order: str, kind: int, body: bytes) -> bytes:
+        body += bytes(-len(body) % 4)
+        length = struct.pack(order + "I", len(body) + 12)
+        return struct.pack(order + "I", kind) + length + body + length
+
+    for order in "<>":
+        section = block(order, 0x0A0D0D0A, struct.pack(order + "IHHq", 0x1A2B3C4D, 1, 0, -1))
+        options = struct.pack(order + "HHB3xHHqHH", 9, 1, 0x8A, 14, 8, 1000, 0, 0)
+        interface = block(order, 1, struct.pack(order + "HHI", 1, 0, 48)) + block(
+            order, 1, struct.pack(order + "HHI", 1, 0, 0) + options
+        )
+        enhanced = (
+            block(order, 6, struct.pack(order + "IIIII", 1, 5, 6, len(frame), len(frame)) + frame) for frame in frames
+        )
+        simple = block(order, 3, struct.pack(order + "I", len(frames[0])) + frames[0][:48])
+        others = block(order, 5, bytes(12)) + block(order, 2, bytes(20))
+        files.append(section + interface + b"".join(enhanced) + simple)
+        files.append((section + interface + simple) * 2 + others)
+    return files
+
+
+def simulated_documents() -> list[tuple[int, int, object]]:
+    """What calls take: the kind of call, an endpoint for it, the argument."""
+    groups = [
+        "239.0.0.2",
+        {"address": "ff0e::2", "sources": ["2001:db8::1"], "mode": "exclude", "version": 2},
+        {"address": "239.0.0.3", "sources": ["10.0.0.1", "10.0.0.2"]},
+    ]
+    client = {
+        "mac": "02:00:00:00:01:09",
+        "promiscuous": True,
+        "link": False,
+        "groups": groups,
+        "multicast_macs": ["01:00:5e:00:01:17"],
+    }
+    partner = {
+        "system": "02:00:00:ff:ff:09",
+        "system_priority": 5,
+        "key": 2,
+        "port": 3,
+        "port_priority": 4,
+        "active": False,
+        "fast": True,
+        "aggregatable": True,
+        "on": True,
+    }
+    fault = {
+        "kind": "fail",
+        "call": "VSDVS_SetMTU",
+        "status": "QEL_FAILURE",
+        "exception": None,
+        "message": None,
+        "milliseconds": None,
+        "skip": 1,
+        "times": 2,
+        "probability": 0.5,
+        "seed": 7,
+    }
+    return [
+        (CONNECT, FREE, {"name": "new", "mac": "02:00:00:00:01:08", "type": "tcpip"}),
+        (SET_CLIENT, A_PORT, client),
+        (SET_NIC, MEMBER, {"errors": 7, "segment": "x", "link": False}),
+        (PARTNER, MEMBER, partner),
+        (FAULT, A_PORT, fault),
+        (FAULT, A_PORT, {"kind": "abort", "exception": "out_of_memory", "message": "none left"}),
+        (FAULT, A_PORT, {"kind": "delay", "milliseconds": 20}),
+    ]
+
+
+def simulations() -> list[bytes]:
+    of_endpoints = some_frames().items()
+    frames = b"".join(sent(endpoint, frame) for endpoint, some in of_endpoints for frame in some)
+    batches = b"".join(sent(endpoint, *some) for endpoint, some in of_endpoints)
+    everything = frames + advanced(2500) + batches + advanced(31000)
+    documents = [
+        (kind, endpoint, changed_one)
+        for kind, endpoint, document in simulated_documents()
+        for changed_one in map(copy.deepcopy, changed([document]))
+    ]
+    cheap = b"".join(sent(endpoint, *some, compared=0) for endpoint, some in of_endpoints)
+    settings = [
+        start + bytes([which]) + sized(value)
+        for start, names in ((b"\x0b\0\0", SETTINGS_OF_SWITCHES), (b"\x0b\0\1\2", SETTINGS_OF_PORTS))
+        for which, name in enumerate(names)
+        if name in host_model.Model.known
+        for value in host_model.Model.known[name].samples
+        if len(value) < 1000
+    ]
+    captures = bytes([8, 1, A_PORT, 3, 60, 8, 1, NIC, 2, 0])
+    anew = [bytes([18, 2, 18, how]) for how in range(5)]
+    return [
+        *(start + everything for start in (FORKED, IN_A_FILE)),
+        b"\0" + sized(b'{"format": 1, "stopped_clock": %d}' % (2**63 - 1)) + advanced(0),
+        *(FORKED + bytes([6, 1, NIC]) + sized(file) for file in packet_files()),
+        *(FORKED + told(kind, endpoint, wrapped[0] if wrapped else None) for kind, endpoint, wrapped in documents[::4]),
+        *(FORKED + told(*one) + cheap + advanced(3000) + frames for one in simulated_documents()),
+        *(FORKED + setting + cheap for setting in settings),
+        FORKED + captures + everything,
+        *(COPIED + cheap + way + batches for way in anew),
+        *(FORKED + random.Random(number).randbytes(400 + 40 * number) for number in range(16)),
+    ]
+
+
 def main(folder: pathlib.Path) -> None:
     seeds = {
         "boot_description": [
@@ -339,6 +536,7 @@ def main(folder: pathlib.Path) -> None:
         ],
         "frame": [random.Random(number).randbytes(600 + 40 * number) for number in range(24)],
         "save_restore": save_restore(),
+        "simulation": simulations(),
         "state_image": state_images(),
         "teaming": teaming(),
         "mirror_table": mirror_tables(),

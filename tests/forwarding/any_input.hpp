@@ -29,7 +29,10 @@ class Source {
     left_.remove_prefix(1);
     return first;
   }
-  std::uint32_t below(std::uint32_t end) { return (byte() << 8 | byte()) % end; }
+  std::uint32_t below(std::uint32_t end) {
+    std::uint32_t const high = byte();  // compilers choose which of two operands comes first
+    return (high << 8 | byte()) % end;
+  }
   bool one_in(std::uint32_t count) { return byte() % count == 0; }
 
  private:
@@ -279,7 +282,8 @@ inline Packet any_packet(Source &source) {
   constexpr std::uint16_t tags[] = {0x8100, 0x8100, 0x88a8, 0x9100};
   for (std::uint32_t count = source.byte() % 4; count > 1; --count) {
     put(tags[source.byte() % std::size(tags)], 2);
-    put(static_cast<std::uint16_t>((source.byte() & 0xf) << 12 | AnyHost::vlan(source)), 2);
+    std::uint32_t const priority = source.byte() & 0xf;
+    put(priority << 12 | AnyHost::vlan(source), 2);
   }
   constexpr std::uint16_t types[] = {0x0800, 0x86dd, 0x0806, 0x8809, 0x8922, 0x88cc};
   std::uint16_t const type = types[source.byte() % std::size(types)];
@@ -422,6 +426,11 @@ inline bool is_copy_of(Packet const &copy, Packet const &frame) {
   return copy.size() >= ethernet_size && std::equal(copy.begin(), copy.begin() + 2 * mac_size, frame.begin());
 }
 
+// Of two bytes.
+inline std::size_t number_at(Packet const &bytes, std::size_t at) {
+  return std::size_t{bytes[at]} << 8 | bytes[at + 1];
+}
+
 // Whether it is one behind headers that were put in front of it.
 inline bool is_encapsulated(Packet const &copy, Packet const &frame) {
   Packet const outer = without_tag(copy);
@@ -432,11 +441,10 @@ inline bool is_encapsulated(Packet const &copy, Packet const &frame) {
   std::size_t const gre_at = ip_at + (is_ipv6 ? 40 : 20);
   if (outer[ip_at + (is_ipv6 ? 6 : 9)] != 47 || outer.size() < gre_at + 4)
     return false;
-  std::size_t const length =
-      is_ipv6 ? 40U + (outer[ip_at + 4] << 8 | outer[ip_at + 5]) : unsigned{outer[ip_at + 2]} << 8 | outer[ip_at + 3];
+  std::size_t const length = is_ipv6 ? 40 + number_at(outer, ip_at + 4) : number_at(outer, ip_at + 2);
   expect(ip_at + length == outer.size(), "E-0: the packet is as long as it says");
   bool const has_key = (outer[gre_at] & 0x20) != 0;
-  std::size_t const type = outer[gre_at + 2] << 8 | outer[gre_at + 3];
+  std::size_t const type = number_at(outer, gre_at + 2);
   std::size_t const inner_at = gre_at + 4 + (type == 0x6558 ? (has_key ? 4 : 0) : type == 0x88be ? 12 : 16);
   return inner_at <= outer.size() &&
          is_copy_of({outer.begin() + static_cast<std::ptrdiff_t>(inner_at), outer.end()}, frame);

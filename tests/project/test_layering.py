@@ -18,7 +18,7 @@ ALLOWED: dict[str, set[str]] = {
     "companion": {"runtime"},
     "constants": {"runtime"},
     "extensions": {"constants", "interface", "runtime"},
-    "fuzz": {"interface", "platform/core", "platform/tool", "tests/forwarding", "tests/host"},
+    "fuzz": {"interface", "platform/core", "platform/sim", "platform/tool", "tests/forwarding", "tests/host"},
     "interface": {"constants", "extensions", "runtime"},
     "platform/core": {"constants", "interface", "platform/forwarding"},
     "platform/dvs": {"interface", "platform/core"},
