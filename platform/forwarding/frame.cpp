@@ -38,20 +38,24 @@ std::optional<std::uint32_t> ports_at(Bytes transport, std::uint8_t protocol) {
   return has_ports && transport.size() >= ports_size ? std::optional(read32(transport, 0)) : std::nullopt;
 }
 
-std::optional<IpPacket> ipv4_header(Bytes packet) {
-  if (packet.size() < ipv4_size || packet[0] >> 4 != 4)
-    return std::nullopt;
-  std::size_t const length = std::size_t{packet[0] & 0xfU} * 4;
-  if (length < ipv4_size || length > packet.size())
-    return std::nullopt;
-  std::uint16_t const fragment = read16(packet, 6);
-  IpPacket header;
-  header.source = packet.subspan(12, 4);
-  header.destination = packet.subspan(16, 4);
-  header.protocol = packet[9];
+inline std::optional<IpHeader> ip_header(Header const &header) {
+  Bytes const packet = header.bytes.subspan(header.payload_at());
+  if (header.inner_type == ethertype_ipv4 && packet.size() >= ipv4_size && packet[0] >> 4 == 4) {
+    std::size_t const size = std::size_t{packet[0] & 0xfU} * 4;
+    if (size >= ipv4_size && size <= packet.size())
+      return IpHeader{packet, size, true};
+  }
+  if (header.inner_type == ethertype_ipv6 && packet.size() >= ipv6_size && packet[0] >> 4 == 6)
+    return IpHeader{packet, ipv6_size, false};
+  return std::nullopt;
+}
+
+IpPacket ipv4_packet(IpHeader const &ip) {
+  std::uint16_t const fragment = read16(ip.packet, 6);
+  IpPacket header{ip.source(), ip.destination(), ip.packet[9]};
   header.is_fragmented = (fragment & (fragment_offset | more_fragments)) != 0;
   if ((fragment & fragment_offset) == 0)
-    header.ports = ports_at(packet.subspan(length), packet[9]);
+    header.ports = ports_at(ip.packet.subspan(ip.size), ip.packet[9]);
   return header;
 }
 
@@ -60,15 +64,11 @@ bool is_passed(std::uint8_t next_header) {
          next_header == header_fragment;
 }
 
-std::optional<IpPacket> ipv6_header(Bytes packet) {
-  if (packet.size() < ipv6_size || packet[0] >> 4 != 6)
-    return std::nullopt;
+IpPacket ipv6_packet(IpHeader const &ip) {
   constexpr std::size_t unit = 8;
-  IpPacket header;
-  header.source = packet.subspan(8, 16);
-  header.destination = packet.subspan(24, 16);
-  std::uint8_t next = packet[6];
-  Bytes rest = packet.subspan(ipv6_size);
+  IpPacket header{ip.source(), ip.destination(), std::nullopt};
+  std::uint8_t next = ip.packet[6];
+  Bytes rest = ip.packet.subspan(ip.size);
   bool is_first = true;
   while (is_first && is_passed(next)) {
     if (rest.size() < unit)
@@ -148,11 +148,15 @@ std::int64_t payload_length(Bytes bytes) {
   return length;
 }
 
+std::optional<IpHeader> read_ip_header(Header const &header) {
+  return ip_header(header);
+}
+
 std::optional<IpPacket> read_ip(Header const &header) {
-  Bytes const packet = header.bytes.subspan(header.payload_at());
-  if (header.inner_type == ethertype_ipv4)
-    return ipv4_header(packet);
-  return header.inner_type == ethertype_ipv6 ? ipv6_header(packet) : std::nullopt;
+  std::optional<IpHeader> const ip = ip_header(header);
+  if (!ip)
+    return std::nullopt;
+  return ip->is_ipv4 ? ipv4_packet(*ip) : ipv6_packet(*ip);
 }
 
 std::optional<std::uint32_t> ip_words(Header const &header) {

@@ -80,6 +80,19 @@ std::int64_t payload_length(Bytes bytes);
 inline constexpr std::uint8_t protocol_tcp = 6;
 inline constexpr std::uint8_t protocol_udp = 17;
 
+// A valid IP header behind the outer tag.
+struct IpHeader {
+  Bytes packet;          // from the header to the end of the frame
+  std::size_t size = 0;  // of the header, without the further ones of IPv6
+  bool is_ipv4 = false;
+
+  Bytes source() const { return is_ipv4 ? packet.subspan(12, 4) : packet.subspan(8, 16); }
+  Bytes destination() const { return is_ipv4 ? packet.subspan(16, 4) : packet.subspan(24, 16); }
+};
+
+// None in a frame that is not IP or cut short.
+std::optional<IpHeader> read_ip_header(Header const &header);
+
 // What a valid IP header behind the outer tag says, and the headers of an IPv6 packet between it and the transport.
 struct IpPacket {
   Bytes source;  // 4 or 16 bytes
@@ -87,7 +100,7 @@ struct IpPacket {
   std::optional<std::uint8_t> protocol;  // none where the headers are cut short
   bool is_fragmented = false;
   // Source port << 16 | destination port, of TCP or UDP; none in a fragment but the first, or cut short.
-  std::optional<std::uint32_t> ports;
+  std::optional<std::uint32_t> ports{};
 
   std::uint16_t destination_port() const { return static_cast<std::uint16_t>(*ports); }
 };

@@ -10,8 +10,6 @@ namespace forwarding {
 
 namespace {
 
-constexpr std::size_t ipv4_header_size = 20;
-constexpr std::size_t ipv6_header_size = 40;
 constexpr std::uint8_t protocol_igmp = 2;
 constexpr std::uint8_t protocol_icmpv6 = 58;
 constexpr std::uint8_t header_hop_by_hop = 0;
@@ -109,7 +107,7 @@ std::optional<GroupMessage> read_igmp(IpHeader const &ip) {
   Bytes const bytes = packet.subspan(ip.size, total - ip.size);
   if (internet_checksum(bytes) != 0)
     return std::nullopt;
-  GroupMessage const message{ip.source};
+  GroupMessage const message{IpAddress(ip.source())};
   IpAddress const group = address_at(bytes, 4, ipv4_address_size);
   switch (bytes[0]) {
     case igmp_query_type: return read_single(message, group, true, false, 0);
@@ -125,10 +123,10 @@ std::optional<GroupMessage> read_igmp(IpHeader const &ip) {
 std::optional<GroupMessage> read_mld(IpHeader const &ip) {
   constexpr std::size_t least = 24;
   constexpr std::size_t least_of_new_report = 8;
-  std::size_t const total = ipv6_header_size + read16(ip.packet, 4);
+  std::size_t const total = ip.size + read16(ip.packet, 4);
   if (total > ip.packet.size() || ip.packet[7] != 1)
     return std::nullopt;
-  Bytes bytes = ip.packet.subspan(ipv6_header_size, total - ipv6_header_size);
+  Bytes bytes = ip.packet.subspan(ip.size, total - ip.size);
   std::uint8_t protocol = ip.packet[6];
   if (protocol == header_hop_by_hop) {
     std::size_t const size = bytes.size() < 8 ? SIZE_MAX : (std::size_t{bytes[1]} + 1) * 8;
@@ -140,11 +138,10 @@ std::optional<GroupMessage> read_mld(IpHeader const &ip) {
   bool const is_new_report = !bytes.empty() && bytes[0] == mld_v2_report;
   if (protocol != protocol_icmpv6 || bytes.size() < (is_new_report ? least_of_new_report : least))
     return std::nullopt;
-  std::uint32_t const before =
-      pseudo_header_sum(ip.source.bytes(), ip.destination.bytes(), bytes.size(), protocol_icmpv6);
+  std::uint32_t const before = pseudo_header_sum(ip.source(), ip.destination(), bytes.size(), protocol_icmpv6);
   if (internet_checksum(bytes, before) != 0)
     return std::nullopt;
-  GroupMessage const message{ip.source};
+  GroupMessage const message{IpAddress(ip.source())};
   if (is_new_report)
     return read_new_report(message, bytes, ipv6_address_size, 2);
   IpAddress const group = address_at(bytes, 8, ipv6_address_size);
@@ -234,25 +231,11 @@ bool is_mac_of(MacAddress destination, bool is_ipv4) {
 
 }  // namespace
 
-std::optional<IpHeader> read_ip_header(Header const &header) {
-  Bytes const packet = header.bytes.subspan(header.payload_at());
-  if (header.inner_type == ethertype_ipv4 && packet.size() >= ipv4_header_size && packet[0] >> 4 == 4) {
-    std::size_t const size = std::size_t{packet[0] & 0xfU} * 4;
-    if (size < ipv4_header_size || size > packet.size())
-      return std::nullopt;
-    return IpHeader{address_at(packet, 12, ipv4_address_size), address_at(packet, 16, ipv4_address_size), packet, size};
-  }
-  if (header.inner_type == ethertype_ipv6 && packet.size() >= ipv6_header_size && packet[0] >> 4 == 6)
-    return IpHeader{address_at(packet, 8, ipv6_address_size), address_at(packet, 24, ipv6_address_size), packet,
-                    ipv6_header_size};
-  return std::nullopt;
-}
-
 std::optional<GroupMessage> read_group_message(Header const &header) {
   std::optional<IpHeader> const ip = read_ip_header(header);
   if (!ip)
     return std::nullopt;
-  return ip->source.is_ipv4() ? read_igmp(*ip) : read_mld(*ip);
+  return ip->is_ipv4 ? read_igmp(*ip) : read_mld(*ip);
 }
 
 void snoop(Tables const &tables, Traffic &traffic, PortIndex from, GroupMessage const &message, std::int64_t now) {
@@ -282,13 +265,14 @@ GroupDecision filter_for(Tables const &tables, Traffic &traffic, std::uint32_t v
     return {GroupFilter::list, Rule::IG_20};
   }
   std::optional<IpHeader> const ip = read_ip_header(header);
-  if (!ip || !is_mac_of(header.destination, ip->source.is_ipv4()))
+  if (!ip || !is_mac_of(header.destination, ip->is_ipv4))
     return {GroupFilter::none, Rule::IG_3};
-  if (!(ip->source.is_ipv4() ? at.snoops_ipv4 : at.snoops_ipv6))
+  if (!(ip->is_ipv4 ? at.snoops_ipv4 : at.snoops_ipv6))
     return {GroupFilter::none, Rule::IG_5};
-  if (is_local(ip->destination))
+  IpAddress const group(ip->destination());
+  if (is_local(group))
     return {GroupFilter::none, Rule::IG_3};
-  memberships.find_receivers(ip->destination, ip->source, traffic.group_members);
+  memberships.find_receivers(group, IpAddress(ip->source()), traffic.group_members);
   return {GroupFilter::members, Rule::IG_4};
 }
 

@@ -10,15 +10,6 @@
 
 namespace forwarding {
 
-// The IP header behind the outer tag, if it is valid.
-struct IpHeader {
-  IpAddress source;
-  IpAddress destination;
-  Bytes packet;          // from the header to the end of the frame
-  std::size_t size = 0;  // of the header
-};
-std::optional<IpHeader> read_ip_header(Header const &header);
-
 // What a report says of a group: records of IGMPv3 and MLDv2 with their numbers, and what older versions say.
 struct GroupRecord {
   enum class Kind : std::uint8_t {
