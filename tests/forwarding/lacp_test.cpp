@@ -49,6 +49,12 @@ class Lag {
       at(now).link_up(i);
     send();
   }
+  // With a scripted partner at the other end of the first member, up to a time.
+  void run_with(LacpScript const &script, std::int64_t until) {
+    group.links[0].script = script;
+    start();
+    run(until);
+  }
   Lacp at(std::int64_t time, bool is_tick = false) { return {group, members, {time, is_tick, INT64_MIN}}; }
 
   // Up to a time all that is due happens, in its order.
@@ -413,25 +419,19 @@ TEST(LacpScript, L_12_both_ends_are_up_after_two_seconds) {
 
 TEST(LacpScript, L_12_fast_ones_hear_each_other_each_second) {
   Lag lag;
-  lag.group.links[0].script = LacpScript{.system = peer_system, .is_fast = true};
-  lag.start();
-  lag.run(1010 * second);
+  lag.run_with({.system = peer_system, .is_fast = true}, 1010 * second);
   EXPECT_EQ(2u + 10u, lag.members[0].sent);
   EXPECT_EQ("current selected up", words(lag.members[0]));
 }
 
 TEST(LacpScript, L_12_one_that_is_off_or_does_not_aggregate_brings_nothing_up) {
   Lag lag;
-  lag.group.links[0].script = LacpScript{.system = peer_system, .is_on = false};
-  lag.start();
-  lag.run(1010 * second);
+  lag.run_with({.system = peer_system, .is_on = false}, 1010 * second);
   EXPECT_EQ("defaulted", words(lag.members[0]));
   EXPECT_EQ(0u, lag.members[0].received);
 
   Lag other;
-  other.group.links[0].script = LacpScript{.system = peer_system, .is_aggregatable = false};
-  other.start();
-  other.run(1010 * second);
+  other.run_with({.system = peer_system, .is_aggregatable = false}, 1010 * second);
   EXPECT_EQ("current", words(other.members[0]));
   EXPECT_EQ(0x01, other.members[0].partner.state);
 }
@@ -439,32 +439,24 @@ TEST(LacpScript, L_12_one_that_is_off_or_does_not_aggregate_brings_nothing_up) {
 TEST(LacpScript, L_12_L_3_two_passive_ends_are_silent_and_one_active_is_enough) {
   Lag lag;
   lag.group.settings.is_active = false;
-  lag.group.links[0].script = LacpScript{.system = peer_system, .is_active = false};
-  lag.start();
-  lag.run(1100 * second);
+  lag.run_with({.system = peer_system, .is_active = false}, 1100 * second);
   EXPECT_EQ("", lag.sent());
   EXPECT_EQ("defaulted", words(lag.members[0]));
 
   Lag active_partner;
   active_partner.group.settings.is_active = false;
-  active_partner.group.links[0].script = LacpScript{.system = peer_system};
-  active_partner.start();
-  active_partner.run(1002 * second);
+  active_partner.run_with({.system = peer_system}, 1002 * second);
   EXPECT_EQ("current selected up", words(active_partner.members[0]));
 
   Lag active;
-  active.group.links[0].script = LacpScript{.system = peer_system, .is_active = false};
-  active.start();
-  active.run(1002 * second);
+  active.run_with({.system = peer_system, .is_active = false}, 1002 * second);
   EXPECT_EQ("current selected up", words(active.members[0]));
   EXPECT_EQ(0x3c, active.members[0].partner.state);
 }
 
 TEST(LacpScript, L_12_goes_on_while_nobody_looks_and_its_frames_do_not_count) {
   Lag lag;
-  lag.group.links[0].script = LacpScript{.system = peer_system, .is_fast = true};
-  lag.start();
-  lag.run(1002 * second);
+  lag.run_with({.system = peer_system, .is_fast = true}, 1002 * second);
   std::uint64_t const received = lag.members[0].received;
   std::int64_t const gap_until = 5000 * second + 1;
   Lacp then{lag.group, lag.members, {lag.members[0].receive_until, false, gap_until}};
