@@ -6,6 +6,7 @@ import json
 import os
 import pathlib
 import random
+import re
 import signal
 import socket
 import subprocess
@@ -25,19 +26,9 @@ pytestmark = pytest.mark.pure_python
 
 ALL = 50
 HOSTS = list(range(ALL)) if os.environ.get("VSWITCHPY_FULL") else sorted(random.Random(21).sample(range(ALL), 3))
-DOCUMENT = """\
-format: 1
-switches:
-  production:
-    mtu: 9000
-    uplinks: [nic4, nic5]
-    teaming: {active: [nic4], standby: [nic5], load_balance: fo-explicit}
-    ports:
-      web-1: {connect_id: 101, vlan: 10}
-      database: {connect_id: 201, vlan: 20}
-  workload: {mtu: 1500}
-mac_learning: {aging_time: 300}
-"""
+# The example's, and something of the host itself.
+DOCUMENT = re.findall(r'"""\n(.*?)"""', (SOURCE / "examples/vswitch/set_up.py").read_text(), re.S)[0]
+DOCUMENT += "  workload: {mtu: 1500}\nmac_learning: {aging_time: 300}\n"
 # Three times in one run: what would be done, what is done, what is left to do.
 THREE_TIMES = """
 - name: Bring all hosts to one document
