@@ -2,11 +2,12 @@
 
 import os
 import pathlib
+import signal
 import subprocess
 from typing import Any
 
 import vswitch
-from vswitch.desired import settings, state
+from vswitch.desired import journal, settings, state
 
 PREPARED = """
 format: 1
@@ -140,6 +141,34 @@ class Tool:
         for name, value in {**chosen, **options}.items():
             words += [f"--{name}", value]
         self(*words)
+
+
+def killed(plan: vswitch.Plan, number: int, before_line: bool, torn: bool) -> bool:
+    """A copy of this process applies and is killed at that line of the journal, before it, perhaps with the beginning of
+    one that is torn, or behind it. False where there is no such line."""
+    child = os.fork()
+    if child:
+        return os.WIFSIGNALED(os.waitpid(child, 0)[1])
+    count, write = 0, journal.Journal.write
+
+    def counted(self: journal.Journal, kind: str, **members: Any) -> None:
+        nonlocal count
+        if before_line and count == number:
+            if torn:
+                os.write(self._descriptor, b'{"type": "do')
+            os.kill(os.getpid(), signal.SIGKILL)
+        write(self, kind, **members)
+        count += 1
+        if count == number + 1:
+            os.kill(os.getpid(), signal.SIGKILL)
+
+    setattr(journal.Journal, "write", counted)
+    try:
+        plan.apply()
+    except vswitch.Error:
+        pass  # a plan that fails by itself takes itself back: its journal has these lines too
+    finally:
+        os._exit(0)
 
 
 def journals() -> list[str]:

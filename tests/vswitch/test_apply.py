@@ -202,33 +202,8 @@ def test_killed_at_every_line_of_the_journal(on_file: Script) -> None:
     stride = 1 if FULL else 5
     told = on_file(
         """
-        from vswitch.desired import journal
-        write = journal.Journal.write
-
-        def killed(number, before_line, torn):
-            # A copy of this process applies and is killed at that line.
-            child = os.fork()
-            if child:
-                return os.waitpid(child, 0)[1]
-            count = 0
-            def counted(self, kind, **members):
-                nonlocal count
-                if before_line and count == number:
-                    if torn:
-                        os.write(self._descriptor, b'{"type": "do')
-                    os.kill(os.getpid(), signal.SIGKILL)
-                write(self, kind, **members)
-                count += 1
-                if count == number + 1:
-                    os.kill(os.getpid(), signal.SIGKILL)
-            journal.Journal.write = counted
-            try:
-                plan.apply()
-            finally:
-                os._exit(0)
-
         stride, number, reverted = int(sys.argv[1]), 0, 0
-        while killed(number, number % 2 == 0, number % 3 == 0):
+        while scenario.killed(plan, number, number % 2 == 0, number % 3 == 0):
             now = scenario.whole()
             found = host.pending
             if found is None:

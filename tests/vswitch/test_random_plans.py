@@ -20,13 +20,13 @@ PLANS = 25  # of a chunk
 CHUNKS = range(8) if FULL else range(1)
 
 PRELUDE = """
-import json, os, random, signal, sys
+import json, os, random, sys
 sys.path.insert(0, sys.argv[1])
 from hypothesis import HealthCheck, Phase, given, seed, settings, strategies as st
 import desired_scenario as scenario
 import vswitch
 from random_actions import PORT, SWITCH, actions, do, host, in_child, made_by
-from vswitch.desired import execute, journal
+from vswitch.desired import execute
 
 plans, chunk, full = int(sys.argv[2]), int(sys.argv[3]), sys.argv[4] == "full"
 begin = [("switch", "a", True, 0, vswitch.SwitchVersion.DVS_70), ("uplinks", "a", ["nic0", "up"])]
@@ -169,34 +169,6 @@ KILLED = """
 tool = scenario.Tool(sys.argv[5])
 folder = os.path.dirname(os.environ["VSWITCH_HOST"])
 empty, begun = os.path.join(folder, "empty.db"), os.path.join(folder, "begun.db")
-write = journal.Journal.write
-
-def killed(plan, number, before_line, torn):
-    # A copy of this process applies and is killed at that line. False where there is no such line.
-    child = os.fork()
-    if child:
-        return os.WIFSIGNALED(os.waitpid(child, 0)[1])
-    count = 0
-
-    def counted(self, kind, **members):
-        nonlocal count
-        if before_line and count == number:
-            if torn:
-                os.write(self._descriptor, b'{"type": "do')
-            os.kill(os.getpid(), signal.SIGKILL)
-        write(self, kind, **members)
-        count += 1
-        if count == number + 1:
-            os.kill(os.getpid(), signal.SIGKILL)
-
-    journal.Journal.write = counted
-    try:
-        plan.apply()
-    except vswitch.Error:
-        pass  # a plan that fails by itself takes itself back: its journal has these lines too
-    finally:
-        os._exit(0)
-
 def tried(steps, others, number):
     tool("restore", empty)
     wanted = wanted_by(steps)
@@ -209,7 +181,7 @@ def tried(steps, others, number):
     tool("snapshot", "--force", begun)
     stride = 1 if full else 11
     line = 0 if full else number % stride
-    while killed(plan, line, line % 2 == 0, line % 3 == 0):
+    while scenario.killed(plan, line, line % 2 == 0, line % 3 == 0):
         told["tried"] += 1
         if host.pending is None:
             if scenario.whole() != before:
