@@ -205,7 +205,9 @@ def hostile(report: Report, quick: bool) -> None:
         "64 MiB of values": "[" + "x," * (length // 2) + "]",
         "deep lists": "[" * 100_000,
         "anchors that multiply": "a: &a [x,x,x,x,x,x,x,x,x,x]\n"
-        + "".join(f"{name}: &{name} [{','.join(['*' + former] * 10)}]\n" for former, name in zip("abcdefgh", "bcdefghi")),
+        + "".join(
+            f"{name}: &{name} [{','.join(['*' + former] * 10)}]\n" for former, name in zip("abcdefgh", "bcdefghi")
+        ),
         "a NUL": "format: 1\nswitches: {\0: {}}",
         "a key twice": "format: 1\nswitches: {lab: {}, lab: {}}",
     }

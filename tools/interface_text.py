@@ -100,7 +100,9 @@ class Interface:
 
     def output_type(self, argument: dict[str, Any]) -> str:
         """Of an output when the call has succeeded."""
-        return {"record output": self.proxy(argument.get("target")), "text output": "str"}.get(argument["typemap"], "int")
+        return {"record output": self.proxy(argument.get("target")), "text output": "str"}.get(
+            argument["typemap"], "int"
+        )
 
     def value_type(self, call: dict[str, Any]) -> str:
         """Of what the native function itself returns."""

@@ -56,7 +56,8 @@ def documentation(interface: Interface) -> str:
     tables = [
         texts.table("record_texts", [wrapped(record["doc"]) for record in interface.records]),
         texts.table(
-            "field_texts", [wrapped(interface.field_text(field)) for record in interface.records for field in record["fields"]]
+            "field_texts",
+            [wrapped(interface.field_text(field)) for record in interface.records for field in record["fields"]],
         ),
         texts.table("method_texts", functions),
     ]

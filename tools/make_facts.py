@@ -103,7 +103,9 @@ class Facts:
     def copies(self, record: dict[str, Any]) -> bool:
         """Whether the index of a record gives copies of those behind it."""
         return any(
-            method["name"] == "__getitem__" and method["result"] == "owned pointer" and method["target"] == record["name"]
+            method["name"] == "__getitem__"
+            and method["result"] == "owned pointer"
+            and method["target"] == record["name"]
             for method in record["methods"]
         )
 

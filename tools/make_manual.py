@@ -304,8 +304,14 @@ class Reference:
         for page, title in RECORD_PAGES.items():
             entries = [self.record(record) for record in self.interface.records if home[record["name"]] == page]
             names = [record["name"] for record in self.interface.records if home[record["name"]] == page]
-            rows = [(self.markup.link(record["name"], record["name"]), self.text(record["doc"].split(". ")[0].rstrip(".") + "."))
-                    for record in self.interface.records if record["name"] in names]
+            rows = [
+                (
+                    self.markup.link(record["name"], record["name"]),
+                    self.text(record["doc"].split(". ")[0].rstrip(".") + "."),
+                )
+                for record in self.interface.records
+                if record["name"] in names
+            ]
             text = f"{heading(title, '=')}\n.. py:currentmodule:: libvswitch\n\n" + "\n".join(entries)
             yield f"{page}.rst", text, f"{heading(title, '-')}\n{list_table(rows)}"
 
@@ -354,7 +360,9 @@ class Reference:
             entries = "\n".join(f"   {name}" for name in names)
             contents = f".. toctree::\n   :hidden:\n\n{entries}\n"
             module = ".. py:currentmodule:: libvswitch"
-            yield f"{folder}/index.rst", "\n".join([heading(title, "="), sentence, "", contents, module, "", *overviews])
+            yield f"{folder}/index.rst", "\n".join(
+                [heading(title, "="), sentence, "", contents, module, "", *overviews]
+            )
         yield "host.md", self.host_page()
 
 

@@ -211,11 +211,23 @@ class Tree:
     def prepare(self, breaks: list[Break]) -> None:
         """Builds all that the breaks' tests need."""
         launcher = shutil.which("ccache") or ""
-        code, text = run(["cmake", "--preset", "release", "-B", str(self.build), f"-DPYTHON={self.python}",
-                          f"-DCMAKE_CXX_FLAGS={UNUSED}", "-DCMAKE_BUILD_TYPE=Broken", f"-DCMAKE_CXX_FLAGS_BROKEN={OPTIMISED}",
-                          f"-DCMAKE_C_FLAGS_BROKEN={OPTIMISED}",
-                          *(f"-DCMAKE_{language}_COMPILER_LAUNCHER={launcher}" for language in ("C", "CXX"))],
-                         self.root, 600)
+        code, text = run(
+            [
+                "cmake",
+                "--preset",
+                "release",
+                "-B",
+                str(self.build),
+                f"-DPYTHON={self.python}",
+                f"-DCMAKE_CXX_FLAGS={UNUSED}",
+                "-DCMAKE_BUILD_TYPE=Broken",
+                f"-DCMAKE_CXX_FLAGS_BROKEN={OPTIMISED}",
+                f"-DCMAKE_C_FLAGS_BROKEN={OPTIMISED}",
+                *(f"-DCMAKE_{language}_COMPILER_LAUNCHER={launcher}" for language in ("C", "CXX")),
+            ],
+            self.root,
+            600,
+        )
         tests = {test for one in breaks for test in one.tests}
         of_google = {test for test in tests if test.startswith(CTEST)}
         targets = self.programs_with(of_google)

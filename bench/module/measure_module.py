@@ -73,8 +73,8 @@ def walk(entries: int, attributes: str) -> dict[str, str]:
     }
 
 
-# One rule for all rows: functions are measured where a contestant's cost least (`quick`): in this module's layer, and in
-# the peers' native modules, without their Python wrappers; classes in the layers of all (`layer`). Rows of `native`
+# One rule for all rows: functions are measured where a contestant's cost least (`quick`): in this module's layer, and
+# in the peers' native modules, without their Python wrappers; classes in the layers of all (`layer`). Rows of `native`
 # measure the native modules of all.
 ABSENT = -1.0
 ACCESSOR = "record = layer.VSInfo(); proxy = record.this; call = {}; record.mtu = 1500"

@@ -90,7 +90,9 @@ def cell(type_name: Literal["VSList **"]) -> Cell[VSList | None]: ...
 def cell(type_name: Literal["void **"]) -> Cell[SwigPyObject | None]: ...
 @overload
 def cell(
-    type_name: Literal["int *", "unsigned int *", "qel_uint32 *", "unsigned short *", "qel_uint16 *", "unsigned char *"],
+    type_name: Literal[
+        "int *", "unsigned int *", "qel_uint32 *", "unsigned short *", "qel_uint16 *", "unsigned char *"
+    ],
     *values: int,
 ) -> Cell[int]: ...
 @overload

@@ -139,7 +139,10 @@ def test_a_document_in_a_file_of_the_host(run: Modules) -> None:
     assert run("state", path=str(path))["changed"] is False
     refused = run("state", _check=True, path=str(path), exact=True)
     assert refused["failed"] and refused["error"]["class"] == "Busy", refused
-    kept: dict[str, Any] = {"management": {"ports": {"1": {}}}, "workload": {"ports": {"100": {}, "101": {}, "102": {}}}}
+    kept: dict[str, Any] = {
+        "management": {"ports": {"1": {}}},
+        "workload": {"ports": {"100": {}, "101": {}, "102": {}}},
+    }
     exact = run("state", document={"format": 1, "switches": kept}, exact=True)
     assert "switches/workload/ports/103: remove" in exact["diff_text"] and exact["changed"]
     assert "103" in diff(exact)[0]["switches"]["workload"]["ports"]

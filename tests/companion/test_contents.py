@@ -24,10 +24,26 @@ def placed(name: str, memory: Any) -> Any:
 # element's bytes, and a field of the element with a number that its first bytes say.
 ARRAYS = [
     ("VSMACTable", "numEntries", "macEntries", 8, "VSMACEntry", 26, lambda entry: vs.mac_bytes(entry.macAddress)[0]),
-    ("VSMACLearningStats", "numEntries", "macLearningEntries", 8, "VSPMACLearningStatsPortInfo", 32, lambda e: e.portID),
+    (
+        "VSMACLearningStats",
+        "numEntries",
+        "macLearningEntries",
+        8,
+        "VSPMACLearningStatsPortInfo",
+        32,
+        lambda e: e.portID,
+    ),
     ("VSMACLearningEntries", "numEntries", "portMACLearningEntries", 8, "VSPMACLearningInfo", 14, lambda e: e.portID),
     ("VSL2Security", "numEntries", "portSecEntries", 8, "VSPropSecurityPortInfo", 8, lambda e: e.portID),
-    ("VSStaticLeCtxEntries", "numEntries", "staticLECtxEntries", 8, "VSStaticLEEntry", 529, lambda e: e.vlan_get_values(0)),
+    (
+        "VSStaticLeCtxEntries",
+        "numEntries",
+        "staticLECtxEntries",
+        8,
+        "VSStaticLEEntry",
+        529,
+        lambda e: e.vlan_get_values(0),
+    ),
     ("DVPortList", "nports", "dvPort", 8, "DVPortData", 52, lambda e: ord(e.dvPortId or "\0")),
     ("qel_HNQPortVlanInfo", "numRanges", "vidRanges", None, "qel_HNQPortVIDRange", 4, lambda e: e.minVID & 0xFF),
 ]
@@ -36,7 +52,8 @@ IDS = [array[0] for array in ARRAYS]
 
 @pytest.fixture(params=ARRAYS, ids=IDS)
 def array(request: pytest.FixtureRequest) -> Any:
-    """A record that counts four elements, whose first bytes are 1 to 4, and a fifth behind them that it does not count."""
+    """A record that counts four elements, whose first bytes are 1 to 4, and a fifth behind them that it does not
+    count."""
     name, count, field, start, element, size, number = request.param
     described = {each["name"]: each for each in RECORDS[name]["fields"]}
     start = described[field]["offset"]
@@ -53,7 +70,9 @@ def test_an_array_ends_where_its_record_says(array: Any) -> None:
     for run in (holder, getattr(holder, field)):
         assert len(run) == 4
         assert [number(each) for each in run] == [1, 2, 3, 4]
-        assert [number(run[index]) for index in range(4)] == [number(run[index]) for index in range(-4, 0)] == [1, 2, 3, 4]
+        assert (
+            [number(run[index]) for index in range(4)] == [number(run[index]) for index in range(-4, 0)] == [1, 2, 3, 4]
+        )
         assert all(type(each) is element for each in run)
         for beyond in (4, 5, 9999, -5, -9999, 2**31, -(2**31) - 1, 2**70, -(2**70)):
             with pytest.raises(IndexError, match=f"index .* of a 'libvswitch.{type(run).__name__}' that has 4$"):
@@ -250,7 +269,11 @@ def test_teaming_policies_have_room_for_more_than_they_use() -> None:
 
 
 TABLES: dict[str, tuple[Callable[[], Any], str, Any]] = {
-    "DVMirrorSessionTable": (lambda: vs.alloc_dvmirror_session_table(3, 2), "DVMirrorSession", vs.free_dvmirror_session_table),
+    "DVMirrorSessionTable": (
+        lambda: vs.alloc_dvmirror_session_table(3, 2),
+        "DVMirrorSession",
+        vs.free_dvmirror_session_table,
+    ),
     "LSTeamTable": (lambda: vs.alloc_ls_team_table(3), "LSTeamPolicy", vs.free_ls_team_table),
     "RTMIOCtlQuery": (lambda: vs.alloc_rtm_query(3), "RTM_Portset", vs.free_rtm_query),
     "RTMModIOCtlQuery": (lambda: vs.alloc_rtm_mod_query(3), "RTM_ModInfo", vs.free_rtm_mod_query),
@@ -333,7 +356,11 @@ def test_filters_know_how_many_but_not_of_which_kind() -> None:
     memory[4] = 2
     filters = placed("VSMcastFilters", memory)
     memory[8] = 0xE0
-    assert len(filters) == 2 and filters.get_ip_entry(0) == "224.0.0.0" and filters.get_mac_entry(-1) == "00:00:00:00:00:00"
+    assert (
+        len(filters) == 2
+        and filters.get_ip_entry(0) == "224.0.0.0"
+        and filters.get_mac_entry(-1) == "00:00:00:00:00:00"
+    )
     with pytest.raises(TypeError, match="'VSMcastFilters' object is not iterable"):
         iter(filters)
     for read in (filters.get_ip_entry, filters.get_mac_entry, filters.get_ipv6_entry):
@@ -363,7 +390,9 @@ def test_rows_of_fixed_number_end() -> None:
 def test_fewer_than_six_bytes_are_no_address() -> None:
     entry = vs.VSMACEntry()
     for short in (b"", b"12345", bytearray(5), memoryview(b"1234")):
-        with pytest.raises(ValueError, match="in method 'VSMACEntry_set_mac_address', argument 2: six bytes are needed, not"):
+        with pytest.raises(
+            ValueError, match="in method 'VSMACEntry_set_mac_address', argument 2: six bytes are needed, not"
+        ):
             entry.set_mac_address(short)
     entry.set_mac_address(b"\1\2\3\4\5\6more")
     assert entry.macAddress.startswith("01:02:03:04:05:06")

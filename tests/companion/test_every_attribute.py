@@ -1,7 +1,7 @@
 """Every attribute of every record: exactly the bytes that the declaration says, and none beside them.
 
-What is expected comes from the list of fields (tests/data/fields.tsv) and from plain integers, texts and bytes; memory is
-looked at where it lies, between guard bytes. `rows` is held to the same.
+What is expected comes from the list of fields (tests/data/fields.tsv) and from plain integers, texts and bytes; memory
+is looked at where it lies, between guard bytes. `rows` is held to the same.
 """
 
 import csv
@@ -123,7 +123,14 @@ def test_unsigned_numbers(row: dict[str, str]) -> None:
     values = [0, 1, top, top - 1, top // 3, top // 2 + 1, int.from_bytes(bytes(range(1, width // 8 + 1)), "little")]
     placed = check_numbers(row, values, width, lambda value: value)
     beyond = TypeError if width == 64 else OverflowError
-    errors = [(top + 1, beyond), (2**64, TypeError), ("1", TypeError), (1.0, TypeError), (None, TypeError), (b"1", TypeError)]
+    errors = [
+        (top + 1, beyond),
+        (2**64, TypeError),
+        ("1", TypeError),
+        (1.0, TypeError),
+        (None, TypeError),
+        (b"1", TypeError),
+    ]
     errors += [(-2, beyond)] if row["field"] == "snapLen" else [(-1, beyond)]
     refuses(placed, errors)
 
@@ -143,7 +150,14 @@ def test_enumerations_of_one_byte(row: dict[str, str]) -> None:
 @of_kind("bool")
 def test_characters_of_one_byte(row: dict[str, str]) -> None:
     placed = Placed(row)
-    for value, byte, text in (("a", 97, "a"), (1, 1, "\x01"), (0, 0, "\0"), (-1, 255, "\udcff"), ("", 0, "\0"), (127, 127, "\x7f")):
+    for value, byte, text in (
+        ("a", 97, "a"),
+        (1, 1, "\x01"),
+        (0, 0, "\0"),
+        (-1, 255, "\udcff"),
+        ("", 0, "\0"),
+        (127, 127, "\x7f"),
+    ):
         for background in (0x5A, 0xFF):
             placed.fill(background)
             placed.write(value)
@@ -195,7 +209,9 @@ def test_texts_of_every_length(row: dict[str, str]) -> None:
     placed.fill(0x5A)
     placed.write(None)
     assert placed.content() == written(0x5A, placed, bytes(width)) and placed.read() == ""
-    refuses(placed, [("x" * max(width, 2), TypeError), ("x" * (width + 2), TypeError), (5, TypeError), (b"x", TypeError)])
+    refuses(
+        placed, [("x" * max(width, 2), TypeError), ("x" * (width + 2), TypeError), (5, TypeError), (b"x", TypeError)]
+    )
 
 
 @of_kind("mac")

@@ -174,7 +174,9 @@ def test_from_bytes_passes_on_what_the_class_raises() -> None:
 
 
 @pytest.mark.parametrize("kind", [vs.VSUplinks, vs.VSUplinkPorts, vs.VSUplinkPortIds, vs.VSRuntimeOptions])
-@pytest.mark.parametrize("count", [2**31, 2**32, 2**63 - 1, 2**63, 2**64, 10**30, -(2**31) - 1, -(2**63) - 1, -(10**30)])
+@pytest.mark.parametrize(
+    "count", [2**31, 2**32, 2**63 - 1, 2**63, 2**64, 10**30, -(2**31) - 1, -(2**63) - 1, -(10**30)]
+)
 def test_a_count_that_is_no_int_of_the_library_overflows(kind: Any, count: int) -> None:
     with pytest.raises(OverflowError, match=f"^in method 'new_{kind.__name__}', argument 1 of type 'int'$"):
         kind(count)
@@ -193,8 +195,8 @@ def test_the_layer_can_be_reloaded_and_imported_again(script: Script) -> None:
         del first.QEL_OK
         assert importlib.reload(first) is first
         assert first.VSInfo is kind and first.QEL_OK == 0 and first.VSwitchError is error
-        for forgotten in (["libvswitch"], ["libvswitch._records"], [n for n in sys.modules if n.startswith("libvswitch")],
-                          ["libvswitch", "_libvswitch"]):
+        for forgotten in (["libvswitch"], ["libvswitch._records"],
+                          [n for n in sys.modules if n.startswith("libvswitch")], ["libvswitch", "_libvswitch"]):
             for name in forgotten:
                 sys.modules.pop(name, None)
             import libvswitch as again

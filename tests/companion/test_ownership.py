@@ -39,7 +39,8 @@ TWICE = {
     "owning helper record": "r = vs.alloc_vs_info(); r.thisown = True; vs.free_vs_info(r)",
     "delete, free": "r = vs.alloc_vs_info(); vs.delete_VSInfo(r); refused(vs.free_vs_info, r)",
     "free memory": "r = got(); vs.VSQEL_FreeMemory(r); refused(vs.VSQEL_FreeMemory, r)",
-    "both libraries": "r = got(); vs.VSQEL_FreeMemory(r); refused(vs.VSDVS_FreeMemory, r); refused(vs.DVSQEL_DataFree, r)",
+    "both libraries": "r = got(); vs.VSQEL_FreeMemory(r); refused(vs.VSDVS_FreeMemory, r); "
+    "refused(vs.DVSQEL_DataFree, r)",
     "free memory, release": "r = got(); vs.VSQEL_FreeMemory(r); r.release()",
     "free memory, delete": "r = got(); vs.VSQEL_FreeMemory(r); refused(vs.delete_VSInfo, r)",
     "free memory, own": "r = got(); vs.VSQEL_FreeMemory(r); refused_value(setattr, r, 'thisown', True)",
@@ -54,8 +55,10 @@ TWICE = {
     "proxy outlives": "r = vs.VSInfo(); p = r.this; del r; assert p.own(); del p; r = None",
     "disown, release": "r = vs.VSInfo(); r.thisown = False; r.thisown = True; r.release()",
     "second memory": "r = vs.VSInfo(); refused_value(r.__init__); refused_value(setattr, r, 'this', vs.VSInfo().this)",
-    "this of another": "r = vs.VSInfo.__new__(vs.VSInfo); o = vs.VSInfo(); r.this = o.this; del o; r.mtu = 5; r.release()",
-    "view owns": "w = vs.qel_MgmtApiSignature(); r = w.name; refused_value(setattr, r, 'thisown', True); del w; r.release()",
+    "this of another": "r = vs.VSInfo.__new__(vs.VSInfo); o = vs.VSInfo(); r.this = o.this; del o; r.mtu = 5; "
+    "r.release()",
+    "view owns": "w = vs.qel_MgmtApiSignature(); r = w.name; refused_value(setattr, r, 'thisown', True); "
+    "del w; r.release()",
     "own, free memory": "r = vs.VSQEL_GetSwitchesPy(2); vs.VSQEL_FreeMemory(r)",
     "array": "r = vs.new_vidrangeArray(3); vs.delete_vidrangeArray(r); refused(vs.delete_vidrangeArray, r)",
     "delete a view": "w = vs.qel_MgmtApiSignature(); r = w.name; refused_value(vs.delete_qel_Name, r)",

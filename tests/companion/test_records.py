@@ -297,7 +297,11 @@ def test_check_raises_for_a_failing_status() -> None:
     assert vs.check([vs.QEL_OK, None]) is None
     with pytest.raises(vs.VSwitchError) as caught:
         vs.check([vs.QEL_NOT_FOUND, None])
-    assert (caught.value.status, caught.value.name, str(caught.value)) == (vs.QEL_NOT_FOUND, "QEL_NOT_FOUND", "QEL_NOT_FOUND")
+    assert (caught.value.status, caught.value.name, str(caught.value)) == (
+        vs.QEL_NOT_FOUND,
+        "QEL_NOT_FOUND",
+        "QEL_NOT_FOUND",
+    )
     for number, text in ((5, "unknown status 0x00000005"), (-5, "unknown status 0xfffffffb")):
         with pytest.raises(vs.VSwitchError, match=text) as caught:
             vs.check(number)

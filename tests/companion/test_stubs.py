@@ -25,7 +25,9 @@ FUNCTIONS = {
         (node for node in STUBS.body if isinstance(node, ast.FunctionDef)), key=lambda node: node.name
     )
 }
-VALUES = {ast.unparse(node.target): ast.unparse(node.annotation) for node in STUBS.body if isinstance(node, ast.AnnAssign)}
+VALUES = {
+    ast.unparse(node.target): ast.unparse(node.annotation) for node in STUBS.body if isinstance(node, ast.AnnAssign)
+}
 PARTS = {
     alias.asname or alias.name: node.module
     for node in STUBS.body
@@ -110,7 +112,8 @@ IN_ARRAYS = {
     *("DVPortData", "VSMACEntry", "VSPMACLearningInfo", "VSPMACLearningStatsPortInfo", "VSPropSecurityPortInfo"),
     *("VSStaticLEEntry", "qel_HNQPortVIDRange"),
 }
-# Their elements are of several kinds, of which the record does not know which; these know their bytes, not their number.
+# Their elements are of several kinds, of which the record does not know which; these know their bytes, not their
+# number.
 WITHOUT_ELEMENTS = {"VSMcastFilters", "VSMcastFilterStats"}
 WITHOUT_COUNT = {"VSRuntimeOptions"}
 # Without a count: runs of records, and a single one.
@@ -237,7 +240,11 @@ def test_functions_have_the_signature_of_the_stubs() -> None:
 def test_methods_have_the_signature_of_the_stubs() -> None:
     for name in RECORDS:
         for item in CLASSES[name].body:
-            if not isinstance(item, ast.FunctionDef) or item.decorator_list or item.name in ("__init__", "__iter__", "entities"):
+            if (
+                not isinstance(item, ast.FunctionDef)
+                or item.decorator_list
+                or item.name in ("__init__", "__iter__", "entities")
+            ):
                 continue
             signature = inspect.signature(getattr(getattr(libvswitch, name), item.name))
             assert list(signature.parameters) == stub_signature(item), f"{name}.{item.name}"
@@ -253,7 +260,9 @@ def test_functions_take_as_many_arguments_as_they_tell(difference: int) -> None:
         told = "swigregister" if name.endswith("_swigregister") else name
         with pytest.raises(TypeError) as caught:
             getattr(libvswitch, name)(*[None] * given)
-        assert str(caught.value) == f"{told}() takes exactly {count} argument{'' if count == 1 else 's'} ({given} given)"
+        assert (
+            str(caught.value) == f"{told}() takes exactly {count} argument{'' if count == 1 else 's'} ({given} given)"
+        )
 
 
 def test_functions_take_no_keywords() -> None:
@@ -284,7 +293,9 @@ def test_outputs_are_told_for_the_calls_that_have_some() -> None:
                 told = re.findall(r"Gives \[(.*?)\]", text)[0].split(", ")
                 assert isinstance(node.returns, ast.Subscript)
                 inside = node.returns.slice
-                several = isinstance(inside, ast.Subscript) and isinstance(inside.slice, ast.Tuple) and inside.slice.elts
+                several = (
+                    isinstance(inside, ast.Subscript) and isinstance(inside.slice, ast.Tuple) and inside.slice.elts
+                )
                 assert told[0] == "status" and len(told) - 1 == len(several or [inside]), name
 
 

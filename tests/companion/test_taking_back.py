@@ -13,7 +13,12 @@ with open(BUILD / "interface.json", encoding="utf-8") as source:
     INTERFACE = json.load(source)
 
 # Who takes back what a call hands out, by the library that the call belongs to.
-TAKERS = {"VSQEL": "VSQEL_FreeMemory", "VSDVS": "VSDVS_FreeMemory", "DVSQEL": "DVSQEL_DataFree", "DVSData": "DVSQEL_DataFree"}
+TAKERS = {
+    "VSQEL": "VSQEL_FreeMemory",
+    "VSDVS": "VSDVS_FreeMemory",
+    "DVSQEL": "DVSQEL_DataFree",
+    "DVSData": "DVSQEL_DataFree",
+}
 
 WATCHED = """
 import ctypes, json
@@ -49,7 +54,9 @@ def taken():
 @pytest.fixture
 def watched(recording: Script) -> Script:
     def run(source: str, *arguments: str, **options: Any) -> str:
-        return recording(WATCHED.format(interface=str(BUILD / "interface.json"), takers=TAKERS) + source, *arguments, **options)
+        return recording(
+            WATCHED.format(interface=str(BUILD / "interface.json"), takers=TAKERS) + source, *arguments, **options
+        )
 
     return run
 
@@ -91,7 +98,8 @@ def test_what_a_call_stores_goes_back_to_its_library(watched: Script) -> None:
         """
 seen = 0
 for row in INTERFACE["calls"]:
-    places = [i for i, argument in enumerate(row["arguments"]) if argument["type"].endswith("**") and not argument["output"]]
+    places = [i for i, argument in enumerate(row["arguments"])
+              if argument["type"].endswith("**") and not argument["output"]]
     if not places or row["name"] == "DVSData_Data":
         continue
     place = places[0]

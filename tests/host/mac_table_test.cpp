@@ -16,7 +16,8 @@ constexpr char description[] = R"({
     "alias": "s", "switch_id": "i",
     "uplinks": [{"name": "u", "nic": "n", "learned": [{"mac": "02:00:00:00:00:c1", "vlan": 7}]}],
     "ports": [
-      {"dvport_id": "p", "mac_learning": {"limit": 3}, "client": {"name": "c", "type": "vnic", "mac": "02:00:00:00:00:a1"},
+      {"dvport_id": "p", "mac_learning": {"limit": 3},
+       "client": {"name": "c", "type": "vnic", "mac": "02:00:00:00:00:a1"},
        "learned": [{"mac": "02:00:00:00:00:b2", "vlan": 5, "age": 10}, {"mac": "02:00:00:00:00:b1", "aging": false}]},
       {"dvport_id": "q", "mac_learning": {"flooding": false, "limit": 1, "at_limit": "drop"},
        "counters": {"not_learned_allowed": 4, "not_learned_dropped": 5, "macs_moved": 18446744073709}},

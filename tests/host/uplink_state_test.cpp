@@ -17,7 +17,8 @@ constexpr char description[] = R"({
   ],
   "switches": [{
     "alias": "s", "switch_id": "i",
-    "uplinks": [{"name": "a", "nic": "n0"}, {"name": "b", "nic": "n1", "dvport_id": "up-b"}, {"name": "c", "nic": "n2"}],
+    "uplinks": [{"name": "a", "nic": "n0"}, {"name": "b", "nic": "n1", "dvport_id": "up-b"},
+                {"name": "c", "nic": "n2"}],
     "ports": [
       {"dvport_id": "p", "client": {"name": "x", "type": "vnic", "mac": "02:00:00:00:00:a2", "numa_node": 1}},
       {"dvport_id": "q", "client": {"name": "y", "type": "vnic", "mac": "02:00:00:00:00:a4"}},

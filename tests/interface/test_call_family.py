@@ -178,7 +178,7 @@ def test_the_one_byte_enumeration_reaches_the_library_as_its_low_byte(recording:
         """
 assert m.VSQEL_GetMACTable("alpha", 256) == [0, None]
 assert m.VSQEL_GetMACTable("alpha", -1) == [0, None]
-assert [call[:3] for call in calls()] == [["VSQEL_GetMACTable", '"alpha"', "0"], ["VSQEL_GetMACTable", '"alpha"', "255"]]
+assert [call[:3] for call in calls()] == [["VSQEL_GetMACTable", '"alpha"', number] for number in ("0", "255")]
 """
     )
 
@@ -238,7 +238,8 @@ def test_any_pointer_is_released(recording: Script) -> None:
 name, header = m.new_qel_Name(), m.new_qel_EthHdr()
 assert m.VSQEL_FreeMemory(name) is None and m.VSDVS_FreeMemory(header) is None
 assert m.VSDVS_FreeMemory(None) is None
-assert calls() == [["VSQEL_FreeMemory", str(int(name))], ["VSDVS_FreeMemory", str(int(header))], ["VSDVS_FreeMemory", "0"]]
+assert calls() == [
+    ["VSQEL_FreeMemory", str(int(name))], ["VSDVS_FreeMemory", str(int(header))], ["VSDVS_FreeMemory", "0"]]
 assert name.own() is True
 with raises(TypeError, "in method 'VSQEL_FreeMemory', argument 1 of type 'void *'"):
     m.VSQEL_FreeMemory(5)
@@ -312,7 +313,8 @@ error = "{OVERLOAD_ERROR}"
 rec.recorder_store_text(2, b"portset\\0", 8)
 assert m.DVSAliasToPortsetName("alpha") == [0, "portset"]
 assert m.DVSAliasToPortsetName("alpha", "x" * 127) == 0
-assert calls() == [["DVSAliasToPortsetName", '"alpha"', '""'], ["DVSAliasToPortsetName", '"alpha"', '"' + "x" * 127 + '"']]
+assert calls() == [
+    ["DVSAliasToPortsetName", '"alpha"', '""'], ["DVSAliasToPortsetName", '"alpha"', '"' + "x" * 127 + '"']]
 for arguments in [(), ("a", "b", "c"), (5,), ("a", 5), ("a", "x" * 128), (b"a",)]:
     with raises(NotImplementedError, error):
         m.DVSAliasToPortsetName(*arguments)
@@ -344,7 +346,8 @@ def calls_of_each_kind():
         m.DVSAliasToPortsetName(text)
         m.DVSAliasToPortsetName(text, "x")
         m.Panic(text)
-        for function, *arguments in [(m.VSDVS_SetMTU, text, -1), (m.VSDVS_RemoveDVMirrorSession, text, text, 5), (m.DVSAliasToPortsetName, text, 5)]:
+        for function, *arguments in [(m.VSDVS_SetMTU, text, -1), (m.VSDVS_RemoveDVMirrorSession, text, text, 5),
+                                     (m.DVSAliasToPortsetName, text, 5)]:
             try:
                 function(*arguments)
             except Exception:

@@ -15,7 +15,9 @@ LISTED = [
 
 
 def installed() -> list[tuple[str, object]]:
-    return [(name, value) for name, value in vars(m).items() if isinstance(value, (int, str)) and not name.startswith("__")]
+    return [
+        (name, value) for name, value in vars(m).items() if isinstance(value, (int, str)) and not name.startswith("__")
+    ]
 
 
 def test_the_dictionary_holds_exactly_the_constants_in_order() -> None:

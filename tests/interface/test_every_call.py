@@ -69,7 +69,8 @@ class Argument:
         if self.typemap == "fixed-text-input":
             return [("x" * self.capacity, TypeError), (5, TypeError)]
         if self.typemap == "unsigned-32-bit":
-            return [(2**32, OverflowError), (-1, OverflowError), (2**64, TypeError), ("1", TypeError), (None, TypeError)]
+            wrong = [(2**32, OverflowError), (-1, OverflowError), (2**64, TypeError), ("1", TypeError)]
+            return [*wrong, (None, TypeError)]
         if self.typemap == "unsigned-16-bit":
             return [(2**16, OverflowError), (-1, OverflowError), (1.0, TypeError)]
         if self.typemap == "signed-32-bit":
@@ -237,7 +238,8 @@ for call in CALLS:
     rec.recorder_return(-3)
     result = call(*[value for value, _ in call.samples()])
     assert result[0] == -3
-    seen = [(re.search("'(\\\\w+) \\\\*'", repr(value))[1], int(value)) if "Swig" in repr(value) else value for value in result[1:]]
+    seen = [(re.search("'(\\\\w+) \\\\*'", repr(value))[1], int(value)) if "Swig" in repr(value) else value
+            for value in result[1:]]
     assert seen == wanted, (call.name, seen, wanted)
     rec.recorder_reset()
     cleared = call(*[value for value, _ in call.samples()])

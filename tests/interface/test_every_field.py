@@ -132,8 +132,14 @@ def test_unsigned_fields(row: dict[str, str], memory: type[Memory]) -> None:
     read, write = accessors(row)
     block.fill(0x5A)
     before = block.content
-    for value, error in ((top + 1, TypeError if width == 64 else OverflowError), (-1, TypeError if width == 64 else OverflowError),
-                         ("1", TypeError), (1.0, TypeError), (None, TypeError), (2**64, TypeError)):
+    for value, error in (
+        (top + 1, TypeError if width == 64 else OverflowError),
+        (-1, TypeError if width == 64 else OverflowError),
+        ("1", TypeError),
+        (1.0, TypeError),
+        (None, TypeError),
+        (2**64, TypeError),
+    ):
         with raises(error, message(row)):
             write(block.proxy, value)
     assert block.content == before

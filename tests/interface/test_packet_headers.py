@@ -89,7 +89,8 @@ CASES: dict[str, tuple[Any, Callable[[Any], Any], dict[str, Callable[[Any], Any]
         "trafficClassLow": lambda h: h.tc & 15, "flowLabelLow": lambda h: swapped(h.fl & 0xFFFF, 2),
         "payloadLength": lambda h: swapped(h.plen, 2), "nextHeader": lambda h: h.nh, "hopLimit": lambda h: h.hlim,
         "saddr": lambda h: ip(h.src), "daddr": lambda h: ip(h.dst)}),
-    "qel_IPv6ExtHdr": (V6 / IPv6ExtHdrDestOpt(options=[PadN(optdata=b"\1\2\3\4")]) / UDP(), lambda p: p[IPv6ExtHdrDestOpt], {
+    "qel_IPv6ExtHdr": (V6 / IPv6ExtHdrDestOpt(options=[PadN(optdata=b"\1\2\3\4")]) / UDP(),
+                      lambda p: p[IPv6ExtHdrDestOpt], {
         "nextHeader": lambda h: h.nh, "hdrExtLength": lambda h: h.len,
         "optPad1": lambda h: int.from_bytes(bytes(h.options[0])[:2], "little"),
         "optPad2": lambda h: int.from_bytes(bytes(h.options[0])[2:6], "little")}),
@@ -99,14 +100,16 @@ CASES: dict[str, tuple[Any, Callable[[Any], Any], dict[str, Callable[[Any], Any]
         "type": lambda h: h.type, "maxResponseTime": lambda h: h.mrcode, "checksum": lambda h: swapped(h.chksum, 2),
         "groupAddr": lambda h: ip_word(h.gaddr)}),
     "qel_IGMPv3QueryHdr": (V4 / IGMPv3(type=0x11, mrcode=33) / IGMPv3mq(
-        gaddr="239.1.2.3", resv=9, s=1, qrv=5, qqic=77, srcaddrs=["192.0.2.1", "192.0.2.2"]), lambda p: IGMPv3(bytes(p[IP].payload)), {
+        gaddr="239.1.2.3", resv=9, s=1, qrv=5, qqic=77, srcaddrs=["192.0.2.1", "192.0.2.2"]),
+        lambda p: IGMPv3(bytes(p[IP].payload)), {
         "type": lambda h: h.type, "maxResponseCode": lambda h: h.mrcode, "checksum": lambda h: swapped(h.chksum, 2),
         "groupAddr": lambda h: ip_word(h[IGMPv3mq].gaddr), "qrv": lambda h: h[IGMPv3mq].qrv,
         "sFlag": lambda h: h[IGMPv3mq].s, "reserved": lambda h: h[IGMPv3mq].resv, "qqic": lambda h: h[IGMPv3mq].qqic,
         "numSources": lambda h: swapped(h[IGMPv3mq].numsrc, 2),
         "sourcesIPv4": lambda h: b"".join(map(ip, h[IGMPv3mq].srcaddrs))}),
     "qel_IGMPv3GrpRecord": (V4 / IGMPv3(type=0x22) / IGMPv3mr(records=[
-        IGMPv3gr(rtype=4, maddr="239.9.8.7", srcaddrs=["192.0.2.77"])]), lambda p: IGMPv3(bytes(p[IP].payload))[IGMPv3mr].records[0], {
+        IGMPv3gr(rtype=4, maddr="239.9.8.7", srcaddrs=["192.0.2.77"])]),
+        lambda p: IGMPv3(bytes(p[IP].payload))[IGMPv3mr].records[0], {
         "type": lambda h: h.rtype, "dataLength": lambda h: h.auxdlen, "numSources": lambda h: swapped(h.numsrc, 2),
         "groupIPv4Addr": lambda h: ip_word(h.maddr), "sourcesIPv4": lambda h: b"".join(map(ip, h.srcaddrs))}),
     "qel_IGMPv3ReportHdr": (V4 / IGMPv3(type=0x22) / IGMPv3mr(res2=0x1234, records=[

@@ -67,7 +67,8 @@ def compiler() -> str:
 def compiled(all_rows: list[str]) -> subprocess.CompletedProcess[str]:
     """In one go, each at the line of its position in a file of its own name."""
     lines = "".join(
-        f"\n#line 1 \"row-{number}\"\ninline constexpr auto rows{number} = {rows};" for number, rows in enumerate(all_rows)
+        f"\n#line 1 \"row-{number}\"\ninline constexpr auto rows{number} = {rows};"
+        for number, rows in enumerate(all_rows)
     )
     options: list[str | pathlib.Path] = ["-std=gnu++20", "-fsyntax-only", "-w", "-I", SOURCE]
     options += ["-I", sysconfig.get_path("include")]

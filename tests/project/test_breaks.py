@@ -115,8 +115,13 @@ def test_two_files_are_broken_in_two_copies(project: pathlib.Path) -> None:
     code, said = run(
         project,
         break_of("result += number", "result -= number", NUMBERS, name="taken away"),
-        break_of("cmake_minimum_required", "cmake_maximum_required", "sources:tests/test_text.py", file="CMakeLists.txt",
-                 name="another command"),
+        break_of(
+            "cmake_minimum_required",
+            "cmake_maximum_required",
+            "sources:tests/test_text.py",
+            file="CMakeLists.txt",
+            name="another command",
+        ),
         arguments=("--trees", "2"),
     )
     assert (code, "2 of 2 breaks caught" in said) == (0, True), said

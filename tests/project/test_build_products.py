@@ -21,7 +21,13 @@ EXPORTED = {
     "get_runtime_option_type_from_name": "T", "exception_buffer": "B", "exception_status": "B", "exceptionType": "B",
     "exceptionMsg": "B", "qel_ModuleCurrentID": "R",
 }
-SIZES = {"exception_buffer": 200, "exception_status": 4, "exceptionType": 8, "exceptionMsg": 8, "qel_ModuleCurrentID": 4}
+SIZES = {
+    "exception_buffer": 200,
+    "exception_status": 4,
+    "exceptionType": 8,
+    "exceptionMsg": 8,
+    "qel_ModuleCurrentID": 4,
+}
 
 
 def output(*command: str | pathlib.Path) -> str:

@@ -14,7 +14,8 @@ CLOCKS = re.compile(
 )
 PATIENCE = "only a deadline for what hangs"
 LISTED = {
-    "tests/ansible/test_fleet.py": "what waits for the middle of an apply, to kill it there, looks every 20 milliseconds",
+    "tests/ansible/test_fleet.py": "what waits for the middle of an apply, to kill it there, looks every 20"
+    " milliseconds",
     "tests/host/faults_test.cpp": "a delay on demand lasts at least as long as asked for; longer is no failure",
     "tests/host/running_state_test.cpp": "delays of several rules last at least their sum; longer is no failure",
     "tests/project/test_clocks.py": "this table",
@@ -22,8 +23,8 @@ LISTED = {
     "tests/reliability/test_surroundings.py": PATIENCE,
     "tests/reliability/test_unlocked_calls.py": "the pace of a thread while another is in a call; sleep(0) only yields",
     "tests/simulated_host/crash_writer.py": "how long calls took",
-    "tests/simulated_host/test_crashes.py": "that nobody waits long for a killed writer is the promise: ten times what is"
-    " usual; between two looks into a log it sleeps a millisecond",
+    "tests/simulated_host/test_crashes.py": "that nobody waits long for a killed writer is the promise: ten times what"
+    " is usual; between two looks into a log it sleeps a millisecond",
     "tests/vswitch/test_apply.py": "a guard acts at a time; what waits for it looks every 20 milliseconds",
     "tests/vswitch/test_documents.py": "a hostile document is refused at once: in seconds, not minutes",
     "tests/vswitch/test_watch.py": "a wait that ends at its time: twenty seconds for what takes one",

@@ -16,7 +16,9 @@ COMMANDS = {command for _, commands in ROWS for command in commands.split(", ")}
 
 
 def output(*command: str | pathlib.Path, **options: Any) -> str:
-    process: subprocess.CompletedProcess[str] = subprocess.run(command, capture_output=True, text=True, timeout=120, check=False, **options)
+    process: subprocess.CompletedProcess[str] = subprocess.run(
+        command, capture_output=True, text=True, timeout=120, check=False, **options
+    )
     assert process.returncode == 0, process.stdout + process.stderr
     return process.stdout
 

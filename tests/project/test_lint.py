@@ -37,7 +37,11 @@ def project(tmp_path: pathlib.Path) -> pathlib.Path:
     for program in (tmp_path / "programs").iterdir():
         program.chmod(0o755)
     commands = [
-        {"directory": str(tmp_path), "file": str(tmp_path / name), "command": f"c++ -I{tmp_path} -o x.o -c {tmp_path / name}"}
+        {
+            "directory": str(tmp_path),
+            "file": str(tmp_path / name),
+            "command": f"c++ -I{tmp_path} -o x.o -c {tmp_path / name}",
+        }
         for name in ("runtime/sum.cpp", "runtime/other.cpp")
     ]
     (tmp_path / "build").mkdir()

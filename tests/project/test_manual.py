@@ -14,8 +14,8 @@ from workspace import BUILD, SEARCH, SOURCE
 
 GUIDES = SOURCE / "docs" / "manual"
 PAGES = sorted(str(path.relative_to(GUIDES)) for path in GUIDES.rglob("*.rst"))
-# The reference of the comfortable layer, which is made of docstrings, a page of links, and one with a playbook, which is
-# run with the tests of the collection.
+# The reference of the comfortable layer, which is made of docstrings, a page of links, and one with a playbook, which
+# is run with the tests of the collection.
 WITHOUT_SESSIONS = ["comfort.rst", "guides/tasks.rst", "objects/fleet.rst"]
 EXAMPLES = re.split(r"^(\w+)\n", (GUIDES / "call_examples.txt").read_text(encoding="utf-8"), flags=re.M)[1:]
 
@@ -176,7 +176,9 @@ def test_every_name_that_a_page_refers_to_is_there(manual: pathlib.Path) -> None
     shown_without = []
     for page in manual.rglob("*.html"):
         text = page.read_text(encoding="utf-8")
-        found = re.findall(r'(<a [^>]*>)?<code class="xref py py-(?:func|class|meth|attr|data|exc|mod)[^"]*">.*?</code>', text)
+        found = re.findall(
+            r'(<a [^>]*>)?<code class="xref py py-(?:func|class|meth|attr|data|exc|mod)[^"]*">.*?</code>', text
+        )
         shown_without += [page.name for link in found if not link]
     assert shown_without == []
 
@@ -196,7 +198,9 @@ def test_indexes_say_what_is_behind_each_title(manual: pathlib.Path) -> None:
     assert "VSDVS_SetMTU Sets the largest payload of a frame (MTU) that a switch passes" in calls
     families = " ".join(shown(manual / "constants" / "index.html").split())
     interface = json.loads((BUILD / "interface.json").read_text(encoding="utf-8"))
-    assert [family["family"] for family in interface["constants"] if family["doc"].strip(". ")[:40] not in families] == []
+    assert [
+        family["family"] for family in interface["constants"] if family["doc"].strip(". ")[:40] not in families
+    ] == []
     records = " ".join(shown(manual / "records" / "index.html").split())
     assert "VSInfo" in records and "qel_EthHdr Ethernet header (IEEE 802.3)" in records
 

@@ -262,7 +262,9 @@ def test_a_script_runs_on_the_packages_alone(unpacked: pathlib.Path, tmp_path: p
     assert_the_demo_runs(unpacked / "usr", tmp_path)
 
 
-def test_the_module_without_any_host_says_what_it_misses(packages: dict[str, pathlib.Path], tmp_path: pathlib.Path) -> None:
+def test_the_module_without_any_host_says_what_it_misses(
+    packages: dict[str, pathlib.Path], tmp_path: pathlib.Path
+) -> None:
     output("dpkg-deb", "--extract", packages["vswitchpy"], tmp_path)
     script = "try: import libvswitch\nexcept ImportError as error: print(error)"
     printed = run_installed(tmp_path / "usr", sys.executable, "-c", script)
@@ -270,7 +272,15 @@ def test_the_module_without_any_host_says_what_it_misses(packages: dict[str, pat
     # The plugin is there, and only tests that want a host miss one.
     (tmp_path / "test_it.py").write_text(TESTS)
     tests = "-m pytest -q -p no:cacheprovider --tb=line".split()
-    said = run_installed(tmp_path / "usr", "sh", "-c", 'PYTHONPATH=$PYTHONPATH "$@" || true', "sh", sys.executable, *tests,
-                         tmp_path / "test_it.py")
+    said = run_installed(
+        tmp_path / "usr",
+        "sh",
+        "-c",
+        'PYTHONPATH=$PYTHONPATH "$@" || true',
+        "sh",
+        sys.executable,
+        *tests,
+        tmp_path / "test_it.py",
+    )
     assert "1 passed, 1 error" in said
     assert "the simulated host is needed (package vswitchpy-host): " in said

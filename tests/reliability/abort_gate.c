@@ -32,14 +32,15 @@ enum { most_entries = 320, most_kept = 1 << 16 };
 static Invoke originals[most_entries];
 static int entry_count;
 
-/* ---- what the next calls of a thread are to do ------------------------------------------------------------------------ */
+/* ---- what the next calls of a thread are to do ----------------------------------------------------------------- */
 
 static __thread void *abort_class;
 static __thread long calls_until_abort = -1;      /* 0: the next one; -1: none */
 static __thread int abort_late;                   /* only when the function has done its work */
 static __thread long calls_until_signal = -1;
 static __thread int signal_number;
-static __thread int walk_entry = -1, walk_position, walk_visits; /* a call that calls back, and where its function stands */
+/* A call that calls back, and where its function stands. */
+static __thread int walk_entry = -1, walk_position, walk_visits;
 static __thread long abort_walk_after = -1;       /* visits */
 static __thread long allocations_until_abort = -1; /* also releases */
 

@@ -307,8 +307,15 @@ def import_sweep(name: str, points: str, seed: int) -> dict[str, Any]:
     fcntl.fcntl(ERRORS, fcntl.F_SETFL, os.O_APPEND)
     os.dup2(ERRORS, 2)
     usual = in_a_process_of_its_own(lambda _: import_once(name, *NEVER))
-    summary: dict[str, Any] = {"operations": 1, "requests": usual["requests"], "points": 0, "failed": 0, "incomplete": 0,
-               "ended by the loader": 0, "problems": []}
+    summary: dict[str, Any] = {
+        "operations": 1,
+        "requests": usual["requests"],
+        "points": 0,
+        "failed": 0,
+        "incomplete": 0,
+        "ended by the loader": 0,
+        "problems": [],
+    }
     for way, (libraries, span) in WAYS.items():
         failing_memory.watch(*libraries)
         numbers: Sequence[int] = range(1, usual["requests"] + 1)

@@ -1,6 +1,6 @@
-"""The functions that the module itself offers beside the host's calls, and those that take back what the host has handed
-out, as operations (see operations.py): what is allocated is released by the function that takes it back, and every function
-is there once for itself."""
+"""The functions that the module itself offers beside the host's calls, and those that take back what the host has
+handed out, as operations (see operations.py): what is allocated is released by the function that takes it back, and
+every function is there once for itself."""
 
 from collections.abc import Callable, Iterator
 from functools import partial
@@ -57,7 +57,8 @@ def allocating(title: str, module: Any) -> Iterator[Operation]:
 
 
 def giving_back(title: str, module: Any, vs: Any) -> Iterator[Operation]:
-    """The arguments of the native functions are bare pointers: what the layer made of them would give them back as well."""
+    """The arguments of the native functions are bare pointers: what the layer made of them would give them back as
+    well."""
 
     def record(call: Any, *arguments: Any) -> tuple[Any, ...]:
         status, made = call(*arguments)

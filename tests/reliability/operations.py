@@ -1,5 +1,6 @@
 """Every kind of thing that a script can do with the module and the layer, each as an operation that can be repeated at
-will and leaves nothing behind: what the tests of this folder run without memory, with references counted, and watched."""
+will and leaves nothing behind: what the tests of this folder run without memory, with references counted, and
+watched."""
 
 import ctypes
 import dataclasses
@@ -113,7 +114,9 @@ def wrong_values(argument: dict[str, Any]) -> Iterator[tuple[str, Any, bool]]:
         yield "too long", "x" * 300, False
 
 
-def refused(name: str, function: Callable[..., Any], arguments: list[dict[str, Any]], values: list[Any]) -> Iterator[Operation]:
+def refused(
+    name: str, function: Callable[..., Any], arguments: list[dict[str, Any]], values: list[Any]
+) -> Iterator[Operation]:
     """The function with each argument wrong in each way, and with too many."""
     for position, argument in enumerate(arguments):
         for fault, value, quirk in wrong_values(argument):

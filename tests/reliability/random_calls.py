@@ -115,10 +115,38 @@ def ring() -> Any:
 
 # Nothing that points anywhere, of every type that a script could pass by mistake.
 STRANGE = [
-    *(None, True, 0, 1, -1, 2**31 - 1, 2**31, 2**32, 2**63, 2**64 - 1, 2**64, -(2**31), -(2**63), -(2**63) - 1, 10**40),
+    *(
+        None,
+        True,
+        0,
+        1,
+        -1,
+        2**31 - 1,
+        2**31,
+        2**32,
+        2**63,
+        2**64 - 1,
+        2**64,
+        -(2**31),
+        -(2**63),
+        -(2**63) - 1,
+        10**40,
+    ),
     *(Number(3), Number(2**70), 1.5, float("nan"), 1j, "", "a", "ab", "x" * 5000, "\ud800", "a\udcff", "a\0b", "ü€😀"),
     *(Text("workload"), Text("\udc80"), b"", b"abc\0def", b"\xff" * 300, Data(b"abcdef"), bytearray(b"12345678")),
-    *(memoryview(b"123456789"), object(), [], [1], (), {}, {"this": 1}, Points(None), Points(5), Points("text"), ring()),
+    *(
+        memoryview(b"123456789"),
+        object(),
+        [],
+        [1],
+        (),
+        {},
+        {"this": 1},
+        Points(None),
+        Points(5),
+        Points("text"),
+        ring(),
+    ),
     *(Raises(), int, Points, len, Ellipsis, NotImplemented, range(3), slice(None), Exception("an error")),
 ]
 SHORT_BUFFERS = (b"", bytearray(), b"abc")
@@ -186,7 +214,11 @@ class Caller:
                 if field["kind"] in ("record", "array"):
                     giving[field["target"]].append(f"{record['name']}_{field['name']}_get")
             for method in record["methods"]:
-                if method["result"] in ("owned pointer", "borrowed pointer") and len(method["arguments"]) == 2 and method["arguments"][1]["typemap"] == "scalar":
+                if (
+                    method["result"] in ("owned pointer", "borrowed pointer")
+                    and len(method["arguments"]) == 2
+                    and method["arguments"][1]["typemap"] == "scalar"
+                ):
                     giving[method["target"]].append(f"{record['name']}_{method['name']}")
         return giving
 
@@ -206,7 +238,9 @@ class Caller:
 
     def strange(self, *, below_six: bool = False) -> Any:
         value = self.random.choice(STRANGE)
-        return value if below_six or not (isinstance(value, (bytes, bytearray, memoryview)) and len(value) < 6) else None
+        return (
+            value if below_six or not (isinstance(value, (bytes, bytearray, memoryview)) and len(value) < 6) else None
+        )
 
     def number(self, scalar: str, name: str, *, index: bool = False) -> Any:
         low, high = RANGES[scalar]
@@ -221,17 +255,38 @@ class Caller:
         known = NAMES.get(name)
         if known and self.random.random() < 0.7:
             return self.random.choice(known)
-        return self.random.choice(["", "a", "probe", "x" * 31, "x" * 300, "\udcff", "a\0b", None, Text("workload"), "02:00:00:00:00:01"])
+        return self.random.choice(
+            ["", "a", "probe", "x" * 31, "x" * 300, "\udcff", "a\0b", None, Text("workload"), "02:00:00:00:00:01"]
+        )
 
     def argument(self, kind: str, argument: dict[str, Any], method: bool) -> Any:
         typemap, name = argument["typemap"], argument["name"]
         if typemap == "class":
-            return self.random.choice([object, type, int, Points, Raises, len, None, 5, "text", type(len), type(iter([])), type(self.pools[0])])
+            return self.random.choice(
+                [
+                    object,
+                    type,
+                    int,
+                    Points,
+                    Raises,
+                    len,
+                    None,
+                    5,
+                    "text",
+                    type(len),
+                    type(iter([])),
+                    type(self.pools[0]),
+                ]
+            )
         if typemap == "field":
             return self.value(argument)
         bounded = method and name in ("index", "n") or name in LENGTHS | COUNT_FIELDS
         if not bounded and self.random.random() < 0.15:
-            return self.strange() if typemap in ("six bytes", "raw bytes", "raw bytes or text") else self.strange(below_six=True)
+            return (
+                self.strange()
+                if typemap in ("six bytes", "raw bytes", "raw bytes or text")
+                else self.strange(below_six=True)
+            )
         if typemap in ("text", "fixed text"):
             return self.text(name)
         if typemap == "scalar":
@@ -306,10 +361,16 @@ class Caller:
         """What a strange class does to results; then one that is none takes its place."""
         for name in self.giving.get(record, ()):
             try:
-                self.functions[name](*([self.pool.records[self.rows[name][1][0]["target"]]] + [0] * (len(self.rows[name][1]) - 1)))
+                self.functions[name](
+                    *([self.pool.records[self.rows[name][1][0]["target"]]] + [0] * (len(self.rows[name][1]) - 1))
+                )
             except Exception as error:  # noqa: BLE001
                 self.raised[type(error).__name__] += 1
-        shadow = getattr(self.layer, record) if self.layer else type(record, (), {"__swig_destroy__": getattr(m, f"delete_{record}")})
+        shadow = (
+            getattr(self.layer, record)
+            if self.layer
+            else type(record, (), {"__swig_destroy__": getattr(m, f"delete_{record}")})
+        )
         getattr(m, f"{record}_swigregister")(shadow)
 
 
@@ -351,7 +412,15 @@ class Games:
             *[self.write] * 4,
             *[self.take_view] * 3,
             *(self.drop, self.drop_view, self.release, self.delete, self.use_with, self.free_view, self.take_this),
-            *(self.flip_ownership, self.strange_value, self.strange_attribute, self.look, self.assign_view, self.make_again, self.noise),
+            *(
+                self.flip_ownership,
+                self.strange_value,
+                self.strange_attribute,
+                self.look,
+                self.assign_view,
+                self.make_again,
+                self.noise,
+            ),
         ]
 
     def choose(self) -> Any:
@@ -513,7 +582,11 @@ class Games:
 
     def strange_value(self) -> None:
         root = self.choose()
-        fields = [field for field in self.fields(root.record, "scalar", "bits", "text", "mac", "record", "array") if field.fset]
+        fields = [
+            field
+            for field in self.fields(root.record, "scalar", "bits", "text", "mac", "record", "array")
+            if field.fset
+        ]
         if fields:
             field = self.random.choice(fields)
             try:

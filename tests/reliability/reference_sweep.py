@@ -1,9 +1,9 @@
-"""Runs each operation of a family many times and prints, one JSON object, those after which there are more references or
-more memory than before, or fewer. Part of test_references.py.
+"""Runs each operation of a family many times and prints, one JSON object, those after which there are more references
+or more memory than before, or fewer. Part of test_references.py.
 
-What counts: the blocks of the interpreter's own allocator (a lost reference keeps its object), the bytes of the system's
-(larger objects, native memory), the references of each object that lives anyway (None, numbers, classes, the arguments:
-one that is given back too often shows there only), and all references under an interpreter that counts them.
+What counts: the blocks of the interpreter's own allocator (a lost reference keeps its object), the bytes of the
+system's (larger objects, native memory), the references of each object that lives anyway (None, numbers, classes, the
+arguments: one that is given back too often shows there only), and all references under an interpreter that counts them.
 
 Usage: reference_sweep.py FAMILY ROUNDS
 """

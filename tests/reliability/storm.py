@@ -111,11 +111,15 @@ def rows() -> list[dict[str, Any]]:
 
 
 ROWS = rows()
-RECORDS = [name.removeprefix("new_") for name in dir(m) if name.startswith("new_") and f"{name[4:]}_swigregister" in dir(m)]
+RECORDS = [
+    name.removeprefix("new_") for name in dir(m) if name.startswith("new_") and f"{name[4:]}_swigregister" in dir(m)
+]
 COPIED = ("text", "fixed text")
 for _entry, _row in enumerate(ROWS):
     gate.gate_text_slots(_entry, sum(1 << i for i, a in enumerate(_row["arguments"]) if a["typemap"] in COPIED))
-gate.gate_bridge(*(ctypes.c_void_p(_symbols[name][0]) for name in ("exception_buffer", "exceptionType", "exceptionMsg")))
+gate.gate_bridge(
+    *(ctypes.c_void_p(_symbols[name][0]) for name in ("exception_buffer", "exceptionType", "exceptionMsg"))
+)
 assert gate.gate_install(_table, ENTRY_COUNT) == 0
 gate.gate_watch_code(*code_of("libvswitchpy.so"), 1)
 gate.gate_watch_code(*code_of("libabort_gate.so"), 1)
@@ -159,7 +163,11 @@ DATA = [b"abcdef", b"\0\xff" * 16, bytearray(b"mutable"), memoryview(b"viewed")]
 # Take back what others hand out, so that the block is nothing for them.
 RELEASING = ("free_", "delete_", "VSQEL_FreeMemory", "VSDVS_FreeMemory", "DVSQEL_DataFree")
 # What counts the contents of records: two each, so that the companion layer, too, passes the first two indexes on.
-COUNTS = [(record["name"], count) for record in INTERFACE["records"] for count in record.get("contents", {}).get("counts", ())[:1]]
+COUNTS = [
+    (record["name"], count)
+    for record in INTERFACE["records"]
+    for count in record.get("contents", {}).get("counts", ())[:1]
+]
 COUNTS.append(("DVMirrorSessionTable", "numEntities"))
 
 

@@ -53,7 +53,8 @@ assert state() == before
 assert gate.gate_changed_texts() == 0 and gate.gate_kept_texts() > 0
 aborted = [gate.gate_times_aborted(entry) for entry in range(ENTRY_COUNT)]
 assert all(aborted), [NAMES[entry] for entry, times in enumerate(aborted) if not times]
-os.write(answers, f"{len(chosen)} of {length} calls aborted, {ENTRY_COUNT} functions, {gate.gate_kept_texts()} texts kept".encode())
+said = f"{len(chosen)} of {length} calls aborted, {ENTRY_COUNT} functions, {gate.gate_kept_texts()} texts kept"
+os.write(answers, said.encode())
 """
 
 
@@ -488,7 +489,8 @@ def outcome(position, aborted):
     if aborted:
         subprocess.run([TOOL, "--host", host, "init"], check=True)
         subprocess.run([TOOL, "--host", host, "fault", "add", "abort", "--skip", str(position), "--times", "1",
-                        "--exception", "RuntimeError", "--message", f"call {position}"], check=True, stdout=subprocess.DEVNULL)
+                        "--exception", "RuntimeError", "--message", f"call {position}"],
+                       check=True, stdout=subprocess.DEVNULL)
     reader, writer = os.pipe()
     child = os.fork()
     if child == 0:
@@ -622,7 +624,8 @@ from exact import raises
 if {first == "main"}:
     import libvswitch
 one = subinterpreters.create()
-subinterpreters.run_string(one, "import _libvswitch as m; assert m.VSDVS_SetMTU('workload', 1500) == 0; m.delete_VSInfo(m.new_VSInfo())")
+subinterpreters.run_string(
+    one, "import _libvswitch as m; assert m.VSDVS_SetMTU('workload', 1500) == 0; m.delete_VSInfo(m.new_VSInfo())")
 layer = '''
 try:
     import libvswitch as vs

@@ -58,7 +58,13 @@ SEED = 20
 NOT_OURS = {
     # ctypes keeps parts of an array type, of a function type and of a callback that it could not make, skips a callback
     # whose arguments it cannot make, and turns a MemoryError in an argument into an error of its own.
-    "a cell", "a cell of several", "a pointer cell", "a cell's value refused", "repr of a cell", "a buffer", "a callback",
+    "a cell",
+    "a cell of several",
+    "a pointer cell",
+    "a cell's value refused",
+    "repr of a cell",
+    "a buffer",
+    "a callback",
     "a callback that raises",
     # dir() keeps a list that it cannot copy.
     "dir of the layer",
@@ -80,7 +86,10 @@ def no_sanitizer() -> None:
 
 
 def sweep(family: str, points: str) -> dict[str, Any]:
-    search = [*workspace.SEARCH, *(str(workspace.SOURCE / "tests" / name) for name in ("simulated_host", "reliability"))]
+    search = [
+        *workspace.SEARCH,
+        *(str(workspace.SOURCE / "tests" / name) for name in ("simulated_host", "reliability")),
+    ]
     outcome = subprocess.run(
         [sys.executable, workspace.SOURCE / "tests" / "reliability" / "failing_sweep.py", family, points, str(SEED)],
         env=dict(

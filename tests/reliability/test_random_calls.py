@@ -22,19 +22,54 @@ INTERFACE = json.loads((workspace.BUILD / "interface.json").read_text(encoding="
 # What nothing checks, with the sentences that say so, the place where they stand, and how random_calls.py keeps it out.
 UNCHECKED = [
     ("an index without a bound", "No index is refused: scripts keep it below", "interface", "0 to 39, in roomy memory"),
-    ("a negative index of names", "a negative one is not refused and reaches the bytes before the first slot", "interface", "not used"),
-    ("a negative index of a list", "a negative one is not refused and reads the bytes before the first name", "interface", "not used"),
-    ("steps through a table", "The end of the table is not noticed: scripts take", "interface", "in roomy memory, small counts"),
-    ("counts in records", "Walks read the counts as they go and trust them", "python/libvswitch/_iteration.py", "0, 1 or none"),
-    ("the capacity of options", "The buffer is not enlarged: totalLength must not exceed its capacity", "interface", "0 or 1"),
+    (
+        "a negative index of names",
+        "a negative one is not refused and reaches the bytes before the first slot",
+        "interface",
+        "not used",
+    ),
+    (
+        "a negative index of a list",
+        "a negative one is not refused and reads the bytes before the first name",
+        "interface",
+        "not used",
+    ),
+    (
+        "steps through a table",
+        "The end of the table is not noticed: scripts take",
+        "interface",
+        "in roomy memory, small counts",
+    ),
+    (
+        "counts in records",
+        "Walks read the counts as they go and trust them",
+        "python/libvswitch/_iteration.py",
+        "0, 1 or none",
+    ),
+    (
+        "the capacity of options",
+        "The buffer is not enlarged: totalLength must not exceed its capacity",
+        "interface",
+        "0 or 1",
+    ),
     ("the length of a value", "get_val_in_bytes reads propLen raw bytes", "interface", "0, 1 or none"),
-    ("less than six bytes", "scripts pass exactly six, a shorter object is read past its end", "interface", "six or more"),
+    (
+        "less than six bytes",
+        "scripts pass exactly six, a shorter object is read past its end",
+        "interface",
+        "six or more",
+    ),
     ("data and its length", "passed unchecked", "interface", "lengths of 0 or 1"),
     ("undefined memory", "without clearing them", "interface", "not read"),
     ("undefined memory", "its contents are undefined", "interface", "not read"),
     ("undefined memory", "uninitialised", "interface", "not read"),
     ("bare proxies of what was freed", "must not be used any more", "interface", "dropped when it is freed"),
-    ("bare proxies of what was freed", "a use after a release reads memory that is gone", "docs/manual/guides/styles.rst", "dropped when it is freed"),
+    (
+        "bare proxies of what was freed",
+        "a use after a release reads memory that is gone",
+        "docs/manual/guides/styles.rst",
+        "dropped when it is freed",
+    ),
 ]
 
 

@@ -59,8 +59,11 @@ def test_every_function_is_in_an_operation() -> None:
     words: set[str] = set()
     for families in (RAW_FAMILIES, LAYER_FAMILIES):  # the former need a process without the layer
         outcome = subprocess.run(
-            [sys.executable, "-c", NAMES, *families], env=dict(os.environ, PYTHONPATH=search(), VSWITCH_HOST=":memory:"),
-            capture_output=True, text=True, check=False,
+            [sys.executable, "-c", NAMES, *families],
+            env=dict(os.environ, PYTHONPATH=search(), VSWITCH_HOST=":memory:"),
+            capture_output=True,
+            text=True,
+            check=False,
         )
         assert outcome.returncode == 0, outcome.stderr[-4000:]
         words |= set(re.findall(r"\w+", outcome.stdout))

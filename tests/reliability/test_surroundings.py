@@ -277,7 +277,8 @@ DAMAGE = {
 def test_a_state_file_that_is_damaged_where_it_is(
     state_file: pathlib.Path, damage: Callable[[io.FileIO, int], object]
 ) -> None:
-    """What processes have in their memory they may still answer; whoever meets the damage says so, and somebody does."""
+    """What processes have in their memory they may still answer; whoever meets the damage says so, and somebody
+    does."""
     damaged = f"{state_file}: the state file is damaged: "
     workers = start_workers(PROCESSES, state_file, seconds=PATIENCE)
     for worker in workers:

@@ -1,4 +1,5 @@
-"""Calls with the interpreter lock released: other threads run, one call at a time is in the bridge, and nothing is lost."""
+"""Calls with the interpreter lock released: other threads run, one call at a time is in the bridge, and nothing is
+lost."""
 
 import os
 import pathlib

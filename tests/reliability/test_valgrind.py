@@ -21,7 +21,14 @@ HERE = workspace.SOURCE / "tests" / "reliability"
 EXAMPLES = workspace.SOURCE / "examples"
 SEARCH = os.pathsep.join([*workspace.SEARCH, str(HERE.parent / "simulated_host"), str(HERE)])
 # Every so manieth operation of each family, all in one process.
-SAMPLE = {"layer records": 1, "layer classes": 3, "layer fields": 10, "layer methods": 7, "layer parts": 1, "host calls": 5}
+SAMPLE = {
+    "layer records": 1,
+    "layer classes": 3,
+    "layer fields": 10,
+    "layer methods": 7,
+    "layer parts": 1,
+    "host calls": 5,
+}
 
 # Lost on purpose: which of our functions has asked for the memory, and why it stays.
 BY_DESIGN = {
@@ -51,8 +58,12 @@ def watch(tmp_path: pathlib.Path) -> Callable[..., None]:
 
     def run(*command: str, title: str = "", kinds: set[str] | None = None, **environment: str) -> None:
         variables = {"PYTHONPATH": SEARCH, "VSWITCH_HOST": ":memory:", "TMPDIR": str(tmp_path), **environment}
-        reports = [report for report in memcheck.run([sys.executable, *command], tmp_path, **variables) if report.counts()]
-        found = [report for report in reports if not is_by_design(report, title) and (not kinds or report.kind in kinds)]
+        reports = [
+            report for report in memcheck.run([sys.executable, *command], tmp_path, **variables) if report.counts()
+        ]
+        found = [
+            report for report in reports if not is_by_design(report, title) and (not kinds or report.kind in kinds)
+        ]
         assert not found, "\n".join(map(repr, found))
 
     return run
@@ -117,4 +128,6 @@ for _ in range(3):
 @full
 def test_what_the_documentation_leaves_to_scripts_is_seen(tmp_path: pathlib.Path) -> None:
     found = memcheck.run([sys.executable, "-c", MISUSE], tmp_path, PYTHONPATH=SEARCH, VSWITCH_HOST=":memory:")
-    assert {"InvalidRead", "UninitCondition", "Leak_DefinitelyLost"} <= {report.kind for report in found if report.counts()}
+    assert {"InvalidRead", "UninitCondition", "Leak_DefinitelyLost"} <= {
+        report.kind for report in found if report.counts()
+    }

@@ -9,11 +9,32 @@ from exact import raises
 from workspace import Script
 
 UNSIGNED = [
-    ("qel_uint8", m.new_qel_PIMHdr, m.qel_PIMHdr_reserved_set, m.qel_PIMHdr_reserved_get, 2**8, "qel_PIMHdr_reserved_set"),
+    (
+        "qel_uint8",
+        m.new_qel_PIMHdr,
+        m.qel_PIMHdr_reserved_set,
+        m.qel_PIMHdr_reserved_get,
+        2**8,
+        "qel_PIMHdr_reserved_set",
+    ),
     ("qel_uint16", m.new_qel_EthHdr, m.qel_EthHdr_type_set, m.qel_EthHdr_type_get, 2**16, "qel_EthHdr_type_set"),
-    ("qel_VlanID", m.new_VSInfo, m.VSInfo_maxValidVlan_set, m.VSInfo_maxValidVlan_get, 2**16, "VSInfo_maxValidVlan_set"),
+    (
+        "qel_VlanID",
+        m.new_VSInfo,
+        m.VSInfo_maxValidVlan_set,
+        m.VSInfo_maxValidVlan_get,
+        2**16,
+        "VSInfo_maxValidVlan_set",
+    ),
     ("qel_uint32", m.new_VSInfo, m.VSInfo_mtu_set, m.VSInfo_mtu_get, 2**32, "VSInfo_mtu_set"),
-    ("qel_SwitchPortID", m.new_VSMACEntry, m.VSMACEntry_portID_set, m.VSMACEntry_portID_get, 2**32, "VSMACEntry_portID_set"),
+    (
+        "qel_SwitchPortID",
+        m.new_VSMACEntry,
+        m.VSMACEntry_portID_set,
+        m.VSMACEntry_portID_get,
+        2**32,
+        "VSMACEntry_portID_set",
+    ),
 ]
 
 
@@ -98,7 +119,17 @@ def test_an_int_beyond_64_bits_is_stored_as_minus_one_with_the_interpreters_erro
 
 def test_a_bool_takes_one_character_or_a_signed_byte() -> None:
     entry = m.new_VSMACEntry()
-    stored = {"A": "A", "": "\0", "\x7f": "\x7f", 1: "\x01", 0: "\0", True: "\x01", 127: "\x7f", -1: "\udcff", -128: "\udc80"}
+    stored = {
+        "A": "A",
+        "": "\0",
+        "\x7f": "\x7f",
+        1: "\x01",
+        0: "\0",
+        True: "\x01",
+        127: "\x7f",
+        -1: "\udcff",
+        -128: "\udc80",
+    }
     for value, read in stored.items():
         m.VSMACEntry_aging_set(entry, value)
         assert m.VSMACEntry_aging_get(entry) == read

@@ -149,7 +149,8 @@ def test_a_second_import_yields_the_same_descriptors(script: Script) -> None:
         """
         import sys, registry, _libvswitch
         def table():
-            return {n: registry.address(t.cast) for n, t in registry.descriptors(registry.module_with("_p_VSInfo")).items()}
+            known = registry.descriptors(registry.module_with("_p_VSInfo"))
+            return {name: registry.address(kind.cast) for name, kind in known.items()}
         before, size = table(), len(registry.modules())
         del sys.modules["_libvswitch"]
         import _libvswitch as again

@@ -151,7 +151,8 @@ TEST_F(Clients, partners_and_members_of_a_lag_are_kept) {
   char const boot[] = R"({"format": 1, "physical_nics": [{"name": "n0", "mac": "02:00:00:00:00:01"},
       {"name": "n1", "mac": "02:00:00:00:00:02", "partner": {"key": 7}}],
       "switches": [{"alias": "sw", "switch_id": "id", "uplinks": [{"name": "n0"}, {"name": "n1"}], "lags": [
-      {"name": "l", "members": [{"uplink": "n0"}]}, {"name": "m", "mode": "active", "members": [{"uplink": "n1"}]}]}]})";
+      {"name": "l", "members": [{"uplink": "n0"}]},
+      {"name": "m", "mode": "active", "members": [{"uplink": "n1"}]}]}]})";
   OwnedHost const other = open_host_at(nullptr, boot);
   EXPECT_EQ(true, asked<vssim_endpoint>(vssim_lacp, other, nic(other, "n0"))["up"]);
   Json const negotiated = asked<vssim_endpoint>(vssim_lacp, other, nic(other, "n1"));

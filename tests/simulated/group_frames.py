@@ -36,8 +36,9 @@ def group_mac(group: str) -> str:
 
 
 def ipv4(source: str, group: str, **more: Any) -> Any:
-    return (Ether(src=source, dst=group_mac(group))
-            / IP(src="192.0.2.9", dst=group, ttl=1, tos=0xC0, id=0, flags="DF", options=[IPOption_Router_Alert()], **more))
+    return Ether(src=source, dst=group_mac(group)) / IP(
+        src="192.0.2.9", dst=group, ttl=1, tos=0xC0, id=0, flags="DF", options=[IPOption_Router_Alert()], **more
+    )
 
 
 def ipv6(source: str, group: str) -> Any:

@@ -1,5 +1,6 @@
 """Simulated hosts and the model of the pipeline, a second implementation made of its description alone, on the same
-random hosts and frames: deliveries, drops, counters and MAC tables are the same, while clients change and time passes."""
+random hosts and frames: deliveries, drops, counters and MAC tables are the same, while clients change and time
+passes."""
 
 import os
 from typing import Any

@@ -11,7 +11,14 @@ from workspace import BUILD, SOURCE
 
 def test_the_measurement_runs(tmp_path: pathlib.Path) -> None:
     result = tmp_path / "result.json"
-    command: list[str | pathlib.Path] = [sys.executable, SOURCE / "bench" / "host" / "measure_simulated.py", result, "0.01", "--folder", tmp_path]
+    command: list[str | pathlib.Path] = [
+        sys.executable,
+        SOURCE / "bench" / "host" / "measure_simulated.py",
+        result,
+        "0.01",
+        "--folder",
+        tmp_path,
+    ]
     environment = dict(os.environ, PYTHONPATH=str(BUILD / "python"))
     process = subprocess.run(command, env=environment, capture_output=True, text=True, check=False)
     assert (process.returncode, process.stderr) == (0, "")

@@ -73,8 +73,8 @@ FIELDS = {
     "MacEntry": "mac vlan type port elapsed moves team",
 }
 METHODS = {
-    "__init__": "(self, path: 'str | os.PathLike[str]' = ':memory:', boot: 'Mapping[str, object] | str | os.PathLike[str]"
-                " | None' = None) -> 'None'",
+    "__init__": "(self, path: 'str | os.PathLike[str]' = ':memory:', boot: 'Mapping[str, object] | str |"
+    " os.PathLike[str] | None' = None) -> 'None'",
     "current": "() -> 'SimulatedHost'",
     "use": "(self) -> 'None'",
     "__enter__": "(self) -> 'Self'",
@@ -91,16 +91,16 @@ METHODS = {
     "send": "(self, endpoint: 'Endpoint', frame: 'Buffer') -> 'Result'",
     "send_many": "(self, frames: 'Iterable[tuple[Endpoint, Buffer]]', *, count_only: 'bool' = False) -> 'Result'",
     "explain": "(self, endpoint: 'Endpoint', frame: 'Buffer') -> 'Explanation'",
-    "capture": "(self, endpoint: 'Endpoint', path: 'str | os.PathLike[str]', direction: \"Literal['in', 'out', 'both']\""
-               " = 'both', snaplen: 'int' = 262144) -> 'Capture'",
+    "capture": "(self, endpoint: 'Endpoint', path: 'str | os.PathLike[str]', direction:"
+    " \"Literal['in', 'out', 'both']\" = 'both', snaplen: 'int' = 262144) -> 'Capture'",
     "replay": "(self, endpoint: 'Endpoint', path: 'str | os.PathLike[str]', *, timing: 'bool' = False) -> 'Result'",
     "connect": "(self, port: 'tuple[str, str]', name: 'str', mac: 'str | None' = None, type:"
-               " \"Literal['vnic', 'tcpip']\" = 'vnic') -> 'None'",
+    " \"Literal['vnic', 'tcpip']\" = 'vnic') -> 'None'",
     "disconnect": "(self, port: 'tuple[str, str]') -> 'None'",
     "client": "(self, port: 'tuple[str, str]') -> 'Client'",
-    "set_client": "(self, port: 'tuple[str, str]', *, mac: 'str | None' = Ellipsis, promiscuous: 'bool' = Ellipsis, link:"
-                  " 'bool' = Ellipsis, groups: 'Iterable[Group | str]' = Ellipsis, multicast_macs: 'Iterable[str]' ="
-                  " Ellipsis) -> 'None'",
+    "set_client": "(self, port: 'tuple[str, str]', *, mac: 'str | None' = Ellipsis, promiscuous: 'bool' = Ellipsis,"
+    " link: 'bool' = Ellipsis, groups: 'Iterable[Group | str]' = Ellipsis, multicast_macs: 'Iterable[str]' ="
+    " Ellipsis) -> 'None'",
     "link": "(self, nic: 'str', up: 'bool') -> 'None'",
     "set_nic": "(self, nic: 'str', *, errors: 'int' = Ellipsis, segment: 'str' = Ellipsis) -> 'None'",
     "set_partner": "(self, nic: 'str', partner: 'LacpPartner | None') -> 'None'",
@@ -108,15 +108,15 @@ METHODS = {
     "counters": "(self, endpoint: 'Endpoint') -> 'dict[str, int]'",
     "mac_table": "(self, alias: 'str') -> 'list[MacEntry]'",
     "fault": "(self, kind: 'str', call: 'str | None' = None, *, status: 'str | None' = None, exception: 'str | None' ="
-             " None, message: 'str | None' = None, milliseconds: 'int' = 0, skip: 'int' = 0, times: 'int | None' = None,"
-             " probability: 'float' = 1.0, seed: 'int' = 0) -> 'int'",
+    " None, message: 'str | None' = None, milliseconds: 'int' = 0, skip: 'int' = 0, times: 'int | None' = None,"
+    " probability: 'float' = 1.0, seed: 'int' = 0) -> 'int'",
     "faults": "(self) -> 'list[Fault]'",
     "clear_fault": "(self, number: 'int | None' = None) -> 'None'",
 }
 ATTRIBUTES = {"path", "now", "now_us", "trace"}
-REASONS = """nic-unbound no-portset forwarding-disabled zombie-port no-client link-down port-blocked runt malformed too-long
-reserved-address bad-source forged-source lacp-down mirror-destination vlan-reserved vlan-tagged vlan-not-allowed
-vlan-untagged nested-tag private-vlan mac-limit unknown-unicast same-port uplink-to-uplink not-a-member
+REASONS = """nic-unbound no-portset forwarding-disabled zombie-port no-client link-down port-blocked runt malformed
+too-long reserved-address bad-source forged-source lacp-down mirror-destination vlan-reserved vlan-tagged
+vlan-not-allowed vlan-untagged nested-tag private-vlan mac-limit unknown-unicast same-port uplink-to-uplink not-a-member
 multicast-filtered no-receiver reverse-path no-uplink team-blocked mac-changed reflected no-nic vlan-egress""".split()
 
 
@@ -206,7 +206,8 @@ import vswitch
 from vswitch.simulated import SimulatedHost
 
 def aliases():
-    assert [switch.alias for switch in vswitch.Host().switches.values()] == list(vs.VSQEL_GetSwitchesPy(vs.VS_LIST_DVS_ALIAS))
+    aliases = [switch.alias for switch in vswitch.Host().switches.values()]
+    assert aliases == list(vs.VSQEL_GetSwitchesPy(vs.VS_LIST_DVS_ALIAS))
     return sorted(vswitch.Host().switches)
 
 outside = aliases()
@@ -261,7 +262,8 @@ def test_API_2_use_makes_the_libraries_answer_for_a_host(script: Script) -> None
 
 
 def test_API_2_what_one_layer_sets_frames_meet(script: Script) -> None:
-    """A policy that is set by the objects holds for the next frame; counters that frames change are those of the calls."""
+    """A policy that is set by the objects holds for the next frame; counters that frames change are those of the
+    calls."""
     source = f"""
     import sys
     sys.path.append({os.path.dirname(__file__)!r})
@@ -343,9 +345,14 @@ def test_API_3_a_wrong_rule_is_refused() -> None:
 def test_API_12_what_is_no_endpoint_of_the_host(endpoint: Any, text: str, tmp_path: pathlib.Path) -> None:
     it = host()
     before = it.now_us
-    for operation in each(lambda: it.send(endpoint, b""), lambda: it.explain(endpoint, b""), lambda: it.counters(endpoint),
-                          lambda: it.send_many([(A, frame(mac(10))), (endpoint, b"")]),
-                          lambda: it.capture(endpoint, tmp_path / "x"), lambda: it.replay(endpoint, tmp_path / "y")):
+    for operation in each(
+        lambda: it.send(endpoint, b""),
+        lambda: it.explain(endpoint, b""),
+        lambda: it.counters(endpoint),
+        lambda: it.send_many([(A, frame(mac(10))), (endpoint, b"")]),
+        lambda: it.capture(endpoint, tmp_path / "x"),
+        lambda: it.replay(endpoint, tmp_path / "y"),
+    ):
         with pytest.raises(ValueError) as error:
             operation()
         assert text is None or str(error.value) == text

@@ -31,7 +31,10 @@ PARTNER = LacpPartner(system="02:00:00:ff:ff:07", key=7, port=5)
 
 
 def lag(
-    nics: int = 2, partner: LacpPartner | None = PARTNER, links: dict[str, dict[str, Any]] | None = None, **settings: Any
+    nics: int = 2,
+    partner: LacpPartner | None = PARTNER,
+    links: dict[str, dict[str, Any]] | None = None,
+    **settings: Any,
 ) -> dict[str, Any]:
     """A description of a host whose uplinks are the members of an active LAG."""
     boot = description(3, nics, lags=[{"name": "lag", "mode": "active", "members": [

@@ -201,7 +201,14 @@ def test_E_3_E_4_as_scapy_reads_it(kind: str) -> None:
 
 FIELDS = {
     "GRE": ("gre.proto", "gre.key", "ip.id", "ip.checksum.status"),
-    "ERSPAN2": ("erspan.version", "erspan.vlan", "erspan.cos", "erspan.spanid", "erspan.truncated", "gre.sequence_number"),
+    "ERSPAN2": (
+        "erspan.version",
+        "erspan.vlan",
+        "erspan.cos",
+        "erspan.spanid",
+        "erspan.truncated",
+        "gre.sequence_number",
+    ),
     "ERSPAN3": ("erspan.version", "erspan.vlan", "erspan.cos", "erspan.spanid", "erspan.truncated", "erspan.direction"),
 }
 SHOWN = {

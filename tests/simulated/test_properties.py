@@ -79,7 +79,8 @@ def test_P_3_and_P_4_every_frame_comes_to_an_end_once(number: int) -> None:
 
 
 class Vlans:
-    """The VLANs of a document's ports, as the rules V-1 to V-5, V-13 to V-15 and PV-1 say; a second reading of these."""
+    """The VLANs of a document's ports, as the rules V-1 to V-5, V-13 to V-15 and PV-1 say; a second reading of
+    these."""
 
     def __init__(self, document: dict[str, Any]) -> None:
         self.ports: dict[Any, tuple[dict[str, Any], bool, dict[int, tuple[int, str]]]] = {}
@@ -325,7 +326,9 @@ def test_D_1_two_forks_fed_alike_export_alike(number: int, tmp_path: pathlib.Pat
         copy.advance(7)
         copy.snapshot(tmp_path / name)
         tool = BUILD / "host" / "bin" / "vswitch-host"
-        exported = subprocess.run([tool, "--host", tmp_path / name, "export"], capture_output=True, text=True, check=True)
+        exported = subprocess.run(
+            [tool, "--host", tmp_path / name, "export"], capture_output=True, text=True, check=True
+        )
         texts.append(exported.stdout)
     assert texts[0] == texts[1] and '"switches"' in texts[0]
 

@@ -60,7 +60,8 @@ def stored_value(host: Host, writer: int, number: int) -> bytes | None:
 
 
 def check(host: Host, writer: int, acknowledged: int) -> None:
-    """Every slot holds its last acknowledged write. One more may be there: the one that was not acknowledged any more."""
+    """Every slot holds its last acknowledged write. One more may be there: the one that was not acknowledged any
+    more."""
     pending = acknowledged + 1
     for number in range(max(1, pending - SLOTS), pending):
         if is_about_the_port(number):

@@ -39,7 +39,9 @@ def main(names: list[str]) -> None:
             if not parameter.is_text:
                 continue
             for kind, text in TEXTS.items():
-                ended_by, answer = isolated(lambda: attempt(prototype, position, text))  # noqa: B023 - it is over when this is
+                ended_by, answer = isolated(
+                    lambda: attempt(prototype, position, text)
+                )  # noqa: B023 - it is over when this is
                 result, _, unchanged = answer.partition(" ")
                 print(json.dumps({"function": name, "argument": parameter.name, "kind": kind, "signal": ended_by,
                                   "result": result, "unchanged": unchanged == "True"}))

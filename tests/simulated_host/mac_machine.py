@@ -147,7 +147,12 @@ class MacMachine(Machine):
         self.same_learning(switch)
 
     def same_table(
-        self, switch: Switch, kind: int, wanted_port: Callable[[str, Port], bool], call: Callable[..., int], *place: object
+        self,
+        switch: Switch,
+        kind: int,
+        wanted_port: Callable[[str, Port], bool],
+        call: Callable[..., int],
+        *place: object,
     ) -> None:
         status, data = handed_out(call, *place, kind, length=counted(8, 4, ENTRY.size))
         assert status == 0

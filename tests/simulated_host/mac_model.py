@@ -40,7 +40,8 @@ class MacEntry:
     dvport_id: str
     age: int = 0  # seconds since the address was seen
     ages: bool = False
-    # Of a learned one, when it was looked at last: the VLAN policy of its port, the private VLANs, whether it had a link.
+    # Of a learned one, when it was looked at last: the VLAN policy of its port, the private VLANs, whether it had a
+    # link.
     learned_by: tuple[bytes, bytes, bool] | None = None
 
 

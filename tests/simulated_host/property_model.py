@@ -168,7 +168,10 @@ class PropertyModel:
     @staticmethod
     def forget_volatile_of(switches: Iterable[Switch]) -> None:
         for switch in switches:
-            stores: list[dict[Any, Property]] = [switch.properties, *(port.properties for port in switch.ports.values())]
+            stores: list[dict[Any, Property]] = [
+                switch.properties,
+                *(port.properties for port in switch.ports.values()),
+            ]
             for properties in stores:
                 for key in list(properties):
                     properties[key].volatile = None

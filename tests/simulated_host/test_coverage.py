@@ -82,7 +82,9 @@ def test_what_is_exempt_is_documented_and_not_reached(
 
 
 def test_the_trace_has_the_arguments_of_every_function(traced: list[dict[str, Any]]) -> None:
-    declared = {name: [parameter.name for parameter in prototype.parameters] for name, prototype in prototypes().items()}
+    declared = {
+        name: [parameter.name for parameter in prototype.parameters] for name, prototype in prototypes().items()
+    }
     # What gives memory back is traced in one form, whichever call does it.
     declared["DVSQEL_DataFree"] = ["memory"]
     # The tests change hosts in functions of their own, too.

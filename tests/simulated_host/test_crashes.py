@@ -1,5 +1,5 @@
-"""Processes that are killed while they write: what was acknowledged is there, the state file is whole, and the others go
-on without waiting long."""
+"""Processes that are killed while they write: what was acknowledged is there, the state file is whole, and the others
+go on without waiting long."""
 
 import os
 import pathlib

@@ -67,7 +67,9 @@ def test_the_arguments_are_those_of_the_headers() -> None:
         declared = [parameter.name for parameter in prototypes()[name].parameters]
         for arguments in lists:
             # "...": as the function before it in the row.
-            fits = declared[: len(arguments) - 1] == arguments[:-1] if arguments[-1:] == ["..."] else declared == arguments
+            fits = (
+                declared[: len(arguments) - 1] == arguments[:-1] if arguments[-1:] == ["..."] else declared == arguments
+            )
             if not fits:
                 wrong.append(f"{name}({', '.join(arguments)}) is declared with ({', '.join(declared)})")
     assert wrong == []
@@ -81,7 +83,9 @@ def unanswered() -> str:
     for name, prototype in prototypes().items():
         nulls = [None if parameter.is_pointer else 0 for parameter in prototype.parameters]
         for arguments in (ready.of(prototype), nulls) if prototype.has_status else ():
-            ended_by, status = isolated(lambda: host.status(getattr(host, name)(*arguments)))  # noqa: B023 - it is over when this is
+            ended_by, status = isolated(
+                lambda: host.status(getattr(host, name)(*arguments))
+            )  # noqa: B023 - it is over when this is
             if ended_by is not None or status == "QEL_NOT_IMPLEMENTED":
                 names.append(name)
                 break

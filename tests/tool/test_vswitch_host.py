@@ -288,7 +288,9 @@ def test_export_boots_the_same_host(host: Host) -> None:
     host("connect", "management", "2", "vm", "--mac", "02:00:00:00:09:09")
     host("link", "nic2", "down")
     host("clock", "stop")
-    host.python("import _libvswitch as m; m.VSDVS_AddSwitchUplinkPort('management', 'nic3'); m.VSDVS_SetMTU('workload', 4000)")
+    host.python(
+        "import _libvswitch as m; m.VSDVS_AddSwitchUplinkPort('management', 'nic3'); m.VSDVS_SetMTU('workload', 4000)"
+    )
     exported = host("export")
     description = host.folder / "exported.json"
     description.write_text(json.dumps(exported))
@@ -310,7 +312,9 @@ def test_calls_are_those_of_the_interface(empty: Host) -> None:
 
 
 def test_faults_fail_a_script(host: Host) -> None:
-    assert host("fault", "add", "fail", "--call", "VSDVS_SetMTU", "--status", "QEL_BUSY", "--times", "1") == {"number": 1}
+    assert host("fault", "add", "fail", "--call", "VSDVS_SetMTU", "--status", "QEL_BUSY", "--times", "1") == {
+        "number": 1
+    }
     assert host("fault", "list") == [
         {"number": 1, "kind": "fail", "call": "VSDVS_SetMTU", "status": "QEL_BUSY", "skip": 0, "times": 1,
          "probability": 1.0, "met": 0}

@@ -1,4 +1,5 @@
-"""A host with everything that documents manage, a document that changes most of it, and the whole state for comparison."""
+"""A host with everything that documents manage, a document that changes most of it, and the whole state for
+comparison."""
 
 import os
 import pathlib
@@ -144,8 +145,8 @@ class Tool:
 
 
 def killed(plan: vswitch.Plan, number: int, before_line: bool, torn: bool) -> bool:
-    """A copy of this process applies and is killed at that line of the journal, before it, perhaps with the beginning of
-    one that is torn, or behind it. False where there is no such line."""
+    """A copy of this process applies and is killed at that line of the journal, before it, perhaps with the beginning
+    of one that is torn, or behind it. False where there is no such line."""
     child = os.fork()
     if child:
         return os.WIFSIGNALED(os.waitpid(child, 0)[1])

@@ -263,8 +263,9 @@ def test_the_journal_says_what_happened(on_file: Script) -> None:
         assert [(line["type"], line.get("number")) for line in lines[1:-2]] == numbers
         assert [line["type"] for line in lines[-2:]] == ["verified", "finished"]
         begin = lines[0]
-        assert set(begin) == {"type", "time", "format", "id", "pid", "plan", "confirm_within", "deadline", "environment"}
-        assert begin["format"] == 1 and begin["pid"] == os.getpid() and begin["confirm_within"] is begin["deadline"] is None
+        assert set(begin) == set("type time format id pid plan confirm_within deadline environment".split())
+        assert begin["format"] == 1 and begin["pid"] == os.getpid()
+        assert begin["confirm_within"] is begin["deadline"] is None
         assert vswitch.Plan.from_dict(begin["plan"]) == plan and begin["plan"]["id"] == plan.id
         assert begin["environment"]["VSWITCH_HOST"] == os.environ["VSWITCH_HOST"]
         import re
@@ -540,7 +541,8 @@ def test_a_host_in_memory_has_neither_lock_nor_journal(tmp_path: pathlib.Path) -
             assert host.switches["lab"].mtu == 9000
         else:
             raise AssertionError("supported")
-        for wrong, kind in ((0.5, ValueError), (86401, ValueError), (float("nan"), ValueError), ("5", TypeError), (True, TypeError)):
+        for wrong, kind in ((0.5, ValueError), (86401, ValueError), (float("nan"), ValueError), ("5", TypeError),
+                            (True, TypeError)):
             try:
                 plan.apply(confirm_within=wrong)
             except kind:
@@ -595,6 +597,8 @@ def test_results_as_plain_data(on_file: Script) -> None:
     data = json.loads(told)
     assert list(data) == ["changed", "operations", "verified", "seconds", "confirmation"]
     assert list(data["confirmation"]) == ["id", "deadline", "operations", "guarded", "finished"]
-    assert [vswitch.Operation.from_dict(one).number for one in data["operations"]] == list(range(1, len(data["operations"]) + 1))
+    assert [vswitch.Operation.from_dict(one).number for one in data["operations"]] == list(
+        range(1, len(data["operations"]) + 1)
+    )
 
 

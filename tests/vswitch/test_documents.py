@@ -25,7 +25,11 @@ REFUSED = [
     (PORT % "{vlan: x}", "switches/lab/ports/web-1/vlan", "a number or a mapping is wanted, not a text"),
     (PORT % "{vlan: {id: []}}", "switches/lab/ports/web-1/vlan/id", "a whole number is wanted, not a list"),
     (PORT % "{vlan: {trunk: [1, 10-x]}}", "switches/lab/ports/web-1/vlan/trunk/1", "not a range: '10-x'"),
-    (PORT % "{vlan: {trunk: [], private: true}}", "switches/lab/ports/web-1/vlan/trunk", "a port in a private VLAN is no trunk"),
+    (
+        PORT % "{vlan: {trunk: [], private: true}}",
+        "switches/lab/ports/web-1/vlan/trunk",
+        "a port in a private VLAN is no trunk",
+    ),
     (PORT % "{mirrors: null}", "switches/lab/ports/web-1/mirrors", "a mapping is wanted, not null"),
     (PORT % "{external_id: null}", "switches/lab/ports/web-1/external_id", "a text is wanted, not null"),
     (PORT % "{sink: true}", "switches/lab/ports/web-1/sink", "no such member"),
@@ -49,23 +53,47 @@ REFUSED = [
         "'fo-explict' is no LoadBalance: use one of none, lb-ip, lb-srcmac, lb-srcid, fo-explicit, lb-lbt;"
         " did you mean 'fo-explicit'?",
     ),
-    (SWITCH % "{properties: {com.taliko.vswitch.mtu: x}}", "switches/lab/properties/com.taliko.vswitch.mtu", "use the member 'mtu'"),
+    (
+        SWITCH % "{properties: {com.taliko.vswitch.mtu: x}}",
+        "switches/lab/properties/com.taliko.vswitch.mtu",
+        "use the member 'mtu'",
+    ),
     (SWITCH % "{properties: {VSPROP_MTU: x}}", "switches/lab/properties/VSPROP_MTU", "use the member 'mtu'"),
     (
         SWITCH % "{host_properties: {com.taliko.common.host.volatile.status: x}}",
         "switches/lab/host_properties/com.taliko.common.host.volatile.status",
         "is read only",
     ),
-    (SWITCH % "{properties: {a: {text: x, hex: '00'}}}", "switches/lab/properties/a", "one of text, hex, base64, int is wanted"),
+    (
+        SWITCH % "{properties: {a: {text: x, hex: '00'}}}",
+        "switches/lab/properties/a",
+        "one of text, hex, base64, int is wanted",
+    ),
     (SWITCH % "{properties: {a: {hex: '0'}}}", "switches/lab/properties/a/hex", "not hex: '0'"),
-    (SWITCH % "{properties: {a: {int: 300, size: 1}}}", "switches/lab/properties/a/int", "a number of 1 bytes is wanted"),
+    (
+        SWITCH % "{properties: {a: {int: 300, size: 1}}}",
+        "switches/lab/properties/a/int",
+        "a number of 1 bytes is wanted",
+    ),
     (SWITCH % "{properties: {a: 1}}", "switches/lab/properties/a", 'a text is wanted: write "1"'),
-    (SWITCH % "{uplink_ports: {nic4: null}}", "switches/lab/uplink_ports/nic4", "an uplink port goes with its uplink: use the member 'uplinks'"),
+    (
+        SWITCH % "{uplink_ports: {nic4: null}}",
+        "switches/lab/uplink_ports/nic4",
+        "an uplink port goes with its uplink: use the member 'uplinks'",
+    ),
     ("format: 1\nswitches: {a/b: {x~y: 1}}", "switches/a~1b/x~0y", "no such member"),
     ("format: 1\nswitches: null", "switches", "a mapping is wanted, not null"),
     ("format: 1\nmac_learning: null", "mac_learning", "a mapping is wanted, not null"),
-    ("format: 1\nruntime_options: {IGMPversion: 2}", "runtime_options/IGMPversion", "no such member; did you mean 'IGMPVersion'?"),
-    ("format: 1\nruntime_options: {IGMPVersion: null}", "runtime_options/IGMPVersion", "a whole number is wanted, not null"),
+    (
+        "format: 1\nruntime_options: {IGMPversion: 2}",
+        "runtime_options/IGMPversion",
+        "no such member; did you mean 'IGMPVersion'?",
+    ),
+    (
+        "format: 1\nruntime_options: {IGMPVersion: null}",
+        "runtime_options/IGMPVersion",
+        "a whole number is wanted, not null",
+    ),
     ("switches: {}", "format", "must be there"),
     ("format: 2", "format", "the number 1 is wanted"),
     ("", "", "a mapping is wanted, not null"),
@@ -81,7 +109,9 @@ REFUSED = [
 ]
 
 
-@pytest.mark.parametrize(("text", "path", "reason"), REFUSED, ids=[case[1] or str(number) for number, case in enumerate(REFUSED)])
+@pytest.mark.parametrize(
+    ("text", "path", "reason"), REFUSED, ids=[case[1] or str(number) for number, case in enumerate(REFUSED)]
+)
 def test_what_is_refused_has_its_place_and_reason(text: str, path: str, reason: str) -> None:
     with pytest.raises(vswitch.DocumentError) as caught:
         document.read(text)
@@ -127,9 +157,17 @@ def test_scalars_have_the_core_schema(text: str, value: object) -> None:
 
 
 def test_keys_are_texts_as_they_stand() -> None:
-    assert document.parse("{100: 1, true: 2, ~: 3, <<: {a: 4}, 0x10: 5}") == {"100": 1, "true": 2, "~": 3, "<<": {"a": 4}, "0x10": 5}
+    assert document.parse("{100: 1, true: 2, ~: 3, <<: {a: 4}, 0x10: 5}") == {
+        "100": 1,
+        "true": 2,
+        "~": 3,
+        "<<": {"a": 4},
+        "0x10": 5,
+    }
     assert document.parse("{&k 7: 1, x: {*k : 2}}") == {"7": 1, "x": {"7": 2}}
-    assert document.read({"format": 1, "switches": {"lab": {"ports": {100: {}}}}})["switches"].entries["lab"]["ports"].entries == {"100": {}}
+    assert document.read({"format": 1, "switches": {"lab": {"ports": {100: {}}}}})["switches"].entries["lab"][
+        "ports"
+    ].entries == {"100": {}}
     with pytest.raises(vswitch.DocumentError, match="switches/lab/ports/100: stands twice"):
         document.read({"format": 1, "switches": {"lab": {"ports": {100: {}, "100": {}}}}})
 
@@ -140,7 +178,9 @@ def test_aliases_are_written_out() -> None:
 
 
 def test_exact_is_a_direction_only_where_it_is_a_boolean() -> None:
-    read = document.read("format: 1\nswitches: {exact: true, a: {ports: {exact: {vlan: 1}, b: {}}, mirrors: {exact: false}}}")
+    read = document.read(
+        "format: 1\nswitches: {exact: true, a: {ports: {exact: {vlan: 1}, b: {}}, mirrors: {exact: false}}}"
+    )
     switches = read["switches"]
     assert switches.exact and list(switches.entries) == ["a"]
     assert list(switches.entries["a"]["ports"].entries) == ["exact", "b"]
@@ -163,7 +203,10 @@ HOSTILE = {
     "deep lists": "[" * 100_000,
     "deep mappings": '{"a":' * 100_000,
     "anchors that multiply": "a: &a [x,x,x,x,x,x,x,x,x,x]\n"
-    + "".join(f"{name}: &{name} [{','.join(['*' + former] * 10)}]\n" for former, name in zip("abcdefgh", "bcdefghi", strict=False)),
+    + "".join(
+        f"{name}: &{name} [{','.join(['*' + former] * 10)}]\n"
+        for former, name in zip("abcdefgh", "bcdefghi", strict=False)
+    ),
     "anchors that nest": "a: &a [x]\n"
     + "".join(f"b{number}: &b{number} [{'*a' if not number else f'*b{number - 1}'}]\n" for number in range(40)),
     "NUL": "format: 1\nswitches: {\0: {}}",
@@ -189,7 +232,9 @@ def test_too_many_values_are_counted_before_any_is_made(monkeypatch: pytest.Monk
     assert not made
 
 
-@pytest.mark.parametrize("text", ["a: [" + "x," * 499_998 + "]", "a:\n" + "- x\n" * 499_990, "- [x, y]\n" * 10], ids=range(3))
+@pytest.mark.parametrize(
+    "text", ["a: [" + "x," * 499_998 + "]", "a:\n" + "- x\n" * 499_990, "- [x, y]\n" * 10], ids=range(3)
+)
 def test_what_is_not_too_many_is_read(text: str) -> None:
     assert document.most_values(text) >= 30
     value = document.parse(text)
@@ -252,7 +297,10 @@ def test_hostile_texts_end_with_a_place(name: str) -> None:
         ('{"format": 1,}', "not JSON: line 1, column 14: Expecting property name enclosed in double quotes"),
         ("{'format': 1}", "not JSON: line 1, column 2: Expecting property name enclosed in double quotes"),
         ("[" + "1," * 2_000_000 + "1]", "more than 1,000,000 values"),
-        ('{"format": 1, "switches": {"lab": {"mtu": 1500.0}}}', "switches/lab/mtu: a whole number is wanted, not 1500.0"),
+        (
+            '{"format": 1, "switches": {"lab": {"mtu": 1500.0}}}',
+            "switches/lab/mtu: a whole number is wanted, not 1500.0",
+        ),
         ('{"format": 1, "switches": {"\\ud800": {}}}', "switches/\ud800: a text of Unicode characters is wanted"),
     ],
     ids=range(9),
@@ -276,7 +324,25 @@ def test_files_are_json_by_name_and_yaml_else(tmp_path: pathlib.Path) -> None:
 
 
 # Every kind of value, put into every place.
-VALUES = [None, True, 0, -1, 1 << 70, 1.5, float("nan"), "", "x", "\0", [], [None], [[]], {}, {"a": None}, {"exact": 1}, object()]
+VALUES = [
+    None,
+    True,
+    0,
+    -1,
+    1 << 70,
+    1.5,
+    float("nan"),
+    "",
+    "x",
+    "\0",
+    [],
+    [None],
+    [[]],
+    {},
+    {"a": None},
+    {"exact": 1},
+    object(),
+]
 
 
 def places(form: Any, path: tuple[str, ...] = ()) -> Iterator[tuple[str, ...]]:
@@ -336,7 +402,18 @@ def test_the_schema_refuses_what_the_reader_refuses_for_its_form() -> None:
     jsonschema = pytest.importorskip("jsonschema", reason="the schema is checked where python3-jsonschema is installed")
     validator = jsonschema.Draft202012Validator(vswitch.schema())
     # What no schema says: uniqueness of keys, limits of the text itself, and fields that exclude each other.
-    textual = ("stands twice", "second document", "tag", "alias", "anchor", "key is a text", "not YAML", "private VLAN", "1 bytes", "not hex")
+    textual = (
+        "stands twice",
+        "second document",
+        "tag",
+        "alias",
+        "anchor",
+        "key is a text",
+        "not YAML",
+        "private VLAN",
+        "1 bytes",
+        "not hex",
+    )
     for text, path, reason in REFUSED:
         if reason is None or any(word in reason for word in textual):
             continue

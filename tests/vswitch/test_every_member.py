@@ -1,5 +1,5 @@
-"""No public member of a handle, a collection or a table is left out: the members are those of the classes, and the tests
-of the handles drive each of them on a host, where they hold what it gives."""
+"""No public member of a handle, a collection or a table is left out: the members are those of the classes, and the
+tests of the handles drive each of them on a host, where they hold what it gives."""
 
 import sys
 from functools import partial
@@ -26,8 +26,8 @@ KINDS = [
     for name in names.split()
     if place.startswith("handles.")
 ]
-OPERATORS = """__getitem__ __setitem__ __delitem__ __contains__ __iter__ __len__ __enter__ __exit__ __bytes__ __eq__ __hash__
-    __repr__ __init__ __reduce__""".split()
+OPERATORS = """__getitem__ __setitem__ __delitem__ __contains__ __iter__ __len__ __enter__ __exit__ __bytes__ __eq__
+    __hash__ __repr__ __init__ __reduce__""".split()
 
 
 def functions_of(member: Any) -> list[FunctionType]:

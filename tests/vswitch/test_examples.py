@@ -69,7 +69,9 @@ def test_a_script_prints_the_same_each_time(name: Any, tmp_path: Any) -> None:
     for printed in PRINTED[name]:
         said = run(name, tmp_path)
         if name == "macs":  # the clock runs
-            said = "\n".join(line.rpartition(" ")[0] + " AGE" if " 20 learned" in line else line for line in said.split("\n"))
+            said = "\n".join(
+                line.rpartition(" ")[0] + " AGE" if " 20 learned" in line else line for line in said.split("\n")
+            )
         assert said == printed
 
 

@@ -86,7 +86,9 @@ def test_the_diff_of_the_documentation() -> None:
     golden("documentation.diff", plan.diff())
     golden("documentation.order", order(plan))
     plan.apply()
-    assert not host.plan({"format": 1, "switches": {"old": None, "workload": {"ports": {"103": {"mac_learning": None}}}}})
+    assert not host.plan(
+        {"format": 1, "switches": {"old": None, "workload": {"ports": {"103": {"mac_learning": None}}}}}
+    )
 
 
 def test_plans_as_plain_data() -> None:
@@ -111,14 +113,49 @@ def test_plans_as_plain_data() -> None:
 
 REFUSED = [
     ("{management: {id: x}}", "DocumentError", "switches/management/id", "switches/management/id: cannot change"),
-    ("{management: {class: x}}", "DocumentError", "switches/management/class", "switches/management/class: cannot change"),
-    ("{management: {persistent: false}}", "DocumentError", "switches/management/persistent", "switches/management/persistent: cannot change"),
-    ("{management: {flags: 1}}", "DocumentError", "switches/management/flags", "switches/management/flags: cannot change"),
-    ("{management: {version: dvs-60}}", "DocumentError", "switches/management/version", "switches/management/version: cannot be smaller than dvs-70"),
-    ("{management: {ports: {1: {external_id: x}}}}", "DocumentError", "switches/management/ports/1/external_id", "switches/management/ports/1/external_id: cannot change"),
+    (
+        "{management: {class: x}}",
+        "DocumentError",
+        "switches/management/class",
+        "switches/management/class: cannot change",
+    ),
+    (
+        "{management: {persistent: false}}",
+        "DocumentError",
+        "switches/management/persistent",
+        "switches/management/persistent: cannot change",
+    ),
+    (
+        "{management: {flags: 1}}",
+        "DocumentError",
+        "switches/management/flags",
+        "switches/management/flags: cannot change",
+    ),
+    (
+        "{management: {version: dvs-60}}",
+        "DocumentError",
+        "switches/management/version",
+        "switches/management/version: cannot be smaller than dvs-70",
+    ),
+    (
+        "{management: {ports: {1: {external_id: x}}}}",
+        "DocumentError",
+        "switches/management/ports/1/external_id",
+        "switches/management/ports/1/external_id: cannot change",
+    ),
     ("{management: null}", "Busy", "switches/management", "port '1' has the client 'kernel0'"),
-    ("{workload: {ports: {100: null}}}", "Busy", "switches/workload/ports/100", "port '100' has the client 'web0.eth0'"),
-    ("{workload: {ports: {exact: true, 101: {}, 102: {}, 103: {}}}}", "Busy", "switches/workload/ports/100", "port '100' has the client 'web0.eth0'"),
+    (
+        "{workload: {ports: {100: null}}}",
+        "Busy",
+        "switches/workload/ports/100",
+        "port '100' has the client 'web0.eth0'",
+    ),
+    (
+        "{workload: {ports: {exact: true, 101: {}, 102: {}, 103: {}}}}",
+        "Busy",
+        "switches/workload/ports/100",
+        "port '100' has the client 'web0.eth0'",
+    ),
     ("{exact: true, workload: {}}", "Busy", "switches/management", "port '1' has the client 'kernel0'"),
     (
         "{workload: {uplinks: [nic4]}, management: {uplinks: [nic0, nic4]}}",
@@ -126,7 +163,12 @@ REFUSED = [
         "switches/management/uplinks/1",
         "switches/management/uplinks/1: the uplink 'nic4' is listed on switch 'workload' too",
     ),
-    ("{workload: {uplinks: [a, b, a]}}", "DocumentError", "switches/workload/uplinks/2", "switches/workload/uplinks/2: the uplink 'a' stands twice"),
+    (
+        "{workload: {uplinks: [a, b, a]}}",
+        "DocumentError",
+        "switches/workload/uplinks/2",
+        "switches/workload/uplinks/2: the uplink 'a' stands twice",
+    ),
     (
         "{workload: {ports: {uplink-1: {}}}}",
         "DocumentError",
@@ -170,7 +212,9 @@ def test_what_somebody_names_does_not_go() -> None:
     assert caught.value.path == "switches/workload/ports/103/teaming_override"
     assert str(caught.value) == "switches/workload/ports/103/teaming_override names the uplink 'uplink-b'"
     # Mentioned, it is released first; a value that names what is still missing is written at its place.
-    plan = host.plan("format: 1\nswitches: {workload: {uplinks: [uplink-a, nic4], ports: {103: {teaming_override: nic4}}}}")
+    plan = host.plan(
+        "format: 1\nswitches: {workload: {uplinks: [uplink-a, nic4], ports: {103: {teaming_override: nic4}}}}"
+    )
     assert [(one.action, one.path.rpartition("/")[2]) for one in plan] == [
         ("clear", "teaming_override"),
         ("set", "uplinks"),
@@ -186,7 +230,8 @@ def test_what_somebody_names_does_not_go() -> None:
 
 def test_private_vlans_and_policies_that_go() -> None:
     lab(
-        "{uplinks: [a, b], private_vlans: [{primary: 5, secondary: 5, type: promisc}, {primary: 5, secondary: 6, type: isolated}],"
+        "{uplinks: [a, b], private_vlans: [{primary: 5, secondary: 5, type: promisc},"
+        " {primary: 5, secondary: 6, type: isolated}],"
         " teaming_policies: {gold: {active: [a]}}, ports: {p: {vlan: {id: 6, private: true}, teaming_policy: gold}}}"
     )
     host = Host()
@@ -196,7 +241,8 @@ def test_private_vlans_and_policies_that_go() -> None:
         host.plan("format: 1\nswitches: {lab: {teaming_policies: {gold: null}}}")
     with pytest.raises(vswitch.Busy, match="switches/lab/teaming_policies/gold names the uplink 'a'"):
         host.plan("format: 1\nswitches: {lab: {uplinks: [b]}}")
-    lab("{uplinks: [b], private_vlans: null, teaming_policies: {gold: {active: [b]}}, ports: {p: {vlan: 7, teaming_policy: gold}}}")
+    lab("{uplinks: [b], private_vlans: null, teaming_policies: {gold: {active: [b]}},"
+        " ports: {p: {vlan: 7, teaming_policy: gold}}}")
     lab("{teaming_policies: {exact: true}, ports: {p: {vlan: null, teaming_policy: null}}}")
     assert host.export(only=["lab"])["switches"]["lab"]["ports"] == {"p": {}}
 
@@ -205,9 +251,16 @@ def test_uplinks_change_hands() -> None:
     host = Host()
     # A swap: the first switch is first set without what it gives up.
     plan = host.plan("format: 1\nswitches: {workload: {uplinks: [nic0]}, management: {uplinks: [uplink-a]}}")
-    assert [one.path for one in plan] == ["switches/workload/uplinks", "switches/management/uplinks", "switches/workload/uplinks"]
+    assert [one.path for one in plan] == [
+        "switches/workload/uplinks",
+        "switches/management/uplinks",
+        "switches/workload/uplinks",
+    ]
     plan.apply()
-    assert list(host.switches["workload"].uplinks) == ["nic0"] and host.switches["workload"].uplinks["nic0"].nic is not None
+    assert (
+        list(host.switches["workload"].uplinks) == ["nic0"]
+        and host.switches["workload"].uplinks["nic0"].nic is not None
+    )
     # Given up before it is taken.
     plan = host.plan("format: 1\nswitches: {management: {uplinks: [nic0]}, workload: {uplinks: [nic4]}}")
     assert [one.path for one in plan] == ["switches/workload/uplinks", "switches/management/uplinks"]
@@ -217,7 +270,11 @@ def test_uplinks_change_hands() -> None:
         "VSDVS_AddSwitchUplinkPort",
     ]
     lab("{uplinks: [p, q, r]}")
-    for wanted, call in (("[p, r]", "VSDVS_RemoveSwitchUplinkPort"), ("[r, q, p]", "VSDVS_SetSwitchUplinkPorts"), ("[]", "VSDVS_ClearSwitchUplinkPorts")):
+    for wanted, call in (
+        ("[p, r]", "VSDVS_RemoveSwitchUplinkPort"),
+        ("[r, q, p]", "VSDVS_SetSwitchUplinkPorts"),
+        ("[]", "VSDVS_ClearSwitchUplinkPorts"),
+    ):
         document = f"format: 1\nswitches: {{lab: {{uplinks: {wanted}}}}}"
         assert host.plan(document)[0].calls[0][0] == call
         changed(document)
@@ -260,20 +317,23 @@ def test_defaults_count_as_equal_only_where_nothing_is_inherited() -> None:
         "private_vlans: []",
         "teaming: {}",
         "teaming: {active: [a, b]}",
-        "ports: {p: {vlan: 0, security: {}, blocked: false, teaming: {}, mac_learning: {}, mac_changes: true, filter: {}, resources: {}}}",
+        "ports: {p: {vlan: 0, security: {}, blocked: false, teaming: {}, mac_learning: {},"
+        " mac_changes: true, filter: {}, resources: {}}}",
     ):
         assert not host.plan(f"format: 1\nswitches: {{lab: {{{members}}}}}"), members
     # The host's settings are inherited, whatever they are.
-    assert [one.path for one in host.plan("format: 1\nswitches: {lab: {mac_learning: {}, static_mac_allow: true, learn_static: false}}")] == [
-        "switches/lab/mac_learning",
-        "switches/lab/static_mac_allow",
-        "switches/lab/learn_static",
-    ]
+    assert [
+        one.path
+        for one in host.plan(
+            "format: 1\nswitches: {lab: {mac_learning: {}, static_mac_allow: true, learn_static: false}}"
+        )
+    ] == ["switches/lab/mac_learning", "switches/lab/static_mac_allow", "switches/lab/learn_static"]
     # So is the switch's teaming by its ports, as soon as there is one, also by this plan.
     host.switches["lab"].teaming = vswitch.TeamingPolicy(("b",), ("a",))
-    assert [one.path for one in host.plan("format: 1\nswitches: {lab: {ports: {p: {teaming: {active: [b], standby: [a]}}}}}")] == [
-        "switches/lab/ports/p/teaming"
-    ]
+    assert [
+        one.path
+        for one in host.plan("format: 1\nswitches: {lab: {ports: {p: {teaming: {active: [b], standby: [a]}}}}}")
+    ] == ["switches/lab/ports/p/teaming"]
     assert not host.plan("format: 1\nswitches: {lab: {ports: {p: {teaming: null}}}}")
     wanted = "format: 1\nswitches: {lab: {%s ports: {p: {teaming: {}}}}}"
     assert [one.path for one in host.plan(wanted % "")] == ["switches/lab/ports/p/teaming"]
@@ -329,7 +389,8 @@ def test_volatile_values() -> None:
 
 def test_properties_keep_and_change_owners() -> None:
     host = Host()
-    lab("{properties: {a: {text: x, owner: me}}, host_properties: {h: {int: -2, size: 2}}, ports: {p: {properties: {b: {base64: 'AAE='}}}}}")
+    lab("{properties: {a: {text: x, owner: me}}, host_properties: {h: {int: -2, size: 2}},"
+        " ports: {p: {properties: {b: {base64: 'AAE='}}}}}")
     switch = host.switches["lab"]
     assert switch.properties.get("a", owner="me").data == b"x"
     assert switch.host_properties["h"].data == b"\xfe\xff"
@@ -364,14 +425,19 @@ def test_mirror_sessions_move_between_tables() -> None:
     host = Host()
     lab("{mirrors: {one: {destinations: ['port:p']}}, ports: {p: {mirrors: {two: {name: Two}}}}}")
     plan = host.plan(
-        "format: 1\nswitches: {lab: {mirrors: {one: null, two: {name: Two}}, ports: {p: {mirrors: {two: null, three: {}}}}}}"
+        "format: 1\nswitches: {lab: {mirrors: {one: null, two: {name: Two}},"
+        " ports: {p: {mirrors: {two: null, three: {}}}}}}"
     )
     assert [one.calls[0][0] for one in plan] == ["VSDVS_SetDVMirrorSessions", "VSDVS_SetDVMirrorSessions"] or plan
     assert lab("{mirrors: {one: {name: again}}}") == (
         'switches/lab/mirrors:\n  ~ one: {"destinations": ["port:p"]} -> {"name": "again"}\n'
     )
-    assert [name for name, _ in host.plan("format: 1\nswitches: {lab: {mirrors: {four: {}}}}")[0].calls] == ["VSDVS_AppendDVMirrorSessions"]
-    assert [name for name, _ in host.plan("format: 1\nswitches: {lab: {mirrors: {one: null}}}")[0].calls] == ["VSDVS_ClearDVMirrorSessions"]
+    assert [name for name, _ in host.plan("format: 1\nswitches: {lab: {mirrors: {four: {}}}}")[0].calls] == [
+        "VSDVS_AppendDVMirrorSessions"
+    ]
+    assert [name for name, _ in host.plan("format: 1\nswitches: {lab: {mirrors: {one: null}}}")[0].calls] == [
+        "VSDVS_ClearDVMirrorSessions"
+    ]
 
 
 def test_a_zombie_is_revived() -> None:
@@ -390,7 +456,10 @@ def test_connecting_and_disconnecting() -> None:
     host = Host()
     assert not host.switches["lab"].connected
     assert host.export(only=["lab"])["switches"]["lab"]["connected"] is False
-    assert lab("{connected: true, max_ports: 20}") == "switches/lab:\n  ~ connected: false -> true\n  ~ max_ports: 9 -> 20\n"
+    assert (
+        lab("{connected: true, max_ports: 20}")
+        == "switches/lab:\n  ~ connected: false -> true\n  ~ max_ports: 9 -> 20\n"
+    )
     lab("{connected: false}")
     changed("format: 1\nswitches: {lab: null}")
     assert "lab" not in host.switches
@@ -430,7 +499,8 @@ def test_an_export_is_the_same_where_images_cannot_be_read(monkeypatch: pytest.M
     from vswitch.desired import state
 
     host = Host()
-    lab("{mtu: 2000, uplinks: [a], properties: {k: v}, ports: {p: {vlan: 3, static_addresses: [{mac: 02:00:00:00:00:01}]}}}")
+    lab("{mtu: 2000, uplinks: [a], properties: {k: v},"
+        " ports: {p: {vlan: 3, static_addresses: [{mac: 02:00:00:00:00:01}]}}}")
     before = host.export()
     monkeypatch.setattr(state, "decoded", lambda image: None)
     after = host.export()

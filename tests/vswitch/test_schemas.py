@@ -103,7 +103,9 @@ def different(whole: Any, path: tuple[Any, ...]) -> Iterator[Any]:
     yield changed_at(whole, path, lambda place, name: place.__setitem__(name, other))
     if isinstance(found, dict) and not inputs(path):
         yield changed_at(whole, path, lambda place, name: place[name].update(more=1))
-    if path[-1] != "diff" and (isinstance(path[-1], str) or path[-1] in (0, 1) and len(path) > 2 and path[-3] in ("calls", "undo")):
+    if path[-1] != "diff" and (
+        isinstance(path[-1], str) or path[-1] in (0, 1) and len(path) > 2 and path[-3] in ("calls", "undo")
+    ):
         yield changed_at(whole, path, lambda place, name: place.pop(name))
 
 

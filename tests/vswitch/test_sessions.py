@@ -146,7 +146,8 @@ def test_every_verb_is_seen_on_a_terminal_in_a_pipe_and_in_json() -> None:
         "in a pipe": used([*(line for line in piped if "--json" not in line), *(one.strip() for one in manual)]),
         "in JSON": used(line for line in piped if "--json" in line),
     }
-    # One serves until it is interrupted (test_terminal.py), one needs frames through simulated hosts (test_rehearse.py).
+    # One serves until it is interrupted (test_terminal.py), one needs frames through simulated hosts
+    # (test_rehearse.py).
     for way, found in seen.items():
         assert set(verbs()) - found == {"exporter", "rehearse"}, way
 

@@ -157,9 +157,9 @@ def test_reading_a_value_imports_what_it_needs(
     environment: dict[str, str], path: str, others: Any
 ) -> None:  # noqa: F811
     found = imported_by(["get", path], environment)
-    part = """_arguments _calls _walk cli cli.output cli.running cli.value desired desired.names enums enums._member errors
-    handles handles.collection handles.host handles.setting handles.switch handles.switch_settings handles.switches
-    paths values values.codecs values.kinds"""
+    part = """_arguments _calls _walk cli cli.output cli.running cli.value desired desired.names enums enums._member
+    errors handles handles.collection handles.host handles.setting handles.switch handles.switch_settings
+    handles.switches paths values values.codecs values.kinds"""
     ours = {name.removeprefix("vswitch.") for name in found if name.startswith("vswitch.")}
     assert ours - set(part.split()) == others
     assert not found & {"click", "rich", "yaml", "cbor2", "json", "hashlib", "datetime"}

@@ -185,7 +185,8 @@ def test_texts_of_other_switches() -> None:
           lab:
             uplinks: [x]
             private_vlans: [{primary: 5, secondary: 5, type: promisc}, {primary: 5, secondary: 6, type: isolated}]
-            ports: {a: {vlan: {trunk: [1-3, 7]}}, b: {vlan: {trunk: []}}, c: {vlan: {id: 6, private: true}}, d: {vlan: 12}}
+            ports: {a: {vlan: {trunk: [1-3, 7]}}, b: {vlan: {trunk: []}},
+              c: {vlan: {id: 6, private: true}}, d: {vlan: 12}}
           empty: {connected: false}
         """
     ).apply()
@@ -206,7 +207,14 @@ def test_pictures() -> None:
     host = Host()
     topology = host.topology()
     kinds = [node.kind for node in topology.nodes]
-    assert {kind: kinds.count(kind) for kind in kinds} == {"switch": 2, "uplink": 3, "nic": 3, "port": 6, "client": 4, "lag": 1}
+    assert {kind: kinds.count(kind) for kind in kinds} == {
+        "switch": 2,
+        "uplink": 3,
+        "nic": 3,
+        "port": 6,
+        "client": 4,
+        "lag": 1,
+    }
     ids = {node.id for node in topology.nodes}
     assert len(ids) == len(topology.nodes)
     assert {edge.source for edge in topology.edges} | {edge.target for edge in topology.edges} <= ids
