@@ -108,7 +108,7 @@ STRANGE: list[Any] = [
 ]
 
 
-def changed(document: object) -> Iterator[object]:
+def changed(document: Any) -> Iterator[Any]:
     """The document with one member replaced, left out, added, or twice in its list."""
 
     def places(node: Any) -> Iterator[tuple[Any, Any]]:
@@ -498,7 +498,7 @@ def simulations() -> list[bytes]:
     documents = [
         (kind, endpoint, changed_one)
         for kind, endpoint, document in simulated_documents()
-        for changed_one in map(copy.deepcopy, changed([document]))
+        for changed_one in (copy.deepcopy(one) for one in changed([document]))
     ]
     cheap = b"".join(sent(endpoint, *some, compared=0) for endpoint, some in of_endpoints)
     settings = [
