@@ -51,6 +51,34 @@ class Events : public SimTest {
   }
 };
 
+// A partner that no longer aggregates takes its member down. What LACP makes due at its own time is of a lower kind
+// than what it then has to send itself.
+TEST_F(Events, K_2_N_1_announcements_that_lacp_makes_due_come_before_its_next_frame) {
+  host = open_host_at(nullptr, R"({"format": 1, "stopped_clock": 1000000,
+    "physical_nics": [{"name": "nic0", "mac": "02:00:00:00:00:01", "partner": {}},
+                      {"name": "nic1", "mac": "02:00:00:00:00:02", "partner": {}},
+                      {"name": "nic2", "mac": "02:00:00:00:00:03"}],
+    "switches": [{"alias": "sw", "switch_id": "id",
+      "uplinks": [{"name": "nic2"}, {"name": "nic0"}, {"name": "nic1"}],
+      "lags": [{"name": "lag", "mode": "active", "members": [{"uplink": "nic0"}, {"uplink": "nic1"}]}],
+      "ports": [{"dvport_id": "a", "client": {"name": "a", "type": "vnic", "mac": "02:00:00:00:01:0a"}}]}]})");
+  VSTeamPolicy policy{};
+  policy.loadBalance = TEAM_FRP_TYPE_FO_EXPLICIT;
+  policy.linkCriteria = TEAM_FRP_CRIT_LINK_STATE;
+  policy.flags = TEAM_FRP_FLAG_NOTIFY_SWITCH;
+  for (char const *const uplink : {"nic2", "nic0", "nic1"})
+    std::strcpy(policy.uplinkPortName[policy.numActive++], uplink);
+  ASSERT_OK(vssim_use(host.get()));
+  ASSERT_EQ(0, VSDVS_SetTeamingPolicy("sw", &policy));
+  ASSERT_OK(vssim_unuse(host.get()));
+  moved_on(host, 2500000);
+  vssim_endpoint const nic0 = nic(host, "nic0");
+  ASSERT_EQ(true, asked<vssim_endpoint>(vssim_lacp, host, nic0)["up"]);
+  ASSERT_OK(vssim_set_partner(host.get(), nic0, R"({"aggregatable": false})"));
+  EXPECT_EQ((Lines{"-1 made nic2 60", "-1 made nic0 124"}), moved_on(host, 0).lines());
+  EXPECT_EQ(false, asked<vssim_endpoint>(vssim_lacp, host, nic0)["up"]);
+}
+
 TEST_F(Events, K_2_by_time_then_switch_then_kind_then_port) {
   moved_on(host, 900000);
   ASSERT_OK(vssim_use(host.get()));
