@@ -490,6 +490,24 @@ def simulated_documents() -> list[tuple[int, int, object]]:
     ]
 
 
+def copied_to_addresses() -> Iterator[bytes]:
+    """What gives a switch a session that sends what its clients send to an address."""
+    for encapsulation in (m.DVMIRROR_ENCAP_GRE, m.DVMIRROR_ENCAP_ERSPAN2, m.DVMIRROR_ENCAP_ERSPAN3):
+        for is_v6 in (0, 1):
+            fields = mirror_model.Fields(
+                b"e",
+                type=m.VS_DVMIRROR_SESSIONTYPE_ERMIRROR_SRC,
+                wild_in=m.VS_DVMIRROR_WILDCARD_VMM,
+                gre_key=is_v6,
+                encapsulation=encapsulation,
+                destinations=1,
+            )
+            address = struct.pack("<IB3x16s", m.MIRROR_ENTTYPE_IP, is_v6, b"\xc6\x33\x64\x09" * 4)
+            session = mirror_model.Session(fields, [address.ljust(mirror_model.ENTITY_SIZE, b"\0")], [])
+            which = SETTINGS_OF_SWITCHES.index(m.VSPROP_SWITCH_UPLINK_MIRROR_SESSIONS)
+            yield bytes([11, 0, 0, which]) + sized(mirror_model.table_bytes(mirror_model.Table(4, [session])))
+
+
 def simulations() -> list[bytes]:
     of_endpoints = some_frames().items()
     frames = b"".join(sent(endpoint, frame) for endpoint, some in of_endpoints for frame in some)
@@ -510,6 +528,7 @@ def simulations() -> list[bytes]:
         if len(value) < 1000
     ]
     captures = bytes([8, 1, A_PORT, 3, 60, 8, 1, NIC, 2, 0])
+    to_neighbour = sent(A_PORT, ethernet("020000000102", CLIENT, "0800"))
     anew = [bytes([18, 2, 18, how]) for how in range(5)]
     return [
         *(start + everything for start in (FORKED, IN_A_FILE)),
@@ -519,6 +538,8 @@ def simulations() -> list[bytes]:
         *(FORKED + told(*one) + cheap + advanced(3000) + frames for one in simulated_documents()),
         *(FORKED + setting + cheap for setting in settings),
         FORKED + captures + everything,
+        *(FORKED + mirrored + advanced(3000) + cheap for mirrored in copied_to_addresses()),
+        FORKED + told(SET_CLIENT, A_PORT + 1, {"link": False}) + to_neighbour,
         *(COPIED + cheap + way + batches for way in anew),
         *(FORKED + random.Random(number).randbytes(400 + 40 * number) for number in range(16)),
     ]
