@@ -15,7 +15,7 @@ from vswitch.desired.journal import Journal, Record, now_text
 from vswitch.desired.look import Look
 from vswitch.desired.plan import Operation, Plan, place_of
 from vswitch.desired.undo import plain_error, took_effect, undisturbed, undo
-from vswitch.errors import ApplyError, Busy, Error, NotFound, NotSupported, NotVerified, PlanChanged, TimedOut
+from vswitch.errors import ApplyError, Busy, NotFound, NotSupported, NotVerified, PlanChanged, TimedOut
 
 Progress = Callable[[int, int, Operation], object]
 SHORTEST, LONGEST = 1, 86400  # seconds to confirm within

@@ -10,7 +10,7 @@ from vswitch.desired.names import joined
 from vswitch.desired.object_change import NOTHING, names, refuse_clients
 from vswitch.desired.order import Phase
 from vswitch.desired.plan import Operation, Plan
-from vswitch.desired.schema import Collection, Uplink
+from vswitch.desired.schema import Collection
 from vswitch.desired.settings import Call, Calls
 from vswitch.desired.state import SwitchState
 from vswitch.desired.switch_change import SwitchChange

@@ -9,7 +9,7 @@ from vswitch.desired import export, restore, settings, state
 from vswitch.desired.names import joined
 from vswitch.desired.order import Phase
 from vswitch.desired.schema import Collection, Uplink
-from vswitch.desired.settings import Call, Calls, Place, Setting
+from vswitch.desired.settings import Call, Place, Setting
 from vswitch.desired.state import Object, SwitchState
 from vswitch.desired.value_forms import AllUplinks, WrittenProperty
 from vswitch.enums import SwitchVersion

@@ -20,10 +20,9 @@ from vswitch.enums import (
 from vswitch.values import base
 from vswitch.values.codecs import CODECS, NUMBER, OPTIONAL_TEXTUAL
 from vswitch.values.mac import MacLearning, SwitchMacLearning
-from vswitch.values.mirror import MirrorSession
 from vswitch.values.properties import ResourcePool
 from vswitch.values.security import EthernetFilter, SecurityPolicy
-from vswitch.values.teaming import NamedTeaming, TeamingPolicy
+from vswitch.values.teaming import TeamingPolicy
 from vswitch.values.vlan import PrivateVlan, VlanPolicy
 
 # A call with its inputs by the interface's names, as plain data.

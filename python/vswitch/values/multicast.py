@@ -10,8 +10,6 @@ from vswitch.enums import SourceFilterMode
 from vswitch.values.base import (
     INT,
     IP,
-    MAC,
-    Kind,
     Value,
     ip_bytes,
     ip_of,
