@@ -118,7 +118,7 @@ std::vector<MacEntry> load_mac_table(Database &database, RowId vswitch, TableSid
   TableView view(database, vswitch);
   view.add(mac_rows(database, vswitch, side, view.oldest()));
   if (side == TableSide::ports) {
-    for (PortRow const &port : load_ports(database, vswitch))
+    for (PortRow const &port : load_ports_with_addresses(database, vswitch))
       view.add_client(port);
   }
   return std::move(view).entries();

@@ -90,6 +90,17 @@ std::vector<PortRow> load_ports(Database &database, RowId vswitch) {
   return ports;
 }
 
+std::vector<PortRow> load_ports_with_addresses(Database &database, RowId vswitch) {
+  std::vector<PortRow> ports;
+  Rows rows = database.rows("SELECT " PORT_COLUMNS " FROM port WHERE vswitch = ? AND client_mac IS NOT NULL"
+                            " UNION ALL SELECT " PORT_COLUMNS " FROM port"
+                            " WHERE vswitch = ? AND client_effective_mac IS NOT NULL AND client_mac IS NULL",
+                            vswitch, vswitch);
+  while (rows.next())
+    ports.push_back(read_port(rows));
+  return ports;
+}
+
 PortRow load_port(Database &database, RowId port) {
   Rows row = database.rows("SELECT " PORT_COLUMNS " FROM port WHERE id = ?", port);
   refuse_if(!row.next(), QEL_NOT_FOUND);

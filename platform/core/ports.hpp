@@ -81,6 +81,8 @@ struct PortRow {
 
 // In the order of their numbers, zombies included.
 HOST_API std::vector<PortRow> load_ports(Database &database, RowId vswitch);
+// Those whose clients have an address, in no order.
+std::vector<PortRow> load_ports_with_addresses(Database &database, RowId vswitch);
 // Refuses with QEL_NOT_FOUND.
 HOST_API PortRow load_port(Database &database, RowId port);
 
