@@ -3,7 +3,8 @@
     PYTHONPATH=build/python python3 bench/vswitch.py [--json FILE] [--quick]
 
 The simulated host stands in a state file in a folder of its own (`--folder`, on a disk). Each figure has its goal
-beside it, where there is one, and ratios are of two measurements of one run; what is measured is alone on its host; `missed` names the goals that are missed.
+beside it, where there is one, and ratios are of two measurements of one run; what is measured is alone on its host;
+`missed` names the goals that are missed.
 """
 
 from __future__ import annotations

@@ -92,8 +92,10 @@ std::vector<PortRow> load_ports(Database &database, RowId vswitch) {
 
 std::vector<PortRow> load_ports_with_addresses(Database &database, RowId vswitch) {
   std::vector<PortRow> ports;
-  Rows rows = database.rows("SELECT " PORT_COLUMNS " FROM port WHERE vswitch = ? AND client_mac IS NOT NULL"
-                            " UNION ALL SELECT " PORT_COLUMNS " FROM port"
+  Rows rows = database.rows("SELECT " PORT_COLUMNS
+                            " FROM port WHERE vswitch = ? AND client_mac IS NOT NULL"
+                            " UNION ALL SELECT " PORT_COLUMNS
+                            " FROM port"
                             " WHERE vswitch = ? AND client_effective_mac IS NOT NULL AND client_mac IS NULL",
                             vswitch, vswitch);
   while (rows.next())
