@@ -271,6 +271,14 @@ def test_no_fewer_values_than_are_thought_certain(text: str) -> None:
     assert document.least_values(text) <= len([event for event in events if type(event).__name__ in kinds])
 
 
+@pytest.mark.parametrize("mark", ["\n", "\r\n", "\u2028"])
+def test_too_many_lines_are_refused(mark: str) -> None:
+    with pytest.raises(vswitch.DocumentError) as caught:
+        document.read("a:" + mark * 4_000_001)
+    assert str(caught.value) == "more than 4,000,000 lines"
+    assert document.parse("a:" + "\n" * 1_500_000) == {"a": None}
+
+
 @pytest.mark.parametrize("text", ["{a: '" + "," * 2_000_000 + "'}", "a: |\n" + "  b: c\n" * 600_000], ids=range(2))
 def test_a_long_text_is_one_value(text: str) -> None:
     assert len(document.parse(text)["a"]) > 1_000_000

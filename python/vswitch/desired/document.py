@@ -17,6 +17,7 @@ from vswitch.errors import DocumentError
 
 MOST_BYTES = 64 << 20
 MOST_NODES = 1_000_000
+MOST_LINES = 4_000_000
 MOST_DEPTH = 32
 MOST_DIGITS = 40
 
@@ -247,6 +248,7 @@ def _yaml_reason(error: Any) -> str:
 _EVENTS_AROUND = 4  # the beginnings and ends of the text and of its document
 # What ends a value, and as what it counts at most: a value on each side, or a mapping or list around it as well.
 _ENDS = {"\n": 1, "\r": 1, "\x85": 1, "\u2028": 1, "\u2029": 1, ",": 2, ":": 3, "-": 2, "[": 2, "{": 2, "?": 3}
+_BREAKS = "\n\r\x85\u2028\u2029"
 _ASCII_ENDS = "".join(filter(str.isascii, _ENDS)).encode()
 
 
@@ -338,6 +340,9 @@ class _Yaml:
             return
         if least_values(self.text) > MOST_NODES:
             raise _too_many("")
+        # Empty lines are no values, and are read one by one all the same.
+        if sum(self.text.count(mark) for mark in _BREAKS) > MOST_LINES:
+            raise DocumentError("", f"more than {MOST_LINES:,} lines")
         parser = self.parser()
         if most <= 6 * MOST_NODES and hasattr(parser, "raw_parse"):
             # The library counts events faster than it gives them: one for a value, two for a list or a mapping.
