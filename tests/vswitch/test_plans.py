@@ -9,6 +9,7 @@ from workspace import SOURCE
 
 import vswitch
 from vswitch import Host
+from vswitch.desired.managed import afterwards, managed
 
 pytestmark = pytest.mark.pure_python
 
@@ -89,6 +90,16 @@ def test_the_diff_of_the_documentation() -> None:
     assert not host.plan(
         {"format": 1, "switches": {"old": None, "workload": {"ports": {"103": {"mac_learning": None}}}}}
     )
+
+
+def test_a_default_that_is_written_is_foreseen() -> None:
+    host = Host()
+    document = {"format": 1, "switches": {"lab": {"ports": {"a": {"mac_changes": True}}}}}
+    plan = host.plan(document)
+    foreseen = managed(document, afterwards(host.export(), plan))
+    plan.apply()
+    assert foreseen == managed(document, host.export())
+    assert foreseen["switches"]["lab"]["ports"]["a"] == {"mac_changes": True}
 
 
 def test_plans_as_plain_data() -> None:

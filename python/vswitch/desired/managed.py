@@ -93,14 +93,15 @@ def _change(found: dict[str, Any], names: tuple[str, ...], operation: Operation)
     if table is not found and not table:
         del found[names[0]]
     if names[0] in _ONE_PROPERTY:
-        _both_or_none(found)
+        _both_or_none(found, cleared=names[0] not in after)
 
 
-def _both_or_none(found: dict[str, Any]) -> None:
-    """Settings that share a property are written together, and cleared together where all have their defaults."""
+def _both_or_none(found: dict[str, Any], cleared: bool) -> None:
+    """Settings that share a property are written together, and cleared together where all have their defaults again;
+    who sets a default has it written."""
     values = {name: found.get(name, default) for name, default in _ONE_PROPERTY.items()}
     for name, value in values.items():
-        if values == _ONE_PROPERTY:
+        if cleared and values == _ONE_PROPERTY:
             found.pop(name, None)
         else:
             found[name] = value
