@@ -276,9 +276,9 @@ def native_import(name: str) -> Callable[[], object]:
         return functools.partial(_imp.create_dynamic, importlib.util.find_spec(name))
     # Completely: without memory it would leave names out, which the layer cannot do without.
     importlib.import_module("_libvswitch")
-    specification = importlib.util.find_spec(name)
-    assert specification
-    layer = importlib.util.module_from_spec(specification)
+    found = importlib.util.find_spec(name)
+    assert found
+    layer = importlib.util.module_from_spec(found)
     sys.modules[name] = layer
     records = importlib.import_module("libvswitch._records")
     return functools.partial(records.install, layer)
