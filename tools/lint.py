@@ -52,8 +52,10 @@ class Lint:
         self.version = output(["clang-tidy", "--version"], root)
 
     def arguments(self, source: str) -> list[str]:
-        entry = self.commands[source]
-        return shlex.split(entry["command"])
+        """How a source is compiled, but without what its target has precompiled, which is for one compiler only."""
+        words = shlex.split(self.commands[source]["command"])
+        return [word for before, word in zip(["", *words], words)
+                if word not in ("-include", "-Winvalid-pch") and before != "-include"]
 
     def checks(self, source: str) -> list[str]:
         """The .clang-tidy files that hold for a source."""

@@ -50,7 +50,15 @@ std::string frozen_uri(std::string_view path) {
   return uri + "?immutable=1";
 }
 
+// SQLite's own count of the memory that it uses takes a mutex at each allocation, and nobody asks for it. It can be
+// turned off until somebody in the process has used SQLite; after that it stays on, and costs what it does.
+void count_no_memory() {
+  static int const code = sqlite3_config(SQLITE_CONFIG_MEMSTATUS, 0);
+  static_cast<void>(code);
+}
+
 int open_sqlite(std::string const &name, Database::Mode mode, sqlite3 **connection) {
+  count_no_memory();
   // NOMUTEX: calls into the host are serialised already.
   constexpr int flags = SQLITE_OPEN_NOMUTEX | SQLITE_OPEN_EXRESCODE;
   constexpr int writing = flags | SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE;

@@ -3,6 +3,13 @@
 
 namespace host {
 
+namespace {
+
+// SQLite prepares for the failure of a change of several rows, which costs more than to find the only one first.
+#define ONLY_ROW " WHERE rowid = (SELECT rowid FROM host)"
+
+}  // namespace
+
 std::int64_t boot_count(Database &database) {
   Rows row = database.rows("SELECT boot_count FROM host");
   return row.next() ? row.integer(0) : 0;
@@ -65,11 +72,12 @@ StateMark state_mark(Database &database) {
 }
 
 void note_new_traffic(Database &database, std::int64_t sequence, std::int64_t events_until) {
-  database.execute("UPDATE host SET traffic_sequence = ?, events_until = ?", sequence, events_until);
+  database.execute("UPDATE host SET traffic_sequence = ?, events_until = ?" ONLY_ROW, sequence, events_until);
 }
 
 void note_taken_up(Database &database, std::int64_t sequence, std::int64_t events_until) {
-  database.execute("UPDATE host SET traffic_sequence = ?, events_until = ?, dirty = 0", sequence, events_until);
+  database.execute("UPDATE host SET traffic_sequence = ?, events_until = ?, dirty = 0" ONLY_ROW, sequence,
+                   events_until);
 }
 
 void set_events_until(Database &database, std::int64_t time) {

@@ -100,7 +100,10 @@ Json argument_value(NotedArgument const &argument) {
     return address_text(argument.address);
   auto const *text = static_cast<char const *>(argument.address);
   std::size_t const length = strnlen(text, longest_text + 1);
-  return length > longest_text ? std::string(text, longest_text) + "..." : std::string(text, length);
+  std::string shown(text, std::min(length, longest_text));
+  if (length > longest_text)
+    shown += "...";
+  return shown;
 }
 
 // The next of the names in "alias, mtu".

@@ -253,6 +253,14 @@ void store_port_counters(Database &database, RowId vswitch, RowId port, PortCoun
                    port, vswitch HOST_PORT_COUNTERS(VALUE));
 }
 
+bool store_unicast_counters(Database &database, RowId port, PortCounters const &counters) {
+  return database.execute(
+             "UPDATE port_counter SET packets_in_unicast = ?, bytes_in_unicast = ?, packets_out_unicast = ?,"
+             " bytes_out_unicast = ? WHERE port = ?" VALUE(packets_in_unicast) VALUE(bytes_in_unicast)
+                 VALUE(packets_out_unicast) VALUE(bytes_out_unicast),
+             port) != 0;
+}
+
 void count_at_port(Database &database, RowId vswitch, RowId port, std::uint64_t PortCounters::*counter) {
   PortCounters counters = load_port_counters(database, port);
   ++(counters.*counter);

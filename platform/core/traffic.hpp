@@ -106,6 +106,8 @@ inline constexpr auto switch_counters = [] {
 // They wrap at 64 bits.
 HOST_API PortCounters load_port_counters(Database &database, RowId port);
 HOST_API void store_port_counters(Database &database, RowId vswitch, RowId port, PortCounters const &counters);
+// Those of unicast frames alone, and only of a port that has counters already: whether it has.
+HOST_API bool store_unicast_counters(Database &database, RowId port, PortCounters const &counters);
 void count_at_port(Database &database, RowId vswitch, RowId port, std::uint64_t PortCounters::*counter);
 
 // Of all ports of the host that have any.

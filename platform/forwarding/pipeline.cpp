@@ -56,7 +56,34 @@ class Forwarding {
     char const *name;
     Verdict (Forwarding::*run)();
   };
-  static Step const steps[];
+  // 12 is `out`.
+  static constexpr auto steps = std::to_array<Step>({
+      {"1 gate", &Forwarding::gate},
+      {"2 frame", &Forwarding::frame},
+      {"3 sender", &Forwarding::sender},
+      {"4 VLAN", &Forwarding::vlan},
+      {"5 mirror", &Forwarding::mirror},
+      {"6 control", &Forwarding::control},
+      {"7 reverse path", &Forwarding::reverse_path},
+      {"8 learn", &Forwarding::learn},
+      {"9 look up", &Forwarding::look_up_destination},
+      {"10 receivers", &Forwarding::receivers},
+      {"11 team", &Forwarding::team},
+  });
+
+  // The verdict of the last that is taken. The compiler knows which functions they are.
+  template <std::size_t... Number>
+  Verdict take_steps(std::index_sequence<Number...>) {
+    Verdict verdict{};
+    static_cast<void>((goes_on(steps[Number], verdict = (this->*steps[Number].run)()) && ...));
+    return verdict;
+  }
+  bool goes_on(Step const &step, Verdict const &verdict) {
+    // Where there is no session, nothing was asked.
+    if (explains_ && verdict.passes() && (step.run != &Forwarding::mirror || passage_.vswitch->has_mirrors()))
+      explain_step(step, verdict.rule);
+    return verdict.passes();
+  }
 
   void age_multicast();
   bool look_at_message();
@@ -108,45 +135,22 @@ class Forwarding {
   std::array<Bytes, forms> formed_{};
 };
 
-// 12 is `out`.
-Forwarding::Step const Forwarding::steps[] = {
-    {"1 gate", &Forwarding::gate},
-    {"2 frame", &Forwarding::frame},
-    {"3 sender", &Forwarding::sender},
-    {"4 VLAN", &Forwarding::vlan},
-    {"5 mirror", &Forwarding::mirror},
-    {"6 control", &Forwarding::control},
-    {"7 reverse path", &Forwarding::reverse_path},
-    {"8 learn", &Forwarding::learn},
-    {"9 look up", &Forwarding::look_up_destination},
-    {"10 receivers", &Forwarding::receivers},
-    {"11 team", &Forwarding::team},
-};
-
 void Forwarding::run() {
   traffic_.receivers.clear();
   traffic_.selections.clear();
   traffic_.refresh_team(tables_, now_);
-  for (Step const &step : steps) {
-    Verdict const verdict = (this->*step.run)();
-    if (verdict.passes()) {
-      // Where there is no session, nothing was asked.
-      if (explains_ && (step.run != &Forwarding::mirror || passage_.vswitch->has_mirrors()))
-        explain_step(step, verdict.rule);
-      continue;
-    }
-    if (verdict.is_consumed) {
-      if (tables_.options.fast_path)
-        ++traffic_.count(passage_.from).in.exceptions;
-      if (explains_)
-        explain(verdict.rule, frame_.from, std::string("consumed: ") + rule_text(verdict.rule), Outcome::consume);
-      sink_.consume();
-      consumed(verdict.rule);
-      return;
-    }
-    drop_in(verdict);
-    break;
+  Verdict const last = take_steps(std::make_index_sequence<steps.size()>());
+  if (last.is_consumed) {
+    if (tables_.options.fast_path)
+      ++traffic_.count(passage_.from).in.exceptions;
+    if (explains_)
+      explain(last.rule, frame_.from, std::string("consumed: ") + rule_text(last.rule), Outcome::consume);
+    sink_.consume();
+    consumed(last.rule);
+    return;
   }
+  if (!last.passes())
+    drop_in(last);
   if (has_learned_)
     out();
   if (!traffic_.selections.empty())

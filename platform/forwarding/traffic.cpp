@@ -61,7 +61,7 @@ Traffic::Traffic(Tables const &tables)
 PortCounters &Traffic::count(PortIndex port) {
   if (!is_port_changed_[port]) {
     is_port_changed_[port] = true;
-    changed_ports_.push_back(port);
+    changed_ports_.push_back({port, ports_[port]});
   }
   return ports_[port];
 }
@@ -82,9 +82,9 @@ MirrorTraffic &Traffic::count_mirror(MirrorIndex mirror) {
   return mirrors_[mirror];
 }
 
-std::vector<PortIndex> Traffic::take_changed_ports() {
-  for (PortIndex port : changed_ports_)
-    is_port_changed_[port] = false;
+std::vector<ChangedPort> Traffic::take_changed_ports() {
+  for (ChangedPort const &changed : changed_ports_)
+    is_port_changed_[changed.port] = false;
   return std::exchange(changed_ports_, {});
 }
 

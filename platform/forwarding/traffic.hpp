@@ -28,6 +28,7 @@ struct DirectionCounters {
   std::uint64_t exceptions = 0;
 
   void count(Header const &header, std::size_t length);
+  bool operator==(DirectionCounters const &) const = default;
 };
 
 struct PortCounters {
@@ -36,6 +37,13 @@ struct PortCounters {
   std::uint64_t not_learned_allowed = 0;
   std::uint64_t not_learned_dropped = 0;
   std::uint64_t addresses_moved = 0;
+  bool operator==(PortCounters const &) const = default;
+};
+
+// A port that was counted in, and what stood there.
+struct ChangedPort {
+  PortIndex port;
+  PortCounters before;
 };
 
 struct SwitchCounters {
@@ -111,7 +119,7 @@ class Traffic {
 
   // Which ports, switches and mirror sessions were counted in since this was asked last, in the order in which it
   // happened first.
-  std::vector<PortIndex> take_changed_ports();
+  std::vector<ChangedPort> take_changed_ports();
   std::vector<std::uint32_t> take_changed_switches();
   std::vector<MirrorIndex> take_changed_mirrors();
 
@@ -180,7 +188,7 @@ class Traffic {
   std::vector<bool> is_port_changed_;
   std::vector<bool> is_switch_changed_;
   std::vector<bool> is_mirror_changed_;
-  std::vector<PortIndex> changed_ports_;
+  std::vector<ChangedPort> changed_ports_;
   std::vector<std::uint32_t> changed_switches_;
   std::vector<MirrorIndex> changed_mirrors_;
   std::vector<TeamFit> fits_;

@@ -249,6 +249,25 @@ void store_mirrors(host::Database &database, Compiled const &compiled, forwardin
   }
 }
 
+// ---- counters of ports ----------------------------------------------------------------------------------------------
+
+// Nearly all frames are unicast, and few columns cost less than all.
+bool is_unicast_alone(forwarding::PortCounters before, forwarding::PortCounters const &now) {
+  before.in.unicast = now.in.unicast;
+  before.in.unicast_bytes = now.in.unicast_bytes;
+  before.out.unicast = now.out.unicast;
+  before.out.unicast_bytes = now.out.unicast_bytes;
+  return before == now;
+}
+
+void store_counters(host::Database &database, host::RowId vswitch, host::RowId port,
+                    forwarding::PortCounters const &before, forwarding::PortCounters counters) {
+  host::PortCounters row;
+  visit_counters(counters, row, put_down);
+  if (!is_unicast_alone(before, counters) || !store_unicast_counters(database, port, row))
+    store_port_counters(database, vswitch, port, row);
+}
+
 }  // namespace
 
 forwarding::Traffic load_traffic(host::Database &database, Compiled const &compiled) {
@@ -275,12 +294,9 @@ forwarding::Traffic load_traffic(host::Database &database, Compiled const &compi
 }
 
 void store_traffic(host::Database &database, Compiled const &compiled, forwarding::Traffic &traffic) {
-  for (forwarding::PortIndex const index : traffic.take_changed_ports()) {
+  for (auto const &[index, before] : traffic.take_changed_ports()) {
     forwarding::Port const &port = compiled.tables.ports[index];
-    forwarding::PortCounters counters = traffic.counters(index);
-    host::PortCounters row;
-    visit_counters(counters, row, put_down);
-    store_port_counters(database, compiled.switches[port.vswitch].row, port.number, row);
+    store_counters(database, compiled.switches[port.vswitch].row, port.number, before, traffic.counters(index));
     if (port.is_uplink() && compiled.tables.switches[port.vswitch].balances_load)
       traffic.change_load(index);
   }
