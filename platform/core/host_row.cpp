@@ -3,12 +3,8 @@
 
 namespace host {
 
-namespace {
-
 // SQLite prepares for the failure of a change of several rows, which costs more than to find the only one first.
 #define ONLY_ROW " WHERE rowid = (SELECT rowid FROM host)"
-
-}  // namespace
 
 std::int64_t boot_count(Database &database) {
   Rows row = database.rows("SELECT boot_count FROM host");
@@ -53,7 +49,7 @@ void set_stopped_at(Database &database, std::optional<std::int64_t> time) {
 
 void note_new_configuration(Database &database) {
   if (database.version_known_dirty != database.data_version())
-    database.execute("UPDATE host SET dirty = 1, generation = generation + 1 WHERE dirty = 0");
+    database.execute("UPDATE host SET dirty = 1, generation = generation + 1" ONLY_ROW " AND dirty = 0");
 }
 
 void keep_knowing_configuration(Database &database) {

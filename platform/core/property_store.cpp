@@ -77,8 +77,13 @@ void store_owner(Database &database, PropertyPlace const &place, std::string_vie
 }
 
 bool remove_value(Database &database, PropertyPlace const &place, std::string_view name, Lifetime lifetime) {
-  return database.execute("DELETE FROM property WHERE " AT_PLACE " AND name = ? AND lifetime >= ?", place.vswitch,
-                          number(place.scope), place.port, name, number(lifetime)) != 0;
+  // One by one: SQLite would note the rows of a range before it deletes them, in a table that it makes each time.
+  auto const remove = [&](Lifetime one) {
+    return database.execute("DELETE FROM property WHERE " AT_PLACE " AND name = ? AND lifetime = ?", place.vswitch,
+                            number(place.scope), place.port, name, number(one)) != 0;
+  };
+  bool const was_volatile = remove(Lifetime::until_boot);
+  return (lifetime == Lifetime::persistent && remove(Lifetime::persistent)) || was_volatile;
 }
 
 std::vector<StoredProperty> stored_properties(Database &database, PropertyPlace const &place, Values values) {

@@ -351,10 +351,17 @@ void remove_mac_row(Database &database, RowId vswitch, MacKey const &key, std::i
 
 bool remove_mac_row_at(Database &database, RowId vswitch, RowId port, MacKey const &key, std::int64_t type,
                        std::int64_t oldest) {
-  return database.execute(
-             "DELETE FROM mac_entry WHERE vswitch = ? AND mac = ? AND vid = ? AND vni = ? AND port = ?"
-             " AND ? IN (type, ?) AND (NOT aging OR seen > ?)",
-             vswitch, Blob{mac_bytes(key.mac)}, key.vid, key.vni, port, type, VS_MAC_ADDR_TYPE_ALL, oldest) != 0;
+  // By the whole key: SQLite would note other rows before it deletes them, in a table that it makes each time.
+  auto const remove = [&](std::int64_t one) {
+    return database.execute(
+               "DELETE FROM mac_entry WHERE vswitch = ? AND mac = ? AND vid = ? AND vni = ? AND type = ?"
+               " AND port = ? AND (NOT aging OR seen > ?)",
+               vswitch, Blob{mac_bytes(key.mac)}, key.vid, key.vni, one, port, oldest) != 0;
+  };
+  if (type != VS_MAC_ADDR_TYPE_ALL)
+    return remove(type);
+  bool const was_set = remove(VS_MAC_ADDR_TYPE_USER);
+  return remove(VS_MAC_ADDR_TYPE_LEARNED) || was_set;
 }
 
 bool port_has_mac_rows(Database &database, RowId port, std::int64_t count, std::int64_t oldest) {

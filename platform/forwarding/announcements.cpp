@@ -16,7 +16,6 @@ using namespace constant;
 constexpr std::uint64_t interval = 100;  // milliseconds
 constexpr std::uint64_t milliseconds_per_second = 1000;
 constexpr std::int64_t microseconds_per_millisecond = 1000;
-constexpr std::int64_t microseconds_per_second = 1000000;
 
 constexpr std::size_t time_size = 8;
 constexpr std::size_t number_size = 4;

@@ -62,7 +62,7 @@ void Memberships::find_reporters(MacAddress group, std::vector<PortIndex> &ports
   std::sort(ports.begin(), ports.end());
 }
 
-void Memberships::expire(std::int64_t now) {
+void Memberships::remove_expired(std::int64_t now) {
   for (MembershipKey const &key : expiries_.take_until(now)) {
     all_.erase(key);
     changes_.push_back(key);
@@ -83,7 +83,7 @@ void RouterPorts::set(RouterPort const &port, std::int64_t expiry) {
   changes_.push_back(port);
 }
 
-void RouterPorts::expire(std::int64_t now) {
+void RouterPorts::remove_expired(std::int64_t now) {
   std::vector<RouterPort> const expired = expiries_.take_until(now);
   changes_.insert(changes_.end(), expired.begin(), expired.end());
 }

@@ -53,12 +53,18 @@ class Memberships {
   void find_reporters(MacAddress group, std::vector<PortIndex> &ports) const;
 
   std::int64_t next_expiry() const { return expiries_.next(); }
-  void expire(std::int64_t now);
+  // Asked for each frame, and seldom with anything to do.
+  void expire(std::int64_t now) {
+    if (expiries_.next() <= now)
+      remove_expired(now);
+  }
 
   // What was set or removed since this was asked last, each once.
   std::vector<MembershipKey> take_changes();
 
  private:
+  void remove_expired(std::int64_t now);
+
   Map all_;
   ExpiryQueue<MembershipKey> expiries_;
   std::vector<MembershipKey> changes_;
@@ -78,12 +84,18 @@ class RouterPorts {
   std::map<RouterPort, std::int64_t> const &all() const { return expiries_.all(); }
   void set(RouterPort const &port, std::int64_t expiry);
   std::int64_t next_expiry() const { return expiries_.next(); }
-  void expire(std::int64_t now);
+  // Asked for each frame, and seldom with anything to do.
+  void expire(std::int64_t now) {
+    if (expiries_.next() <= now)
+      remove_expired(now);
+  }
 
   // What was set or has expired since this was asked last, each once.
   std::vector<RouterPort> take_changes();
 
  private:
+  void remove_expired(std::int64_t now);
+
   ExpiryQueue<RouterPort> expiries_;
   std::vector<RouterPort> changes_;
 };

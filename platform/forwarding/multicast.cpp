@@ -24,7 +24,6 @@ constexpr std::uint8_t mld_report = 131;
 constexpr std::uint8_t mld_done = 132;
 constexpr std::uint8_t mld_v2_report = 143;
 
-constexpr std::int64_t microseconds_per_second = 1000000;
 constexpr std::int64_t router_lifetime = 255 * microseconds_per_second;
 constexpr std::int64_t slack = 10;  // seconds that a membership outlives the last query
 constexpr std::size_t most_memberships = 16384;

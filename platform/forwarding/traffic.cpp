@@ -11,27 +11,9 @@ namespace forwarding {
 
 namespace {
 
-constexpr std::int64_t microseconds_per_second = 1000000;
 constexpr std::int64_t microseconds_per_millisecond = 1000;
 
 }  // namespace
-
-std::int64_t whole_seconds(std::int64_t microseconds) {
-  return microseconds / microseconds_per_second - (microseconds % microseconds_per_second < 0);
-}
-
-void DirectionCounters::count(Header const &header, std::size_t length) {
-  if (!is_group(header.destination)) {
-    ++unicast;
-    unicast_bytes += length;
-  } else if (header.is_multicast()) {
-    ++multicast;
-    multicast_bytes += length;
-  } else {
-    ++broadcast;
-    broadcast_bytes += length;
-  }
-}
 
 Traffic::Traffic(Tables const &tables)
     : memberships_(tables.switches.size()),
@@ -58,12 +40,9 @@ Traffic::Traffic(Tables const &tables)
     mirrors_[mirror].sent.resize(tables.mirrors[mirror].addresses.size());
 }
 
-PortCounters &Traffic::count(PortIndex port) {
-  if (!is_port_changed_[port]) {
-    is_port_changed_[port] = true;
-    changed_ports_.push_back({port, ports_[port]});
-  }
-  return ports_[port];
+void Traffic::note_change(PortIndex port) {
+  is_port_changed_[port] = true;
+  changed_ports_.push_back({port, ports_[port]});
 }
 
 SwitchCounters &Traffic::count_switch(std::uint32_t vswitch) {

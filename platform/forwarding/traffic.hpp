@@ -14,7 +14,10 @@
 namespace forwarding {
 
 // The host's time in seconds as learned addresses have it: rounded down, before the epoch too.
-std::int64_t whole_seconds(std::int64_t microseconds);
+inline constexpr std::int64_t microseconds_per_second = 1000000;
+inline std::int64_t whole_seconds(std::int64_t microseconds) {
+  return microseconds / microseconds_per_second - (microseconds % microseconds_per_second < 0);
+}
 
 // Packets and bytes in one direction of a port.
 struct DirectionCounters {
@@ -27,7 +30,18 @@ struct DirectionCounters {
   std::uint64_t dropped = 0;
   std::uint64_t exceptions = 0;
 
-  void count(Header const &header, std::size_t length);
+  void count(Header const &header, std::size_t length) {
+    if (!is_group(header.destination)) {
+      ++unicast;
+      unicast_bytes += length;
+    } else if (header.is_multicast()) {
+      ++multicast;
+      multicast_bytes += length;
+    } else {
+      ++broadcast;
+      broadcast_bytes += length;
+    }
+  }
   bool operator==(DirectionCounters const &) const = default;
 };
 
@@ -112,7 +126,11 @@ class Traffic {
   PortCounters const &counters(PortIndex port) const { return ports_[port]; }
   SwitchCounters const &switch_counters(std::uint32_t vswitch) const { return switches_[vswitch]; }
   // To be counted in: they stand in the changes then.
-  PortCounters &count(PortIndex port);
+  PortCounters &count(PortIndex port) {
+    if (!is_port_changed_[port])
+      note_change(port);
+    return ports_[port];
+  }
   SwitchCounters &count_switch(std::uint32_t vswitch);
   MirrorTraffic const &mirror(MirrorIndex mirror) const { return mirrors_[mirror]; }
   MirrorTraffic &count_mirror(MirrorIndex mirror);
@@ -171,6 +189,7 @@ class Traffic {
   std::vector<std::uint8_t> outer_room;
 
  private:
+  void note_change(PortIndex port);
   void compute_fit(Tables const &tables, std::int64_t now);
   Member member_now(Tables const &tables, std::uint32_t vswitch, UplinkPosition uplink, std::int64_t now);
   void forget_moves(Tables const &tables, std::uint32_t team, std::vector<Member> const &members);

@@ -266,7 +266,9 @@ vssim_host::Time Simulation::time() {
   return time;
 }
 
-void Simulation::stop_clock(std::optional<std::int64_t> at) {
+// What is due by the clock that there was happens before another is set.
+template <typename Body>
+void Simulation::set_clock(Body &&body) {
   Lock const lock(*this);
   host::Transaction transaction(lock.database, true);
   take_up(lock.database);
@@ -274,26 +276,24 @@ void Simulation::stop_clock(std::optional<std::int64_t> at) {
   std::int64_t const time = now();
   attempt.run_due(time);
   store(lock.database, time, Stale::no);
-  mark_.stopped_at = at.value_or(time);
-  host::stop_clock(lock.database, *mark_.stopped_at);
+  body(lock.database, time);
   transaction.commit();
   attempt.succeed();
   lock.database.version_in_memory = lock.database.data_version();
 }
 
+void Simulation::stop_clock(std::optional<std::int64_t> at) {
+  set_clock([&](host::Database &database, std::int64_t time) {
+    mark_.stopped_at = at.value_or(time);
+    host::stop_clock(database, *mark_.stopped_at);
+  });
+}
+
 void Simulation::run_clock() {
-  Lock const lock(*this);
-  host::Transaction transaction(lock.database, true);
-  take_up(lock.database);
-  Attempt attempt(*this);
-  std::int64_t const time = now();
-  attempt.run_due(time);
-  store(lock.database, time, Stale::no);
-  host::run_clock(lock.database);
-  mark_.stopped_at.reset();
-  transaction.commit();
-  attempt.succeed();
-  lock.database.version_in_memory = lock.database.data_version();
+  set_clock([&](host::Database &database, std::int64_t) {
+    host::run_clock(database);
+    mark_.stopped_at.reset();
+  });
 }
 
 // ---- endpoints and taps -------------------------------------------------------------------------------------------

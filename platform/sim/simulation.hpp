@@ -128,6 +128,8 @@ class Simulation final : public vssim_host {
   void start_teams();
   void know_endpoints(host::Database &database);
   void find_places(std::span<vssim_frame const> frames);
+  template <typename Body>
+  void set_clock(Body &&body);
   void store(host::Database &database, std::int64_t now, Stale stale);
   std::int64_t now() const;
   Due due(std::int64_t time) const { return {mark_.events_until, time, !mark_.stopped_at}; }

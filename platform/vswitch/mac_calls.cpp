@@ -65,21 +65,30 @@ void add_up(VSPMACLearningStats &sum, VSPMACLearningStats const &stats) {
   sum.numMACsMoved += stats.numMACsMoved;
 }
 
-// A list with one entry for each port of the switch that is no uplink, in the order of their numbers.
-template <typename List, typename Entry, typename Fill>
-List *port_list(Database &database, RowId vswitch, Fill &&fill) {
-  std::vector<PortRow> const ports = load_ports(database, vswitch);
-  auto list = allocate_record<List>(ports.size() * sizeof(Entry));
-  for (PortRow const &port : ports) {
-    if (port.client.is_uplink())
-      continue;
-    Entry entry{};
-    entry.portID = static_cast<qel_SwitchPortID>(port.row);
-    fill(entry, port.row);
-    std::memcpy(elements_behind<unsigned char>(list.get()) + list->numEntries++ * sizeof entry, &entry, sizeof entry);
-  }
-  list->totalEntries = list->numEntries;
-  return list.release();
+// A list with one entry for each port of the switch that is no uplink, in the order of their numbers. The call's name
+// is that of the function that this is called from.
+template <typename Entry, typename List, typename Fill>
+int list_ports(char const *switch_name, List **all, Fill &&fill, char const *function = __builtin_FUNCTION()) {
+  preset(all);
+  return query(
+      [&](Database &database) {
+        refuse_if(!all, QEL_BAD_PARAM);
+        RowId const vswitch = switch_argument(database, switch_name);
+        std::vector<PortRow> const ports = load_ports(database, vswitch);
+        auto list = allocate_record<List>(ports.size() * sizeof(Entry));
+        for (PortRow const &port : ports) {
+          if (port.client.is_uplink())
+            continue;
+          Entry entry{};
+          entry.portID = static_cast<qel_SwitchPortID>(port.row);
+          fill(entry, database, vswitch, port.row);
+          std::memcpy(elements_behind<unsigned char>(list.get()) + list->numEntries++ * sizeof entry, &entry,
+                      sizeof entry);
+        }
+        list->totalEntries = list->numEntries;
+        *all = list.release();
+      },
+      function);
 }
 
 VSStaticLeCtxEntries *static_entries_record(std::vector<StaticEntry> const &entries) {
@@ -150,28 +159,18 @@ int VSQEL_GetSwitchMACLearningInfo(char const *switch_name, VSMACLearningSwitchI
 
 int VSQEL_GetMACLearningAllPorts(char const *switch_name, VSMACLearningEntries **entries) {
   NOTE_ARGUMENTS(switch_name, entries);
-  preset(entries);
-  return query([&](Database &database) {
-    refuse_if(!entries, QEL_BAD_PARAM);
-    RowId const vswitch = switch_argument(database, switch_name);
-    *entries = port_list<VSMACLearningEntries, VSPMACLearningInfo>(
-        database, vswitch, [&](VSPMACLearningInfo &entry, RowId port) {
-          entry.portMACLearning = port_learning_policy(database, vswitch, port);
-        });
-  });
+  return list_ports<VSPMACLearningInfo>(switch_name, entries,
+                                        [](VSPMACLearningInfo &entry, Database &database, RowId vswitch, RowId port) {
+                                          entry.portMACLearning = port_learning_policy(database, vswitch, port);
+                                        });
 }
 
 int VSQEL_GetSwitchMACLearningStats(char const *switch_name, VSMACLearningStats **stats) {
   NOTE_ARGUMENTS(switch_name, stats);
-  preset(stats);
-  return query([&](Database &database) {
-    refuse_if(!stats, QEL_BAD_PARAM);
-    RowId const vswitch = switch_argument(database, switch_name);
-    *stats = port_list<VSMACLearningStats, VSPMACLearningStatsPortInfo>(
-        database, vswitch, [&](VSPMACLearningStatsPortInfo &entry, RowId port) {
-          entry.portStats = port_learning_stats(database, vswitch, port);
-        });
-  });
+  return list_ports<VSPMACLearningStatsPortInfo>(
+      switch_name, stats, [](VSPMACLearningStatsPortInfo &entry, Database &database, RowId vswitch, RowId port) {
+        entry.portStats = port_learning_stats(database, vswitch, port);
+      });
 }
 
 int VSQEL_GetPortMACLearningStats(char const *switch_name, char const *dvport_id, VSPMACLearningStats *stats) {

@@ -53,7 +53,7 @@ int VSDVS_GetMcastUserLegacyEntries(char const *alias, VSUserMcastLegacyKeys **k
 
 int VSDVS_ClearMcastUserLegacyEntries(char const *alias) {
   NOTE_ARGUMENTS(alias);
-  return clear_switch_value(alias, VSPROP_USER_MCAST_ADDRESSES);
+  return clear_value(OfSwitch{alias}, VSPROP_USER_MCAST_ADDRESSES);
 }
 
 int VSDVS_SetPortMcastUserLegacyEntries(char const *alias, char const *dvport_id, int count, VSMACEntries *entries) {
@@ -76,7 +76,7 @@ int VSDVS_GetPortMcastUserLegacyEntries(char const *alias, char const *dvport_id
 
 int VSDVS_ClearPortMcastUserLegacyEntries(char const *alias, char const *dvport_id) {
   NOTE_ARGUMENTS(alias, dvport_id);
-  return clear_port_value(alias, dvport_id, VSPROP_PORT_USER_MCAST_ADDRESSES);
+  return clear_value(OfPort{alias, dvport_id}, VSPROP_PORT_USER_MCAST_ADDRESSES);
 }
 
 int VSQEL_GetMcastFilters(char const *switch_name, qel_SwitchPortID port_id, VSMcastFilterMode mode,

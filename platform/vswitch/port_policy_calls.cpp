@@ -57,7 +57,7 @@ int VSDVS_GetMACLearning(char const *alias, VSPropMACLearning *properties) {
 
 int VSDVS_ClearMACLearning(char const *alias) {
   NOTE_ARGUMENTS(alias);
-  return clear_switch_value(alias, VSPROP_SWITCH_MAC_LEARNING);
+  return clear_value(OfSwitch{alias}, VSPROP_SWITCH_MAC_LEARNING);
 }
 
 int VSDVS_SetPortMACLearning(char const *alias, char const *dvport_id, VSPMACLearning const *policy) {
@@ -84,32 +84,32 @@ int VSDVS_GetPortMACLearning(char const *alias, char const *dvport_id, VSPMACLea
 
 int VSDVS_SetStaticMACAllow(char const *alias, qel_Bool allow) {
   NOTE_ARGUMENTS(alias, allow);
-  return set_switch_byte(alias, VSPROP_SWITCH_STATIC_MAC_ALLOW, allow);
+  return set_byte(OfSwitch{alias}, VSPROP_SWITCH_STATIC_MAC_ALLOW, allow);
 }
 
 int VSDVS_GetStaticMACAllow(char const *alias, qel_Bool *allow) {
   NOTE_ARGUMENTS(alias, allow);
-  return get_switch_byte(alias, VSPROP_SWITCH_STATIC_MAC_ALLOW, allow);
+  return get_byte(OfSwitch{alias}, VSPROP_SWITCH_STATIC_MAC_ALLOW, allow);
 }
 
 int VSDVS_ClearStaticMACAllow(char const *alias) {
   NOTE_ARGUMENTS(alias);
-  return clear_switch_value(alias, VSPROP_SWITCH_STATIC_MAC_ALLOW);
+  return clear_value(OfSwitch{alias}, VSPROP_SWITCH_STATIC_MAC_ALLOW);
 }
 
 int VSDVS_SetLearnStatic(char const *alias, qel_Bool learn) {
   NOTE_ARGUMENTS(alias, learn);
-  return set_switch_byte(alias, VSPROP_SWITCH_MAC_LEARN_STATIC, learn);
+  return set_byte(OfSwitch{alias}, VSPROP_SWITCH_MAC_LEARN_STATIC, learn);
 }
 
 int VSDVS_GetLearnStatic(char const *alias, qel_Bool *learn) {
   NOTE_ARGUMENTS(alias, learn);
-  return get_switch_byte(alias, VSPROP_SWITCH_MAC_LEARN_STATIC, learn);
+  return get_byte(OfSwitch{alias}, VSPROP_SWITCH_MAC_LEARN_STATIC, learn);
 }
 
 int VSDVS_ClearLearnStatic(char const *alias) {
   NOTE_ARGUMENTS(alias);
-  return clear_switch_value(alias, VSPROP_SWITCH_MAC_LEARN_STATIC);
+  return clear_value(OfSwitch{alias}, VSPROP_SWITCH_MAC_LEARN_STATIC);
 }
 
 int VSDVS_SetPortSecurity(char const *alias, char const *dvport_id, VSPropSecurity const *security) {
@@ -146,17 +146,17 @@ int VSDVS_GetExtraEthFilter(char const *alias, char const *dvport_id, VSExtraEth
 
 int VSDVS_ClearExtraEthFilter(char const *alias, char const *dvport_id) {
   NOTE_ARGUMENTS(alias, dvport_id);
-  return clear_port_value(alias, dvport_id, VSPROP_PORT_EXTRA_ETH_FRP);
+  return clear_value(OfPort{alias, dvport_id}, VSPROP_PORT_EXTRA_ETH_FRP);
 }
 
 int VSDVS_SetPortNestedVLANTagging(char const *alias, char const *dvport_id, qel_Bool enable) {
   NOTE_ARGUMENTS(alias, dvport_id, enable);
-  return set_port_byte(alias, dvport_id, VSPROP_PORT_VLAN_NESTEDTAG, enable);
+  return set_byte(OfPort{alias, dvport_id}, VSPROP_PORT_VLAN_NESTEDTAG, enable);
 }
 
 int VSDVS_GetPortNestedVLANTagging(char const *alias, char const *dvport_id, qel_Bool *enabled) {
   NOTE_ARGUMENTS(alias, dvport_id, enabled);
-  return get_port_byte(alias, dvport_id, VSPROP_PORT_VLAN_NESTEDTAG, enabled);
+  return get_byte(OfPort{alias, dvport_id}, VSPROP_PORT_VLAN_NESTEDTAG, enabled);
 }
 
 int VSDVS_SetPortVLANPolicy(char const *alias, char const *dvport_id, qel_uint16 vlan_id, int priority,

@@ -45,68 +45,64 @@ Record *returned_value(std::string_view value) {
   return reinterpret_cast<Record *>(memory.release());
 }
 
+// What has the property that a call is a view of, as the call's arguments name it.
+struct OfSwitch {
+  char const *alias;
+  PropertyPlace place(Database &database) const { return switch_argument(database, alias); }
+};
+struct OfPort {
+  char const *alias;
+  char const *dvport_id;
+  PropertyPlace place(Database &database) const { return port_argument(database, alias, dvport_id); }
+};
+
 // The bodies of whole calls. Each takes the exported function's name from where it is called.
 
-// The calls of a property that is a single byte.
-inline int set_switch_byte(char const *alias, std::string_view name, qel_Bool byte,
-                           char const *function = __builtin_FUNCTION()) {
+template <typename Owner>
+int clear_value(Owner const &owner, std::string_view name, char const *function = __builtin_FUNCTION()) {
+  return update([&](Database &database) { clear_property(database, owner.place(database), name); }, function);
+}
+
+// Of a property that is a single byte.
+template <typename Owner>
+int set_byte(Owner const &owner, std::string_view name, qel_Bool byte, char const *function = __builtin_FUNCTION()) {
   return update(
       [&](Database &database) {
-        write_property(database, switch_argument(database, alias), name, {&byte, 1});
+        write_property(database, owner.place(database), name, {&byte, 1});
       },
       function);
 }
 
-inline int get_switch_byte(char const *alias, std::string_view name, qel_Bool *byte,
-                           char const *function = __builtin_FUNCTION()) {
+template <typename Owner>
+int get_byte(Owner const &owner, std::string_view name, qel_Bool *byte, char const *function = __builtin_FUNCTION()) {
   preset(byte);
   return query(
       [&](Database &database) {
         refuse_if(!byte, QEL_BAD_PARAM);
-        *byte = get_property(database, switch_argument(database, alias), name).front();
+        *byte = get_property(database, owner.place(database), name).front();
       },
       function);
 }
 
-inline int set_port_byte(char const *alias, char const *dvport_id, std::string_view name, qel_Bool byte,
-                         char const *function = __builtin_FUNCTION()) {
+// Of one that is a name: of no more than some bytes, and read to where the caller has room for the longest.
+template <typename Owner>
+int set_name(Owner const &owner, std::string_view name, char const *value, std::size_t room,
+             char const *function = __builtin_FUNCTION()) {
   return update(
       [&](Database &database) {
-        write_property(database, port_argument(database, alias, dvport_id), name, {&byte, 1});
+        std::string_view const checked = new_name_argument(value, room);
+        write_property(database, owner.place(database), name, checked);
       },
       function);
 }
 
-inline int get_port_byte(char const *alias, char const *dvport_id, std::string_view name, qel_Bool *byte,
-                         char const *function = __builtin_FUNCTION()) {
-  preset(byte);
+template <typename Owner>
+int get_name(Owner const &owner, std::string_view name, char *value, char const *function = __builtin_FUNCTION()) {
+  preset(value);
   return query(
       [&](Database &database) {
-        refuse_if(!byte, QEL_BAD_PARAM);
-        *byte = get_property(database, port_argument(database, alias, dvport_id), name).front();
-      },
-      function);
-}
-
-inline int clear_switch_value(char const *alias, std::string_view name, char const *function = __builtin_FUNCTION()) {
-  return update([&](Database &database) { clear_property(database, switch_argument(database, alias), name); },
-                function);
-}
-
-inline int clear_port_value(char const *alias, char const *dvport_id, std::string_view name,
-                            char const *function = __builtin_FUNCTION()) {
-  return update([&](Database &database) { clear_property(database, port_argument(database, alias, dvport_id), name); },
-                function);
-}
-
-// A fixed text of the interface: where the caller has room for the longest name of its kind.
-inline int get_port_text(char const *alias, char const *dvport_id, std::string_view name, char *text,
-                         char const *function = __builtin_FUNCTION()) {
-  preset(text);
-  return query(
-      [&](Database &database) {
-        refuse_if(!text, QEL_BAD_PARAM);
-        store_text(text, get_property(database, port_argument(database, alias, dvport_id), name));
+        refuse_if(!value, QEL_BAD_PARAM);
+        store_text(value, get_property(database, owner.place(database), name));
       },
       function);
 }

@@ -32,25 +32,22 @@ int VSDVS_GetPortTeamingPolicy(char const *alias, char const *dvport_id, VSTeamP
 
 int VSDVS_ClearPortTeamingPolicy(char const *alias, char const *dvport_id) {
   NOTE_ARGUMENTS(alias, dvport_id);
-  return clear_port_value(alias, dvport_id, VSPROP_PORT_TEAMING_POLICY);
+  return clear_value(OfPort{alias, dvport_id}, VSPROP_PORT_TEAMING_POLICY);
 }
 
 int VSDVS_SetPortTeamingOverride(char const *alias, char const *dvport_id, char const *uplink) {
   NOTE_ARGUMENTS(alias, dvport_id, uplink);
-  return update([&](Database &database) {
-    std::string_view const name = new_name_argument(uplink, QEL_HNQ_NAME_MAX_LEN);
-    write_property(database, port_argument(database, alias, dvport_id), VSPROP_PORT_TEAMING_OVERRIDE, name);
-  });
+  return set_name(OfPort{alias, dvport_id}, VSPROP_PORT_TEAMING_OVERRIDE, uplink, QEL_HNQ_NAME_MAX_LEN);
 }
 
 int VSDVS_GetPortTeamingOverride(char const *alias, char const *dvport_id, char *uplink) {
   NOTE_ARGUMENTS(alias, dvport_id, uplink);
-  return get_port_text(alias, dvport_id, VSPROP_PORT_TEAMING_OVERRIDE, uplink);
+  return get_name(OfPort{alias, dvport_id}, VSPROP_PORT_TEAMING_OVERRIDE, uplink);
 }
 
 int VSDVS_ClearPortTeamingOverride(char const *alias, char const *dvport_id) {
   NOTE_ARGUMENTS(alias, dvport_id);
-  return clear_port_value(alias, dvport_id, VSPROP_PORT_TEAMING_OVERRIDE);
+  return clear_value(OfPort{alias, dvport_id}, VSPROP_PORT_TEAMING_OVERRIDE);
 }
 
 int VSDVS_SetLSTeamingPolicy(char const *alias, LSTeamTable const *table) {
@@ -75,35 +72,32 @@ int VSDVS_GetLSTeamingPolicyTable(char const *alias, LSTeamTable **table) {
 
 int VSDVS_ClearLSTeamingPolicy(char const *alias) {
   NOTE_ARGUMENTS(alias);
-  return clear_switch_value(alias, VSPROP_LS_TEAMING_POLICY);
+  return clear_value(OfSwitch{alias}, VSPROP_LS_TEAMING_POLICY);
 }
 
 int VSDVS_SetPortLSTeamingPolicy(char const *alias, char const *dvport_id, char const *policy_name) {
   NOTE_ARGUMENTS(alias, dvport_id, policy_name);
-  return update([&](Database &database) {
-    std::string_view const name = new_name_argument(policy_name, sizeof(LSTeamPolicy::name));
-    write_property(database, port_argument(database, alias, dvport_id), VSPROP_PORT_LS_TEAMING_POLICY, name);
-  });
+  return set_name(OfPort{alias, dvport_id}, VSPROP_PORT_LS_TEAMING_POLICY, policy_name, sizeof(LSTeamPolicy::name));
 }
 
 int VSDVS_GetPortLSTeamingPolicyName(char const *alias, char const *dvport_id, char *policy_name) {
   NOTE_ARGUMENTS(alias, dvport_id, policy_name);
-  return get_port_text(alias, dvport_id, VSPROP_PORT_LS_TEAMING_POLICY, policy_name);
+  return get_name(OfPort{alias, dvport_id}, VSPROP_PORT_LS_TEAMING_POLICY, policy_name);
 }
 
 int VSDVS_ClearPortLSTeamingPolicy(char const *alias, char const *dvport_id) {
   NOTE_ARGUMENTS(alias, dvport_id);
-  return clear_port_value(alias, dvport_id, VSPROP_PORT_LS_TEAMING_POLICY);
+  return clear_value(OfPort{alias, dvport_id}, VSPROP_PORT_LS_TEAMING_POLICY);
 }
 
 int VSDVS_SetTxUplinkAlways(char const *alias, char const *dvport_id, qel_Bool enable) {
   NOTE_ARGUMENTS(alias, dvport_id, enable);
-  return set_port_byte(alias, dvport_id, VSPROP_PORT_TX_UPLINK, enable);
+  return set_byte(OfPort{alias, dvport_id}, VSPROP_PORT_TX_UPLINK, enable);
 }
 
 int VSDVS_GetTxUplinkAlways(char const *alias, char const *dvport_id, qel_Bool *enabled) {
   NOTE_ARGUMENTS(alias, dvport_id, enabled);
-  return get_port_byte(alias, dvport_id, VSPROP_PORT_TX_UPLINK, enabled);
+  return get_byte(OfPort{alias, dvport_id}, VSPROP_PORT_TX_UPLINK, enabled);
 }
 
 // The module passes a copy of a script's text, which this call only reads.

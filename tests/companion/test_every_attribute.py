@@ -4,51 +4,15 @@ What is expected comes from the list of fields (tests/data/fields.tsv) and from 
 is looked at where it lies, between guard bytes. `rows` is held to the same.
 """
 
-import csv
 import ctypes
-import re
 from typing import Any
 
 import pytest
+from fields import COUNTED, FIELDS, UNSIGNED, kind_of, of_kind
 from libvswitch import _records
 from misused import vs
-from workspace import SOURCE
 
-with open(SOURCE / "tests" / "data" / "fields.tsv", encoding="utf-8") as source:
-    FIELDS = list(csv.DictReader(source, delimiter="\t"))
-COUNTED = {"VSUplinks": 8, "VSUplinkPorts": 4, "VSUplinkPortIds": 4, "VSRuntimeOptions": 4}
-BITS = {
-    **dict.fromkeys(["qel_uint8", "qel_PortsetResPoolPriorityTag"], 8),
-    **dict.fromkeys(["qel_uint16", "qel_VlanID"], 16),
-    **dict.fromkeys(["qel_uint32", "qel_SwitchPortID", "qel_IPv4Address", "qel_ByteCountSmall", "qel_revnum"], 32),
-    **dict.fromkeys(["qel_LinkSpeed", "qel_PortsetResPoolShares"], 32),
-    **dict.fromkeys(["qel_uint64", "qel_ByteCount"], 64),
-}
 GUARD = 64
-
-
-def kind_of(row: dict[str, str]) -> str:
-    kind = row["type"]
-    if row["access"] == "read-only":
-        return "read-only"
-    if row["width"].startswith("bits"):
-        return "bits"
-    for mark, name in (("MAC text", "mac"), ("embedded", "embedded"), ("pointer", "pointer")):
-        if mark in kind and not kind.startswith("char *"):
-            return name
-    if kind.startswith("char *"):
-        return "owned text"
-    if re.fullmatch(r"char \[[^]]*\]", kind):
-        return "text"
-    if "[" in kind:
-        return "array"
-    return {"qel_Bool": "bool", "VSMACAddrType": "byte"}.get(kind, "unsigned" if kind in BITS else "signed")
-
-
-def of_kind(*kinds: str) -> pytest.MarkDecorator:
-    rows = [row for row in FIELDS if kind_of(row) in kinds]
-    assert rows
-    return pytest.mark.parametrize("row", rows, ids=[f"{row['record']}.{row['field']}" for row in rows])
 
 
 class Placed:
@@ -117,7 +81,7 @@ def check_numbers(row: dict[str, str], values: Any, width: int, decode: Any) -> 
 
 @of_kind("unsigned")
 def test_unsigned_numbers(row: dict[str, str]) -> None:
-    width = BITS[row["type"]]
+    width = UNSIGNED[row["type"]]
     assert width == 8 * int(row["width"])
     top = 2**width - 1
     values = [0, 1, top, top - 1, top // 3, top // 2 + 1, int.from_bytes(bytes(range(1, width // 8 + 1)), "little")]
@@ -169,7 +133,7 @@ def test_characters_of_one_byte(row: dict[str, str]) -> None:
 def test_bits_leave_their_neighbours(row: dict[str, str]) -> None:
     first, count = (int(number) for number in row["width"].split()[1:])
     size, highest = (first + count + 7) // 8, (1 << count) - 1
-    mask, top = highest << first, 2 ** BITS[row["type"]] - 1
+    mask, top = highest << first, 2 ** UNSIGNED[row["type"]] - 1
     placed = Placed(row)
     for background in (0x00, 0xFF, 0xA5):
         for value in (0, 1, highest, highest // 2 + 1, highest + 1, top):

@@ -259,6 +259,8 @@ def test_a_class_may_be_derived_before_anything_is_read_of_its_base(script: Scri
         import libvswitch as vs
         class Mine(vs.VSUplinks):
             pass
+        # What looks at the bases themselves asks no class.
+        assert super(Mine, Mine).numEntries is vs.VSUplinks.numEntries
         mine = Mine(3)
         mine.numEntries = 2
         mine[0], mine[1] = "nic0", "nic1"

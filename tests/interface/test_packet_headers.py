@@ -4,16 +4,15 @@ Frames are built with scapy, written to a capture file and read back; each recor
 header, and every field compared with what scapy says, reading and writing.
 """
 
-import csv
 import ctypes
 import ipaddress
 import logging
-import pathlib
 from collections.abc import Callable
 from typing import Any
 
 import _libvswitch as m
 import pytest
+from fields import FIELDS
 
 logging.getLogger("scapy").setLevel(logging.ERROR)
 
@@ -36,8 +35,6 @@ from scapy.layers.l2 import ARP, GRE, Dot1Q, Ether  # noqa: E402
 from scapy.layers.vxlan import VXLAN  # noqa: E402
 from scapy.packet import Raw  # noqa: E402
 from scapy.utils import rdpcap, wrpcap  # noqa: E402
-
-FIELDS = list(csv.DictReader((pathlib.Path(__file__).parent.parent / "data" / "fields.tsv").open(), delimiter="\t"))
 
 
 def swapped(value: int, width: int) -> int:

@@ -1,8 +1,12 @@
 """The host libraries as C programs see them: every prototype of the headers, callable through ctypes."""
 
 import ctypes
+import json
 import os
+import pathlib
 import re
+import subprocess
+import sys
 import traceback
 from collections.abc import Callable
 from typing import TYPE_CHECKING, Any
@@ -136,3 +140,18 @@ def isolated(body: Callable[[], str]) -> tuple[int | None, str]:
         text = answer.read()
     ended = os.waitstatus_to_exitcode(os.waitpid(child, 0)[1])
     return (-ended if ended < 0 else None), text if ended <= 0 else f"exit {ended}: {text}"
+
+
+def outcomes_of(program: pathlib.Path, functions: list[str]) -> list[dict[str, Any]]:
+    """What a program found that calls some of the functions on a host of its own; it prints a line of JSON for each
+    call."""
+    ended = subprocess.run(
+        [sys.executable, str(program), *functions],
+        capture_output=True,
+        text=True,
+        env=dict(os.environ, PYTHONPATH=os.pathsep.join(workspace.SEARCH), VSWITCH_HOST=":memory:"),
+        timeout=300,
+        check=False,
+    )
+    assert ended.returncode == 0, ended.stderr
+    return [json.loads(line) for line in ended.stdout.splitlines()]

@@ -1,15 +1,11 @@
 """Texts that no name can be, in the place of every text of every function: no crash, and a text that is longer than
 any name is refused and changes nothing."""
 
-import json
-import os
-import subprocess
-import sys
 from typing import Any
 
 import pytest
 import workspace
-from host_calls import prototypes
+from host_calls import outcomes_of, prototypes
 
 PROGRAM = workspace.SOURCE / "tests" / "simulated_host" / "hostile_text_calls.py"
 FUNCTIONS = [name for name, prototype in prototypes().items() if any(p.is_text for p in prototype.parameters)]
@@ -17,16 +13,7 @@ FUNCTIONS = [name for name, prototype in prototypes().items() if any(p.is_text f
 
 @pytest.fixture(scope="module")
 def outcomes() -> list[dict[str, Any]]:
-    ended = subprocess.run(
-        [sys.executable, str(PROGRAM), *FUNCTIONS],
-        capture_output=True,
-        text=True,
-        env=dict(os.environ, PYTHONPATH=os.pathsep.join(workspace.SEARCH), VSWITCH_HOST=":memory:"),
-        timeout=300,
-        check=False,
-    )
-    assert ended.returncode == 0, ended.stderr
-    return [json.loads(line) for line in ended.stdout.splitlines()]
+    return outcomes_of(PROGRAM, FUNCTIONS)
 
 
 def test_every_function_with_texts_was_called(outcomes: Any) -> None:

@@ -2,15 +2,11 @@
 refuses what it needs."""
 
 import collections
-import json
-import os
-import subprocess
-import sys
 from typing import Any
 
 import pytest
 import workspace
-from host_calls import RELEASING, prototypes
+from host_calls import RELEASING, outcomes_of, prototypes
 
 PROGRAM = workspace.SOURCE / "tests" / "simulated_host" / "null_pointer_calls.py"
 BATCHES = 8
@@ -42,24 +38,11 @@ HANDLES = {("DVSData_Update", "data"), ("DVSData_Serialize", "data")}
 FUNCTIONS = [name for name, prototype in prototypes().items() if prototype.pointers()]
 
 
-def run_batch(names: list[str]) -> list[dict[str, Any]]:
-    ended = subprocess.run(
-        [sys.executable, str(PROGRAM), *names],
-        capture_output=True,
-        text=True,
-        env=dict(os.environ, PYTHONPATH=os.pathsep.join(workspace.SEARCH), VSWITCH_HOST=":memory:"),
-        timeout=300,
-        check=False,
-    )
-    assert ended.returncode == 0, ended.stderr
-    return [json.loads(line) for line in ended.stdout.splitlines()]
-
-
 @pytest.fixture(scope="module")
 def outcomes() -> dict[str, list[dict[str, Any]]]:
     by_function = collections.defaultdict(list)
     for first in range(BATCHES):
-        for outcome in run_batch(FUNCTIONS[first::BATCHES]):
+        for outcome in outcomes_of(PROGRAM, FUNCTIONS[first::BATCHES]):
             by_function[outcome["function"]].append(outcome)
     return by_function
 

@@ -167,6 +167,9 @@ def test_what_a_volatile_value_was_comes_back_as_such(on_file: Script) -> None:
             raise AssertionError("it did not fail")
         now = scenario.whole()
         assert now == before, scenario.difference(before, now)
+        # Nothing is stored below it.
+        assert brief.properties.remove("org.v", volatile_only=True) is True
+        assert "org.v" not in brief.properties
         """
     )
 
