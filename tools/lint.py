@@ -42,20 +42,27 @@ def digest(path: str) -> str:
         return "not there"
 
 
+def without_precompiled(command: list[str]) -> list[str]:
+    """How a source is compiled without the headers that its target has precompiled, which are for one compiler only."""
+    return [word for before, word in zip(["", *command], command)
+            if word not in ("-include", "-Winvalid-pch") and before != "-include"]
+
+
 class Lint:
     def __init__(self, root: pathlib.Path, build: pathlib.Path) -> None:
         self.root = root
         self.stamps = build / "lint"
-        self.build = build
         entries = json.loads((build / "compile_commands.json").read_text(encoding="utf-8"))
+        for entry in entries:
+            entry["command"] = shlex.join(without_precompiled(shlex.split(entry["command"])))
+        # Where clang-tidy finds them.
+        self.stamps.mkdir(exist_ok=True)
+        (self.stamps / "compile_commands.json").write_text(json.dumps(entries), encoding="utf-8")
         self.commands = {os.path.relpath(entry["file"], root): entry for entry in entries}
         self.version = output(["clang-tidy", "--version"], root)
 
     def arguments(self, source: str) -> list[str]:
-        """How a source is compiled, but without what its target has precompiled, which is for one compiler only."""
-        words = shlex.split(self.commands[source]["command"])
-        return [word for before, word in zip(["", *words], words)
-                if word not in ("-include", "-Winvalid-pch") and before != "-include"]
+        return shlex.split(self.commands[source]["command"])
 
     def checks(self, source: str) -> list[str]:
         """The .clang-tidy files that hold for a source."""
@@ -99,7 +106,7 @@ class Lint:
             files = {path: digest(str(directory / path)) for path in self.included(source)}
         except subprocess.CalledProcessError as error:
             return f"{source}: the compiler cannot read it:\n{error.stderr}", time.monotonic() - began
-        command = ["clang-tidy", "--quiet", "-p", str(self.build), *(f"--extra-arg={option}" for option in STEPS)]
+        command = ["clang-tidy", "--quiet", "-p", str(self.stamps), *(f"--extra-arg={option}" for option in STEPS)]
         if source in WITHOUT_ANALYSER:
             command.append("--checks=-clang-analyzer-*")
         process = subprocess.run([*command, source], cwd=self.root, text=True, stdout=subprocess.PIPE,
@@ -108,7 +115,6 @@ class Lint:
         if process.returncode and not said:
             said = f"{source}: clang-tidy ended with {process.returncode}:\n{process.stderr[-2000:]}"
         if not said:
-            self.stamps.mkdir(exist_ok=True)
             known = {"settings": self.settings(source), "files": files}
             self.stamp(source).write_text(json.dumps(known), encoding="utf-8")
         return said, time.monotonic() - began
