@@ -66,7 +66,7 @@ counted: build-tests
 	@cmake --build --preset release -j $(BUILD_JOBS) --target counted
 
 test-everything: counted ## the whole test suite with every sweep in full
-	@PYTHON=$(PYTHON) VSWITCHPY_FULL=1 PYTEST_ADDOPTS="-rsP --durations=20" tools/run_tests build
+	@PYTHON=$(PYTHON) VSWITCHPY_FULL=1 tools/run_tests build -rsP --durations=20
 
 test-random: build-tests ## of these, the abort storms and random calls
 	@VSWITCHPY_FULL=1 $(PYTHON) -m pytest -q -s tests/reliability/test_abort_storms.py tests/reliability/test_random_calls.py
