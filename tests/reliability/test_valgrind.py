@@ -117,11 +117,12 @@ def test_random_calls(watch: Callable[..., None], tmp_path: pathlib.Path, kind: 
 
 
 MISUSE = """
+import _libvswitch as m
 import libvswitch as vs
 for _ in range(3):
-    vs.VSMACEntry().set_mac_address(b"12")   # is read past its end
-    repr(vs.VSUplinks(2))                    # has undefined contents
-    vs.alloc_vs_info()                       # has to be released
+    m.VSMACEntry_set_mac_address(m.new_VSMACEntry(), b"12")   # is read past its end
+    repr(vs.VSUplinks(2))                                     # has undefined contents
+    vs.alloc_vs_info()                                        # has to be released
 """
 
 

@@ -281,12 +281,10 @@ class Way:
             return self.ingress
         service = self.view.state.service
         service["txFromSrvPort"] += 1
-        for port in self.switch.client_ports:
-            if port != self.ingress and ports.address(port) == frame.source:
-                service["txUsingPktSrcPortFRP"] += 1
-                return port
-        service["txUsingSrvPortFRP"] += 1
-        return self.ingress
+        # As MAC-20 has it, of several the lowest port number.
+        first = next((port for port in self.switch.client_ports if ports.address(port) == frame.source), self.ingress)
+        service["txUsingSrvPortFRP" if first == self.ingress else "txUsingPktSrcPortFRP"] += 1
+        return first
 
     def chosen(self, way: InVlan, port: Port, found: Team) -> list[Port]:
         """T-1, T-3, T-8, T-13, T-14."""
