@@ -142,15 +142,14 @@ def isolated(body: Callable[[], str]) -> tuple[int | None, str]:
     return (-ended if ended < 0 else None), text if ended <= 0 else f"exit {ended}: {text}"
 
 
-def outcomes_of(program: pathlib.Path, functions: list[str]) -> list[dict[str, Any]]:
-    """What a program found that calls some of the functions on a host of its own; it prints a line of JSON for each
-    call."""
+def outcomes_of(program: pathlib.Path, arguments: list[str], timeout: float = 300) -> list[dict[str, Any]]:
+    """What a program found that makes calls on a host of its own: it prints lines of JSON."""
     ended = subprocess.run(
-        [sys.executable, str(program), *functions],
+        [sys.executable, str(program), *arguments],
         capture_output=True,
         text=True,
         env=dict(os.environ, PYTHONPATH=os.pathsep.join(workspace.SEARCH), VSWITCH_HOST=":memory:"),
-        timeout=300,
+        timeout=timeout,
         check=False,
     )
     assert ended.returncode == 0, ended.stderr
