@@ -6,7 +6,7 @@ using namespace fuzz;
 
 namespace {
 
-std::string exported() {
+std::string exported_options() {
   return exported_description()["runtime_options"].dump();
 }
 
@@ -14,7 +14,7 @@ std::string exported() {
 
 READER(runtime_options) {
   Home::get();
-  static std::string const defaults = exported();
+  static std::string const defaults = exported_options();
   auto const header = record<VSRuntimeOptions>(input);
   bool const is_read = header.totalLength >= sizeof header && header.totalLength <= 4096;
   std::vector<char> block = memory(input, is_read ? header.totalLength : sizeof header);
@@ -29,12 +29,12 @@ READER(runtime_options) {
           VSQEL_SetRuntimeOptions(options) != QEL_OK)
         finding("the options cannot be read and set again");
       VSQEL_FreeMemory(options);
-      std::string const described = exported();
+      std::string const described = exported_options();
       boot_from(exported_description().dump());
-      if (exported() != described)
+      if (exported_options() != described)
         finding("the description of the options gives others");
       boot_again();
-      if (exported() != defaults)
+      if (exported_options() != defaults)
         finding("options survive a boot");
       ask_about_teaming(switch_alias, dvport_id);
       ask_about_uplinks(switch_alias);

@@ -2,6 +2,7 @@
 // manual are made from it. Built with VSWITCHPY_KEEP_DOCS, which keeps the texts that the module leaves out.
 #include <iostream>
 #include <nlohmann/json.hpp>
+#include <variant>
 
 #include "interface/glossary.hpp"
 #include "interface/interface.hpp"
@@ -216,17 +217,36 @@ Json describe_calls() {
   return list;
 }
 
-Json describe_constants() {
-  Json list = Json::array();
-#define FAMILY(name, doc) list.push_back({{"family", #name}, {"doc", doc}, {"items", Json::array()}});
-#define INTEGER(name, value) list.back()["items"].push_back({#name, value});
-#define TEXT(name, value) list.back()["items"].push_back({#name, value});
+// One line of the constants: a family where it has a documentation, else a constant of the family above.
+struct ConstantRow {
+  const char *name;
+  const char *doc;
+  std::variant<std::monostate, std::int64_t, const char *> value;
+};
+
+const ConstantRow constant_rows[] = {
+#define FAMILY(name, doc) {#name, doc, {}},
+#define INTEGER(name, value) {#name, nullptr, std::int64_t{value}},
+#define TEXT(name, value) {#name, nullptr, value},
 #define VARIABLE(name)
 #include "constants/all.def"
 #undef VARIABLE
 #undef TEXT
 #undef INTEGER
 #undef FAMILY
+};
+
+Json describe_constants() {
+  Json list = Json::array();
+  for (const ConstantRow &row : constant_rows) {
+    if (row.doc) {
+      list.push_back({{"family", row.name}, {"doc", row.doc}, {"items", Json::array()}});
+    } else if (const auto *number = std::get_if<std::int64_t>(&row.value)) {
+      list.back()["items"].push_back({row.name, *number});
+    } else {
+      list.back()["items"].push_back({row.name, std::get<const char *>(row.value)});
+    }
+  }
   return list;
 }
 

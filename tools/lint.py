@@ -14,6 +14,7 @@ import hashlib
 import json
 import os
 import pathlib
+import re
 import shlex
 import subprocess
 import sys
@@ -48,11 +49,21 @@ def without_precompiled(command: list[str]) -> list[str]:
             if word not in ("-include", "-Winvalid-pch") and before != "-include"]
 
 
+def each_by_itself(entry: dict[str, str]) -> list[dict[str, str]]:
+    """An entry for each source of several that are compiled as one: that file includes them."""
+    if "/Unity/" not in entry["file"]:
+        return [entry]
+    text = pathlib.Path(entry["file"]).read_text(encoding="utf-8")
+    return [dict(entry, file=source, command=entry["command"].replace(entry["file"], source))
+            for source in re.findall(r'^#include "(.*)"$', text, re.MULTILINE)]
+
+
 class Lint:
     def __init__(self, root: pathlib.Path, build: pathlib.Path) -> None:
         self.root = root
         self.stamps = build / "lint"
-        entries = json.loads((build / "compile_commands.json").read_text(encoding="utf-8"))
+        compiled = json.loads((build / "compile_commands.json").read_text(encoding="utf-8"))
+        entries = [source for entry in compiled for source in each_by_itself(entry)]
         for entry in entries:
             entry["command"] = shlex.join(without_precompiled(shlex.split(entry["command"])))
         # Where clang-tidy finds them.

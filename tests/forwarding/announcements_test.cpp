@@ -4,9 +4,9 @@
 #include "platform/forwarding/made_frames.hpp"
 #include "tests/forwarding/group_packets.hpp"
 
-using namespace forwarding;
+namespace announcements_test {
 
-namespace {
+using namespace forwarding;
 
 // Ports 1 to 3 are clients whose policy chooses the first uplink that is fit: n0 at port 11, then n1 at port 12.
 class Announcements : public World {
@@ -191,9 +191,9 @@ TEST_F(Announcements, N_6_memberships_are_reported_behind_the_announcement) {
   access(1, 10);
   port(2).client.reset();
   restart();
-  traffic->memberships(0).set({ip("ff0e::1"), index(1)}, {});
-  traffic->memberships(0).set({ip("239.1.1.1"), index(1)}, {});
-  traffic->memberships(0).set({ip("232.5.5.5"), index(3)}, {});
+  traffic->memberships(0).set({parsed_ip("ff0e::1"), index(1)}, {});
+  traffic->memberships(0).set({parsed_ip("239.1.1.1"), index(1)}, {});
+  traffic->memberships(0).set({parsed_ip("232.5.5.5"), index(3)}, {});
   EXPECT_EQ("0: n0 n0 n0 n0 n0", round());
   EXPECT_EQ(hex("01005e010101 020000000101 8100000a 0800 46c00020 00004000 0102f415 00000000 ef010101 94040000"
                 "1600f9fc ef010101 0000000000000000000000000000"),
@@ -206,7 +206,7 @@ TEST_F(Announcements, N_6_memberships_are_reported_behind_the_announcement) {
   EXPECT_EQ(2u, switch_counters().announcements);
   vswitch().snoops_ipv4 = false;
   restart();
-  traffic->memberships(0).set({ip("239.1.1.1"), index(1)}, {});
+  traffic->memberships(0).set({parsed_ip("239.1.1.1"), index(1)}, {});
   EXPECT_EQ("0: n0 n0", round());
 }
 
@@ -252,4 +252,4 @@ TEST(Rounds, N_4_in_the_detail_of_a_timer) {
   EXPECT_TRUE(unpacked_round({}).ports.empty());
 }
 
-}  // namespace
+}  // namespace announcements_test

@@ -6,10 +6,10 @@
 #include "platform/forwarding/team_events.hpp"
 #include "tests/forwarding/world.hpp"
 
+namespace beacons_test {
+
 using namespace forwarding;
 using namespace constant;
-
-namespace {
 
 constexpr char vector[] =
     "ffffffffffff 020000000001 8922 56534231 6553f100 6964"
@@ -67,8 +67,6 @@ class BeaconTest : public World {
     return line;
   }
 };
-
-}  // namespace
 
 TEST(BeaconFrames, BC_1_byte_for_byte) {
   BeaconFrame const frame = beacon_frame(0x020000000001, 1700000000 * second, identifier("id"), 1);
@@ -221,8 +219,6 @@ TEST_F(BeaconTest, T_20_while_undecided_frames_may_come_from_all_that_are_fit) {
 
 // ---- balancing by load ----------------------------------------------------------------------------------------------
 
-namespace {
-
 class LoadTest : public World {
  protected:
   LoadTest() {
@@ -248,8 +244,6 @@ class LoadTest : public World {
     return all;
   }
 };
-
-}  // namespace
 
 TEST_F(LoadTest, T_7_one_port_a_switch_moves_every_thirty_seconds) {
   EXPECT_EQ("n1 n0 n1 ", carried_by());
@@ -286,3 +280,5 @@ TEST_F(LoadTest, T_7_a_change_of_what_is_fit_forgets_the_moves) {
   again();
   EXPECT_EQ("n1 n0 n1 ", carried_by());
 }
+
+}  // namespace beacons_test

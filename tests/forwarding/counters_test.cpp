@@ -1,9 +1,9 @@
 // Counters, the order of results, and explanations.
 #include "tests/forwarding/world.hpp"
 
-using namespace forwarding;
+namespace counters_test {
 
-namespace {
+using namespace forwarding;
 
 class Counters : public World {
  protected:
@@ -217,4 +217,4 @@ TEST_F(Counters, API_8_steps_change_nothing) {
   EXPECT_TRUE(silent.steps.empty());
 }
 
-}  // namespace
+}  // namespace counters_test

@@ -3,10 +3,10 @@
 
 #include "tests/forwarding/world.hpp"
 
+namespace encapsulation_test {
+
 using namespace forwarding;
 using namespace constant;
-
-namespace {
 
 // The session and the frame of the examples below: from port 7, which is in VLAN 10, to 198.51.100.9.
 class Encapsulated : public World {
@@ -270,4 +270,4 @@ TEST_F(Encapsulated, API_8_the_choice_of_the_uplink_is_explained) {
   EXPECT_EQ("X-1 7 | mirror session s: the copy fails: too-long", from_port(7, frame(), true).steps.back());
 }
 
-}  // namespace
+}  // namespace encapsulation_test

@@ -1,9 +1,9 @@
 // What a frame is, and the gates that it passes before its VLAN is looked at.
 #include "tests/forwarding/world.hpp"
 
-using namespace forwarding;
+namespace frame_test {
 
-namespace {
+using namespace forwarding;
 
 class Frames : public World {};
 
@@ -169,4 +169,4 @@ TEST_F(Frames, MAC_10_reserved_addresses) {
   EXPECT_EQ("in:1:reserved-address", send(1, packet(0x0180c2000002, address_of(1), 0x8809))) << "at a port";
 }
 
-}  // namespace
+}  // namespace frame_test

@@ -11,7 +11,7 @@
 namespace forwarding {
 
 // "224.1.1.1" or "ff0e::1".
-inline IpAddress ip(std::string const &text) {
+inline IpAddress parsed_ip(std::string const &text) {
   Packet bytes(text.find(':') == std::string::npos ? 4 : 16);
   EXPECT_EQ(1, inet_pton(bytes.size() == 4 ? AF_INET : AF_INET6, text.c_str(), bytes.data())) << text;
   return IpAddress(bytes);
@@ -43,10 +43,10 @@ inline Packet ipv4_frame(MacAddress from, std::string const &source, std::string
   header[3] = static_cast<std::uint8_t>(24 + payload.size());
   header.push_back(ttl);
   header.push_back(protocol);
-  header = header + hex("0000") + packed(ip(source)) + packed(ip(destination)) + hex("94040000");
+  header = header + hex("0000") + packed(parsed_ip(source)) + packed(parsed_ip(destination)) + hex("94040000");
   seal(header, 10);
   Packet frame;
-  put(frame, ip(destination).group_mac(), 6);
+  put(frame, parsed_ip(destination).group_mac(), 6);
   put(frame, from, 6);
   put(frame, 0x0800, 2);
   frame = frame + header + payload;
@@ -63,10 +63,10 @@ inline Packet igmp(MacAddress from, Packet message, std::string const &destinati
 // ICMPv6 behind a hop-by-hop header.
 inline Packet mld(MacAddress from, Packet message, std::string const &destination = "ff02::16",
                   std::string const &source = "fe80::1", std::uint8_t hop_limit = 1) {
-  Packet const addresses = packed(ip(source)) + packed(ip(destination));
+  Packet const addresses = packed(parsed_ip(source)) + packed(parsed_ip(destination));
   seal(message, 2, sum_of(addresses) + static_cast<unsigned>(message.size()) + 58);
   Packet frame;
-  put(frame, ip(destination).group_mac(), 6);
+  put(frame, parsed_ip(destination).group_mac(), 6);
   put(frame, from, 6);
   put(frame, 0x86dd, 2);
   put(frame, 0x60000000, 4);
@@ -77,10 +77,10 @@ inline Packet mld(MacAddress from, Packet message, std::string const &destinatio
 }
 
 inline Packet old_igmp(std::uint8_t type, std::string const &group) {
-  return Packet{type, 0, 0, 0} + packed(ip(group));
+  return Packet{type, 0, 0, 0} + packed(parsed_ip(group));
 }
 inline Packet old_mld(std::uint8_t type, std::string const &group) {
-  return Packet{type, 0, 0, 0, 0, 0, 0, 0} + packed(ip(group));
+  return Packet{type, 0, 0, 0, 0, 0, 0, 0} + packed(parsed_ip(group));
 }
 
 // A record of IGMPv3 or MLDv2.
@@ -92,10 +92,10 @@ struct ReportRecord {
 inline Packet records(std::uint8_t message_type, std::vector<ReportRecord> const &all) {
   Packet bytes{message_type, 0, 0, 0, 0, 0, 0, static_cast<std::uint8_t>(all.size())};
   for (ReportRecord const &record : all) {
-    bytes =
-        bytes + Packet{record.type, 0, 0, static_cast<std::uint8_t>(record.sources.size())} + packed(ip(record.group));
+    bytes = bytes + Packet{record.type, 0, 0, static_cast<std::uint8_t>(record.sources.size())} +
+            packed(parsed_ip(record.group));
     for (std::string const &source : record.sources)
-      bytes = bytes + packed(ip(source));
+      bytes = bytes + packed(parsed_ip(source));
   }
   return bytes;
 }

@@ -9,9 +9,9 @@
 
 #include "tests/forwarding/bytes.hpp"
 
-using namespace forwarding;
+namespace lacp_test {
 
-namespace {
+using namespace forwarding;
 
 constexpr std::int64_t ms = 1000;
 constexpr std::int64_t second = 1000 * ms;
@@ -121,8 +121,6 @@ std::string words(LacpMember const &member) {
 Packet bytes_of(LacpFrame const &frame) {
   return {frame.begin(), frame.end()};
 }
-
-}  // namespace
 
 TEST(LacpFrames, L_1_L_2_the_first_one_byte_for_byte) {
   Lag lag;
@@ -477,3 +475,5 @@ TEST(LacpScript, L_12_what_nobody_sees_waits_for_somebody_to_hear_it) {
   EXPECT_FALSE(expired.send(0));
   EXPECT_EQ(gap_until + 1, next_lacp_frame(lag.group.settings, lag.group.links[0], lag.members[0], gap_until));
 }
+
+}  // namespace lacp_test

@@ -1,9 +1,9 @@
 // The MAC table: what is learned, for how long, and where it leads.
 #include "tests/forwarding/world.hpp"
 
-using namespace forwarding;
+namespace learning_test {
 
-namespace {
+using namespace forwarding;
 
 class MacLearning : public World {
  protected:
@@ -328,4 +328,4 @@ TEST_F(MacLearning, MAC_3_the_table_stays_whole_through_many_changes) {
   EXPECT_TRUE(table.addresses().empty());
 }
 
-}  // namespace
+}  // namespace learning_test

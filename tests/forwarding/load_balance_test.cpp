@@ -7,9 +7,9 @@
 
 #include "constants/constants.hpp"
 
-using namespace forwarding;
+namespace load_balance_test {
 
-namespace {
+using namespace forwarding;
 
 // As much as an uplink of 1000 Mbit/s carries in the interval, in percent.
 constexpr std::uint64_t percent(std::uint64_t number) {
@@ -21,8 +21,6 @@ std::string moved(std::vector<LoadedUplink> const &uplinks, std::vector<LoadingP
   std::optional<LoadMove> const move = balance_load(uplinks, ports);
   return move ? std::to_string(ports[move->port].number) + ">" + std::to_string(move->uplink) : "";
 }
-
-}  // namespace
 
 TEST(LoadBalance, T_7_above_three_quarters_the_greatest_that_helps_moves) {
   std::vector<LoadingPort> const ports{{3, percent(30), 0}, {4, percent(40), 0}, {5, percent(5), 1}};
@@ -96,3 +94,5 @@ TEST(LoadBalance, T_7_a_port_stays_where_it_was_moved_while_that_is_fit) {
   port.moved = 1;
   EXPECT_EQ(0, *pick(fit, team, port, nullptr));
 }
+
+}  // namespace load_balance_test

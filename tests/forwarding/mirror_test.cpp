@@ -1,10 +1,10 @@
 // Mirror sessions: which frames they select, what their copies look like, where these go, and what is counted.
 #include "tests/forwarding/world.hpp"
 
+namespace mirror_test {
+
 using namespace forwarding;
 using namespace constant;
-
-namespace {
 
 // Copies go to port 3, which is in a VLAN of its own and so gets nothing else.
 class Mirrored : public World {
@@ -585,4 +585,4 @@ TEST_F(Mirrored, API_8_a_switch_without_sessions_has_no_such_step) {
     EXPECT_FALSE(step.starts_with("P-1")) << step;
 }
 
-}  // namespace
+}  // namespace mirror_test

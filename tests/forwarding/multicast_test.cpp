@@ -4,9 +4,9 @@
 #include "platform/forwarding/queries.hpp"
 #include "tests/forwarding/group_packets.hpp"
 
-using namespace forwarding;
+namespace multicast_test {
 
-namespace {
+using namespace forwarding;
 
 // Both versions are snooped; ports 1 to 3 are clients, n0 is the team's uplink.
 class Snooping : public World {
@@ -121,7 +121,7 @@ TEST_F(Snooping, IG_6_memberships_by_report_age) {
   join(1, "239.1.1.1");
   now += 100 * second;
   join(2, "239.1.1.1");
-  traffic->memberships(0).set({ip("239.1.1.1"), index(3)}, {});  // joined without a report
+  traffic->memberships(0).set({parsed_ip("239.1.1.1"), index(3)}, {});  // joined without a report
   now += 160 * second - 1;
   EXPECT_EQ("1 2 3", to("239.1.1.1")) << "2 * 125 + 10 seconds";
   now += 1;
@@ -218,19 +218,19 @@ TEST_F(Snooping, IG_4_S_9_members_of_the_vlan_only_and_all_multicast) {
   EXPECT_EQ("2 n0", send(3, ipv4_frame(address_of(3), "192.0.2.3", "239.1.1.1", 17, hex("1388 1388 0008 0000"), 9)));
   port(3).filter.all_multicast = true;
   port(2).filter.by_bucket = true;  // without snooping only
-  port(2).filter.addresses = {ip("239.7.7.7").group_mac()};
-  port(2).multicast = {ip("239.7.7.7").group_mac()};
+  port(2).filter.addresses = {parsed_ip("239.7.7.7").group_mac()};
+  port(2).multicast = {parsed_ip("239.7.7.7").group_mac()};
   restart();
   EXPECT_EQ("3", to("239.7.7.7"));
 }
 
 TEST_F(Snooping, IG_20_without_snooping_what_was_reported_counts_by_hardware_address) {
   join(1, "239.1.1.1");
-  Membership const reported = *traffic->memberships(0).find({ip("239.1.1.1"), index(1)});
+  Membership const reported = *traffic->memberships(0).find({parsed_ip("239.1.1.1"), index(1)});
   vswitch().snoops_ipv4 = vswitch().snoops_ipv6 = false;
   restart();
   EXPECT_EQ("in:n0:multicast-filtered", to("239.1.1.1"));
-  traffic->memberships(0).set({ip("239.1.1.1"), index(1)}, reported);
+  traffic->memberships(0).set({parsed_ip("239.1.1.1"), index(1)}, reported);
   EXPECT_EQ("1", to("239.1.1.1"));
   EXPECT_EQ("1", to("239.129.1.1"));
   now = reported.expiry;
@@ -294,7 +294,7 @@ TEST_F(Snooping, IG_11_a_limited_number_of_memberships) {
   }
   EXPECT_EQ("n0", join(2, "239.1.0.1")) << "forwarded all the same";
   EXPECT_EQ(16384u, traffic->memberships(0).size());
-  traffic->memberships(0).remove({ip("239.0.0.7"), index(1)});
+  traffic->memberships(0).remove({parsed_ip("239.0.0.7"), index(1)});
   join(2, "239.1.0.1");
   join(2, "239.1.0.2");
   EXPECT_EQ("2", to("239.1.0.1"));
@@ -354,15 +354,15 @@ TEST_F(Queries, IG_12_to_the_byte) {
 }
 
 TEST_F(Queries, IG_12_what_the_options_say) {
-  configuration.options.igmp_router = ip("192.0.2.1");
-  configuration.options.mld_router = ip("fe80::1:1");
+  configuration.options.igmp_router = parsed_ip("192.0.2.1");
+  configuration.options.mld_router = parsed_ip("fe80::1:1");
   configuration.options.queries = 8;
   configuration.options.query_interval = 1000;
   Packet const query = ask().deliveries[0].bytes;
   EXPECT_EQ(hex("c0000201"), Packet(query.begin() + 26, query.begin() + 30));
   EXPECT_EQ(hex("00 af"), Packet(query.begin() + 46, query.begin() + 48)) << "31 << 5 is 992";
   Packet const mld_query = ask().deliveries[1].bytes;
-  EXPECT_EQ(packed(ip("fe80::1:1")), Packet(mld_query.begin() + 22, mld_query.begin() + 38));
+  EXPECT_EQ(packed(parsed_ip("fe80::1:1")), Packet(mld_query.begin() + 22, mld_query.begin() + 38));
   struct Code {
     std::uint32_t interval;
     std::uint8_t code;
@@ -399,4 +399,4 @@ TEST_F(Queries, IG_12_how_often) {
   EXPECT_EQ(0, query_period(*tables, 0));
 }
 
-}  // namespace
+}  // namespace multicast_test

@@ -5,7 +5,7 @@
 
 #include "tests/forwarding/any_input.hpp"
 
-namespace {
+namespace properties_test {
 
 std::string random_input(unsigned seed) {
   constexpr std::size_t host_and_frames = 4096;
@@ -31,4 +31,4 @@ TEST(Properties, P_2_P_3_P_4_V_12_M_4_M_12_API_7_API_8_C_3_C_5_of_any_frame_on_a
     EXPECT_TRUE(seen.contains(static_cast<forwarding::Reason>(number))) << number;
 }
 
-}  // namespace
+}  // namespace properties_test

@@ -1,9 +1,9 @@
 // Security policies, and who receives broadcast, multicast and copies of other ports' frames.
 #include "tests/forwarding/world.hpp"
 
-using namespace forwarding;
+namespace receivers_test {
 
-namespace {
+using namespace forwarding;
 
 class Security : public World {};
 
@@ -196,4 +196,4 @@ TEST_F(Security, P_5_in_their_order) {
   EXPECT_EQ("in:n1:reverse-path", receive(1, packet(a_group, outside(1)))) << "2 by its path, 1 and 3 by their lists";
 }
 
-}  // namespace
+}  // namespace receivers_test

@@ -10,9 +10,9 @@
 
 #include "rule_ids.hpp"
 
-using namespace forwarding;
+namespace rules_test {
 
-namespace {
+using namespace forwarding;
 
 // All that there is to follow.
 constexpr char all_rules[] =
@@ -92,4 +92,4 @@ TEST(Rules, reasons_and_their_numbers) {
   EXPECT_EQ(17u, static_cast<unsigned>(Reason::vlan_tagged));
 }
 
-}  // namespace
+}  // namespace rules_test

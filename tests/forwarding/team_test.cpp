@@ -1,10 +1,10 @@
 // The team as frames meet it: which uplink carries them, what it cannot send, and from where ports expect frames.
 #include "tests/forwarding/world.hpp"
 
+namespace team_test {
+
 using namespace forwarding;
 using namespace constant;
-
-namespace {
 
 class TeamOfSwitch : public World {
  protected:
@@ -288,4 +288,4 @@ TEST_F(TeamOfSwitch, T_3_a_member_that_lacp_has_down_receives_nothing) {
   EXPECT_EQ("in:n1:reserved-address", receive(1, tagged(packet(0x0180c2000002, outside(1), 0x8809), 0)));
 }
 
-}  // namespace
+}  // namespace team_test

@@ -6,10 +6,10 @@
 #include "constants/constants.hpp"
 #include "tests/forwarding/bytes.hpp"
 
+namespace teaming_test {
+
 using namespace forwarding;
 using namespace constant;
-
-namespace {
 
 // 02:00:00:00:01:0a to 02:00:00:00:00:05, IPv4 192.0.2.1 to 198.51.100.7, UDP 1000 to 2000.
 Packet udp_packet() {
@@ -294,4 +294,4 @@ TEST_F(Teaming, T_17_errors_are_a_failure_from_the_percentage_on) {
   EXPECT_EQ((List{0, 1}), fit(team)) << "a policy of a logical switch has no parameters";
 }
 
-}  // namespace
+}  // namespace teaming_test

@@ -1,9 +1,9 @@
 // VLANs: where a frame comes in, who is in its VLAN, and with which tag it goes out.
 #include "tests/forwarding/world.hpp"
 
-using namespace forwarding;
+namespace vlan_test {
 
-namespace {
+using namespace forwarding;
 
 Packet hello(std::uint32_t from) {
   return packet(everybody, address_of(from));
@@ -354,4 +354,4 @@ TEST_F(PrivateVlans, PV_4_private_ports_see_untagged_frames_and_others_are_ordin
   EXPECT_EQ("1 n0", send(7, hello(7))) << "an ordinary member of the isolated VLAN reaches promiscuous ports";
 }
 
-}  // namespace
+}  // namespace vlan_test

@@ -1,7 +1,7 @@
 // Booting: from descriptions good and bad, and again.
 #include "host_test.hpp"
 
-namespace {
+namespace boot_test {
 
 std::string switch_with(std::string const &members) {
   return R"({"format": 1, "switches": [{"alias": "s", "switch_id": "i", )" + members + "}]}";
@@ -10,8 +10,6 @@ std::string switch_with(std::string const &members) {
 std::string nic_with(std::string const &members) {
   return R"({"format": 1, "physical_nics": [{"name": "n", "mac": "02:00:00:00:00:01", )" + members + "}]}";
 }
-
-}  // namespace
 
 class Boot : public HostTest {
  protected:
@@ -262,3 +260,5 @@ TEST_F(Boot, is_counted) {
   ASSERT_STATUS(QEL_OK, boot());
   EXPECT_EQ(2, count());
 }
+
+}  // namespace boot_test

@@ -1,7 +1,7 @@
 // The properties that every switch, host and port has: reports, and settings without typed calls.
 #include "property_test.hpp"
 
-namespace {
+namespace common_properties_test {
 
 std::string host_property(char const *alias, char const *name) {
   char value[256];
@@ -37,8 +37,6 @@ qel_PortsetResPoolCfg pool_settings(qel_uint32 shares, int limit, int reservatio
   settings.queueDepth = depth;
   return settings;
 }
-
-}  // namespace
 
 class CommonProperties : public HostTest {};
 
@@ -168,3 +166,5 @@ TEST_F(CommonProperties, the_teaming_of_the_redundancy_protocol_is_a_teaming_pol
   EXPECT_EQ(bytes_of(policy), raw_property("workload", nullptr, QBR_PRP_LAN_TEAMING_POLICY));
   EXPECT_STATUS(QEL_BUSY, VSDVS_RemoveSwitchUplinkPort("workload", "uplink-a"));
 }
+
+}  // namespace common_properties_test

@@ -7,7 +7,7 @@
 #include "platform/core/ports.hpp"
 #include "property_test.hpp"
 
-namespace {
+namespace export_test {
 
 constexpr char start[] = R"({
   "format": 1, "stopped_clock": 1000000000000000,
@@ -62,8 +62,6 @@ std::string typed_image() {
   VSQEL_FreeMemory(image);
   return bytes;
 }
-
-}  // namespace
 
 class Export : public HostTest {
  protected:
@@ -279,3 +277,5 @@ TEST_F(Export, descriptions_of_properties_are_checked) {
   expect(R"("ports": [{"dvport_id": "p", "client": {"name": "c", "type": "vnic"}}], "portset": false)",
          "switches[0]: the host refuses it with QEL_BUSY");
 }
+
+}  // namespace export_test

@@ -7,7 +7,7 @@
 #include "declared_functions.hpp"
 #include "host_test.hpp"
 
-namespace {
+namespace exports_test {
 
 // The names that a library defines for others, from its dynamic symbol table.
 std::set<std::string> exported_symbols(std::string const &library) {
@@ -27,8 +27,6 @@ std::set<std::string> exported_symbols(std::string const &library) {
   }
   return names;
 }
-
-}  // namespace
 
 class Exports : public HostTest {};
 
@@ -69,3 +67,5 @@ TEST_F(Exports, released_memory_may_be_null) {
   ASSERT_STATUS(QEL_OK, VSQEL_GetSwitches(static_cast<VSListType>(VS_LIST_PS), &list));
   std::free(list);
 }
+
+}  // namespace exports_test

@@ -6,7 +6,7 @@
 #include "declared_functions.hpp"
 #include "follows.hpp"
 
-namespace {
+namespace families_test {
 
 enum class Home { global, host, port };
 
@@ -622,8 +622,6 @@ std::set<std::string> const not_settings{
     "DVSQEL_SwitchSetVersion",  // a version only grows: there is no way back
 };
 
-}  // namespace
-
 class Families : public HostTest, public testing::WithParamInterface<Family> {
  protected:
   void SetUp() override {
@@ -736,3 +734,5 @@ TEST_F(FamiliesOfProperties, every_property_that_can_be_written_is_in_the_table)
   }
   EXPECT_EQ(known, in_table);
 }
+
+}  // namespace families_test

@@ -6,7 +6,7 @@
 
 #include "host_test.hpp"
 
-namespace {
+namespace faults_test {
 
 std::int64_t add_rule(FaultRule const &rule) {
   HostLock lock;
@@ -39,8 +39,6 @@ int get_mtu() {
   qel_uint32 mtu;
   return VSDVS_GetMTU("management", &mtu);
 }
-
-}  // namespace
 
 class Faults : public HostTest {
  protected:
@@ -226,3 +224,5 @@ TEST_F(Faults, rules_that_say_nothing_are_refused) {
     }
   }
 }
+
+}  // namespace faults_test

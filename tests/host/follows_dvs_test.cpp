@@ -1,7 +1,7 @@
 // That each function of libdvs.so follows state, one test for each.
 #include "follows.hpp"
 
-namespace {
+namespace follows_dvs_test {
 
 constexpr char workload_id[] = "776f726b-6c6f-6164-0000-000000000002";
 constexpr char key[] = "org.example.key";
@@ -154,8 +154,6 @@ Texts ports_of_type(int type) {
 qel_uint32 version_of(char const *alias) {
   return DVS_Version(DVSState_SwitchFindByAlias(alias));
 }
-
-}  // namespace
 
 TEST_F(Follows, DVSLoadConfig) {
   EXPECT_OK_ELSEWHERE(VSDVS_SetMTU("workload", 4000));
@@ -766,3 +764,5 @@ TEST_F(Follows, QEL_ReturnStatusToString) {
   EXPECT_OK_ELSEWHERE(VSDVS_AddDVPort("workload", "new", 0));
   EXPECT_STREQ("QEL_OK", name());
 }
+
+}  // namespace follows_dvs_test

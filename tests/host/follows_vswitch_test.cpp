@@ -3,7 +3,7 @@
 
 #include "declared_functions.hpp"
 
-namespace {
+namespace follows_vswitch_test {
 
 constexpr char workload_id[] = "776f726b-6c6f-6164-0000-000000000002";
 constexpr char key[] = "org.example.key";
@@ -163,8 +163,6 @@ void expect_release_counts(void (*release)(void *)) {
   release(info);
   EXPECT_EQ(before.wrong_releases + 1, memory_counts().wrong_releases);
 }
-
-}  // namespace
 
 TEST_F(Follows, VSQEL_RTMOp) {
   qel_uint32 outage = 0;
@@ -1069,8 +1067,6 @@ TEST_F(Follows, VSDVS_GetMcastFilterMode) {
   EXPECT_EQ(VS_MCAST_FILTER_MODE_IGMP, answer(VSDVS_GetMcastFilterMode, "workload"));
 }
 
-namespace {
-
 // What a port of the switch receives: addresses by their last bytes.
 std::vector<int> received(qel_SwitchPortID port) {
   auto const list = answer(VSQEL_GetMcastFilters, "workload", port, VS_MCAST_FILTER_MODE_LEGACY);
@@ -1091,8 +1087,6 @@ template <typename Keys>
 std::string keys_bytes(Keys const &keys) {
   return bytes_at(keys.get(), 1 + 6u * keys->numEntries);
 }
-
-}  // namespace
 
 TEST_F(Follows, VSDVS_SetMcastUserLegacyEntries) {
   VSMACEntries entries = user_addresses(9);
@@ -1183,3 +1177,5 @@ TEST(FollowsAll, every_function_has_its_test) {
       declared_functions({"switch_queries.h", "distributed_switch_configuration.h", "distributed_switch_state.h"}),
       tests);
 }
+
+}  // namespace follows_vswitch_test

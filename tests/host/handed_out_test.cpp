@@ -3,15 +3,13 @@
 
 #include "host_test.hpp"
 
-namespace {
+namespace handed_out_test {
 
 VSInfo *new_info() {
   VSInfo *info = nullptr;
   EXPECT_STATUS(QEL_OK, VSQEL_GetSwitchInfo("management", &info));
   return info;
 }
-
-}  // namespace
 
 class HandedOut : public HostTest {
  protected:
@@ -107,3 +105,5 @@ TEST_F(HandedOut, a_call_that_fails_hands_out_nothing) {
   EXPECT_STATUS(QEL_NOT_FOUND, VSQEL_GetSwitchInfo("none", &info));
   EXPECT_EQ(0u, since().records);
 }
+
+}  // namespace handed_out_test

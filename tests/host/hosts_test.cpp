@@ -1,7 +1,7 @@
 // Several hosts in one process: which one calls go to, what handles are good for, what a fork does to them.
 #include "host_test.hpp"
 
-namespace {
+namespace hosts_test {
 
 constexpr char one_switch[] = R"({"format": 1, "switches": [{"alias": "only", "switch_id": "i", "mtu": 3000}]})";
 
@@ -9,8 +9,6 @@ bool has_switch(char const *alias) {
   qel_uint32 mtu = 0;
   return VSDVS_GetMTU(alias, &mtu) == QEL_OK;
 }
-
-}  // namespace
 
 class Hosts : public HostTest {
  protected:
@@ -109,3 +107,5 @@ TEST_F(Hosts, a_walk_ends_where_another_host_is_in_use) {
   EXPECT_EQ(1, context.calls);
   EXPECT_TRUE(leave_host(*memory_));
 }
+
+}  // namespace hosts_test

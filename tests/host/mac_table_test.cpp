@@ -6,7 +6,7 @@
 #include "platform/core/clock.hpp"
 #include "platform/core/mac_learning.hpp"
 
-namespace {
+namespace mac_table_test {
 
 // A host whose clock stands, with a learning port that lets at most three addresses in and one that drops at one.
 constexpr char description[] = R"({
@@ -129,8 +129,6 @@ std::string uplink_list(std::string const &name, std::string const &dvport_id) {
 }
 
 using Entries = std::vector<Entry>;
-
-}  // namespace
 
 class MacTable : public HostTest {
  protected:
@@ -452,3 +450,5 @@ TEST_F(MacTable, what_was_learned_goes_with_the_client) {
   ASSERT_STATUS(QEL_OK, VSDVS_ClearSwitchUplinkPorts("s"));
   EXPECT_EQ(0u, value(stats_of("spare").numMACsLearned));
 }
+
+}  // namespace mac_table_test

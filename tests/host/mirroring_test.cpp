@@ -3,7 +3,7 @@
 
 #include "property_test.hpp"
 
-namespace {
+namespace mirroring_test {
 
 void set_text(DVMirrorEntity &entity, int type, char const *text) {
   entity = {};
@@ -141,8 +141,6 @@ std::vector<qel_SwitchPortID> promiscuous_ports(char const *switch_name = "workl
 }
 
 using Names = std::vector<std::string>;
-
-}  // namespace
 
 class Mirroring : public HostTest {};
 
@@ -494,3 +492,5 @@ TEST_F(Mirroring, sessions_come_and_go_with_images_and_zombies) {
   EXPECT_EQ(Names{}, running_sessions());
   EXPECT_STATUS(QEL_OK, set_sessions("101", table.value()));
 }
+
+}  // namespace mirroring_test

@@ -3,7 +3,7 @@
 
 #include "property_test.hpp"
 
-namespace {
+namespace multicast_test {
 
 VSMACEntries sample_entries() {
   VSMACEntries entries;
@@ -43,8 +43,6 @@ constexpr char description[] = R"({"format": 1, "stopped_clock": 170000000000000
     {"dvport_id": "q"}]}]})";
 
 using Names = std::vector<std::string>;
-
-}  // namespace
 
 class Multicast : public HostTest {
  protected:
@@ -165,3 +163,5 @@ TEST_F(Multicast, the_state_of_a_group) {
   EXPECT_STATUS(QEL_BAD_PARAM, stats(port, VS_MCAST_FILTER_MODE_IGMP, ip("224.1.2.3"), nullptr));
   EXPECT_STATUS(QEL_NOT_FOUND, stats(0, VS_MCAST_FILTER_MODE_IGMP, ip("224.1.2.3"), &result));
 }
+
+}  // namespace multicast_test

@@ -3,6 +3,8 @@
 
 #include "host_test.hpp"
 
+namespace names_test {
+
 class Names : public HostTest {};
 
 TEST_F(Names, failures_leave_an_empty_text) {
@@ -70,3 +72,5 @@ TEST_F(Names, every_status_has_its_name) {
     EXPECT_EQ(nullptr, QEL_ReturnStatusToString(static_cast<QEL_ReturnStatus>(code))) << code;
   }
 }
+
+}  // namespace names_test

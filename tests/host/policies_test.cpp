@@ -1,7 +1,7 @@
 // The typed policies of a switch: teaming and multicast filtering, as views of their properties.
 #include "host_test.hpp"
 
-namespace {
+namespace policies_test {
 
 VSTeamPolicy policy_of(char const *alias) {
   VSTeamPolicy policy;
@@ -35,8 +35,6 @@ int raw_number(char const *alias, char const *name) {
 int set_filter_mode(char const *alias, int mode) {
   return VSDVS_SetMcastFilterMode(alias, static_cast<VSMcastFilterMode>(mode));
 }
-
-}  // namespace
 
 class Policies : public HostTest {};
 
@@ -113,3 +111,5 @@ TEST_F(Policies, the_names_of_a_switch_are_read_only_properties) {
   EXPECT_STATUS(QEL_READ_ONLY, VSDVS_SetGlobProp("workload", QEL_HNQPROP_SWITCH_ALIAS, "x", 1, "", 1));
   EXPECT_STATUS(QEL_READ_ONLY, VSDVS_ClearGlobProp("workload", QEL_HNQPROP_SWITCH_ALIAS, "", 1));
 }
+
+}  // namespace policies_test

@@ -3,7 +3,9 @@
 
 #include "property_test.hpp"
 
-namespace {
+namespace port_policies_test {
+
+using ::bytes_of;
 
 using Range = qel_HNQPortVIDRange;
 
@@ -81,8 +83,6 @@ int sink_ports(char const *switch_name) {
   EXPECT_STATUS(QEL_OK, VSQEL_GetVSInfo(switch_name, &info));
   return info.numSinkPorts;
 }
-
-}  // namespace
 
 class PortPolicies : public HostTest {};
 
@@ -359,3 +359,5 @@ TEST_F(PortPolicies, a_private_vlan_stays_as_long_as_either_value_of_a_policy_ne
   ASSERT_STATUS(QEL_OK, set_policy(plain, true));
   EXPECT_STATUS(QEL_OK, set_map({}));
 }
+
+}  // namespace port_policies_test

@@ -1,7 +1,7 @@
 // Teaming of ports and of logical switches.
 #include "property_test.hpp"
 
-namespace {
+namespace port_teaming_test {
 
 VSTeamPolicy sample_policy() {
   VSTeamPolicy policy;
@@ -55,8 +55,6 @@ std::string policy_in_force(qel_SwitchPortID port) {
   EXPECT_STATUS(QEL_OK, VSQEL_GetPortLSTeamingPolicyName(port, name));
   return name;
 }
-
-}  // namespace
 
 class PortTeaming : public HostTest {};
 
@@ -249,3 +247,5 @@ TEST_F(PortTeaming, refused_to_transmit_on_an_uplink_always) {
   EXPECT_STATUS(QEL_NOT_FOUND, VSDVS_SetTxUplinkAlways("none", "100", 1));
   EXPECT_STATUS(QEL_BAD_PARAM, set_raw_property("workload", "100", VSPROP_PORT_TX_UPLINK, "11"));
 }
+
+}  // namespace port_teaming_test

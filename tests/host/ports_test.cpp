@@ -1,6 +1,8 @@
 // Adding, removing and finding distributed ports.
 #include "host_test.hpp"
 
+namespace ports_test {
+
 class Ports : public HostTest {};
 
 TEST_F(Ports, a_port_is_there_until_it_is_removed) {
@@ -73,3 +75,5 @@ TEST_F(Ports, refused_arguments) {
   EXPECT_STATUS(QEL_BAD_PARAM, DVSQEL_PortFind("management", nullptr));
   EXPECT_EQ(0, DVPortExist(nullptr, nullptr));
 }
+
+}  // namespace ports_test

@@ -8,7 +8,7 @@
 
 #include "host_test.hpp"
 
-namespace {
+namespace processes_test {
 
 // Runs the body in several processes at once; they start together.
 std::vector<int> in_children(int count, std::function<int(int)> const &body) {
@@ -46,8 +46,6 @@ int in_raw_copy(std::function<int()> const &body) {
   waitpid(child, &state, 0);
   return WIFEXITED(state) ? WEXITSTATUS(state) : -1;
 }
-
-}  // namespace
 
 class Processes : public HostTest {};
 
@@ -169,3 +167,5 @@ TEST_F(Processes, a_copy_that_was_not_forked_is_refused) {
             }));
   EXPECT_EQ(2000u, mtu_of("management"));
 }
+
+}  // namespace processes_test

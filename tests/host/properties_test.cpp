@@ -4,7 +4,7 @@
 
 #include "host_test.hpp"
 
-namespace {
+namespace properties_test {
 
 constexpr char key[] = "org.example.key";
 
@@ -42,8 +42,6 @@ int clear_global(char const *name, bool persistent = true, char const *vendor = 
     EXPECT_STATUS(QEL_OK, result.status);           \
     EXPECT_EQ(std::string(expected), result.value); \
   } while (false)
-
-}  // namespace
 
 class Properties : public HostTest {};
 
@@ -198,3 +196,5 @@ TEST_F(Properties, defaults_are_not_stored) {
   EXPECT_STATUS(QEL_OK, VSDVS_ClearGlobProp("management", VSPROP_MTU, "", 0));
   EXPECT_STATUS(QEL_NOT_FOUND, get_global(VSPROP_MTU, false, "maker", "management").status);
 }
+
+}  // namespace properties_test

@@ -3,7 +3,7 @@
 
 #include "host_test.hpp"
 
-namespace {
+namespace property_lists_test {
 
 constexpr auto no_version = static_cast<HNQVersion>(0);
 constexpr auto config = static_cast<qel_uint32>(CONFIG_PROP_TYPE);
@@ -81,8 +81,6 @@ std::string image_of(Collect &&collect) {
 int set_global(char const *name, std::string value, char const *vendor = "") {
   return VSDVS_SetGlobProp("workload", name, value.data(), static_cast<int>(value.size()), vendor, 1);
 }
-
-}  // namespace
 
 class PropertyLists : public HostTest {};
 
@@ -220,3 +218,5 @@ TEST_F(PropertyLists, of_what_is_not_there_are_refused) {
   EXPECT_STATUS(QEL_BAD_PARAM, DVSQEL_VendorGlobalPropList("workload", nullptr, config));
   EXPECT_STATUS(QEL_BAD_PARAM, DVSQEL_VendorGlobalPropList(nullptr, &list, config));
 }
+
+}  // namespace property_lists_test

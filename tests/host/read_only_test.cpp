@@ -10,7 +10,7 @@
 #include "host_test.hpp"
 #include "platform/core/faults.hpp"
 
-namespace {
+namespace read_only_test {
 
 constexpr int no_namespaces = 77;  // how a child says that the kernel refuses what the test needs
 constexpr uid_t somebody = 12345;
@@ -58,8 +58,6 @@ int in_judging_child(std::function<int()> const &body) {
     return testing::Test::HasFailure() ? 1 : result;
   });
 }
-
-}  // namespace
 
 class ReadOnly : public HostTest {
  protected:
@@ -319,3 +317,5 @@ TEST_F(ReadOnlyForAnother, a_file_that_cannot_be_read) {
     EXPECT_NE(std::string::npos, testing::internal::GetCapturedStderr().find("cannot open"));
   });
 }
+
+}  // namespace read_only_test

@@ -10,7 +10,7 @@
 #include "platform/core/mac_learning.hpp"
 #include "platform/core/rtm.hpp"
 
-namespace {
+namespace rtm_test {
 
 constexpr char description[] = R"({
   "format": 1, "stopped_clock": 5000000,
@@ -121,8 +121,6 @@ std::string port_value(char const *dvport_id) {
   int const status = VSDVS_GetPortProp("s", dvport_id, "mine", &query, "", 0);
   return status == QEL_OK ? std::string(value, static_cast<std::size_t>(query.propLen)) : status_text(status);
 }
-
-}  // namespace
 
 class Rtm : public HostTest {
  protected:
@@ -418,3 +416,5 @@ TEST_F(Rtm, teaming_can_leave_a_blocked_uplink_out) {
   ASSERT_STATUS(QEL_OK, VSQEL_PortGetTeamUplinkHint(p, &name));
   EXPECT_STREQ("n1", name.string);
 }
+
+}  // namespace rtm_test

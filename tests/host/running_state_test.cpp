@@ -15,6 +15,8 @@
 #include "platform/core/snapshot.hpp"
 #include "platform/core/uplink_choice.hpp"
 
+namespace running_state_test {
+
 // In place of those of the C library, also for SQLite: how often somebody waits for the disk.
 static int syncs = 0;
 extern "C" int fdatasync(int file) {
@@ -25,8 +27,6 @@ extern "C" int fsync(int file) {
   ++syncs;
   return static_cast<int>(syscall(SYS_fsync, file));
 }
-
-namespace {
 
 constexpr char description[] = R"({
   "format": 1, "stopped_clock": 1000000000000000,
@@ -123,8 +123,6 @@ Learning learn(char const *dvport_id, unsigned char last, std::int64_t age = 0) 
                 }));
   return result;
 }
-
-}  // namespace
 
 class RunningState : public HostTest {
  protected:
@@ -468,3 +466,5 @@ TEST_F(RunningState, an_old_log_has_no_part_in_a_new_file) {
     close_host();
   }
 }
+
+}  // namespace running_state_test

@@ -3,7 +3,7 @@
 
 #include "host_test.hpp"
 
-namespace {
+namespace runtime_options_test {
 
 // A buffer in exactly sized memory, so that the sanitizer sees a read too far.
 class Buffer {
@@ -77,8 +77,6 @@ std::string value_of(int type) {
 }
 
 using Options = std::vector<Option>;
-
-}  // namespace
 
 class RuntimeOptions : public HostTest {};
 
@@ -178,3 +176,5 @@ TEST_F(RuntimeOptions, types_may_stand_at_any_address) {
   ASSERT_STATUS(QEL_OK, VSQEL_GetRuntimeOptions(reinterpret_cast<qel_uint16 const *>(memory + 1), 1, &options));
   EXPECT_EQ(12u, options->totalLength);
 }
+
+}  // namespace runtime_options_test

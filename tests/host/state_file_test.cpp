@@ -4,7 +4,7 @@
 
 #include "host_test.hpp"
 
-namespace {
+namespace state_file_test {
 
 void run_sql(std::filesystem::path const &path, char const *sql) {
   sqlite3 *connection = nullptr;
@@ -27,8 +27,6 @@ int mode_of(std::filesystem::path const &path) {
   EXPECT_EQ(0, stat(path.c_str(), &information));
   return static_cast<int>(information.st_mode & 07777);
 }
-
-}  // namespace
 
 class StateFile : public HostTest {
  protected:
@@ -251,3 +249,5 @@ TEST_F(StateFile, a_host_works_again_once_its_file_can_be_made) {
   std::filesystem::remove(folder / "file");
   EXPECT_STATUS(QEL_OK, create_switch("edge"));
 }
+
+}  // namespace state_file_test

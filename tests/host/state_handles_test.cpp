@@ -4,7 +4,7 @@
 #include "host_test.hpp"
 #include "platform/core/snapshot.hpp"
 
-namespace {
+namespace state_handles_test {
 
 // What a walk saw. A callback has no state of its own: it gets this as its context.
 struct Seen {
@@ -36,8 +36,6 @@ std::string value_of(DVSDataItem item) {
 }
 
 using Names = std::vector<std::string>;
-
-}  // namespace
 
 class StateHandles : public HostTest {
  protected:
@@ -253,8 +251,6 @@ TEST_F(StateHandles, of_a_parent_are_good_in_a_child) {
   EXPECT_EQ(0, in_child([&] { return std::strcmp("workload", DVS_SwitchName(handle)) == 0 ? 0 : 1; }));
 }
 
-namespace {
-
 // The host of another process does it.
 void elsewhere(void (*change)(Database &, std::string const &), std::string const &argument) {
   ASSERT_EQ(0, in_child([&] {
@@ -263,8 +259,6 @@ void elsewhere(void (*change)(Database &, std::string const &), std::string cons
               return 0;
             }));
 }
-
-}  // namespace
 
 // Numbers of switches and ports come from the state, and are the same ones again in another state.
 TEST_F(StateHandles, are_stale_when_the_state_was_replaced) {
@@ -332,3 +326,5 @@ TEST_F(StateHandles, are_good_after_another_boot) {
   use_host(state_file());
   EXPECT_STREQ("workload", DVS_SwitchName(vswitch)) << "it is the same state";
 }
+
+}  // namespace state_handles_test

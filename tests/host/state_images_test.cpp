@@ -3,7 +3,7 @@
 
 #include "images.hpp"
 
-namespace {
+namespace state_images_test {
 
 constexpr auto no_version = static_cast<HNQVersion>(0);
 
@@ -60,8 +60,6 @@ VSTeamPolicy teaming_of(char const *alias) {
   EXPECT_STATUS(QEL_OK, VSDVS_GetTeamingPolicy(alias, &policy));
   return policy;
 }
-
-}  // namespace
 
 class StateImages : public HostTest {
  protected:
@@ -372,3 +370,5 @@ TEST_F(StateImages, the_state_is_repaired) {
   Transaction transaction(open_host(), false);
   EXPECT_FALSE(open_host().rows("SELECT 1 FROM property WHERE port = 9999").next());
 }
+
+}  // namespace state_images_test

@@ -1,7 +1,7 @@
 // Properties with a property type: which value is written, fallbacks, the view of a SmartNIC, data of uplinks.
 #include "host_test.hpp"
 
-namespace {
+namespace state_properties_test {
 
 constexpr char key[] = "org.example.key";
 constexpr auto config = static_cast<qel_uint32>(CONFIG_PROP_TYPE);
@@ -59,8 +59,6 @@ int set_global(std::string value, qel_uint32 type = config, char const *name = k
 int set_uplink(char const *uplink, qel_uint32 kind, std::string value, qel_uint32 type = config) {
   return DVSQEL_UplinkDataSet("workload", uplink, kind, value.data(), static_cast<int>(value.size()), type);
 }
-
-}  // namespace
 
 class StateProperties : public HostTest {};
 
@@ -234,3 +232,5 @@ TEST_F(StateProperties, commands_tell_about_a_switch) {
   EXPECT_STATUS(QEL_BAD_PARAM, DVSQEL_CmdExec("workload", "help", nullptr, 0, &output, nullptr));
   EXPECT_STATUS(QEL_NOT_FOUND, DVSQEL_CmdExec("none", "help", nullptr, 0, &output, &length));
 }
+
+}  // namespace state_properties_test

@@ -3,7 +3,7 @@
 
 #include "host_test.hpp"
 
-namespace {
+namespace state_switches_test {
 
 constexpr auto default_version = static_cast<HNQVersion>(0);
 
@@ -22,8 +22,6 @@ std::vector<std::string> ports_of_type(char const *alias, int type) {
 }
 
 using Ids = std::vector<std::string>;
-
-}  // namespace
 
 class StateSwitches : public HostTest {
  protected:
@@ -197,3 +195,5 @@ TEST_F(StateSwitches, ports_have_their_number_by_switch_identifier) {
                 VSDVS_DvPortIDToPortIDFromDVSID("776f726b-6c6f-6164-0000-000000000002", "none", &number));
   EXPECT_STATUS(QEL_BAD_PARAM, VSDVS_DvPortIDToPortIDFromDVSID("776f726b-6c6f-6164-0000-000000000002", "101", nullptr));
 }
+
+}  // namespace state_switches_test

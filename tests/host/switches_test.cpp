@@ -1,6 +1,8 @@
 // Making and removing switches, their MTU, information and lists.
 #include "host_test.hpp"
 
+namespace switches_test {
+
 class Switches : public HostTest {};
 
 TEST_F(Switches, a_new_switch_has_what_it_was_made_with) {
@@ -189,3 +191,5 @@ TEST_F(Switches, active_ports_are_those_with_a_client) {
   ASSERT_STATUS(QEL_OK, VSQEL_GetVSInfo("workload", &info));
   EXPECT_EQ(5u, info.activePorts);  // three virtual NICs, two uplinks; port 103 is free
 }
+
+}  // namespace switches_test

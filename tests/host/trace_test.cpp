@@ -14,11 +14,9 @@
 #include "host_test.hpp"
 #include "platform/core/faults.hpp"
 
-namespace {
+namespace trace_test {
 
 using Json = nlohmann::json;
-
-}  // namespace
 
 class Trace : public HostTest {
  protected:
@@ -205,3 +203,5 @@ TEST_F(Trace, every_call_has_its_own_name) {
     }
   }
 }
+
+}  // namespace trace_test

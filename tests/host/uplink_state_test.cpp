@@ -5,7 +5,7 @@
 #include "platform/core/clock.hpp"
 #include "platform/core/uplink_choice.hpp"
 
-namespace {
+namespace uplink_state_test {
 
 // Three uplinks and ports with clients; the ports' numbers follow those of the uplinks.
 constexpr char description[] = R"({
@@ -101,8 +101,6 @@ VSRARPStats announcements() {
 }
 
 using Texts = std::vector<std::string>;
-
-}  // namespace
 
 class UplinkState : public HostTest {
  protected:
@@ -510,3 +508,5 @@ TEST_F(UplinkState, service_port_counters) {
   EXPECT_STATUS(QEL_BAD_PARAM, VSQEL_GetServicePortTeamingStats("s", nullptr));
   EXPECT_STATUS(QEL_NOT_FOUND, VSQEL_GetServicePortTeamingStats("none", &stats));
 }
+
+}  // namespace uplink_state_test

@@ -3,7 +3,7 @@
 
 #include "images.hpp"
 
-namespace {
+namespace uplinks_test {
 
 struct UplinkPort {
   std::string name;
@@ -75,8 +75,6 @@ int set_link(char const *switch_name, char const *uplink, int state) {
 
 using Texts = std::vector<std::string>;
 using Uplinks = std::vector<UplinkPort>;
-
-}  // namespace
 
 class UplinkPorts : public HostTest {
  protected:
@@ -355,3 +353,5 @@ TEST_F(UplinkPorts, of_a_configuration_leave_nics_to_switches_that_it_does_not_h
   EXPECT_EQ((Texts{}), nics("edge"));
   EXPECT_TRUE(without == state());
 }
+
+}  // namespace uplinks_test

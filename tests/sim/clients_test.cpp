@@ -4,6 +4,8 @@
 #include "interface/switch_queries.h"
 #include "sim_test.hpp"
 
+namespace clients_test {
+
 using Clients = SimTest;
 
 TEST_F(Clients, API_5_a_client_is_connected_and_disconnected) {
@@ -163,3 +165,5 @@ TEST_F(Clients, partners_and_members_of_a_lag_are_kept) {
   EXPECT_FAILS(BAD_ARGUMENT, "key: must be a number from 0 to 65535",
                vssim_set_partner(other.get(), nic(other, "n0"), R"({"key": 65536})"));
 }
+
+}  // namespace clients_test

@@ -6,9 +6,9 @@
 #include "interface/switch_queries.h"
 #include "sim_test.hpp"
 
-using namespace constant;
+namespace events_test {
 
-namespace {
+using namespace constant;
 
 constexpr std::int64_t second = 1000000;
 
@@ -36,8 +36,6 @@ Result moved_on(OwnedHost const &host, std::int64_t microseconds) {
 void set_link_by_call(char const *portset, char const *uplink) {
   ASSERT_EQ(0, VSQEL_SetUplinkAdminLinkState(portset, uplink, static_cast<qel_LinkState>(0)));
 }
-
-}  // namespace
 
 class Events : public SimTest {
  protected:
@@ -180,3 +178,5 @@ TEST_F(Events, N_5_the_next_operation_hands_out_announcements) {
   EXPECT_EQ((Lines{"-1 made nic1 60", "0 frame z/b 60"}),
             send(other, port(other, "z", "a"), frame(mac_b, mac_a)).lines());
 }
+
+}  // namespace events_test

@@ -1,6 +1,8 @@
 // Frames from an endpoint through a host to others: results, their order, and what the calls of the libraries show.
 #include "sim_test.hpp"
 
+namespace frames_test {
+
 using Frames = SimTest;
 
 TEST_F(Frames, API_1_a_frame_goes_from_a_port_to_the_others_and_the_uplink) {
@@ -45,3 +47,5 @@ TEST_F(Frames, API_8_an_explanation_changes_nothing) {
   send(host, a, sent);
   EXPECT_EQ(1, asked<vssim_endpoint>(vssim_counters, host, a)["pktsInUnicast"]);
 }
+
+}  // namespace frames_test

@@ -6,7 +6,7 @@
 #include "interface/distributed_switch_state.h"
 #include "sim_test.hpp"
 
-namespace {
+namespace hosts_test {
 
 qel_uint32 mtu_in_use(char const *alias) {
   qel_uint32 mtu = 0;
@@ -20,8 +20,6 @@ std::string content(std::filesystem::path const &path) {
   text << file.rdbuf();
   return text.str();
 }
-
-}  // namespace
 
 using Hosts = SimTest;
 
@@ -318,3 +316,5 @@ TEST_F(Hosts, a_trace_has_the_calls_on_its_host) {
 TEST_F(Hosts, endpoints_are_clients_by_number_and_nics_by_name) {
   EXPECT_EQ(Json::parse(R"([["sw", "a"], ["sw", "b"], ["sw", "c"], "nic0", "nic1"])"), asked(vssim_endpoints, host));
 }
+
+}  // namespace hosts_test

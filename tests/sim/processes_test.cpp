@@ -9,7 +9,7 @@
 
 #include "sim_test.hpp"
 
-namespace {
+namespace processes_test {
 
 bool in_full() {
   char const *const full = std::getenv("VSWITCHPY_FULL");
@@ -50,8 +50,6 @@ std::uint64_t count_bytes(int from) {
 std::uint64_t counter(OwnedHost const &host, char const *dvport_id, char const *name) {
   return asked<vssim_endpoint>(vssim_counters, host, port(host, "sw", dvport_id))[name].get<std::uint64_t>();
 }
-
-}  // namespace
 
 using Processes = SimTest;
 
@@ -200,3 +198,5 @@ TEST_F(Processes, D_4_who_waits_too_long_is_told) {
   close(ends[1]);
   EXPECT_EQ(1u, send(one, {one_frame}).total(1));
 }
+
+}  // namespace processes_test

@@ -5,7 +5,7 @@
 #include "sim_test.hpp"
 #include "tests/forwarding/rule_ids.hpp"
 
-namespace {
+namespace rules_test {
 
 constexpr char const *followed[] = {
 #define RULE(name, id, text) id,
@@ -44,4 +44,4 @@ TEST(Rules, have_texts_by_their_ids) {
   EXPECT_EQ(nullptr, vssim_reason_name(36));
 }
 
-}  // namespace
+}  // namespace rules_test

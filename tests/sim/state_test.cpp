@@ -7,9 +7,9 @@
 #include "interface/switch_queries.h"
 #include "sim_test.hpp"
 
-using State = SimTest;
+namespace state_test {
 
-namespace {
+using State = SimTest;
 
 // The steps of an upgrade with save and restore, one after the other.
 constexpr std::int64_t upgrade[] = {constant::RTM_IOCCMD_REG_SAVE,     constant::RTM_IOCCMD_SAVE,
@@ -25,8 +25,6 @@ void take_step(std::int64_t step) {
   std::memcpy(&request[sizeof header], "portset-1", 9);
   ASSERT_EQ(0, VSQEL_RTMOp(reinterpret_cast<RTMIOCtlQuery *>(request.data()), static_cast<RTMIOCtlMode>(step)));
 }
-
-}  // namespace
 
 TEST_F(State, CORE_2_CORE_3_D_2_what_is_counted_and_learned_is_seen_by_others) {
   OwnedHost const one = file_host();
@@ -255,3 +253,5 @@ TEST_F(State, S_4_promiscuous_copies_count_in_their_session) {
   EXPECT_EQ(1u, stats.mirrorPktCnt);
   EXPECT_EQ(1u, stats.mirroredPkts);
 }
+
+}  // namespace state_test

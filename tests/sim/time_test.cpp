@@ -4,7 +4,7 @@
 #include "interface/switch_queries.h"
 #include "sim_test.hpp"
 
-namespace {
+namespace time_test {
 
 constexpr std::int64_t second = 1000000;
 constexpr std::int64_t aging_time = 600;  // seconds
@@ -14,8 +14,6 @@ Result moved_on(OwnedHost const &host, std::int64_t microseconds) {
   EXPECT_OK(vssim_advance(host.get(), microseconds, &result));
   return {host, result};
 }
-
-}  // namespace
 
 class Time : public SimTest {
  protected:
@@ -168,3 +166,5 @@ TEST_F(Time, V_8_another_private_vlan_map_forgets_the_vlans_of_both) {
   set(promiscuous(200));
   EXPECT_EQ((Lines{"02:00:00:00:07:05 a 0"}), learned(host));
 }
+
+}  // namespace time_test
