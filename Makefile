@@ -3,8 +3,8 @@ PYTHON ?= /usr/bin/python3
 BUILD_JOBS ?= $(shell nproc)
 STATE := $(CURDIR)/build/demo-host.db
 
-.PHONY: bench bench-host build build-debug build-sanitize build-tests clean counted deb demo docs format fuzz help lint \
-  packages pictures soak test test-breaks test-everything test-memory test-random test-sanitize test-valgrind
+.PHONY: bench bench-host build build-debug build-sanitize build-tests clean counted deb demo docs format fuzz help \
+  lint packages pictures soak test test-breaks test-everything test-memory test-random test-sanitize test-valgrind
 
 help: ## print this list
 	@grep -E '^[a-z-]+:.*## ' $(MAKEFILE_LIST) | sed -E 's/^([a-z-]+):.*## (.*)/  make \1\t\2/' | expand -t 24
@@ -69,10 +69,12 @@ test-everything: counted ## the whole test suite with every sweep in full
 	@PYTHON=$(PYTHON) VSWITCHPY_FULL=1 tools/run_tests build -rsP --durations=20
 
 test-random: build-tests ## of these, the abort storms and random calls
-	@VSWITCHPY_FULL=1 $(PYTHON) -m pytest -q -s tests/reliability/test_abort_storms.py tests/reliability/test_random_calls.py
+	@VSWITCHPY_FULL=1 $(PYTHON) -m pytest -q -s tests/reliability/test_abort_storms.py \
+	  tests/reliability/test_random_calls.py
 
 test-memory: counted ## of these, every failing allocation, and references at length
-	@VSWITCHPY_FULL=1 $(PYTHON) -m pytest -q -s tests/reliability/test_failing_allocations.py tests/reliability/test_references.py
+	@VSWITCHPY_FULL=1 $(PYTHON) -m pytest -q -s tests/reliability/test_failing_allocations.py \
+	  tests/reliability/test_references.py
 
 test-valgrind: build-tests ## of these, every operation under valgrind
 	@VSWITCHPY_FULL=1 $(PYTHON) -m pytest -q tests/reliability/test_valgrind.py
@@ -99,7 +101,7 @@ bench: build ## measure the module beside SWIG-generated peers, and the objects 
 	@$(PYTHON) bench/module/measure_module.py build/bench/module --json build/bench-module.json
 	@PYTHONPATH=build/python $(PYTHON) bench/vswitch.py --folder build --json build/bench-vswitch.json
 
-bench-host: build ## measure the simulated host and frames through it (build/bench-host.json, -forwarding, -frames, -simulated)
+bench-host: build ## measure the simulated host and frames (build/bench-host.json, -forwarding, -frames, -simulated)
 	@cmake --build --preset release --target measure_host measure_forwarding measure_frames
 	@build/bench/host/measure_host build/bench-host.json
 	@build/bench/host/measure_forwarding build/bench-forwarding.json

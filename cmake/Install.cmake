@@ -51,7 +51,8 @@ endforeach()
 set(METADATA vswitchpy-${PROJECT_VERSION}.dist-info)
 configure_file(packaging/METADATA.in ${PROJECT_BINARY_DIR}/python/${METADATA}/METADATA @ONLY)
 configure_file(packaging/entry_points.txt ${PROJECT_BINARY_DIR}/python/${METADATA}/entry_points.txt COPYONLY)
-install(FILES ${PROJECT_BINARY_DIR}/python/${METADATA}/METADATA ${PROJECT_BINARY_DIR}/python/${METADATA}/entry_points.txt
+install(FILES ${PROJECT_BINARY_DIR}/python/${METADATA}/METADATA
+  ${PROJECT_BINARY_DIR}/python/${METADATA}/entry_points.txt
   DESTINATION ${VSWITCHPY_PYTHON_DIR}/${METADATA} COMPONENT module)
 
 # The command `vswitch`, in the build folder and installed.
@@ -115,7 +116,8 @@ set(CPACK_DEBIAN_MODULE_PACKAGE_NAME vswitchpy)
 set(CPACK_DEBIAN_MODULE_PACKAGE_SECTION python)
 # dpkg-shlibdeps does not see that packed relative relocations need this C library.
 set(CPACK_DEBIAN_MODULE_PACKAGE_DEPENDS
-  "libc6 (>= 2.36), python3 (>= 3.${Python3_VERSION_MINOR}), python3 (<< 3.${NEXT_PYTHON}), python3-cbor2, python3-click, python3-rich, python3-yaml")
+  "libc6 (>= 2.36), python3 (>= 3.${Python3_VERSION_MINOR}), python3 (<< 3.${NEXT_PYTHON})")
+string(APPEND CPACK_DEBIAN_MODULE_PACKAGE_DEPENDS ", python3-cbor2, python3-click, python3-rich, python3-yaml")
 set(CPACK_DEBIAN_MODULE_PACKAGE_RECOMMENDS "python3-prometheus-client, graphviz")
 set(CPACK_DEBIAN_MODULE_PACKAGE_SUGGESTS vswitchpy-host)
 set(CPACK_DEBIAN_MODULE_PACKAGE_CONTROL_EXTRA
