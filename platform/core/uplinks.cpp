@@ -48,8 +48,9 @@ std::vector<NicRow> load_nics(Database &database) {
 
 void set_carrier(Database &database, RowId nic, bool up) {
   database.execute(
-      "UPDATE physical_nic SET carrier = ?1, link_back = CASE WHEN ?1 AND admin_up AND NOT carrier THEN ?2"
-      " ELSE link_back END WHERE id = ?3",
+      "UPDATE physical_nic SET carrier = ?1, recovery = CASE WHEN ?1 AND NOT carrier"
+      " THEN (SELECT max(recovery) + 1 FROM physical_nic) ELSE recovery END,"
+      " link_back = CASE WHEN ?1 AND admin_up AND NOT carrier THEN ?2 ELSE link_back END WHERE id = ?3",
       up, clock_now(database), nic);
 }
 

@@ -36,7 +36,7 @@ struct Uplink {
   // Of the NIC; 0 without one.
   std::int64_t speed;
   std::int64_t duplex;
-  std::int64_t recovery;                  // grows each time that the NIC is set up again
+  std::int64_t recovery;                  // grows each time that the NIC, or its carrier, is up again
   std::optional<std::int64_t> link_back;  // when its link last came back; none while it has been up since the boot
   std::optional<std::int64_t> numa_node;  // that teaming knows the NIC to be on
   std::int64_t errors;                    // of the NIC, in percent

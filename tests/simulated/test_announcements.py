@@ -105,6 +105,19 @@ def test_T_5_N_1_a_policy_that_rolls_stays_where_it_is() -> None:
     assert uplink(it) == "nic1"
 
 
+def test_T_5_N_1_a_policy_that_rolls_stays_where_it_is_after_the_carrier_failed() -> None:
+    it = host(team(NOTIFY | ROLLING))
+    it.link("nic0", False)
+    assert announced(it.advance(1)) == [("nic1", 10), ("nic1", 11), ("nic1", 12)]
+    it.link("nic0", True)
+    assert announced(it.advance(1)) == [("nic1", 10), ("nic1", 11), ("nic1", 12)], "and none when the wait ends"
+    assert uplink(it) == "nic1"
+    it.link("nic1", False)
+    it.link("nic1", True)
+    assert announced(it.advance(1)) == [("nic0", 10), ("nic0", 11), ("nic0", 12)]
+    assert uplink(it) == "nic0"
+
+
 def test_T_5_a_longer_wait() -> None:
     it = host(TeamPolicyUpDelay=3000)
     it.link("nic0", False)
