@@ -199,7 +199,7 @@ class Result:
 
     @property
     def not_kept(self) -> int:
-        """How many deliveries are not in `deliveries`, which has the first 4,194,304; all of them with `count_only`."""
+        """How many deliveries came after the first 4,194,304, which `deliveries` has; 0 with `count_only`."""
         return self._native.total(4)
 
     def to(self, endpoint: Endpoint) -> list[bytes]:
