@@ -1,17 +1,8 @@
-// The functions that libdvs.so exports, and nothing else.
+// The functions that libdvs.so exports, and nothing else; and what presets their outputs.
 #pragma once
 
 #pragma GCC visibility push(default)
 #include "interface/distributed_switch_state.h"
 #pragma GCC visibility pop
 
-namespace host {
-
-// Outputs hold null or zero when a call fails.
-template <typename Value>
-void preset(Value *output) {
-  if (output)
-    *output = Value{};
-}
-
-}  // namespace host
+#include "platform/core/outputs.hpp"

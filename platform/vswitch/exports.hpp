@@ -1,4 +1,4 @@
-// The functions that libvswitch.so exports, and nothing else.
+// The functions that libvswitch.so exports, and nothing else; and what presets their outputs.
 #pragma once
 
 #pragma GCC visibility push(default)
@@ -6,13 +6,4 @@
 #include "interface/switch_queries.h"
 #pragma GCC visibility pop
 
-namespace host {
-
-// Outputs hold null or zero when a call fails.
-template <typename Value>
-void preset(Value *output) {
-  if (output)
-    *output = Value{};
-}
-
-}  // namespace host
+#include "platform/core/outputs.hpp"

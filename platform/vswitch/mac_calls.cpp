@@ -91,6 +91,20 @@ int list_ports(char const *switch_name, List **all, Fill &&fill, char const *fun
       function);
 }
 
+// The entries of the ports of a switch, or of its uplinks. The call's name as above.
+int mac_table(char const *switch_name, VSMACAddrType address_type, VSMACTable **table, TableSide side,
+              char const *function = __builtin_FUNCTION()) {
+  preset(table);
+  return query(
+      [&](Database &database) {
+        refuse_if(!table, QEL_BAD_PARAM);
+        RowId const vswitch = switch_argument(database, switch_name);
+        refuse_address_type(address_type);
+        *table = mac_table_record(load_mac_table(database, vswitch, side), address_type);
+      },
+      function);
+}
+
 VSStaticLeCtxEntries *static_entries_record(std::vector<StaticEntry> const &entries) {
   auto list = allocate_record<VSStaticLeCtxEntries>(entries.size() * sizeof(VSStaticLEEntry));
   for (StaticEntry const &entry : entries) {
@@ -184,24 +198,12 @@ int VSQEL_GetPortMACLearningStats(char const *switch_name, char const *dvport_id
 
 int VSQEL_GetMACTable(char const *switch_name, VSMACAddrType address_type, VSMACTable **table) {
   NOTE_ARGUMENTS(switch_name, address_type, table);
-  preset(table);
-  return query([&](Database &database) {
-    refuse_if(!table, QEL_BAD_PARAM);
-    RowId const vswitch = switch_argument(database, switch_name);
-    refuse_address_type(address_type);
-    *table = mac_table_record(load_mac_table(database, vswitch, TableSide::ports), address_type);
-  });
+  return mac_table(switch_name, address_type, table, TableSide::ports);
 }
 
 int VSQEL_GetTeamMACTable(char const *switch_name, VSMACAddrType address_type, VSMACTable **table) {
   NOTE_ARGUMENTS(switch_name, address_type, table);
-  preset(table);
-  return query([&](Database &database) {
-    refuse_if(!table, QEL_BAD_PARAM);
-    RowId const vswitch = switch_argument(database, switch_name);
-    refuse_address_type(address_type);
-    *table = mac_table_record(load_mac_table(database, vswitch, TableSide::team), address_type);
-  });
+  return mac_table(switch_name, address_type, table, TableSide::team);
 }
 
 int VSQEL_GetPortMACTable(char const *switch_name, char const *dvport_id, VSMACAddrType address_type,
