@@ -7,7 +7,6 @@ import re
 import sys
 
 PROTOTYPE = re.compile(r"^(?P<result>[\w ]+?[ *]+)(?P<name>\w+)\((?P<parameters>[^)]*)\);$", re.M)
-SIGNED = {"int", "qel_WorldID", "qel_Bool"}
 UNSIGNED = {"qel_uint32", "qel_uint16", "qel_SwitchPortID"}
 HANDLES = {"DVSwitchHandle", "DVSPortHandle", "DVSDataHandle", "DVSDataItem"}
 CALLBACKS = {"DVSwitchCallback", "DVSPortCallback", "DVSPortDataCallback", "DVSData_MemAlloc", "DVSData_MemFree"}

@@ -20,7 +20,6 @@ from vswitch.errors import Busy, Failed
 
 READY = b"ready\n"
 _LOOK = 0.05
-_ANSWER = 10.0
 
 
 def start(journal: Journal) -> None:

@@ -358,7 +358,6 @@ PORT = {
         ),
     )
 }
-HOST_INHERITED = ("mac_learning", "static_mac_allow", "learn_static")
 
 SWITCH_MIRRORS = str(PropertyKey.VSPROP_SWITCH_UPLINK_MIRROR_SESSIONS)
 PORT_MIRRORS = str(PropertyKey.VSPROP_PORT_MIRROR_SESSIONS)
