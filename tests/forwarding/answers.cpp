@@ -2,7 +2,8 @@
 // (a line of JSON), then frames (a line of JSON each: endpoint, hexadecimal bytes, microseconds), and writes what
 // became of each. An empty line asks for the counters and the learned addresses.
 //
-// Of the document it takes what the data plane knows: no beacons.
+// Of the document it takes what the data plane knows: no beacons. Longer than most, as it is a program of its own: most
+// of it reads the document member by member.
 #include <arpa/inet.h>
 
 #include <iostream>

@@ -1,5 +1,5 @@
 // All settings in one table: each is written typed and raw, here and in another process, read in both ways byte for
-// byte, and brought back to its documented default.
+// byte, and brought back to its documented default. Long because the table is: a few lines for each setting.
 #include <algorithm>
 #include <functional>
 

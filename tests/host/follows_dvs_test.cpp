@@ -1,4 +1,4 @@
-// That each function of libdvs.so follows state, one test for each.
+// That each function of libdvs.so follows state, one test for each; long because there are so many.
 #include "follows.hpp"
 
 namespace follows_dvs_test {

@@ -1,4 +1,4 @@
-// That each function of libvswitch.so follows state, one test for each.
+// That each function of libvswitch.so follows state, one test for each; long because there are so many.
 #include "follows.hpp"
 
 #include "declared_functions.hpp"

@@ -1,5 +1,6 @@
 """Calls random functions of the module, and uses records of the companion layer, with random arguments; one process of
 test_random_calls.py. What the documentation leaves unchecked is kept out by how the arguments are made, see there.
+Longer than most: arguments of every kind, calls and games are one program that one seed repeats.
 
 Usage: random_calls.py (native|layer|records) SEED CALLS NOTE
 The note is a file that says, when the process dies, what it was doing. Prints what was done as JSON."""
@@ -150,7 +151,6 @@ STRANGE = [
     ),
     *(Raises(), int, Points, len, Ellipsis, NotImplemented, range(3), slice(None), Exception("an error")),
 ]
-SHORT_BUFFERS = (b"", bytearray(), b"abc")
 
 
 class Pool:

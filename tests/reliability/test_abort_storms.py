@@ -1,4 +1,5 @@
-"""Calls that the host aborts, one after the other, in long random scripts: nothing but the aborted call is lost."""
+"""Calls that the host aborts, one after the other, in random scripts: nothing but the aborted call is lost. Longer than
+most: each test is a script for a process of its own."""
 
 import os
 import pathlib

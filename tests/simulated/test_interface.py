@@ -1,4 +1,5 @@
-"""The Python interface of simulated hosts: endpoints, results, errors, use, time; each rule by its id."""
+"""The Python interface of simulated hosts: endpoints, results, errors, use, time; each rule by its id.
+Long because these are: a few tests for every one."""
 
 import collections.abc
 import enum

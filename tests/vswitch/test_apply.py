@@ -1,4 +1,5 @@
-"""Applies: verified, taken back as a whole when a call fails or the process dies, confirmed or reverted."""
+"""Applies: verified, taken back as a whole when a call fails or the process dies, confirmed or reverted.
+Longer than most: all share the document that they apply."""
 
 import json
 import os

@@ -1,4 +1,5 @@
-"""Handles and collections: every member does what it says, on the built-in host."""
+"""Handles and collections: every member does what it says, on the built-in host. Long because there are so
+many members."""
 
 import uuid
 from typing import Any
