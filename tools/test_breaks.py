@@ -5,11 +5,11 @@ Usage: test_breaks.py [--file TOML] [--name PART] [--draw K [--seed N]] [--check
 
 A list is tests/breaks/*.toml, tables [[break]]:
 
-    name = "an assigned bit-field stores nothing"
-    file = "runtime/accessors.cpp"                  the source
-    text = "store_bits(address, value);"            stands there exactly once
-    replacement = ""
-    tests = ["ctest:Accessors.StoresBits", "tests/companion/test_attributes.py::test_bits"]
+    name = "an attribute takes any record"
+    file = "companion/members.cpp"                  the source
+    text = "return is_record(object) && as_record(object)->type == type ?"          stands there exactly once
+    replacement = "return is_record(object) && type ?"
+    tests = ["tests/companion/test_every_attribute.py::test_no_accessor_takes_memory_of_another_type"]
 
 One of the tests has to fail: of GoogleTest by suite and name, of pytest by what `pytest` takes (behind "sources:" where
 it looks at the sources and at nothing built), or "build", where the compiler is to refuse. Everything happens in copies

@@ -17,10 +17,6 @@ void set_host_setting(Database &database, std::string_view name, std::string_vie
       name, Blob{value}, lifetime == Lifetime::until_boot);
 }
 
-void clear_host_setting(Database &database, std::string_view name) {
-  database.execute("DELETE FROM host_setting WHERE name = ?", name);
-}
-
 void forget_volatile_settings(Database &database) {
   database.execute("DELETE FROM host_setting WHERE volatile");
 }

@@ -12,7 +12,6 @@ namespace host {
 
 HOST_API std::optional<std::string> host_setting(Database &database, std::string_view name);
 HOST_API void set_host_setting(Database &database, std::string_view name, std::string_view value, Lifetime lifetime);
-void clear_host_setting(Database &database, std::string_view name);
 
 // As a boot does.
 void forget_volatile_settings(Database &database);
