@@ -37,8 +37,8 @@ def random_simulated(number: int) -> tuple[SimulatedHost, dict[str, Any], list[A
 
 
 def each_frame(number: int) -> Iterator[tuple[SimulatedHost, dict[str, Any], Any, bytes]]:
-    """Sends the frames of a random host, with changes of clients in between: (host, endpoint, frame, explanation,
-    result) each."""
+    """The frames of a random host, with time and changes of clients in between, for the caller to send: (host,
+    document, endpoint, frame) each."""
     it, document, traffic = random_simulated(number)
     random = Random(f"changes {number}")
     now = START
