@@ -361,11 +361,11 @@ def test_the_guard_reverts_after_the_process_its_terminal_or_its_time_is_gone(on
         child, terminal = pty.fork()
         if not child:
             plan.apply(confirm_within=2)
-            time.sleep(60)
+            time.sleep(60)  # it is killed before
             os._exit(1)
         wait(lambda: host.pending is not None and host.pending.finished)
         os.close(terminal)
-        os.waitpid(child, 0)
+        assert os.waitstatus_to_exitcode(os.waitpid(child, 0)[1]) == -signal.SIGHUP
         assert host.pending.guarded
         wait(lambda: host.pending is None)
         is_before()
